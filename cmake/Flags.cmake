@@ -1,0 +1,25 @@
+# Compiler flags: one target for everybody (warnings, sanitizers), one for code that runs on the router.
+
+add_library(plug_warnings INTERFACE)
+target_compile_options(plug_warnings INTERFACE -Wall -Wextra -Wshadow -Wvla
+  $<$<BOOL:${PLUG_WERROR}>:-Werror>)
+if(PLUG_SANITIZE)
+  add_compile_options(-fsanitize=${PLUG_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${PLUG_SANITIZE})
+endif()
+
+# No exceptions, no RTTI, no guarded statics: nothing of it may need libstdc++.so on the router.
+add_library(plug_router_code INTERFACE)
+target_compile_options(plug_router_code INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  -ffunction-sections -fdata-sections -fvisibility=hidden)
+target_include_directories(plug_router_code INTERFACE ${CMAKE_SOURCE_DIR})
+target_link_libraries(plug_router_code INTERFACE plug_warnings)
+
+# Links a target with the C driver, so that libstdc++ is not even offered to it.
+function(plug_link_without_cxx_runtime target)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+  target_link_options(${target} PRIVATE -static-libgcc -Wl,--gc-sections -Wl,--as-needed -Wl,-z,relro,-z,now)
+endfunction()
+# CMake would add the C++ runtime behind the C driver's back.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")

@@ -1,0 +1,80 @@
+// Common.h - diagnostics, byte order and small text helpers for the whole agent.
+// State:    `log_level` and `mEndType`, written at start-up before any other thread runs, read by all.
+// Threads:  all procedures but the two setters are safe anywhere; a log line is written as a whole.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+// ---- Log ----------------------------------------------------------------------------------------------------------
+//
+// Everything goes to standard error. A line is: time stamp and level name, a coloured "[module->function->line]-> ",
+// the text in colour, an empty line. Each source names itself before its includes: #define LOG_MODULE "TcpServer".
+
+enum LogLevel : uint32_t {
+    LOG_LEVEL_NONE = 0,
+    LOG_LEVEL_ERR = 1,
+    LOG_LEVEL_WARN = 2,
+    LOG_LEVEL_NOTICE = 4,
+    LOG_LEVEL_INFO = 8,
+    LOG_LEVEL_DEBUG = 16,
+    LOG_LEVEL_ALL = 31,
+};
+
+extern uint32_t log_level; // bit mask of the admitted levels; errors only at first
+
+// Stores the mask of admitted levels. Start-up only.
+void d_set_log_level(uint32_t level);
+
+// Whether a line of `level` is admitted. If so, the time stamp and the level's name have been printed; the caller
+// prints prefix and message. A value that is not exactly one of the bits 1 to 32 is never admitted.
+bool d_log_filter(uint32_t level);
+
+// Prints the local time to whole seconds (whatever the name says) and the name of level bit `bit` (0 to 5):
+// "2026-3-9 07:05:00 [ERR]", no blank and no newline behind it.
+void d_time_in_microseconds(unsigned bit);
+
+// One line, if `level` is admitted. Use the macros below, which evaluate nothing when it is not.
+void LogLine(uint32_t level, const char *module, const char *function, int line, const char *format, ...)
+    __attribute__((format(printf, 5, 6)));
+
+#define LOG_AS(level, function, ...)                                                                                   \
+    do {                                                                                                               \
+        if ((level)&log_level) LogLine((level), LOG_MODULE, (function), __LINE__, __VA_ARGS__);                        \
+    } while (0)
+#define LOG_ERR(...) LOG_AS(LOG_LEVEL_ERR, __func__, __VA_ARGS__)
+#define LOG_WARN(...) LOG_AS(LOG_LEVEL_WARN, __func__, __VA_ARGS__)
+#define LOG_INFO(...) LOG_AS(LOG_LEVEL_INFO, __func__, __VA_ARGS__)
+#define LOG_DEBUG(...) LOG_AS(LOG_LEVEL_DEBUG, __func__, __VA_ARGS__)
+
+// ---- Byte order ---------------------------------------------------------------------------------------------------
+//
+// The three conditional helpers swap only when mEndType is non-zero, and nothing ever makes it so: the platform
+// expects the router's little-endian order in every field that passes through them. This is meant to stay.
+
+extern uint32_t mEndType;
+
+// Sets mEndType to 0 on every path and returns 0.
+int GetEndType();
+
+uint16_t swapInt16(uint16_t v);
+uint32_t swapInt32(uint32_t v);
+uint64_t swapInt64(uint64_t v);
+
+// Stores the bytes of `v` reversed at `dest` (4 bytes, any alignment), whatever mEndType says.
+void swapNet32(void *dest, uint32_t v);
+
+// ---- Text ---------------------------------------------------------------------------------------------------------
+
+// Makes one byte of the two hexadecimal digits text[0] and text[1], high nibble first. A first character that is no
+// digit leaves the byte's old content in place and the low nibble is still OR-ed into it; a second one adds nothing.
+// This is meant: callers have always relied on the untouched byte.
+void CharToHex(uint8_t *dest, const char *text);
+
+// Base64 of RFC 4648, section 4, with "=" padding.
+// Both store the size that the result needs (the encoder's without a terminator; it writes none) in *outLen, and
+// return 0, or -1 without writing when `capacity` is smaller. The decoder skips CR LF and LF and returns -2 for
+// characters outside the alphabet or padding in a wrong place. outLen must not be null; out may be when capacity is 0.
+int Base64Encode(const uint8_t *in, size_t inLen, char *out, size_t capacity, size_t *outLen);
+int Base64Decode(const char *in, size_t inLen, uint8_t *out, size_t capacity, size_t *outLen);

@@ -1,0 +1,17 @@
+// OsFile.h - opening files where anybody may have planted something.
+// State:    none. Threads: any.
+#pragma once
+
+#include <cstddef>
+
+// Opens a regular file for reading; descriptors are close-on-exec and opening never blocks.
+// followLink: false refuses a symbolic link at `path` (for paths in directories that others may write).
+// Returns the descriptor, or -1 with errno (EINVAL when `path` is no regular file).
+int OsOpenForReading(const char *path, bool followLink);
+
+// Replaces the content of `path` by `size` bytes, without a moment in which the file is empty or longer than
+// either content. A symbolic link at `path` is removed, never followed; anything else that is not a regular
+// file is left alone and refused. The file is created with mode 0644.
+// Returns 0; -1 with errno when the file cannot be opened; -2 with errno when it was opened but not all bytes
+// could be written.
+int OsReplaceFile(const char *path, const void *data, size_t size);

@@ -1,0 +1,52 @@
+// OsWait.h - how a thread of the agent waits: every wait ends at a deadline or when somebody wakes it.
+// State:    none; a waiter belongs to the module that declares it.
+// Threads:  safe from any thread, under the locking rules stated below.
+#pragma once
+
+#include <cstdint>
+#include <pthread.h>
+
+// A lock together with the condition "something that it guards has changed".
+struct OsWaiter {
+    OsWaiter(); // the condition follows the clock of OsNowMs(), so a jump of the date moves no deadline
+    OsWaiter(const OsWaiter &) = delete;
+    OsWaiter &operator=(const OsWaiter &) = delete;
+
+    pthread_mutex_t lock;
+    pthread_cond_t changed;
+};
+
+// Holds a lock for the length of a block.
+class OsGuard
+{
+  public:
+    explicit OsGuard(pthread_mutex_t *lock) : mLock(lock) { pthread_mutex_lock(mLock); }
+    explicit OsGuard(OsWaiter *waiter) : OsGuard(&waiter->lock) {}
+    ~OsGuard() { pthread_mutex_unlock(mLock); }
+    OsGuard(const OsGuard &) = delete;
+    OsGuard &operator=(const OsGuard &) = delete;
+
+  private:
+    pthread_mutex_t *mLock;
+};
+
+constexpr int64_t OS_FOREVER = INT64_MAX; // the deadline of a wait that only a wake-up ends
+
+// Waits for OsWakeAll() on `waiter`; the caller holds waiter->lock, which is free while it waits.
+// deadlineMs: a time of OsNowMs(), or OS_FOREVER. Returns false once the deadline has passed, true otherwise;
+// true promises nothing (wake-ups may be spurious), so callers test their condition in a loop.
+bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs);
+
+// Wakes every thread in OsWaitUntil() on `waiter`. Change what the lock guards first, under the lock.
+void OsWakeAll(OsWaiter *waiter);
+
+// A pause that nothing ends early. For the short documented pauses; anything longer waits on an OsWaiter.
+void OsSleepMs(int64_t milliseconds);
+
+enum OsReadable { OS_READABLE = 1, OS_TIMED_OUT = 0, OS_WAIT_FAILED = -1, OS_OTHER_EVENT = -2 };
+
+// Waits until `fd` has bytes to read, has met its end or has failed (all OS_READABLE: the read will tell).
+// timeoutMs: milliseconds, or -1 for no limit. OS_WAIT_FAILED when the wait itself failed, a closed descriptor
+// included; OS_OTHER_EVENT when it returned without the descriptor being among the ready ones.
+// Another thread ends the wait with shutdown(fd, SHUT_RD).
+OsReadable OsWaitReadable(int fd, int timeoutMs);

@@ -1,0 +1,6 @@
+// Paths.h - the fixed paths of the agent, each spelt once. The tests link another Paths.cpp.
+#pragma once
+
+extern const char *const kPathPlugStatus;    // the stage of the agent, for its supervisor
+extern const char *const kPathDefaultConfig; // the configuration file when -f names none
+extern const char *const kPathLocalConfig;   // the configuration file of last resort

@@ -1,0 +1,79 @@
+#include "os/OsProcess.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+static const size_t kThreadStackSize = 128 * 1024;
+static const int kRemoveAtEndMax = 8;
+
+// Read by the signal handler, so plain atomics: an entry is complete before the count admits it.
+static std::atomic<const char *> s_removeAtEnd[kRemoveAtEndMax];
+static std::atomic<int> s_removeCount;
+
+int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)
+{
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kThreadStackSize);
+    const int error = pthread_create(thread, &attributes, body, argument);
+    pthread_attr_destroy(&attributes);
+    return error;
+}
+
+int OsThreadJoin(pthread_t thread)
+{
+    return pthread_join(thread, nullptr);
+}
+
+// Only what a signal handler may do.
+static void RemoveFiles()
+{
+    const int count = s_removeCount.load();
+    for (int i = 0; i < count; i++) unlink(s_removeAtEnd[i].load());
+}
+
+void OsExit(int status)
+{
+    RemoveFiles();
+    exit(status);
+}
+
+int OsRemoveAtEnd(const char *path)
+{
+    const int count = s_removeCount.load();
+    if (count == kRemoveAtEndMax) return -1;
+    s_removeAtEnd[count].store(path);
+    s_removeCount.store(count + 1);
+    return 0;
+}
+
+// Ends at once, whatever the other threads are doing: there is nothing to save, and waiting for a thread that sits in
+// a name look-up or in a command could take minutes.
+static void StopBySignal(int)
+{
+    RemoveFiles();
+    _exit(0);
+}
+
+static void KeepStandardDescriptorsOpen()
+{
+    int fd;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd > STDERR_FILENO) close(fd);
+}
+
+void OsPrepareProcess()
+{
+    KeepStandardDescriptorsOpen();
+    signal(SIGPIPE, SIG_IGN);
+    struct sigaction stop = {};
+    stop.sa_handler = StopBySignal;
+    sigfillset(&stop.sa_mask);
+    sigaction(SIGTERM, &stop, nullptr);
+    sigaction(SIGINT, &stop, nullptr);
+}

@@ -1,0 +1,5 @@
+#include "os/Paths.h"
+
+const char *const kPathPlugStatus = "/tmp/plugstatus";
+const char *const kPathDefaultConfig = "/tmp/plug.conf";
+const char *const kPathLocalConfig = "./plug.conf";
