@@ -24,7 +24,7 @@ static void Append(ArgumentText &to, const char *format, ...)
 {
     static const char kMissing[] = "...";
     size_t room = sizeof to.text - sizeof kMissing; // for the text, its NUL not counted
-    if (to.length >= room) return;
+    if (to.cut) return;
     va_list arguments;
     va_start(arguments, format);
     int wanted = vsnprintf(to.text + to.length, room - to.length + 1, format, arguments);
@@ -35,7 +35,7 @@ static void Append(ArgumentText &to, const char *format, ...)
         return;
     }
     memcpy(to.text + to.length, kMissing, sizeof kMissing);
-    to.length = room;
+    to.cut = true;
 }
 
 static void Name(ArgumentText &to, const char *name)

@@ -12,6 +12,7 @@
 struct ArgumentText {
     char text[1200] = {};
     size_t length = 0;
+    bool cut = false; // the mark is there
 };
 
 ArgumentText &AddNumber(ArgumentText &to, const char *name, int64_t value);

@@ -27,6 +27,12 @@ bool ParseMac(const char *text, uint8_t mac[6])
     return true;
 }
 
+bool ParseMacMember(const cJSON *object, uint8_t mac[6])
+{
+    const cJSON *value = cJSON_GetObjectItemCaseSensitive(object, "mac");
+    return cJSON_IsString(value) && ParseMac(value->valuestring, mac);
+}
+
 // Numbers in the records may stand anywhere, so they are copied, low bytes first as on the routers.
 static void StoreNumber(const Field *field, uint8_t *place, int64_t number)
 {

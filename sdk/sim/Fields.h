@@ -39,3 +39,6 @@ cJSON *WriteField(const Field *field, const void *record);
 
 // Six pairs of hex digits with colons between, nothing else.
 bool ParseMac(const char *text, uint8_t mac[6]);
+
+// The same for the member "mac" of an object.
+bool ParseMacMember(const cJSON *object, uint8_t mac[6]);

@@ -73,8 +73,9 @@ static const struct {
 template <size_t N>
 static void Put(char (&field)[N], const char *text)
 {
-    strncpy(field, text, N - 1);
-    field[N - 1] = 0;
+    size_t length = strnlen(text, N - 1);
+    memcpy(field, text, length);
+    field[length] = 0;
 }
 
 void BlankWan(WanCfg *wan, uint16_t index)
@@ -121,7 +122,7 @@ static void DefaultRouter(Household *home)
     home->isPlug = 1;
     home->ipv6 = 1;
     home->led = 1;
-    Put(home->cpu.model, "MIPS 1004Kc");
+    Put(home->cpu.model, "Simulated CPU");
     home->cpu.mhz = 880;
     home->cpu.cores = 2;
     home->memory.kilobytes = 131072;

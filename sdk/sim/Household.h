@@ -11,6 +11,9 @@ enum : uint16_t {
     SIM_NO_DEVICE = 0xFFFF,
 };
 
+// The largest figure that goes through a state file unchanged: JSON numbers are written with 15 digits.
+static const int64_t SIM_MOST_NUMBER = 999999999999999;
+
 // What the simulated router's functions answer when they do not succeed.
 enum SimResult {
     SIM_OK = 0,

@@ -1,5 +1,4 @@
-// Members.h - the household's members as they stand in a state file. One table per kind of record serves loading and
-// saving, so the two cannot drift apart.
+// Members.h - the household's members as they stand in a state file; LoadMembers.cpp and SaveMembers.cpp.
 // State:    how many bad members were reported, so that a file full of them does not flood stderr.
 // Threads:  whoever holds the lock of Call.cpp.
 #pragma once

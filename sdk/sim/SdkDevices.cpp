@@ -98,11 +98,10 @@ static int GetLimit(const char *function, const uint8_t mac[6], int64_t *limit, 
 
 static int SetLimit(const char *function, const uint8_t mac[6], int64_t limit, int64_t Device::*member)
 {
-    static const int64_t kMost = int64_t(1) << 53; // what the state file can hold
     ArgumentText arguments;
     AddMac(arguments, "mac", mac);
     return ChangeDevice(function, mac, AddNumber(arguments, "limit", limit), [&](Device &device) -> int {
-        if (limit < 0 || limit > kMost) return SIM_BAD_VALUE;
+        if (limit < 0 || limit > SIM_MOST_NUMBER) return SIM_BAD_VALUE;
         device.*member = limit;
         return SIM_OK;
     });

@@ -25,8 +25,9 @@ static void ReportOnce(const char *problem)
     s_state.reported = true;
 }
 
-// Reads a whole file into memory that the caller frees. Null, errno being set, when that is not possible.
-static char *ReadWhole(const char *path)
+// Reads a whole file into memory that the caller frees, a NUL behind it. Null, errno being set, when that is not
+// possible.
+static char *ReadWhole(const char *path, size_t *length)
 {
     // Not blocking, for the case that the path leads to a pipe.
     int file = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
@@ -53,6 +54,7 @@ static char *ReadWhole(const char *path)
     close(file);
     errno = problem;
     if (text) text[used] = 0;
+    *length = size_t(used);
     return text;
 }
 
@@ -60,7 +62,8 @@ static char *ReadWhole(const char *path)
 // from one that is bad, which is reported.
 static cJSON *ReadDocument(bool *absent)
 {
-    char *text = ReadWhole(s_state.path);
+    size_t length = 0;
+    char *text = ReadWhole(s_state.path, &length);
     *absent = !text && errno == ENOENT;
     if (!text) {
         if (*absent) return nullptr;
@@ -72,6 +75,10 @@ static cJSON *ReadDocument(bool *absent)
     }
     const char *end = nullptr;
     cJSON *document = cJSON_ParseWithOpts(text, &end, 1);
+    if (document && strlen(text) != length) { // it ends at a NUL for the parser, not for whoever wrote it
+        cJSON_Delete(document);
+        document = nullptr;
+    }
     if (!cJSON_IsObject(document)) {
         int line = 1;
         for (const char *c = text; end && !document && c < end; c++) line += *c == '\n';
