@@ -1,0 +1,87 @@
+#!/bin/sh
+# install-packages.sh - installs the Debian packages that this project needs and that are not there yet.
+#
+#   scripts/install-packages.sh [build] [run] [check] [mipsel]      (no group: build run)
+#
+#   build    the agent, the simulators, the unit tests and benchmarks
+#   run      what the demo and the end-to-end tests call
+#   check    fuzzing and memory checking
+#   mipsel   cross-building for the router and running the result under emulation
+#
+# Says nothing and needs no privileges when everything is there; otherwise one line, and root or sudo.
+set -eu
+
+die() { echo "install-packages.sh: $*" >&2; exit 1; }
+
+packages_of() {
+    case $1 in
+    build)
+        # make is spelt out because cmake only recommends it.
+        echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev ;;
+    run)
+        # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
+        # daemon; the others (killall is in psmisc) are what the agent itself runs.
+        echo iproute2 util-linux mount procps iptables iputils-ping traceroute psmisc ;;
+    check)
+        # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports
+        # name no lines; without libc's symbols valgrind takes the C library's fast string code for overreads.
+        echo clang libclang-rt-dev llvm valgrind libc6-dbg ;;
+    mipsel)
+        # googletest has the sources from which the target's copy of the test library is built.
+        echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
+    *)
+        die "unknown group \"$1\" (build, run, check, mipsel)" ;;
+    esac
+}
+
+for tool in dpkg-query apt-get; do
+    command -v $tool >/dev/null || die "no $tool: this is not a Debian system; install what $0 lists by hand"
+done
+
+[ $# -gt 0 ] || set -- build run
+wanted=
+for group; do
+    list=$(packages_of "$group") || exit 1
+    wanted="$wanted $list"
+done
+
+# A package of another architecture with the same name does not count: it cannot be compiled against.
+native=$(dpkg --print-architecture)
+is_installed() {
+    dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$1" 2>/dev/null |
+        grep -qx -e "$native installed" -e 'all installed'
+}
+
+missing=
+for package in $wanted; do
+    case " $missing " in *" $package "*) continue ;; esac
+    is_installed "$package" || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+    as_root=
+elif command -v sudo >/dev/null; then
+    as_root=sudo
+else
+    die "missing packages:$missing
+Run this as root, or install them with: apt-get install --no-install-recommends$missing"
+fi
+
+echo "Installing Debian packages:$missing"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+
+# Another apt may be at work (unattended upgrades): wait for it rather than fail.
+apt() {
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y \
+        -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3 "$@" >>"$log" 2>&1 </dev/null
+}
+
+# One unreachable third-party source makes the update fail and need not matter: the installation decides.
+apt update || echo "(apt-get update failed)" >>"$log"
+# shellcheck disable=SC2086 # a list of words
+if ! apt install --no-install-recommends $missing; then
+    cat "$log" >&2
+    die "could not install:$missing (the log is above)"
+fi
