@@ -30,7 +30,7 @@ is_complete() {
 }
 
 for tool in apt-get dpkg-deb flock; do
-    command -v $tool >/dev/null || die "no $tool: the packages come from Debian's registry, so this needs a Debian system"
+    command -v $tool >/dev/null || die "no $tool: the packages are Debian's, so this needs a Debian system"
 done
 
 # Two builds may be configured at the same time.
