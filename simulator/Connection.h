@@ -1,0 +1,61 @@
+// Connection.h - one accepted connection: bytes in, deliveries out at their time.
+//
+// State:    one Connection object; it owns the socket. Once closed it stays quiet for good.
+// Threads:  the loop's. The callbacks must not destroy the Connection they are called from.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "simulator/Delivery.h"
+#include "simulator/Loop.h"
+
+namespace sim
+{
+
+class Connection
+{
+  public:
+    struct Callbacks {
+        std::function<void(const uint8_t *, size_t)> received;
+        std::function<void(const std::string &by, const std::string &reason)> closed; // by "agent" or "platform"
+    };
+
+    Connection(Loop *loop, int fd, Callbacks callbacks);
+    ~Connection();
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    // Sends a delivery. One that waits for its time lets others pass; once begun it is not interrupted.
+    void Queue(Delivery delivery);
+
+    void Close(const std::string &reason);
+    void Reset();     // closes so that the other end reads "connection reset"
+    void HalfClose(); // sends the end of the stream, goes on receiving
+
+    bool Open() const { return fd_ >= 0; }
+    bool Idle() const { return outgoing_.empty(); } // nothing waits to be sent
+
+  private:
+    struct Outgoing {
+        int64_t dueMs; // of the next chunk
+        bool begun;
+        size_t chunk, offset;
+        Delivery delivery;
+    };
+    void Ready(short events);
+    void Read();
+    void Write();
+    bool WriteChunk(Outgoing *out); // false when the socket takes no more
+    std::vector<Outgoing>::iterator Next();
+    void End(const std::string &by, const std::string &reason);
+
+    Loop *loop_;
+    int fd_;
+    Callbacks callbacks_;
+    std::vector<Outgoing> outgoing_;
+    uint64_t timer_ = 0;
+};
+
+} // namespace sim

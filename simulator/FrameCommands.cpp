@@ -1,0 +1,215 @@
+#include "simulator/FrameCommands.h"
+
+#include <algorithm>
+
+#include "simulator/FunctionNames.h"
+#include "simulator/Names.h"
+
+namespace sim
+{
+
+// A frame's length field has 16 bits, and the padding must fit too.
+static const size_t kMostBytes = 65000;
+
+static bool Fail(std::string *error, const std::string &reason)
+{
+    *error = reason;
+    return false;
+}
+
+static bool HexArgument(const std::string &text, Bytes *bytes, std::string *error)
+{
+    if (!FromHex(text, bytes)) return Fail(error, "'" + text + "' is no hexadecimal text");
+    if (bytes->size() > kMostBytes) return Fail(error, "more than " + std::to_string(kMostBytes) + " bytes");
+    return true;
+}
+
+// "key=value": true, with the value, when `word` begins with `key`=.
+static bool ValueOf(const std::string &word, const std::string &key, std::string *value)
+{
+    if (word.compare(0, key.size() + 1, key + "=") != 0) return false;
+    *value = word.substr(key.size() + 1);
+    return true;
+}
+
+static OutFrame FunctionFrame(const Bytes &request, uint8_t dataType, const Peer &peer)
+{
+    OutFrame frame;
+    frame.msgType = MSG_FUNCTION_COMMAND;
+    frame.hasPlain = true;
+    frame.plain = InnerRecordBytes(dataType, peer.mac.empty() ? Bytes(kMacSize) : peer.mac, request);
+    return frame;
+}
+
+// A body that happens to begin with FF FF would be taken for a network failure.
+static bool LooksLikeNetworkFailure(const OutFrame &frame, const std::string &key)
+{
+    const Bytes bytes = EncodeFrame(frame, key);
+    const size_t body = kFrameHeaderSize + frame.head.size();
+    return bytes.size() >= body + 2 && bytes[body] == 0xFF && bytes[body + 1] == 0xFF;
+}
+
+static void CallFunction(uint16_t id, uint8_t dataType, const Bytes &parameters, FrameContext *context, OutFrame *frame)
+{
+    Peer *peer = context->peer;
+    uint16_t tag;
+    do {
+        tag = peer->nextTag++;
+        Bytes request = {static_cast<uint8_t>(tag), static_cast<uint8_t>(tag >> 8), static_cast<uint8_t>(id),
+                         static_cast<uint8_t>(id >> 8)};
+        request.resize(10);
+        Append(&request, parameters);
+        *frame = FunctionFrame(request, dataType, *peer);
+    } while (LooksLikeNetworkFailure(*frame, context->key));
+    peer->waiting[tag] = {id, context->nowMs};
+}
+
+static bool MakeVersion(const Words &, FrameContext *context, OutFrame *frame, std::string *)
+{
+    CallFunction(1, 1, {}, context, frame);
+    return true;
+}
+
+static bool MakeIdentity(const Words &, FrameContext *context, OutFrame *frame, std::string *)
+{
+    CallFunction(2, 2, {}, context, frame);
+    return true;
+}
+
+static bool MakeFunction(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    uint16_t id;
+    if (!ParseFunction(words[1], &id)) return Fail(error, "'" + words[1] + "' is no function");
+    uint8_t dataType = static_cast<uint8_t>(id);
+    Bytes parameters;
+    for (size_t i = 2; i < words.size(); i++) {
+        std::string value;
+        Bytes bytes;
+        int64_t number;
+        if (ValueOf(words[i], "text", &value)) {
+            bytes = ToBytes(value);
+        } else if (ValueOf(words[i], "datatype", &value)) {
+            if (!ParseNumber(value, 0, 255, &number)) return Fail(error, "'" + value + "' is no DataType");
+            dataType = static_cast<uint8_t>(number);
+        } else if (!HexArgument(words[i], &bytes, error)) {
+            return false;
+        }
+        Append(&parameters, bytes);
+    }
+    if (parameters.size() > kMostBytes) return Fail(error, "too many bytes");
+    CallFunction(id, dataType, parameters, context, frame);
+    return true;
+}
+
+static bool MakeRecord(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    Bytes request;
+    std::string value;
+    int64_t dataType = 0;
+    if (!HexArgument(words[1], &request, error)) return false;
+    if (words.size() > 2 && (!ValueOf(words[2], "datatype", &value) || !ParseNumber(value, 0, 255, &dataType)))
+        return Fail(error, "'" + words[2] + "' is not datatype=NUMBER");
+    *frame = FunctionFrame(request, static_cast<uint8_t>(dataType), *context->peer);
+    return true;
+}
+
+static bool MakePlugin(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    uint8_t dataType;
+    if (!ParsePluginType(words[1], &dataType)) return Fail(error, "'" + words[1] + "' is no plugin data type");
+    std::string text;
+    for (size_t i = 2; i < words.size(); i++) text += (i > 2 ? " " : "") + words[i];
+    if (text.size() > kMostBytes) return Fail(error, "too long");
+    frame->msgType = MSG_PLUG_COMMAND;
+    frame->hasPlain = true;
+    frame->plain = InnerRecordBytes(dataType, {}, ToBytes(text));
+    return true;
+}
+
+static bool MakeRaw(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    for (size_t i = 1; i < words.size(); i++) text += words[i] + ' ';
+    if (!HexArgument(text, &frame->raw, error)) return false;
+    return !frame->raw.empty() || Fail(error, "no bytes");
+}
+
+static bool MakeFreeFrame(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    if (!ParseMsgType(words[1], &frame->msgType)) return Fail(error, "'" + words[1] + "' is no MsgType");
+    for (size_t i = 2; i < words.size(); i++) {
+        std::string value;
+        int64_t number;
+        if (ValueOf(words[i], "head", &value)) {
+            if (!HexArgument(value, &frame->head, error)) return false;
+            if (frame->head.size() > 255) return Fail(error, "a head block has at most 255 bytes");
+        } else if (ValueOf(words[i], "body", &value)) {
+            if (!HexArgument(value, &frame->body, error)) return false;
+        } else if (ValueOf(words[i], "plain", &value)) {
+            if (!HexArgument(value, &frame->plain, error)) return false;
+            frame->hasPlain = true;
+        } else if (ValueOf(words[i], "checksum", &value)) {
+            if (!ParseNumber(value, 0, 255, &number)) return Fail(error, "a checksum is 0 to 255");
+            frame->checksum = static_cast<uint8_t>(number);
+        } else if (ValueOf(words[i], "length", &value)) {
+            if (!ParseNumber(value, 0, 65535, &number)) return Fail(error, "a length is 0 to 65535");
+            frame->bodyLength = static_cast<uint16_t>(number);
+        } else if (ValueOf(words[i], "flag", &value)) {
+            if (!ParseNumber(value, 0, 7, &number)) return Fail(error, "a flag is 0 to 7");
+            frame->flag = static_cast<uint8_t>(number);
+        } else {
+            return Fail(error, "'" + words[i] + "' is none of head=, body=, plain=, checksum=, length=, flag=");
+        }
+    }
+    if (frame->hasPlain && !frame->body.empty()) return Fail(error, "give body= or plain=, not both");
+    return true;
+}
+
+static bool MakeDisconnect(const Words &, FrameContext *, OutFrame *frame, std::string *)
+{
+    frame->msgType = MSG_FORCE_DISCONNECT;
+    return true;
+}
+
+static bool MakeNetworkFailure(const Words &, FrameContext *, OutFrame *frame, std::string *)
+{
+    frame->msgType = MSG_HEARTBEAT_ACK;
+    frame->body = Bytes(16, 0xFF);
+    return true;
+}
+
+const std::vector<FrameCommandRow> kFrameCommands = {
+    {"version", "", "ask for the router's version (function 1)", 0, 0, MakeVersion},
+    {"identity", "", "ask who the router is (function 2)", 0, 0, MakeIdentity},
+    {"function", "ID [HEX | text=TEXT | datatype=N]...",
+     "send a function command: ID by number or name, then its parameters as they stand", 1, 32, MakeFunction},
+    {"record", "HEX [datatype=N]", "send a function command whose whole request record is HEX", 1, 2, MakeRecord},
+    {"plugin", "TYPE [TEXT]", "send a plugin data command: TYPE by number or name, then its text, mostly JSON", 1, 1000,
+     MakePlugin},
+    {"frame", "MSGTYPE [head=HEX] [plain=HEX | body=HEX] [checksum=N] [length=N] [flag=N]",
+     "send any frame: plain= is encrypted, body= is not; checksum and body length are right unless given", 1, 7,
+     MakeFreeFrame},
+    {"raw", "HEX", "send bytes as they stand", 1, 1000, MakeRaw},
+    {"disconnect", "", "send a forced disconnect (MsgType 3), which ends the agent's process", 0, 0, MakeDisconnect},
+    {"network-failure", "", "send a frame whose body begins FF FF, which ends the agent's session", 0, 0,
+     MakeNetworkFailure},
+};
+
+const FrameCommandRow *FindFrameCommand(const std::string &name)
+{
+    const auto row = std::find_if(kFrameCommands.begin(), kFrameCommands.end(),
+                                  [&](const FrameCommandRow &r) { return name == r.name; });
+    return row == kFrameCommands.end() ? nullptr : &*row;
+}
+
+bool MakeFrame(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    const FrameCommandRow *row = words.empty() ? nullptr : FindFrameCommand(words[0]);
+    if (!row) return Fail(error, "'" + (words.empty() ? "" : words[0]) + "' sends no frame");
+    if (words.size() - 1 < row->least || words.size() - 1 > row->most)
+        return Fail(error, std::string("use: ") + row->name + (*row->arguments ? " " : "") + row->arguments);
+    *frame = OutFrame();
+    return row->make(words, context, frame, error);
+}
+
+} // namespace sim

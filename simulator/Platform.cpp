@@ -1,0 +1,319 @@
+#include "simulator/Platform.h"
+
+#include <algorithm>
+#include <poll.h>
+#include <unistd.h>
+
+#include "simulator/Arrival.h"
+#include "simulator/Decoder.h"
+#include "simulator/FrameCommands.h"
+#include "simulator/FunctionDecoders.h"
+#include "simulator/Net.h"
+
+namespace sim
+{
+
+static const size_t kShownBytes = 256; // of a bad frame
+
+Platform::Platform(const PlatformOptions &options, Loop *loop, Journal *journal)
+    : options_(options), loop_(loop), journal_(journal), random_(options.seed)
+{
+    settings_.key = options.key;
+    settings_.token = options.token;
+    settings_.pluginId = options.pluginId;
+    settings_.interval = options.interval;
+    settings_.ackHeartbeats = options.ackHeartbeats;
+    settings_.ackUploads = options.ackUploads;
+    for (const std::string &text : options.misbehaviours) {
+        Words words;
+        std::string error;
+        if (SplitWords(text, &words, &error)) misbehaviour_.Add(words, &error); // checked with the command line
+    }
+}
+
+Platform::~Platform()
+{
+    sessions_.clear();
+    for (const auto &server : servers_) {
+        loop_->Unwatch(server->fd);
+        close(server->fd);
+    }
+}
+
+bool Platform::Start(std::string *error)
+{
+    std::vector<Address> registration = options_.registrationServers;
+    if (registration.empty()) {
+        registration.emplace_back();
+        registration[0].port = 6039;
+    }
+    const auto open = [&](Step step, Address address) {
+        const int fd = ListenOn(&address, error);
+        if (fd < 0) return false;
+        servers_.push_back(std::make_unique<Server>(Server{step, address, fd}));
+        const Server *server = servers_.back().get();
+        loop_->Watch(fd, POLLIN, [this, server](short) { Accept(*server); });
+        return true;
+    };
+    for (const Address &address : registration)
+        if (!open(STEP_REGISTER, address)) return false;
+    if (!open(STEP_LOGIN, options_.login)) return false;
+
+    Fields fields;
+    Field list = ListField("register", {});
+    for (const auto &server : servers_)
+        if (server->step == STEP_REGISTER) list.children.push_back(TextField("", AddressText(server->address)));
+    fields.push_back(TextField("login", AddressText(servers_.back()->address)));
+    fields.push_back(TextField("announce", options_.announceGiven ? AddressText(options_.announce)
+                                                                  : AddressText(servers_.back()->address)));
+    fields.push_back(list);
+    journal_->Emit("listening", fields);
+    return true;
+}
+
+Address Platform::AnnouncedLogin(const Session &session) const
+{
+    if (options_.announceGiven) return options_.announce;
+    Address login = servers_.back()->address;
+    // Listening everywhere: the address that this router has reached is as good as any.
+    if (std::all_of(std::begin(login.octets), std::end(login.octets), [](uint8_t octet) { return octet == 0; }))
+        std::copy(std::begin(session.local.octets), std::end(session.local.octets), login.octets);
+    return login;
+}
+
+void Platform::Accept(const Server &server)
+{
+    Address agent;
+    const int fd = AcceptFrom(server.fd, &agent);
+    if (fd < 0) return;
+    auto session = std::make_unique<Session>();
+    Session *raw = session.get();
+    raw->id = nextId_++;
+    raw->server = &server;
+    raw->agent = agent;
+    raw->local = LocalAddress(fd);
+    raw->connection = std::make_unique<Connection>(
+        loop_, fd,
+        Connection::Callbacks{
+            [this, raw](const uint8_t *data, size_t size) { Received(raw, data, size); },
+            [this, raw](const std::string &by, const std::string &reason) { Closed(raw, by, reason); }});
+    sessions_[raw->id] = std::move(session);
+    journal_->Emit("connected", {NumberField("conn", raw->id), TextField("server", StepName(server.step)),
+                                 TextField("agent", AddressText(agent)), TextField("at", AddressText(raw->local))});
+    ActiveWrong refuse;
+    if (misbehaviour_.Take(Wrong::Refuse, server.step, &refuse)) raw->connection->Close("refused");
+}
+
+void Platform::Closed(Session *session, const std::string &by, const std::string &reason)
+{
+    const unsigned id = session->id;
+    if (by == "agent" && session->cutter.Left() > 0) BadFrame(*session, "the connection ended inside a frame", {});
+    journal_->Emit("disconnected",
+                   {NumberField("conn", id), TextField("server", StepName(session->server->step)), TextField("by", by),
+                    TextField("reason", reason), FlagField("logged_in", session->peer.loggedIn)});
+    if (chosen_ == id) chosen_ = 0;
+    // The connection is still on the call stack.
+    loop_->After(0, [this, id] { sessions_.erase(id); });
+}
+
+void Platform::BadFrame(const Session &session, const std::string &reason, const Bytes &bytes)
+{
+    Bytes shown = bytes;
+    if (shown.size() > kShownBytes) shown.resize(kShownBytes);
+    journal_->Emit("bad-frame", {NumberField("conn", session.id), TextField("dir", "in"), TextField("reason", reason),
+                                 TextField("bytes", ToHex(shown))});
+}
+
+void Platform::Received(Session *session, const uint8_t *data, size_t size)
+{
+    session->cutter.Push(data, size);
+    Bytes frame;
+    std::string problem;
+    bool more = true;
+    while (more && session->connection->Open()) {
+        const bool found = session->cutter.Pop(&frame, &problem);
+        if (!problem.empty()) BadFrame(*session, problem, {});
+        if (found) FrameArrived(session, frame);
+        more = found || !problem.empty();
+    }
+}
+
+void Platform::FrameArrived(Session *session, const Bytes &raw)
+{
+    session->peer.framesIn++;
+    ParsedFrame frame = ParseFrame(raw, settings_.key, true);
+    Fields fields = {NumberField("conn", session->id), TextField("dir", "in"),
+                     TextField("server", StepName(session->server->step))};
+    const Fields described = DescribeArrival(&frame, &session->peer, Loop::NowMs());
+    fields.insert(fields.end(), described.begin(), described.end());
+    if (options_.hex) fields.push_back(TextField("raw", ToHex(raw)));
+
+    const std::vector<OutFrame> answers =
+        Answer(frame, settings_, AnnouncedLogin(*session), &session->peer, &registrations_);
+    const std::string event = ArrivalEvent(frame.header.msgType);
+    if (event == "login") {
+        fields.push_back(FlagField("token_ok", session->peer.tokenOk));
+        if (!session->peer.mac.empty()) {
+            fields.push_back(TextField("mac", MacText(session->peer.mac)));
+            fields.push_back(TextField("serial", session->peer.serial));
+        }
+    }
+    journal_->Emit(event, fields);
+    if (!frame.checksumOk)
+        journal_->Emit("bad-checksum",
+                       {NumberField("conn", session->id), TextField("dir", "in"),
+                        NumberField("msgtype", frame.header.msgType), NumberField("checksum", frame.header.checksum),
+                        NumberField("checksum_expected", frame.checksumExpected), TextField("bytes", ToHex(raw))});
+    for (const std::string &problem : frame.problems) BadFrame(*session, problem, raw);
+    SendFrames(session, answers, false);
+}
+
+void Platform::EmitSent(const Session &session, const OutFrame &frame, const Delivery &delivery)
+{
+    Fields fields = {NumberField("conn", session.id), TextField("dir", "out"), TextField("step", StepName(frame.step))};
+    // Shown is what the frame was meant to be; "misbehaviours" tells what has been done to it.
+    const Bytes bytes = EncodeFrame(frame, settings_.key);
+    if (frame.raw.empty()) {
+        ParsedFrame parsed = ParseFrame(bytes, settings_.key, false);
+        const Fields described = DescribeFrame(&parsed, frame.step);
+        fields.insert(fields.end(), described.begin(), described.end());
+    } else {
+        fields.push_back(TextField("type", "raw"));
+        fields.push_back(NumberField("length", static_cast<int64_t>(bytes.size())));
+        fields.push_back(TextField("bytes", ToHex(bytes)));
+    }
+    if (options_.hex && !delivery.chunks.empty())
+        fields.push_back(TextField("raw", ToHex(delivery.chunks.size() == 1 ? delivery.chunks[0].bytes : bytes)));
+    if (!delivery.wrongs.empty()) fields.push_back(ListField("misbehaviours", delivery.wrongs));
+    journal_->Emit(delivery.chunks.empty() ? "withheld" : "sent", fields);
+}
+
+void Platform::SendFrames(Session *session, const std::vector<OutFrame> &frames, bool together)
+{
+    Delivery joined;
+    for (const OutFrame &frame : frames) {
+        if (!session->connection->Open()) return;
+        Delivery delivery = Deliver(frame, settings_.key, &misbehaviour_, &random_);
+        EmitSent(*session, frame, delivery);
+        session->peer.framesOut += delivery.chunks.empty() ? 0 : 1;
+        if (!together) {
+            session->connection->Queue(std::move(delivery));
+            continue;
+        }
+        if (joined.chunks.empty()) joined.chunks.push_back({0, {}});
+        for (const Chunk &chunk : delivery.chunks) Append(&joined.chunks[0].bytes, chunk.bytes);
+        joined.closeAfter = joined.closeAfter || delivery.closeAfter;
+    }
+    if (together && session->connection->Open()) session->connection->Queue(std::move(joined));
+}
+
+Platform::Session *Platform::Target(bool loggedInOnly, std::string *error)
+{
+    Session *latest = nullptr, *loggedIn = nullptr;
+    for (const auto &entry : sessions_) {
+        Session *session = entry.second.get();
+        if (!session->connection->Open()) continue;
+        if (entry.first == chosen_) return session;
+        latest = session;
+        if (session->peer.loggedIn) loggedIn = session;
+    }
+    if (loggedIn) return loggedIn;
+    if (!loggedInOnly && latest) return latest;
+    *error = loggedInOnly ? "no agent is logged in" : "no agent is connected";
+    return nullptr;
+}
+
+static bool NeedsLogin(const std::string &command)
+{
+    return command != "raw" && command != "frame" && command != "disconnect" && command != "network-failure";
+}
+
+bool Platform::Send(const Words &words, int64_t count, bool together, std::string *error)
+{
+    Session *session = Target(words.empty() || NeedsLogin(words[0]), error);
+    if (!session) return false;
+    FrameContext context = {&session->peer, settings_.key, Loop::NowMs()};
+    std::vector<OutFrame> frames;
+    for (int64_t i = 0; i < count; i++) {
+        OutFrame frame;
+        if (!MakeFrame(words, &context, &frame, error)) return false;
+        frames.push_back(std::move(frame));
+    }
+    SendFrames(session, frames, together);
+    return true;
+}
+
+bool Platform::SendEvery(int64_t periodMs, int64_t count, const Words &words, std::string *error)
+{
+    if (!Send(words, 1, false, error)) return false;
+    if (count <= 1) return true;
+    periodic_++;
+    loop_->After(periodMs, [this, periodMs, count, words] {
+        periodic_--;
+        std::string reason;
+        if (!SendEvery(periodMs, count - 1, words, &reason))
+            journal_->Emit("stopped", {TextField("command", words[0]), NumberField("left", count - 1),
+                                       TextField("reason", reason)});
+    });
+    return true;
+}
+
+bool Platform::Disconnect(Cut cut, std::string *error)
+{
+    Session *session = Target(false, error);
+    if (!session) return false;
+    switch (cut) {
+    case Cut::Drop: session->connection->Close("dropped"); break;
+    case Cut::Reset: session->connection->Reset(); break;
+    case Cut::HalfClose: session->connection->HalfClose(); break;
+    }
+    return true;
+}
+
+bool Platform::Choose(unsigned id, std::string *error)
+{
+    if (id != 0 && (!sessions_.count(id) || !sessions_[id]->connection->Open())) {
+        *error = "there is no connection " + std::to_string(id);
+        return false;
+    }
+    chosen_ = id;
+    return true;
+}
+
+bool Platform::Busy() const
+{
+    return periodic_ > 0 || std::any_of(sessions_.begin(), sessions_.end(), [](const auto &entry) {
+               return entry.second->connection->Open() && !entry.second->connection->Idle();
+           });
+}
+
+Fields Platform::SessionFields(const Session &session) const
+{
+    const Peer &peer = session.peer;
+    return {TextField("server", StepName(session.server->step)),
+            TextField("agent", AddressText(session.agent)),
+            FlagField("logged_in", peer.loggedIn),
+            TextField("serial", peer.serial),
+            TextField("mac", MacText(peer.mac)),
+            NumberField("frames_in", static_cast<int64_t>(peer.framesIn)),
+            NumberField("frames_out", static_cast<int64_t>(peer.framesOut)),
+            NumberField("unanswered", static_cast<int64_t>(peer.waiting.size()))};
+}
+
+Fields Platform::Status() const
+{
+    Field connections = ObjectField("connections", {});
+    for (const auto &entry : sessions_)
+        if (entry.second->connection->Open())
+            connections.children.push_back(ObjectField(std::to_string(entry.first), SessionFields(*entry.second)));
+    Field counts = ObjectField("events", {});
+    for (const auto &count : journal_->Counts())
+        counts.children.push_back(NumberField(count.first, static_cast<int64_t>(count.second)));
+    Field wrongs = ListField("misbehaviours", {});
+    for (const ActiveWrong &active : misbehaviour_.Active())
+        wrongs.children.push_back(
+            TextField("", WrongText(active) + (active.left > 0 ? ", " + std::to_string(active.left) + " times" : "")));
+    return {NumberField("faults", static_cast<int64_t>(journal_->Faults())), connections, wrongs, counts};
+}
+
+} // namespace sim

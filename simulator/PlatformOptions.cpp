@@ -1,0 +1,158 @@
+#include "simulator/PlatformOptions.h"
+
+#include "simulator/Misbehaviour.h"
+
+namespace sim
+{
+
+static const char kFooter[] =
+    R"(Commands come from a script, from standard input line by line, or from a prompt when both standard input and
+standard output are a terminal. "help" lists them, "misbehave" lists what the platform can do wrong.
+
+Examples:
+  plugsim platform                              a platform to play with: serve and prompt
+  plugsim platform --login 127.0.0.1:0 --json   for programs: any free login port, one JSON object a line
+  plugsim platform --misbehave 'late@login=3 1' answer the first login three seconds late
+  printf 'wait login\nidentity\nwait reply\nexpect status 0\n' | plugsim platform --script -
+
+Exit status:
+  0  all well; also after SIGINT or SIGTERM
+  1  a command of a script failed, or a frame with a wrong checksum or another fault was received
+  2  wrong use
+  3  cannot listen)";
+
+static CLI::Validator AddressCheck()
+{
+    return CLI::Validator(
+        [](std::string &text) {
+            Address address;
+            return ParseAddress(text, &address) ? std::string() : "'" + text + "' is not ADDR:PORT";
+        },
+        "", "address");
+}
+
+static Address ToAddress(const std::string &text)
+{
+    Address address;
+    ParseAddress(text, &address);
+    return address;
+}
+
+static void AddServerOptions(CLI::App *app, PlatformOptions *o)
+{
+    const std::string group = "Servers";
+    app->add_option_function<std::vector<std::string>>(
+           "--register",
+           [o](const std::vector<std::string> &texts) {
+               o->registrationServers.clear();
+               for (const std::string &text : texts) o->registrationServers.push_back(ToAddress(text));
+           },
+           "a registration server, may be repeated [127.0.0.1:6039]; port 0 is any free one")
+        ->type_name("ADDR:PORT")
+        ->expected(1)
+        ->take_all()
+        ->check(AddressCheck())
+        ->group(group);
+    app->add_option_function<std::string>(
+           "--login", [o](const std::string &text) { o->login = ToAddress(text); },
+           "the login server [127.0.0.1:6040]; port 0 is any free one")
+        ->type_name("ADDR:PORT")
+        ->check(AddressCheck())
+        ->group(group);
+    app->add_option_function<std::string>(
+           "--announce",
+           [o](const std::string &text) {
+               o->announce = ToAddress(text);
+               o->announceGiven = true;
+           },
+           "the login server that registrations are told [where it listens]")
+        ->type_name("ADDR:PORT")
+        ->check(AddressCheck())
+        ->group(group);
+}
+
+static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
+{
+    const std::string group = "Session";
+    app->add_option("--key", o->key, "the KEY of the agent's plug.conf; 16 bytes count [" + o->key + "]")
+        ->type_name("TEXT")
+        ->group(group);
+    app->add_option("--interval", o->interval, "seconds between heartbeats [60]")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(-32768, 32767))
+        ->group(group);
+    app->add_option("--token", o->token, "the token of every registration [a new one for each]")
+        ->type_name("TEXT")
+        ->group(group);
+    app->add_option("--plugin-id", o->pluginId, "the plugin identifier that registrations are told [plugin-0001]")
+        ->type_name("TEXT")
+        ->group(group);
+    app->add_flag("--no-heartbeat-ack{false}", o->ackHeartbeats, "do not acknowledge heartbeats")->group(group);
+    app->add_flag("--no-upload-ack{false}", o->ackUploads, "do not acknowledge uploads")->group(group);
+    app->add_option("--misbehave", o->misbehaviours,
+                    "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
+        ->type_name("SPEC")
+        ->expected(1)
+        ->take_all()
+        ->check(CLI::Validator(
+            [](std::string &text) {
+                Words words;
+                Misbehaviour probe;
+                std::string error;
+                return SplitWords(text, &words, &error) && probe.Add(words, &error) ? std::string() : error;
+            },
+            "", "misbehaviour"))
+        ->group(group);
+    app->add_option("--seed", o->seed, "start of the random numbers in garbage and noise [1]")
+        ->type_name("N")
+        ->group(group);
+}
+
+static void AddCommandOptions(CLI::App *app, PlatformOptions *o)
+{
+    const std::string group = "Commands";
+    app->add_option("--script", o->script,
+                    "run the commands in FILE ('-' is standard input); the first failure ends it")
+        ->type_name("FILE")
+        ->group(group);
+    app->add_option("--at-end", o->atEnd, "after the last command: exit [with --script] or stay [without]")
+        ->type_name("exit|stay")
+        ->check(CLI::IsMember({"exit", "stay"}))
+        ->group(group);
+    app->add_option_function<std::string>(
+           "--wait-timeout",
+           [o](const std::string &text) {
+               if (!ParseSeconds(text, &o->waitTimeoutMs)) throw CLI::ValidationError("--wait-timeout", "no time");
+           },
+           "how long \"wait\" waits unless it says so itself [60]")
+        ->type_name("SECONDS")
+        ->group(group);
+    app->add_flag("--no-prompt{false}", o->prompt, "read lines without a prompt even from a terminal")->group(group);
+}
+
+static void AddOutputOptions(CLI::App *app, PlatformOptions *o)
+{
+    const std::string group = "Output";
+    app->add_flag("--json", o->json, "one JSON object a line, for programs")->group(group);
+    app->add_option("--color", o->colour, "colours: auto, always or never [auto]")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->group(group);
+    app->add_flag("--hex", o->hex, "show the bytes of every frame too")->group(group);
+    app->add_flag("--quiet", o->quiet, "show faults, failures and answers only")->group(group);
+}
+
+CLI::App *AddPlatformCommand(CLI::App *app, PlatformOptions *options)
+{
+    ParseAddress("127.0.0.1:6040", &options->login);
+    CLI::App *command =
+        app->add_subcommand("platform", "A registration server and a login server to run an agent against");
+    AddServerOptions(command, options);
+    AddSessionOptions(command, options);
+    AddCommandOptions(command, options);
+    AddOutputOptions(command, options);
+    command->footer(kFooter);
+    return command;
+}
+
+} // namespace sim

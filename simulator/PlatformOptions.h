@@ -1,0 +1,42 @@
+// PlatformOptions.h - the command line of `plugsim platform`.
+// State: none. Threads: start-up only.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "simulator/Words.h"
+
+namespace sim
+{
+
+struct PlatformOptions {
+    std::vector<Address> registrationServers;
+    Address login;
+    bool announceGiven = false;
+    Address announce;
+    std::string key = "0123456789abcdef";
+    std::string token;
+    std::string pluginId = "plugin-0001";
+    int interval = 60;
+    bool ackHeartbeats = true;
+    bool ackUploads = true;
+    std::vector<std::string> misbehaviours;
+    uint64_t seed = 1;
+
+    std::string script; // "-" is standard input
+    std::string atEnd;  // "exit", "stay", or empty: what suits the source of the commands
+    bool prompt = true; // when standard input is a terminal
+    int64_t waitTimeoutMs = 60000;
+
+    bool json = false;
+    bool quiet = false;
+    bool hex = false;
+    std::string colour = "auto";
+};
+
+// Adds the subcommand, whose options end up in `*options`.
+CLI::App *AddPlatformCommand(CLI::App *app, PlatformOptions *options);
+
+} // namespace sim

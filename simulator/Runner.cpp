@@ -1,0 +1,118 @@
+#include "simulator/Runner.h"
+
+namespace sim
+{
+
+static const int64_t kDrainPollMs = 20;
+
+void Runner::AddLine(const std::string &line)
+{
+    lines_.push_back(line);
+    Wake();
+}
+
+void Runner::EndOfLines()
+{
+    ended_ = true;
+    Wake();
+}
+
+void Runner::Wake()
+{
+    if (woken_ || state_ == State::Finished) return;
+    woken_ = true;
+    loop_->After(0, [this] {
+        woken_ = false;
+        Step();
+    });
+}
+
+void Runner::Step()
+{
+    if (state_ == State::Waiting && journal_->Log().Take(wait_)) Succeed();
+    while (state_ == State::Ready && !lines_.empty()) {
+        const std::string line = lines_.front();
+        lines_.pop_front();
+        RunLine(line);
+    }
+    if (state_ != State::Ready || !ended_ || !rules_.exitAtEnd) return;
+    // What a command has set going is part of it.
+    if (busy_())
+        loop_->After(kDrainPollMs, [this] { Step(); });
+    else
+        Finish(0);
+}
+
+void Runner::RunLine(const std::string &line)
+{
+    lineNumber_++;
+    Words words;
+    std::string error;
+    current_ = line;
+    const bool split = SplitWords(line, &words, &error);
+    if (split && words.empty()) return;
+    if (!rules_.interactive)
+        journal_->Emit("command", {TextField("command", line), NumberField("line", static_cast<int64_t>(lineNumber_))});
+    if (split)
+        Settle(execute_(words));
+    else
+        Fail(error);
+}
+
+void Runner::Settle(const Outcome &outcome)
+{
+    switch (outcome.kind) {
+    case Outcome::Done: Succeed(); return;
+    case Outcome::Failed: Fail(outcome.reason); return;
+    case Outcome::Quit: Finish(outcome.status); return;
+    case Outcome::Sleep:
+        state_ = State::Sleeping;
+        timer_ = loop_->After(outcome.sleepMs, [this] {
+            timer_ = 0;
+            Succeed();
+            Wake();
+        });
+        return;
+    case Outcome::Wait:
+        wait_ = outcome.wait;
+        if (journal_->Log().Take(wait_)) {
+            Succeed();
+            return;
+        }
+        state_ = State::Waiting;
+        timer_ = loop_->After(wait_.timeoutMs, [this] {
+            timer_ = 0;
+            Fail("no " + WaitText(wait_) + " within " + std::to_string(wait_.timeoutMs / 1000.0).substr(0, 6) + " s");
+            Wake();
+        });
+        return;
+    }
+}
+
+void Runner::Succeed()
+{
+    if (timer_) loop_->Cancel(timer_);
+    timer_ = 0;
+    state_ = State::Ready;
+    // People see the effect; a program wants to know when the next command may be given.
+    if (journal_->Style().json) journal_->Emit("done", {TextField("command", current_)});
+}
+
+void Runner::Fail(const std::string &reason)
+{
+    state_ = State::Ready;
+    if (!rules_.interactive) failures_++;
+    journal_->Emit("failed", {TextField("command", current_), TextField("reason", reason)});
+    if (rules_.strict) Finish(1);
+}
+
+void Runner::Finish(int status)
+{
+    if (state_ == State::Finished) return;
+    state_ = State::Finished;
+    if (timer_) loop_->Cancel(timer_);
+    lines_.clear();
+    finish_(status);
+}
+
+} // namespace sim

@@ -1,0 +1,88 @@
+// Runner.h - runs command lines one after the other, wherever they come from; a wait or a sleep holds up the lines
+// behind it, never the loop.
+//
+// State: one Runner object. Threads: the loop's.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <string>
+
+#include "simulator/Journal.h"
+#include "simulator/Loop.h"
+#include "simulator/Words.h"
+
+namespace sim
+{
+
+// What a command came to.
+struct Outcome {
+    enum { Done, Failed, Wait, Sleep, Quit } kind = Done;
+    std::string reason;  // Failed
+    WaitSpec wait = {};  // Wait
+    int64_t sleepMs = 0; // Sleep
+    int status = 0;      // Quit
+
+    static Outcome Ok() { return {}; }
+    static Outcome Fail(const std::string &reason)
+    {
+        Outcome outcome;
+        outcome.kind = Failed;
+        outcome.reason = reason;
+        return outcome;
+    }
+};
+
+struct RunnerRules {
+    bool interactive = false; // a person types: failures are shown, not counted, and commands are not echoed
+    bool strict = false;      // the first failure ends everything
+    bool exitAtEnd = false;   // so does the end of the lines, once nothing is left to be sent
+};
+
+class Runner
+{
+  public:
+    Runner(Loop *loop, Journal *journal, const RunnerRules &rules, std::function<Outcome(const Words &)> execute,
+           std::function<bool()> busy, std::function<void(int)> finish)
+        : loop_(loop), journal_(journal), rules_(rules), execute_(std::move(execute)), busy_(std::move(busy)),
+          finish_(std::move(finish))
+    {
+    }
+
+    void AddLine(const std::string &line);
+    void EndOfLines(); // no more will come
+    size_t Pending() const { return lines_.size(); }
+
+    // Something has happened that a wait may be for. Safe to call from anywhere: nothing runs at once.
+    void Wake();
+
+    uint64_t Failures() const { return failures_; }
+
+  private:
+    enum class State { Ready, Waiting, Sleeping, Finished };
+    void Step();
+    void RunLine(const std::string &line);
+    void Settle(const Outcome &outcome);
+    void Succeed();
+    void Fail(const std::string &reason);
+    void Finish(int status);
+
+    Loop *loop_;
+    Journal *journal_;
+    RunnerRules rules_;
+    std::function<Outcome(const Words &)> execute_;
+    std::function<bool()> busy_;
+    std::function<void(int)> finish_;
+
+    std::deque<std::string> lines_;
+    bool ended_ = false;
+    bool woken_ = false;
+    State state_ = State::Ready;
+    std::string current_;
+    WaitSpec wait_ = {};
+    uint64_t timer_ = 0;
+    uint64_t failures_ = 0;
+    uint64_t lineNumber_ = 0;
+};
+
+} // namespace sim

@@ -1,0 +1,18 @@
+// plugsim - test tools to run the agent against, one subcommand each.
+
+#include "simulator/PlatformMain.h"
+
+int main(int argc, char **argv)
+{
+    CLI::App app("Test tools to run the plugin agent against", "plugsim");
+    app.require_subcommand(1);
+    app.get_formatter()->column_width(28);
+    sim::PlatformOptions platformOptions;
+    const CLI::App *platform = sim::AddPlatformCommand(&app, &platformOptions);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? sim::EXIT_OK : sim::EXIT_USAGE;
+    }
+    return platform->parsed() ? sim::RunPlatform(platformOptions) : sim::EXIT_USAGE;
+}
