@@ -79,7 +79,7 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
         ->group(group);
     app->add_option("--interval", o->interval, "seconds between heartbeats [60]")
         ->type_name("SECONDS")
-        ->check(CLI::Range(-32768, 32767))
+        ->check(CLI::Range(-32768, 32767).description(""))
         ->group(group);
     app->add_option("--token", o->token, "the token of every registration [a new one for each]")
         ->type_name("TEXT")
@@ -87,8 +87,12 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
     app->add_option("--plugin-id", o->pluginId, "the plugin identifier that registrations are told [plugin-0001]")
         ->type_name("TEXT")
         ->group(group);
-    app->add_flag("--no-heartbeat-ack{false}", o->ackHeartbeats, "do not acknowledge heartbeats")->group(group);
-    app->add_flag("--no-upload-ack{false}", o->ackUploads, "do not acknowledge uploads")->group(group);
+    app->add_flag_callback(
+           "--no-heartbeat-ack", [o] { o->ackHeartbeats = false; }, "do not acknowledge heartbeats")
+        ->group(group);
+    app->add_flag_callback(
+           "--no-upload-ack", [o] { o->ackUploads = false; }, "do not acknowledge uploads")
+        ->group(group);
     app->add_option("--misbehave", o->misbehaviours,
                     "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
         ->type_name("SPEC")
@@ -117,7 +121,7 @@ static void AddCommandOptions(CLI::App *app, PlatformOptions *o)
         ->group(group);
     app->add_option("--at-end", o->atEnd, "after the last command: exit [with --script] or stay [without]")
         ->type_name("exit|stay")
-        ->check(CLI::IsMember({"exit", "stay"}))
+        ->check(CLI::IsMember({"exit", "stay"}).description(""))
         ->group(group);
     app->add_option_function<std::string>(
            "--wait-timeout",
@@ -127,7 +131,9 @@ static void AddCommandOptions(CLI::App *app, PlatformOptions *o)
            "how long \"wait\" waits unless it says so itself [60]")
         ->type_name("SECONDS")
         ->group(group);
-    app->add_flag("--no-prompt{false}", o->prompt, "read lines without a prompt even from a terminal")->group(group);
+    app->add_flag_callback(
+           "--no-prompt", [o] { o->prompt = false; }, "read lines without a prompt even from a terminal")
+        ->group(group);
 }
 
 static void AddOutputOptions(CLI::App *app, PlatformOptions *o)
@@ -136,7 +142,7 @@ static void AddOutputOptions(CLI::App *app, PlatformOptions *o)
     app->add_flag("--json", o->json, "one JSON object a line, for programs")->group(group);
     app->add_option("--color", o->colour, "colours: auto, always or never [auto]")
         ->type_name("WHEN")
-        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
         ->group(group);
     app->add_flag("--hex", o->hex, "show the bytes of every frame too")->group(group);
     app->add_flag("--quiet", o->quiet, "show faults, failures and answers only")->group(group);
