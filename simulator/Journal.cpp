@@ -133,7 +133,10 @@ static std::string RenderForPeople(const Event &event, double seconds, const Jou
         details = FrameDetails(event.fields);
     } else {
         for (const Field &field : event.fields) {
-            if (!field.children.empty()) {
+            const std::string leaves = LeafList(field);
+            if (!leaves.empty()) {
+                line += ' ' + field.name + ' ' + leaves;
+            } else if (!field.children.empty()) {
                 details.push_back(field);
             } else if (field.name != "conn" && field.name != "dir" && !field.value.empty()) {
                 line += ' ' + field.name + ' ' + Visible(field.value);

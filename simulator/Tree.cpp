@@ -187,6 +187,17 @@ std::string Visible(const std::string &text)
     return out;
 }
 
+std::string LeafList(const Field &field)
+{
+    std::string text;
+    if (field.kind != Field::Kind::List) return text;
+    for (const Field &child : field.children) {
+        if (!child.children.empty()) return "";
+        text += (text.empty() ? "" : ", ") + Visible(child.value);
+    }
+    return text;
+}
+
 std::string ToLines(const Fields &fields, size_t indent)
 {
     size_t width = 0;
@@ -197,11 +208,13 @@ std::string ToLines(const Fields &fields, size_t indent)
         const std::string name = field.name.empty() ? std::to_string(position) : field.name;
         position++;
         out += std::string(indent, ' ') + name;
-        if (field.kind == Field::Kind::Object || field.kind == Field::Kind::List) {
+        const std::string leaves = LeafList(field);
+        if (leaves.empty() && (field.kind == Field::Kind::Object || field.kind == Field::Kind::List)) {
             out += '\n' + ToLines(field.children, indent + 2);
             continue;
         }
-        out += std::string(width > name.size() ? width - name.size() + 2 : 2, ' ') + Visible(field.value);
+        out += std::string(width > name.size() ? width - name.size() + 2 : 2, ' ') +
+               (leaves.empty() ? Visible(field.value) : leaves);
         if (!field.unit.empty()) out += ' ' + field.unit;
         out += '\n';
     }

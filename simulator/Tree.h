@@ -38,6 +38,9 @@ std::string ToJson(const Fields &fields);
 // "name  value unit" a line, nested fields deeper, each line behind `indent` blanks and ended by a newline.
 std::string ToLines(const Fields &fields, size_t indent);
 
+// The values of a list that holds no objects and no lists, with commas between them; empty for everything else.
+std::string LeafList(const Field &field);
+
 // A text with control characters and bytes that are no UTF-8 made visible as \xNN.
 std::string Visible(const std::string &text);
 

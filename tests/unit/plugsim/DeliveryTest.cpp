@@ -1,0 +1,244 @@
+#include "simulator/Delivery.h"
+#include "tests/unit/plugsim/Frames.h"
+
+using namespace sim;
+
+namespace
+{
+struct Misbehaving : testing::Test {
+    bool Add(const std::string &spec)
+    {
+        Words words;
+        return SplitWords(spec, &words, &error) && misbehaviour.Add(words, &error);
+    }
+    Delivery Send(const OutFrame &frame) { return Deliver(frame, kKey, &misbehaviour, &random); }
+    Bytes SendBytes(const OutFrame &frame)
+    {
+        Bytes bytes;
+        for (const Chunk &chunk : Send(frame).chunks) Append(&bytes, chunk.bytes);
+        return bytes;
+    }
+    static OutFrame Ack(Step step, const std::string &plain)
+    {
+        OutFrame frame;
+        frame.step = step;
+        frame.msgType = MSG_SESSION_ACK;
+        frame.hasPlain = true;
+        frame.plain = Hex(plain);
+        return frame;
+    }
+    const OutFrame loginAck = Ack(STEP_LOGIN, "00003c00");
+    const OutFrame registerAck = Ack(STEP_REGISTER, "0000"
+                                                    "746f6b0000000000000000000000000000000000000000000000000000000000"
+                                                    "7f000001"
+                                                    "9817"
+                                                    "706c7567696e2d30303031000000000000000000000000000000000000000000");
+    OutFrame command = Command();
+    static OutFrame Command()
+    {
+        OutFrame frame;
+        frame.msgType = MSG_FUNCTION_COMMAND;
+        frame.hasPlain = true;
+        frame.plain = InnerRecordBytes(1, Hex("021122334455"), Hex("01000100000000000000"));
+        return frame;
+    }
+    Misbehaviour misbehaviour;
+    std::mt19937_64 random{1};
+    std::string error;
+};
+} // namespace
+
+TEST_F(Misbehaving, AWellBehavedFrameIsOneChunkAtOnce)
+{
+    const Delivery delivery = Send(loginAck);
+    ASSERT_EQ(1u, delivery.chunks.size());
+    EXPECT_EQ(0, delivery.chunks[0].pauseMs);
+    EXPECT_EQ(Hex(kLoginAckFrame), delivery.chunks[0].bytes);
+    EXPECT_TRUE(delivery.wrongs.empty());
+    EXPECT_FALSE(delivery.closeAfter);
+    EXPECT_EQ(Hex(kRegisterAckFrame), SendBytes(registerAck));
+    EXPECT_EQ(Hex(kVersionCommandFrame), SendBytes(command));
+}
+
+TEST_F(Misbehaving, HappensAsOftenAsItsCountSays)
+{
+    ASSERT_TRUE(Add("bad-checksum 2"));
+    Bytes wrong = Hex(kVersionCommandFrame);
+    wrong[4]++;
+    EXPECT_EQ(wrong, SendBytes(command));
+    EXPECT_EQ(wrong, SendBytes(command));
+    EXPECT_EQ(Hex(kVersionCommandFrame), SendBytes(command));
+    EXPECT_TRUE(misbehaviour.Active().empty());
+}
+
+TEST_F(Misbehaving, HappensOnlyAtItsStep)
+{
+    ASSERT_TRUE(Add("silent@login"));
+    EXPECT_TRUE(Send(loginAck).chunks.empty());
+    EXPECT_FALSE(Send(registerAck).chunks.empty());
+    EXPECT_EQ(std::vector<std::string>{"silent@login"}, Send(loginAck).wrongs);
+}
+
+TEST_F(Misbehaving, EndsWhenSwitchedOff)
+{
+    ASSERT_TRUE(Add("silent"));
+    ASSERT_TRUE(Add("bad-checksum"));
+    EXPECT_EQ(1u, misbehaviour.Off("silent"));
+    EXPECT_FALSE(Send(loginAck).chunks.empty());
+    EXPECT_EQ(0u, misbehaviour.Off("silent"));
+    EXPECT_EQ(1u, misbehaviour.Off(""));
+    EXPECT_TRUE(misbehaviour.Active().empty());
+}
+
+TEST_F(Misbehaving, IntervalIsWhatTheLoginIsTold)
+{
+    ASSERT_TRUE(Add("interval=-2"));
+    EXPECT_EQ(Hex("0000 feff"), ParseFrame(SendBytes(loginAck), kKey, false).plain);
+}
+
+TEST_F(Misbehaving, AnnounceIsTheLoginServerThatTheRegistrationIsTold)
+{
+    ASSERT_TRUE(Add("announce=1.2.3.4:513"));
+    const Bytes plain = ParseFrame(SendBytes(registerAck), kKey, false).plain;
+    EXPECT_EQ(Hex("01020304 0102"), Bytes(plain.begin() + 34, plain.begin() + 40));
+}
+
+TEST_F(Misbehaving, RefuseErrorIsAHeadBlockUnderARightChecksum)
+{
+    ASSERT_TRUE(Add("refuse-error=0x0102"));
+    const ParsedFrame frame = ParseFrame(SendBytes(registerAck), kKey, false);
+    EXPECT_EQ(Hex("02 01"), frame.head);
+    EXPECT_TRUE(frame.checksumOk);
+}
+
+TEST_F(Misbehaving, EmptyAckIsABareHeader)
+{
+    ASSERT_TRUE(Add("empty-ack"));
+    EXPECT_EQ(Hex("cc dd 0b 00 00 00 00"), SendBytes(loginAck));
+}
+
+TEST_F(Misbehaving, WrongKeyGarblesABodyUnderARightChecksum)
+{
+    ASSERT_TRUE(Add("'wrong-key=another key 0000'"));
+    const Bytes bytes = SendBytes(command);
+    EXPECT_NE(Hex(kVersionCommandFrame), bytes);
+    EXPECT_TRUE(ParseFrame(bytes, "another key 0000", false).checksumOk);
+    EXPECT_EQ(0x2e, bytes[4]);
+}
+
+TEST_F(Misbehaving, InnerLengthIsTheOnlyThingWrongWithTheRecord)
+{
+    ASSERT_TRUE(Add("inner-length=256"));
+    const ParsedFrame frame = ParseFrame(SendBytes(command), kKey, false);
+    EXPECT_TRUE(frame.checksumOk);
+    EXPECT_EQ(Hex("0000 01 021122334455 0a01 01000100000000000000"), frame.plain);
+}
+
+TEST_F(Misbehaving, BodiesAreShortenedAndLengthenedAgainstTheirHeaders)
+{
+    const Bytes right = Hex(kVersionCommandFrame);
+    ASSERT_TRUE(Add("short-body=5 1"));
+    EXPECT_EQ(Bytes(right.begin(), right.end() - 5), SendBytes(command));
+    ASSERT_TRUE(Add("cut-body=5 1"));
+    Bytes cut(right.begin(), right.end() - 5);
+    cut[5] = 0x20 - 5;
+    EXPECT_EQ(cut, SendBytes(command));
+    ASSERT_TRUE(Add("long-body=3 1"));
+    const Bytes longer = SendBytes(command);
+    EXPECT_EQ(right, Bytes(longer.begin(), longer.end() - 3));
+    ASSERT_TRUE(Add("announce-body=1509 1"));
+    const Bytes announced = SendBytes(command);
+    EXPECT_EQ(Hex("e5 05"), Bytes(announced.begin() + 5, announced.begin() + 7));
+    ASSERT_TRUE(Add("cut-body=65535 1")); // more than there is: nothing is left of the body
+    EXPECT_EQ(7u, SendBytes(command).size());
+}
+
+TEST_F(Misbehaving, NetworkFailureIsABodyOfOnes)
+{
+    ASSERT_TRUE(Add("network-failure@login"));
+    EXPECT_EQ(Hex("cc dd 0b 00 10 10 00 ffffffffffffffffffffffffffffffff"), SendBytes(loginAck));
+}
+
+TEST_F(Misbehaving, FragmentsAreSentApart)
+{
+    ASSERT_TRUE(Add("fragments=10,250"));
+    const Delivery delivery = Send(loginAck);
+    ASSERT_EQ(3u, delivery.chunks.size());
+    EXPECT_EQ(0, delivery.chunks[0].pauseMs);
+    EXPECT_EQ(250, delivery.chunks[1].pauseMs);
+    EXPECT_EQ(3u, delivery.chunks[2].bytes.size());
+    EXPECT_EQ(Hex(kLoginAckFrame), SendBytes(loginAck));
+}
+
+TEST_F(Misbehaving, LateAndDripTogether)
+{
+    ASSERT_TRUE(Add("late=2.5"));
+    ASSERT_TRUE(Add("drip"));
+    const Delivery delivery = Send(loginAck);
+    ASSERT_EQ(23u, delivery.chunks.size());
+    EXPECT_EQ(2500, delivery.chunks[0].pauseMs);
+    EXPECT_EQ(1000, delivery.chunks[1].pauseMs);
+}
+
+TEST_F(Misbehaving, GarbageHoldsNoMagicAndIsTheSameForTheSameSeed)
+{
+    ASSERT_TRUE(Add("garbage=5000"));
+    const Bytes bytes = SendBytes(command);
+    const size_t frame = Hex(kVersionCommandFrame).size();
+    ASSERT_EQ(5000 + frame, bytes.size());
+    for (size_t i = 0; i < 5000; i++) ASSERT_NE(0xCC, bytes[i]);
+    EXPECT_EQ(Hex(kVersionCommandFrame), Bytes(bytes.begin() + 5000, bytes.end()));
+    random.seed(1);
+    EXPECT_EQ(bytes, SendBytes(command));
+}
+
+TEST_F(Misbehaving, NoiseIsMegabytesBeforeTheFrame)
+{
+    ASSERT_TRUE(Add("noise=2"));
+    EXPECT_EQ(2000000 + Hex(kVersionCommandFrame).size(), SendBytes(command).size());
+}
+
+TEST_F(Misbehaving, ClosesBehindOrInsideTheFrame)
+{
+    ASSERT_TRUE(Add("close@command 1"));
+    EXPECT_TRUE(Send(command).closeAfter);
+    ASSERT_TRUE(Add("close-mid-frame 1"));
+    const Delivery delivery = Send(command);
+    EXPECT_TRUE(delivery.closeAfter);
+    EXPECT_EQ(19u, delivery.chunks[0].bytes.size()); // of 39
+    command.raw = {1};                               // half of it is nothing, in pieces too
+    ASSERT_TRUE(Add("drip 1"));
+    ASSERT_TRUE(Add("close-mid-frame 1"));
+    EXPECT_TRUE(Send(command).closeAfter);
+}
+
+TEST_F(Misbehaving, DuplicateAndForcedDisconnectFollowTheFrame)
+{
+    ASSERT_TRUE(Add("duplicate@command 1"));
+    Bytes expected = Hex(kVersionCommandFrame);
+    Append(&expected, Hex(kVersionCommandFrame));
+    EXPECT_EQ(expected, SendBytes(command));
+    ASSERT_TRUE(Add("forced-disconnect@login 1"));
+    expected = Hex(kLoginAckFrame);
+    Append(&expected, Hex("cc dd 03 00 00 00 00"));
+    EXPECT_EQ(expected, SendBytes(loginAck));
+}
+
+TEST_F(Misbehaving, RawBytesAreSentAsTheyStandHoweverWrongTheRestIs)
+{
+    ASSERT_TRUE(Add("bad-checksum"));
+    command.raw = Hex(kHeartbeatFrame);
+    EXPECT_EQ(Hex(kHeartbeatFrame), SendBytes(command));
+    EXPECT_EQ(1u, misbehaviour.Active().size());
+}
+
+TEST_F(Misbehaving, IsRefusedWhenItIsNone)
+{
+    for (const char *spec : {"", "nonsense", "late", "late=x", "late=-1", "silent=1", "silent 0", "silent x",
+                             "silent 1 2", "silent@nowhere", "interval@register=1", "interval=32768", "refuse@command",
+                             "fragments=0", "fragments=5,x", "announce=1.2.3:4", "noise=65"}) {
+        EXPECT_FALSE(Add(spec)) << spec;
+        EXPECT_NE("", error) << spec;
+    }
+    EXPECT_TRUE(misbehaviour.Active().empty());
+}

@@ -1,0 +1,120 @@
+#include "simulator/Runner.h"
+
+#include <gtest/gtest.h>
+
+using namespace sim;
+
+namespace
+{
+// A runner on a real loop; nothing here takes time.
+struct Script : testing::Test {
+    int Run(const std::vector<std::string> &lines, const RunnerRules &rules)
+    {
+        int status = -1;
+        Runner runner(
+            &loop, &journal, rules, [this](const Words &words) { return Execute(words); }, [] { return false; },
+            [&](int wanted) {
+                status = wanted;
+                loop.Stop();
+            });
+        for (const std::string &line : lines) runner.AddLine(line);
+        runner.EndOfLines();
+        wake = [&] { runner.Wake(); };
+        loop.Run();
+        failures = runner.Failures();
+        return status;
+    }
+    Outcome Execute(const Words &words)
+    {
+        done.push_back(words[0]);
+        Outcome outcome;
+        std::string error;
+        if (words[0] == "fail") return Outcome::Fail("as told");
+        if (words[0] == "wait") {
+            outcome.kind = Outcome::Wait;
+            ParseWait(Words(words.begin() + 1, words.end()), 60000, &outcome.wait, &error);
+        }
+        if (words[0] == "quit") {
+            outcome.kind = Outcome::Quit;
+            outcome.status = 5;
+        }
+        if (words[0] == "later") // the event comes when the script already waits
+            loop.After(0, [this] {
+                loop.After(0, [this] {
+                    journal.Emit("login", {});
+                    wake();
+                });
+            });
+        if (words[0] == "now") journal.Emit("login", {});
+        return outcome;
+    }
+    Loop loop;
+    std::string out;
+    Journal journal{{}, [this](const std::string &text) { out += text; }};
+    std::function<void()> wake;
+    Words done;
+    uint64_t failures = 0;
+};
+
+RunnerRules Strict()
+{
+    RunnerRules rules;
+    rules.strict = rules.exitAtEnd = true;
+    return rules;
+}
+} // namespace
+
+TEST_F(Script, RunsItsLinesInOrderAndEndsWithThem)
+{
+    EXPECT_EQ(0, Run({"one", "", "# comment", "two"}, Strict()));
+    EXPECT_EQ((Words{"one", "two"}), done);
+}
+
+TEST_F(Script, WaitsForAnEventThatComesLater)
+{
+    EXPECT_EQ(0, Run({"later", "wait login", "after"}, Strict()));
+    EXPECT_EQ((Words{"later", "wait", "after"}), done);
+}
+
+TEST_F(Script, DoesNotWaitForAnEventThatHasCome)
+{
+    EXPECT_EQ(0, Run({"now", "wait login", "after"}, Strict()));
+    EXPECT_EQ(3u, done.size());
+}
+
+TEST_F(Script, EndsWithTheFirstFailure)
+{
+    EXPECT_EQ(1, Run({"one", "fail", "two"}, Strict()));
+    EXPECT_EQ((Words{"one", "fail"}), done);
+    EXPECT_NE(std::string::npos, out.find("as told"));
+}
+
+TEST_F(Script, EndsWhenAWaitIsInVain)
+{
+    EXPECT_EQ(1, Run({"wait login 0", "two"}, Strict()));
+    EXPECT_EQ(1u, done.size());
+    EXPECT_NE(std::string::npos, out.find("no login within")) << out;
+}
+
+TEST_F(Script, GoesOnBehindAFailureWhenItIsNotStrict)
+{
+    RunnerRules rules;
+    rules.exitAtEnd = true;
+    EXPECT_EQ(0, Run({"fail", "'open", "two"}, rules));
+    EXPECT_EQ((Words{"fail", "two"}), done);
+    EXPECT_EQ(2u, failures);
+}
+
+TEST_F(Script, DoesNotHoldAPersonsMistakesAgainstTheRun)
+{
+    RunnerRules rules;
+    rules.exitAtEnd = rules.interactive = true;
+    Run({"fail"}, rules);
+    EXPECT_EQ(0u, failures);
+}
+
+TEST_F(Script, QuitsWithTheStatusItIsTold)
+{
+    EXPECT_EQ(5, Run({"quit", "two"}, Strict()));
+    EXPECT_EQ(1u, done.size());
+}
