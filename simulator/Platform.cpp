@@ -170,7 +170,8 @@ void Platform::FrameArrived(Session *session, const Bytes &raw)
 
 void Platform::EmitSent(const Session &session, const OutFrame &frame, const Delivery &delivery)
 {
-    Fields fields = {NumberField("conn", session.id), TextField("dir", "out"), TextField("step", StepName(frame.step))};
+    Fields fields = {NumberField("conn", session.id), TextField("dir", "out"),
+                     TextField("server", StepName(session.server->step)), TextField("step", StepName(frame.step))};
     // Shown is what the frame was meant to be; "misbehaviours" tells what has been done to it.
     const Bytes bytes = EncodeFrame(frame, settings_.key);
     if (frame.raw.empty()) {
