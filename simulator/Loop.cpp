@@ -53,7 +53,6 @@ void Loop::RunTimers()
 
 void Loop::Run()
 {
-    stopped_ = false;
     while (!stopped_) {
         std::vector<pollfd> ready;
         for (const auto &entry : watched_) ready.push_back({entry.first, entry.second.events, 0});

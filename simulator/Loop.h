@@ -24,7 +24,7 @@ class Loop
     uint64_t After(int64_t delayMs, std::function<void()> due);
     void Cancel(uint64_t timer) { timers_.erase(timer); }
 
-    // Runs until Stop() is called.
+    // Runs until Stop() is called; returns at once when it has been.
     void Run();
     void Stop() { stopped_ = true; }
 

@@ -66,7 +66,7 @@ int RunPlatform(const PlatformOptions &options)
         if (prompt)
             prompt->Print(text);
         else if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0)
-            loop.Stop(); // nobody reads any more
+            finish(EXIT_CHECK_FAILED); // nobody would see what goes wrong from here on
         if (runner) runner->Wake();
     });
     Platform platform(options, &loop, &journal);
