@@ -1,19 +1,59 @@
 # The agent: everything but `main` and the real outside world is one library, which the tests link as well.
 
 add_library(plugcore STATIC
+  comm/ComRequests.cpp
+  comm/CommServer.cpp
   core/Base64.cpp
   core/Common.cpp
+  core/Config.cpp
+  core/Plug.cpp
+  functions/FwVersionReport.cpp
+  functions/Identity.cpp
+  functions/ProtoolSdk.cpp
+  platform/CBHandle.cpp
   platform/Crypt.cpp
   platform/Frame.cpp
+  platform/PlugStatus.cpp
+  platform/Protool.cpp
+  platform/Sending.cpp
+  platform/Session.cpp
   platform/SessionFrames.cpp
+  platform/Settings.cpp
+  platform/TcpQueue.cpp
+  platform/TcpServer.cpp
+  plugin/ParseJson.cpp
+  rules/eaccess.cpp
+  subdev/Function39.cpp
+  subdev/Function40.cpp
+  subdev/Subdev.cpp
+)
+target_compile_definitions(plugcore PRIVATE
+  PLUG_DEFAULT_SERVER1="${PLUG_DEFAULT_SERVER1}"
+  PLUG_DEFAULT_SERVER2="${PLUG_DEFAULT_SERVER2}"
+  PLUG_SINGLE_SERVER_PREFIX="${PLUG_SINGLE_SERVER_PREFIX}"
 )
 target_link_libraries(plugcore PUBLIC plug_router_code plug_sdk plug_cjson plug_crypto Threads::Threads)
 
 add_library(plug_os STATIC
   os/posix/OsClock.cpp
   os/posix/OsFile.cpp
+  os/posix/OsMemory.cpp
   os/posix/OsProcess.cpp
   os/posix/OsWait.cpp
   os/posix/Paths.cpp
 )
 target_link_libraries(plug_os PUBLIC plug_router_code Threads::Threads)
+
+add_executable(plug core/main.cpp)
+target_link_libraries(plug PRIVATE plugcore plug_os)
+plug_link_without_cxx_runtime(plug)
+# RUNPATH, not RPATH: LD_LIBRARY_PATH can put another router library in the simulated one's place.
+target_link_options(plug PRIVATE -Wl,--enable-new-dtags)
+set_target_properties(plug PROPERTIES BUILD_RPATH "$ORIGIN" BUILD_RPATH_USE_ORIGIN ON)
+
+if(NOT PLUG_SANITIZE)
+  add_custom_command(TARGET plug POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -DPLUG=$<TARGET_FILE:plug> -DSTRIP=${CMAKE_STRIP} -DREADELF=${CMAKE_READELF}
+            -P ${CMAKE_SOURCE_DIR}/cmake/PrintAgentFacts.cmake
+    VERBATIM)
+endif()

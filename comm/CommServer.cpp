@@ -1,0 +1,6 @@
+#include "comm/CommServer.h"
+
+int CommServerStart()
+{
+    return 0;
+}

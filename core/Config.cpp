@@ -1,0 +1,174 @@
+#define LOG_MODULE "Common"
+#include "core/Config.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+#include "core/Common.h"
+#include "os/OsFile.h"
+#include "os/Paths.h"
+
+char l_config_file[kConfigFileMax];
+uint8_t l_mac[6];
+int32_t l_debug;
+
+// The chosen file (a heap copy) and whether a link may stand in its place.
+static char *m_filePath;
+static bool s_followLink;
+
+static const size_t kLineMax = 512; // longer lines are read in pieces of 511 characters
+
+void ClearOptions()
+{
+    l_config_file[0] = '\0';
+    memset(l_mac, 0, sizeof l_mac);
+    l_debug = 0;
+}
+
+static int TakeFileOption(const char *path)
+{
+    if (!path || path[0] == '\0') {
+        LOG_ERR("Error: -f argument given but no file specified.");
+        return -1;
+    }
+    if (strlen(path) >= sizeof l_config_file) { // cut short it would name another file
+        LOG_ERR("Error: -f argument is longer than %zu characters.", sizeof l_config_file - 1);
+        return -1;
+    }
+    strcpy(l_config_file, path);
+    return 0;
+}
+
+static int TakeMacOption(const char *text)
+{
+    if (!text || strlen(text) != 2 * sizeof l_mac) {
+        LOG_ERR("Error: mac format must be \"aabbccddeeff\".");
+        return -2;
+    }
+    for (size_t i = 0; i < sizeof l_mac; i++) CharToHex(&l_mac[i], text + 2 * i);
+    return 0;
+}
+
+int config_line_proc(int argc, char *argv[])
+{
+    opterr = 0; // the messages are ours
+    optind = 1;
+    int option;
+    while ((option = getopt(argc, argv, ":df:m:")) != -1) { // the colon tells a missing argument from an unknown option
+        int result = 0;
+        const bool noArgument = option == ':';
+        switch (noArgument ? optopt : option) {
+        case 'd': l_debug = 1; break;
+        case 'f': result = TakeFileOption(noArgument ? nullptr : optarg); break;
+        case 'm': result = TakeMacOption(noArgument ? nullptr : optarg); break;
+        default: LOG_ERR("Unknown option: %c", optopt); break;
+        }
+        if (result != 0) return result;
+    }
+    return 0;
+}
+
+static bool Readable(const char *path, bool followLink)
+{
+    const int fd = OsOpenForReading(path, followLink);
+    if (fd < 0) return false;
+    close(fd);
+    return true;
+}
+
+static void Choose(const char *path, bool followLink)
+{
+    DeleteProgramProfile();
+    m_filePath = strdup(path);
+    s_followLink = followLink;
+}
+
+void NewProgramProfile(const char *defaultPath)
+{
+    if (l_config_file[0] != '\0' && Readable(l_config_file, true)) {
+        Choose(l_config_file, true);
+        LOG_INFO("use config file  [%s]", l_config_file);
+    } else if (Readable(defaultPath, false)) {
+        Choose(defaultPath, false);
+        LOG_INFO("use config file  [%s]", defaultPath);
+    } else {
+        Choose(kPathLocalConfig, true);
+        LOG_INFO("use config file\t[%s]", kPathLocalConfig);
+    }
+}
+
+void DeleteProgramProfile()
+{
+    free(m_filePath);
+    m_filePath = nullptr;
+}
+
+static void CopyText(char *dest, size_t capacity, const char *text)
+{
+    snprintf(dest, capacity, "%s", text);
+}
+
+static const char *SkipBlanks(const char *at)
+{
+    while (*at == ' ' || *at == '\t') at++;
+    return at;
+}
+
+// Cuts carriage returns, line feeds, tabs and blanks off the end.
+static void TrimEnd(char *text)
+{
+    size_t length = strlen(text);
+    while (length > 0 && strchr("\r\n\t ", text[length - 1])) length--;
+    text[length] = '\0';
+}
+
+// Walks through the file; true when `dest` holds a value at its end.
+static bool FindValue(FILE *file, const char *section, const char *key, char *dest, size_t capacity)
+{
+    bool inSection = false;
+    bool found = false;
+    char line[kLineMax];
+    while (fgets(line, sizeof line, file)) {
+        const char *text = SkipBlanks(line);
+        if (*text == '#') continue;
+        if (strchr(text, '[')) {
+            if (inSection) break;
+            inSection = strstr(text, section) != nullptr;
+            continue;
+        }
+        if (!inSection || !strstr(text, key)) continue;
+        char *equals = strchr(line, '=');
+        if (!equals) break; // meant: such a line ends the search
+        TrimEnd(equals + 1);
+        const char *value = equals + 1;
+        while (*value == ' ') value++;
+        if (*value == '\0') continue;
+        CopyText(dest, capacity, value);
+        found = true; // and on: the last line wins
+    }
+    return found;
+}
+
+int getKeyValueStr(const char *section, const char *key, const char *defaultText, char *dest, size_t capacity)
+{
+    dest[0] = '\0';
+    bool found = false;
+    const int fd = m_filePath ? OsOpenForReading(m_filePath, s_followLink) : -1;
+    FILE *file = fd >= 0 ? fdopen(fd, "r") : nullptr;
+    if (file) {
+        found = FindValue(file, section, key, dest, capacity);
+        fclose(file);
+    } else {
+        if (fd >= 0) close(fd);
+        LOG_ERR("Can not fopen(\"%s\").", m_filePath ? m_filePath : "");
+    }
+    if (found) return 0;
+    if (!defaultText) {
+        LOG_ERR("Not find Key=\"%s\" and no default_str to use.", key);
+        return -1;
+    }
+    CopyText(dest, capacity, defaultText);
+    return file ? 0 : -1;
+}

@@ -1,0 +1,36 @@
+// Config.h - the command line and the configuration file.
+// State:    the options and the path of the chosen file, written once at start-up.
+// Threads:  the main thread only.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t kConfigFileMax = 256; // path given with -f, terminator included
+
+extern char l_config_file[kConfigFileMax]; // path given with -f, or empty
+extern uint8_t l_mac[6];                   // router MAC given with -m, or zeros
+extern int32_t l_debug;                    // 1 when -d was given
+
+// Forgets every option, as before start-up.
+void ClearOptions();
+
+// Reads the options -d, -f FILE and -m MAC. An unknown option is reported and skipped.
+// Returns 0; -1 when -f has no path or one too long; -2 when the text of -m is not 12 characters long. What those
+// characters are is not checked (see CharToHex).
+int config_line_proc(int argc, char *argv[]);
+
+// Chooses the configuration file: the one of -f when it can be read, else `defaultPath` when it can be read, else
+// "./plug.conf" unchecked. A link at `defaultPath` is not followed: anybody may have planted it there.
+void NewProgramProfile(const char *defaultPath);
+
+// Forgets the choice.
+void DeleteProgramProfile();
+
+// Looks a value up in the chosen file: the last line of `section` that contains `key` and has a value.
+//   section, key  matched as substrings of a line: MYKEY=abc is taken for KEY. This is meant; files rely on it.
+//   defaultText   what `dest` gets when there is no value, cut to capacity - 1 characters; may be nullptr
+//   dest          `capacity` bytes, always terminated; empty when there is neither value nor default
+// Returns 0 when a value or the default of a readable file was taken; -1 when the file cannot be opened, or when
+// there is no value and no default.
+int getKeyValueStr(const char *section, const char *key, const char *defaultText, char *dest, size_t capacity);

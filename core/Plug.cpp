@@ -1,0 +1,197 @@
+#define LOG_MODULE "Plug"
+#include "core/Plug.h"
+
+#include <cstring>
+
+#include "comm/ComRequests.h"
+#include "comm/CommServer.h"
+#include "core/Common.h"
+#include "core/Config.h"
+#include "functions/FwVersionReport.h"
+#include "os/OsClock.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "os/Paths.h"
+#include "platform/CBHandle.h"
+#include "platform/PlugStatus.h"
+#include "platform/Protool.h"
+#include "platform/Session.h"
+#include "platform/Settings.h"
+#include "platform/TcpServer.h"
+#include "rules/eaccess.h"
+#include "subdev/Function39.h"
+#include "subdev/Function40.h"
+#include "subdev/Subdev.h"
+
+static const int kRetriesToExit = 11; // failed attempts that are forgiven in a row
+static const int64_t kTickMs = 2000;
+static const uint32_t kWeekOfTicks = 302401;
+
+// All that this module remembers.
+static struct {
+    SessionContext plug;
+    uint32_t dutyCounter; // ticks spent in sessions; never reset, so each duty is done once per process
+    int retries;          // failed registrations since the last session
+} s_plug;
+
+uint32_t PlugDutyCounter()
+{
+    return s_plug.dutyCounter;
+}
+
+void PlugSetDutyCounter(uint32_t ticks)
+{
+    s_plug.dutyCounter = ticks;
+}
+
+void PlugResetCounters()
+{
+    s_plug.dutyCounter = 0;
+    s_plug.retries = 0;
+}
+
+// ---- Start-up ----
+
+// Its result is not acted upon: without settings every registration fails, and that is retried and reported.
+static int SysInit()
+{
+    NewTcpQueue();
+    NewProgramProfile(kPathDefaultConfig);
+    return InitProtool();
+}
+
+void PlugStart(int argc, char *argv[])
+{
+    ClearOptions();
+    memset(gSN, 0, sizeof gSN);
+    if (config_line_proc(argc, argv) != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "main", "Error wrong param(s).");
+        OsExit(-1);
+    }
+    d_set_log_level(l_debug ? LOG_LEVEL_ALL : LOG_LEVEL_NONE);
+    LOG_AS(LOG_LEVEL_DEBUG, "main", "Log system [debug] working.");
+    LOG_AS(LOG_LEVEL_INFO, "main", ">>>>>>>>>>>>>>>>> Plugin Version = %d.%d.%d.%d-%s", kPluginVersion[0],
+           kPluginVersion[1], kPluginVersion[2], kPluginVersion[3], kBuildTag);
+    OsSleepMs(50);
+    ServerOnFrame(CBHandle);
+    SysInit();
+    StartEaccess();
+    if (CommServerStart() != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "main", "Comm server start error.");
+        OsExit(-1);
+    }
+    OsSleepMs(10);
+    Fn39Init();
+    OsSleepMs(10);
+    Fn40Init();
+    if (StartSubdev() != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "main", "StartSubdev failed.");
+        OsExit(-1);
+    }
+}
+
+// ---- The cycle ----
+
+static void SysVarInit()
+{
+    ServerRun = 0;
+    memset(&s_plug.plug, 0, sizeof s_plug.plug);
+    NewProtool();
+    SetSessionFlag(mQuitPro, 0);
+    mHeartTime = 0;
+    SetSessionFlag(mLogin, 0);
+    LogPlugStatus(PLUG_CONNECTING);
+}
+
+static bool Register()
+{
+    if (runMode == 0) return RegisterStart(&s_plug.plug, RegisterIpAddr1) == 0;
+    LOG_INFO("Register server1...");
+    if (RegisterStart(&s_plug.plug, RegisterIpAddr1) == 0) return true;
+    SysVarInit();
+    LOG_INFO("Register server2...");
+    return RegisterStart(&s_plug.plug, RegisterIpAddr2) == 0;
+}
+
+static void SendCalibration()
+{
+    LOG_INFO("Send calibration info.");
+    ComF_send_calibration();
+}
+
+// What is done once per process, at these ticks; in ascending order.
+static const struct {
+    uint32_t tick;
+    void (*run)();
+} kDuties[] = {
+    {8, [] { ComF_send_pluginstate(); }},
+    {9, [] { ComF_get_autoreport_conf(); }},
+    {11, [] { dev_fwversion_report(); }},
+    {100, SendCalibration},
+};
+
+// Does what is due at the present tick. Returns the ticks until the next duty, or 0 when there is none left.
+static uint32_t DoDuties()
+{
+    for (const auto &duty : kDuties) {
+        if (duty.tick == s_plug.dutyCounter) duty.run();
+        if (duty.tick > s_plug.dutyCounter) return duty.tick - s_plug.dutyCounter;
+    }
+    return 0;
+}
+
+// The duty loop ticks every 2 s. Nothing happens at a tick without a duty, so those are counted instead of slept:
+// the wait goes on to the next duty, or to the end of the session. A tick that has begun counts whole.
+static void RunUntilQuit()
+{
+    while (mQuitPro != 1) {
+        const uint32_t ticks = DoDuties();
+        const int64_t begin = OsNowMs();
+        WaitForQuit(ticks > 0 ? ticks * kTickMs : OS_FOREVER - begin);
+        const int64_t elapsed = OsNowMs() - begin;
+        s_plug.dutyCounter += static_cast<uint32_t>((elapsed + kTickMs - 1) / kTickMs);
+    }
+}
+
+static void EndOfSession()
+{
+    SetSessionFlag(mLogin, 0);
+    ComF_send_pluginstate();
+    if (s_plug.dutyCounter >= kWeekOfTicks) {
+        LOG_AS(LOG_LEVEL_ERR, "main", "After a week exit, restart ...");
+        OsExit(-1);
+    }
+    DeleteHeartbear(&s_plug.plug);
+    DeleteServer(&s_plug.plug);
+    LogPlugStatus(PLUG_LINK_LOST);
+    LOG_INFO("Ready to Register ...");
+    s_plug.retries = 0;
+}
+
+void PlugCycle()
+{
+    SysVarInit();
+    if (!Register()) {
+        if (s_plug.retries >= kRetriesToExit) {
+            LOG_AS(LOG_LEVEL_ERR, "main", "Register retry more than 10 times, exit !!!");
+            LogPlugStatus(PLUG_START_FAILED);
+            OsExit(-1);
+        }
+        s_plug.retries++;
+        LOG_AS(LOG_LEVEL_ERR, "main", "RegisterStart error.");
+        return;
+    }
+    if (LoginStart(&s_plug.plug) != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "main", "LoginStart error.");
+        return;
+    }
+    if (HeartbeatStart(&s_plug.plug) != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "main", "LoginStart error."); // the same text; this is meant
+        DeleteHeartbear(&s_plug.plug);
+        DeleteServer(&s_plug.plug);
+        LogPlugStatus(PLUG_START_FAILED);
+        return;
+    }
+    RunUntilQuit();
+    EndOfSession();
+}

@@ -1,0 +1,22 @@
+// Plug.h - the life of the process: start-up, then the cycle of register, log in, run and tear down.
+// State:    the duty counter and the retry counter, both for the life of the process; the session context.
+// Threads:  the main thread only.
+#pragma once
+
+#include <cstdint>
+
+constexpr char kBuildTag[] = "20220406";
+
+// Options, log level, settings and the long-lived services, in their fixed order. Ends the process on a bad option
+// or when the local server or the device worker cannot start; a failure of the settings is left to the
+// registration, which will fail with it.
+void PlugStart(int argc, char *argv[]);
+
+// One turn of the cycle: one attempt to register, and when that succeeds one whole session. Ends the process after
+// the twelfth failed attempt in a row and, at a session's end, after a week.
+void PlugCycle();
+
+// Where the process is, for tests: both counters start at 0.
+uint32_t PlugDutyCounter();
+void PlugSetDutyCounter(uint32_t ticks);
+void PlugResetCounters();

@@ -1,0 +1,9 @@
+#include "core/Plug.h"
+#include "os/OsProcess.h"
+
+int main(int argc, char *argv[])
+{
+    OsPrepareProcess();
+    PlugStart(argc, argv);
+    for (;;) PlugCycle();
+}

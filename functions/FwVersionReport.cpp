@@ -1,0 +1,6 @@
+#include "functions/FwVersionReport.h"
+
+int dev_fwversion_report()
+{
+    return -1;
+}

@@ -1,0 +1,77 @@
+#define LOG_MODULE "Protool"
+#include "platform/Protool.h"
+
+#include <cstring>
+
+#include "core/Common.h"
+#include "os/OsClock.h"
+#include "os/OsWait.h"
+
+std::atomic<int> mRegist;
+std::atomic<int> mLogin;
+std::atomic<int> mQuitPro;
+std::atomic<int> beepAck;
+std::atomic<uint32_t> mHeartTime;
+std::atomic<int16_t> mHeartInterval;
+
+char mLoginServer[kDottedSize];
+uint16_t mLoginPort;
+uint8_t mLoginTocken[kTokenSize];
+uint8_t mLoginPluginId[kPluginIdSize];
+uint8_t gRoutemac[kMacSize];
+char gSN[kSerialSize];
+pthread_mutex_t gProtoolMutex;
+
+static const int16_t kFirstHeartInterval = 50; // until the login acknowledgement brings another
+
+// What waits for a flag waits here; the lock guards nothing but the moment between a test and the wait.
+static OsWaiter s_flags;
+
+static bool s_lockMade; // gProtoolMutex: made once, however many cycles begin; main thread only
+
+void NewProtool()
+{
+    if (!s_lockMade) pthread_mutex_init(&gProtoolMutex, nullptr);
+    s_lockMade = true;
+    ClearLoginValues();
+    mRegist = 0;
+    beepAck = 0;
+    mHeartInterval = kFirstHeartInterval;
+    mHeartTime = 0;
+}
+
+void DeleteProtool()
+{
+    if (s_lockMade) pthread_mutex_destroy(&gProtoolMutex);
+    s_lockMade = false;
+    LOG_DEBUG("pthread_mutex_destroy::Protool");
+}
+
+void ClearLoginValues()
+{
+    memset(mLoginServer, 0, sizeof mLoginServer);
+    memset(mLoginTocken, 0, sizeof mLoginTocken);
+    memset(mLoginPluginId, 0, sizeof mLoginPluginId);
+    mLoginPort = 0;
+}
+
+void SetSessionFlag(std::atomic<int> &flag, int value)
+{
+    OsGuard guard(&s_flags);
+    flag = value;
+    OsWakeAll(&s_flags);
+}
+
+void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds)
+{
+    const int64_t deadline = OsNowMs() + milliseconds;
+    OsGuard guard(&s_flags);
+    while (flag != 1 && mQuitPro != 1 && OsWaitUntil(&s_flags, deadline)) {
+    }
+}
+
+bool WaitForQuit(int64_t milliseconds)
+{
+    WaitForSession(mQuitPro, milliseconds);
+    return mQuitPro == 1;
+}

@@ -1,0 +1,53 @@
+// Protool.h - what the platform session remembers: its flags and the values that registration and login bring.
+//
+// State:    all of it lives here; NewProtool() starts it afresh at every cycle.
+// Threads:  the flags are written by the main, response, receive, heartbeat and check threads and read by all, so
+//           they are atomic; set them with SetSessionFlag(), which wakes whoever waits for them. The texts and
+//           identifiers are written by the response thread before the flag that announces them, or by the main
+//           thread while no session runs, and only read afterwards.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <pthread.h>
+
+#include "platform/Frame.h"
+#include "platform/SessionFrames.h"
+
+constexpr size_t kSerialSize = kSerialMax + 1;
+constexpr size_t kDottedSize = 16; // "255.255.255.255" and its terminator
+
+extern std::atomic<int> mRegist;  // 1 once the register acknowledgement has been accepted
+extern std::atomic<int> mLogin;   // 1 while logged in; nothing but session frames is sent otherwise
+extern std::atomic<int> mQuitPro; // 1 asks for the end of the session
+extern std::atomic<int> beepAck;  // 1 when the last heartbeat was acknowledged
+
+extern std::atomic<uint32_t> mHeartTime;    // last heartbeat acknowledgement, seconds since the epoch; 0 = none yet
+extern std::atomic<int16_t> mHeartInterval; // seconds between heartbeats
+
+extern char mLoginServer[kDottedSize]; // dotted text
+extern uint16_t mLoginPort;
+extern uint8_t mLoginTocken[kTokenSize];      // opaque
+extern uint8_t mLoginPluginId[kPluginIdSize]; // opaque
+extern uint8_t gRoutemac[kMacSize];           // the router MAC used in frames
+extern char gSN[kSerialSize];                 // serial number; survives sessions
+extern pthread_mutex_t gProtoolMutex;         // made by NewProtool(), ended by DeleteProtool()
+
+// Resets the session values (the heartbeat interval to 50 s) and makes the protocol lock.
+void NewProtool();
+
+// Ends the protocol lock.
+void DeleteProtool();
+
+// Clears token, plugin identifier, login server and login port.
+void ClearLoginValues();
+
+// Stores `value` and wakes every thread in WaitForSession() and WaitForQuit().
+void SetSessionFlag(std::atomic<int> &flag, int value);
+
+// Waits until `flag` or mQuitPro is 1, at most `milliseconds`.
+void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds);
+
+// Waits until mQuitPro is 1, at most `milliseconds`. Returns whether it is.
+bool WaitForQuit(int64_t milliseconds);

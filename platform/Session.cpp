@@ -1,0 +1,233 @@
+#define LOG_MODULE "Protool"
+#include "platform/Session.h"
+
+#include <cjson/cJSON.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/Common.h"
+#include "core/Config.h"
+#include "os/OsClock.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "platform/PlugStatus.h"
+#include "platform/Protool.h"
+#include "platform/Sending.h"
+#include "platform/Settings.h"
+#include "sdk/RouterSdk.h"
+
+static const int64_t kAnswerWaitMs = 10000;
+static const int64_t kCheckPeriodMs = 10000;
+static const int64_t kThreadStartPauseMs = 10;
+static const int kHeartbeatsToMiss = 3;
+static const uint8_t kRulesDataType = 13;
+static const size_t kRulesTextMax = 126;
+
+// ---- Registration ----
+
+static void FindRouterMac()
+{
+    static const uint8_t kNoMac[kMacSize] = {};
+    if (memcmp(l_mac, kNoMac, kMacSize) == 0) get_router_mac(l_mac);
+    memcpy(gRoutemac, l_mac, kMacSize);
+    LOG_DEBUG("ROUTER MAC: %02X %02X %02X %02X %02X %02X", gRoutemac[0], gRoutemac[1], gRoutemac[2], gRoutemac[3],
+              gRoutemac[4], gRoutemac[5]);
+}
+
+static void FindSerialNumber()
+{
+    if (gSN[0] != '\0') return;
+    char serial[kSerialSize] = {};
+    if (get_router_sn(serial) != 0) {
+        LOG_ERR("ERROR: get sn failed!");
+        OsExit(-1);
+    }
+    const size_t length = strnlen(serial, sizeof serial);
+    if (length == 0 || length >= sizeof serial) {
+        LOG_ERR("ERROR: SN is invalid!");
+        OsExit(-1);
+    }
+    LOG_DEBUG("SN: %s LEN: %d", serial, static_cast<int>(length));
+    memcpy(gSN, serial, sizeof gSN);
+}
+
+static void RegistSendMsg()
+{
+    if (g_pin_code[0] == '\0') {
+        LOG_ERR("ERROR: PIN is empty, plese check your plug.conf!");
+        OsExit(-1);
+    }
+    if (gProtoolKey[0] == '\0') {
+        LOG_ERR("ERROR: KEY is empty, plese check your plug.conf!");
+        OsExit(-1);
+    }
+    RegisterRequest request = {};
+    PinField(g_pin_code, request.pin);
+    request.serial = gSN;
+    request.serialLen = strlen(gSN);
+    request.mac = gRoutemac;
+    uint8_t head[kRegisterHeadSize];
+    uint8_t record[kRegisterRecordMax];
+    RegisterHeadWrite(request, head, sizeof head);
+    const size_t length = RegisterRecordWrite(request, record, sizeof record);
+    SendEncrypted(MSG_REGISTER, FLAG_UP, head, sizeof head, record, length);
+}
+
+int RegisterStart(SessionContext *context, const char *address)
+{
+    ClearLoginValues();
+    SetSessionFlag(mRegist, 0);
+    SetSessionFlag(mLogin, 0);
+    SetSessionFlag(mQuitPro, 0);
+    FindRouterMac();
+    FindSerialNumber();
+    if (ServerInit(address, static_cast<uint16_t>(regist_port), context) != 0) {
+        DeleteServer(context);
+        return -1;
+    }
+    LogPlugStatus(PLUG_CONNECTING);
+    RegistSendMsg();
+    WaitForSession(mRegist, kAnswerWaitMs);
+    DeleteServer(context);
+    if (mQuitPro == 1 || mRegist != 1) {
+        LogPlugStatus(PLUG_REGISTER_FAILED);
+        LOG_ERR("Register failed.");
+        return -1;
+    }
+    LOG_INFO("Register server1 success."); // the same text for either server; this is meant
+    return 0;
+}
+
+// ---- Login ----
+
+static void LoginServer()
+{
+    if (mLogin == 1) return;
+    LoginRequest request = {};
+    PinField(g_pin_code, request.pin);
+    memcpy(request.token, mLoginTocken, kTokenSize);
+    memcpy(request.version, kPluginVersion, sizeof request.version);
+    uint8_t head[kLoginHeadSize];
+    uint8_t record[kLoginRecordSize];
+    LoginHeadWrite(request, head, sizeof head);
+    LoginRecordWrite(request, record, sizeof record);
+    SendEncrypted(MSG_LOGIN, FLAG_UP, head, sizeof head, record, sizeof record);
+}
+
+int LoginStart(SessionContext *context)
+{
+    LOG_INFO("quit regist,start login %s:%d", mLoginServer, mLoginPort);
+    if (mLoginServer[0] == '\0') {
+        LOG_ERR("Login Server wrong !");
+        return -1;
+    }
+    if (ServerInit(mLoginServer, mLoginPort, context) != 0) {
+        DeleteServer(context);
+        LOG_ERR("Login ServerInit error");
+        return -1;
+    }
+    SetSessionFlag(mQuitPro, 0);
+    SetSessionFlag(mLogin, 0);
+    LoginServer();
+    WaitForSession(mLogin, kAnswerWaitMs);
+    if (mLogin != 1) {
+        LOG_ERR("login failed !");
+        DeleteServer(context);
+        return -1;
+    }
+    SetSessionFlag(mQuitPro, 0);
+    LOG_INFO("Login done");
+    return 0;
+}
+
+// ---- Staying alive ----
+
+static void Heartbeep()
+{
+    uint8_t head[kHeartbeatHeadSize];
+    HeartbeatHeadWrite(static_cast<uint32_t>(OsWallTime()), head, sizeof head);
+    SendRouteUpData(head, nullptr, MSG_HEARTBEAT, FLAG_UP, sizeof head, 0,
+                    FrameChecksum(0, head, sizeof head, nullptr, 0));
+}
+
+static void *HeartbeatProc(void *)
+{
+    while (mQuitPro != 1) {
+        Heartbeep();
+        beepAck = 0;
+        WaitForQuit(mHeartInterval * INT64_C(1000));
+    }
+    return nullptr;
+}
+
+// Whether the platform has been silent for too long. Nothing is held against it before its first acknowledgement.
+static bool HeartbeatExpired(time_t now)
+{
+    const int64_t heard = mHeartTime;
+    return beepAck != 1 && heard != 0 && now - heard > kHeartbeatsToMiss * mHeartInterval;
+}
+
+static void *CheckProc(void *)
+{
+    while (!WaitForQuit(kCheckPeriodMs)) {
+        if (!HeartbeatExpired(OsWallTime())) continue;
+        SetSessionFlag(mQuitPro, 1);
+        LOG_ERR("heart beep error");
+    }
+    return nullptr;
+}
+
+void RulesRequest()
+{
+    char mac[2 * kMacSize + 1];
+    snprintf(mac, sizeof mac, "%02X%02X%02X%02X%02X%02X", gRoutemac[0], gRoutemac[1], gRoutemac[2], gRoutemac[3],
+             gRoutemac[4], gRoutemac[5]);
+    cJSON *request = cJSON_CreateObject();
+    cJSON_AddItemToObject(request, "MAC", cJSON_CreateString(mac));
+    char *printed = cJSON_Print(request);
+    cJSON_Delete(request);
+    if (!printed) return;
+    char text[kRulesTextMax + 1];
+    snprintf(text, sizeof text, "%s", printed);
+    free(printed);
+    LOG_DEBUG("Send to platform: \n%s", text);
+    SendIpUpData(text, static_cast<int>(strlen(text)), kRulesDataType, 0, nullptr);
+}
+
+int HeartbeatStart(SessionContext *context)
+{
+    int error = OsThreadStart(&context->checkThread, CheckProc, nullptr);
+    if (error != 0) {
+        LOG_ERR("Created check thread failed errno=%d", error);
+        LogPlugStatus(PLUG_START_FAILED);
+        LOG_ERR("exit");
+        return -1;
+    }
+    context->checkRunning = 1;
+    OsSleepMs(kThreadStartPauseMs);
+    RulesRequest();
+    OsSleepMs(kThreadStartPauseMs);
+    error = OsThreadStart(&context->heartbeatThread, HeartbeatProc, nullptr);
+    if (error != 0) {
+        LOG_ERR("Created heartbeat thread failed errno=%d", error);
+        LogPlugStatus(PLUG_START_FAILED);
+        return -1;
+    }
+    context->heartbeatRunning = 1;
+    return 0;
+}
+
+static void JoinMarked(int32_t *running, pthread_t thread, const char *failure)
+{
+    if (!*running) return;
+    if (OsThreadJoin(thread) != 0) LOG_AS(LOG_LEVEL_ERR, "DeleteHeartbear", "%s", failure);
+    *running = 0;
+}
+
+void DeleteHeartbear(SessionContext *context)
+{
+    SetSessionFlag(mQuitPro, 1);
+    JoinMarked(&context->checkRunning, context->checkThread, "Stop check thread error...");
+    JoinMarked(&context->heartbeatRunning, context->heartbeatThread, "Stop heartbeat thread error...");
+}

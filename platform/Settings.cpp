@@ -1,0 +1,63 @@
+#define LOG_MODULE "Protool"
+#include "platform/Settings.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "core/Common.h"
+#include "core/Config.h"
+#include "platform/Protool.h"
+#include "platform/TcpServer.h"
+
+char g_pin_code[kPinSize];
+char gProtoolKey[kKeySize];
+int32_t regist_port;
+char RegisterIpAddr1[kServerAddressSize];
+char RegisterIpAddr2[kServerAddressSize];
+int32_t runMode = 1;
+int32_t Fn40Interval;
+int32_t AutoReportDevinfo;
+
+static const int32_t kPortMin = 2048;
+static const int32_t kPortMax = 65530;
+static const size_t kServerNameSize = 32;
+static const size_t kPortTextSize = 8;
+
+int InitProtool()
+{
+    ClearLoginValues();
+    Fn40Interval = 30;
+    AutoReportDevinfo = 1;
+
+    char server1[kServerNameSize];
+    char server2[kServerNameSize];
+    char port[kPortTextSize];
+    getKeyValueStr("Dev", "PIN", "", g_pin_code, sizeof g_pin_code);
+    getKeyValueStr("Protool", "KEY", "", gProtoolKey, sizeof gProtoolKey);
+    getKeyValueStr("Protool", "SERVER1", PLUG_DEFAULT_SERVER1, server1, sizeof server1);
+    getKeyValueStr("Protool", "SERVER2", PLUG_DEFAULT_SERVER2, server2, sizeof server2);
+    getKeyValueStr("Protool", "PORT", "6039", port, sizeof port);
+
+    regist_port = atoi(port);
+    if (regist_port < kPortMin || regist_port > kPortMax) {
+        LOG_ERR("RegPort error.");
+        return -1;
+    }
+    LOG_DEBUG("PIN:\t%s", g_pin_code);
+    LOG_DEBUG("KEY:\t%s", gProtoolKey);
+    LOG_DEBUG("SERVER1:\t%s", server1);
+    LOG_DEBUG("SERVER2:\t%s", server2);
+    LOG_DEBUG("PORT:\t%s", port);
+    GetEndType();
+
+    if (GetServerIp(server1, RegisterIpAddr1, sizeof RegisterIpAddr1) != 0) {
+        LOG_ERR("DNS resolve addres1 error !!!");
+        return -1;
+    }
+    runMode = strstr(RegisterIpAddr1, PLUG_SINGLE_SERVER_PREFIX) ? 0 : 1;
+    if (GetServerIp(server2, RegisterIpAddr2, sizeof RegisterIpAddr2) != 0) {
+        LOG_ERR("DNS resolve addres2 error !!!");
+        return -1;
+    }
+    return 0;
+}

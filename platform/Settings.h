@@ -1,0 +1,27 @@
+// Settings.h - what plug.conf says about the platform, read once at start-up.
+// State:    the settings below, written by InitProtool() and constant afterwards.
+// Threads:  InitProtool() on the main thread before any other starts; reading anywhere.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t kPinSize = 64;
+constexpr size_t kKeySize = 32;
+constexpr size_t kServerAddressSize = 64;
+
+extern char g_pin_code[kPinSize];                // PIN, presented at registration and login
+extern char gProtoolKey[kKeySize];               // KEY, see Crypt.h
+extern int32_t regist_port;                      // registration port of both servers
+extern char RegisterIpAddr1[kServerAddressSize]; // dotted text, looked up once
+extern char RegisterIpAddr2[kServerAddressSize];
+extern int32_t runMode; // 1: two servers are tried; 0: the first only
+
+// Defaults of the device reports, set here and changed by platform commands.
+extern int32_t Fn40Interval;
+extern int32_t AutoReportDevinfo;
+
+// Reads the settings from the chosen configuration file and looks both servers up (which may block for as long as
+// the resolver does). Returns 0; -1 with a log line when the port is not in 2048 to 65530 or a look-up fails, and
+// then what comes after is left as it was. PIN and KEY are not checked until a registration needs them.
+int InitProtool();

@@ -1,0 +1,39 @@
+// TcpQueue.h - the byte queue between the receive thread and the response thread, which cuts it into frames.
+//
+// State:    one flat buffer, guarded by mMutexQue.
+// Threads:  push() by the receive thread, popup() and QueueWait() by the response thread, QueueClose() by any.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/Frame.h"
+
+constexpr size_t kQueueSize = 204800;
+constexpr size_t kHeadRoom = 1024; // for a frame's head block
+constexpr size_t kBodyRoom = kFrameMaxReceivedBody;
+
+// A frame as it is cut out of the queue.
+struct ReceivedFrame {
+    FrameHeader header;
+    uint8_t head[kHeadRoom]; // header.headLen bytes
+    uint8_t body[kBodyRoom]; // header.bodyLen bytes
+    uint16_t firstWord;      // the body's first two bytes, little-endian; 0 when it has fewer
+};
+
+// Empties and opens the queue.
+void NewTcpQueue();
+
+// Appends `length` bytes. Returns 0, or -1 when they do not fit: they are lost then, the connection goes on.
+int push(const uint8_t *data, size_t length);
+
+// Takes the first complete frame out, together with all bytes before it. Returns 0; -1 when there is none yet, and
+// then nothing is removed. A header that announces a body over kBodyRoom is no frame: its magic is passed over and
+// the search goes on, so that one damaged header cannot hold up the stream.
+int popup(ReceivedFrame *frame);
+
+// Waits until bytes have come in since the last popup(). Returns at once once the queue is closed.
+void QueueWait();
+
+// Ends every QueueWait(), the present one and all to come, until NewTcpQueue() opens the queue again.
+void QueueClose();

@@ -1,0 +1,265 @@
+#define LOG_MODULE "TcpServer"
+#include "platform/TcpServer.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "core/Common.h"
+#include "os/OsClock.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "platform/PlugStatus.h"
+#include "platform/Protool.h"
+
+std::atomic<int> ServerRun;
+
+static int ServerSock; // 0 when closed
+// Taken around every send, recv and close of ServerSock.
+static pthread_mutex_t mMutexTcp = PTHREAD_MUTEX_INITIALIZER;
+static FrameHandler s_onFrame;
+static OsWaiter s_stop; // woken when ServerRun is cleared
+
+static const int kSendBuffer = 16384;
+static const size_t kReadSize = 1500;
+static const int kFailuresToEnd = 6;     // consecutive, of select or of recv
+static const int kEmptyReadsToEnd = 300; // consecutive, 10 ms apart: frames that came before the end are still handled
+static const int kEmptyReadPauseMs = 10;
+static const int kFramePauseMs = 10;
+static const int kStopPauseMs = 1000;
+
+void ServerOnFrame(FrameHandler handler)
+{
+    s_onFrame = handler;
+}
+
+static void CloseSocket()
+{
+    OsGuard guard(&mMutexTcp);
+    if (ServerSock > 0) close(ServerSock);
+    ServerSock = 0;
+}
+
+bool WaitForServerStop(int64_t milliseconds)
+{
+    const int64_t deadline = OsNowMs() + milliseconds;
+    OsGuard guard(&s_stop);
+    while (ServerRun == 1 && OsWaitUntil(&s_stop, deadline)) {
+    }
+    return ServerRun != 1;
+}
+
+static void EndSession()
+{
+    SetSessionFlag(mLogin, 0);
+    LogPlugStatus(PLUG_LINK_LOST);
+    SetSessionFlag(mQuitPro, 1);
+    CloseSocket();
+}
+
+// What the receive thread has met in a row.
+struct ReceiveTroubles {
+    int waits;
+    int emptyReads;
+    int reads;
+};
+
+// One read of the ready socket. Returns false when the session is to end.
+static bool ReceiveOnce(ReceiveTroubles *troubles)
+{
+    uint8_t bytes[kReadSize];
+    ssize_t count;
+    {
+        OsGuard guard(&mMutexTcp);
+        count = recv(ServerSock, bytes, sizeof bytes, 0);
+    }
+    if (count > 0) {
+        push(bytes, static_cast<size_t>(count));
+        troubles->emptyReads = troubles->reads = 0;
+        return true;
+    }
+    if (count == 0) {
+        WaitForServerStop(kEmptyReadPauseMs);
+        if (++troubles->emptyReads < kEmptyReadsToEnd) return true;
+        LOG_ERR("Close link.");
+        return false;
+    }
+    if (++troubles->reads < kFailuresToEnd) return true;
+    LOG_ERR("receive error.");
+    return false;
+}
+
+// Waits for bytes and takes them. Returns false when the session is to end.
+static bool ReceiveStep(int fd, ReceiveTroubles *troubles)
+{
+    const OsReadable ready = OsWaitReadable(fd, -1);
+    if (ServerRun != 1) return true;
+    switch (ready) {
+    case OS_READABLE: troubles->waits = 0; return ReceiveOnce(troubles);
+    case OS_WAIT_FAILED: LOG_ERR("Net error."); return ++troubles->waits < kFailuresToEnd;
+    case OS_OTHER_EVENT: LOG_ERR("unknow err."); return true;
+    case OS_TIMED_OUT: return true;
+    }
+    return true;
+}
+
+static void *ServerRecv(void *)
+{
+    int fd;
+    {
+        OsGuard guard(&mMutexTcp);
+        fd = ServerSock; // only this thread closes it while it runs
+    }
+    ReceiveTroubles troubles = {};
+    while (ServerRun == 1) {
+        if (!ReceiveStep(fd, &troubles)) {
+            EndSession();
+            return nullptr;
+        }
+    }
+    CloseSocket();
+    return nullptr;
+}
+
+static void *RespProc(void *)
+{
+    static ReceivedFrame frame; // too large for the stack; there is one response thread at a time
+    while (ServerRun == 1) {
+        if (popup(&frame) != 0) {
+            QueueWait();
+            continue;
+        }
+        if (frame.header.msgType == MSG_SESSION_ACK)
+            LOG_DEBUG("regist or connnect ack len = %d,%d", frame.header.bodyLen, frame.header.headLen);
+        s_onFrame(frame);
+        WaitForServerStop(kFramePauseMs);
+    }
+    return nullptr;
+}
+
+// Opens the connection. Returns the descriptor, or -1 with its log line.
+static int Connect(const char *address, uint16_t port)
+{
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create socket failed!");
+        return -1;
+    }
+    const int on = 1;
+    struct sockaddr_in peer = {};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(port);
+    const char *failure = nullptr;
+    if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0)
+        failure = "setsockopt(SO_REUSEADDR) Failed!";
+    else if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer) != 0)
+        failure = "setsockopt(SO_SNDBUF) Failed!";
+    else if (inet_pton(AF_INET, address, &peer.sin_addr) != 1 ||
+             connect(fd, reinterpret_cast<struct sockaddr *>(&peer), sizeof peer) != 0)
+        failure = "connect failed!......";
+    if (!failure) return fd;
+    LOG_AS(LOG_LEVEL_ERR, "SocketInit", "%s", failure);
+    close(fd);
+    return -1;
+}
+
+static int StartThreads(SessionContext *context)
+{
+    if (OsThreadStart(&context->responseThread, RespProc, nullptr) != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create response thread failed");
+        return -1;
+    }
+    context->serverThreads = SERVER_THREADS_RESPONSE;
+    if (OsThreadStart(&context->receiveThread, ServerRecv, nullptr) != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create receive thread error.");
+        return -1;
+    }
+    context->serverThreads = SERVER_THREADS_BOTH;
+    return 0;
+}
+
+int ServerInit(const char *address, uint16_t port, SessionContext *context)
+{
+    if (ServerRun == 1) {
+        LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Client running.");
+        return -1;
+    }
+    ServerRun = 1;
+    NewTcpQueue();
+    const int fd = Connect(address, port);
+    if (fd < 0) {
+        LOG_AS(LOG_LEVEL_ERR, "SocketInit", "SocketInit error");
+        return -1;
+    }
+    LOG_AS(LOG_LEVEL_DEBUG, "SocketInit", "connected.");
+    int on = 1;
+    ioctl(fd, FIONBIO, &on);
+    {
+        OsGuard guard(&mMutexTcp);
+        ServerSock = fd;
+    }
+    return StartThreads(context);
+}
+
+int SendData(const uint8_t *frame, size_t length)
+{
+    if (!frame || length < 1 || length > kFrameMax) return -1;
+    OsGuard guard(&mMutexTcp);
+    if (ServerSock < 1) return -1;
+    const ssize_t sent = send(ServerSock, frame, length, MSG_NOSIGNAL);
+    return sent == static_cast<ssize_t>(length) ? 0 : -1;
+}
+
+// Clears the run flag and wakes every wait of the two threads.
+static void StopThreads()
+{
+    {
+        OsGuard guard(&s_stop);
+        ServerRun = 0;
+        OsWakeAll(&s_stop);
+    }
+    QueueClose();
+    OsGuard guard(&mMutexTcp);
+    if (ServerSock > 0) shutdown(ServerSock, SHUT_RD);
+}
+
+int DeleteServer(SessionContext *context)
+{
+    StopThreads();
+    OsSleepMs(kStopPauseMs);
+    int result = 0;
+    if (context->serverThreads >= SERVER_THREADS_RESPONSE) {
+        result = OsThreadJoin(context->responseThread);
+        if (result != 0) LOG_ERR("Stop response thread error...");
+    }
+    if (context->serverThreads == SERVER_THREADS_BOTH) {
+        result = OsThreadJoin(context->receiveThread);
+        if (result != 0) LOG_ERR("Stop rtsp client stream error..."); // the text is meant
+    }
+    context->serverThreads = SERVER_THREADS_NONE;
+    CloseSocket();
+    return result;
+}
+
+int GetServerIp(const char *host, char *dest, size_t capacity)
+{
+    const struct hostent *entry = gethostbyname(host);
+    if (!entry) {
+        LOG_ERR("gethostbyname error for host:%s", host);
+        return -1;
+    }
+    if (entry->h_addrtype == AF_INET && entry->h_addr_list[0]) {
+        LOG_DEBUG("hostname: %s", entry->h_name);
+        inet_ntop(AF_INET, entry->h_addr_list[0], dest, static_cast<socklen_t>(capacity));
+        LOG_DEBUG("ip: %s", dest);
+    }
+    if (dest[0] == '\0') {
+        LOG_ERR("server_ip is empty.");
+        return -2;
+    }
+    return 0;
+}

@@ -1,0 +1,56 @@
+// TcpServer.h - the one TCP connection to the platform (a client, whatever the name says) and its two threads.
+//
+// State:    the socket and the run flag; the thread handles stand in the caller's SessionContext.
+// Threads:  ServerInit() and DeleteServer() belong to the main thread; SendData() is safe from any. The receive
+//           thread moves bytes into TcpQueue; the response thread cuts frames out of it and hands each to the frame
+//           handler, one at a time.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <pthread.h>
+
+#include "platform/TcpQueue.h"
+
+enum ServerThreads { SERVER_THREADS_NONE = 0, SERVER_THREADS_RESPONSE = 1, SERVER_THREADS_BOTH = 2 };
+
+// The threads of one session; zeroed at the start of every cycle. Main thread only.
+struct SessionContext {
+    pthread_t receiveThread;
+    pthread_t responseThread;
+    int32_t serverThreads; // ServerThreads
+    pthread_t checkThread;
+    pthread_t heartbeatThread;
+    int32_t checkRunning; // 1 while there is a thread to join
+    int32_t heartbeatRunning;
+};
+
+extern std::atomic<int> ServerRun; // 1 while the client runs
+
+// Takes one received frame; called on the response thread.
+typedef void (*FrameHandler)(const ReceivedFrame &frame);
+
+// Names the frame handler. Before the first ServerInit().
+void ServerOnFrame(FrameHandler handler);
+
+// Connects to `address` (dotted text) and `port` (blocking) and starts both threads, noting them in `context`.
+// Returns 0 or -1. ServerRun is 1 even after a failure, until DeleteServer(); while it is 1, nothing can be started.
+int ServerInit(const char *address, uint16_t port, SessionContext *context);
+
+// Sends one frame of 1 to 8192 bytes with a single send. Returns 0 when the socket took all of it, -1 otherwise:
+// what a full socket did not take is not sent again.
+int SendData(const uint8_t *frame, size_t length);
+
+// Stops the client: a pause of one second, in which a last answer may leave, then the threads are joined and the
+// socket is closed. Safe after a failed ServerInit(). Returns the last join's result.
+int DeleteServer(SessionContext *context);
+
+// Waits until the server is asked to stop, at most `milliseconds`. For whatever waits on the response thread.
+// Returns whether it is.
+bool WaitForServerStop(int64_t milliseconds);
+
+// Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).
+// A numeric host resolves to itself. Returns 0; -1 when the look-up fails; -2 when it brings no address and `dest`
+// is empty. May block for as long as the resolver does.
+int GetServerIp(const char *host, char *dest, size_t capacity);

@@ -1,0 +1,6 @@
+#include "rules/eaccess.h"
+
+int StartEaccess()
+{
+    return 0;
+}

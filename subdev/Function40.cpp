@@ -1,0 +1,6 @@
+#include "subdev/Function40.h"
+
+int Fn40Init()
+{
+    return 0;
+}

@@ -1,0 +1,6 @@
+#include "subdev/Subdev.h"
+
+int StartSubdev()
+{
+    return 0;
+}
