@@ -147,9 +147,9 @@ static void RunUntilQuit()
     while (mQuitPro != 1) {
         const uint32_t ticks = DoDuties();
         const int64_t begin = OsNowMs();
-        WaitForQuit(ticks > 0 ? ticks * kTickMs : OS_FOREVER - begin);
-        const int64_t elapsed = OsNowMs() - begin;
-        s_plug.dutyCounter += static_cast<uint32_t>((elapsed + kTickMs - 1) / kTickMs);
+        const bool quit = WaitForQuit(ticks > 0 ? ticks * kTickMs : OS_FOREVER);
+        const uint32_t begun = static_cast<uint32_t>((OsNowMs() - begin) / kTickMs) + 1;
+        s_plug.dutyCounter += quit && (ticks == 0 || begun < ticks) ? begun : ticks;
     }
 }
 

@@ -64,7 +64,7 @@ void SetSessionFlag(std::atomic<int> &flag, int value)
 
 void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds)
 {
-    const int64_t deadline = OsNowMs() + milliseconds;
+    const int64_t deadline = milliseconds == OS_FOREVER ? OS_FOREVER : OsNowMs() + milliseconds;
     OsGuard guard(&s_flags);
     while (flag != 1 && mQuitPro != 1 && OsWaitUntil(&s_flags, deadline)) {
     }

@@ -46,8 +46,8 @@ void ClearLoginValues();
 // Stores `value` and wakes every thread in WaitForSession() and WaitForQuit().
 void SetSessionFlag(std::atomic<int> &flag, int value);
 
-// Waits until `flag` or mQuitPro is 1, at most `milliseconds`.
+// Waits until `flag` or mQuitPro is 1, at most `milliseconds` (OS_FOREVER for no limit).
 void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds);
 
-// Waits until mQuitPro is 1, at most `milliseconds`. Returns whether it is.
+// The same for mQuitPro alone. Returns whether it is 1.
 bool WaitForQuit(int64_t milliseconds);

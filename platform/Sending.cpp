@@ -1,6 +1,8 @@
 #define LOG_MODULE "Protool"
 #include "platform/Sending.h"
 
+#include <cstring>
+
 #include "core/Common.h"
 #include "os/OsMemory.h"
 #include "platform/Crypt.h"
