@@ -1,0 +1,208 @@
+// The clock and all waiting, in place of os/posix/OsClock.cpp and os/posix/OsWait.cpp.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <list>
+#include <poll.h>
+
+#include "os/OsClock.h"
+#include "os/OsWait.h"
+#include "tests/fakes/FakeOs.h"
+
+namespace
+{
+
+struct Sleeper {
+    OsWaiter *waiter;
+    int64_t deadline;
+};
+
+pthread_mutex_t s_lock =
+    PTHREAD_MUTEX_INITIALIZER; // guards what follows; taken inside a waiter's lock, never around it
+pthread_cond_t s_sleepersChanged = PTHREAD_COND_INITIALIZER;
+int64_t s_now;
+int64_t s_wallOffset = kFakeEpoch; // seconds to add to s_now
+bool s_auto;
+std::list<Sleeper> s_sleepers; // whoever is neither due nor woken
+std::deque<OsReadable> s_readable;
+
+// Takes every sleeper out that `leaves`, and wakes the waiters they sleep on. Without s_lock held.
+template <typename Predicate>
+void Release(Predicate leaves)
+{
+    std::list<OsWaiter *> wake;
+    {
+        OsGuard guard(&s_lock);
+        for (auto at = s_sleepers.begin(); at != s_sleepers.end();) {
+            if (leaves(*at)) {
+                wake.push_back(at->waiter);
+                at = s_sleepers.erase(at);
+            } else {
+                ++at;
+            }
+        }
+    }
+    for (OsWaiter *waiter : wake) {
+        OsGuard guard(&waiter->lock);
+        pthread_cond_broadcast(&waiter->changed);
+    }
+}
+
+void AwaitCount(int count, bool withoutDeadlineToo)
+{
+    struct timespec limit;
+    clock_gettime(CLOCK_REALTIME, &limit);
+    limit.tv_sec += 20;
+    OsGuard guard(&s_lock);
+    for (;;) {
+        const auto found = std::count_if(s_sleepers.begin(), s_sleepers.end(), [&](const Sleeper &sleeper) {
+            return withoutDeadlineToo || sleeper.deadline != OS_FOREVER;
+        });
+        if (found >= count) return;
+        if (pthread_cond_timedwait(&s_sleepersChanged, &s_lock, &limit) != 0) {
+            fprintf(stderr, "%d threads were to wait, but only %d do\n", count, static_cast<int>(found));
+            abort();
+        }
+    }
+}
+
+} // namespace
+
+int64_t OsNowMs()
+{
+    OsGuard guard(&s_lock);
+    return s_now;
+}
+
+time_t OsWallTime()
+{
+    OsGuard guard(&s_lock);
+    return static_cast<time_t>(s_wallOffset + s_now / 1000);
+}
+
+void OsLocalTime(time_t when, struct tm *out)
+{
+    gmtime_r(&when, out);
+}
+
+OsWaiter::OsWaiter()
+{
+    pthread_mutex_init(&lock, nullptr);
+    pthread_cond_init(&changed, nullptr);
+}
+
+bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs)
+{
+    std::list<Sleeper>::iterator self;
+    {
+        OsGuard guard(&s_lock);
+        if (s_auto && deadlineMs != OS_FOREVER) s_now = std::max(s_now, deadlineMs);
+        if (s_now >= deadlineMs) return false;
+        self = s_sleepers.insert(s_sleepers.end(), {waiter, deadlineMs});
+        pthread_cond_broadcast(&s_sleepersChanged);
+    }
+    pthread_cond_wait(&waiter->changed, &waiter->lock);
+    OsGuard guard(&s_lock);
+    for (auto at = s_sleepers.begin(); at != s_sleepers.end(); ++at) {
+        if (at == self) { // a spurious wake-up: nobody took us out
+            s_sleepers.erase(at);
+            break;
+        }
+    }
+    return s_now < deadlineMs;
+}
+
+void OsWakeAll(OsWaiter *waiter)
+{
+    {
+        OsGuard guard(&s_lock);
+        s_sleepers.remove_if([waiter](const Sleeper &sleeper) { return sleeper.waiter == waiter; });
+    }
+    pthread_cond_broadcast(&waiter->changed);
+}
+
+void OsSleepMs(int64_t milliseconds)
+{
+    static OsWaiter pause;
+    const int64_t deadline = OsNowMs() + milliseconds;
+    OsGuard guard(&pause);
+    while (OsWaitUntil(&pause, deadline)) {
+    }
+}
+
+OsReadable OsWaitReadable(int fd, int timeoutMs)
+{
+    {
+        OsGuard guard(&s_lock);
+        if (!s_readable.empty()) {
+            const OsReadable result = s_readable.front();
+            s_readable.pop_front();
+            return result;
+        }
+    }
+    struct pollfd watched = {fd, POLLIN, 0};
+    const int ready = poll(&watched, 1, timeoutMs);
+    if (ready < 0 || (watched.revents & POLLNVAL)) return OS_WAIT_FAILED;
+    return ready == 0 ? OS_TIMED_OUT : OS_READABLE;
+}
+
+void FakeClockAdvanceMs(int64_t milliseconds)
+{
+    const int64_t target = OsNowMs() + milliseconds;
+    for (;;) {
+        {
+            OsGuard guard(&s_lock);
+            int64_t next = target;
+            for (const Sleeper &sleeper : s_sleepers) next = std::min(next, sleeper.deadline);
+            s_now = std::max(s_now, next);
+        }
+        Release([](const Sleeper &sleeper) { return sleeper.deadline <= s_now; });
+        if (OsNowMs() >= target) return;
+    }
+}
+
+void FakeClockAwaitSleepers(int count)
+{
+    AwaitCount(count, false);
+}
+
+void FakeClockAwaitWaiters(int count)
+{
+    AwaitCount(count, true);
+}
+
+void FakeClockAuto(bool on)
+{
+    OsGuard guard(&s_lock);
+    s_auto = on;
+}
+
+int64_t FakeClockNextDeadlineMs()
+{
+    OsGuard guard(&s_lock);
+    int64_t next = OS_FOREVER;
+    for (const Sleeper &sleeper : s_sleepers) next = std::min(next, sleeper.deadline);
+    return next == OS_FOREVER ? -1 : next - s_now;
+}
+
+void FakeClockSetWallTime(time_t when)
+{
+    OsGuard guard(&s_lock);
+    s_wallOffset = when - s_now / 1000;
+}
+
+void FakeReadableResults(std::initializer_list<OsReadable> results)
+{
+    OsGuard guard(&s_lock);
+    s_readable.assign(results);
+}
+
+void FakeClockReset()
+{
+    OsGuard guard(&s_lock);
+    s_now = 0;
+    s_wallOffset = kFakeEpoch;
+    s_auto = false;
+    s_readable.clear();
+}
