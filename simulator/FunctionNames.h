@@ -9,8 +9,6 @@
 namespace sim
 {
 
-constexpr unsigned kFunctionCount = 89;
-
 // "identity" for 2; empty for a function that does not exist (0, the unused slots, 89 and more).
 std::string FunctionName(unsigned id);
 
