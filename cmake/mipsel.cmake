@@ -55,9 +55,11 @@ foreach(language C CXX)
   set(CMAKE_${language}_FLAGS_INIT
     "-isystem \"${PLUG_TARGET_LIBRARIES}/usr/include/${PLUG_TARGET_TRIPLE}\" -isystem \"${PLUG_TARGET_LIBRARIES}/usr/include\"")
 endforeach()
+# The largest page that 32-bit routers use is 16 KiB; the linker's own 64 KiB would fill a third of the file with zeros.
+set(PLUG_TARGET_PAGE_SIZE 0x4000)
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
-    "-L\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,/usr/${PLUG_TARGET_TRIPLE}/lib")
+    "-L\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,/usr/${PLUG_TARGET_TRIPLE}/lib -Wl,-z,max-page-size=${PLUG_TARGET_PAGE_SIZE}")
 endforeach()
 
 # The emulator's C library stands first in the search path: found after another one, programs crash at start.
