@@ -98,8 +98,9 @@ static bool ReceiveStep(int fd, ReceiveTroubles *troubles)
 {
     const OsReadable ready = OsWaitReadable(fd, -1);
     if (ServerRun != 1) return true;
+    if (ready != OS_WAIT_FAILED) troubles->waits = 0;
     switch (ready) {
-    case OS_READABLE: troubles->waits = 0; return ReceiveOnce(troubles);
+    case OS_READABLE: return ReceiveOnce(troubles);
     case OS_WAIT_FAILED: LOG_ERR("Net error."); return ++troubles->waits < kFailuresToEnd;
     case OS_OTHER_EVENT: LOG_ERR("unknow err."); return true;
     case OS_TIMED_OUT: return true;
