@@ -16,6 +16,7 @@ namespace
 struct Sleeper {
     OsWaiter *waiter;
     int64_t deadline;
+    uint64_t number; // tells this wait from every other; its place in memory does not, for that is used again
 };
 
 pthread_mutex_t s_lock =
@@ -24,8 +25,10 @@ pthread_cond_t s_sleepersChanged = PTHREAD_COND_INITIALIZER;
 int64_t s_now;
 int64_t s_wallOffset = kFakeEpoch; // seconds to add to s_now
 bool s_auto;
+uint64_t s_lastNumber;
 std::list<Sleeper> s_sleepers; // whoever is neither due nor woken
 std::deque<OsReadable> s_readable;
+int s_readableTimeout;
 
 // Takes every sleeper out that `leaves`, and wakes the waiters they sleep on. Without s_lock held.
 template <typename Predicate>
@@ -94,22 +97,19 @@ OsWaiter::OsWaiter()
 
 bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs)
 {
-    std::list<Sleeper>::iterator self;
+    uint64_t self;
     {
         OsGuard guard(&s_lock);
         if (s_auto && deadlineMs != OS_FOREVER) s_now = std::max(s_now, deadlineMs);
         if (s_now >= deadlineMs) return false;
-        self = s_sleepers.insert(s_sleepers.end(), {waiter, deadlineMs});
+        self = ++s_lastNumber;
+        s_sleepers.push_back({waiter, deadlineMs, self});
         pthread_cond_broadcast(&s_sleepersChanged);
     }
     pthread_cond_wait(&waiter->changed, &waiter->lock);
     OsGuard guard(&s_lock);
-    for (auto at = s_sleepers.begin(); at != s_sleepers.end(); ++at) {
-        if (at == self) { // a spurious wake-up: nobody took us out
-            s_sleepers.erase(at);
-            break;
-        }
-    }
+    // After a spurious wake-up nobody has taken us out.
+    s_sleepers.remove_if([self](const Sleeper &sleeper) { return sleeper.number == self; });
     return s_now < deadlineMs;
 }
 
@@ -135,6 +135,7 @@ OsReadable OsWaitReadable(int fd, int timeoutMs)
 {
     {
         OsGuard guard(&s_lock);
+        s_readableTimeout = timeoutMs;
         if (!s_readable.empty()) {
             const OsReadable result = s_readable.front();
             s_readable.pop_front();
@@ -196,6 +197,12 @@ void FakeReadableResults(std::initializer_list<OsReadable> results)
 {
     OsGuard guard(&s_lock);
     s_readable.assign(results);
+}
+
+int FakeReadableTimeoutMs()
+{
+    OsGuard guard(&s_lock);
+    return s_readableTimeout;
 }
 
 void FakeClockReset()

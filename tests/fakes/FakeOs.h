@@ -40,6 +40,9 @@ void FakeClockSetWallTime(time_t when);
 // The next results of OsWaitReadable(), before it looks at real descriptors again.
 void FakeReadableResults(std::initializer_list<OsReadable> results);
 
+// The limit that the last OsWaitReadable() was given.
+int FakeReadableTimeoutMs();
+
 // ---- Threads, memory ----
 
 // The `nth` (1 = next) start, join or allocation from now fails; with `error` where there is one.
