@@ -1,0 +1,29 @@
+// FakeLibraries.h - library calls that no test can make fail from outside: the resolver, socket options, cipher keys.
+// Everything works until a test says otherwise; FakeLibrariesReset() makes it so again.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+
+void FakeLibrariesReset();
+
+// The resolver. A dotted address and "localhost" resolve to themselves; every other name fails until it is named here.
+// No name ever leaves this machine. `addresses` are dotted texts and may be none at all; `canonical` is what the
+// resolver calls the host.
+void FakeHost(const std::string &name, const std::string &canonical, std::initializer_list<std::string> addresses);
+
+// The same for a host that has nothing but an address of the next generation.
+void FakeHostWithIpv6Only(const std::string &name);
+
+// How many look-ups there have been since the reset.
+int FakeLookUps();
+
+// The next setsockopt() of SOL_SOCKET with this option fails.
+void FakeFailSocketOption(int option);
+
+// What sockets have been told: the value of the last successful setsockopt() of SOL_SOCKET with this option; -1 if
+// none.
+int FakeSocketOption(int option);
+
+// The next AES key, for either direction, is refused.
+void FakeRefuseCipherKey();

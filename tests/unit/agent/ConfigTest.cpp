@@ -1,0 +1,373 @@
+#include "core/Config.h"
+
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/Common.h"
+#include "os/Paths.h"
+#include "tests/unit/agent/AgentTest.h"
+
+namespace
+{
+
+// The command line: what each option leaves behind.
+class Options : public AgentTest
+{
+  protected:
+    static int Parse(std::vector<std::string> words)
+    {
+        words.insert(words.begin(), "plug");
+        std::vector<char *> argv;
+        for (std::string &word : words) argv.push_back(&word[0]);
+        argv.push_back(nullptr);
+        return config_line_proc(static_cast<int>(words.size()), argv.data());
+    }
+    static Bytes Mac() { return Bytes(l_mac, l_mac + 6); }
+    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
+};
+
+const char kMacMessage[] = "Error: mac format must be \"aabbccddeeff\".";
+const char kFileMessage[] = "Error: -f argument given but no file specified.";
+
+// The configuration file: what is taken for a value.
+class Config : public AgentTest
+{
+  protected:
+    // The value of "KEY" in section "Protool" of a file with this content, "default" when there is none.
+    static std::string Key(const std::string &content, size_t capacity = 64)
+    {
+        WriteFile(kPathDefaultConfig, content);
+        NewProgramProfile(kPathDefaultConfig);
+        std::string value(capacity, '#');
+        EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "default", &value[0], capacity));
+        return value.c_str();
+    }
+    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
+    static std::string InFolder(const char *name) { return FakeFolder() + "/" + name; }
+};
+
+const std::string kSection = "[Protool]\n";
+
+} // namespace
+
+// ---- Command line ----
+
+TEST_F(Options, NoneLeaveEverythingUnset)
+{
+    EXPECT_EQ(0, Parse({}));
+    EXPECT_EQ(0, l_debug);
+    EXPECT_STREQ("", l_config_file);
+    EXPECT_EQ(Bytes(6, 0), Mac());
+}
+
+TEST_F(Options, AllThreeAreTakenInAnyOrder)
+{
+    EXPECT_EQ(0, Parse({"-m", "aabbccddeeff", "-d", "-f", "/etc/plug.conf"}));
+    EXPECT_EQ(1, l_debug);
+    EXPECT_STREQ("/etc/plug.conf", l_config_file);
+    EXPECT_EQ(Hex("aabbccddeeff"), Mac());
+    ClearOptions();
+    EXPECT_EQ(0, Parse({"-f/tmp/x", "-m0123456789AB"}));
+    EXPECT_EQ(0, l_debug);
+    EXPECT_STREQ("/tmp/x", l_config_file);
+    EXPECT_EQ(Hex("0123456789ab"), Mac());
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(Options, ABareFileOptionIsMissingItsFile)
+{
+    EXPECT_EQ(-1, Parse({"-d", "-f"}));
+    EXPECT_EQ(1, l_debug);
+    EXPECT_TRUE(Logged(kFileMessage));
+    EXPECT_EQ(-1, Parse({"-f", ""}));
+    EXPECT_TRUE(Logged(kFileMessage));
+}
+
+TEST_F(Options, APathOf255CharactersFitsAndALongerOneIsRefused)
+{
+    EXPECT_EQ(0, Parse({"-f", std::string(255, 'x')}));
+    EXPECT_EQ(std::string(255, 'x'), l_config_file);
+    ClearOptions();
+    EXPECT_EQ(-1, Parse({"-f", std::string(256, 'x')}));
+    EXPECT_TRUE(Logged("Error: -f argument is longer than 255 characters."));
+    EXPECT_STREQ("", l_config_file);
+}
+
+TEST_F(Options, AMacOfAnyOtherLengthThanTwelveEndsInTheFormatMessage)
+{
+    for (const char *text : {"aabbccddeef", "aabbccddeefff", "", "a", "aa:bb:cc:dd:ee:ff"}) {
+        EXPECT_EQ(-2, Parse({"-m", text})) << text;
+        EXPECT_TRUE(Logged(kMacMessage)) << text;
+        EXPECT_EQ(Bytes(6, 0), Mac());
+    }
+}
+
+TEST_F(Options, ABareMacOptionEndsInTheFormatMessage)
+{
+    EXPECT_EQ(-2, Parse({"-m"}));
+    EXPECT_TRUE(Logged(kMacMessage));
+}
+
+TEST_F(Options, CharactersOfTheMacAreNotChecked)
+{
+    EXPECT_EQ(0, Parse({"-m", "zz1gg1AbzZ--"}));
+    EXPECT_EQ(Hex("00 10 01 ab 00 00"), Mac());
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(Options, AnUnknownOneIsToldAndParsingGoesOn)
+{
+    EXPECT_EQ(0, Parse({"-x", "-d"}));
+    EXPECT_TRUE(Logged("Unknown option: x"));
+    EXPECT_EQ(1, l_debug);
+}
+
+TEST_F(Options, MessagesShowUnderTheFirstLogLevel)
+{
+    d_set_log_level(LOG_LEVEL_ERR);
+    Parse({"-x"});
+    EXPECT_TRUE(Logged("Unknown option: x"));
+    Parse({"-f"});
+    EXPECT_TRUE(Logged(kFileMessage));
+    Parse({"-m", "1"});
+    EXPECT_TRUE(Logged(kMacMessage));
+}
+
+// ---- Choice of the file ----
+
+TEST_F(Config, TheFileOfTheOptionIsUsedWhenItCanBeRead)
+{
+    const std::string path = InFolder("own.conf");
+    WriteFile(path, kSection + "KEY=own\n");
+    WriteFile(kPathDefaultConfig, kSection + "KEY=default\n");
+    strcpy(l_config_file, path.c_str());
+    NewProgramProfile(kPathDefaultConfig);
+    EXPECT_TRUE(Logged("use config file  [" + path + "]"));
+    char value[16];
+    EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "", value, sizeof value));
+    EXPECT_STREQ("own", value);
+}
+
+TEST_F(Config, TheDefaultPathIsUsedWhenTheFileOfTheOptionCannotBeRead)
+{
+    WriteFile(kPathDefaultConfig, kSection + "KEY=default\n");
+    strcpy(l_config_file, InFolder("missing.conf").c_str());
+    NewProgramProfile(kPathDefaultConfig);
+    EXPECT_TRUE(Logged(std::string("use config file  [") + kPathDefaultConfig + "]"));
+    char value[16];
+    EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "", value, sizeof value));
+    EXPECT_STREQ("default", value);
+}
+
+TEST_F(Config, TheLocalFileIsTheLastResortAndIsNotChecked)
+{
+    NewProgramProfile(kPathDefaultConfig);
+    EXPECT_TRUE(Logged(std::string("use config file\t[") + kPathLocalConfig + "]"));
+    WriteFile(kPathLocalConfig, kSection + "KEY=local\n"); // comes later
+    char value[16];
+    EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "", value, sizeof value));
+    EXPECT_STREQ("local", value);
+}
+
+TEST_F(Config, WhatIsNoRegularFileCannotBeRead)
+{
+    ASSERT_EQ(0, mkdir(kPathDefaultConfig, 0755));
+    const std::string fifo = InFolder("fifo");
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0644));
+    strcpy(l_config_file, fifo.c_str());
+    NewProgramProfile(kPathDefaultConfig); // does not hang on the FIFO either
+    EXPECT_TRUE(Logged(std::string("use config file\t[") + kPathLocalConfig + "]"));
+}
+
+TEST_F(Config, ALinkAtTheDefaultPathIsNotFollowed)
+{
+    WriteFile(InFolder("planted"), kSection + "KEY=planted\n");
+    ASSERT_EQ(0, symlink(InFolder("planted").c_str(), kPathDefaultConfig));
+    NewProgramProfile(kPathDefaultConfig);
+    EXPECT_TRUE(Logged(std::string("use config file\t[") + kPathLocalConfig + "]"));
+}
+
+TEST_F(Config, ALinkThatIsPlantedAfterTheChoiceIsNotFollowedEither)
+{
+    WriteFile(InFolder("planted"), kSection + "KEY=planted\n");
+    WriteFile(kPathDefaultConfig, kSection + "KEY=real\n");
+    NewProgramProfile(kPathDefaultConfig);
+    ASSERT_EQ(0, unlink(kPathDefaultConfig));
+    ASSERT_EQ(0, symlink(InFolder("planted").c_str(), kPathDefaultConfig));
+    char value[16];
+    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", "safe", value, sizeof value));
+    EXPECT_STREQ("safe", value);
+}
+
+TEST_F(Config, ALinkGivenWithTheOptionIsFollowed)
+{
+    WriteFile(InFolder("real"), kSection + "KEY=linked\n");
+    const std::string link = InFolder("link.conf");
+    ASSERT_EQ(0, symlink(InFolder("real").c_str(), link.c_str()));
+    strcpy(l_config_file, link.c_str());
+    NewProgramProfile(kPathDefaultConfig);
+    char value[16];
+    EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "", value, sizeof value));
+    EXPECT_STREQ("linked", value);
+}
+
+// ---- Values ----
+
+TEST_F(Config, AFileThatCannotBeOpenedGivesTheDefaultAndMinusOne)
+{
+    NewProgramProfile(kPathDefaultConfig);
+    Log();
+    char value[4] = "###";
+    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", "12345", value, sizeof value));
+    EXPECT_STREQ("123", value);
+    EXPECT_TRUE(Logged(std::string("Can not fopen(\"") + kPathLocalConfig + "\")."));
+}
+
+TEST_F(Config, AFileThatCannotBeOpenedIsToldTwiceWithoutADefault)
+{
+    NewProgramProfile(kPathDefaultConfig);
+    Log();
+    char value[4] = "###";
+    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", nullptr, value, sizeof value));
+    EXPECT_STREQ("", value);
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find(std::string("]-> Can not fopen(\"") + kPathLocalConfig + "\").\n\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> Not find Key=\"KEY\" and no default_str to use.\n\n"));
+}
+
+TEST_F(Config, NothingIsReadBeforeAFileHasBeenChosenOrAfterItWasForgotten)
+{
+    char value[8];
+    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", "x", value, sizeof value));
+    Key(kSection + "KEY=v\n");
+    DeleteProgramProfile();
+    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", "x", value, sizeof value));
+    EXPECT_STREQ("x", value);
+}
+
+TEST_F(Config, AMissingKeyGivesTheDefaultAndZero)
+{
+    EXPECT_EQ("default", Key(kSection + "OTHER=1\n"));
+    EXPECT_EQ("default", Key(""));
+    EXPECT_EQ("def", Key("", 4));
+    EXPECT_EQ("", Key("", 1));
+}
+
+TEST_F(Config, AMissingKeyWithoutDefaultIsToldAndMinusOne)
+{
+    Key(kSection);
+    Log();
+    char value[8] = "#";
+    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", nullptr, value, sizeof value));
+    EXPECT_STREQ("", value);
+    EXPECT_TRUE(Logged("Not find Key=\"KEY\" and no default_str to use."));
+}
+
+TEST_F(Config, KeysOutsideTheirSectionAreIgnored)
+{
+    EXPECT_EQ("default", Key("KEY=early\n"));
+    EXPECT_EQ("default", Key("KEY=early\n[Protool]\n"));
+    EXPECT_EQ("default", Key("[Dev]\nKEY=other\n"));
+    EXPECT_EQ("mine", Key("KEY=early\n[Dev]\nKEY=other\n[Protool]\nKEY=mine\n"));
+}
+
+TEST_F(Config, TheNextSectionLineEndsTheSearch)
+{
+    EXPECT_EQ("mine", Key("[Protool]\nKEY=mine\n[Dev]\nKEY=other\n"));
+    EXPECT_EQ("default", Key("[Protool]\n[Protool]\nKEY=late\n"));
+    EXPECT_EQ("default", Key("[Protool]\nOTHER=[x]\nKEY=late\n")); // any line with a bracket
+}
+
+TEST_F(Config, TheSectionNameIsMatchedAsSubstring)
+{
+    EXPECT_EQ("v", Key("  [MyProtool2] \nKEY=v\n"));
+    EXPECT_EQ("v", Key("\t# x\n[ Protool\nKEY=v\n"));
+    EXPECT_EQ("default", Key("[protool]\nKEY=v\n"));
+}
+
+TEST_F(Config, TheKeyIsMatchedAsSubstringAnywhereInTheLine)
+{
+    EXPECT_EQ("abc", Key(kSection + "MYKEY=abc\n"));
+    EXPECT_EQ("abc", Key(kSection + "KEYS =abc\n"));
+    EXPECT_EQ("the KEY", Key(kSection + "OTHER=the KEY\n"));
+    EXPECT_EQ("default", Key(kSection + "key=abc\n"));
+}
+
+TEST_F(Config, BlanksAroundTheValueAreCut)
+{
+    EXPECT_EQ("abc", Key(kSection + "KEY=   abc \t \r\n"));
+    EXPECT_EQ("a b\tc", Key(kSection + " \t KEY = a b\tc\t\n"));
+    EXPECT_EQ("\tabc", Key(kSection + "KEY= \tabc\n")); // in front, blanks only
+}
+
+TEST_F(Config, TheValueBeginsAfterTheFirstEqualsSign)
+{
+    EXPECT_EQ("a=b==", Key(kSection + "KEY=a=b==\n"));
+    EXPECT_EQ("=", Key(kSection + "KEY==\n"));
+}
+
+TEST_F(Config, ALineWithTheKeyButWithoutEqualsSignEndsTheSearch)
+{
+    EXPECT_EQ("default", Key(kSection + "KEY\nKEY=late\n"));
+    EXPECT_EQ("first", Key(kSection + "KEY=first\nKEY abc\nKEY=late\n"));
+    EXPECT_EQ("v", Key(kSection + "OTHER\nKEY=v\n")); // but not one of another key
+}
+
+TEST_F(Config, TheLastMatchingLineWins)
+{
+    EXPECT_EQ("second", Key(kSection + "KEY=first\nKEY=second\n"));
+    EXPECT_EQ("2", Key(kSection + "KEY=longer\nKEY=2\n"));
+}
+
+TEST_F(Config, AnEmptyValueIsIgnored)
+{
+    EXPECT_EQ("default", Key(kSection + "KEY=\n"));
+    EXPECT_EQ("first", Key(kSection + "KEY=first\nKEY=\nKEY=  \t\r\n"));
+}
+
+TEST_F(Config, LinesThatBeginWithANumberSignAreComments)
+{
+    EXPECT_EQ("default", Key(kSection + "#KEY=v\n \t # KEY=v\n"));
+    EXPECT_EQ("v", Key("#[Dev]\n[Protool]\n#[Dev]\nKEY=v\n#KEY\n"));
+    EXPECT_EQ("v#w", Key(kSection + "KEY=v#w\n")); // only at the beginning
+}
+
+TEST_F(Config, TheValueIsCutToTheRoomWithItsTerminator)
+{
+    const std::string text31(31, 'k');
+    EXPECT_EQ(text31, Key(kSection + "KEY=" + text31 + "\n", 32));
+    EXPECT_EQ(text31, Key(kSection + "KEY=" + text31 + "X\n", 32));
+    EXPECT_EQ("", Key(kSection + "KEY=v\n", 1));
+}
+
+TEST_F(Config, TheLastLineNeedsNoNewline)
+{
+    EXPECT_EQ("v", Key(kSection + "KEY=v"));
+    EXPECT_EQ("default", Key("[Protool]"));
+}
+
+TEST_F(Config, LongLinesAreReadInPiecesOf511Characters)
+{
+    const std::string blanks(511 - 4, ' ');
+    EXPECT_EQ("default", Key(kSection + "KEY=" + blanks + "v\n", 600)); // the value begins in the second piece
+    EXPECT_EQ("v", Key(kSection + "KEY=" + std::string(511 - 5, ' ') + "v\n", 600));
+    EXPECT_EQ(std::string(507, 'v'), Key(kSection + "KEY=" + std::string(507, 'v') + "\n", 600));
+    EXPECT_EQ(std::string(507, 'v'), Key(kSection + "KEY=" + std::string(600, 'v') + "\n", 600));
+    EXPECT_EQ("tail", Key(kSection + "#" + std::string(510, 'c') + "KEY=tail\n")); // the second piece is a line
+}
+
+TEST_F(Config, ALineEndsAtANulAndTheNextIsReadAllTheSame)
+{
+    EXPECT_EQ("v", Key(kSection + "KEY=v" + std::string("\0w", 2) + "\nOTHER=1\n"));
+    EXPECT_EQ("v", Key(kSection + std::string("\0KEY=hidden\n", 12) + "KEY=v\n"));
+    EXPECT_EQ("default", Key(std::string(4096, '\0')));
+}
+
+TEST_F(Config, ALargeFileIsReadToItsEnd)
+{
+    std::string content = kSection;
+    while (content.size() < 10 * 1024 * 1024) content += "OTHER=" + std::string(1000, 'x') + "\n";
+    EXPECT_EQ("last", Key(content + "KEY=last\n"));
+    EXPECT_EQ("default", Key(std::string(10 * 1024 * 1024, 'K'))); // one line without an end
+}

@@ -1,0 +1,234 @@
+// The real os/posix. Time is real here, so deadlines are milliseconds.
+#include "os/OsWait.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <thread>
+#include <unistd.h>
+
+#include "os/OsClock.h"
+
+namespace
+{
+
+const int64_t kFar = 20000; // ms; a wait that lasts as long has failed
+
+// Two connected sockets.
+class OsWaitReadableTest : public testing::Test
+{
+  protected:
+    void SetUp() override { ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, mEnds)); }
+    void TearDown() override
+    {
+        close(mEnds[0]);
+        close(mEnds[1]);
+    }
+    int mEnds[2];
+};
+
+} // namespace
+
+// ---- Waiters ----
+
+TEST(OsWaitUntil, EndsAtItsDeadlineAndNotBefore)
+{
+    OsWaiter waiter;
+    OsGuard guard(&waiter);
+    const int64_t deadline = OsNowMs() + 5;
+    while (OsWaitUntil(&waiter, deadline)) { // spurious wake-ups are allowed
+    }
+    EXPECT_GE(OsNowMs(), deadline);
+}
+
+TEST(OsWaitUntil, EndsAtOnceWhenTheDeadlineHasPassed)
+{
+    OsWaiter waiter;
+    OsGuard guard(&waiter);
+    EXPECT_FALSE(OsWaitUntil(&waiter, OsNowMs() - 1));
+    EXPECT_FALSE(OsWaitUntil(&waiter, 0));
+}
+
+TEST(OsWaitUntil, IsEndedByAWakeUpLongBeforeItsDeadline)
+{
+    for (int64_t deadline : {OsNowMs() + kFar, OS_FOREVER}) {
+        OsWaiter waiter;
+        bool changed = false; // guarded by the waiter
+        bool inTime = true;
+        const int64_t begin = OsNowMs();
+        std::thread waiting([&] {
+            OsGuard guard(&waiter);
+            while (!changed && inTime) inTime = OsWaitUntil(&waiter, deadline);
+        });
+        {
+            OsGuard guard(&waiter);
+            changed = true;
+            OsWakeAll(&waiter);
+        }
+        waiting.join();
+        EXPECT_TRUE(inTime);
+        EXPECT_LT(OsNowMs() - begin, kFar);
+    }
+}
+
+TEST(OsWaitUntil, AWakeUpReachesEveryThread)
+{
+    OsWaiter waiter;
+    int waitingThreads = 0;
+    bool changed = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; i++) {
+        threads.emplace_back([&] {
+            OsGuard guard(&waiter);
+            waitingThreads++;
+            while (!changed) OsWaitUntil(&waiter, OS_FOREVER);
+        });
+    }
+    for (bool allWait = false; !allWait;) {
+        OsGuard guard(&waiter);
+        allWait = waitingThreads == 3;
+        if (!allWait) continue;
+        changed = true;
+        OsWakeAll(&waiter);
+    }
+    for (std::thread &thread : threads) thread.join();
+}
+
+// ---- Readable descriptors ----
+
+TEST_F(OsWaitReadableTest, TimesOutWhenNothingComes)
+{
+    const int64_t begin = OsNowMs();
+    EXPECT_EQ(OS_TIMED_OUT, OsWaitReadable(mEnds[0], 0));
+    EXPECT_EQ(OS_TIMED_OUT, OsWaitReadable(mEnds[0], 3));
+    EXPECT_GE(OsNowMs() - begin, 2);
+}
+
+TEST_F(OsWaitReadableTest, SeesBytesAndTheEndOfTheOtherSide)
+{
+    ASSERT_EQ(1, write(mEnds[1], "x", 1));
+    EXPECT_EQ(OS_READABLE, OsWaitReadable(mEnds[0], -1));
+    char byte;
+    ASSERT_EQ(1, read(mEnds[0], &byte, 1));
+    EXPECT_EQ(OS_TIMED_OUT, OsWaitReadable(mEnds[0], 0));
+    shutdown(mEnds[1], SHUT_WR);
+    EXPECT_EQ(OS_READABLE, OsWaitReadable(mEnds[0], -1));
+}
+
+TEST_F(OsWaitReadableTest, TakesABrokenPeerForReadable)
+{
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    close(ends[0]);
+    EXPECT_EQ(OS_READABLE, OsWaitReadable(ends[1], -1)); // an error is pending
+    close(ends[1]);
+}
+
+TEST_F(OsWaitReadableTest, FailsOnAClosedDescriptor)
+{
+    const int closed = dup(mEnds[0]);
+    close(closed);
+    EXPECT_EQ(OS_WAIT_FAILED, OsWaitReadable(closed, -1));
+}
+
+TEST_F(OsWaitReadableTest, IsEndedByAShutdownFromAnotherThread)
+{
+    std::atomic<bool> begun{false};
+    std::atomic<int> result{OS_TIMED_OUT};
+    std::thread waiting([&] {
+        begun = true;
+        result = OsWaitReadable(mEnds[0], -1);
+    });
+    while (!begun) std::this_thread::yield();
+    shutdown(mEnds[0], SHUT_RD);
+    waiting.join();
+    EXPECT_EQ(OS_READABLE, result);
+    char byte;
+    EXPECT_EQ(0, read(mEnds[0], &byte, 1));
+}
+
+TEST_F(OsWaitReadableTest, FailsWhenASignalInterruptsIt)
+{
+    struct sigaction nothing = {};
+    struct sigaction old;
+    nothing.sa_handler = [](int) {};
+    sigaction(SIGALRM, &nothing, &old);
+    const struct itimerval soon = {{0, 2000}, {0, 2000}}; // again and again: the first may come before the wait
+    const struct itimerval never = {};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    const OsReadable result = OsWaitReadable(mEnds[0], 20000);
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &old, nullptr);
+    EXPECT_EQ(OS_WAIT_FAILED, result);
+}
+
+// ---- Clock and pauses ----
+
+TEST(OsSleepMs, PausesForItsTimeEvenWhenSignalsInterruptIt)
+{
+    struct sigaction nothing = {};
+    struct sigaction old;
+    nothing.sa_handler = [](int) {};
+    sigaction(SIGALRM, &nothing, &old);
+    const struct itimerval soon = {{0, 1000}, {0, 1000}};
+    const struct itimerval never = {};
+    const int64_t begin = OsNowMs();
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    OsSleepMs(10);
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &old, nullptr);
+    EXPECT_GE(OsNowMs() - begin, 9);
+}
+
+TEST(OsClock, RunsForwardOnly)
+{
+    int64_t last = OsNowMs();
+    for (int i = 0; i < 1000; i++) {
+        const int64_t now = OsNowMs();
+        ASSERT_GE(now, last);
+        last = now;
+    }
+}
+
+TEST(OsClock, WallTimeIsTheDate)
+{
+    const time_t before = time(nullptr);
+    const time_t now = OsWallTime();
+    EXPECT_LE(before, now);
+    EXPECT_LE(now, time(nullptr));
+}
+
+TEST(OsClock, LocalTimeFollowsTheTimeZone)
+{
+    const char *old = getenv("TZ");
+    const std::string kept = old ? old : "";
+    setenv("TZ", "XXX-5:30", 1);
+    tzset();
+    struct tm out;
+    OsLocalTime(1700000000, &out); // 2023-11-14 22:13:20 UTC
+    if (old)
+        setenv("TZ", kept.c_str(), 1);
+    else
+        unsetenv("TZ");
+    tzset();
+    EXPECT_EQ(123, out.tm_year);
+    EXPECT_EQ(10, out.tm_mon);
+    EXPECT_EQ(15, out.tm_mday);
+    EXPECT_EQ(3, out.tm_hour);
+    EXPECT_EQ(43, out.tm_min);
+    EXPECT_EQ(20, out.tm_sec);
+}
+
+TEST(OsClock, LocalTimeOfAMomentThatCannotBeIsZeroed)
+{
+    struct tm out;
+    memset(&out, 0x55, sizeof out);
+    OsLocalTime(sizeof(time_t) == 8 ? static_cast<time_t>(INT64_MAX) : 0, &out);
+    if (sizeof(time_t) < 8) GTEST_SKIP() << "every moment can be represented";
+    struct tm zero = {};
+    EXPECT_EQ(0, memcmp(&zero, &out, sizeof out));
+}

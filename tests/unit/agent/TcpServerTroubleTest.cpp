@@ -1,0 +1,268 @@
+// What the receive thread does when the connection gives trouble, and how a session ends.
+#include <atomic>
+#include <csignal>
+#include <sys/stat.h>
+
+#include "os/OsClock.h"
+#include "os/Paths.h"
+#include "platform/Protool.h"
+#include "platform/TcpServer.h"
+#include "tests/unit/agent/LinkTest.h"
+
+namespace
+{
+
+std::atomic<int> s_sigpipes;
+
+void CountSigpipe(int)
+{
+    s_sigpipes++;
+}
+
+size_t Count(const std::string &text, const std::string &part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
+    return count;
+}
+
+class ServerRecv : public FrameLinkTest
+{
+  protected:
+    void SetUp() override
+    {
+        FrameLinkTest::SetUp();
+        mLogin = 1;
+    }
+
+    // Connects without forgetting what is logged meanwhile.
+    void ConnectLoud()
+    {
+        ASSERT_EQ(0, Init());
+        ASSERT_TRUE(mPeer.Accept());
+    }
+
+    // Waits for the end of the session, then checks what it has left behind.
+    void ExpectSessionEnded()
+    {
+        WaitForQuit(OS_FOREVER);
+        EXPECT_EQ(1, mQuitPro);
+        EXPECT_EQ(0, mLogin);
+        EXPECT_EQ("103\n", StatusFile());
+        EXPECT_EQ(1, ServerRun); // until the main thread tears the client down
+    }
+
+    // Whether the session goes on: a frame sent now is still handled.
+    void ExpectSessionGoesOn()
+    {
+        const size_t before = FrameCount();
+        EXPECT_TRUE(mPeer.Send(Hex(kShort)));
+        EXPECT_TRUE(AwaitFrames(before + 1));
+        EXPECT_EQ(0, mQuitPro);
+        EXPECT_EQ(1, mLogin);
+        EXPECT_EQ("", StatusFile());
+    }
+};
+
+const OsReadable F = OS_WAIT_FAILED;
+const OsReadable R = OS_READABLE; // with nothing to read, so the read fails
+
+} // namespace
+
+// ---- Failed waits ----
+
+TEST_F(ServerRecv, SixFailedWaitsInARowEndTheSession)
+{
+    FakeReadableResults({F, F, F, F, F, F});
+    ConnectLoud();
+    ExpectSessionEnded();
+    EXPECT_TRUE(mPeer.AtEnd());
+    EXPECT_EQ(6u, Count(Log(), "]-> Net error.\n\n"));
+}
+
+TEST_F(ServerRecv, FiveFailedWaitsDoNot)
+{
+    FakeReadableResults({F, F, F, F, F});
+    ConnectLoud();
+    ExpectSessionGoesOn();
+    EXPECT_EQ(5u, Count(Log(), "]-> Net error.\n\n"));
+}
+
+TEST_F(ServerRecv, AnyWaitThatDoesNotFailBreaksTheRow)
+{
+    for (OsReadable other : {OS_READABLE, OS_TIMED_OUT, OS_OTHER_EVENT}) {
+        FakeReadableResults({F, F, F, F, F, other, F, F, F, F, F});
+        ConnectLoud();
+        ExpectSessionGoesOn();
+        EXPECT_EQ(10u, Count(Log(), "]-> Net error.\n\n")) << other;
+        Stop();
+    }
+}
+
+TEST_F(ServerRecv, AWaitThatEndsForSomethingElseIsToldAndGoesOn)
+{
+    const OsReadable other = OS_OTHER_EVENT;
+    FakeReadableResults({other, other, other, other, other, other, other});
+    ConnectLoud();
+    ExpectSessionGoesOn();
+    EXPECT_EQ(7u, Count(Log(), "]-> unknow err.\n\n"));
+}
+
+TEST_F(ServerRecv, AWaitThatTimesOutIsNoTrouble)
+{
+    const OsReadable late = OS_TIMED_OUT;
+    FakeReadableResults({late, late, late, late, late, late, late});
+    Connect();
+    ExpectSessionGoesOn();
+    EXPECT_EQ("", Log());
+}
+
+// ---- Failed reads ----
+
+TEST_F(ServerRecv, SixFailedReadsInARowEndTheSession)
+{
+    FakeReadableResults({R, R, R, R, R, R});
+    ConnectLoud();
+    ExpectSessionEnded();
+    EXPECT_TRUE(mPeer.AtEnd());
+    EXPECT_EQ(1u, Count(Log(), "]-> receive error.\n\n"));
+}
+
+TEST_F(ServerRecv, FiveFailedReadsDoNot)
+{
+    FakeReadableResults({R, R, R, R, R});
+    ConnectLoud();
+    ExpectSessionGoesOn();
+    EXPECT_EQ(0u, Count(Log(), "receive error."));
+}
+
+TEST_F(ServerRecv, BytesBreakTheRowOfFailedReads)
+{
+    FakeClockAuto(true);
+    FakeReadableResults({R, R, R, R, R});
+    Connect();
+    ExpectSessionGoesOn();
+    FakeReadableResults({R, R, R, R, R});
+    ExpectSessionGoesOn(); // its bytes bring the thread back to these five
+    ExpectSessionGoesOn();
+    EXPECT_EQ("", Log());
+}
+
+// ---- The other side closes ----
+
+TEST_F(ServerRecv, ThreeHundredEmptyReadsTenMillisecondsApartEndTheSession)
+{
+    Connect();
+    mPeer.Close();
+    for (int i = 1; i < 300; i++) {
+        FakeClockAwaitSleepers(1);
+        ASSERT_EQ(10, FakeClockNextDeadlineMs());
+        FakeClockAdvanceMs(10);
+    }
+    FakeClockAwaitSleepers(1); // in the pause of the last one
+    EXPECT_EQ(2990, OsNowMs());
+    EXPECT_EQ("", Log());
+    EXPECT_EQ(0, mQuitPro);
+    EXPECT_EQ(1, mLogin);
+    FakeClockAdvanceMs(10);
+    ExpectSessionEnded();
+    EXPECT_TRUE(Logged("Close link."));
+}
+
+TEST_F(ServerRecv, FramesThatCameBeforeTheEndAreStillHandled)
+{
+    Connect();
+    mPeer.Send(Hex(std::string(kShort) + kLong));
+    mPeer.Close();
+    FakeClockAuto(true);
+    EXPECT_TRUE(AwaitFrames(2));
+    ExpectSessionEnded();
+}
+
+TEST_F(ServerRecv, AConnectionThatIsResetEndsTheSessionAsAClosedOne)
+{
+    Connect();
+    FakeClockAuto(true);
+    mPeer.Reset();
+    ExpectSessionEnded();
+    EXPECT_TRUE(Logged("Close link."));
+}
+
+TEST_F(ServerRecv, AfterTheSessionNothingCanBeSent)
+{
+    FakeReadableResults({R, R, R, R, R, R});
+    Connect();
+    ExpectSessionEnded();
+    EXPECT_TRUE(mPeer.AtEnd());
+    const uint8_t byte = 0;
+    EXPECT_EQ(-1, SendData(&byte, 1));
+}
+
+TEST_F(ServerRecv, AStatusFileThatCannotBeWrittenDoesNotKeepTheSessionFromEnding)
+{
+    ASSERT_EQ(0, mkdir(kPathPlugStatus, 0755));
+    FakeReadableResults({F, F, F, F, F, F});
+    ConnectLoud();
+    WaitForQuit(OS_FOREVER);
+    EXPECT_EQ(0, mLogin);
+    EXPECT_TRUE(mPeer.AtEnd());
+    EXPECT_NE(std::string::npos, Log().find(std::string("]-> Can not open ") + kPathPlugStatus));
+}
+
+// ---- Stopping ----
+
+TEST_F(ServerRecv, ClosesTheSocketWhenTheClientIsStopped)
+{
+    Connect();
+    Running deleter([this] { DeleteServer(&mContext); });
+    FakeClockAwaitSleepers(1); // in its pause, which nothing has ended yet
+    EXPECT_TRUE(mPeer.AtEnd());
+    const uint8_t byte = 0;
+    EXPECT_EQ(-1, SendData(&byte, 1));
+    FakeClockAdvanceMs(1000);
+}
+
+TEST_F(ServerRecv, StoppingEndsThePauseAfterAnEmptyReadWithoutEndingTheSession)
+{
+    Connect();
+    mPeer.Close();
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(0, Stop());
+    EXPECT_EQ(0, mQuitPro);
+    EXPECT_EQ("", StatusFile());
+}
+
+TEST_F(ServerRecv, WaitForServerStopTellsAStopFromTheEndOfTheTime)
+{
+    Connect();
+    std::atomic<int> stopped{-1};
+    {
+        Running waiter([&] { stopped = WaitForServerStop(50); });
+        FakeClockAwaitSleepers(1);
+        FakeClockAdvanceMs(50);
+    }
+    EXPECT_EQ(0, stopped);
+    {
+        Running waiter([&] { stopped = WaitForServerStop(5000); });
+        FakeClockAwaitSleepers(1);
+        Running deleter([this] { DeleteServer(&mContext); });
+        waiter.Join(); // before any time has passed
+        EXPECT_EQ(1, stopped);
+        FakeClockAwaitSleepers(1);
+        FakeClockAdvanceMs(1000);
+    }
+    EXPECT_TRUE(WaitForServerStop(5000));
+}
+
+TEST_F(ServerRecv, SendingToAConnectionThatIsGoneRaisesNoSigpipe)
+{
+    s_sigpipes = 0;
+    const auto old = signal(SIGPIPE, CountSigpipe);
+    Connect();
+    mPeer.Reset();
+    FakeClockAwaitSleepers(1); // the receive thread has seen the reset
+    const Bytes frame = Hex(kShort);
+    EXPECT_EQ(-1, SendData(frame.data(), frame.size()));
+    signal(SIGPIPE, old);
+    EXPECT_EQ(0, s_sigpipes);
+}
