@@ -1,0 +1,191 @@
+#!/usr/bin/env bash
+# test.sh - builds the project and runs its tests.
+set -uo pipefail
+export LC_ALL=C
+fuzz_seconds=10
+PATH=$PATH:/usr/sbin:/sbin
+
+usage() {
+    cat <<END
+test.sh - builds the project and runs its tests
+
+  scripts/test.sh [--filter REGEX]           the release build and all its tests
+  scripts/test.sh --all [--filter REGEX]     and the same in other ways:
+      asan      unit tests with AddressSanitizer and UBSan
+      tsan      unit tests with ThreadSanitizer
+      mipsel    unit tests built for the router, under emulation
+      fuzz      every fuzz target for $fuzz_seconds s, beginning with its corpus
+      demo      scripts/demo.sh without a terminal
+
+  --filter REGEX   only tests whose name matches; no fuzzing and no demo then
+  --help           this text
+
+Installs the Debian packages that are missing (root or sudo). The last line says what passed: ctest's own, with --all
+"N passed, N failed" over everything that was run. Builds and their logs are in build/. Exit status: 0 when everything
+passed, 1 when something failed, 2 for wrong use.
+
+End-to-end tests (label "e2e") run in the release build only: their fast clock and the sanitizers get in each other's
+way.
+END
+}
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
+. "$repo/scripts/lib/screen.sh"
+logs=$repo/build/logs
+jobs=$(nproc)
+all= filter=()
+
+while [ $# -gt 0 ]; do
+    case $1 in
+    --all) all=yes ;;
+    --filter)
+        [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
+        filter=(-R "$2")
+        shift
+        ;;
+    -h | --help) usage; exit ;;
+    *) echo "test.sh: unknown option \"$1\"; see --help" >&2; exit 2 ;;
+    esac
+    shift
+done
+
+# ---- What each stage is made of
+
+build() { # PRESET
+    mkdir -p "$logs"
+    (
+        cd "$repo" || exit
+        quietly "$logs/$1-configure.log" "configuring $1" cmake --preset "$1" &&
+            quietly "$logs/$1-build.log" "building $1" cmake --build "build/$1" -j "$jobs"
+    )
+}
+
+# Counts of the stages so far. A stage that fails without a count of its own is one failure.
+passed=0 failed=0 skipped=0
+
+# attribute FILE NAME: a number from the first line of ctest's result file that has it
+attribute() { grep -m1 -o "[^a-z]$2=\"[0-9]*\"" "$1" | tr -cd 0-9; }
+
+# run_ctest PRESET [ctest's options]: adds to the counts; 0 when nothing failed
+run_ctest() {
+    local preset=$1 results=$repo/build/$1/results.xml status tests failures unrun way=()
+    shift
+    rm -f "$results"
+    # ThreadSanitizer does not find its way about every randomised address space. Not all containers allow this.
+    if setarch -R true 2>/dev/null; then way=(setarch -R); fi
+    "${way[@]}" ctest --test-dir "$repo/build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
+        --output-junit "$results" "${filter[@]}" "$@" </dev/null
+    status=$?
+    if tests=$(attribute "$results" tests) && [ -n "$tests" ]; then
+        failures=$(attribute "$results" failures)
+        unrun=$(($(attribute "$results" skipped) + $(attribute "$results" disabled)))
+        passed=$((passed + tests - failures - unrun))
+        failed=$((failed + failures))
+        skipped=$((skipped + unrun))
+        stage_counted=$failures
+        stage_text="$((tests - failures - unrun)) of $tests tests passed"
+        [ "$unrun" -eq 0 ] || stage_text+=", $unrun skipped"
+    fi
+    return $status
+}
+
+run_release() { build release && run_ctest release; }
+run_asan() { build asan && run_ctest asan -LE e2e; }
+run_tsan() { build tsan && run_ctest tsan -LE e2e; }
+run_mipsel() {
+    "$repo/scripts/install-packages.sh" build mipsel && build mipsel && run_ctest mipsel -LE e2e
+}
+
+# fuzz_one TARGET: with a copy of its corpus, so that finds do not get into the repository by themselves
+fuzz_one() {
+    local name=${1##*/} corpus work log units
+    corpus=$repo/tests/fuzz/corpus/$name work=$repo/build/fuzz/found/$name log=$logs/$name.log
+    rm -rf "$work"
+    mkdir -p "$work/inputs"
+    [ -n "$(ls "$corpus" 2>/dev/null)" ] || { say "$name: no corpus in ${corpus#"$repo"/}"; return 1; }
+    "$1" -max_total_time=$fuzz_seconds -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+        -artifact_prefix="$work/" "$work/inputs" "$corpus" >"$log" 2>&1 </dev/null || {
+        tail -40 "$log"
+        say "$name: failed; the input is in ${work#"$repo"/}"
+        return 1
+    }
+    units=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+    [ "${units:-0}" -gt 0 ] || { say "$name: ran no input"; return 1; }
+    say "$name: $units inputs, no fault"
+}
+
+run_fuzz() {
+    local target name targets=() running=0
+    "$repo/scripts/install-packages.sh" build check && build fuzz || return
+    for target in "$repo"/build/fuzz/*_fuzz; do [ ! -x "$target" ] || targets+=("$target"); done
+    [ ${#targets[@]} -gt 0 ] || { say "there is no fuzz target (build/fuzz/*_fuzz)"; return 1; }
+    stage_counted=0
+    for name in "$repo"/tests/fuzz/corpus/*/; do
+        name=$(basename "$name")
+        [ -x "$repo/build/fuzz/$name" ] || {
+            say "the corpus $name has no target"
+            stage_counted=$((stage_counted + 1))
+        }
+    done
+    say "${#targets[@]} targets, $fuzz_seconds s each, $jobs at a time"
+    for target in "${targets[@]}"; do
+        if [ $running -ge "$jobs" ]; then
+            wait -n || stage_counted=$((stage_counted + 1))
+            running=$((running - 1))
+        fi
+        fuzz_one "$target" &
+        running=$((running + 1))
+    done
+    for (( ; running > 0; running--)); do wait -n || stage_counted=$((stage_counted + 1)); done
+    passed=$((passed + ${#targets[@]} - stage_counted))
+    failed=$((failed + stage_counted))
+    stage_text="$((${#targets[@]} - stage_counted)) of ${#targets[@]} targets without a fault"
+    [ $stage_counted -eq 0 ]
+}
+
+run_demo() {
+    "$repo/scripts/demo.sh" </dev/null 2>&1 | tee "$logs/demo.log" || return
+    passed=$((passed + 1))
+    stage_text=$(sed -n 's/.*\(All [0-9]* steps passed in [0-9.]* s\).*/\1/p' "$logs/demo.log")
+}
+
+# ---- The run
+
+summary=()
+
+stage() { # NAME
+    local start status took
+    title "== $1"
+    start=$(now_us)
+    stage_counted=0 stage_text=
+    "run_$1"
+    status=$?
+    took=$(($(now_us) - start))
+    if [ $status -eq 0 ]; then
+        summary+=("$(printf '%-8s %spassed%s %8s s   %s' "$1" "$green" "$off" "$(seconds $took)" "$stage_text")")
+    else
+        [ "$stage_counted" -gt 0 ] || failed=$((failed + 1))
+        summary+=("$(printf '%-8s %sFAILED%s %8s s   %s' "$1" "$red" "$off" "$(seconds $took)" \
+            "${stage_text:-see above and build/logs}")")
+    fi
+}
+
+"$repo/scripts/install-packages.sh" build run || exit 1
+
+if [ -z "$all" ]; then
+    build release || exit 1
+    run_ctest release || exit 1
+    exit 0
+fi
+
+start=$(now_us)
+stages=(release asan tsan mipsel)
+[ ${#filter[@]} -gt 0 ] || stages+=(fuzz demo)
+for name in "${stages[@]}"; do stage "$name"; done
+
+title "== Summary, $(seconds $(($(now_us) - start))) s"
+printf '  %s\n' "${summary[@]}"
+[ $skipped -eq 0 ] || say "$skipped tests were skipped"
+echo
+echo "$passed passed, $failed failed"
+[ $failed -eq 0 ]
