@@ -138,7 +138,7 @@ same() { # WHAT HAVE WANT
 random_hex() { od -An -N"$1" -tx1 /dev/urandom | tr -d ' \n'; }
 
 # A child that ends with us, even when we are killed.
-bound() { exec setpriv --pdeathsig TERM -- "$@"; }
+bound() { exec setpriv --pdeathsig TERM -- "$@" 8>&-; }
 
 # ---- What the run is given: fresh values each time, so that what comes back can only be what was told
 
@@ -444,6 +444,10 @@ leave_at_prompt() {
     echo "The agent and the platform have ended."
 }
 
+# What is written goes into one folder of this checkout.
+mkdir -p "$out"
+exec 8>"$out/lock"
+flock -n 8 || die "another demo is running in this checkout"
 if [ -n "$inside" ]; then private_enter "$way" "$repo" || die "could not make the private place"; fi
 begin=$(now_us)
 make_inputs
