@@ -21,6 +21,8 @@ class Options : public AgentTest
         std::vector<char *> argv;
         for (std::string &word : words) argv.push_back(&word[0]);
         argv.push_back(nullptr);
+        optind = 0; // getopt() forgets the words of the last command line, which are gone
+        (void)getopt(1, argv.data(), "");
         return config_line_proc(static_cast<int>(words.size()), argv.data());
     }
     static Bytes Mac() { return Bytes(l_mac, l_mac + 6); }
