@@ -85,7 +85,9 @@ if [ -z "$inside" ]; then
     --*) say "private place: a /tmp of its own; no private network here, so the platform takes free ports of the loopback" ;;
     *)
         say "private place: none, this machine allows no namespaces. The platform takes free ports of the loopback, and"
-        say "the agent writes this machine's own /tmp/plugstatus: do not run this beside an agent that is in use."
+        say "the agent writes this machine's own /tmp/plugstatus, which is removed in the end."
+        # An agent that is in use would lose it, and we could not tell its stages from ours.
+        [ ! -e /tmp/plugstatus ] || die "there is a /tmp/plugstatus already; remove it if no agent is in use here"
         ;;
     esac
     # exec: signals then reach the steps themselves.

@@ -75,7 +75,7 @@ wait_agent() {
 watch_stages() {
     local last='' stage
     exec 7<>"$1"
-    while :; do
+    while kill -0 $$; do # as long as the script itself is there
         stage=
         { IFS= read -r stage </tmp/plugstatus; } 2>/dev/null
         if [[ $stage =~ ^[0-9]{3}$ && $stage != "$last" ]]; then
