@@ -74,8 +74,8 @@ run_ctest() {
     # ThreadSanitizer does not find its way about every randomised address space. Not all containers allow this.
     if setarch -R true 2>/dev/null; then way=(setarch -R); fi
     "${way[@]}" ctest --test-dir "$repo/build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
-        --output-junit "$results" "${filter[@]}" "$@" </dev/null
-    status=$?
+        --output-junit "$results" "${filter[@]}" "$@" </dev/null | grep --line-buffered -v '^ *Start '
+    status=${PIPESTATUS[0]}
     if tests=$(attribute "$results" tests) && [ -n "$tests" ]; then
         failures=$(attribute "$results" failures)
         unrun=$(($(attribute "$results" skipped) + $(attribute "$results" disabled)))
