@@ -97,7 +97,7 @@ fi
 
 # ---- Inside
 
-platform_pid= watcher_pid= fifos=
+platform_pid='' watcher_pid='' fifos=''
 step=0 steps=7
 
 stop() { # PID...: ends processes of ours and waits for them
@@ -393,7 +393,7 @@ end_of_run() {
     same "the platform's count of failed commands" "$(value "$event" failures)" 0
     wait "$platform_pid"
     same "the platform's exit status" "$?" 0
-    agent_pid= platform_pid=
+    agent_pid='' platform_pid=''
     stop "$watcher_pid"
     watcher_pid=
 }

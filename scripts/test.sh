@@ -33,7 +33,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 logs=$repo/build/logs
 jobs=$(nproc)
-all= filter=()
+all='' filter=()
 
 while [ $# -gt 0 ]; do
     case $1 in

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # private.sh - a place of its own for programs whose paths and ports are fixed; sourced, bash.
 #
 # A mount namespace gives them a /tmp, a network namespace a loopback. Nothing has to be undone: both end with the

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # screen.sh - how the scripts write to the screen; sourced, bash.
 # Colour only on a terminal, and never when NO_COLOR is set.
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # watch.sh - reads what plugsim and the agent write while they run; sourced, bash.
 #
 # Needs: events (file of plugsim's JSON lines), agent_log (file of the agent's log), stages (file of stages seen),
