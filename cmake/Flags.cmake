@@ -6,6 +6,10 @@ target_compile_options(plug_warnings INTERFACE -Wall -Wextra -Wshadow -Wvla
 if(PLUG_SANITIZE)
   add_compile_options(-fsanitize=${PLUG_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${PLUG_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang AND PLUG_SANITIZE MATCHES undefined)
+    # These two compare type information, which only the C++ runtime has that the agent does without.
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=function,vptr>)
+  endif()
 endif()
 
 # No exceptions, no RTTI, no guarded statics: nothing of it may need libstdc++.so on the router.
