@@ -18,7 +18,8 @@ static bool s_news; // pushed since the last look
 static void Push(const Bytes &bytes)
 {
     const bool fits = s_model.size() + bytes.size() <= 204800;
-    REQUIRE(push(bytes.data(), bytes.size()) == (fits ? 0 : -1));
+    static const uint8_t nothing = 0; // an empty vector has no address, push() wants one
+    REQUIRE(push(bytes.empty() ? &nothing : bytes.data(), bytes.size()) == (fits ? 0 : -1));
     if (!fits) return;
     s_model.insert(s_model.end(), bytes.begin(), bytes.end());
     s_news = true;

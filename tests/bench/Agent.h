@@ -1,0 +1,35 @@
+// Agent.h - the real agent as a process, in a /tmp of its own, and what the system knows about it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <sys/types.h>
+
+// Gives this process and its children a private, empty /tmp, so that the agent's files there disturb nobody. The
+// build folder stays visible when it lies below /tmp. Before any thread. False with a message when the system does
+// not let us.
+bool EnterPrivateTmp();
+
+// Starts the agent and kills it at the end of its life.
+class Agent
+{
+  public:
+    // The agent registers at 127.0.0.1:`registerPort`. factor: how much faster its time runs (1: as it is).
+    explicit Agent(uint16_t registerPort, double factor = 1);
+    ~Agent();
+    Agent(const Agent &) = delete;
+    Agent &operator=(const Agent &) = delete;
+
+    double StartedMs() const { return mStartedMs; }
+    long Descriptors() const;
+    long Threads() const;
+    long PrivateKb() const;         // Private_* of smaps_rollup
+    long long WakeUps() const;      // voluntary context switches of all threads so far
+    std::string WakeUpList() const; // the same by thread, for people
+
+  private:
+    std::string Proc(const char *name) const;
+
+    pid_t mPid;
+    double mStartedMs;
+};

@@ -1,0 +1,22 @@
+// BenchPlatform.h - a platform that answers at once: as little of one as a measurement needs, so that it adds nothing.
+#pragma once
+
+#include "Link.h"
+
+class BenchPlatform
+{
+  public:
+    uint16_t RegisterPort() const { return mRegister.Port(); }
+
+    // Serves registrations and logins until one session stands: the rules request and the first heartbeat have come.
+    // `heartbeatSeconds` is the interval it is told. loggedInMs, unless null: when the rules request came, the first
+    // frame that only a logged-in agent sends. Ends the program when nothing stands after `timeoutMs`.
+    Link LogIn(int16_t heartbeatSeconds, double timeoutMs, double *loggedInMs = nullptr);
+
+  private:
+    Listener mRegister;
+    Listener mLogin;
+};
+
+// Acknowledges `frame` when it is a heartbeat. Returns whether it is.
+bool AnswerHeartbeat(Link *link, const BenchFrame &frame);

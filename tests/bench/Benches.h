@@ -1,0 +1,15 @@
+// Benches.h - the measurements on the running agent; each prints its figures. Call EnterPrivateTmp() before.
+#pragma once
+
+// Function command to acknowledgement against a bare two-thread echo: `samples` of each, in alternating blocks.
+void MeasureLatency(int samples);
+
+// Wake-ups and private memory of the idle daemon: `settleSeconds` after the login, for `seconds`.
+void MeasureIdle(int settleSeconds, int seconds);
+
+// Process start to logged in, the median of `runs`.
+void MeasureStart(int runs);
+
+// `sessions` in a row with time running `factor` times faster: descriptors, threads and memory, compared with those
+// after the `warmUp`th.
+void MeasureSessions(int sessions, int warmUp, double factor);
