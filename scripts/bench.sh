@@ -1,7 +1,7 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [codec] [latency] [start] [size] [idle] [sessions]      (no name: all, about six minutes)
+#   scripts/bench.sh [codec] [latency] [start] [size] [idle] [sessions]      (no name: all, about five minutes)
 #
 # Everything runs against the release build; the agent gets a /tmp of its own. Best on a machine that does nothing
 # else. Exit status: 0 all reached, 1 a figure was missed or could not be measured.
@@ -60,7 +60,7 @@ build_preset release plug agent_bench codec_bench || { cat "$log"; die "the buil
 for group; do
     echo "== $group"
     case $group in
-    codec) run "$build/codec_bench" --benchmark_color=false ;;
+    codec) run "$build/codec_bench" ;;
     latency | start | idle | sessions) run "$build/agent_bench" "$group" ;;
     size) sizes ;;
     *) die "unknown benchmark \"$group\" (codec, latency, start, size, idle, sessions)" ;;

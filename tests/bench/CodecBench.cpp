@@ -98,6 +98,7 @@ BENCHMARK(CheckSum);
 class MedianReporter : public benchmark::ConsoleReporter
 {
   public:
+    MedianReporter() : ConsoleReporter(OO_None) {} // no colours: the output goes through a pipe
     void ReportRuns(const std::vector<Run> &runs) override
     {
         ConsoleReporter::ReportRuns(runs);
