@@ -34,8 +34,9 @@ static void Decode(const char *text, size_t size)
     std::vector<char> again((length + 2) / 3 * 4);
     REQUIRE(Base64Encode(bytes.data(), length, again.data(), again.size(), &textLen) == 0);
     REQUIRE(textLen == digits.size());
-    const size_t whole = length / 3 * 4;
-    REQUIRE(std::string(again.data(), whole) == digits.substr(0, whole));
+    const size_t loose = length % 3 == 0 ? textLen : length / 3 * 4 + length % 3; // the digit with idle bits
+    for (size_t i = 0; i < textLen; i++) REQUIRE(i == loose || again[i] == digits[i]);
+    REQUIRE(loose == textLen || digits[loose] != '=');
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
