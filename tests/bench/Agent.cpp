@@ -42,9 +42,10 @@ static bool Unshare()
 bool EnterPrivateTmp()
 {
     const fs::path folder = fs::path(PLUG_BENCH_AGENT).parent_path();
+    bool done = Unshare() && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    // Opened in the new namespace: a folder of another one cannot be mounted.
     const int fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    bool done = fd >= 0 && Unshare() && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0;
+    done = done && fd >= 0 && mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0;
     if (done && folder.string().rfind("/tmp/", 0) == 0) {
         std::error_code error;
         fs::create_directories(folder, error);

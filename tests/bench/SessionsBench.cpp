@@ -48,7 +48,7 @@ void MeasureSessions(int sessions, int warmUp, double factor)
     const long descriptors = Growth(first.descriptors, last.descriptors);
     const long threads = Growth(first.threads, last.threads);
     const long privateKb = Growth(first.privateKb, last.privateKb);
-    PrintFigure(Format("%d sessions in a row, growth since the %dth", sessions, warmUp),
+    PrintFigure(Format("%d sessions in a row, growth since session %d", sessions, warmUp),
                 Format("no descriptor, no thread, at most %ld KB", kToleranceKb),
                 Format("%+ld descriptors, %+ld threads, %+ld KB", descriptors, threads, privateKb),
                 descriptors <= 0 && threads <= 0 && privateKb <= kToleranceKb);
