@@ -1,0 +1,30 @@
+// EndToEnd.h - what every end-to-end test begins with: an empty /tmp, no agent, no platform.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "tests/e2e/Agent.h"
+#include "tests/e2e/Platform.h"
+
+class EndToEnd : public testing::Test
+{
+  protected:
+    void SetUp() override;
+};
+
+// A platform with an agent that has logged in and sent its first heartbeat.
+struct RunningSession {
+    Platform platform;
+    Agent agent;
+    explicit RunningSession(const AgentOptions &options = {}, const PlatformOptions &platformOptions = {})
+        : platform(platformOptions), agent(options)
+    {
+        platform.WaitSession();
+    }
+    // Has the session do something, which shows that it is alive and undisturbed. Leaves the mark behind the reply.
+    void ExpectAnswers()
+    {
+        platform.Command("version");
+        EXPECT_EQ("1.0.0-simulated", platform.Wait("reply", {{"function", "1"}, {"status", "0"}}).Text("fields.version"));
+    }
+};

@@ -1,0 +1,17 @@
+// Sandbox.h - a world of its own for one test process: its own /tmp and its own network.
+//
+// The agent has fixed paths in /tmp and the tests fixed ports, so tests that run at the same time, or beside an agent
+// that is in use, would disturb each other. In here nothing else exists, and nothing is left behind.
+//
+// State: none.
+#pragma once
+
+#include <string>
+
+constexpr char kSingleServer[] = "192.168.77.1"; // an address of the sandbox that makes the agent try one server only
+
+// Moves this process, and what it will start, into new mount and network namespaces: an empty /tmp of 32 MB and a
+// loopback device with kSingleServer beside 127.0.0.0/8. To be called once, before there are threads. What stands
+// below `keep` remains visible even if that is below /tmp. Needs root, or user namespaces that are open to everybody.
+// False with the reason when it cannot be.
+bool EnterSandbox(const std::string &keep, std::string *reason);
