@@ -1,6 +1,7 @@
 // EndToEnd.h - what every end-to-end test begins with: an empty /tmp, no agent, no platform.
 #pragma once
 
+#include <filesystem>
 #include <gtest/gtest.h>
 
 #include "tests/e2e/Agent.h"

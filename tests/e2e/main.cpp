@@ -1,6 +1,5 @@
 // The end-to-end tests: the real agent against the test platform. All of them run in a sandbox.
 #include <cstdio>
-#include <filesystem>
 
 #include "tests/e2e/EndToEnd.h"
 #include "tests/e2e/Sandbox.h"
