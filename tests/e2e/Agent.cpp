@@ -145,7 +145,8 @@ void WaitStatus(const std::string &text, double seconds)
         while (read(watch, events, sizeof events) > 0) {
         }
         const bool there = Status() == text;
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(limit - std::chrono::steady_clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(limit - std::chrono::steady_clock::now());
         struct pollfd changed = {watch, POLLIN, 0};
         if (there || left.count() <= 0 || poll(&changed, 1, static_cast<int>(left.count())) < 1) {
             close(watch);

@@ -24,9 +24,9 @@ struct ConfigText {
 };
 
 struct AgentOptions {
-    std::string config = ConfigText().Text();     // of kConfigFile; empty: there is none
+    std::string config = ConfigText().Text(); // of kConfigFile; empty: there is none
     std::vector<std::string> arguments = {"-d"};
-    double clock = 20;                             // how many times faster its time runs
+    double clock = 20;                              // how many times faster its time runs
     std::map<std::string, std::string> environment; // in addition to ours
     bool closeInput = false;
 };

@@ -26,6 +26,7 @@ struct RunningSession {
     void ExpectAnswers()
     {
         platform.Command("version");
-        EXPECT_EQ("1.0.0-simulated", platform.Wait("reply", {{"function", "1"}, {"status", "0"}}).Text("fields.version"));
+        EXPECT_EQ("1.0.0-simulated",
+                  platform.Wait("reply", {{"function", "1"}, {"status", "0"}}).Text("fields.version"));
     }
 };

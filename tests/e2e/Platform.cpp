@@ -55,8 +55,16 @@ static bool Matches(const std::string &line, const std::string &name, const Want
 Platform::Platform(const PlatformOptions &options)
 {
     ProcessOptions program;
-    program.arguments = {PLUGSIM_PROGRAM, "platform",           "--json",  "--key",       kKey,
-                         "--register",    options.registerAt,   "--login", "127.0.0.1:6040", "--interval",
+    program.arguments = {PLUGSIM_PROGRAM,
+                         "platform",
+                         "--json",
+                         "--key",
+                         kKey,
+                         "--register",
+                         options.registerAt,
+                         "--login",
+                         "127.0.0.1:6040",
+                         "--interval",
                          std::to_string(options.interval)};
     for (const std::string &misbehaviour : options.misbehaviours) {
         program.arguments.push_back("--misbehave");

@@ -36,7 +36,7 @@ typedef std::vector<std::pair<std::string, std::string>> Wanted;
 
 struct PlatformOptions {
     std::string registerAt = "127.0.0.1:6039";
-    int interval = 20;                     // seconds between heartbeats
+    int interval = 20;                      // seconds between heartbeats
     std::vector<std::string> misbehaviours; // from the start
 };
 

@@ -50,6 +50,7 @@ Process::Process(const ProcessOptions &options)
         dup2(output[1], STDOUT_FILENO);
         dup2(errors[1], STDERR_FILENO);
         if (options.closeInput) close(STDIN_FILENO);
+        close_range(STDERR_FILENO + 1, ~0u, 0); // what whoever started the tests left open is not the program's
         if (options.folder.empty() || chdir(options.folder.c_str()) == 0) execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }
@@ -60,7 +61,7 @@ Process::Process(const ProcessOptions &options)
     output_ = output[0];
     errors_ = errors[0];
     if (pid_ < 0) throw Failure(std::string("fork: ") + strerror(errno));
-    setpgid(pid_, pid_); // whoever comes first
+    setpgid(pid_, pid_);                                          // whoever comes first
     handle_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)); // closed on exec by itself
 }
 

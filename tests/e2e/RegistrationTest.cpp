@@ -152,16 +152,15 @@ TEST_P(FailedLogin, BeginsTheCycleAgain)
     EXPECT_EQ(1u, agent.CountLog("LoginStart error."));
 }
 
-INSTANTIATE_TEST_SUITE_P(, FailedLogin,
-                         testing::Values(Refusal{"Refused", "refuse@login", "login failed !"},
-                                         Refusal{"Silent", "silent@login", "login failed !"},
-                                         Refusal{"EmptyAcknowledgement", "empty-ack@login", "register ack error"},
-                                         Refusal{"NetworkFailure", "network-failure@login", "net error reconnect"},
-                                         Refusal{"NoServerThere", "announce@register=127.0.0.1:7777",
-                                                 "Login ServerInit error"},
-                                         Refusal{"NoServerNamed", "announce@register=0.0.0.0:0",
-                                                 "Login ServerInit error"}),
-                         [](const auto &tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    , FailedLogin,
+    testing::Values(Refusal{"Refused", "refuse@login", "login failed !"},
+                    Refusal{"Silent", "silent@login", "login failed !"},
+                    Refusal{"EmptyAcknowledgement", "empty-ack@login", "register ack error"},
+                    Refusal{"NetworkFailure", "network-failure@login", "net error reconnect"},
+                    Refusal{"NoServerThere", "announce@register=127.0.0.1:7777", "Login ServerInit error"},
+                    Refusal{"NoServerNamed", "announce@register=0.0.0.0:0", "Login ServerInit error"}),
+    [](const auto &tested) { return std::string(tested.param.name); });
 
 TEST_F(Registration, FailedLoginsAreRepeatedWithoutEnd)
 {

@@ -32,16 +32,16 @@ TEST_P(EndedSession, IsFollowedByANewOneThatWorks)
     EXPECT_TRUE(session.agent.Runs());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , EndedSession,
-    testing::Values(Ending{"ThePlatformCloses", "", "drop", "Close link."},
-                    Ending{"ThePlatformClosesItsDirection", "", "half-close", "Close link."},
-                    Ending{"ThePlatformResets", "", "reset", ""},
-                    Ending{"ThePlatformClosesWithinAFrame", "close-mid-frame@command 1", "version", "Close link."},
-                    Ending{"NetworkFailure", "", "network-failure", "net error reconnect"},
-                    Ending{"NetworkFailureInsteadOfACommand", "network-failure@command 1", "version",
-                           "net error reconnect"}),
-    [](const auto &tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(, EndedSession,
+                         testing::Values(Ending{"ThePlatformCloses", "", "drop", "Close link."},
+                                         Ending{"ThePlatformClosesItsDirection", "", "half-close", "Close link."},
+                                         Ending{"ThePlatformResets", "", "reset", ""},
+                                         Ending{"ThePlatformClosesWithinAFrame", "close-mid-frame@command 1", "version",
+                                                "Close link."},
+                                         Ending{"NetworkFailure", "", "network-failure", "net error reconnect"},
+                                         Ending{"NetworkFailureInsteadOfACommand", "network-failure@command 1",
+                                                "version", "net error reconnect"}),
+                         [](const auto &tested) { return std::string(tested.param.name); });
 
 TEST_F(SessionEnd, TheStatusFileHolds103AfterALostConnection)
 {
@@ -126,7 +126,8 @@ TEST_F(SessionEnd, TenSessionsInARowLeaveNothingBehind)
     }
     session.ExpectAnswers();
     // A thread that has been joined takes a moment to leave the kernel's table.
-    for (int i = 0; i < 500 && count("/task") != threads; i++) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    for (int i = 0; i < 500 && count("/task") != threads; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     EXPECT_EQ(threads, count("/task"));
     EXPECT_EQ(descriptors, count("/fd"));
 }
