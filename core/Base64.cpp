@@ -41,7 +41,7 @@ static int Decode(const char *in, size_t inLen, uint8_t *out, size_t *outLen)
         }
         const char c = in[i++];
         const char *at = c ? strchr(kAlphabet, c) : nullptr;
-        if (c == '=' && digits >= 2)
+        if (c == '=' && digits >= 2 && digits < 4)
             padding++;
         else if (!at || padding > 0)
             return -2;

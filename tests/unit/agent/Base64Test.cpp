@@ -115,7 +115,8 @@ TEST(Base64, DecoderRefusesCharactersOutsideTheAlphabet)
 TEST(Base64, DecoderRefusesPaddingInAWrongPlace)
 {
     Bytes out;
-    for (const char *text : {"=", "====", "Z===", "Zg=", "Zg=v", "Zg==Zg==", "Zm8=Zg==", "Zm9v=", "Zg==="})
+    for (const char *text :
+         {"=", "====", "Z===", "Zg=", "Zg=v", "Zg==Zg==", "Zm8=Zg==", "Zm9v=", "Zg===", "Zg====", "Zg====mmFmmF9v"})
         EXPECT_EQ(-2, Decode(text, &out)) << text;
 }
 
