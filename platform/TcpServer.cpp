@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -162,7 +163,11 @@ static int Connect(const char *address, uint16_t port)
     else if (inet_pton(AF_INET, address, &peer.sin_addr) != 1 ||
              connect(fd, reinterpret_cast<struct sockaddr *>(&peer), sizeof peer) != 0)
         failure = "connect failed!......";
-    if (!failure) return fd;
+    if (!failure) {
+        // An answer of two frames would otherwise wait for the platform's delayed acknowledgement between them.
+        setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        return fd;
+    }
     LOG_AS(LOG_LEVEL_ERR, "SocketInit", "%s", failure);
     close(fd);
     return -1;
