@@ -74,7 +74,7 @@ int SendIpUpData(const void *payload, int length, uint8_t dataType, int withMac,
 int SendIpAckData(uint16_t headValue, const void *payload, int length, uint8_t dataType, int withMac,
                   const uint8_t *mac)
 {
-    if (mLogin != 1 || length < 0 || length > static_cast<int>(kPayloadMax)) return -1;
+    if (mLogin != 1 || length < 0 || length > static_cast<int>(kPayloadMax) || (length > 0 && !payload)) return -1;
     const uint8_t msgType = withMac ? MSG_ACK_MAC : MSG_ACK;
     const uint8_t head[2] = {static_cast<uint8_t>(headValue), static_cast<uint8_t>(headValue >> 8)};
     if (length == 0)

@@ -21,6 +21,6 @@ int SendIpUpData(const void *payload, int length, uint8_t dataType, int withMac,
 
 // Answers a platform command: `headValue` is the 16-bit value of the acknowledgement's head block, `length` (0 to
 // 8100) payload bytes follow in an encrypted record; with length 0 the head block leaves alone.
-// Returns 0, or -1: not logged in, a wrong length, or not sent.
+// Returns 0, or -1: not logged in, a wrong length, no payload for it, or not sent.
 int SendIpAckData(uint16_t headValue, const void *payload, int length, uint8_t dataType, int withMac,
                   const uint8_t *mac);

@@ -42,8 +42,8 @@ int ServerInit(const char *address, uint16_t port, SessionContext *context);
 // what a full socket did not take is not sent again.
 int SendData(const uint8_t *frame, size_t length);
 
-// Stops the client: a pause of one second, in which a last answer may leave, then the threads are joined and the
-// socket is closed. Safe after a failed ServerInit(). Returns the last join's result.
+// Stops the client: asks both threads to end (the receive thread closes the socket), pauses for one second, joins them
+// and closes what is still open. Safe after a failed ServerInit(). Returns the last join's result.
 int DeleteServer(SessionContext *context);
 
 // Waits until the server is asked to stop, at most `milliseconds`. For whatever waits on the response thread.

@@ -135,6 +135,7 @@ TEST_F(Sending, AcknowledgementTakes8100BytesAndRefuses8101)
     const Bytes payload(8101, 'A');
     EXPECT_EQ(-1, SendIpAckData(0, payload.data(), 8101, 13, 0, nullptr));
     EXPECT_EQ(-1, SendIpAckData(0, payload.data(), -1, 13, 0, nullptr));
+    EXPECT_EQ(-1, SendIpAckData(0, nullptr, 1, 13, 0, nullptr));
     ASSERT_TRUE(NothingWasSent());
     EXPECT_EQ(0, SendIpAckData(0, payload.data(), 8100, 13, 1, kMac));
     EXPECT_EQ(9u + 8112, mPeer.ReceiveFrame().size());
