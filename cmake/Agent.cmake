@@ -32,6 +32,10 @@ target_compile_definitions(plugcore PRIVATE
   PLUG_DEFAULT_SERVER2="${PLUG_DEFAULT_SERVER2}"
   PLUG_SINGLE_SERVER_PREFIX="${PLUG_SINGLE_SERVER_PREFIX}"
 )
+# Machine code beside the LTO code: the unit tests link it without LTO, to put other procedures in some places.
+if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
+  target_compile_options(plugcore PRIVATE -ffat-lto-objects)
+endif()
 target_link_libraries(plugcore PUBLIC plug_router_code plug_sdk plug_cjson plug_crypto Threads::Threads)
 
 add_library(plug_os STATIC
