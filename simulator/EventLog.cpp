@@ -8,38 +8,38 @@ namespace sim
 
 static const size_t kKeptEvents = 20000;
 
-bool ParseWait(const Words &words, int64_t defaultTimeoutMs, WaitSpec *spec, std::string *error)
+bool ParseWait(const Words &words, int64_t defaultTimeoutMs, WaitQuery *query, std::string *error)
 {
-    *spec = {"", {}, defaultTimeoutMs};
+    *query = {"", {}, defaultTimeoutMs};
     for (const std::string &word : words) {
         const size_t equals = word.find('=');
         int64_t timeout;
-        if (spec->event.empty()) {
-            spec->event = word;
+        if (query->event.empty()) {
+            query->event = word;
         } else if (equals != std::string::npos && equals > 0) {
-            spec->filters.emplace_back(word.substr(0, equals), word.substr(equals + 1));
+            query->filters.emplace_back(word.substr(0, equals), word.substr(equals + 1));
         } else if (&word == &words.back() && ParseSeconds(word, &timeout)) {
-            spec->timeoutMs = timeout;
+            query->timeoutMs = timeout;
         } else {
             *error = "'" + word + "' is neither KEY=VALUE nor, at the end, a number of seconds";
             return false;
         }
     }
-    if (spec->event.empty()) *error = "wait for what?";
-    return !spec->event.empty();
+    if (query->event.empty()) *error = "wait for what?";
+    return !query->event.empty();
 }
 
-std::string WaitText(const WaitSpec &spec)
+std::string WaitText(const WaitQuery &query)
 {
-    std::string text = spec.event;
-    for (const auto &filter : spec.filters) text += ' ' + filter.first + '=' + filter.second;
+    std::string text = query.event;
+    for (const auto &filter : query.filters) text += ' ' + filter.first + '=' + filter.second;
     return text;
 }
 
-bool Matches(const Event &event, const WaitSpec &spec)
+bool Matches(const Event &event, const WaitQuery &query)
 {
-    if (spec.event != "any" && spec.event != event.name) return false;
-    return std::all_of(spec.filters.begin(), spec.filters.end(), [&](const auto &filter) {
+    if (query.event != "any" && query.event != event.name) return false;
+    return std::all_of(query.filters.begin(), query.filters.end(), [&](const auto &filter) {
         const Field *field = FindField(event.fields, filter.first);
         return field && field->value == filter.second;
     });
@@ -91,12 +91,12 @@ void EventLog::Add(const Event &event)
     if (events_.size() > kKeptEvents) events_.pop_front();
 }
 
-bool EventLog::Take(const WaitSpec &spec)
+bool EventLog::Take(const WaitQuery &query)
 {
     const uint64_t first = last_ - events_.size() + 1;
     for (uint64_t number = std::max(first, mark_ + 1); number <= last_; number++) {
         const Event &event = events_[static_cast<size_t>(number - first)];
-        if (!Matches(event, spec)) continue;
+        if (!Matches(event, query)) continue;
         mark_ = number;
         taken_ = true;
         takenEvent_ = event;

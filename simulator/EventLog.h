@@ -24,16 +24,16 @@ struct Event {
 };
 
 // "wait EVENT [KEY=VALUE]... [TIMEOUT]"
-struct WaitSpec {
+struct WaitQuery {
     std::string event;                                        // "any" is every event
     std::vector<std::pair<std::string, std::string>> filters; // path and value
     int64_t timeoutMs;
 };
 
 // Reads the words behind "wait". False with the reason.
-bool ParseWait(const Words &words, int64_t defaultTimeoutMs, WaitSpec *spec, std::string *error);
-std::string WaitText(const WaitSpec &spec);
-bool Matches(const Event &event, const WaitSpec &spec);
+bool ParseWait(const Words &words, int64_t defaultTimeoutMs, WaitQuery *query, std::string *error);
+std::string WaitText(const WaitQuery &query);
+bool Matches(const Event &event, const WaitQuery &query);
 
 // "expect PATH [=|!=|<|>|~] VALUE" against one event: the words behind "expect". False with the reason.
 bool CheckExpectation(const Event &event, const Words &words, std::string *error);
@@ -46,8 +46,8 @@ class EventLog
     // Forgets everything so far, for waits.
     void MarkHere() { mark_ = last_; }
 
-    // The oldest event behind the mark that `spec` wants: becomes the mark and stays available as Taken().
-    bool Take(const WaitSpec &spec);
+    // The oldest event behind the mark that `query` wants: becomes the mark and stays available as Taken().
+    bool Take(const WaitQuery &query);
 
     // What the last wait took; nullptr before the first.
     const Event *Taken() const { return taken_ ? &takenEvent_ : nullptr; }

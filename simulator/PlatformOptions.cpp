@@ -95,7 +95,7 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
         ->group(group);
     app->add_option("--misbehave", o->misbehaviours,
                     "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
-        ->type_name("SPEC")
+        ->type_name("WHAT")
         ->expected(1)
         ->take_all()
         ->check(CLI::Validator(

@@ -19,7 +19,7 @@ namespace sim
 struct Outcome {
     enum { Done, Failed, Wait, Sleep, Quit } kind = Done;
     std::string reason;  // Failed
-    WaitSpec wait = {};  // Wait
+    WaitQuery wait = {};  // Wait
     int64_t sleepMs = 0; // Sleep
     int status = 0;      // Quit
 
@@ -79,7 +79,7 @@ class Runner
     bool woken_ = false;
     State state_ = State::Ready;
     std::string current_;
-    WaitSpec wait_ = {};
+    WaitQuery wait_ = {};
     uint64_t timer_ = 0;
     uint64_t failures_ = 0;
     uint64_t lineNumber_ = 0;

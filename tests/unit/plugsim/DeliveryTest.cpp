@@ -6,10 +6,10 @@ using namespace sim;
 namespace
 {
 struct Misbehaving : testing::Test {
-    bool Add(const std::string &spec)
+    bool Add(const std::string &wrong)
     {
         Words words;
-        return SplitWords(spec, &words, &error) && misbehaviour.Add(words, &error);
+        return SplitWords(wrong, &words, &error) && misbehaviour.Add(words, &error);
     }
     Delivery Send(const OutFrame &frame) { return Deliver(frame, kKey, &misbehaviour, &random); }
     Bytes SendBytes(const OutFrame &frame)
@@ -234,11 +234,11 @@ TEST_F(Misbehaving, RawBytesAreSentAsTheyStandHoweverWrongTheRestIs)
 
 TEST_F(Misbehaving, IsRefusedWhenItIsNone)
 {
-    for (const char *spec : {"", "nonsense", "late", "late=x", "late=-1", "silent=1", "silent 0", "silent x",
+    for (const char *wrong : {"", "nonsense", "late", "late=x", "late=-1", "silent=1", "silent 0", "silent x",
                              "silent 1 2", "silent@nowhere", "interval@register=1", "interval=32768", "refuse@command",
                              "fragments=0", "fragments=5,x", "announce=1.2.3:4", "noise=65"}) {
-        EXPECT_FALSE(Add(spec)) << spec;
-        EXPECT_NE("", error) << spec;
+        EXPECT_FALSE(Add(wrong)) << wrong;
+        EXPECT_NE("", error) << wrong;
     }
     EXPECT_TRUE(misbehaviour.Active().empty());
 }

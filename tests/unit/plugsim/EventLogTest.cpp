@@ -11,9 +11,9 @@ static Event Reply(int function, int status)
              ObjectField("fields", {TextField("model", "R 100"), NumberField("cpu_mhz", 880)})}};
 }
 
-static WaitSpec Spec(const Words &words)
+static WaitQuery Spec(const Words &words)
 {
-    WaitSpec spec;
+    WaitQuery spec;
     std::string error;
     EXPECT_TRUE(ParseWait(words, 60000, &spec, &error)) << error;
     return spec;
@@ -21,12 +21,12 @@ static WaitSpec Spec(const Words &words)
 
 TEST(Wait, IsReadWithFiltersAndATimeout)
 {
-    const WaitSpec spec = Spec({"reply", "function=2", "fields.model=R 100", "1.5"});
+    const WaitQuery spec = Spec({"reply", "function=2", "fields.model=R 100", "1.5"});
     EXPECT_EQ("reply", spec.event);
     EXPECT_EQ(2u, spec.filters.size());
     EXPECT_EQ(1500, spec.timeoutMs);
     EXPECT_EQ(60000, Spec({"login"}).timeoutMs);
-    WaitSpec bad;
+    WaitQuery bad;
     std::string error;
     EXPECT_FALSE(ParseWait({}, 0, &bad, &error));
     EXPECT_FALSE(ParseWait({"reply", "5", "function=2"}, 0, &bad, &error));
