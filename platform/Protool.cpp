@@ -62,6 +62,12 @@ void SetSessionFlag(std::atomic<int> &flag, int value)
     OsWakeAll(&s_flags);
 }
 
+void ClearQuitWhileLoggedIn()
+{
+    OsGuard guard(&s_flags);
+    if (mLogin == 1) mQuitPro = 0;
+}
+
 void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds)
 {
     const int64_t deadline = milliseconds == OS_FOREVER ? OS_FOREVER : OsNowMs() + milliseconds;

@@ -46,6 +46,9 @@ void ClearLoginValues();
 // Stores `value` and wakes every thread in WaitForSession() and WaitForQuit().
 void SetSessionFlag(std::atomic<int> &flag, int value);
 
+// Takes back a request to end the session, unless the login is gone already: then the session is to end.
+void ClearQuitWhileLoggedIn();
+
 // Waits until `flag` or mQuitPro is 1, at most `milliseconds` (OS_FOREVER for no limit).
 void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds);
 

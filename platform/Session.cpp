@@ -136,7 +136,8 @@ int LoginStart(SessionContext *context)
         DeleteServer(context);
         return -1;
     }
-    SetSessionFlag(mQuitPro, 0);
+    // A link that was lost right behind the login acknowledgement keeps its request: nothing would ask for it again.
+    ClearQuitWhileLoggedIn();
     LOG_INFO("Login done");
     return 0;
 }

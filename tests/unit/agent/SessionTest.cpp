@@ -369,6 +369,20 @@ TEST_F(SessionTest, ALoginThatWasAnsweredStandsAndTheQuitFlagIsCleared)
 
 // ---- Session values ----
 
+TEST_F(SessionTest, ALinkLostRightBehindTheLoginAnswerStillEndsTheSession)
+{
+    // What the receive thread does, at the worst moment: after the login was seen, before the quit flag is cleared.
+    SetSessionFlag(mLogin, 1);
+    SetSessionFlag(mLogin, 0);
+    SetSessionFlag(mQuitPro, 1);
+    ClearQuitWhileLoggedIn();
+    EXPECT_EQ(1, mQuitPro);
+
+    SetSessionFlag(mLogin, 1);
+    ClearQuitWhileLoggedIn();
+    EXPECT_EQ(0, mQuitPro);
+}
+
 TEST_F(SessionTest, NewProtoolStartsTheSessionValuesAfresh)
 {
     PrepareLogin(6040);
