@@ -28,6 +28,7 @@ std::map<int, int> s_options;
 int s_lookUps;
 int s_failingOption = -1;
 bool s_refuseKey;
+bool s_refuseSocket;
 
 typedef int (*SetKey)(const unsigned char *, int, void *);
 
@@ -52,7 +53,13 @@ void FakeLibrariesReset()
     s_options.clear();
     s_lookUps = 0;
     s_failingOption = -1;
-    s_refuseKey = false;
+    s_refuseKey = s_refuseSocket = false;
+}
+
+void FakeFailSocket()
+{
+    std::lock_guard<std::mutex> guard(s_lock);
+    s_refuseSocket = true;
 }
 
 void FakeHost(const std::string &name, const std::string &canonical, std::initializer_list<std::string> addresses)
@@ -125,6 +132,19 @@ struct hostent *gethostbyname(const char *name)
     entry.h_length = host.type == AF_INET ? 4 : 16;
     entry.h_addr_list = list.data();
     return &entry;
+}
+
+int socket(int family, int type, int protocol) noexcept
+{
+    {
+        std::lock_guard<std::mutex> guard(s_lock);
+        if (s_refuseSocket) {
+            s_refuseSocket = false;
+            errno = EMFILE;
+            return -1;
+        }
+    }
+    return static_cast<int>(syscall(SYS_socket, family, type, protocol));
 }
 
 int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept

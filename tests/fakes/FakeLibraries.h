@@ -18,6 +18,9 @@ void FakeHostWithIpv6Only(const std::string &name);
 // How many look-ups there have been since the reset.
 int FakeLookUps();
 
+// The next socket() fails.
+void FakeFailSocket();
+
 // The next setsockopt() of SOL_SOCKET with this option fails.
 void FakeFailSocketOption(int option);
 

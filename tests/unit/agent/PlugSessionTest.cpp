@@ -81,6 +81,7 @@ class PlugSessionTest : public AgentTest
         Login();
         FakeClockAdvanceMs(10);
         ASSERT_EQ(0x21, login.ReceiveFrame()[2]); // first heartbeat
+        FakeClockAwaitWaiters(4); // and the response thread; the main thread may have no deadline
         begin = OsNowMs();
     }
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -115,13 +114,8 @@ TEST_F(TcpServer, AnAddressThatIsNotDottedTextDoesNotConnect)
 
 TEST_F(TcpServer, ASocketThatCannotBeCreatedIsTold)
 {
-    struct rlimit old;
-    getrlimit(RLIMIT_NOFILE, &old);
-    const struct rlimit none = {0, old.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    const int result = Init();
-    setrlimit(RLIMIT_NOFILE, &old);
-    EXPECT_EQ(-1, result);
+    FakeFailSocket();
+    EXPECT_EQ(-1, Init());
     ExpectLog({"Create socket failed!", "SocketInit error"});
     EXPECT_EQ(1, ServerRun);
 }

@@ -174,9 +174,9 @@ TEST_F(ServerRecv, ThreeHundredEmptyReadsTenMillisecondsApartEndTheSession)
 TEST_F(ServerRecv, FramesThatCameBeforeTheEndAreStillHandled)
 {
     Connect();
+    FakeClockAuto(true); // before anybody waits: it does not end a wait that has begun
     mPeer.Send(Hex(std::string(kShort) + kLong));
     mPeer.Close();
-    FakeClockAuto(true);
     EXPECT_TRUE(AwaitFrames(2));
     ExpectSessionEnded();
 }
