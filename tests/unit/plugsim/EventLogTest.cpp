@@ -11,21 +11,21 @@ static Event Reply(int function, int status)
              ObjectField("fields", {TextField("model", "R 100"), NumberField("cpu_mhz", 880)})}};
 }
 
-static WaitQuery Spec(const Words &words)
+static WaitQuery Query(const Words &words)
 {
-    WaitQuery spec;
+    WaitQuery query;
     std::string error;
-    EXPECT_TRUE(ParseWait(words, 60000, &spec, &error)) << error;
-    return spec;
+    EXPECT_TRUE(ParseWait(words, 60000, &query, &error)) << error;
+    return query;
 }
 
 TEST(Wait, IsReadWithFiltersAndATimeout)
 {
-    const WaitQuery spec = Spec({"reply", "function=2", "fields.model=R 100", "1.5"});
-    EXPECT_EQ("reply", spec.event);
-    EXPECT_EQ(2u, spec.filters.size());
-    EXPECT_EQ(1500, spec.timeoutMs);
-    EXPECT_EQ(60000, Spec({"login"}).timeoutMs);
+    const WaitQuery query = Query({"reply", "function=2", "fields.model=R 100", "1.5"});
+    EXPECT_EQ("reply", query.event);
+    EXPECT_EQ(2u, query.filters.size());
+    EXPECT_EQ(1500, query.timeoutMs);
+    EXPECT_EQ(60000, Query({"login"}).timeoutMs);
     WaitQuery bad;
     std::string error;
     EXPECT_FALSE(ParseWait({}, 0, &bad, &error));
@@ -37,10 +37,10 @@ TEST(Wait, FindsWhatHasHappenedSinceTheLastCommand)
 {
     EventLog log;
     log.Add({"login", {}});
-    EXPECT_TRUE(log.Take(Spec({"login"})));
+    EXPECT_TRUE(log.Take(Query({"login"})));
     log.MarkHere();
     log.Add(Reply(1, 0)); // came before the wait was reached
-    EXPECT_TRUE(log.Take(Spec({"reply"})));
+    EXPECT_TRUE(log.Take(Query({"reply"})));
 }
 
 TEST(Wait, DoesNotFindWhatHappenedBeforeTheCommand)
@@ -48,17 +48,17 @@ TEST(Wait, DoesNotFindWhatHappenedBeforeTheCommand)
     EventLog log;
     log.Add(Reply(1, 0));
     log.MarkHere();
-    EXPECT_FALSE(log.Take(Spec({"reply"})));
+    EXPECT_FALSE(log.Take(Query({"reply"})));
 }
 
 TEST(Wait, UsesEveryEventOnce)
 {
     EventLog log;
     log.Add({"heartbeat", {}});
-    EXPECT_TRUE(log.Take(Spec({"heartbeat"})));
-    EXPECT_FALSE(log.Take(Spec({"heartbeat"})));
+    EXPECT_TRUE(log.Take(Query({"heartbeat"})));
+    EXPECT_FALSE(log.Take(Query({"heartbeat"})));
     log.Add({"heartbeat", {}});
-    EXPECT_TRUE(log.Take(Spec({"heartbeat"})));
+    EXPECT_TRUE(log.Take(Query({"heartbeat"})));
 }
 
 TEST(Wait, PassesOverWhatStoodBeforeTheEventItTook)
@@ -66,8 +66,8 @@ TEST(Wait, PassesOverWhatStoodBeforeTheEventItTook)
     EventLog log;
     log.Add({"upload", {}});
     log.Add({"login", {}});
-    EXPECT_TRUE(log.Take(Spec({"login"})));
-    EXPECT_FALSE(log.Take(Spec({"upload"})));
+    EXPECT_TRUE(log.Take(Query({"login"})));
+    EXPECT_FALSE(log.Take(Query({"upload"})));
 }
 
 TEST(Wait, HoldsEventsAgainstItsFilters)
@@ -75,8 +75,8 @@ TEST(Wait, HoldsEventsAgainstItsFilters)
     EventLog log;
     log.Add(Reply(1, 0));
     log.Add(Reply(2, 7));
-    EXPECT_FALSE(log.Take(Spec({"reply", "function=3"})));
-    ASSERT_TRUE(log.Take(Spec({"reply", "function=2"})));
+    EXPECT_FALSE(log.Take(Query({"reply", "function=3"})));
+    ASSERT_TRUE(log.Take(Query({"reply", "function=2"})));
     ASSERT_NE(nullptr, log.Taken());
     EXPECT_EQ("7", FindField(log.Taken()->fields, "status")->value);
 }
@@ -84,9 +84,9 @@ TEST(Wait, HoldsEventsAgainstItsFilters)
 TEST(Wait, TakesAnyEventWhenAskedFor)
 {
     EventLog log;
-    EXPECT_FALSE(log.Take(Spec({"any"})));
+    EXPECT_FALSE(log.Take(Query({"any"})));
     log.Add({"upload", {}});
-    EXPECT_TRUE(log.Take(Spec({"any"})));
+    EXPECT_TRUE(log.Take(Query({"any"})));
 }
 
 TEST(Wait, KeepsABoundedNumberOfEvents)
@@ -94,9 +94,9 @@ TEST(Wait, KeepsABoundedNumberOfEvents)
     EventLog log;
     log.Add({"first", {}});
     for (int i = 0; i < 20000; i++) log.Add({"other", {}});
-    EXPECT_FALSE(log.Take(Spec({"first"})));
+    EXPECT_FALSE(log.Take(Query({"first"})));
     EXPECT_TRUE(log.Lost());
-    EXPECT_TRUE(log.Take(Spec({"other"})));
+    EXPECT_TRUE(log.Take(Query({"other"})));
     EXPECT_FALSE(log.Lost());
 }
 
