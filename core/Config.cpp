@@ -54,7 +54,7 @@ static int TakeMacOption(const char *text)
 int config_line_proc(int argc, char *argv[])
 {
     opterr = 0; // the messages are ours
-    optind = 1;
+    optind = 0; // afresh: a call that stopped at a wrong option leaves a half-read argument behind
     int option;
     while ((option = getopt(argc, argv, ":df:m:")) != -1) { // the colon tells a missing argument from an unknown option
         int result = 0;

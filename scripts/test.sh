@@ -66,6 +66,7 @@ passed=0 failed=0 skipped=0
 attribute() { grep -m1 -o "[^a-z]$2=\"[0-9]*\"" "$1" | tr -cd 0-9; }
 
 # run_ctest PRESET [ctest's options]: adds to the counts; 0 when nothing failed
+# A test that fails is run once more, for the sake of machines that are busy with something else; ctest shows both runs.
 run_ctest() {
     local preset=$1 results=$repo/build/$1/results.xml status tests failures unrun way=()
     shift
@@ -73,7 +74,7 @@ run_ctest() {
     # ThreadSanitizer does not find its way about every randomised address space. Not all containers allow this.
     if setarch -R true 2>/dev/null; then way=(setarch -R); fi
     "${way[@]}" ctest --test-dir "$repo/build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
-        --output-junit "$results" "${filter[@]}" "$@" </dev/null | grep --line-buffered -v '^ *Start '
+        --repeat until-pass:2 --output-junit "$results" "${filter[@]}" "$@" </dev/null | grep --line-buffered -v '^ *Start '
     status=${PIPESTATUS[0]}
     if tests=$(attribute "$results" tests) && [ -n "$tests" ]; then
         failures=$(attribute "$results" failures)
