@@ -7,9 +7,22 @@ add_library(plugcore STATIC
   core/Common.cpp
   core/Config.cpp
   core/Plug.cpp
+  functions/Devices.cpp
   functions/FwVersionReport.cpp
   functions/Identity.cpp
+  functions/Lan.cpp
+  functions/LocalRows.cpp
+  functions/Parameters.cpp
+  functions/Ping.cpp
   functions/ProtoolSdk.cpp
+  functions/RateTest.cpp
+  functions/Records.cpp
+  functions/Rules.cpp
+  functions/Services.cpp
+  functions/System.cpp
+  functions/Traceroute.cpp
+  functions/Wan.cpp
+  functions/Wireless.cpp
   platform/CBHandle.cpp
   platform/Crypt.cpp
   platform/Frame.cpp
@@ -22,6 +35,7 @@ add_library(plugcore STATIC
   platform/TcpQueue.cpp
   platform/TcpServer.cpp
   plugin/ParseJson.cpp
+  rules/RouteFunc.cpp
   rules/eaccess.cpp
   subdev/Function39.cpp
   subdev/Function40.cpp

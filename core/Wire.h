@@ -63,6 +63,12 @@ inline uint32_t WireGetLe32(WireReader *r)
     return low | static_cast<uint32_t>(WireGetLe16(r)) << 16;
 }
 
+inline uint64_t WireGetLe64(WireReader *r)
+{
+    const uint64_t low = WireGetLe32(r);
+    return low | static_cast<uint64_t>(WireGetLe32(r)) << 32;
+}
+
 struct WireWriter {
     uint8_t *data; // the start of the room
     size_t size;   // the room
@@ -110,4 +116,10 @@ inline void WirePutLe32(WireWriter *w, uint32_t value)
 {
     WirePutLe16(w, static_cast<uint16_t>(value));
     WirePutLe16(w, static_cast<uint16_t>(value >> 16));
+}
+
+inline void WirePutLe64(WireWriter *w, uint64_t value)
+{
+    WirePutLe32(w, static_cast<uint32_t>(value));
+    WirePutLe32(w, static_cast<uint32_t>(value >> 32));
 }

@@ -1,99 +1,113 @@
-// FunctionList.h - every function ID with its short name and the procedure that answers it; the agent, the test
-// platform and the documentation read the same list. X(id, name, handler); rows stand at their own ID.
-// Slots that no platform may use have the empty name.
+// FunctionList.h - every function of the platform: its ID, its short name, the procedure that answers it and how the
+// answer looks. The agent, the test platform and the documentation read the same list.
+//
+//   X(id, name, handler, status, length); rows stand at their own ID; slots that no platform may use have no name
+//   (under 62 the rate test reports by itself).
+//
+//   status    how the handler's result travels in reply bytes 4-5. Deliberately not uniform: platforms rely on it.
+//     UNKNOWN   no such function: answered like an ID beyond the list
+//     NONE      a function that does nothing and has no reply
+//     ZERO      always 0, whatever the router said
+//     HOST      its low 16 bits in the router's own order, little-endian
+//     PROTOCOL  through swapInt16
+//   length    bytes of the whole reply, with the 6 bytes of tag, ID and status; VARIES: it depends on counts. Rows that
+//             ask the local management process or need the device table have only those 6 bytes when that fails.
 #pragma once
 
 // clang-format off
-#define FUNCTION_LIST(X)                                                \
-    X( 0, "",                          Unsupported)                     \
-    X( 1, "router-version",            RouterVersionQuery)              \
-    X( 2, "identity",                  IdentityQuery)                   \
-    X( 3, "wan-config",                Unsupported)                     \
-    X( 4, "wan-configs",               Unsupported)                     \
-    X( 5, "wan-tcp-connections",       Unsupported)                     \
-    X( 6, "wan-udp-connections",       Unsupported)                     \
-    X( 7, "wan-received",              Unsupported)                     \
-    X( 8, "ping",                      Unsupported)                     \
-    X( 9, "ping-result",               Unsupported)                     \
-    X(10, "lan-config",                Unsupported)                     \
-    X(11, "lan-ports",                 Unsupported)                     \
-    X(12, "lan-traffic",               Unsupported)                     \
-    X(13, "ssid-configs",              Unsupported)                     \
-    X(14, "ssid-switch",               Unsupported)                     \
-    X(15, "set-ssid-switch",           Unsupported)                     \
-    X(16, "ssid-config",               Unsupported)                     \
-    X(17, "set-ssid-config",           Unsupported)                     \
-    X(18, "radio-switch",              Unsupported)                     \
-    X(19, "set-radio-switch",          Unsupported)                     \
-    X(20, "reserved-query-20",         Unsupported)                     \
-    X(21, "reserved-setting-21",       Unsupported)                     \
-    X(22, "led",                       Unsupported)                     \
-    X(23, "set-led",                   Unsupported)                     \
-    X(24, "reserved-query-24",         Unsupported)                     \
-    X(25, "reserved-setting-25",       Unsupported)                     \
-    X(26, "services",                  Unsupported)                     \
-    X(27, "set-services",              Unsupported)                     \
-    X(28, "accounts",                  Unsupported)                     \
-    X(29, "set-accounts",              Unsupported)                     \
-    X(30, "wps",                       Unsupported)                     \
-    X(31, "set-wps",                   Unsupported)                     \
-    X(32, "set-device-access",         Unsupported)                     \
-    X(33, "device-bandwidth",          Unsupported)                     \
-    X(34, "device-limits",             Unsupported)                     \
-    X(35, "set-device-limits",         Unsupported)                     \
-    X(36, "device-name",               Unsupported)                     \
-    X(37, "set-device-name",           Unsupported)                     \
-    X(38, "device-config",             Unsupported)                     \
-    X(39, "all-devices",               Unsupported)                     \
-    X(40, "no-operation-40",           Unsupported)                     \
-    X(41, "device-speeds",             Unsupported)                     \
-    X(42, "adjacent-wifi",             Unsupported)                     \
-    X(43, "black-list",                Unsupported)                     \
-    X(44, "dns",                       Unsupported)                     \
-    X(45, "set-dns",                   Unsupported)                     \
-    X(46, "set-router-name",           Unsupported)                     \
-    X(47, "cpu-use",                   Unsupported)                     \
-    X(48, "memory-use",                Unsupported)                     \
-    X(49, "link-status",               Unsupported)                     \
-    X(50, "set-full-load",             Unsupported)                     \
-    X(51, "traceroute",                Unsupported)                     \
-    X(52, "traceroute-result",         Unsupported)                     \
-    X(53, "set-time",                  Unsupported)                     \
-    X(54, "up-time",                   Unsupported)                     \
-    X(55, "restart",                   Unsupported)                     \
-    X(56, "set-redirection",           Unsupported)                     \
-    X(57, "update-rom",                Unsupported)                     \
-    X(58, "traffic-rates",             Unsupported)                     \
-    X(59, "set-test-url",              Unsupported)                     \
-    X(60, "router-pin",                Unsupported)                     \
-    X(61, "rate-test",                 Unsupported)                     \
-    X(62, "",                          Unsupported) /* the rate test reports under this ID by itself */ \
-    X(63, "",                          Unsupported)                     \
-    X(64, "report-devices",            Unsupported)                     \
-    X(65, "",                          Unsupported)                     \
-    X(66, "set-bandwidth",             Unsupported)                     \
-    X(67, "",                          Unsupported)                     \
-    X(68, "",                          Unsupported)                     \
-    X(69, "set-surf-rules",            Unsupported)                     \
-    X(70, "wifi-band",                 Unsupported)                     \
-    X(71, "mesh-support",              Unsupported)                     \
-    X(72, "set-mesh",                  Unsupported)                     \
-    X(73, "mesh",                      Unsupported)                     \
-    X(74, "set-mesh-roaming",          Unsupported)                     \
-    X(75, "mesh-roaming",              Unsupported)                     \
-    X(76, "set-roaming-threshold",     Unsupported)                     \
-    X(77, "roaming-threshold",         Unsupported)                     \
-    X(78, "mesh-topology",             Unsupported)                     \
-    X(79, "adjacent-wifi-info",        Unsupported)                     \
-    X(80, "bssid",                     Unsupported)                     \
-    X(81, "no-operation-81",           Unsupported)                     \
-    X(82, "set-wan-config",            Unsupported)                     \
-    X(83, "one-key-optimize",          Unsupported)                     \
-    X(84, "no-operation-84",           Unsupported)                     \
-    X(85, "fault-diagnosis",           Unsupported)                     \
-    X(86, "no-operation-86",           Unsupported)                     \
-    X(87, "config-data",               Unsupported)                     \
-    X(88, "set-auto-report",           Unsupported)
+#define FUNCTION_LIST(X)                                                                                              \
+    X( 0, "",                      Unsupported,                                   UNKNOWN,        0)                  \
+    X( 1, "router-version",        RouterVersionQuery,                            HOST,          70)                  \
+    X( 2, "identity",              IdentityQuery,                                 HOST,         301)                  \
+    X( 3, "wan-config",            WanConfigQuery,                                HOST,         234)                  \
+    X( 4, "wan-configs",           WanConfigsQuery,                               HOST,      VARIES)                  \
+    X( 5, "wan-tcp-connections",   IndexedCountQuery<get_wan_tcp_con_num>,        HOST,          10)                  \
+    X( 6, "wan-udp-connections",   IndexedCountQuery<get_wan_udp_con_num>,        HOST,          10)                  \
+    X( 7, "wan-received",          IndexedCounterQuery<get_wan_receive_bytes>,    HOST,          14)                  \
+    X( 8, "ping",                  PingStart,                                     HOST,           6)                  \
+    X( 9, "ping-result",           PingResult,                                    PROTOCOL,  VARIES)                  \
+    X(10, "lan-config",            LanConfigQuery,                                HOST,          20)                  \
+    X(11, "lan-ports",             ShortFigureQuery<get_lan_num>,                 ZERO,           8)                  \
+    X(12, "lan-traffic",           LanTrafficQuery,                               HOST,      VARIES)                  \
+    X(13, "ssid-configs",          SsidConfigsQuery,                              HOST,      VARIES)                  \
+    X(14, "ssid-switch",           SsidSwitchQuery,                               HOST,           7)                  \
+    X(15, "set-ssid-switch",       SsidSwitchSetting,                             HOST,           6)                  \
+    X(16, "ssid-config",           SsidConfigQuery,                               HOST,         126)                  \
+    X(17, "set-ssid-config",       SsidConfigSetting,                             HOST,           6)                  \
+    X(18, "radio-switch",          SwitchQuery<get_wifi_radio_switch>,            HOST,           7)                  \
+    X(19, "set-radio-switch",      SwitchSetting<set_wifi_radio_switch>,          HOST,           6)                  \
+    X(20, "reserved-query-20",     ReservedQuery,                                 ZERO,          27)                  \
+    X(21, "reserved-setting-21",   Nothing,                                       ZERO,           6)                  \
+    X(22, "led",                   SwitchQuery<get_led_switch>,                   HOST,           7)                  \
+    X(23, "set-led",               SwitchSetting<set_led_switch>,                 HOST,           6)                  \
+    X(24, "reserved-query-24",     ReservedQuery,                                 ZERO,          27)                  \
+    X(25, "reserved-setting-25",   Nothing,                                       ZERO,           6)                  \
+    X(26, "services",              ServicesQuery,                                 HOST,           9)                  \
+    X(27, "set-services",          ServicesSetting,                               ZERO,           6)                  \
+    X(28, "accounts",              AccountsQuery,                                 HOST,         102)                  \
+    X(29, "set-accounts",          AccountsSetting,                               ZERO,           6)                  \
+    X(30, "wps",                   SwitchQuery<get_wps_switch>,                   HOST,           7)                  \
+    X(31, "set-wps",               SwitchSetting<set_wps_switch>,                 HOST,           6)                  \
+    X(32, "set-device-access",     DeviceAccessSetting,                           HOST,           6)                  \
+    X(33, "device-bandwidth",      DeviceBandwidthQuery,                          HOST,          22)                  \
+    X(34, "device-limits",         DeviceLimitsQuery,                             HOST,          22)                  \
+    X(35, "set-device-limits",     DeviceLimitsSetting,                           HOST,           6)                  \
+    X(36, "device-name",           DeviceNameQuery,                               HOST,          70)                  \
+    X(37, "set-device-name",       DeviceNameSetting,                             HOST,           6)                  \
+    X(38, "device-config",         DeviceConfigQuery,                             HOST,          40)                  \
+    X(39, "all-devices",           DevicesQuery,                                  HOST,      VARIES)                  \
+    X(40, "no-operation-40",       Nothing,                                       NONE,           0)                  \
+    X(41, "device-speeds",         DeviceSpeedsQuery,                             HOST,          12)                  \
+    X(42, "adjacent-wifi",         AdjacentWifiQuery,                             HOST,      VARIES)                  \
+    X(43, "black-list",            BlackListQuery,                                HOST,      VARIES)                  \
+    X(44, "dns",                   DnsQuery,                                      HOST,          14)                  \
+    X(45, "set-dns",               DnsSetting,                                    HOST,           6)                  \
+    X(46, "set-router-name",       TextSetting<set_name>,                         HOST,           6)                  \
+    X(47, "cpu-use",               ShortFigureQuery<get_cpu_use>,                 ZERO,           8)                  \
+    X(48, "memory-use",            ShortFigureQuery<get_mem_use>,                 ZERO,           8)                  \
+    X(49, "link-status",           LinkStatusQuery,                               HOST,      VARIES)                  \
+    X(50, "set-full-load",         FullLoadSetting,                               HOST,           6)                  \
+    X(51, "traceroute",            TracerouteStart,                               HOST,           6)                  \
+    X(52, "traceroute-result",     TracerouteResult,                              PROTOCOL,  VARIES)                  \
+    X(53, "set-time",              TimeSetting,                                   HOST,           6)                  \
+    X(54, "up-time",               UpTimeQuery,                                   HOST,          14)                  \
+    X(55, "restart",               Restart,                                       ZERO,           6)                  \
+    X(56, "set-redirection",       TextSetting<set_redirection>,                  HOST,           6)                  \
+    X(57, "update-rom",            RomUpdate,                                     HOST,           6)                  \
+    X(58, "traffic-rates",         TrafficRatesQuery,                             HOST,          22)                  \
+    X(59, "set-test-url",          TextSetting<set_http_test_url>,                HOST,           6)                  \
+    X(60, "router-pin",            RouterPinQuery,                                HOST,          18)                  \
+    X(61, "rate-test",             RateTestStart,                                 ZERO,          18)                  \
+    X(62, "",                      Unsupported,                                   UNKNOWN,        0)                  \
+    X(63, "",                      Unsupported,                                   UNKNOWN,        0)                  \
+    X(64, "report-devices",        DeviceReportRequest,                           ZERO,           6)                  \
+    X(65, "",                      Unsupported,                                   UNKNOWN,        0)                  \
+    X(66, "set-bandwidth",         BandwidthRules,                                ZERO,           6)                  \
+    X(67, "",                      Unsupported,                                   UNKNOWN,        0)                  \
+    X(68, "",                      Unsupported,                                   UNKNOWN,        0)                  \
+    X(69, "set-surf-rules",        SurfRules,                                     HOST,           6)                  \
+    X(70, "wifi-band",             WifiBandQuery,                                 PROTOCOL,       7)                  \
+    X(71, "mesh-support",          MeshSupportQuery,                              PROTOCOL,       7)                  \
+    X(72, "set-mesh",              MeshSwitchSetting,                             PROTOCOL,       6)                  \
+    X(73, "mesh",                  MeshSwitchQuery,                               PROTOCOL,       7)                  \
+    X(74, "set-mesh-roaming",      MeshRoamingSetting,                            PROTOCOL,       6)                  \
+    X(75, "mesh-roaming",          MeshRoamingQuery,                              PROTOCOL,       7)                  \
+    X(76, "set-roaming-threshold", RoamingThresholdSetting,                       PROTOCOL,       6)                  \
+    X(77, "roaming-threshold",     RoamingThresholdQuery,                         PROTOCOL,       8)                  \
+    X(78, "mesh-topology",         MeshTopologyQuery,                             PROTOCOL,  VARIES)                  \
+    X(79, "adjacent-wifi-info",    AdjacentWifiInfoQuery,                         PROTOCOL,  VARIES)                  \
+    X(80, "bssid",                 BssidQuery,                                    PROTOCOL,  VARIES)                  \
+    X(81, "no-operation-81",       Nothing,                                       NONE,           0)                  \
+    X(82, "set-wan-config",        WanConfigSetting,                              PROTOCOL,       6)                  \
+    X(83, "one-key-optimize",      OneKeyOptimize,                                PROTOCOL,       6)                  \
+    X(84, "no-operation-84",       Nothing,                                       NONE,           0)                  \
+    X(85, "fault-diagnosis",       FaultDiagnosis,                                PROTOCOL,       6)                  \
+    X(86, "no-operation-86",       Nothing,                                       NONE,           0)                  \
+    X(87, "config-data",           ConfigData,                                    PROTOCOL,       6)                  \
+    X(88, "set-auto-report",       AutoReportSetting,                             PROTOCOL,       6)
 // clang-format on
 
+enum FunctionStatus { STATUS_UNKNOWN, STATUS_NONE, STATUS_ZERO, STATUS_HOST, STATUS_PROTOCOL };
+
+enum { VARIES = -1 }; // as a length
 constexpr int kFunctionCount = 89;

@@ -1,6 +1,64 @@
+#define LOG_MODULE "ProtoolSdk"
 #include "functions/FwVersionReport.h"
+
+#include <cjson/cJSON.h>
+#include <cstdio>
+#include <cstring>
+
+#include "comm/ComRequests.h"
+#include "core/Common.h"
+#include "platform/Sending.h"
+#include "platform/Session.h"
+#include "sdk/RouterSdk.h"
+
+static const uint8_t kFwVersionData = 14;
+static const size_t kDateDigits = 8;
+
+// The four date bytes, two characters each and never more.
+static void FirmwareDate(const int8_t date[4], char digits[kDateDigits + 1])
+{
+    for (size_t i = 0; i < 4; i++) {
+        char number[5];
+        snprintf(number, sizeof number, "%02d", date[i]);
+        memcpy(digits + 2 * i, number, 2);
+    }
+    digits[kDateDigits] = '\0';
+    LOG_DEBUG("fwDate:%s", digits);
+}
+
+// False when there was no memory for all of them.
+static bool AddMembers(cJSON *report, const RouterVersion &router)
+{
+    char date[kDateDigits + 1];
+    FirmwareDate(router.date, date);
+    char version[sizeof router.text + sizeof date];
+    snprintf(version, sizeof version, "%.*s%s", static_cast<int>(sizeof router.text), router.text, date);
+    char agent[16];
+    snprintf(agent, sizeof agent, "%d.%d.%d.%d", kPluginVersion[0], kPluginVersion[1], kPluginVersion[2],
+             kPluginVersion[3]);
+    const bool configured = intervalFlag2 != -1 && intervalFlag3 != -1;
+    return cJSON_AddStringToObject(report, "version", version) &&
+           cJSON_AddStringToObject(report, "sdkVersion", agent) &&
+           cJSON_AddNumberToObject(report, "interval1", intervalFlag1) &&
+           cJSON_AddNumberToObject(report, "interval2", intervalFlag2) &&
+           cJSON_AddNumberToObject(report, "interval3", intervalFlag3) &&
+           cJSON_AddStringToObject(report, "configed", configured ? "yes" : "no");
+}
 
 int dev_fwversion_report()
 {
-    return -1;
+    cJSON *report = cJSON_CreateObject();
+    if (!report) return -1;
+    RouterVersion router = {};
+    if (get_router_version(&router) != 0 || !AddMembers(report, router)) {
+        cJSON_Delete(report);
+        return -1;
+    }
+    char *text = cJSON_Print(report);
+    cJSON_Delete(report);
+    if (!text) return -2;
+    SendIpUpData(text, static_cast<int>(strlen(text)), kFwVersionData, 0, nullptr);
+    LOG_DEBUG("fwversion:\n%s", text);
+    cJSON_free(text);
+    return 0;
 }

@@ -1,12 +1,15 @@
-// Identity.h - which router this is: functions 1 and 2.
-// State:    none. Threads: the response thread.
+// Identity.h - which router this is: functions 1, 2 and 60.
+// State: none. Threads: the response thread.
 #pragma once
 
-#include "core/Wire.h"
+#include "functions/FunctionHandler.h"
 
-// Function 1, 70 bytes: header, SDK result, the 64-byte version record (text and date).
-bool RouterVersionQuery(WireReader *parameters, WireWriter *reply);
+// Reply: the 64-byte version record (text and date).
+int RouterVersionQuery(WireReader *parameters, WireWriter *reply);
 
-// Function 2, 301 bytes: header, result of get_name() alone, then MAC 6, serial number 64, vendor 64, model 64,
-// processor record 43, memory record 20, plug flag 1, name 32, IPv6 flag 1. What the SDK could not tell is zero.
-bool IdentityQuery(WireReader *parameters, WireWriter *reply);
+// Reply: MAC 6, serial number 64, vendor 64, model 64, processor record 43, memory record 20, plug flag 1, name 32,
+// IPv6 flag 1. What the router could not tell is zero; the result is that of get_name() alone.
+int IdentityQuery(WireReader *parameters, WireWriter *reply);
+
+// Reply: 12 characters, padded with zeros.
+int RouterPinQuery(WireReader *parameters, WireWriter *reply);

@@ -5,23 +5,34 @@
 #include <iterator>
 
 #include "core/Common.h"
-#include "core/Wire.h"
+#include "functions/Devices.h"
+#include "functions/FunctionHandler.h"
 #include "functions/FunctionList.h"
 #include "functions/Identity.h"
+#include "functions/Lan.h"
+#include "functions/LocalRows.h"
+#include "functions/Ping.h"
+#include "functions/RateTest.h"
+#include "functions/Rules.h"
+#include "functions/Services.h"
+#include "functions/Shapes.h"
+#include "functions/System.h"
+#include "functions/Traceroute.h"
+#include "functions/Wan.h"
+#include "functions/Wireless.h"
+#include "sdk/RouterSdk.h"
 
-typedef bool (*FunctionHandler)(WireReader *parameters, WireWriter *reply);
+static const size_t kReplyHeader = 6; // tag, ID and status
 
-static bool Unsupported(WireReader *, WireWriter *)
-{
-    return false;
-}
+static constexpr FunctionHandler Unsupported = nullptr;
 
 struct FunctionRow {
     uint16_t id;
-    FunctionHandler answer;
+    FunctionStatus status;
+    FunctionHandler answer; // nullptr for an ID that stands for no function
 };
 
-#define FUNCTION_ROW(id, name, handler) {id, handler},
+#define FUNCTION_ROW(id, name, handler, status, length) {id, STATUS_##status, handler},
 static constexpr FunctionRow kFunctions[] = {FUNCTION_LIST(FUNCTION_ROW)};
 #undef FUNCTION_ROW
 
@@ -31,16 +42,31 @@ static constexpr bool StandAtTheirOwnId(const FunctionRow *rows, size_t count)
         if (rows[i].id != i) return false;
     return true;
 }
+
+static constexpr bool HandledUnlessUnknown(const FunctionRow *rows, size_t count)
+{
+    for (size_t i = 0; i < count; i++)
+        if ((rows[i].answer == nullptr) != (rows[i].status == STATUS_UNKNOWN)) return false;
+    return true;
+}
 static_assert(std::size(kFunctions) == kFunctionCount, "a row is missing");
 static_assert(StandAtTheirOwnId(kFunctions, std::size(kFunctions)), "rows stand at their own ID");
+static_assert(HandledUnlessUnknown(kFunctions, std::size(kFunctions)), "a function without a handler");
+
+static uint16_t StatusOf(FunctionStatus encoding, int result)
+{
+    switch (encoding) {
+    case STATUS_HOST: return static_cast<uint16_t>(result);
+    case STATUS_PROTOCOL: return swapInt16(static_cast<uint16_t>(result));
+    default: return 0;
+    }
+}
 
 // An unknown function is answered only when its ID is positive as a signed 16-bit number.
-static int AnswerUnknown(uint16_t id, WireWriter *reply)
+static int AnswerUnknown(uint16_t id, uint16_t *status, size_t *length)
 {
-    if (id >= 1 && id <= INT16_MAX - 1)
-        WirePutLe16(reply, swapInt16(kStatusUnsupported));
-    else
-        reply->used = 0;
+    *status = swapInt16(kStatusUnsupported);
+    *length = id >= 1 && id <= INT16_MAX - 1 ? kReplyHeader : 0;
     return -1;
 }
 
@@ -53,10 +79,22 @@ int ParserProtoolData(uint8_t *request, uint8_t *reply, int *replyLen)
     WireTake(&in, kFunctionRequestMin - 4);
     LOG_DEBUG("ParserProtoolData funcid %d", id);
 
-    reply[0] = 0;
-    WirePutBytes(&out, request, 4); // tag and ID are echoed byte for byte
+    WirePutZeros(&out, kReplyHeader);
+    uint16_t status;
+    size_t length;
     int result = 0;
-    if (id >= kFunctionCount || !kFunctions[id].answer(&in, &out)) result = AnswerUnknown(id, &out);
-    *replyLen = static_cast<int>(out.used);
+    if (id >= kFunctionCount || !kFunctions[id].answer) {
+        result = AnswerUnknown(id, &status, &length);
+    } else {
+        const FunctionRow &row = kFunctions[id];
+        status = StatusOf(row.status, row.answer(&in, &out));
+        length = row.status == STATUS_NONE ? 0 : out.used;
+    }
+    if (length > 0) {
+        WireWriter head = WireWrite(reply, kReplyHeader);
+        WirePutBytes(&head, request, 4); // tag and ID are echoed byte for byte
+        WirePutLe16(&head, status);
+    }
+    *replyLen = static_cast<int>(length);
     return result;
 }

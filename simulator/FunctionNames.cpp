@@ -10,7 +10,7 @@ namespace sim
 
 namespace
 {
-#define FUNCTION_NAME(id, name, handler) name,
+#define FUNCTION_NAME(id, name, ...) name,
 // The agent's own list, so that the two can never differ; rows stand at their own number there.
 constexpr const char *kNames[] = {FUNCTION_LIST(FUNCTION_NAME)};
 #undef FUNCTION_NAME

@@ -32,7 +32,7 @@ class ProtoolSdkTest : public AgentTest
 // Whether the function list has no handler at this ID.
 static bool NoHandler(unsigned id)
 {
-#define FUNCTION_HANDLER(number, name, handler) #handler,
+#define FUNCTION_HANDLER(number, name, handler, status, length) #handler,
     static const char *const kHandlers[] = {FUNCTION_LIST(FUNCTION_HANDLER)};
 #undef FUNCTION_HANDLER
     return id >= kFunctionCount || strcmp(kHandlers[id], "Unsupported") == 0;

@@ -1,0 +1,119 @@
+#define LOG_MODULE "ProtoolSdk"
+#include "functions/LocalRows.h"
+
+#include "comm/ComRequests.h"
+#include "functions/Parameters.h"
+#include "functions/Records.h"
+
+static const size_t kAnswerMax = kRxDataSize;
+static const size_t kNeighbourMax = 30 * 77; // the records of the neighbours' networks
+
+// Logs the failure of what was asked. Returns the result.
+static int Checked(int result, const char *what)
+{
+    if (result != 0) LOG_WARN("ERROR: %s failed! ret=%d", what, result);
+    return result;
+}
+
+// A query with an answer of one byte; `what` is nullptr for those whose failure is not logged.
+static int PutByte(WireWriter *reply, int (*ask)(uint8_t *out), const char *what)
+{
+    uint8_t byte = 0;
+    const int result = ask(&byte);
+    if (result == 0) WirePut8(reply, byte);
+    return what ? Checked(result, what) : result;
+}
+
+static int PutAnswerIf(WireWriter *reply, int result, size_t most)
+{
+    if (result != 0) return result;
+    uint8_t answer[kAnswerMax];
+    WirePutBytes(reply, answer, CommAnswer(answer, most));
+    return 0;
+}
+
+int WifiBandQuery(WireReader *parameters, WireWriter *reply)
+{
+    uint8_t band = 0;
+    const int result = ComF_get_wifi_freqband(WireGet8(parameters), &band);
+    if (result == 0) WirePut8(reply, band);
+    return result;
+}
+
+int MeshSupportQuery(WireReader *, WireWriter *reply)
+{
+    return PutByte(reply, ComF_get_mesh_support, "get mesh support");
+}
+
+int MeshSwitchSetting(WireReader *parameters, WireWriter *)
+{
+    return Checked(ComF_set_mesh_switch(WireGet8(parameters)), "set mesh switch");
+}
+
+int MeshSwitchQuery(WireReader *, WireWriter *reply)
+{
+    return PutByte(reply, ComF_get_mesh_switch, nullptr);
+}
+
+int MeshRoamingSetting(WireReader *parameters, WireWriter *)
+{
+    return Checked(ComF_set_mesh_roaming_switch(WireGet8(parameters)), "set mesh roaming switch");
+}
+
+int MeshRoamingQuery(WireReader *, WireWriter *reply)
+{
+    return PutByte(reply, ComF_get_mesh_roaming_switch, "get mesh roaming switch");
+}
+
+int RoamingThresholdSetting(WireReader *parameters, WireWriter *)
+{
+    const uint8_t first = WireGet8(parameters);
+    const uint8_t second = WireGet8(parameters);
+    return Checked(ComF_set_mesh_roaming_threshold(first, second), "set mesh roaming threshold");
+}
+
+int RoamingThresholdQuery(WireReader *, WireWriter *reply)
+{
+    uint8_t thresholds[2] = {};
+    const int result = ComF_get_mesh_roaming_threshold(thresholds);
+    LOG_DEBUG("get threshold %d,%d", thresholds[0], thresholds[1]);
+    if (result == 0) WirePutBytes(reply, thresholds, sizeof thresholds);
+    return result;
+}
+
+int MeshTopologyQuery(WireReader *, WireWriter *reply)
+{
+    return PutAnswerIf(reply, Checked(ComF_get_mesh_topology(), "get mesh topology"), kAnswerMax);
+}
+
+int AdjacentWifiInfoQuery(WireReader *, WireWriter *reply)
+{
+    return PutAnswerIf(reply, ComF_get_adj_wifi_info(), kNeighbourMax);
+}
+
+int BssidQuery(WireReader *, WireWriter *reply)
+{
+    return PutAnswerIf(reply, Checked(ComF_get_bssid(), "get bssid"), kAnswerMax);
+}
+
+int WanConfigSetting(WireReader *parameters, WireWriter *)
+{
+    const WanCfg wan = TakeRecord<WanCfg>(parameters);
+    return Checked(ComF_set_wan_cfg(reinterpret_cast<const uint8_t *>(&wan)), "set wan configure");
+}
+
+int OneKeyOptimize(WireReader *, WireWriter *)
+{
+    return Checked(ComF_trig_onekey_optimize(), "trigger onekey optimize");
+}
+
+int FaultDiagnosis(WireReader *, WireWriter *)
+{
+    return ComF_trig_fault_diagnosis();
+}
+
+int AutoReportSetting(WireReader *parameters, WireWriter *)
+{
+    const uint16_t length = Take16(parameters);
+    return Checked(ComF_set_auto_report(TakeText(parameters), length), "set auto report");
+}

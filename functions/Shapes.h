@@ -1,0 +1,78 @@
+// Shapes.h - the handlers that many functions share: a bridge to one router call each.
+// State: none. Threads: the response thread.
+#pragma once
+
+#include "functions/FunctionHandler.h"
+#include "functions/Parameters.h"
+
+// A function that does nothing.
+inline int Nothing(WireReader *, WireWriter *)
+{
+    return 0;
+}
+
+// Reply: a byte, 1 on and 0 off.
+template <int (*get)(uint8_t *on)>
+int SwitchQuery(WireReader *, WireWriter *reply)
+{
+    uint8_t on = 0;
+    const int result = ZeroUnless(get(&on), &on);
+    WirePut8(reply, on);
+    return result;
+}
+
+// Parameter: a byte, as it is.
+template <int (*set)(uint8_t on)>
+int SwitchSetting(WireReader *parameters, WireWriter *)
+{
+    return set(WireGet8(parameters));
+}
+
+// Parameter: a text.
+template <int (*set)(const char *text)>
+int TextSetting(WireReader *parameters, WireWriter *)
+{
+    return set(TakeText(parameters));
+}
+
+// Reply: 16 bits.
+template <int (*get)(uint16_t *figure)>
+int ShortFigureQuery(WireReader *, WireWriter *reply)
+{
+    uint16_t figure = 0;
+    const int result = ZeroUnless(get(&figure), &figure);
+    Put16(reply, figure);
+    return result;
+}
+
+// Parameter: the 16-bit index of a WAN. Reply: 32 bits.
+template <int (*get)(uint16_t index, uint32_t *count)>
+int IndexedCountQuery(WireReader *parameters, WireWriter *reply)
+{
+    uint32_t count = 0;
+    const int result = ZeroUnless(get(Take16(parameters), &count), &count);
+    Put32(reply, count);
+    return result;
+}
+
+// Parameter: the 16-bit index of a WAN. Reply: 64 bits.
+template <int (*get)(uint16_t index, uint64_t *counter)>
+int IndexedCounterQuery(WireReader *parameters, WireWriter *reply)
+{
+    uint64_t counter = 0;
+    const int result = ZeroUnless(get(Take16(parameters), &counter), &counter);
+    Put64(reply, counter);
+    return result;
+}
+
+// Puts a text field of the router, zero when it could not be told.
+template <size_t size>
+int PutText(WireWriter *reply, int (*get)(char *text))
+{
+    struct {
+        char text[size];
+    } field = {};
+    const int result = ZeroUnless(get(field.text), &field);
+    WirePutBytes(reply, &field, size);
+    return result;
+}
