@@ -106,11 +106,15 @@ bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs)
         s_sleepers.push_back({waiter, deadlineMs, self});
         pthread_cond_broadcast(&s_sleepersChanged);
     }
-    pthread_cond_wait(&waiter->changed, &waiter->lock);
-    OsGuard guard(&s_lock);
-    // After a spurious wake-up nobody has taken us out.
-    s_sleepers.remove_if([self](const Sleeper &sleeper) { return sleeper.number == self; });
-    return s_now < deadlineMs;
+    for (;;) {
+        pthread_cond_wait(&waiter->changed, &waiter->lock);
+        OsGuard guard(&s_lock);
+        // Others may share the waiter and it was theirs to wake: then nobody has taken us out, and we stay, so that a
+        // test never finds a thread missing that only looks around.
+        const bool stays = std::any_of(s_sleepers.begin(), s_sleepers.end(),
+                                       [self](const Sleeper &sleeper) { return sleeper.number == self; });
+        if (!stays) return s_now < deadlineMs;
+    }
 }
 
 void OsWakeAll(OsWaiter *waiter)
