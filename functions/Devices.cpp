@@ -8,23 +8,9 @@
 #include "functions/Parameters.h"
 #include "functions/Records.h"
 #include "platform/Settings.h"
-#include "subdev/Subdev.h"
+#include "subdev/DeviceTable.h"
 
 static const uint16_t kMostDevices = 128; // of one reply; the router has room for one more
-
-// Makes the calls of `body` under the lock of the device table. Returns their result, or the error of the lock.
-template <typename Body>
-static int WithDeviceTable(Body body)
-{
-    const int error = pthread_mutex_lock(&SubdevMutex);
-    if (error != 0) {
-        LOG_ERR("Get SubdevMutex failed");
-        return error;
-    }
-    const int result = body();
-    pthread_mutex_unlock(&SubdevMutex);
-    return result;
-}
 
 int DeviceAccessSetting(WireReader *parameters, WireWriter *)
 {

@@ -5,6 +5,7 @@
 
 #include "functions/Parameters.h"
 #include "functions/Records.h"
+#include "subdev/DeviceTable.h"
 
 int SsidConfigsQuery(WireReader *, WireWriter *reply)
 {
@@ -50,7 +51,8 @@ int AdjacentWifiQuery(WireReader *, WireWriter *reply)
 {
     AdjWifi neighbours[ROUTER_SDK_ADJ_WIFI] = {};
     uint16_t count = 0;
-    const int result = ZeroUnless(get_adj_wifi_devs(neighbours, &count), &count);
+    const int result = WithDeviceTable([&] { return get_adj_wifi_devs(neighbours, &count); });
+    ZeroUnless(result, &count);
     PutRecords(reply, neighbours, count, ROUTER_SDK_ADJ_WIFI);
     return result;
 }
