@@ -119,8 +119,6 @@ TEST_F(ProtoolSdkTest, IdentityIsThreeHundredAndOneBytes)
     gSdk.cpu.cores = 2;
     gSdk.memory.kilobytes = 131072;
     strcpy(gSdk.memory.type, "DDR3");
-    gSdk.isPlug = 1;
-    gSdk.supportsIpv6 = 1;
     const Bytes reply = Reply(2, 0);
     ASSERT_EQ(301u, reply.size());
     const Bytes expected = Hex("A5 5A 02 00 00 00") + mac                 // 0-11
@@ -138,7 +136,8 @@ TEST_F(ProtoolSdkTest, IdentityIsThreeHundredAndOneBytes)
 
 TEST_F(ProtoolSdkTest, IdentityCarriesTheResultOfGetNameAlone)
 {
-    gSdk.result = -1; // of all the others
+    gSdk.result = -1;
+    gSdk.results["get_name"] = 0;
     const Bytes reply = Reply(2, 0);
     ASSERT_EQ(301u, reply.size());
     EXPECT_EQ(Hex("00 00"), Bytes(reply.begin() + 4, reply.begin() + 6));
@@ -148,9 +147,8 @@ TEST_F(ProtoolSdkTest, IdentityCarriesTheResultOfGetNameAlone)
 
 TEST_F(ProtoolSdkTest, IdentityWithAFailedNameIsCompleteButForTheName)
 {
-    gSdk.nameResult = -3;
-    gSdk.isPlug = 0;
-    gSdk.supportsIpv6 = 0;
+    gSdk.results["get_name"] = -3;
+    gSdk.numbers.clear(); // neither flag is set
     const Bytes reply = Reply(2, 0);
     ASSERT_EQ(301u, reply.size());
     EXPECT_EQ(Hex("FD FF"), Bytes(reply.begin() + 4, reply.begin() + 6));
@@ -161,9 +159,9 @@ TEST_F(ProtoolSdkTest, IdentityWithAFailedNameIsCompleteButForTheName)
 TEST_F(ProtoolSdkTest, TextsThatFillTheirFieldsNeedNoTerminator)
 {
     gSdk.serial = std::string(80, 'S');
-    gSdk.vendor = std::string(64, 'V');
-    gSdk.model = std::string(64, 'M');
-    gSdk.name = std::string(40, 'N');
+    gSdk.texts["get_router_vender"] = std::string(64, 'V');
+    gSdk.texts["get_router_model"] = std::string(64, 'M');
+    gSdk.texts["get_name"] = std::string(40, 'N');
     const Bytes reply = Reply(2, 0);
     ASSERT_EQ(301u, reply.size());
     EXPECT_EQ(Bytes(64, 'S') + Bytes(64, 'V') + Bytes(64, 'M'), Bytes(reply.begin() + 12, reply.begin() + 204));
