@@ -12,7 +12,7 @@
 
 // The maps are looked up by the whole call as it is noted ("get_lan_port_up_flow(3)"), then by the name alone.
 struct RecordingSdkState {
-    std::vector<std::string> calls;               // in order, as CallText() writes them
+    std::vector<std::string> calls;                  // in order, as CallText() writes them
     std::function<void(const std::string &)> onCall; // runs inside every call, with its name
 
     int result = 0;                     // of every call that has no result of its own

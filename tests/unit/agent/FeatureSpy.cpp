@@ -11,9 +11,9 @@ static std::vector<FeatureSpy::Call> s_calls;
 
 static bool Noted(const char *name, int dataType = -1, const char *payload = "")
 {
-    const std::lock_guard<std::mutex> guard(s_lock);
-    if (s_spy) s_calls.push_back({name, OsNowMs(), dataType, payload});
-    return s_spy != nullptr;
+    FeatureSpy *spy = FeatureSpy::Current();
+    if (spy) spy->Note(name, dataType, payload);
+    return spy != nullptr;
 }
 
 FeatureSpy::FeatureSpy()
@@ -27,6 +27,18 @@ FeatureSpy::~FeatureSpy()
 {
     const std::lock_guard<std::mutex> guard(s_lock);
     s_spy = nullptr;
+}
+
+FeatureSpy *FeatureSpy::Current()
+{
+    const std::lock_guard<std::mutex> guard(s_lock);
+    return s_spy;
+}
+
+void FeatureSpy::Note(const std::string &call, int dataType, const std::string &payload)
+{
+    const std::lock_guard<std::mutex> guard(s_lock);
+    s_calls.push_back({call, OsNowMs(), dataType, payload});
 }
 
 std::vector<FeatureSpy::Call> FeatureSpy::Calls() const

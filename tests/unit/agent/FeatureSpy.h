@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -10,14 +11,16 @@ class FeatureSpy
 {
   public:
     struct Call {
-        std::string name;
-        int64_t atMs; // of OsNowMs()
-        int dataType; // of ParserPlugData, else -1
+        std::string name; // of requests to the local peer and of rules with the arguments, as CallText() writes them
+        int64_t atMs;     // of OsNowMs()
+        int dataType;     // of ParserPlugData, else -1
         std::string payload;
     };
 
     FeatureSpy();
     ~FeatureSpy();
+    static FeatureSpy *Current(); // the one that exists, or nullptr
+    void Note(const std::string &call, int dataType = -1, const std::string &payload = "");
     std::vector<Call> Calls() const;
     std::vector<std::string> Names() const;
     size_t Count(const std::string &name) const;
@@ -25,4 +28,9 @@ class FeatureSpy
     int serverResult = 0;  // of CommServerStart
     int devicesResult = 0; // of StartSubdev
     int plugCode = 0;      // of ParserPlugData
+
+    // Requests to the local peer, rules and diagnostics, by name.
+    std::map<std::string, int> results;                  // else 0
+    std::map<std::string, std::vector<uint8_t>> answers; // what comes back, with a failure too
+    bool diagnostics = false; // stands in for the handlers of ping, traceroute and rate test as well
 };
