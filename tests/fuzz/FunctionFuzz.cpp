@@ -1,20 +1,195 @@
-// Any payload as a function request: the reply fits its room, echoes tag and ID, and an unknown function is answered
-// by the rule for unknown functions.
+// Any payload as a function request, before a router that answers anything: the reply fits its room, echoes tag and ID
+// and is as long as its row says; its status is the one that the router gave; what failed is zero; texts and records
+// reach the router terminated inside their rooms; the device table is only used under its lock.
+//
+// Input: the router's script (16-bit length in front), then the request. For each call the script has
+//   how      bit 0: it fails; bit 1: what it fills in then stays filled in
+//   result   16 bits, only when it fails
+//   figure   16 bits, of which numbers, switches and counts are made; counts may be larger than the room
+//   length   of a text in bytes; it fills its field without a terminator when it is longer
+// Behind its end everything succeeds and is zero or empty.
+#include <cerrno>
 #include <cstring>
 
 #include "FuzzOs.h"
 #include "core/Common.h"
 #include "functions/FunctionList.h"
 #include "functions/ProtoolSdk.h"
+#include "subdev/Subdev.h"
+#include "tests/fakes/RecordingSdk.h"
 
 static const size_t kGuard = 64;
 static const uint8_t kGuardByte = 0xA5;
+static const uint8_t kRecordByte = 0xEE; // all that the router's records hold
+static const size_t kHeader = 6;
 
-static bool GuardIntact(const uint8_t *guard)
+// ---- The router ----
+
+static FuzzInput s_script;
+static size_t s_calls;
+static int s_firstFailure;
+static int s_nameResult;
+
+static bool StartsWith(const std::string &text, const char *start)
 {
-    for (size_t i = 0; i < kGuard; i++)
-        if (guard[i] != kGuardByte) return false;
+    return text.compare(0, strlen(start), start) == 0;
+}
+
+static bool OfDeviceTable(const std::string &name)
+{
+    return name.find("_dev_") != std::string::npos || name == "get_devs_cfg";
+}
+
+// The text between the quotes of a noted call, which nothing else follows.
+static size_t TextLength(const std::string &call)
+{
+    const size_t quote = call.find('"');
+    return quote == std::string::npos ? 0 : call.size() - quote - 3;
+}
+
+static uint8_t HexByte(const std::string &call, size_t at)
+{
+    return static_cast<uint8_t>(strtoul(call.substr(at, 2).c_str(), nullptr, 16));
+}
+
+// Whether a hex dump that starts at `from` has a NUL among the bytes [at, at + size).
+static bool Terminated(const std::string &call, size_t from, size_t at, size_t size)
+{
+    for (size_t i = 0; i < size; i++)
+        if (HexByte(call, from + 2 * (at + i)) == 0) return true;
+    return false;
+}
+
+static void CheckArguments(const std::string &name, const std::string &call)
+{
+    const bool account = StartsWith(name, "set_") &&
+                         (name.find("_user") != std::string::npos || name.find("_password") != std::string::npos);
+    REQUIRE(!account || TextLength(call) <= 16);
+    REQUIRE(TextLength(call) < kFunctionRequestSize - kFunctionRequestMin);
+    if (name == "set_ssid_cfg") {
+        const size_t from = call.find('(') + 1;
+        REQUIRE(Terminated(call, from, offsetof(SsidCfg, ssid), sizeof SsidCfg::ssid));
+        REQUIRE(Terminated(call, from, offsetof(SsidCfg, key), sizeof SsidCfg::key));
+    }
+}
+
+static void AnswerByScript(const std::string &name)
+{
+    CheckArguments(name, gSdk.calls.back());
+    REQUIRE(pthread_mutex_trylock(&SubdevMutex) == (OfDeviceTable(name) ? EBUSY : 0));
+    if (!OfDeviceTable(name)) pthread_mutex_unlock(&SubdevMutex);
+
+    const uint8_t how = s_script.Byte();
+    gSdk.result = how & 1 ? static_cast<int>(s_script.Word()) * 257 : 0;
+    gSdk.careless = how & 2;
+    gSdk.numbers[name] = s_script.Word() * uint64_t{0x0001000100010001};
+    gSdk.texts[name] = std::string(s_script.Byte(), 'T');
+    s_calls++;
+    if (s_firstFailure == 0) s_firstFailure = gSdk.result;
+    if (name == "get_name") s_nameResult = gSdk.result;
+}
+
+template <typename Record>
+static Record FilledRecord()
+{
+    Record record;
+    memset(&record, kRecordByte, sizeof record);
+    return record;
+}
+
+static void ResetRouter(const uint8_t *script, size_t size)
+{
+    s_script = {script, size};
+    s_calls = 0;
+    s_firstFailure = s_nameResult = 0;
+    RecordingSdkReset();
+    gSdk.onCall = AnswerByScript;
+    gSdk.version = FilledRecord<RouterVersion>();
+    gSdk.cpu = FilledRecord<CpuCfg>();
+    gSdk.memory = FilledRecord<MemCfg>();
+    gSdk.lan = FilledRecord<LanCfg>();
+    gSdk.wan = FilledRecord<WanCfg>();
+    gSdk.ssid = FilledRecord<SsidCfg>();
+    gSdk.device = FilledRecord<DevCfg>();
+    gSdk.dns[0] = gSdk.dns[1] = FilledRecord<uint32_t>();
+    gSdk.lanStatus.assign(16, kRecordByte);
+    gSdk.wanStatus.assign(16, kRecordByte);
+    gSdk.wans.assign(ROUTER_SDK_WANS, gSdk.wan);
+    gSdk.ssids.assign(ROUTER_SDK_SSIDS, gSdk.ssid);
+    gSdk.devices.assign(ROUTER_SDK_DEVICES, gSdk.device);
+    gSdk.neighbours.assign(ROUTER_SDK_ADJ_WIFI, FilledRecord<AdjWifi>());
+    gSdk.blackList.assign(ROUTER_SDK_BLACK_LIST, FilledRecord<std::array<uint8_t, 6>>());
+}
+
+// ---- Rules ----
+
+struct Row {
+    FunctionStatus status;
+    int length;
+};
+#define ROW(id, name, handler, status, length) {STATUS_##status, length},
+static const Row kRows[] = {FUNCTION_LIST(ROW)};
+#undef ROW
+
+static bool AllAre(const uint8_t *bytes, size_t size, uint8_t value)
+{
+    for (size_t i = 0; i < size; i++)
+        if (bytes[i] != value) return false;
     return true;
+}
+
+static bool RecordsOf(size_t dataLength, size_t size, size_t most)
+{
+    return dataLength % size == 0 && dataLength / size <= most;
+}
+
+// Whether `length` bytes of data behind the header are what the lists of this function can be.
+static bool VaryingLengthHolds(int id, const uint8_t *data, size_t length)
+{
+    const size_t count = length < 2 ? 0 : data[0] + 256u * data[1];
+    switch (id) {
+    case 4: return RecordsOf(length, sizeof(WanCfg), ROUTER_SDK_WANS);
+    case 12: return length == 2 + 16 * count && count <= ROUTER_SDK_LAN_PORTS;
+    case 13: return RecordsOf(length, sizeof(SsidCfg), ROUTER_SDK_SSIDS);
+    case 39: return length == 2 + sizeof(DevCfg) * count && count <= 128;
+    case 42: return RecordsOf(length, sizeof(AdjWifi), ROUTER_SDK_ADJ_WIFI);
+    case 43: return RecordsOf(length, 6, ROUTER_SDK_BLACK_LIST);
+    case 49: {
+        if (length < 4 || count > 16 || length < 4 + count) return false;
+        const size_t wans = data[2 + count] + 256u * data[3 + count];
+        return wans <= 16 && length == 2 + count + 2 + wans + ROUTER_SDK_WIFI_MODULES;
+    }
+    case 79: return length <= 30 * 77;
+    default: return true; // what diagnostics and the local peer have to say
+    }
+}
+
+// Whose status is not the router's first failure.
+static bool StatusIsItsOwn(int id)
+{
+    return id == 8 || id == 33 || id == 36 || id == 39 || id == 51 || id == 69;
+}
+
+static void CheckKnown(int id, const uint8_t *reply, int replyLen)
+{
+    const Row &row = kRows[id];
+    const uint16_t status = static_cast<uint16_t>(reply[4] | reply[5] << 8);
+    if (row.status == STATUS_NONE) {
+        REQUIRE(replyLen == 0 && s_calls == 0);
+        return;
+    }
+    REQUIRE(replyLen >= static_cast<int>(kHeader));
+    const size_t dataLength = static_cast<size_t>(replyLen) - kHeader;
+    // Only what cannot be had from elsewhere than the router's library is left out.
+    const bool leftOut = row.status == STATUS_PROTOCOL && status != 0 && dataLength == 0;
+    if (row.length != VARIES)
+        REQUIRE(replyLen == row.length || leftOut);
+    else
+        REQUIRE(VaryingLengthHolds(id, reply + kHeader, dataLength) || leftOut);
+    if (row.status == STATUS_ZERO || id == 33 || id == 36 || id == 39) REQUIRE(status == 0);
+    if (row.status == STATUS_HOST && !StatusIsItsOwn(id))
+        REQUIRE(status == static_cast<uint16_t>(id == 2 ? s_nameResult : s_firstFailure));
+    if (s_calls == 1 && s_firstFailure != 0) REQUIRE(AllAre(reply + kHeader, dataLength, 0));
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -23,27 +198,36 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static uint8_t reply[kFunctionReplySize + kGuard];
     FuzzOsReset();
     d_set_log_level(LOG_LEVEL_NONE);
-    if (size < kFunctionRequestMin || size > kFunctionRequestSize) return 0; // never gets here
+    FuzzInput input = {data, size};
+    size_t scriptLen = input.Word();
+    const uint8_t *script = input.Bytes(&scriptLen);
+    ResetRouter(script, scriptLen);
+    const uint8_t *sent = input.data;
+    if (input.left < kFunctionRequestMin || input.left > kFunctionRequestSize) return 0; // never gets here
 
     memset(request, 0, kFunctionRequestSize);
-    memcpy(request, data, size);
+    memcpy(request, sent, input.left);
     memset(request + kFunctionRequestSize, kGuardByte, kGuard);
     memset(reply, 0, kFunctionReplySize);
     memset(reply + kFunctionReplySize, kGuardByte, kGuard);
     int replyLen = -1;
     const int result = ParserProtoolData(request, reply, &replyLen);
 
-    const int id = data[2] | data[3] << 8;
-    REQUIRE(GuardIntact(request + kFunctionRequestSize) && GuardIntact(reply + kFunctionReplySize));
+    const int id = sent[2] | sent[3] << 8;
+    REQUIRE(AllAre(request + kFunctionRequestSize, kGuard, kGuardByte));
+    REQUIRE(AllAre(reply + kFunctionReplySize, kGuard, kGuardByte));
     REQUIRE(replyLen >= 0 && replyLen <= static_cast<int>(kFunctionReplySize));
-    REQUIRE(replyLen == 0 || replyLen >= 6); // tag, ID and status
-    REQUIRE(replyLen == 0 || memcmp(reply, data, 4) == 0);
-    REQUIRE(result == 0 || result == -1);
-    REQUIRE(result == -1 || (id >= 1 && id < kFunctionCount));
-    if (result == -1) {
-        const bool answered = id >= 1 && id < 0x7FFF;
-        REQUIRE(replyLen == (answered ? 6 : 0));
-        REQUIRE(!answered || (reply[4] == 7 && reply[5] == 0));
+    REQUIRE(AllAre(reply + replyLen, kFunctionReplySize - static_cast<size_t>(replyLen), 0));
+    REQUIRE(replyLen == 0 || memcmp(reply, sent, 4) == 0);
+    REQUIRE(pthread_mutex_trylock(&SubdevMutex) == 0 && pthread_mutex_unlock(&SubdevMutex) == 0);
+    if (id < kFunctionCount && kRows[id].status != STATUS_UNKNOWN) {
+        REQUIRE(result == 0);
+        CheckKnown(id, reply, replyLen);
+        return 0;
     }
+    const bool answered = id >= 1 && id < 0x7FFF;
+    REQUIRE(result == -1 && s_calls == 0);
+    REQUIRE(replyLen == (answered ? 6 : 0));
+    REQUIRE(!answered || (reply[4] == 7 && reply[5] == 0));
     return 0;
 }

@@ -18,6 +18,12 @@ struct LocalRow {
     const char *log;  // a failure with 2 is logged as this; "" when it is not
 };
 
+void PrintTo(const LocalRow &row, std::ostream *out);
+void PrintTo(const LocalRow &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
 static std::string NameOfRow(const testing::TestParamInfo<LocalRow> &info)
 {
     return info.param.name;

@@ -10,6 +10,12 @@ struct SwitchRow {
     const char *call;
 };
 
+void PrintTo(const SwitchRow &row, std::ostream *out);
+void PrintTo(const SwitchRow &row, std::ostream *out)
+{
+    *out << row.call;
+}
+
 static std::string NameOfRow(const testing::TestParamInfo<SwitchRow> &info)
 {
     return info.param.call;

@@ -42,6 +42,12 @@ struct TextRow {
     size_t from; // parameter bytes in front of the text
 };
 
+void PrintTo(const TextRow &row, std::ostream *out);
+void PrintTo(const TextRow &row, std::ostream *out)
+{
+    *out << row.call;
+}
+
 class TextSettingTest : public FunctionTest, public testing::WithParamInterface<TextRow>
 {
   protected:
