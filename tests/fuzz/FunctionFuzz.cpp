@@ -37,7 +37,7 @@ static bool StartsWith(const std::string &text, const char *start)
 
 static bool OfDeviceTable(const std::string &name)
 {
-    return name.find("_dev_") != std::string::npos || name == "get_devs_cfg";
+    return name.find("_dev") != std::string::npos;
 }
 
 // The text between the quotes of a noted call, which nothing else follows.

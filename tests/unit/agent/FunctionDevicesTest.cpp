@@ -19,7 +19,7 @@ static std::string Noted(const DevCfg &device)
 
 // ---- The lock, of every row that makes calls on the table ----
 
-static const uint16_t kTableRows[] = {32, 33, 34, 35, 36, 37, 38, 39, 41, 43};
+static const uint16_t kTableRows[] = {32, 33, 34, 35, 36, 37, 38, 39, 41, 42, 43};
 
 class DeviceTableRowTest : public FunctionTest, public testing::WithParamInterface<uint16_t>
 {

@@ -195,6 +195,21 @@ TEST_F(FunctionRowsTest, FunctionsThatDoNothingAskNobodyAndHaveNoReply)
     EXPECT_EQ(Calls(), spy.Names());
 }
 
+TEST_F(FunctionRowsTest, CallsOfTheDeviceTableAndNoOthersAreMadeUnderItsLock)
+{
+    size_t ofTable = 0;
+    gSdk.onCall = [&](const std::string &name) {
+        const bool free = pthread_mutex_trylock(&SubdevMutex) == 0;
+        if (free) pthread_mutex_unlock(&SubdevMutex);
+        const bool device = name.find("_dev") != std::string::npos;
+        EXPECT_EQ(device, !free) << name;
+        ofTable += device;
+    };
+    for (const Row &row : kRows)
+        if (row.status != STATUS_UNKNOWN) Reply(row.id);
+    EXPECT_EQ(16u, ofTable); // 41 makes three, 33 to 35 two each, seven others one
+}
+
 TEST_F(FunctionRowsTest, AFailedCallLeavesNoDataInAnyReplyHoweverCarelessTheRouter)
 {
     Result(-3);
