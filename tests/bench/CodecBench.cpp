@@ -4,11 +4,10 @@
 // payload of 8,000 bytes and a frame, key set-up included. Takes the options of Google Benchmark.
 #include <benchmark/benchmark.h>
 #include <cstring>
-#include <map>
 #include <openssl/aes.h>
-#include <vector>
 
 #include "Figures.h"
+#include "Medians.h"
 #include "platform/Crypt.h"
 #include "platform/Frame.h"
 
@@ -94,36 +93,9 @@ BENCHMARK(RawDecrypt);
 BENCHMARK(ParseFrame);
 BENCHMARK(CheckSum);
 
-// Shows the usual table and keeps the medians.
-class MedianReporter : public benchmark::ConsoleReporter
-{
-  public:
-    MedianReporter() : ConsoleReporter(OO_None) {} // no colours: the output goes through a pipe
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-                mMedians[run.run_name.function_name] = run.GetAdjustedCPUTime();
-    }
-    double Median(const char *name) { return mMedians[name]; }
-
-  private:
-    std::map<std::string, double> mMedians; // nanoseconds
-};
-
 int main(int argc, char *argv[])
 {
-    // All of them take turns, so that what else the machine does hits them alike.
-    std::vector<char *> arguments = {argv[0]};
-    char interleave[] = "--benchmark_enable_random_interleaving=true", repeat[] = "--benchmark_repetitions=15",
-         briefly[] = "--benchmark_min_time=0.1", aggregates[] = "--benchmark_display_aggregates_only=true";
-    for (char *option : {interleave, repeat, briefly, aggregates}) arguments.push_back(option);
-    for (int i = 1; i < argc; i++) arguments.push_back(argv[i]); // the last one of a kind holds
-    int count = static_cast<int>(arguments.size());
-    arguments.push_back(nullptr);
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+    if (!InitializeForMedians(argc, argv)) return 2;
     for (size_t i = 0; i < kPayload; i++) s_payload[i] = static_cast<uint8_t>(i * 31);
 
     MedianReporter reporter;

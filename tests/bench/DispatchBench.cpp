@@ -4,10 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <map>
-#include <vector>
 
 #include "Figures.h"
+#include "Medians.h"
 #include "functions/ProtoolSdk.h"
 #include "sdk/RouterSdk.h"
 
@@ -131,37 +130,10 @@ static bool CountsAllocations()
     return s_allocations == 1;
 }
 
-// Shows the usual table and keeps the medians.
-class MedianReporter : public benchmark::ConsoleReporter
-{
-  public:
-    MedianReporter() : ConsoleReporter(OO_None) {} // no colours: the output goes through a pipe
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-                mMedians[run.run_name.function_name] = run.GetAdjustedCPUTime();
-    }
-    double Median(const std::string &name) { return mMedians[name]; }
-
-  private:
-    std::map<std::string, double> mMedians; // nanoseconds
-};
-
 int main(int argc, char *argv[])
 {
-    // All of them take turns, so that what else the machine does hits them alike.
-    std::vector<char *> arguments = {argv[0]};
-    char interleave[] = "--benchmark_enable_random_interleaving=true", repeat[] = "--benchmark_repetitions=15",
-         briefly[] = "--benchmark_min_time=0.05", aggregates[] = "--benchmark_display_aggregates_only=true";
-    for (char *option : {interleave, repeat, briefly, aggregates}) arguments.push_back(option);
-    for (int i = 1; i < argc; i++) arguments.push_back(argv[i]); // the last one of a kind holds
-    int count = static_cast<int>(arguments.size());
-    arguments.push_back(nullptr);
     for (const Function &function : kFunctions) benchmark::RegisterBenchmark(function.name, Dispatch, function);
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+    if (!InitializeForMedians(argc, argv)) return 2;
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
