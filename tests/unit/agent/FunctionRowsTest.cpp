@@ -305,5 +305,6 @@ TEST_F(FunctionFramesTest, TwoCommandsInFlightAreAnsweredInOrderEachUnderItsOwnT
     ASSERT_TRUE(peer.Send(both));
     ExpectAck(26, 0, 40, Hex("01 5A 2F 00 00 00  0C 00"));
     ExpectAck(26, 0, 40, Hex("02 5A 30 00 00 00  22 00"));
+    Unlink(); // ends the thread that has made the calls
     EXPECT_EQ(Calls({"get_cpu_use", "get_mem_use"}), gSdk.calls);
 }
