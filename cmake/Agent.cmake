@@ -54,6 +54,7 @@ target_link_libraries(plugcore PUBLIC plug_router_code plug_sdk plug_cjson plug_
 
 add_library(plug_os STATIC
   os/posix/OsClock.cpp
+  os/posix/OsCommand.cpp
   os/posix/OsFile.cpp
   os/posix/OsMemory.cpp
   os/posix/OsProcess.cpp

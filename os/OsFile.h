@@ -15,3 +15,11 @@ int OsOpenForReading(const char *path, bool followLink);
 // Returns 0; -1 with errno when the file cannot be opened; -2 with errno when it was opened but not all bytes
 // could be written.
 int OsReplaceFile(const char *path, const void *data, size_t size);
+
+// Opens `path` for writing, empty. A symbolic link there is removed, never followed; anything else that is not a
+// regular file is left alone and refused. The file is created with mode 0644; the descriptor is close-on-exec.
+// Returns the descriptor, or -1 with errno.
+int OsOpenForWriting(const char *path);
+
+// Writes all `size` bytes. Returns 0, or -1 with errno (ENOSPC when the file took fewer).
+int OsWriteAll(int fd, const void *data, size_t size);

@@ -12,7 +12,7 @@ int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument);
 // Waits for the end of a thread. Returns 0 or the error number of pthread_join().
 int OsThreadJoin(pthread_t thread);
 
-// Ends the process with `status`, after removing what OsRemoveAtEnd() named.
+// Ends the process with `status`, after stopping all commands and removing what OsRemoveAtEnd() named.
 [[noreturn]] void OsExit(int status);
 
 // Names a file that the end of the process removes, however it ends short of SIGKILL (OsExit, SIGTERM, SIGINT).
@@ -20,5 +20,6 @@ int OsThreadJoin(pthread_t thread);
 int OsRemoveAtEnd(const char *path);
 
 // Makes the process a daemon that behaves: descriptors 0 to 2 are open, so that no socket ever gets a number
-// that means "closed"; SIGPIPE is ignored; SIGTERM and SIGINT end the process at once with status 0.
+// that means "closed"; SIGPIPE is ignored; SIGTERM and SIGINT stop all commands and end the process at once with
+// status 0.
 void OsPrepareProcess();

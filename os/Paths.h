@@ -4,3 +4,5 @@
 extern const char *const kPathPlugStatus;    // the stage of the agent, for its supervisor
 extern const char *const kPathDefaultConfig; // the configuration file when -f names none
 extern const char *const kPathLocalConfig;   // the configuration file of last resort
+extern const char *const kPathTraceroute;    // what the last traceroute has printed
+extern const char *const kPathRateTest;      // what the rate test would write, if it kept what it downloads

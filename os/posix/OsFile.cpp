@@ -22,10 +22,17 @@ int OsOpenForReading(const char *path, bool followLink)
     return OpenRegular(path, O_RDONLY | (followLink ? 0 : O_NOFOLLOW));
 }
 
+// For writing, created when missing; a symbolic link makes room for a file.
+static int OpenOrCreate(const char *path)
+{
+    const int fd = OpenRegular(path, O_WRONLY | O_CREAT | O_NOFOLLOW);
+    if (fd >= 0 || errno != ELOOP || unlink(path) != 0) return fd;
+    return OpenRegular(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_EXCL);
+}
+
 int OsReplaceFile(const char *path, const void *data, size_t size)
 {
-    int fd = OpenRegular(path, O_WRONLY | O_CREAT | O_NOFOLLOW);
-    if (fd < 0 && errno == ELOOP && unlink(path) == 0) fd = OpenRegular(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_EXCL);
+    const int fd = OpenOrCreate(path);
     if (fd < 0) return -1;
 
     // Overwriting in place needs no new block, so it succeeds on a full disk once the file is there.
@@ -39,4 +46,28 @@ int OsReplaceFile(const char *path, const void *data, size_t size)
     close(fd);
     errno = error;
     return complete ? 0 : -2;
+}
+
+int OsOpenForWriting(const char *path)
+{
+    const int fd = OpenOrCreate(path);
+    if (fd < 0 || ftruncate(fd, 0) == 0) return fd;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
+}
+
+int OsWriteAll(int fd, const void *data, size_t size)
+{
+    const char *bytes = static_cast<const char *>(data);
+    while (size > 0) {
+        const ssize_t written = write(fd, bytes, size);
+        if (written < 0 && errno == EINTR) continue;
+        if (written == 0) errno = ENOSPC;
+        if (written <= 0) return -1;
+        bytes += written;
+        size -= static_cast<size_t>(written);
+    }
+    return 0;
 }

@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "os/OsCommand.h"
+
 static const size_t kThreadStackSize = 128 * 1024;
 static const int kRemoveAtEndMax = 8;
 
@@ -37,6 +39,7 @@ static void RemoveFiles()
 
 void OsExit(int status)
 {
+    OsStopCommands();
     RemoveFiles();
     exit(status);
 }
@@ -54,6 +57,7 @@ int OsRemoveAtEnd(const char *path)
 // a name look-up or in a command could take minutes.
 static void StopBySignal(int)
 {
+    OsStopCommands();
     RemoveFiles();
     _exit(0);
 }
@@ -71,6 +75,7 @@ void OsPrepareProcess()
 {
     KeepStandardDescriptorsOpen();
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGCHLD, SIG_DFL); // ignored, as some supervisors leave it, no command's end could be learnt
     struct sigaction stop = {};
     stop.sa_handler = StopBySignal;
     sigfillset(&stop.sa_mask);

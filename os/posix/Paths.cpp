@@ -3,3 +3,5 @@
 const char *const kPathPlugStatus = "/tmp/plugstatus";
 const char *const kPathDefaultConfig = "/tmp/plug.conf";
 const char *const kPathLocalConfig = "./plug.conf";
+const char *const kPathTraceroute = "/tmp/tracerouteFile";
+const char *const kPathRateTest = "/tmp/rate";

@@ -1,5 +1,5 @@
 // FakeOs.h - the outside world as the unit tests see it: a clock that only tests move, threads, memory and waits that
-// fail on demand, and paths in a private folder.
+// fail on demand, scripted commands, and paths in a private folder.
 //
 // Call FakeOsReset() first in every test (the AgentTest fixture does): clock at 0, wall time at kFakeEpoch, nothing
 // fails.
@@ -7,8 +7,10 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "os/OsWait.h"
 
@@ -52,6 +54,30 @@ void FakeFailAllocation(int nth);
 
 // Blocks of OsAllocate() that have not been freed.
 int FakeAllocationsAlive();
+
+// ---- Commands ----
+
+// What a command does. Without a script it succeeds at once and prints nothing.
+struct FakeScript {
+    std::string output;        // what it prints
+    int status = 0;            // its exit status
+    bool cannotStart = false;  // starting it fails
+    bool closeFails = false;   // closing its output fails
+    bool lasts = false;        // having printed, it goes on until it is stopped, killed by "killall -9" or told to end
+    std::function<void()> run; // called when it starts
+};
+
+// Scripts all commands that begin with this text, from now on. Of several scripts the last one counts.
+void FakeCommand(const std::string &beginning, const FakeScript &script);
+
+// Ends every command that lasts, as if it had come to its own end.
+void FakeCommandEnd();
+
+// What has been started, in order, whether it could be started or not.
+std::vector<std::string> FakeCommands();
+
+int FakeCommandsRunning(); // now
+int FakeCommandsAtOnce();  // at most, since the reset
 
 // ---- Paths ----
 

@@ -11,6 +11,7 @@
 #include "tests/fakes/FakeOs.h"
 
 void FakeClockReset();
+void FakeCommandReset();
 
 namespace
 {
@@ -58,6 +59,8 @@ const std::string &FakeFolder()
 const char *const kPathPlugStatus = Inside("plugstatus");
 const char *const kPathDefaultConfig = Inside("plug.conf");
 const char *const kPathLocalConfig = Inside("local-plug.conf");
+const char *const kPathTraceroute = Inside("tracerouteFile");
+const char *const kPathRateTest = Inside("rate");
 
 int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)
 {
@@ -121,6 +124,7 @@ int FakeAllocationsAlive()
 void FakeOsReset()
 {
     FakeClockReset();
+    FakeCommandReset();
     s_start.countdown = s_join.countdown = s_allocation.countdown = 0;
     for (const auto &entry : std::filesystem::directory_iterator(FakeFolder()))
         std::filesystem::remove_all(entry.path());

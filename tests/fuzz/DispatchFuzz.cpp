@@ -229,6 +229,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FuzzOsReset();
     d_set_log_level(LOG_LEVEL_NONE);
     if (s_platform == 0) Connect();
+    g_world.noThreads = true; // diagnostics would wait for theirs
     FuzzInput input = {data, size};
     const uint8_t begin = input.Byte();
     NewProtool();

@@ -197,6 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static uint8_t request[kFunctionRequestSize + kGuard];
     static uint8_t reply[kFunctionReplySize + kGuard];
     FuzzOsReset();
+    g_world.noThreads = true; // diagnostics would wait for theirs
     d_set_log_level(LOG_LEVEL_NONE);
     FuzzInput input = {data, size};
     size_t scriptLen = input.Word();

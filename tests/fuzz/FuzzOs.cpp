@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "os/OsClock.h"
+#include "os/OsCommand.h"
 #include "os/OsFile.h"
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
@@ -67,6 +68,8 @@ std::string FuzzInput::Text()
 const char *const kPathPlugStatus = "status";
 const char *const kPathDefaultConfig = "default.conf";
 const char *const kPathLocalConfig = "local.conf";
+const char *const kPathTraceroute = "traceroute";
+const char *const kPathRateTest = "rate";
 
 int64_t OsNowMs()
 {
@@ -95,6 +98,16 @@ int OsOpenForReading(const char *, bool)
     return fd;
 }
 
+int OsOpenForWriting(const char *)
+{
+    return memfd_create("written", MFD_CLOEXEC);
+}
+
+int OsWriteAll(int, const void *, size_t)
+{
+    return 0;
+}
+
 int OsReplaceFile(const char *path, const void *data, size_t size)
 {
     REQUIRE(strcmp(path, kPathPlugStatus) == 0);
@@ -117,7 +130,7 @@ void OsFree(void *memory)
 // Threads "start" but nothing runs: the target does what they would do.
 int OsThreadStart(pthread_t *, void *(*)(void *), void *)
 {
-    return 0;
+    return g_world.noThreads ? EAGAIN : 0;
 }
 
 int OsThreadJoin(pthread_t)
@@ -157,3 +170,33 @@ OsReadable OsWaitReadable(int, int)
 {
     return OS_TIMED_OUT;
 }
+
+// Commands succeed and print nothing.
+void OsCommandReady(OsCommand *) {}
+
+int OsCommandRun(OsCommand *, const char *)
+{
+    return 0;
+}
+
+int OsRun(const char *)
+{
+    return 0;
+}
+
+int OsCommandOpen(OsCommand *, const char *)
+{
+    return 0;
+}
+
+size_t OsCommandReadLine(OsCommand *, char *, size_t)
+{
+    return 0;
+}
+
+int OsCommandClose(OsCommand *)
+{
+    return 0;
+}
+
+void OsCommandStop(OsCommand *) {}

@@ -17,6 +17,7 @@ struct FuzzWorld {
     int allocationsLeft;    // allocations that still succeed; negative: all
     jmp_buf *exitTo;        // where OsExit() goes; null: an exit is an error
     int exitStatus;         // of the last OsExit()
+    bool noThreads;         // starting one fails
 };
 
 extern FuzzWorld g_world;

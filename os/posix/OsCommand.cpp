@@ -1,0 +1,213 @@
+#include "os/OsCommand.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "os/OsWait.h"
+
+extern char **environ;
+
+static const int kGroupsMax = 16;
+static const int kLastStartMs = 400; // how long the end of the process waits for a start that has begun
+
+// Read by the signal handler, so plain atomics. A group stands here until just before its leader is reaped: as long as
+// it does, its number belongs to nobody else.
+static std::atomic<pid_t> s_groups[kGroupsMax];
+static std::atomic<int> s_starting; // threads between "may I start?" and "the group stands in the list"
+static std::atomic<bool> s_ending;
+
+// Holds back the signals that end the process: a thread that begins a start also finishes it, or the handler that
+// interrupts it would wait for itself.
+class SignalsBlocked
+{
+  public:
+    SignalsBlocked()
+    {
+        sigset_t ends;
+        sigemptyset(&ends);
+        sigaddset(&ends, SIGTERM);
+        sigaddset(&ends, SIGINT);
+        pthread_sigmask(SIG_BLOCK, &ends, &mBefore);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
+
+  private:
+    sigset_t mBefore;
+};
+
+// `output` is where the command's standard output goes, -1 for ours. Returns 0 or an error number.
+static int Spawn(pid_t *child, const char *text, int output)
+{
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_init(&actions);
+
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+    // A background group that reads from a terminal would be stopped by it.
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+
+    char shell[] = "/bin/sh";
+    char option[] = "-c";
+    char *const arguments[] = {shell, option, const_cast<char *>(text), nullptr};
+    const int error = posix_spawn(child, shell, &actions, &attributes, arguments, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return error;
+}
+
+// Enters `group` (0: just looks whether there is room). Returns false when the list is full.
+static bool EnterGroup(pid_t group)
+{
+    for (auto &entry : s_groups) {
+        pid_t free = 0;
+        if (group == 0 ? entry.load() == 0 : entry.compare_exchange_strong(free, group)) return true;
+    }
+    return false;
+}
+
+// Takes `group` out and learns how its leader ended; waits for that end. Returns the wait status, or -1 with errno.
+static int Reap(OsCommand *command, pid_t group)
+{
+    siginfo_t information;
+    int waited;
+    do {
+        waited = waitid(P_PID, static_cast<id_t>(group), &information, WEXITED | WNOWAIT);
+    } while (waited != 0 && errno == EINTR);
+
+    OsGuard guard(&command->lock);
+    command->group = 0;
+    for (auto &entry : s_groups) {
+        pid_t mine = group;
+        entry.compare_exchange_strong(mine, 0);
+    }
+    int status;
+    return waitpid(group, &status, 0) == group ? status : -1;
+}
+
+// Starts `text` unless somebody has stopped it. Returns 0 or an error number.
+static int Start(OsCommand *command, const char *text, int output)
+{
+    OsGuard guard(&command->lock);
+    if (command->stopped) return ECANCELED;
+    SignalsBlocked blocked;
+    s_starting++;
+    pid_t child = 0;
+    int error = s_ending ? ECANCELED : EnterGroup(0) ? Spawn(&child, text, output) : EAGAIN;
+    if (error == 0 && !EnterGroup(child)) { // another thread took the last place meanwhile
+        kill(-child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        error = EAGAIN;
+    }
+    if (error == 0) command->group = child;
+    s_starting--;
+    return error;
+}
+
+void OsCommandReady(OsCommand *command)
+{
+    OsGuard guard(&command->lock);
+    command->stopped = false;
+}
+
+int OsCommandRun(OsCommand *command, const char *text)
+{
+    const int error = Start(command, text, -1);
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
+    const int status = Reap(command, command->group);
+    if (status == -1) return -1;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+int OsRun(const char *text)
+{
+    OsCommand command;
+    return OsCommandRun(&command, text);
+}
+
+int OsCommandOpen(OsCommand *command, const char *text)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return -1;
+    const int error = Start(command, text, ends[1]);
+    close(ends[1]);
+    if (error != 0) {
+        close(ends[0]);
+        errno = error;
+        return -1;
+    }
+    command->output = ends[0];
+    command->taken = command->filled = 0;
+    return 0;
+}
+
+// Makes sure that a byte is there to take. Returns false at the end of the output.
+static bool Fill(OsCommand *command)
+{
+    if (command->taken < command->filled) return true;
+    ssize_t count;
+    do {
+        count = read(command->output, command->buffer, sizeof command->buffer);
+    } while (count < 0 && errno == EINTR);
+    command->taken = 0;
+    command->filled = count > 0 ? static_cast<size_t>(count) : 0;
+    return count > 0;
+}
+
+size_t OsCommandReadLine(OsCommand *command, char *line, size_t room)
+{
+    size_t length = 0;
+    while (length + 1 < room && Fill(command)) {
+        const char byte = command->buffer[command->taken++];
+        line[length++] = byte;
+        if (byte == '\n') break;
+    }
+    line[length] = '\0';
+    return length;
+}
+
+int OsCommandClose(OsCommand *command)
+{
+    close(command->output);
+    command->output = -1;
+    return Reap(command, command->group) == -1 ? -1 : 0;
+}
+
+void OsCommandStop(OsCommand *command)
+{
+    OsGuard guard(&command->lock);
+    command->stopped = true;
+    if (command->group > 0) kill(-command->group, SIGKILL);
+}
+
+void OsStopCommands()
+{
+    const int error = errno;
+    s_ending = true;
+    // Whoever has seen s_ending unset is about to enter a group; it takes as long as a fork.
+    const struct timespec millisecond = {0, 1000000};
+    for (int i = 0; i < kLastStartMs && s_starting > 0; i++) nanosleep(&millisecond, nullptr);
+    for (auto &entry : s_groups) {
+        const pid_t group = entry.load();
+        if (group > 0) kill(-group, SIGKILL);
+    }
+    errno = error;
+}
