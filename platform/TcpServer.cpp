@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstring>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -24,6 +25,9 @@ static int ServerSock; // 0 when closed
 static pthread_mutex_t mMutexTcp = PTHREAD_MUTEX_INITIALIZER;
 static FrameHandler s_onFrame;
 static OsWaiter s_stop; // woken when ServerRun is cleared
+
+static const size_t kLetGoMax = 4;
+static void (*s_letGo[kLetGoMax])(); // called when ServerRun has been cleared; guarded by s_stop
 
 static const int kSendBuffer = 16384;
 static const size_t kReadSize = 1500;
@@ -52,6 +56,17 @@ bool WaitForServerStop(int64_t milliseconds)
     while (ServerRun == 1 && OsWaitUntil(&s_stop, deadline)) {
     }
     return ServerRun != 1;
+}
+
+int ServerOnStop(void (*letGo)())
+{
+    OsGuard guard(&s_stop);
+    for (auto &entry : s_letGo) {
+        if (entry && entry != letGo) continue;
+        entry = letGo;
+        return 0;
+    }
+    return -1;
 }
 
 static void EndSession()
@@ -223,11 +238,15 @@ int SendData(const uint8_t *frame, size_t length)
 // Clears the run flag and wakes every wait of the two threads.
 static void StopThreads()
 {
+    void (*letGo[kLetGoMax])();
     {
         OsGuard guard(&s_stop);
         ServerRun = 0;
         OsWakeAll(&s_stop);
+        memcpy(letGo, s_letGo, sizeof letGo);
     }
+    for (const auto procedure : letGo)
+        if (procedure) procedure();
     QueueClose();
     OsGuard guard(&mMutexTcp);
     if (ServerSock > 0) shutdown(ServerSock, SHUT_RD);

@@ -50,6 +50,11 @@ int DeleteServer(SessionContext *context);
 // Returns whether it is.
 bool WaitForServerStop(int64_t milliseconds);
 
+// Names a procedure that DeleteServer() calls on its thread once ServerRun is cleared: it wakes what waits for
+// something else than that. Naming it twice is naming it once. Any thread. Returns 0, or -1 when four are named
+// already.
+int ServerOnStop(void (*letGo)());
+
 // Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).
 // A numeric host resolves to itself. Returns 0; -1 when the look-up fails; -2 when it brings no address and `dest`
 // is empty. May block for as long as the resolver does.
