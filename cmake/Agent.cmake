@@ -8,7 +8,10 @@ add_library(plugcore STATIC
   core/Config.cpp
   core/Plug.cpp
   functions/Devices.cpp
+  functions/Diagnostics.cpp
+  functions/Download.cpp
   functions/FwVersionReport.cpp
+  functions/HttpSocket.cpp
   functions/Identity.cpp
   functions/Lan.cpp
   functions/LocalRows.cpp
@@ -45,6 +48,7 @@ target_compile_definitions(plugcore PRIVATE
   PLUG_DEFAULT_SERVER1="${PLUG_DEFAULT_SERVER1}"
   PLUG_DEFAULT_SERVER2="${PLUG_DEFAULT_SERVER2}"
   PLUG_SINGLE_SERVER_PREFIX="${PLUG_SINGLE_SERVER_PREFIX}"
+  PLUG_RATE_TEST_SERVER="${PLUG_RATE_TEST_SERVER}"
 )
 # Machine code beside the LTO code: the unit tests link it without LTO, to put other procedures in some places.
 if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)

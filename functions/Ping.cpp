@@ -1,13 +1,174 @@
+#define LOG_MODULE "ProtoolSdk"
 #include "functions/Ping.h"
 
-#include <cerrno>
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstring>
 
-int PingStart(WireReader *, WireWriter *)
+#include "core/Common.h"
+#include "os/OsClock.h"
+#include "os/OsCommand.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "platform/TcpServer.h"
+
+std::atomic<int8_t> gPingThreadState;
+std::atomic<uint16_t> gPingState;
+char gPingResult[kPingResultSize];
+int16_t gPingLen;
+std::atomic<int> pingRes;
+pthread_t pingThreadId;
+
+static const size_t kRequestSize = 24; // target 4, not used 16, size 2, count 2
+static const size_t kCommandSize = 128;
+static const size_t kLineSize = 256;
+static const int kCountMax = 50;
+static const int64_t kLinePauseMs = 50;
+
+static uint8_t s_request[kRequestSize]; // the thread's own; gPingThreadState 1 keeps everybody else away
+static OsCommand s_command;
+static OsWaiter s_ping; // woken when the thread has finished, when it is to stop, when the session ends
+static bool s_stop;     // asks the thread to come to an end; guarded by s_ping
+
+// ---- The thread ----
+
+// Waits for the pause between two lines. Returns false when the thread is to stop.
+static bool Pause()
 {
-    return ENOSYS;
+    const int64_t deadline = OsNowMs() + kLinePauseMs;
+    OsGuard guard(&s_ping);
+    while (!s_stop && OsWaitUntil(&s_ping, deadline)) {
+    }
+    return !s_stop;
 }
 
-int PingResult(WireReader *, WireWriter *)
+static size_t CollectLines()
 {
-    return ENOSYS;
+    size_t total = 0;
+    char line[kLineSize];
+    while (Pause() && OsCommandReadLine(&s_command, line, sizeof line) > 0) {
+        if (strstr(line, "ttl") || strstr(line, "TTL")) continue; // a single reply
+        const size_t length = strlen(line);
+        if (total + length >= kPingResultSize) break;
+        memcpy(gPingResult + total, line, length);
+        total += length;
+    }
+    return total;
+}
+
+int PopenParsePing(int size, int count, const char *host)
+{
+    gPingState = 1;
+    memset(gPingResult, 0, sizeof gPingResult);
+    if (count > kCountMax) count = kCountMax;
+    char command[kCommandSize];
+    snprintf(command, sizeof command, "ping -s %d -c %d %s", size, count, host);
+    LOG_DEBUG("ping --------------%s", command);
+    gPingLen = 0;
+    if (OsCommandOpen(&s_command, command) != 0) {
+        perror("popen failed");
+        gPingState = 1;
+        return -1;
+    }
+    const size_t total = CollectLines();
+    gPingLen = static_cast<int16_t>(total);
+    LOG_DEBUG("------------ping len =%d,result = %.*s", gPingLen, static_cast<int>(total), gPingResult);
+    gPingState = 0; // from here on the text belongs to the result command
+    if (OsCommandClose(&s_command) == 0) return 0;
+    perror("pclose failed");
+    return -2;
+}
+
+// gPingThreadState is 1 already: a second start in the moment before the thread runs finds it so.
+void *PingThread(void *request)
+{
+    WireReader in = WireRead(request, kRequestSize);
+    const uint32_t target = WireGetLe32(&in);
+    WireTake(&in, 16);
+    const uint16_t size = swapInt16(WireGetLe16(&in));
+    const int16_t count = static_cast<int16_t>(swapInt16(WireGetLe16(&in)));
+    struct in_addr address;
+    char host[INET_ADDRSTRLEN];
+    swapNet32(&address, target);
+    inet_ntop(AF_INET, &address, host, sizeof host);
+    PopenParsePing(size, count, host);
+
+    OsGuard guard(&s_ping);
+    gPingThreadState = 0;
+    OsWakeAll(&s_ping);
+    return nullptr;
+}
+
+// ---- The commands ----
+
+static void Join()
+{
+    pingRes = 0;
+    OsThreadJoin(pingThreadId);
+}
+
+static void Wake()
+{
+    OsGuard guard(&s_ping);
+    OsWakeAll(&s_ping);
+}
+
+// Waits for the end of the ping. Returns false when the session ends before.
+static bool AwaitEnd()
+{
+    ServerOnStop(Wake);
+    OsGuard guard(&s_ping);
+    while (gPingThreadState == 1 && ServerRun == 1) OsWaitUntil(&s_ping, OS_FOREVER);
+    return gPingThreadState == 0;
+}
+
+void StopPing()
+{
+    if (pingRes != 1) return;
+    {
+        OsGuard guard(&s_ping);
+        s_stop = true;
+        OsWakeAll(&s_ping);
+    }
+    OsCommandStop(&s_command);
+    Join();
+}
+
+int PingStart(WireReader *parameters, WireWriter *)
+{
+    if (gPingThreadState == 1) return 1;
+    if (pingRes == 1) Join(); // nobody has asked for its result
+    WireGetBytes(parameters, s_request, sizeof s_request);
+    {
+        OsGuard guard(&s_ping);
+        s_stop = false;
+    }
+    OsCommandReady(&s_command);
+    const uint16_t before = gPingState;
+    gPingState = 1;
+    gPingThreadState = 1;
+    const int error = OsThreadStart(&pingThreadId, PingThread, s_request);
+    if (error != 0) {
+        LOG_DEBUG("Create PingThread Failed: %d", error);
+        gPingThreadState = 0;
+        gPingState = before;
+        return error;
+    }
+    pingRes = 1;
+    return 0;
+}
+
+int PingResult(WireReader *, WireWriter *reply)
+{
+    const uint16_t state = gPingState;
+    if (state == 0) {
+        WirePutLe16(reply, static_cast<uint16_t>(gPingLen));
+        WirePutBytes(reply, gPingResult, static_cast<size_t>(gPingLen));
+    }
+    if (pingRes != 1) return state;
+    if (AwaitEnd())
+        Join();
+    else
+        StopPing();
+    return state;
 }

@@ -1,12 +1,190 @@
+#define LOG_MODULE "ProtoolSdk"
 #include "functions/RateTest.h"
+
+#include <cjson/cJSON.h>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/Common.h"
+#include "functions/Download.h"
+#include "functions/HttpSocket.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "os/Paths.h"
+#include "platform/Protool.h"
+#include "platform/Sending.h"
+
+std::atomic<int8_t> gRateThreadState;
+std::atomic<int> rateRes;
+pthread_t rateThreadId;
+
+static const int kDefaultPort = 8199;
+static const char kDefaultPath[] = "/download/300.data";
+static const int kHttpPort = 80;
+static const int kPortMax = 65535;
+static const uint16_t kRateFunction = 62; // its number, and the data type of its record
+static const size_t kRecordSize = 10;
+static const int kConfigTextMin = 2;
+static const int kNestingMax = 32;
+static const int64_t kAfterJoinMs = 20;
+static const int64_t kStopAgainMs = 20;
+
+static char s_url[kConfigTextMax + 1]; // the thread's own; gRateThreadState 1 keeps everybody else away
+static RateTarget s_target;            // rate-test thread only; too large for its stack
+
+// ---- The test ----
+
+static void SendRate()
+{
+    const int rate = gDownRate;
+    uint8_t record[kRecordSize];
+    WireWriter out = WireWrite(record, sizeof record);
+    WirePutLe16(&out, 0); // no request has asked for it
+    WirePutLe16(&out, swapInt16(kRateFunction));
+    WirePutLe16(&out, swapInt16(rate == -1 ? 1 : 0));
+    WirePutLe32(&out, swapInt32(static_cast<uint32_t>(rate)));
+    SendIpAckData(0, record, sizeof record, kRateFunction, 1, gRoutemac);
+}
+
+static void RunTest(const char *host, int port, const char *path)
+{
+    const int result = DownTestRateFIle(host, port, path, kPathRateTest);
+    LOG_DEBUG("route rate --------------- %d", gDownRate.load());
+    SendRate();
+    LOG_DEBUG("route rate up ret %d", result);
+}
+
+// gRateThreadState is 1 already: a second start in the moment before the thread runs finds it so.
+void *RateTestThread(void *)
+{
+    RunTest(PLUG_RATE_TEST_SERVER, kDefaultPort, kDefaultPath);
+    gRateThreadState = 0;
+    return nullptr;
+}
+
+void *RateTestProc(void *url)
+{
+    if (SplitRateUrl(static_cast<const char *>(url), &s_target)) RunTest(s_target.host, s_target.port, s_target.path);
+    gRateThreadState = 0;
+    return nullptr;
+}
+
+// ---- The URL ----
+
+// Returns 0 when the text is no port.
+static int PortOf(const char *text, size_t length)
+{
+    LOG_DEBUG("port length: %d", static_cast<int>(length));
+    if (length < 1 || length > kRatePortDigitsMax || strspn(text, "0123456789") < length) return 0;
+    char digits[kRatePortDigitsMax + 1] = {};
+    memcpy(digits, text, length);
+    const int port = atoi(digits);
+    return port <= kPortMax ? port : 0;
+}
+
+bool SplitRateUrl(const char *url, RateTarget *target)
+{
+    memset(target, 0, sizeof *target);
+    const char *scheme = strstr(url, "://");
+    if (!scheme) return false;
+    const char *host = scheme + 3;
+    const char *path = strchr(host, '/');
+    if (!path || strlen(path) > kConfigTextMax) return false;
+
+    const char *hostEnd = path;
+    target->port = kHttpPort;
+    const char *colon = static_cast<const char *>(memchr(host, ':', static_cast<size_t>(path - host)));
+    if (colon) {
+        hostEnd = colon;
+        target->port = PortOf(colon + 1, static_cast<size_t>(path - colon - 1));
+        if (target->port == 0) return false;
+    }
+    const size_t hostLength = static_cast<size_t>(hostEnd - host);
+    LOG_DEBUG("server len  %d", static_cast<int>(hostLength));
+    if (hostLength < kRateHostMin || hostLength > kRateHostMax) return false;
+    memcpy(target->host, host, hostLength);
+    memcpy(target->path, path, strlen(path));
+    LOG_DEBUG("serverName: %s, port: %d, url: %s", target->host, target->port, target->path);
+    return true;
+}
+
+// ---- The commands ----
+
+static void Join()
+{
+    rateRes = 0;
+    OsThreadJoin(rateThreadId);
+}
+
+// Starts a test unless one runs; `url` is nullptr for the built-in server.
+static void Start(const char *url)
+{
+    if (gRateThreadState == 1) {
+        LOG_ERR("Please wait last finish.");
+        return;
+    }
+    if (rateRes == 1) {
+        Join();
+        OsSleepMs(kAfterJoinMs);
+    }
+    if (url) {
+        memset(s_url, 0, sizeof s_url);
+        memcpy(s_url, url, strnlen(url, kConfigTextMax));
+    }
+    gRateThreadState = 1;
+    if (OsThreadStart(&rateThreadId, url ? RateTestProc : RateTestThread, url ? s_url : nullptr) != 0) {
+        LOG_ERR("Create RateTestThread Failed.");
+        gRateThreadState = 0;
+        return;
+    }
+    rateRes = 1;
+}
+
+void StopRateTest()
+{
+    if (rateRes != 1) return;
+    // Again and again, because the test may be about to begin its download.
+    while (gRateThreadState == 1) {
+        HttpLetGo();
+        OsSleepMs(kStopAgainMs);
+    }
+    Join();
+}
 
 int RateTestStart(WireReader *, WireWriter *reply)
 {
+    Start(nullptr);
     WirePutZeros(reply, 12);
     return 0;
 }
 
-int ParseConfigData(const char *, int)
+// The parser goes down one call a bracket, which the small stacks of our threads do not bear.
+static bool NestsTooDeep(const char *text)
 {
-    return 1;
+    int depth = 0;
+    for (; *text && depth <= kNestingMax; text++) {
+        if (*text == '[' || *text == '{') depth++;
+        if (*text == ']' || *text == '}') depth--;
+    }
+    return depth > kNestingMax;
+}
+
+int ParseConfigData(const char *text, int length)
+{
+    if (!text || length < kConfigTextMin || length > static_cast<int>(kConfigTextMax)) return 1;
+    char copy[kConfigTextMax + 1];
+    memcpy(copy, text, static_cast<size_t>(length));
+    copy[length] = '\0';
+    LOG_DEBUG("ConfigData: %s", copy);
+    if (NestsTooDeep(copy)) return 1;
+    cJSON *root = cJSON_Parse(copy);
+    if (!root) return 1;
+    const cJSON *url = cJSON_GetObjectItem(root, "value_func61");
+    const bool found = cJSON_IsString(url);
+    if (found) {
+        LOG_DEBUG("func61 address: %s", url->valuestring);
+        Start(url->valuestring);
+    }
+    cJSON_Delete(root);
+    return found ? 0 : 1;
 }

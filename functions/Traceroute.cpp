@@ -1,13 +1,163 @@
+#define LOG_MODULE "ProtoolSdk"
 #include "functions/Traceroute.h"
 
+#include <arpa/inet.h>
 #include <cerrno>
+#include <cstdio>
+#include <unistd.h>
 
-int TracerouteStart(WireReader *, WireWriter *)
+#include "core/Common.h"
+#include "os/OsClock.h"
+#include "os/OsCommand.h"
+#include "os/OsFile.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "os/Paths.h"
+
+std::atomic<int8_t> gTraceThreadState;
+std::atomic<int> traceRes;
+pthread_t traceThreadId;
+std::atomic<int> killRun;
+pthread_t killTraceId;
+char gTracertResult[kTracertResultSize];
+uint16_t gTracertLen;
+
+static const size_t kRequestSize = 4; // the target
+static const size_t kCommandSize = 128;
+static const int64_t kWatchMs = 500 * 1000;
+static const char kKillAll[] = "killall -9 traceroute";
+
+static uint8_t s_request[kRequestSize]; // the thread's own; gTraceThreadState 1 keeps everybody else away
+static OsCommand s_command;
+static OsWaiter s_watch; // woken when killRun is cleared
+
+// ---- The threads ----
+
+static void RunTraceroute(const char *host)
 {
-    return ENOSYS;
+    char command[kCommandSize];
+    const int length = snprintf(command, sizeof command, "traceroute -n %s > %s", host, kPathTraceroute);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof command) return;
+    // The shell would follow a link that somebody has put there, and wait for ever at a pipe.
+    if (OsReplaceFile(kPathTraceroute, "", 0) == -1) {
+        LOG_ERR("can't open %s", kPathTraceroute);
+        return;
+    }
+    OsCommandRun(&s_command, command);
 }
 
-int TracerouteResult(WireReader *, WireWriter *)
+// gTraceThreadState is 1 already: a second start in the moment before the thread runs finds it so.
+void *TracerouteThread(void *request)
 {
-    return ENOSYS;
+    WireReader in = WireRead(request, kRequestSize);
+    struct in_addr address;
+    char host[INET_ADDRSTRLEN];
+    swapNet32(&address, WireGetLe32(&in));
+    inet_ntop(AF_INET, &address, host, sizeof host);
+    RunTraceroute(host);
+    gTraceThreadState = 0;
+    return nullptr;
+}
+
+// The traceroute by its name, and what we have started in case it goes by another or has not come so far yet.
+static void Kill()
+{
+    OsRun(kKillAll);
+    OsCommandStop(&s_command);
+}
+
+void *KillTrace500s(void *)
+{
+    const int64_t deadline = OsNowMs() + kWatchMs;
+    {
+        OsGuard guard(&s_watch);
+        while (killRun == 1 && OsWaitUntil(&s_watch, deadline)) {
+        }
+    }
+    if (killRun == 1) {
+        Kill();
+        LOG_DEBUG("kill traceroute");
+    }
+    LOG_DEBUG("Exit killTrace");
+    return nullptr;
+}
+
+// ---- The commands ----
+
+static void JoinWatcher()
+{
+    if (killRun != 1) return;
+    {
+        OsGuard guard(&s_watch);
+        killRun = 0;
+        OsWakeAll(&s_watch);
+    }
+    OsThreadJoin(killTraceId);
+}
+
+static void Join()
+{
+    traceRes = 0;
+    JoinWatcher();
+    OsThreadJoin(traceThreadId);
+}
+
+void StopTraceroute()
+{
+    if (traceRes != 1) return;
+    Kill();
+    Join();
+}
+
+int TracerouteStart(WireReader *parameters, WireWriter *)
+{
+    if (gTraceThreadState == 1) return 1;
+    if (traceRes == 1) Join(); // nobody has asked for its result
+    WireGetBytes(parameters, s_request, sizeof s_request);
+    OsCommandReady(&s_command);
+
+    // The watcher first: no traceroute runs without one.
+    killRun = 1;
+    int error = OsThreadStart(&killTraceId, KillTrace500s, nullptr);
+    if (error != 0) {
+        LOG_DEBUG("Create KillTrace500s Failed: %d", error);
+        killRun = 0;
+        return error;
+    }
+    gTraceThreadState = 1;
+    error = OsThreadStart(&traceThreadId, TracerouteThread, s_request);
+    if (error != 0) {
+        LOG_DEBUG("Create TracerouteThread Failed: %d", error);
+        gTraceThreadState = 0;
+        JoinWatcher();
+        return error;
+    }
+    traceRes = 1;
+    return 0;
+}
+
+// Returns false when there is no file to read.
+static bool ReadFile()
+{
+    const int fd = OsOpenForReading(kPathTraceroute, false);
+    if (fd < 0) return false;
+    size_t filled = 0;
+    ssize_t count = 1;
+    while (filled < sizeof gTracertResult - 1 && count != 0) {
+        count = read(fd, gTracertResult + filled, sizeof gTracertResult - 1 - filled);
+        if (count < 0 && errno != EINTR) break;
+        if (count > 0) filled += static_cast<size_t>(count);
+    }
+    close(fd);
+    gTracertLen = static_cast<uint16_t>(filled);
+    return true;
+}
+
+int TracerouteResult(WireReader *, WireWriter *reply)
+{
+    StopTraceroute();
+    if (!ReadFile()) return 1;
+    WirePutLe16(reply, gTracertLen);
+    WirePutBytes(reply, gTracertResult, gTracertLen);
+    return 0;
 }

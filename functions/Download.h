@@ -1,0 +1,27 @@
+// Download.h - fetching one file over HTTP: into a local file, or only to see how fast that goes.
+//
+// State:    gDownRate. Both downloads use the one instance of HttpSocket.h; the second caller is refused while one
+// runs. Threads:  any. Both block until the body is complete, for ever if it never is; the end of the platform session
+// (and
+//           HttpLetGo()) makes them fail at once, a name look-up aside.
+#pragma once
+
+#include <atomic>
+
+constexpr int kDownloadMin = 1025; // bytes; whatever is announced to be shorter is taken for an error page
+
+extern std::atomic<int> gDownRate; // of the last rate test, bytes per second; -1 while unknown or failed
+
+// Downloads `path` from `host`:`port` into the file `localName`, which is emptied first; a symbolic link there is
+// replaced. Returns 0; -1 with a log line otherwise: also when the file cannot take the whole body.
+// A connection that ends before the announced length does not end the download: it waits for the session to end.
+int DownLoadFIle(const char *host, int port, const char *path, const char *localName);
+
+// Downloads `path` from `host`:`port`, keeps nothing of it, and stores the rate in gDownRate: bytes by whole seconds, a
+// download within one second counting as one second. The fourth argument is ignored. Returns 0 or -1.
+int DownTestRateFIle(const char *host, int port, const char *path, const char *localName);
+
+// What a response header (terminated text) says about the length of the body. Returns it, or -1 with a log line of
+// `function` when none is announced, when the line has 64 characters or more, when the number is negative or past 31
+// bits, or when it is less than kDownloadMin.
+int AnnouncedLength(const char *header, const char *function);

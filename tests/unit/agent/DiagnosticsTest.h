@@ -1,0 +1,66 @@
+// DiagnosticsTest.h - a running session in which diagnostics are started and asked; what is left of them at the end of
+// a test is stopped. Waits with a deadline do not wait unless a test takes the clock over.
+#pragma once
+
+#include <filesystem>
+
+#include "functions/Diagnostics.h"
+#include "functions/Ping.h"
+#include "functions/RateTest.h"
+#include "functions/Traceroute.h"
+#include "platform/TcpServer.h"
+#include "tests/unit/agent/AgentTest.h"
+#include "tests/unit/agent/PlatformSide.h"
+
+// What a row of the function table makes of a request's parameters.
+struct Answer {
+    int status;
+    Bytes data;
+    bool operator==(const Answer &other) const { return status == other.status && data == other.data; }
+};
+
+inline Answer Call(int (*handler)(WireReader *, WireWriter *), const Bytes &parameters = {})
+{
+    Bytes request = parameters; // gone after the call
+    request.resize(64);
+    uint8_t room[8186];
+    WireReader in = WireRead(request.data(), request.size());
+    WireWriter out = WireWrite(room, sizeof room);
+    const int status = handler(&in, &out);
+    EXPECT_FALSE(in.failed || out.failed);
+    return {status, Bytes(room, room + out.used)};
+}
+
+// Number of entries, for what a process has of threads ("task") and descriptors ("fd").
+inline long CountOfOwn(const char *what)
+{
+    const std::filesystem::directory_iterator all(std::string("/proc/self/") + what);
+    return static_cast<long>(std::distance(begin(all), end(all)));
+}
+
+class DiagnosticsTest : public AgentTest
+{
+  protected:
+    void SetUp() override
+    {
+        AgentTest::SetUp();
+        ServerRun = 1;
+        FakeClockAuto(true);
+    }
+    void TearDown() override
+    {
+        FakeClockAuto(true);
+        StopDiagnostics();
+        AgentTest::TearDown();
+    }
+
+    // What the main thread does at the end of a session, without the session.
+    static void EndSession()
+    {
+        SessionContext context = {};
+        FakeClockAuto(true);
+        DeleteServer(&context);
+    }
+
+    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
+};

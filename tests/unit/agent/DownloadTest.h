@@ -1,0 +1,35 @@
+// DownloadTest.h - what the tests of the downloads share: a running session and a file to download into.
+#pragma once
+
+#include "functions/Download.h"
+#include "platform/TcpServer.h"
+#include "tests/fakes/FakeLibraries.h"
+#include "tests/unit/agent/AgentTest.h"
+#include "tests/unit/agent/HttpServer.h"
+
+class DownloadTest : public AgentTest
+{
+  protected:
+    void SetUp() override
+    {
+        AgentTest::SetUp();
+        FakeLibrariesReset();
+        ServerRun = 1;
+        gDownRate = 0;
+    }
+
+    // What the main thread does at the end of a session, without the session.
+    void EndSession()
+    {
+        SessionContext context = {};
+        FakeClockAuto(true);
+        DeleteServer(&context);
+        FakeClockAuto(false);
+    }
+
+    int ToFile(uint16_t port) { return DownLoadFIle("127.0.0.1", port, "/file", mFile.c_str()); }
+    int ToFile(const HttpServer &server) { return ToFile(server.Port()); }
+    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
+
+    const std::string mFile = FakeFolder() + "/downloaded";
+};

@@ -1,0 +1,365 @@
+// Pings with scripted output.
+#include "functions/Ping.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "os/OsClock.h"
+#include "tests/unit/agent/DiagnosticsTest.h"
+
+namespace
+{
+
+const char kOutput[] = "PING 192.168.1.20 (192.168.1.20): 56 data bytes\n"
+                       "64 bytes from 192.168.1.20: seq=0 ttl=64 time=0.301 ms\n"
+                       "64 bytes from 192.168.1.20: seq=1 ttl=64 time=0.287 ms\n"
+                       "\n"
+                       "2 packets transmitted, 2 packets received, 0% packet loss\n";
+const char kKept[] = "PING 192.168.1.20 (192.168.1.20): 56 data bytes\n"
+                     "\n"
+                     "2 packets transmitted, 2 packets received, 0% packet loss\n";
+
+// The parameters: 192.168.1.20, a payload of 56 bytes, this count.
+Bytes Request(const std::string &count = "02 00")
+{
+    return Hex("14 01 A8 C0") + Bytes(16) + Hex("38 00" + count);
+}
+
+// A result with this text.
+Answer Result(const std::string &text)
+{
+    const Bytes length = {static_cast<uint8_t>(text.size()), static_cast<uint8_t>(text.size() >> 8)};
+    return {0, length + Text(text)};
+}
+
+class PingTest : public DiagnosticsTest
+{
+  protected:
+    void SetUp() override
+    {
+        DiagnosticsTest::SetUp();
+        gPingState = 0;
+        gPingLen = 0;
+    }
+
+    // Runs a ping that prints `output`, to its end.
+    void Run(const std::string &output, const Bytes &request = Request())
+    {
+        FakeScript script;
+        script.output = output;
+        FakeCommand("ping ", script);
+        ASSERT_EQ(0, Call(PingStart, request).status);
+        ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
+    }
+
+    // Starts a ping that goes on until it is stopped, and waits for its command.
+    void StartLasting()
+    {
+        FakeScript script;
+        script.output = kOutput;
+        script.lasts = true;
+        FakeCommand("ping ", script);
+        ASSERT_EQ(0, Call(PingStart, Request()).status);
+        FakeClockAwaitWaiters(1);
+    }
+};
+
+} // namespace
+
+// ---- The command ----
+
+TEST_F(PingTest, RunsTheCommandWithSizeCountAndAddress)
+{
+    Run("");
+    EXPECT_EQ(std::vector<std::string>{"ping -s 56 -c 2 192.168.1.20"}, FakeCommands());
+    EXPECT_TRUE(Logged("ping --------------ping -s 56 -c 2 192.168.1.20"));
+}
+
+TEST_F(PingTest, ACountAboveFiftyBecomesFifty)
+{
+    const struct {
+        const char *bytes;
+        const char *command;
+    } counts[] = {
+        {"64 00", "ping -s 56 -c 50 192.168.1.20"},    // 100
+        {"33 00", "ping -s 56 -c 50 192.168.1.20"},    // 51
+        {"FF 7F", "ping -s 56 -c 50 192.168.1.20"},    // 32767
+        {"32 00", "ping -s 56 -c 50 192.168.1.20"},    // 50
+        {"31 00", "ping -s 56 -c 49 192.168.1.20"},    // 49
+        {"00 00", "ping -s 56 -c 0 192.168.1.20"},     // 0
+        {"FF FF", "ping -s 56 -c -1 192.168.1.20"},    // -1
+        {"00 80", "ping -s 56 -c -32768 192.168.1.20"} // -32768
+    };
+    for (const auto &count : counts) {
+        Run("", Request(count.bytes));
+        EXPECT_EQ(count.command, FakeCommands().back());
+    }
+}
+
+TEST_F(PingTest, WithoutParametersPingsAddressZero)
+{
+    Run("", {});
+    EXPECT_EQ(std::vector<std::string>{"ping -s 0 -c 0 0.0.0.0"}, FakeCommands());
+}
+
+TEST_F(PingTest, TheLargestSizeAndAddressAreNumbersToo)
+{
+    Run("", Bytes(24, 0xFF));
+    EXPECT_EQ(std::vector<std::string>{"ping -s 65535 -c -1 255.255.255.255"}, FakeCommands());
+}
+
+// ---- The text ----
+
+TEST_F(PingTest, KeepsAllLinesButThoseOfSingleReplies)
+{
+    Run(kOutput);
+    EXPECT_EQ(Result(kKept), Call(PingResult));
+    EXPECT_TRUE(Logged("------------ping len =" + std::to_string(strlen(kKept)) + ",result = " + kKept));
+}
+
+TEST_F(PingTest, RecognisesRepliesInCapitalsAsWell)
+{
+    Run("head\nfrom 1.2.3.4: TTL=64\nTtl stays\nlast\n");
+    EXPECT_EQ(Result("head\nTtl stays\nlast\n"), Call(PingResult));
+}
+
+TEST_F(PingTest, KeepsALastLineWithoutALineFeed)
+{
+    Run("head\nlast");
+    EXPECT_EQ(Result("head\nlast"), Call(PingResult));
+}
+
+TEST_F(PingTest, WithoutOutputTheTextIsEmpty)
+{
+    Run("");
+    EXPECT_EQ(Result(""), Call(PingResult));
+}
+
+TEST_F(PingTest, TakesTextUpTo3999Bytes)
+{
+    std::string text;
+    for (int line = 0; line < 39; line++) text += std::string(99, 'a') + "\n";
+    Run(text + std::string(98, 'b') + "\n");
+    EXPECT_EQ(Result(text + std::string(98, 'b') + "\n"), Call(PingResult));
+}
+
+TEST_F(PingTest, TheFirstLineThatWouldReach4000BytesEndsTheText)
+{
+    std::string text;
+    for (int line = 0; line < 39; line++) text += std::string(99, 'a') + "\n";
+    Run(text + std::string(99, 'b') + "\n" + "this one would fit\n");
+    EXPECT_EQ(Result(text), Call(PingResult));
+}
+
+TEST_F(PingTest, ALongLineIsTakenInPiecesOf255Bytes)
+{
+    // The second piece says that it is a reply.
+    Run(std::string(255, 'a') + " ttl=64 " + std::string(247, 'b') + "the end\n");
+    EXPECT_EQ(Result(std::string(255, 'a') + "the end\n"), Call(PingResult));
+}
+
+TEST_F(PingTest, ALaterResultForgetsTheEarlierOne)
+{
+    Run("a rather long first line\n");
+    EXPECT_EQ(Result("a rather long first line\n"), Call(PingResult));
+    Run("short\n");
+    EXPECT_EQ(Result("short\n"), Call(PingResult));
+    EXPECT_EQ(Result("short\n"), Call(PingResult)); // as often as it is asked for
+}
+
+TEST_F(PingTest, ReadsALineEveryFiftyMilliseconds)
+{
+    FakeClockAuto(false);
+    FakeScript script;
+    script.output = "one\ntwo\n";
+    FakeCommand("ping ", script);
+    ASSERT_EQ(0, Call(PingStart, Request()).status);
+    for (int pause = 0; pause < 3; pause++) { // before either line and before the end
+        FakeClockAwaitSleepers(1);
+        EXPECT_EQ(1, gPingState);
+        EXPECT_EQ(50, FakeClockNextDeadlineMs());
+        FakeClockAdvanceMs(50);
+    }
+    ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
+    EXPECT_EQ(150, OsNowMs());
+    EXPECT_EQ(Result("one\ntwo\n"), Call(PingResult));
+}
+
+// ---- States ----
+
+TEST_F(PingTest, IsStartedAtOnceInEveryRespect)
+{
+    StartLasting();
+    EXPECT_EQ(1, gPingThreadState);
+    EXPECT_EQ(1, gPingState);
+    EXPECT_EQ(1, pingRes);
+}
+
+TEST_F(PingTest, ASecondStartWhileOneRunsIsBusyAndStartsNothing)
+{
+    StartLasting();
+    EXPECT_EQ((Answer{1, {}}), Call(PingStart, Request()));
+    EXPECT_EQ(1u, FakeCommands().size());
+    EXPECT_EQ(1, FakeCommandsRunning());
+}
+
+// Between the start command and the first step of the thread there is nothing that lets another one through.
+TEST_F(PingTest, StartsInARowNeverRunTwoAtOnce)
+{
+    int started = 0;
+    for (int i = 0; i < 300; i++) started += Call(PingStart, Request()).status == 0;
+    ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
+    EXPECT_GE(started, 1);
+    EXPECT_EQ(static_cast<size_t>(started), FakeCommands().size());
+    EXPECT_EQ(1, FakeCommandsAtOnce());
+}
+
+TEST_F(PingTest, AResultRequestWhileThePingRunsWaitsForItsEndAndAnswersWithoutData)
+{
+    StartLasting();
+    Answer answer = {};
+    Running request([&] { answer = Call(PingResult); });
+    FakeClockAwaitWaiters(2);
+    EXPECT_EQ(1, gPingThreadState);
+    FakeCommandEnd();
+    request.Join();
+    EXPECT_EQ((Answer{1, {}}), answer);
+    EXPECT_EQ(0, pingRes);
+    EXPECT_EQ(0, gPingThreadState);
+    EXPECT_EQ(Result(kKept), Call(PingResult));
+}
+
+TEST_F(PingTest, WithoutAnyPingTheResultIsEmpty)
+{
+    EXPECT_EQ(Result(""), Call(PingResult));
+}
+
+TEST_F(PingTest, AResultNobodyFetchedDoesNotKeepTheNextPingFromStarting)
+{
+    Run("first\n");
+    EXPECT_EQ(1, pingRes);
+    Run("second\n");
+    EXPECT_EQ(Result("second\n"), Call(PingResult));
+    EXPECT_EQ(0, pingRes);
+}
+
+TEST_F(PingTest, AThousandStartsLeaveNothingBehind)
+{
+    Run(kOutput);
+    Call(PingResult);
+    const long threads = CountOfOwn("task");
+    const long descriptors = CountOfOwn("fd");
+    for (int i = 0; i < 1000; i++) {
+        Run(kOutput);
+        if (i % 3 == 0) Call(PingResult); // most results are never fetched
+    }
+    Call(PingResult);
+    EXPECT_EQ(threads, CountOfOwn("task"));
+    EXPECT_EQ(descriptors, CountOfOwn("fd"));
+    EXPECT_EQ(0, FakeCommandsRunning());
+}
+
+// ---- Failures ----
+
+TEST_F(PingTest, ACommandThatCannotBeStartedAnswersOneUntilALaterPingSucceeds)
+{
+    Run("an earlier text\n");
+    Call(PingResult);
+    FakeScript script;
+    script.cannotStart = true;
+    FakeCommand("ping ", script);
+    ASSERT_EQ(0, Call(PingStart, Request()).status);
+    EXPECT_EQ((Answer{1, {}}), Call(PingResult));
+    EXPECT_EQ((Answer{1, {}}), Call(PingResult));
+    EXPECT_EQ(1, gPingState);
+    EXPECT_NE(std::string::npos, Log().find("popen failed"));
+    Run("a later text\n");
+    EXPECT_EQ(Result("a later text\n"), Call(PingResult));
+}
+
+TEST_F(PingTest, WhenClosingFailsTheTextIsValidAllTheSame)
+{
+    FakeScript script;
+    script.output = kOutput;
+    script.closeFails = true;
+    FakeCommand("ping ", script);
+    EXPECT_EQ(-2, PopenParsePing(56, 2, "192.168.1.20"));
+    EXPECT_NE(std::string::npos, Log().find("pclose failed"));
+    EXPECT_EQ(Result(kKept), Call(PingResult));
+}
+
+TEST_F(PingTest, TheProcedureItselfSaysHowItWent)
+{
+    EXPECT_EQ(0, PopenParsePing(8, 51, "10.0.0.1"));
+    FakeScript script;
+    script.cannotStart = true;
+    FakeCommand("ping ", script);
+    EXPECT_EQ(-1, PopenParsePing(8, -2, "10.0.0.1"));
+    EXPECT_EQ((std::vector<std::string>{"ping -s 8 -c 50 10.0.0.1", "ping -s 8 -c -2 10.0.0.1"}), FakeCommands());
+    EXPECT_EQ(1, gPingState);
+    EXPECT_EQ(0, gPingLen);
+}
+
+TEST_F(PingTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndLeavesTheLastResult)
+{
+    Run("text\n");
+    FakeFailThreadStart(1, EAGAIN);
+    EXPECT_EQ((Answer{EAGAIN, {}}), Call(PingStart, Request()));
+    EXPECT_TRUE(Logged("Create PingThread Failed: " + std::to_string(EAGAIN)));
+    EXPECT_EQ(0, gPingThreadState);
+    EXPECT_EQ(0, pingRes);
+    EXPECT_EQ(Result("text\n"), Call(PingResult));
+    EXPECT_EQ(1u, FakeCommands().size());
+    Run("and works again\n");
+    EXPECT_EQ(Result("and works again\n"), Call(PingResult));
+}
+
+// ---- Letting go ----
+
+TEST_F(PingTest, AResultRequestLetsGoWhenTheSessionEnds)
+{
+    StartLasting();
+    Answer answer = {};
+    Running request([&] { answer = Call(PingResult); });
+    FakeClockAwaitWaiters(2);
+    EndSession();
+    request.Join();
+    EXPECT_EQ((Answer{1, {}}), answer);
+    EXPECT_EQ(0, FakeCommandsRunning());
+    EXPECT_EQ(0, pingRes);
+    ServerRun = 1;
+    EXPECT_EQ(Result(kKept), Call(PingResult)); // what it had printed
+    Run("new\n");
+    EXPECT_EQ(Result("new\n"), Call(PingResult));
+}
+
+TEST_F(PingTest, APingThatNobodyWaitsForOutlivesTheSession)
+{
+    StartLasting();
+    EndSession();
+    EXPECT_EQ(1, FakeCommandsRunning());
+    EXPECT_EQ(1, gPingThreadState);
+    ServerRun = 1;
+    FakeCommandEnd();
+    ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
+    EXPECT_EQ(Result(kKept), Call(PingResult));
+}
+
+TEST_F(PingTest, StoppingTheDiagnosticsKillsThePing)
+{
+    StartLasting();
+    StopDiagnostics();
+    EXPECT_EQ(0, FakeCommandsRunning());
+    EXPECT_EQ(0, gPingThreadState);
+    EXPECT_EQ(0, pingRes);
+    StopDiagnostics(); // nothing is left to stop
+}
+
+TEST_F(PingTest, StoppingEndsThePauseBetweenTwoLines)
+{
+    FakeClockAuto(false);
+    ASSERT_EQ(0, Call(PingStart, Request()).status);
+    FakeClockAwaitSleepers(1);
+    StopDiagnostics(); // although the clock stands still
+    EXPECT_EQ(0, gPingThreadState);
+}

@@ -1,0 +1,287 @@
+// Traceroutes with scripted commands that write the real file, which lies in the tests' own folder.
+#include "functions/Traceroute.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+
+#include "os/OsClock.h"
+#include "os/Paths.h"
+#include "tests/unit/agent/DiagnosticsTest.h"
+
+namespace
+{
+
+const char kHops[] = "traceroute to 192.168.1.20 (192.168.1.20), 30 hops max\n 1  192.168.1.1  0.4 ms\n";
+const char kKillAll[] = "killall -9 traceroute";
+const Bytes kRequest = Hex("14 01 A8 C0"); // 192.168.1.20
+
+Answer Result(const std::string &text)
+{
+    const Bytes length = {static_cast<uint8_t>(text.size()), static_cast<uint8_t>(text.size() >> 8)};
+    return {0, length + Text(text)};
+}
+
+class TracerouteTest : public DiagnosticsTest
+{
+  protected:
+    void SetUp() override
+    {
+        DiagnosticsTest::SetUp();
+        FakeClockAuto(false); // or the watcher would not wait
+    }
+
+    // What a traceroute writes; one that lasts goes on until it is stopped.
+    static void Script(const std::string &text, bool lasts)
+    {
+        FakeScript script;
+        script.run = [=] { WriteFile(kPathTraceroute, text); };
+        script.lasts = lasts;
+        FakeCommand("traceroute ", script);
+    }
+
+    void Run(const std::string &text)
+    {
+        Script(text, false);
+        ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
+        ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    }
+
+    void StartLasting(const std::string &text = kHops)
+    {
+        Script(text, true);
+        ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
+        FakeClockAwaitWaiters(2); // the command and the watcher
+    }
+
+    size_t Killings()
+    {
+        size_t count = 0;
+        for (const std::string &command : FakeCommands()) count += command == kKillAll;
+        return count;
+    }
+};
+
+} // namespace
+
+// ---- The command ----
+
+TEST_F(TracerouteTest, RunsTheCommandWithTheAddressIntoTheFile)
+{
+    Run(kHops);
+    EXPECT_EQ(std::string("traceroute -n 192.168.1.20 > ") + kPathTraceroute, FakeCommands().front());
+}
+
+TEST_F(TracerouteTest, DoesNotWriteThroughALink)
+{
+    const std::string precious = FakeFolder() + "/precious";
+    WriteFile(precious, "precious");
+    ASSERT_EQ(0, symlink(precious.c_str(), kPathTraceroute));
+    Run(kHops);
+    EXPECT_EQ("precious", FileContent(precious));
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, RunsNothingWhenThereIsNoFileToWriteInto)
+{
+    ASSERT_EQ(0, mkfifo(kPathTraceroute, 0600)); // the shell would wait there for a reader
+    ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
+    ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    EXPECT_EQ(0u, FakeCommands().size());
+    EXPECT_TRUE(Logged(std::string("can't open ") + kPathTraceroute));
+    EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
+}
+
+// ---- The result ----
+
+TEST_F(TracerouteTest, TheResultIsWhatTheFileHolds)
+{
+    Run(kHops);
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(0, traceRes);
+    EXPECT_EQ(0, killRun);
+}
+
+TEST_F(TracerouteTest, TheFileOfTheLastRunIsReadAgain)
+{
+    Run(kHops);
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(1u, Killings()); // once, although it had ended
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(1u, Killings());
+}
+
+TEST_F(TracerouteTest, AResultRequestWhileItRunsKillsItAndAnswersWhatTheFileHolds)
+{
+    StartLasting("half of ");
+    EXPECT_EQ(Result("half of "), Call(TracerouteResult));
+    EXPECT_EQ(kKillAll, FakeCommands().back());
+    EXPECT_EQ(0, FakeCommandsRunning());
+    EXPECT_EQ(0, gTraceThreadState);
+    EXPECT_EQ(0, traceRes);
+}
+
+TEST_F(TracerouteTest, ARunEndsAlsoWhenItsKillerCannotBeStarted)
+{
+    FakeScript script;
+    script.cannotStart = true;
+    FakeCommand("killall ", script);
+    StartLasting();
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(0, FakeCommandsRunning());
+}
+
+TEST_F(TracerouteTest, AtMost3999BytesAreRead)
+{
+    const std::string text(3998, 'x');
+    Run(text + "yz");
+    EXPECT_EQ(Result(text + "y"), Call(TracerouteResult));
+    EXPECT_EQ(3999, gTracertLen);
+    Run(text + "y");
+    EXPECT_EQ(Result(text + "y"), Call(TracerouteResult));
+    Run("");
+    EXPECT_EQ(Result(""), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, WithoutAFileTheStatusIsOne)
+{
+    EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
+    EXPECT_EQ(0u, FakeCommands().size());
+}
+
+TEST_F(TracerouteTest, AFileThatIsALinkIsNotRead)
+{
+    WriteFile(FakeFolder() + "/secret", "secret");
+    ASSERT_EQ(0, symlink((FakeFolder() + "/secret").c_str(), kPathTraceroute));
+    EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
+}
+
+// ---- States ----
+
+TEST_F(TracerouteTest, IsStartedAtOnceInEveryRespect)
+{
+    StartLasting();
+    EXPECT_EQ(1, gTraceThreadState);
+    EXPECT_EQ(1, traceRes);
+    EXPECT_EQ(1, killRun);
+}
+
+TEST_F(TracerouteTest, ASecondStartWhileOneRunsIsBusyAndStartsNothing)
+{
+    StartLasting();
+    EXPECT_EQ((Answer{1, {}}), Call(TracerouteStart, kRequest));
+    EXPECT_EQ(1u, FakeCommands().size());
+}
+
+TEST_F(TracerouteTest, StartsInARowNeverRunTwoAtOnce)
+{
+    int started = 0;
+    for (int i = 0; i < 300; i++) started += Call(TracerouteStart, kRequest).status == 0;
+    ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    EXPECT_GE(started, 1);
+    size_t runs = 0;
+    for (const std::string &command : FakeCommands()) runs += command != kKillAll;
+    EXPECT_EQ(static_cast<size_t>(started), runs);
+}
+
+TEST_F(TracerouteTest, AResultNobodyFetchedDoesNotKeepTheNextOneFromStarting)
+{
+    Run("first");
+    EXPECT_EQ(1, traceRes);
+    EXPECT_EQ(1, killRun);
+    Run("second");
+    FakeClockAwaitSleepers(1); // one watcher, not two
+    EXPECT_EQ(0u, Killings());
+    EXPECT_EQ(Result("second"), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, AThousandStartsLeaveNothingBehind)
+{
+    Run(kHops);
+    Call(TracerouteResult);
+    const long threads = CountOfOwn("task");
+    const long descriptors = CountOfOwn("fd");
+    for (int i = 0; i < 1000; i++) {
+        Run(kHops);
+        if (i % 3 == 0) Call(TracerouteResult);
+    }
+    Call(TracerouteResult);
+    EXPECT_EQ(threads, CountOfOwn("task"));
+    EXPECT_EQ(descriptors, CountOfOwn("fd"));
+}
+
+// ---- The watcher ----
+
+TEST_F(TracerouteTest, OneThatNeverEndsIsKilledFiveHundredSecondsAfterItsStart)
+{
+    StartLasting();
+    EXPECT_EQ(500000, FakeClockNextDeadlineMs());
+    FakeClockAdvanceMs(499999);
+    EXPECT_EQ(1, FakeCommandsRunning());
+    EXPECT_EQ(0u, Killings());
+    FakeClockAdvanceMs(1);
+    ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    EXPECT_EQ(1u, Killings());
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult)); // joins the watcher
+    const std::string log = Log();
+    EXPECT_LT(log.find("]-> kill traceroute\n"), log.find("]-> Exit killTrace\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> Exit killTrace\n"));
+}
+
+TEST_F(TracerouteTest, TheWatcherLeavesAtOnceAndWithoutKillingWhenItIsToStop)
+{
+    StartLasting();
+    FakeCommandEnd();
+    ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    Call(TracerouteResult);    // although the clock stands still
+    EXPECT_EQ(1u, Killings()); // by the result request
+    const std::string log = Log();
+    EXPECT_EQ(std::string::npos, log.find("kill traceroute"));
+    EXPECT_NE(std::string::npos, log.find("]-> Exit killTrace\n"));
+}
+
+TEST_F(TracerouteTest, TheWatcherKillsAlsoWhenNobodyFetchedTheResult)
+{
+    Run(kHops);
+    FakeClockAwaitSleepers(1);
+    FakeClockAdvanceMs(500000);
+    EXPECT_TRUE(Within([&] { return Killings() == 1; }));
+}
+
+// ---- Failures ----
+
+TEST_F(TracerouteTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndLeavesNothing)
+{
+    for (int thread : {1, 2}) { // the watcher, the traceroute
+        FakeFailThreadStart(thread, EAGAIN);
+        EXPECT_EQ((Answer{EAGAIN, {}}), Call(TracerouteStart, kRequest));
+        EXPECT_NE(std::string::npos, Log().find(" Failed: " + std::to_string(EAGAIN)));
+        EXPECT_EQ(0, gTraceThreadState);
+        EXPECT_EQ(0, traceRes);
+        EXPECT_EQ(0, killRun);
+        EXPECT_EQ(0u, FakeCommands().size());
+    }
+    Run(kHops);
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, ACommandThatCannotBeStartedGivesAnEmptyResult)
+{
+    WriteFile(kPathTraceroute, "of the last run");
+    FakeScript script;
+    script.cannotStart = true;
+    FakeCommand("traceroute ", script);
+    ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
+    ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    EXPECT_EQ(Result(""), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, StoppingTheDiagnosticsKillsIt)
+{
+    StartLasting();
+    StopDiagnostics();
+    EXPECT_EQ(1u, Killings());
+    EXPECT_EQ(0, FakeCommandsRunning());
+    EXPECT_EQ(0, gTraceThreadState);
+    EXPECT_EQ(0, traceRes);
+    EXPECT_EQ(0, killRun);
+}
