@@ -288,6 +288,13 @@ static void ExpectExit(pid_t child, int expected)
     EXPECT_EQ(expected, WEXITSTATUS(status));
 }
 
+// ThreadSanitizer looks on for another second when a process ends, unless it is told not to.
+extern "C" const char *__tsan_default_options();
+extern "C" const char *__tsan_default_options()
+{
+    return "atexit_sleep_ms=0";
+}
+
 TEST(OsCommand, EndsWithTheProcessOnASignalWithinASecond)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
