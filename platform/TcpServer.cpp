@@ -26,7 +26,7 @@ static pthread_mutex_t mMutexTcp = PTHREAD_MUTEX_INITIALIZER;
 static FrameHandler s_onFrame;
 static OsWaiter s_stop; // woken when ServerRun is cleared
 
-static const size_t kLetGoMax = 4;
+static const size_t kLetGoMax = 8;
 static void (*s_letGo[kLetGoMax])(); // called when ServerRun has been cleared; guarded by s_stop
 
 static const int kSendBuffer = 16384;

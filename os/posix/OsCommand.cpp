@@ -109,6 +109,8 @@ static int Start(OsCommand *command, const char *text, int output)
     s_starting++;
     pid_t child = 0;
     int error = s_ending ? ECANCELED : EnterGroup(0) ? Spawn(&child, text, output) : EAGAIN;
+    // The child does so as well; whoever comes first, the group is there to be killed.
+    if (error == 0) setpgid(child, child);
     if (error == 0 && !EnterGroup(child)) { // another thread took the last place meanwhile
         kill(-child, SIGKILL);
         waitpid(child, nullptr, 0);

@@ -38,6 +38,12 @@ inline long CountOfOwn(const char *what)
     return static_cast<long>(std::distance(begin(all), end(all)));
 }
 
+// Whether there are no more threads and descriptors than there were. A joined thread may stay visible for a moment.
+inline bool NoMoreThan(long threads, long descriptors)
+{
+    return Within([=] { return CountOfOwn("task") <= threads && CountOfOwn("fd") <= descriptors; });
+}
+
 class DiagnosticsTest : public AgentTest
 {
   protected:

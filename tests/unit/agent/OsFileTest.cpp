@@ -191,3 +191,45 @@ TEST_F(OsFile, ReplaceTakesAPartialWriteForAFailedOne)
     EXPECT_EQ(-2, result);
     EXPECT_EQ(ENOSPC, error);
 }
+
+TEST_F(OsFile, OpenedForWritingAFileIsEmptyAndCloseOnExec)
+{
+    WriteFile(mPath, "a longer old content");
+    const int fd = OsOpenForWriting(mPath.c_str());
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ("", FileContent(mPath));
+    EXPECT_EQ(FD_CLOEXEC, fcntl(fd, F_GETFD) & FD_CLOEXEC);
+    EXPECT_EQ(0, OsWriteAll(fd, "one ", 4));
+    EXPECT_EQ(0, OsWriteAll(fd, "two", 3));
+    close(fd);
+    EXPECT_EQ("one two", FileContent(mPath));
+}
+
+TEST_F(OsFile, OpeningForWritingRemovesALinkAndRefusesAllElse)
+{
+    WriteFile(mTarget, "precious");
+    ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
+    close(OsOpenForWriting(mPath.c_str()));
+    EXPECT_FALSE(IsLink(mPath));
+    EXPECT_EQ("precious", FileContent(mTarget));
+    unlink(mPath.c_str());
+    ASSERT_EQ(0, mkfifo(mPath.c_str(), 0644));
+    EXPECT_EQ(-1, OsOpenForWriting(mPath.c_str()));
+    EXPECT_EQ(-1, OsOpenForWriting(FakeFolder().c_str()));
+}
+
+TEST_F(OsFile, WritingAllFailsWhenTheFileTakesLess)
+{
+    const int fd = OsOpenForWriting(mPath.c_str());
+    int result;
+    int error;
+    {
+        FileSizeLimit limit(2);
+        result = OsWriteAll(fd, "001\n", 4);
+        error = errno;
+    }
+    close(fd);
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(EFBIG, error);
+    EXPECT_EQ("00", FileContent(mPath));
+}

@@ -224,4 +224,6 @@ TEST(OsProcess, PathsAreTheFixedOnes)
     EXPECT_STREQ("/tmp/plugstatus", kPathPlugStatus);
     EXPECT_STREQ("/tmp/plug.conf", kPathDefaultConfig);
     EXPECT_STREQ("./plug.conf", kPathLocalConfig);
+    EXPECT_STREQ("/tmp/tracerouteFile", kPathTraceroute);
+    EXPECT_STREQ("/tmp/rate", kPathRateTest);
 }

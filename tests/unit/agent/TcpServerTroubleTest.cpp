@@ -13,6 +13,7 @@ namespace
 {
 
 std::atomic<int> s_sigpipes;
+std::atomic<int> s_letGo; // calls of what ServerOnStop() named
 
 void CountSigpipe(int)
 {
@@ -254,6 +255,23 @@ TEST_F(ServerRecv, WaitForServerStopTellsAStopFromTheEndOfTheTime)
         FakeClockAdvanceMs(1000);
     }
     EXPECT_TRUE(WaitForServerStop(5000));
+}
+
+TEST_F(ServerRecv, StoppingCallsWhatWasNamedOnceAndAfterTheFlagIsCleared)
+{
+    s_letGo = 0;
+    const auto letGo = [] {
+        if (ServerRun == 0) s_letGo++;
+    };
+    EXPECT_EQ(0, ServerOnStop(letGo));
+    EXPECT_EQ(0, ServerOnStop(letGo));
+    Connect();
+    EXPECT_EQ(0, s_letGo);
+    Stop();
+    EXPECT_EQ(1, s_letGo);
+    Connect();
+    Stop();
+    EXPECT_EQ(2, s_letGo);
 }
 
 TEST_F(ServerRecv, SendingToAConnectionThatIsGoneRaisesNoSigpipe)
