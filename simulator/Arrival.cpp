@@ -2,7 +2,6 @@
 
 #include "core/Wire.h"
 #include "simulator/Decoder.h"
-#include "simulator/FunctionDecoders.h"
 
 namespace sim
 {

@@ -40,6 +40,11 @@ bool FromHex(const std::string &text, Bytes *bytes)
     return true;
 }
 
+std::string MacText(const Bytes &mac)
+{
+    return ToHex(mac, ':');
+}
+
 Bytes ToBytes(const std::string &text)
 {
     return Bytes(text.begin(), text.end());

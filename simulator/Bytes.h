@@ -17,6 +17,9 @@ std::string ToHex(const Bytes &bytes, char separator = 0);
 // Reads pairs of hexadecimal digits; blanks and colons may stand between pairs. False for anything else.
 bool FromHex(const std::string &text, Bytes *bytes);
 
+// "02:11:22:33:44:55"
+std::string MacText(const Bytes &mac);
+
 Bytes ToBytes(const std::string &text);
 
 // The text up to the first zero byte, at most the whole field.

@@ -4,6 +4,8 @@
 
 #include "simulator/FrameCommands.h"
 #include "simulator/FunctionNames.h"
+#include "simulator/FunctionParameters.h"
+#include "simulator/FunctionText.h"
 #include "simulator/Names.h"
 
 namespace sim
@@ -38,6 +40,15 @@ static Outcome RunHelp(const Words &words, CommandContext *context)
     std::string text;
     if (!HelpText(words.size() > 1 ? words[1] : "", &text))
         return Outcome::Fail("there is no command '" + words[1] + "'");
+    context->journal->Say(text);
+    return Outcome::Ok();
+}
+
+static Outcome RunFunctions(const Words &words, CommandContext *context)
+{
+    std::string text;
+    if (!FunctionsText(words.size() > 1 ? words[1] : "", &text))
+        return Outcome::Fail("there is no function '" + words[1] + "'");
     context->journal->Say(text);
     return Outcome::Ok();
 }
@@ -201,6 +212,7 @@ static const CommandRow kCommands[] = {
     {"sleep", "SECONDS", "do nothing for a while", 1, 1, false, RunSleep},
     {"status", "", "show connections, counters and misbehaviours", 0, 0, false, RunStatus},
     {"echo", "TEXT", "show a text", 0, 1000, false, RunEcho},
+    {"functions", "[NAME]", "list the functions of the router; show one byte by byte", 0, 1, false, RunFunctions},
     {"help", "[COMMAND]", "show this", 0, 1, false, RunHelp},
     {"quit", "[STATUS]", "end, with this exit status", 0, 1, false, RunQuit},
 };
@@ -215,7 +227,7 @@ static const CommandRow *FindCommand(const std::string &name)
 Outcome RunCommand(const Words &words, CommandContext *context)
 {
     if (words.empty()) return Outcome::Ok();
-    if (FindFrameCommand(words[0])) {
+    if (SendsFrame(words[0])) {
         context->journal->Log().MarkHere();
         std::string error;
         return Result(context->platform->Send(words, 1, false, &error), error);
@@ -240,29 +252,43 @@ bool HelpText(const std::string &name, std::string *text)
     if (name.empty()) *text = "Frames, sent to the latest agent that logged in:\n";
     for (const FrameCommandRow &row : kFrameCommands)
         if (name.empty() || name == row.name) *text += HelpLines(row);
-    if (name.empty()) *text += "Everything else:\n";
+    if (name.empty())
+        *text += "  FUNCTION [PARAMETER]...\n        ask or set something of the router: \"functions\" lists them all\n"
+                 "Everything else:\n";
+    if (const Function *function = FindFunction(name)) *text += FunctionHelp(*function);
     for (const CommandRow &row : kCommands)
         if (name.empty() || name == row.name) *text += HelpLines(row);
     return !text->empty();
 }
 
+// How many words stand before the frame command that a repeating command sends.
+static size_t RepeatWords(const std::string &name)
+{
+    return name == "flood" || name == "burst" ? 2 : name == "every" ? 3 : 0;
+}
+
 std::vector<std::string> Completions(const Words &before)
 {
     std::vector<std::string> found;
-    const std::string last = before.empty() ? "" : before.back();
-    const bool repeated = (before.size() == 2 && (before[0] == "flood" || before[0] == "burst")) ||
-                          (before.size() == 3 && before[0] == "every");
-    if (before.empty() || repeated || (before.size() == 1 && last == "help")) {
+    const size_t repeat = before.empty() ? 0 : RepeatWords(before[0]);
+    if (repeat > 0 && before.size() < repeat) return found;
+    const Words words = From(before, repeat);
+    const std::string last = words.empty() ? "" : words.back();
+    if (words.empty() || (words.size() == 1 && last == "help")) {
         for (const FrameCommandRow &row : kFrameCommands) found.push_back(row.name);
-        if (!repeated)
+        if (repeat == 0)
             for (const CommandRow &row : kCommands) found.push_back(row.name);
-    } else if (last == "function") {
-        found = FunctionNameList();
+    }
+    if (words.empty() || (words.size() == 1 && (last == "help" || last == "functions" || last == "function"))) {
+        const std::vector<std::string> names = FunctionNameList();
+        found.insert(found.end(), names.begin(), names.end());
+    } else if (const Function *function = FindFunction(words[0])) {
+        found = ParameterCompletions(*function, From(words, 1));
     } else if (last == "plugin") {
         found = PluginTypeNames();
     } else if (last == "frame") {
         found = MsgTypeNames();
-    } else if (last == "misbehave" || (last == "off" && before[0] == "misbehave")) {
+    } else if (last == "misbehave" || (last == "off" && words[0] == "misbehave")) {
         for (const WrongRow &row : kWrongs) found.push_back(row.name);
         if (last == "misbehave") found.push_back("off");
     } else if (last == "wait") {

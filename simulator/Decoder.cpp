@@ -114,7 +114,6 @@ static bool IsErrorText(const Bytes &payload)
 
 static void DescribeFunction(ParsedFrame *frame, bool reply, Fields *out)
 {
-    const size_t kReplyHeader = 6, kRequestHeader = 10;
     if (reply && IsErrorText(frame->payload)) {
         DescribeText(frame->payload, out);
         return;
@@ -130,22 +129,21 @@ static void DescribeFunction(ParsedFrame *frame, bool reply, Fields *out)
     out->push_back(TextField("function_name", FunctionName(id)));
     out->push_back(TextField("tag", ToHex(Bytes(tag, tag + 2))));
     if (!reply) {
-        out->push_back(
-            TextField("parameters", ToHex(Bytes(frame->payload.begin() + kRequestHeader, frame->payload.end()))));
+        const Bytes parameters(frame->payload.begin() + kRequestHeader, frame->payload.end());
+        out->push_back(TextField("parameters", ToHex(parameters)));
+        const Fields fields = DecodeRequest(id, parameters);
+        if (!fields.empty()) out->push_back(ObjectField("fields", fields));
         return;
     }
     const int16_t status = static_cast<int16_t>(WireGetLe16(&r));
     out->push_back(NumberField("status", status));
     const Bytes data(frame->payload.begin() + kReplyHeader, frame->payload.end());
     if (status == 7 && data.empty()) out->push_back(TextField("verdict", "not supported"));
-    if (data.empty()) return;
-    std::string problem;
-    const Fields fields = DecodeFunctionData(id, data, &problem);
-    if (!problem.empty()) frame->problems.push_back(problem);
-    if (fields.empty())
-        out->push_back(TextField("data", ToHex(data)));
-    else
+    const Fields fields = DecodeReply(id, status, data, &frame->problems);
+    if (!fields.empty())
         out->push_back(ObjectField("fields", fields));
+    else if (!data.empty())
+        out->push_back(TextField("data", ToHex(data)));
 }
 
 static void DescribeAckHead(const ParsedFrame &frame, Fields *head)

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "simulator/FunctionNames.h"
+#include "simulator/FunctionParameters.h"
 #include "simulator/Names.h"
 
 namespace sim
@@ -70,9 +71,14 @@ static bool MakeVersion(const Words &, FrameContext *context, OutFrame *frame, s
     return true;
 }
 
-static bool MakeIdentity(const Words &, FrameContext *context, OutFrame *frame, std::string *)
+// A function under its own name, with typed words.
+static bool MakeTypedFunction(const Function &function, const Words &words, FrameContext *context, OutFrame *frame,
+                              std::string *error)
 {
-    CallFunction(2, 2, {}, context, frame);
+    Bytes parameters;
+    if (!MakeParameters(function, Words(words.begin() + 1, words.end()), &parameters, error)) return false;
+    if (parameters.size() > kMostBytes) return Fail(error, "too many bytes");
+    CallFunction(static_cast<uint16_t>(function.id), static_cast<uint8_t>(function.id), parameters, context, frame);
     return true;
 }
 
@@ -180,9 +186,8 @@ static bool MakeNetworkFailure(const Words &, FrameContext *, OutFrame *frame, s
 
 const std::vector<FrameCommandRow> kFrameCommands = {
     {"version", "", "ask for the router's version (function 1)", 0, 0, MakeVersion},
-    {"identity", "", "ask who the router is (function 2)", 0, 0, MakeIdentity},
     {"function", "ID [HEX | text=TEXT | datatype=N]...",
-     "send a function command: ID by number or name, then its parameters as they stand", 1, 32, MakeFunction},
+     "send any function command: ID by number or name, then its parameters as they stand", 1, 32, MakeFunction},
     {"record", "HEX [datatype=N]", "send a function command whose whole request record is HEX", 1, 2, MakeRecord},
     {"plugin", "TYPE [TEXT]", "send a plugin data command: TYPE by number or name, then its text, mostly JSON", 1, 1000,
      MakePlugin},
@@ -195,20 +200,28 @@ const std::vector<FrameCommandRow> kFrameCommands = {
      MakeNetworkFailure},
 };
 
-const FrameCommandRow *FindFrameCommand(const std::string &name)
+static const FrameCommandRow *FindFrameCommand(const std::string &name)
 {
     const auto row = std::find_if(kFrameCommands.begin(), kFrameCommands.end(),
                                   [&](const FrameCommandRow &r) { return name == r.name; });
     return row == kFrameCommands.end() ? nullptr : &*row;
 }
 
+bool SendsFrame(const std::string &name)
+{
+    return FindFrameCommand(name) || FindFunction(name);
+}
+
 bool MakeFrame(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
 {
-    const FrameCommandRow *row = words.empty() ? nullptr : FindFrameCommand(words[0]);
-    if (!row) return Fail(error, "'" + (words.empty() ? "" : words[0]) + "' sends no frame");
+    const std::string name = words.empty() ? "" : words[0];
+    *frame = OutFrame();
+    const FrameCommandRow *row = FindFrameCommand(name);
+    const Function *function = FindFunction(name);
+    if (!row && function) return MakeTypedFunction(*function, words, context, frame, error);
+    if (!row) return Fail(error, "'" + name + "' sends no frame");
     if (words.size() - 1 < row->least || words.size() - 1 > row->most)
         return Fail(error, std::string("use: ") + row->name + (*row->arguments ? " " : "") + row->arguments);
-    *frame = OutFrame();
     return row->make(words, context, frame, error);
 }
 

@@ -1,4 +1,5 @@
-// FrameCommands.h - the commands that send a frame: from words to frames.
+// FrameCommands.h - the commands that send a frame: from words to frames. Those of the rows below, and every function
+// under its own name.
 // State: none; the tags of function commands are counted in the Peer. Threads: any.
 #pragma once
 
@@ -27,7 +28,8 @@ struct FrameCommandRow {
 
 extern const std::vector<FrameCommandRow> kFrameCommands;
 
-const FrameCommandRow *FindFrameCommand(const std::string &name);
+// Whether a command of this name sends a frame.
+bool SendsFrame(const std::string &name);
 
 // Makes the frame of a whole command line. False with the reason when it is none or an argument is wrong.
 bool MakeFrame(const Words &words, FrameContext *context, OutFrame *frame, std::string *error);

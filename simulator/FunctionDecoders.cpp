@@ -1,90 +1,119 @@
 #include "simulator/FunctionDecoders.h"
 
-#include <cstdio>
+#include <algorithm>
 
 #include "core/Wire.h"
+#include "simulator/FieldValues.h"
 
 namespace sim
 {
 
-std::string MacText(const Bytes &mac)
+static const int kNotSupported = 7;
+
+static std::string Count(size_t number)
 {
-    return ToHex(mac, ':');
+    return std::to_string(number);
 }
 
-static Bytes TakeBytes(WireReader *r, size_t size)
+static std::string Short(const FieldLayout &field)
 {
-    const uint8_t *at = WireTake(r, size);
-    return at ? Bytes(at, at + size) : Bytes(size);
+    return std::string(field.name) + ": the data ends before it does";
 }
 
-static std::string TakeText(WireReader *r, size_t size)
+static Fields TakeRecord(const Layout &layout, WireReader *r, std::string *problem);
+
+// Records with one field are plain values.
+static Field TakeListItem(const Layout &record, WireReader *r, std::string *problem)
 {
-    return FieldText(TakeBytes(r, size));
+    Fields fields = TakeRecord(record, r, problem);
+    if (record.count != 1 || fields.size() != 1) return ObjectField("", fields);
+    fields[0].name.clear();
+    return fields[0];
 }
 
-// 64 bytes: the version's text and its date as century, year, month and day.
-static Fields RouterVersionData(WireReader *r)
+static Field TakeList(const FieldLayout &field, WireReader *r, std::string *problem)
 {
-    const std::string text = TakeText(r, 60);
-    const Bytes date = TakeBytes(r, 4);
-    char day[32];
-    snprintf(day, sizeof day, "%02u%02u-%02u-%02u", date[0], date[1], date[2], date[3]);
-    return {TextField("version", text), TextField("date", day)};
+    const size_t size = FixedSize(field.record);
+    Field list = ListField(field.name, {});
+    size_t count = r->left / size;
+    if (field.type == Type::CountedList) {
+        count = WireGetLe16(r);
+        if (r->failed)
+            *problem = Short(field);
+        else if (count * size > r->left)
+            *problem = std::string(field.name) + ": " + Count(count) + " records of " + Count(size) +
+                       " bytes are announced, and " + Count(r->left) + " bytes follow";
+    } else if (r->left % size != 0) {
+        *problem =
+            std::string(field.name) + ": " + Count(r->left) + " bytes are no whole number of records of " + Count(size);
+    }
+    if (problem->empty() && count > field.most)
+        *problem =
+            std::string(field.name) + ": " + Count(count) + " records, and " + Count(field.most) + " are the most";
+    for (size_t i = 0; i < count && problem->empty(); i++)
+        list.children.push_back(TakeListItem(field.record, r, problem));
+    return list;
 }
 
-// 295 bytes behind the header: who the router is and what it is made of.
-static Fields IdentityData(WireReader *r)
+static Fields TakeRecord(const Layout &layout, WireReader *r, std::string *problem)
 {
     Fields fields;
-    fields.push_back(TextField("mac", MacText(TakeBytes(r, 6))));
-    fields.push_back(TextField("serial", TakeText(r, 64)));
-    fields.push_back(TextField("vendor", TakeText(r, 64)));
-    fields.push_back(TextField("model", TakeText(r, 64)));
-    fields.push_back(TextField("cpu_model", TakeText(r, 40)));
-    fields.push_back(NumberField("cpu_mhz", WireGetLe16(r), "MHz"));
-    fields.push_back(NumberField("cpu_cores", WireGet8(r)));
-    fields.push_back(NumberField("memory_kb", WireGetLe32(r), "KiB"));
-    fields.push_back(TextField("memory_type", TakeText(r, 16)));
-    fields.push_back(NumberField("plug", WireGet8(r)));
-    fields.push_back(TextField("name", TakeText(r, 32)));
-    fields.push_back(NumberField("ipv6", WireGet8(r)));
+    for (const FieldLayout &field : layout) {
+        if (!problem->empty()) return {};
+        if (IsList(field.type)) {
+            fields.push_back(TakeList(field, r, problem));
+            continue;
+        }
+        Field value;
+        const uint8_t *at = r->data;
+        if (TakeValue(field, r, &value))
+            fields.push_back(value);
+        else if (std::any_of(at, at + (r->failed ? 0 : field.size), [](uint8_t byte) { return byte != 0; }))
+            *problem = "bytes that must be zero are not";
+        if (r->failed) *problem = Short(field);
+    }
     return fields;
 }
 
-// The measured rate; all ones when the test failed, which the status says as well.
-static Fields RateResultData(WireReader *r)
+Fields DecodeRecord(const Layout &layout, const Bytes &data, std::string *problem)
 {
-    return {NumberField("rate", static_cast<int32_t>(WireGetLe32(r)), "bytes/s")};
+    problem->clear();
+    if (IsFixed(layout) && data.size() != FixedSize(layout)) {
+        *problem = Count(data.size()) + " bytes of data instead of " + Count(FixedSize(layout));
+        return {};
+    }
+    WireReader r = WireRead(data.data(), data.size());
+    const Fields fields = TakeRecord(layout, &r, problem);
+    if (problem->empty() && r.left > 0) *problem = Count(r.left) + " bytes too many at the end of the data";
+    return problem->empty() ? fields : Fields();
 }
 
-namespace
+Fields DecodeReply(unsigned id, int status, const Bytes &data, std::vector<std::string> *problems)
 {
-struct DecoderRow {
-    unsigned id;
-    size_t length; // of the data behind the status
-    Fields (*decode)(WireReader *);
-};
-
-const DecoderRow kDecoders[] = {
-    {1, 64, RouterVersionData},
-    {2, 295, IdentityData},
-    {62, 4, RateResultData},
-};
-} // namespace
-
-Fields DecodeFunctionData(unsigned id, const Bytes &data, std::string *problem)
-{
-    for (const DecoderRow &row : kDecoders) {
-        if (row.id != id) continue;
-        if (data.size() != row.length) {
-            *problem = std::to_string(data.size()) + " bytes of data instead of " + std::to_string(row.length);
-            return {};
-        }
-        WireReader r = WireRead(data.data(), data.size());
-        return row.decode(&r);
+    const Function *function = FindFunction(id);
+    if (!function) return {};
+    if (function->status == STATUS_NONE) {
+        problems->push_back("this function has no reply");
+        return {};
     }
-    return {};
+    // A failure may come alone; so does the answer of an agent that does not have the function.
+    if (data.empty() && status == kNotSupported) return {};
+    if (function->status == STATUS_ZERO && status != 0)
+        problems->push_back("status " + std::to_string(status) + " from a function that always answers 0");
+    if (data.empty() && status != 0) return {};
+    if (!function->Supported() && function->layout.reply.count == 0) return {};
+    std::string problem;
+    const Fields fields = DecodeRecord(function->layout.reply, data, &problem);
+    if (!problem.empty()) problems->push_back(problem);
+    return fields;
+}
+
+Fields DecodeRequest(unsigned id, const Bytes &parameters)
+{
+    const Function *function = FindFunction(id);
+    std::string problem;
+    if (!function || !function->Supported()) return {};
+    return DecodeRecord(function->layout.request, parameters, &problem);
 }
 
 } // namespace sim

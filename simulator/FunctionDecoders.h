@@ -1,20 +1,27 @@
-// FunctionDecoders.h - the data that functions answer, field by field. One row per function.
+// FunctionDecoders.h - requests and replies of functions, field by field, as the table of layouts has them.
 // State: none. Threads: any.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "simulator/Bytes.h"
+#include "simulator/FunctionLayouts.h"
 #include "simulator/Tree.h"
 
 namespace sim
 {
 
-// Decodes what follows the status in a reply of function `id`. An unknown function, or data of another length than
-// the function has, leave `fields` empty; the latter says so in `*problem`.
-Fields DecodeFunctionData(unsigned id, const Bytes &data, std::string *problem);
+// A whole record. Empty with the reason in `*problem` when `data` is shorter or longer than the layout, or bytes that
+// must be zero are not.
+Fields DecodeRecord(const Layout &layout, const Bytes &data, std::string *problem);
 
-// "02:11:22:33:44:55"
-std::string MacText(const Bytes &mac);
+// What follows the status in a reply of function `id`; empty for a function that is not known and for a faulty reply.
+// Faults are added to `problems`: another length than the function's, unless a status other than 0 comes alone; a
+// status other than 0 where the function always answers 0; any reply of a function that has none.
+Fields DecodeReply(unsigned id, int status, const Bytes &data, std::vector<std::string> *problems);
+
+// The parameters of a request, as far as they are all there and no more.
+Fields DecodeRequest(unsigned id, const Bytes &parameters);
 
 } // namespace sim

@@ -1,34 +1,22 @@
 #include "simulator/FunctionNames.h"
 
-#include <iterator>
-
-#include "functions/FunctionList.h"
+#include "simulator/FunctionLayouts.h"
 #include "simulator/Words.h"
 
 namespace sim
 {
 
-namespace
-{
-#define FUNCTION_NAME(id, name, ...) name,
-// The agent's own list, so that the two can never differ; rows stand at their own number there.
-constexpr const char *kNames[] = {FUNCTION_LIST(FUNCTION_NAME)};
-#undef FUNCTION_NAME
-static_assert(std::size(kNames) == kFunctionCount, "a row is missing");
-} // namespace
-
 std::string FunctionName(unsigned id)
 {
-    return id < std::size(kNames) ? kNames[id] : "";
+    const Function *function = FindFunction(id);
+    return function ? function->name : "";
 }
 
 bool ParseFunction(const std::string &text, uint16_t *id)
 {
-    for (size_t i = 0; i < std::size(kNames); i++) {
-        if (!text.empty() && text == kNames[i]) {
-            *id = static_cast<uint16_t>(i);
-            return true;
-        }
+    if (const Function *function = FindFunction(text)) {
+        *id = static_cast<uint16_t>(function->id);
+        return true;
     }
     int64_t number;
     if (!ParseNumber(text, 0, 65535, &number)) return false;
@@ -39,8 +27,8 @@ bool ParseFunction(const std::string &text, uint16_t *id)
 std::vector<std::string> FunctionNameList()
 {
     std::vector<std::string> names;
-    for (const char *name : kNames)
-        if (*name) names.push_back(name);
+    for (const Function &function : kFunctions)
+        if (*function.name) names.push_back(function.name);
     return names;
 }
 

@@ -95,6 +95,7 @@ static Fields FrameDetails(const Fields &fields)
     for (const Field &field : fields) {
         if (InFrameHeadline(field)) continue;
         if (field.name == "payload" && textShown) continue;
+        if (field.name == "parameters" && FindField(fields, "fields")) continue;
         if (field.name == "text" && FindField(fields, "json")) continue;
         if (field.name == "mac" && FindField(fields, "fields.mac")) continue;
         if (field.value.empty() && field.children.empty()) continue;

@@ -7,7 +7,6 @@
 #include "simulator/Arrival.h"
 #include "simulator/Decoder.h"
 #include "simulator/FrameCommands.h"
-#include "simulator/FunctionDecoders.h"
 #include "simulator/Net.h"
 
 namespace sim

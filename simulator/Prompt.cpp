@@ -62,7 +62,11 @@ static char **Complete(const char *text, int start, int)
     rl_attempted_completion_over = 1; // never file names
     if (!SplitWords(std::string(rl_line_buffer, static_cast<size_t>(start)), &before, &error)) return nullptr;
     s_prompt.matches = Completions(before);
-    return rl_completion_matches(text, NextMatch);
+    char **matches = rl_completion_matches(text, NextMatch);
+    // The value follows NAME= without a blank.
+    const std::string match = matches ? matches[0] : "";
+    rl_completion_suppress_append = !match.empty() && match.back() == '=';
+    return matches;
 }
 
 Prompt::Prompt(Loop *loop, std::function<void(const std::string &)> line, std::function<void()> end) : loop_(loop)

@@ -14,6 +14,26 @@ static bool Blank(char c)
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
+// The end of the JSON object (RFC 8259) that begins at `at`: behind its last brace; `at` when it is not closed.
+static size_t JsonEnd(const std::string &line, size_t at)
+{
+    int depth = 0;
+    bool inText = false;
+    for (size_t i = at; i < line.size(); i++) {
+        const char c = line[i];
+        if (inText && c == '\\') {
+            i++;
+        } else if (c == '"') {
+            inText = !inText;
+        } else if (!inText && c == '{') {
+            depth++;
+        } else if (!inText && c == '}' && --depth == 0) {
+            return i + 1;
+        }
+    }
+    return at;
+}
+
 bool SplitWords(const std::string &line, Words *words, std::string *error)
 {
     words->clear();
@@ -24,6 +44,9 @@ bool SplitWords(const std::string &line, Words *words, std::string *error)
         std::string word;
         const char quote = line[i] == '"' || line[i] == '\'' ? line[i++] : '\0';
         if (!quote) {
+            const size_t end = line[i] == '{' ? JsonEnd(line, i) : i;
+            word = line.substr(i, end - i);
+            i = end;
             while (i < line.size() && !Blank(line[i])) word += line[i++];
         } else {
             while (i < line.size() && line[i] != quote) {

@@ -12,8 +12,8 @@ namespace sim
 using Words = std::vector<std::string>;
 
 // Splits at blanks. '...' keeps everything, "..." everything but \" and \\, and a word that starts with # begins a
-// comment. A quote inside a word is an ordinary character, so that JSON without blanks needs no quoting. Returns
-// false with the reason when a quote is not closed.
+// comment. A quote inside a word is an ordinary character, and a word that begins with { goes on to the brace that
+// closes it, so that JSON needs no quoting. Returns false with the reason when a quote is not closed.
 bool SplitWords(const std::string &line, Words *words, std::string *error);
 
 // A whole number, decimal or 0x..., within [low, high]. False for anything else.

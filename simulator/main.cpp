@@ -1,5 +1,6 @@
 // plugsim - test tools to run the agent against, one subcommand each.
 
+#include "simulator/FunctionsMain.h"
 #include "simulator/PlatformMain.h"
 
 int main(int argc, char **argv)
@@ -9,10 +10,13 @@ int main(int argc, char **argv)
     app.get_formatter()->column_width(28);
     sim::PlatformOptions platformOptions;
     const CLI::App *platform = sim::AddPlatformCommand(&app, &platformOptions);
+    sim::FunctionsOptions functionsOptions;
+    const CLI::App *functions = sim::AddFunctionsCommand(&app, &functionsOptions);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? sim::EXIT_OK : sim::EXIT_USAGE;
     }
+    if (functions->parsed()) return sim::RunFunctions(functionsOptions);
     return platform->parsed() ? sim::RunPlatform(platformOptions) : sim::EXIT_USAGE;
 }

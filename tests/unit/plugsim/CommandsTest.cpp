@@ -23,6 +23,14 @@ TEST(Words, AreSplitAtBlanksQuotesAndComments)
     EXPECT_FALSE(SplitWords("echo 'open", &words, &error));
 }
 
+TEST(Words, AreWholeJsonObjectsWithTheirBlanksAndQuotes)
+{
+    EXPECT_EQ((Words{"plugin", "4", "{\"a\":  \"b } \\\" #\"}", "more"}),
+              Split("plugin 4 {\"a\":  \"b } \\\" #\"} more # comment"));
+    EXPECT_EQ((Words{"{\"a\": {\"b\": [1, 2]}}x"}), Split("{\"a\": {\"b\": [1, 2]}}x"));
+    EXPECT_EQ((Words{"plugin", "4", "{\"a\":", "1"}), Split("plugin 4 {\"a\": 1")); // not closed: plain words
+}
+
 TEST(Words, ReadNumbersAndTimesWithinTheirBounds)
 {
     int64_t number;
@@ -89,6 +97,23 @@ TEST_F(FrameCommands, EveryFunctionCommandHasATagOfItsOwn)
     EXPECT_EQ(Hex("0000 02 021122334455 0a00 0200 0200 000000000000"), Plain("identity"));
 }
 
+TEST_F(FrameCommands, EveryFunctionIsACommandOfItsOwn)
+{
+    // DataType 3, MAC, length 12; tag 1, function 3, six bytes of nothing, WAN 2
+    EXPECT_EQ(Hex("0000 03 021122334455 0c00 0100 0300 000000000000 0200"), Plain("wan-config 2"));
+    EXPECT_EQ(3, peer.waiting[1].function);
+    EXPECT_TRUE(SendsFrame("set-led"));
+    EXPECT_TRUE(SendsFrame("identity"));
+    EXPECT_TRUE(SendsFrame("version"));
+    for (const char *name : {"", "3", "quit", "functions", "set-leds"}) EXPECT_FALSE(SendsFrame(name)) << name;
+}
+
+TEST_F(FrameCommands, ParametersThatDoNotFitOneFrameAreRefused)
+{
+    EXPECT_EQ(Bytes(), Make("set-router-name " + std::string(65001, 'a')));
+    EXPECT_EQ("too many bytes", error);
+}
+
 TEST_F(FrameCommands, RecordSendsARequestOfAnyLength)
 {
     EXPECT_EQ(Hex("0000 09 021122334455 0900 010002000000000000"), Plain("record 010002000000000000 datatype=9"));
@@ -142,6 +167,9 @@ TEST_F(FrameCommands, RefuseWhatTheyDoNotUnderstand)
                              "frame 1 tail=00",
                              "frame 1 plain=00 body=00",
                              "version 1",
+                             "identity 1",
+                             "wan-config",
+                             "set-led maybe",
                              "drop",
                              "nothing"}) {
         EXPECT_EQ(Bytes(), Make(line)) << line;

@@ -1,5 +1,4 @@
 #include "simulator/Decoder.h"
-#include "simulator/FunctionDecoders.h"
 #include "simulator/FunctionNames.h"
 #include "simulator/Names.h"
 #include "tests/unit/plugsim/Frames.h"
@@ -93,9 +92,9 @@ TEST(Decoder, ShowsAStatusAsASignedNumber)
     EXPECT_EQ("-9", At(DescribeReply(Hex("0100 4500 f7ff")), "status"));
 }
 
-TEST(Decoder, ShowsTheDataOfAFunctionWithoutADecoderAsBytes)
+TEST(Decoder, ShowsTheDataOfAnUnknownFunctionAsBytes)
 {
-    EXPECT_EQ("2a00", At(DescribeReply(Hex("0100 2f00 0000 2a00")), "data"));
+    EXPECT_EQ("2a00", At(DescribeReply(Hex("0100 5900 0000 2a00")), "data"));
 }
 
 TEST(Decoder, ComplainsAboutAReplyShorterThanItsHeader)
@@ -111,59 +110,29 @@ TEST(Decoder, ComplainsAboutAReplyShorterThanItsHeader)
     EXPECT_EQ("a reply shorter than its header", frame.problems[0]);
 }
 
-static Bytes Padded(const std::string &text, size_t size)
+TEST(Decoder, ShowsTheFieldsOfAReplyAndItsFaults)
 {
-    Bytes bytes = ToBytes(text);
-    bytes.resize(size);
-    return bytes;
+    EXPECT_EQ("42", At(DescribeReply(Hex("0100 2f00 0000 2a00")), "fields.use"));
+    OutFrame reply;
+    reply.msgType = MSG_ACK_MAC;
+    reply.head = {0, 0};
+    reply.hasPlain = true;
+    reply.plain = InnerRecordBytes(1, Hex("021122334455"), Hex("0100 2f00 0000 2a"));
+    ParsedFrame frame = ParseFrame(EncodeFrame(reply, kKey), kKey, true);
+    EXPECT_EQ("2a", At(DescribeFrame(&frame, STEP_COMMAND), "data"));
+    EXPECT_EQ((std::vector<std::string>{"1 bytes of data instead of 2"}), frame.problems);
 }
 
-TEST(FunctionDecoders, ReadsTheRouterVersion)
+TEST(Decoder, ShowsTheFieldsOfARequest)
 {
-    Bytes data = Padded("V1.2.3", 60);
-    Append(&data, {20, 23, 11, 5});
-    std::string problem;
-    const Fields fields = DecodeFunctionData(1, data, &problem);
-    EXPECT_EQ("V1.2.3", At(fields, "version"));
-    EXPECT_EQ("2023-11-05", At(fields, "date"));
-    EXPECT_EQ("", problem);
-}
-
-TEST(FunctionDecoders, ReadsEveryFieldOfTheIdentity)
-{
-    Bytes data = Hex("02 11 22 33 44 55");      // reply bytes 6 to 11
-    Append(&data, Padded("SN0001", 64));        // 12
-    Append(&data, Padded("Example", 64));       // 76
-    Append(&data, Padded("R-100", 64));         // 140
-    Append(&data, Padded("24K", 40));           // 204
-    Append(&data, Hex("70 03 04"));             // 244: 880 MHz, 4 cores
-    Append(&data, Hex("00 00 02 00"));          // 247: 131072 KiB
-    Append(&data, Padded("DDR2", 16));          // 251
-    Append(&data, Hex("01"));                   // 267
-    Append(&data, Padded("Home \xc3\xa9", 32)); // 268
-    Append(&data, Hex("00"));                   // 300
-    ASSERT_EQ(301u - 6, data.size());
-    std::string problem;
-    const Fields fields = DecodeFunctionData(2, data, &problem);
-    EXPECT_EQ("02:11:22:33:44:55", At(fields, "mac"));
-    EXPECT_EQ("SN0001", At(fields, "serial"));
-    EXPECT_EQ("Example", At(fields, "vendor"));
-    EXPECT_EQ("R-100", At(fields, "model"));
-    EXPECT_EQ("24K", At(fields, "cpu_model"));
-    EXPECT_EQ("880", At(fields, "cpu_mhz"));
-    EXPECT_EQ("4", At(fields, "cpu_cores"));
-    EXPECT_EQ("131072", At(fields, "memory_kb"));
-    EXPECT_EQ("DDR2", At(fields, "memory_type"));
-    EXPECT_EQ("1", At(fields, "plug"));
-    EXPECT_EQ("Home \xc3\xa9", At(fields, "name"));
-    EXPECT_EQ("0", At(fields, "ipv6"));
-}
-
-TEST(FunctionDecoders, ComplainsAboutDataOfAnotherLength)
-{
-    std::string problem;
-    EXPECT_TRUE(DecodeFunctionData(2, Bytes(294), &problem).empty());
-    EXPECT_EQ("294 bytes of data instead of 295", problem);
+    OutFrame request;
+    request.msgType = MSG_FUNCTION_COMMAND;
+    request.hasPlain = true;
+    request.plain = InnerRecordBytes(3, Hex("021122334455"), Hex("0100 0300 000000000000 0500"));
+    ParsedFrame frame = ParseFrame(EncodeFrame(request, kKey), kKey, false);
+    const Fields fields = DescribeFrame(&frame, STEP_COMMAND);
+    EXPECT_EQ("0500", At(fields, "parameters"));
+    EXPECT_EQ("5", At(fields, "fields.wan"));
 }
 
 TEST(FunctionNames, AreReadBackAsTheirNumbers)
