@@ -26,6 +26,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 . "$repo/scripts/lib/private.sh"
 . "$repo/scripts/lib/watch.sh"
+. "$repo/scripts/lib/tour.sh"
 
 bin=$repo/build/release
 out=$repo/build/demo
@@ -98,7 +99,7 @@ fi
 # ---- Inside
 
 platform_pid='' watcher_pid='' fifos=''
-step=0 steps=7
+step=0 steps=8
 
 stop() { # PID...: ends processes of ours and waits for them
     local pid
@@ -410,6 +411,7 @@ summary() {
     say "sessions      $(count_events '"event":"register"') registrations, $(count_events '"event":"login"') logins"
     say "heartbeats    $beats sent, $acks acknowledged; $interval s of the agent's time apart within a session"
     say "identity      $field_count fields, answered after $latency"
+    say "functions     $functions_asked questions and settings besides, each checked"
     say "lost session  logged in again after $back_ms ms at $factor times the speed"
     say "status file   $(stages_seen)"
     say "end           the agent stopped $stop_ms ms after SIGTERM with exit status 0"
@@ -423,7 +425,7 @@ summary() {
 leave_at_prompt() {
     title "Your turn"
     say "This is the platform's prompt, with the agent attached; its time now runs at the usual speed."
-    say "Try: identity   version   drop   misbehave   help   status. Ctrl-D or \"quit\" ends both."
+    say "Try: functions   all-devices   wan-config 0   set-led off   drop   misbehave   help. Ctrl-D or \"quit\" ends both."
     say "The agent's log: tail -f $out/agent-prompt.log"
     echo
     trap : INT # the platform's to handle; we only have to stay
@@ -461,6 +463,7 @@ login
 heartbeats
 stages_of_login
 identity
+functions_tour
 lost_session
 end_of_run
 summary

@@ -54,10 +54,11 @@ agent_lines() {
 
 # agent_said TEXT...: shows the first line of the agent's log that has this text; fails when there is none
 agent_said() {
-    local text line
+    local text lines
     for text; do
-        line=$(agent_lines | grep -m1 -F -e "$text") || failed "the agent's log has no \"$text\""
-        echo "$line" | quoted agent
+        # All of them: a grep that ends at the first one breaks the pipe behind a long log.
+        lines=$(agent_lines | grep -F -e "$text") || failed "the agent's log has no \"$text\""
+        echo "${lines%%$'\n'*}" | quoted agent
     done
 }
 

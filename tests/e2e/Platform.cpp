@@ -12,7 +12,9 @@ const cJSON *Event::Find(const std::string &path) const
     const cJSON *at = root_.get();
     for (size_t begin = 0; at && begin <= path.size();) {
         const size_t dot = path.find('.', begin);
-        at = cJSON_GetObjectItemCaseSensitive(at, path.substr(begin, dot - begin).c_str());
+        const std::string part = path.substr(begin, dot - begin);
+        at = cJSON_IsArray(at) ? cJSON_GetArrayItem(at, atoi(part.c_str()))
+                               : cJSON_GetObjectItemCaseSensitive(at, part.c_str());
         begin = dot == std::string::npos ? path.size() + 1 : dot + 1;
     }
     return at;

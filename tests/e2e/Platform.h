@@ -13,7 +13,7 @@ struct cJSON;
 
 constexpr char kKey[] = "0123456789abcdef";
 
-// One JSON line. Members are named by their path: "fields.model".
+// One JSON line. Members are named by their path: "fields.model", "fields.wans.0.name".
 class Event
 {
   public:
