@@ -1,0 +1,51 @@
+// HttpContent.h - what stands behind a path: a real file below a folder, or made-up bytes of any length.
+// State: none but the open folder. Threads: the caller's.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace sim
+{
+
+// What a request gets. It owns the descriptor.
+struct HttpBody {
+    HttpBody() = default;
+    ~HttpBody();
+    HttpBody(HttpBody &&other) noexcept;
+    HttpBody &operator=(HttpBody &&other) noexcept;
+
+    bool found = false;
+    int64_t size = 0;
+    int file = -1; // -1: made up
+};
+
+// The made-up bytes from `offset` on, as many as stand together in memory, at least one: lines of 64 characters, each
+// beginning with its own position, which starts again at 0 behind 256 KB. There is no CR among them.
+struct MadeUpBytes {
+    const char *data;
+    int64_t size;
+};
+MadeUpBytes MadeUpAt(int64_t offset);
+
+class HttpContent
+{
+  public:
+    HttpContent() = default;
+    ~HttpContent();
+    HttpContent(const HttpContent &) = delete;
+    HttpContent &operator=(const HttpContent &) = delete;
+
+    // `root` is the folder of real files, empty for none; `size` the length of what is made up. False with the reason.
+    bool Open(const std::string &root, int64_t size, std::string *error);
+
+    // A file below the root, otherwise made-up bytes for everything below /download/. Symbolic links are not followed
+    // and nothing named "." or ".." is looked for, so that no path leads out of the folder.
+    HttpBody Find(const std::string &path) const;
+
+  private:
+    int root_ = -1;
+    int64_t size_ = 0;
+};
+
+} // namespace sim
