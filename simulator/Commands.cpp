@@ -6,6 +6,7 @@
 #include "simulator/FunctionNames.h"
 #include "simulator/FunctionParameters.h"
 #include "simulator/FunctionText.h"
+#include "simulator/HttpCommand.h"
 #include "simulator/Names.h"
 
 namespace sim
@@ -203,9 +204,11 @@ static const CommandRow kCommands[] = {
     {"target", "CONN | latest", "send the following commands to this connection", 1, 1, false, RunTarget},
     {"misbehave", "[NAME[@STEP][=VALUE] [COUNT] | off [NAME]]", "do something wrong; alone: list what there is", 0, 2,
      false, RunMisbehave},
+    {"http", "[PATH|* NAME[=VALUE]... [COUNT] | off [NAME]]",
+     "let the HTTP server do something wrong with a path; alone: list what there is", 0, 30, false, RunHttp},
     {"wait", "EVENT [KEY=VALUE]... [SECONDS]",
      "wait for an event since the last command or wait: register, login, heartbeat, upload, ack, reply, connected, "
-     "disconnected, sent, bad-checksum, bad-frame, any",
+     "disconnected, sent, http, http-stalled, http-done, bad-checksum, bad-frame, any",
      1, 100, false, RunWait},
     {"expect", "[field] PATH [=|!=|<|>|~] VALUE", "check the event that the last wait was for", 2, 4, false, RunExpect},
     {"mark", "", "let waits look only at what happens from here on", 0, 0, false, RunMark},
@@ -291,9 +294,13 @@ std::vector<std::string> Completions(const Words &before)
     } else if (last == "misbehave" || (last == "off" && words[0] == "misbehave")) {
         for (const WrongRow &row : kWrongs) found.push_back(row.name);
         if (last == "misbehave") found.push_back("off");
+    } else if (words[0] == "http" && words.size() > 1) {
+        for (const HttpWrongRow &row : kHttpWrongs) found.push_back(row.name);
+    } else if (last == "http") {
+        found = {"*", "off"};
     } else if (last == "wait") {
-        found = {"register", "login", "heartbeat", "upload",       "ack",       "reply",
-                 "sent",     "any",   "connected", "disconnected", "bad-frame", "bad-checksum"};
+        found = {"register",  "login",        "heartbeat", "upload",       "ack",  "reply",        "sent",     "any",
+                 "connected", "disconnected", "bad-frame", "bad-checksum", "http", "http-stalled", "http-done"};
     }
     return found;
 }

@@ -57,6 +57,10 @@ bool Platform::Start(std::string *error)
     for (const Address &address : registration)
         if (!open(STEP_REGISTER, address)) return false;
     if (!open(STEP_LOGIN, options_.login)) return false;
+    if (options_.httpOn) {
+        http_ = std::make_unique<HttpServer>(options_.http, loop_, journal_, [this] { return nextId_++; });
+        if (!http_->Start(error)) return false;
+    }
 
     Fields fields;
     Field list = ListField("register", {});
@@ -66,6 +70,7 @@ bool Platform::Start(std::string *error)
     fields.push_back(TextField("announce", options_.announceGiven ? AddressText(options_.announce)
                                                                   : AddressText(servers_.back()->address)));
     fields.push_back(list);
+    if (http_) fields.push_back(TextField("http", AddressText(http_->At())));
     journal_->Emit("listening", fields);
     return true;
 }
@@ -313,7 +318,9 @@ Fields Platform::Status() const
     for (const ActiveWrong &active : misbehaviour_.Active())
         wrongs.children.push_back(
             TextField("", WrongText(active) + (active.left > 0 ? ", " + std::to_string(active.left) + " times" : "")));
-    return {NumberField("faults", static_cast<int64_t>(journal_->Faults())), connections, wrongs, counts};
+    Fields fields = {NumberField("faults", static_cast<int64_t>(journal_->Faults())), connections, wrongs, counts};
+    if (http_) fields.push_back(ObjectField("http", http_->Status()));
+    return fields;
 }
 
 } // namespace sim

@@ -10,6 +10,7 @@
 
 #include "simulator/Connection.h"
 #include "simulator/Conversation.h"
+#include "simulator/HttpServer.h"
 #include "simulator/Journal.h"
 #include "simulator/Loop.h"
 #include "simulator/PlatformOptions.h"
@@ -44,6 +45,7 @@ class Platform
 
     Fields Status() const;
     Misbehaviour *Wrongs() { return &misbehaviour_; }
+    HttpServer *Http() { return http_.get(); } // nullptr without one
     bool Busy() const; // something is still to be sent
 
   private:
@@ -84,6 +86,7 @@ class Platform
     unsigned nextId_ = 1;
     unsigned chosen_ = 0;
     unsigned periodic_ = 0; // `every` commands under way
+    std::unique_ptr<HttpServer> http_;
 };
 
 } // namespace sim

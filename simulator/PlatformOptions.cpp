@@ -12,6 +12,7 @@ standard output are a terminal. "help" lists them, "misbehave" lists what the pl
 Examples:
   plugsim platform                              a platform to play with: serve and prompt
   plugsim platform --login 127.0.0.1:0 --json   for programs: any free login port, one JSON object a line
+  plugsim platform --http :8199 --http-size 1G  with files for rate tests and downloads
   plugsim platform --misbehave 'late@login=3 1' answer the first login three seconds late
   printf 'wait login\nidentity\nwait reply\nexpect status 0\n' | plugsim platform --script -
 
@@ -68,6 +69,52 @@ static void AddServerOptions(CLI::App *app, PlatformOptions *o)
            "the login server that registrations are told [where it listens]")
         ->type_name("ADDR:PORT")
         ->check(AddressCheck())
+        ->group(group);
+}
+
+static void AddHttpOptions(CLI::App *app, PlatformOptions *o)
+{
+    const std::string group = "Files over HTTP";
+    CLI::Option *http = app->add_option_function<std::string>(
+                               "--http",
+                               [o](const std::string &text) {
+                                   o->http.address = ToAddress(text);
+                                   o->httpOn = true;
+                               },
+                               "an HTTP server [none]; port 0 is any free one")
+                            ->type_name("ADDR:PORT")
+                            ->check(AddressCheck())
+                            ->group(group);
+    app->add_option_function<std::string>(
+           "--http-size", [o](const std::string &text) { ParseSize(text, &o->http.size); },
+           "length of the made-up files below /download/, with K, M or G if you like [100M]")
+        ->type_name("SIZE")
+        ->check(CLI::Validator(
+            [](std::string &text) {
+                int64_t bytes;
+                return ParseSize(text, &bytes) ? std::string() : "'" + text + "' is no size";
+            },
+            "", "size"))
+        ->needs(http)
+        ->group(group);
+    app->add_option("--http-root", o->http.root, "serve the files in DIR too [none]")
+        ->type_name("DIR")
+        ->needs(http)
+        ->group(group);
+    app->add_option("--http-misbehave", o->http.misbehaviours,
+                    "do something wrong: 'PATH|* NAME[=VALUE]... [COUNT]', may be repeated; \"http\" lists the names")
+        ->type_name("WHAT")
+        ->expected(1)
+        ->take_all()
+        ->check(CLI::Validator(
+            [](std::string &text) {
+                Words words;
+                HttpWrongs probe;
+                std::string error;
+                return SplitWords(text, &words, &error) && probe.Add(words, &error) ? std::string() : error;
+            },
+            "", "misbehaviour"))
+        ->needs(http)
         ->group(group);
 }
 
@@ -154,6 +201,7 @@ CLI::App *AddPlatformCommand(CLI::App *app, PlatformOptions *options)
     CLI::App *command =
         app->add_subcommand("platform", "A registration server and a login server to run an agent against");
     AddServerOptions(command, options);
+    AddHttpOptions(command, options);
     AddSessionOptions(command, options);
     AddCommandOptions(command, options);
     AddOutputOptions(command, options);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/HttpServer.h"
 #include "simulator/Words.h"
 
 namespace sim
@@ -24,6 +25,8 @@ struct PlatformOptions {
     bool ackUploads = true;
     std::vector<std::string> misbehaviours;
     uint64_t seed = 1;
+    bool httpOn = false;
+    HttpSettings http;
 
     std::string script; // "-" is standard input
     std::string atEnd;  // "exit", "stay", or empty: what suits the source of the commands

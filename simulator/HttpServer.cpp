@@ -1,0 +1,132 @@
+#include "simulator/HttpServer.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "simulator/Net.h"
+
+namespace sim
+{
+
+static const size_t kMostConnections = 200; // more wait until one of these is gone
+
+HttpServer::HttpServer(const HttpSettings &settings, Loop *loop, Journal *journal, std::function<unsigned()> nextId)
+    : settings_(settings), loop_(loop), journal_(journal), nextId_(std::move(nextId))
+{
+    for (const std::string &text : settings.misbehaviours) {
+        Words words;
+        std::string error;
+        if (SplitWords(text, &words, &error)) wrongs_.Add(words, &error); // checked with the command line
+    }
+}
+
+HttpServer::~HttpServer()
+{
+    if (sweep_) loop_->Cancel(sweep_);
+    if (listener_ < 0) return;
+    loop_->Unwatch(listener_);
+    close(listener_);
+}
+
+bool HttpServer::Start(std::string *error)
+{
+    if (!content_.Open(settings_.root, settings_.size, error)) return false;
+    listener_ = ListenOn(&settings_.address, error);
+    if (listener_ < 0) return false;
+    WatchListener();
+    return true;
+}
+
+void HttpServer::WatchListener()
+{
+    if (sessions_.size() < kMostConnections)
+        loop_->Watch(listener_, POLLIN, [this](short) { Accept(); });
+    else
+        loop_->Unwatch(listener_);
+}
+
+void HttpServer::Accept()
+{
+    Address agent;
+    const int fd = AcceptFrom(listener_, &agent);
+    if (fd < 0) return;
+    auto session = std::make_unique<Session>(Session{nextId_(), agent, "", 0, nullptr});
+    Session *raw = session.get();
+    raw->connection = std::make_unique<HttpConnection>(
+        loop_, fd, settings_.idleMs,
+        HttpConnection::Callbacks{
+            [this, raw](const HttpRequest &request) { return Answer(raw, request); },
+            [this, raw](int64_t sent) { Stalled(*raw, sent); },
+            [this, raw](int64_t sent, int64_t ms, const std::string &end) { Done(*raw, sent, ms, end); },
+            [this] { // it is still on the call stack
+                if (!sweep_) sweep_ = loop_->After(0, [this] { Sweep(); });
+            }});
+    sessions_[raw->id] = std::move(session);
+    WatchListener();
+}
+
+void HttpServer::Sweep()
+{
+    sweep_ = 0;
+    for (auto it = sessions_.begin(); it != sessions_.end();)
+        it = it->second->connection->Open() ? ++it : sessions_.erase(it);
+    WatchListener();
+}
+
+HttpReply HttpServer::Answer(Session *session, const HttpRequest &request)
+{
+    const bool good = !request.refusal && request.method == "GET";
+    HttpReply reply = MakeHttpReply(request, good ? content_.Find(request.path) : HttpBody(),
+                                    good ? wrongs_.Take(request.path) : std::vector<ActiveHttpWrong>());
+    session->path = request.path;
+    session->status = reply.status;
+    Fields fields = {NumberField("conn", session->id),
+                     TextField("dir", "in"),
+                     TextField("agent", AddressText(session->agent)),
+                     TextField("method", request.method),
+                     TextField("path", request.path),
+                     TextField("host", request.host),
+                     NumberField("status", reply.status),
+                     NumberField("size", reply.send)};
+    if (!request.problem.empty()) fields.push_back(TextField("problem", request.problem));
+    if (!reply.wrongs.empty()) fields.push_back(ListField("misbehaviours", reply.wrongs));
+    fields.push_back(TextField("request", request.text));
+    journal_->Emit("http", fields);
+    return reply;
+}
+
+void HttpServer::Stalled(const Session &session, int64_t sent)
+{
+    journal_->Emit("http-stalled", {NumberField("conn", session.id), TextField("dir", "out"),
+                                    TextField("path", session.path), NumberField("bytes", sent)});
+}
+
+void HttpServer::Done(const Session &session, int64_t sent, int64_t ms, const std::string &end)
+{
+    journal_->Emit("http-done",
+                   {NumberField("conn", session.id), TextField("dir", "out"), TextField("path", session.path),
+                    NumberField("status", session.status), NumberField("bytes", sent),
+                    RealField("seconds", static_cast<double>(ms) / 1000, 3), TextField("end", end)});
+}
+
+Fields HttpServer::Status() const
+{
+    Field connections = ObjectField("connections", {});
+    for (const auto &entry : sessions_) {
+        const Session &session = *entry.second;
+        if (!session.connection->Open()) continue;
+        connections.children.push_back(ObjectField(
+            std::to_string(entry.first),
+            {TextField("agent", AddressText(session.agent)), FlagField("replying", session.connection->Replying()),
+             TextField("path", session.path), NumberField("bytes", session.connection->Sent())}));
+    }
+    Field wrongs = ListField("misbehaviours", {});
+    for (const ActiveHttpWrong &active : wrongs_.Active())
+        wrongs.children.push_back(
+            TextField("", active.path + ' ' + HttpWrongText(active) +
+                              (active.left > 0 ? ", " + std::to_string(active.left) + " times" : "")));
+    return {TextField("address", AddressText(settings_.address)), NumberField("size", settings_.size),
+            TextField("root", settings_.root), connections, wrongs};
+}
+
+} // namespace sim

@@ -1,0 +1,73 @@
+// HttpServer.h - files over HTTP, for the agent's rate test and its downloads: real ones and made-up ones of any
+// length.
+//
+// State: one HttpServer object. Threads: the loop's.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulator/HttpConnection.h"
+#include "simulator/HttpContent.h"
+#include "simulator/HttpWrongs.h"
+#include "simulator/Journal.h"
+#include "simulator/Loop.h"
+#include "simulator/Words.h"
+
+namespace sim
+{
+
+struct HttpSettings {
+    Address address;
+    int64_t size = 100 << 20; // of made-up files
+    std::string root;         // folder of real files; empty: none
+    std::vector<std::string> misbehaviours;
+    int64_t idleMs = 60000; // within which a connection has to bring a request
+};
+
+class HttpServer
+{
+  public:
+    // `nextId` numbers connections.
+    HttpServer(const HttpSettings &settings, Loop *loop, Journal *journal, std::function<unsigned()> nextId);
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    // Opens folder and port. False with the reason.
+    bool Start(std::string *error);
+
+    const Address &At() const { return settings_.address; } // the real one once started
+    HttpWrongs *Wrongs() { return &wrongs_; }
+    Fields Status() const;
+
+  private:
+    struct Session {
+        unsigned id;
+        Address agent;
+        std::string path; // of the latest request
+        int status;       // that it was answered with
+        std::unique_ptr<HttpConnection> connection;
+    };
+    void WatchListener();
+    void Accept();
+    HttpReply Answer(Session *session, const HttpRequest &request);
+    void Stalled(const Session &session, int64_t sent);
+    void Done(const Session &session, int64_t sent, int64_t ms, const std::string &end);
+    void Sweep();
+
+    HttpSettings settings_;
+    Loop *loop_;
+    Journal *journal_;
+    std::function<unsigned()> nextId_;
+    HttpContent content_;
+    HttpWrongs wrongs_;
+    int listener_ = -1;
+    uint64_t sweep_ = 0; // the timer that removes closed connections
+    std::map<unsigned, std::unique_ptr<Session>> sessions_;
+};
+
+} // namespace sim
