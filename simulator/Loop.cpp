@@ -51,23 +51,28 @@ void Loop::RunTimers()
     }
 }
 
+bool Loop::RunOnce()
+{
+    std::vector<pollfd> ready;
+    for (const auto &entry : watched_) ready.push_back({entry.first, entry.second.events, 0});
+    const int count = poll(ready.data(), ready.size(), PollTimeout());
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) {
+        for (const pollfd &entry : ready) {
+            if (!entry.revents || stopped_) continue;
+            const auto watched = watched_.find(entry.fd);
+            if (watched == watched_.end()) continue;                       // closed by one before it
+            const std::function<void(short)> call = watched->second.ready; // it may unwatch itself
+            call(entry.revents);
+        }
+    }
+    if (!stopped_) RunTimers();
+    return !stopped_;
+}
+
 void Loop::Run()
 {
-    while (!stopped_) {
-        std::vector<pollfd> ready;
-        for (const auto &entry : watched_) ready.push_back({entry.first, entry.second.events, 0});
-        const int count = poll(ready.data(), ready.size(), PollTimeout());
-        if (count < 0 && errno != EINTR) return;
-        if (count > 0) {
-            for (const pollfd &entry : ready) {
-                if (!entry.revents || stopped_) continue;
-                const auto watched = watched_.find(entry.fd);
-                if (watched == watched_.end()) continue;                       // closed by one before it
-                const std::function<void(short)> call = watched->second.ready; // it may unwatch itself
-                call(entry.revents);
-            }
-        }
-        if (!stopped_) RunTimers();
+    while (!stopped_ && RunOnce()) {
     }
 }
 

@@ -28,6 +28,9 @@ class Loop
     void Run();
     void Stop() { stopped_ = true; }
 
+    // Waits once, for a descriptor or a timer, and calls what has become due. False when Run() would return.
+    bool RunOnce();
+
   private:
     struct Watched {
         short events;
