@@ -46,7 +46,7 @@ class Platform
     Fields Status() const;
     Misbehaviour *Wrongs() { return &misbehaviour_; }
     HttpServer *Http() { return http_.get(); } // nullptr without one
-    bool Busy() const; // something is still to be sent
+    bool Busy() const;                         // something is still to be sent
 
   private:
     struct Server {
