@@ -198,6 +198,18 @@ std::string LeafList(const Field &field)
     return text;
 }
 
+// A text of several lines, each one behind `indent` blanks.
+static std::string TextLines(const std::string &text, size_t indent)
+{
+    std::string out;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        out += (end > at ? std::string(indent, ' ') + Visible(text.substr(at, end - at)) : "") + '\n';
+        at = end + 1;
+    }
+    return out;
+}
+
 std::string ToLines(const Fields &fields, size_t indent)
 {
     size_t width = 0;
@@ -211,6 +223,10 @@ std::string ToLines(const Fields &fields, size_t indent)
         const std::string leaves = LeafList(field);
         if (leaves.empty() && (field.kind == Field::Kind::Object || field.kind == Field::Kind::List)) {
             out += '\n' + ToLines(field.children, indent + 2);
+            continue;
+        }
+        if (field.value.find('\n') != std::string::npos) {
+            out += '\n' + TextLines(field.value, indent + 2);
             continue;
         }
         out += std::string(width > name.size() ? width - name.size() + 2 : 2, ' ') +

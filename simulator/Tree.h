@@ -35,7 +35,8 @@ bool FieldFromJson(const std::string &name, const std::string &text, Field *fiel
 // One object on one line. Bytes that are no UTF-8 are written as \u0080 to \u00ff.
 std::string ToJson(const Fields &fields);
 
-// "name  value unit" a line, nested fields deeper, each line behind `indent` blanks and ended by a newline.
+// "name  value unit" a line, nested fields and texts of several lines deeper, each line behind `indent` blanks and
+// ended by a newline.
 std::string ToLines(const Fields &fields, size_t indent);
 
 // The values of a list that holds no objects and no lists, with commas between them; empty for everything else.

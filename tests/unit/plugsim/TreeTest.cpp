@@ -41,6 +41,16 @@ TEST(Tree, AlignsLinesAndShowsUnits)
               ToLines({NumberField("mhz", 880, "MHz"), TextField("model", "R\x01")}, 2));
 }
 
+TEST(Tree, ShowsTheLinesOfALongTextBelowItsName)
+{
+    EXPECT_EQ("  text\n"
+              "    one\\x09\n"
+              "\n"
+              "    two\n"
+              "  n     1\n",
+              ToLines({TextField("text", "one\t\n\ntwo\n"), NumberField("n", 1)}, 2));
+}
+
 TEST(Journal, CountsFaultsAndKeepsThemWhenQuiet)
 {
     std::string out;
