@@ -38,11 +38,25 @@ inline long CountOfOwn(const char *what)
     return static_cast<long>(std::distance(begin(all), end(all)));
 }
 
-// Whether there are no more threads and descriptors than there were. A joined thread may stay visible for a moment.
-inline bool NoMoreThan(long threads, long descriptors)
+// Megabytes of address space, of which every thread that nobody joins keeps eight for its stack.
+inline long AddressSpace()
 {
-    return Within([=] { return CountOfOwn("task") <= threads && CountOfOwn("fd") <= descriptors; });
+    return std::stol(FileContent("/proc/self/statm")) / 256;
 }
+
+// What a process has, taken before something that is to leave nothing behind.
+struct Belongings {
+    long threads = CountOfOwn("task");
+    long descriptors = CountOfOwn("fd");
+    long space = AddressSpace();
+
+    // Whether there is no more now. A joined thread may stay visible for a moment; memory for 100 stacks may be kept.
+    bool Unchanged() const
+    {
+        const bool counts = Within([=] { return CountOfOwn("task") <= threads && CountOfOwn("fd") <= descriptors; });
+        return counts && AddressSpace() <= space + 800;
+    }
+};
 
 class DiagnosticsTest : public AgentTest
 {

@@ -343,8 +343,7 @@ TEST_F(RateTestTest, AThousandStartsLeaveNothingBehind)
     EXPECT_EQ(0, ConfigureUrl(url));
     EXPECT_TRUE(AwaitEnd());
     StopDiagnostics();
-    const long threads = CountOfOwn("task");
-    const long descriptors = CountOfOwn("fd");
+    const Belongings before;
     FakeHost(PLUG_RATE_TEST_SERVER, "rate", {});
     for (int i = 0; i < 1000; i++) {
         if (i % 2 == 0)
@@ -354,7 +353,7 @@ TEST_F(RateTestTest, AThousandStartsLeaveNothingBehind)
         EXPECT_TRUE(AwaitEnd());
     }
     StopDiagnostics();
-    EXPECT_TRUE(NoMoreThan(threads, descriptors));
+    EXPECT_TRUE(before.Unchanged());
 }
 
 TEST_F(RateTestTest, ATestLetsGoWhenTheSessionEnds)
