@@ -155,9 +155,8 @@ void PutInitial(const FieldLayout &field, Bytes *out)
 
 static Bytes TakeBytes(WireReader *r, size_t size)
 {
-    Bytes bytes(size);
-    WireGetBytes(r, bytes.data(), size);
-    return bytes;
+    const uint8_t *at = WireTake(r, size);
+    return at ? Bytes(at, at + size) : Bytes(size);
 }
 
 static Field UnsignedField(const FieldLayout &field, uint64_t value)

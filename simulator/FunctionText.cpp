@@ -69,9 +69,9 @@ static void AddRows(const FieldLayout &field, Place *place, std::vector<LayoutRo
     const std::string type = TypeText(field);
     const bool counted = field.type == Type::CountedList;
     if (counted || field.type == Type::LongText) {
-        rows->push_back({place->Text(), "2", "u16", "",
-                         counted ? std::string(1, place->nextCount) + ", how many follow"
-                                 : std::string("n, bytes of the text")});
+        rows->push_back(
+            {place->Text(), "2", "u16", "",
+             counted ? std::string(1, place->nextCount) + ", how many follow" : std::string("n, bytes of the text")});
         place->bytes += 2;
     }
     std::string size = std::to_string(field.size);
