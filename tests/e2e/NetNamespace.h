@@ -1,0 +1,29 @@
+// NetNamespace.h - another computer for a test: a network of its own, joined to ours by a cable.
+//
+// State: the namespace lives as long as the object; its end takes the cable with it.
+#pragma once
+
+#include <functional>
+#include <string>
+
+class NetNamespace
+{
+  public:
+    // `device` is our end of the cable, with the address `ours`; the other end has `theirs` and sends everything
+    // our way. Addresses are IPv4 with a prefix length ("10.77.1.1/24", "10.77.1.2"). Throws Failure.
+    NetNamespace(const std::string &device, const std::string &ours, const std::string &theirs);
+    ~NetNamespace();
+    NetNamespace(const NetNamespace &) = delete;
+    NetNamespace &operator=(const NetNamespace &) = delete;
+
+    // Runs `body` over there, on this thread. Sockets that it opens stay over there.
+    void Inside(const std::function<void()> &body) const;
+
+  private:
+    std::string device_;
+    int home_ = -1;
+    int there_ = -1;
+};
+
+// Runs a shell's text, in the namespace of this thread, and returns what it prints. Throws Failure when it fails.
+std::string RunShell(const std::string &text);
