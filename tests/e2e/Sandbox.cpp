@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -11,8 +12,10 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 static bool Failed(const char *what, std::string *reason)
@@ -33,14 +36,48 @@ static bool WriteFile(const char *path, const std::string &text)
 // With a user namespace we are root in there, and the same user as before to everybody else.
 static bool EnterNamespaces(std::string *reason)
 {
-    if (unshare(CLONE_NEWNS | CLONE_NEWNET) == 0) return true;
+    const int own = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID;
+    if (unshare(own) == 0) return true;
     const std::string user = std::to_string(geteuid());
     const std::string group = std::to_string(getegid());
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET) != 0)
+    if (unshare(CLONE_NEWUSER | own) != 0)
         return Failed("these tests need root, or user namespaces that are open to everybody; unshare", reason);
     if (!WriteFile("/proc/self/setgroups", "deny") || !WriteFile("/proc/self/uid_map", "0 " + user + " 1") ||
         !WriteFile("/proc/self/gid_map", "0 " + group + " 1"))
         return Failed("these tests need root, or user namespaces that are open to everybody; user map", reason);
+    return true;
+}
+
+// Stays behind until `child` has ended, and ends as it did. Whatever else has lost its parent here is waited for too.
+[[noreturn]] static void StayBehind(pid_t child)
+{
+    int status = 0;
+    for (pid_t ended = 0; ended != child;) {
+        ended = wait(&status);
+        if (ended < 0 && errno != EINTR) _exit(1);
+    }
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+}
+
+// Returns in a process of the new process namespace. It is not the first there: that one has an init's duties, and its
+// end, which comes with the end of whoever started the tests at the latest, ends all others.
+static bool EnterProcesses(std::string *reason)
+{
+    const pid_t first = fork();
+    if (first < 0) return Failed("fork", reason);
+    if (first > 0) StayBehind(first);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const pid_t second = fork();
+    if (second < 0) return Failed("fork", reason);
+    if (second > 0) StayBehind(second);
+    return true;
+}
+
+static bool ReplaceProc(std::string *reason)
+{
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return Failed("private mounts", reason);
+    if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
+        return Failed("an own /proc", reason);
     return true;
 }
 
@@ -53,7 +90,6 @@ static void MakeFolders(const std::string &path)
 
 static bool ReplaceTmp(const std::string &keep, std::string *reason)
 {
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return Failed("private mounts", reason);
     char path[PATH_MAX];
     if (!realpath(keep.c_str(), path)) return Failed(keep.c_str(), reason);
     const bool hidden = strncmp(path, "/tmp/", 5) == 0;
@@ -106,5 +142,6 @@ static bool RaiseLoopback(std::string *reason)
 
 bool EnterSandbox(const std::string &keep, std::string *reason)
 {
-    return EnterNamespaces(reason) && ReplaceTmp(keep, reason) && RaiseLoopback(reason);
+    return EnterNamespaces(reason) && EnterProcesses(reason) && ReplaceProc(reason) && ReplaceTmp(keep, reason) &&
+           RaiseLoopback(reason);
 }
