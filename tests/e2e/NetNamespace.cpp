@@ -30,8 +30,9 @@ NetNamespace::NetNamespace(const std::string &device, const std::string &ours, c
     const std::string path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(there_);
     const std::string prefix = ours.substr(ours.find('/'));
     const std::string gateway = ours.substr(0, ours.find('/'));
-    RunShell("ip link add " + device + " type veth peer name eth0 && ip link set eth0 netns " + path +
-             " && ip addr add " + ours + " dev " + device + " && ip link set " + device + " up");
+    // Made over there at once: over here there may be an eth0 already.
+    RunShell("ip link add " + device + " type veth peer name eth0 netns " + path + " && ip addr add " + ours + " dev " +
+             device + " && ip link set " + device + " up");
     Inside([&] {
         RunShell("ip link set lo up && ip addr add " + theirs + prefix +
                  " dev eth0 && ip link set eth0 up && ip route add default via " + gateway);
