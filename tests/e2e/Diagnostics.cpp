@@ -86,6 +86,11 @@ void FakeProgram::AwaitRuns(size_t count) const
     if (!Within(kPatience, [&] { return lines() >= count; })) throw Failure("too few runs: " + Runs());
 }
 
+bool WaitForFile(const std::string &path, const std::string &text)
+{
+    return Within(kPatience, [&] { return Contains(ReadFile(path), text); });
+}
+
 // "12 (name) S ..." in /proc/12/stat.
 static std::string NameOf(const fs::path &process)
 {

@@ -45,6 +45,8 @@ class FakeProgram
     int held_;
 };
 
+// Whether a file contains `text`, at the latest after kPatience.
+bool WaitForFile(const std::string &path, const std::string &text);
 // The names of all programs that run in the sandbox, ended ones that nobody has asked for not counted.
 std::vector<std::string> RunningPrograms();
 // Whether no program of that name runs any more, at the latest after `seconds`.

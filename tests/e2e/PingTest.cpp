@@ -227,7 +227,7 @@ TEST_F(Ping, TheEndOfTheAgentEndsOneThatSomebodyWaitsFor)
     EXPECT_EQ(0, Ask(&session.platform, kPing, PingParameters("192.168.1.20", 56, 4)).status);
     ping.AwaitRuns(1);
     Send(&session.platform, kPingResult);
-    session.platform.Set("sleep 0.2"); // nothing tells that the agent is waiting
+    session.agent.WaitLog("ParserProtoolData funcid 9");
     EXPECT_LT(SecondsToEnd(&session), 1);
 }
 
