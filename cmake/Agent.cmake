@@ -38,6 +38,7 @@ add_library(plugcore STATIC
   platform/TcpQueue.cpp
   platform/TcpServer.cpp
   plugin/ParseJson.cpp
+  rules/BadItem.cpp
   rules/RouteFunc.cpp
   rules/eaccess.cpp
   subdev/Function39.cpp
