@@ -39,6 +39,8 @@ add_library(plugcore STATIC
   platform/TcpServer.cpp
   plugin/ParseJson.cpp
   rules/BadItem.cpp
+  rules/Bandwidth.cpp
+  rules/PortForward.cpp
   rules/RouteFunc.cpp
   rules/eaccess.cpp
   subdev/Function39.cpp

@@ -3,6 +3,7 @@
 
 #include "functions/Parameters.h"
 #include "functions/RateTest.h"
+#include "rules/Bandwidth.h"
 #include "rules/RouteFunc.h"
 
 int BandwidthRules(WireReader *parameters, WireWriter *)

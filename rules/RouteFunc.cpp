@@ -2,11 +2,6 @@
 
 static const int kNotParsed = 2;
 
-int ParseTcParam(const char *)
-{
-    return kNotParsed;
-}
-
 int ParseSurfRulesParam(const char *)
 {
     return kNotParsed;

@@ -2,10 +2,6 @@
 // State: none yet. Threads: the response thread.
 #pragma once
 
-// Sets or clears bandwidth limits of devices. Returns 0 or a positive code. No rule is applied yet: always 2, as for a
-// text that is no JSON.
-int ParseTcParam(const char *json);
-
 // Adds or deletes internet-access-time rules. Returns 0 or a positive code. No rule is kept yet: always 2, as for a
 // text that is no JSON.
 int ParseSurfRulesParam(const char *json);

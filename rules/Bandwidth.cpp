@@ -1,0 +1,108 @@
+#define LOG_MODULE "RouteFunc"
+#include "rules/Bandwidth.h"
+
+#include <cjson/cJSON.h>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/Common.h"
+#include "rules/BadItem.h"
+#include "sdk/RouterSdk.h"
+#include "subdev/DeviceTable.h"
+
+static const struct Member {
+    const char *name;
+    int missing; // the result when an item does not have it
+} kMembers[] = {
+    {"FLAG", BANDWIDTH_NO_FLAG},
+    {"MAC", BANDWIDTH_NO_MAC},
+    {"UP", BANDWIDTH_NO_UP},
+    {"DOWN", BANDWIDTH_NO_DOWN},
+};
+enum { FLAG, MAC, UP, DOWN, MEMBERS };
+
+static const int kStay = INT_MIN; // no result: the item is to be looked at again
+
+// The number at the beginning of `text`, 0 without one; what does not fit 32 bits is the nearest number that does.
+static int64_t Number(const char *text)
+{
+    const long long number = strtoll(text, nullptr, 10);
+    return number > INT32_MAX ? INT32_MAX : number < INT32_MIN ? INT32_MIN : number;
+}
+
+// The log is written without the lock.
+static void SetLimits(const uint8_t *mac, int64_t up, int64_t down)
+{
+    const int upResult = WithDeviceTable([&] { return set_dev_us_max_bw(mac, up); });
+    LOG_DEBUG("set_dev_us_max_bw result: %d", upResult);
+    const int downResult = WithDeviceTable([&] { return set_dev_ds_max_bw(mac, down); });
+    LOG_DEBUG("set_dev_ds_max_bw result: %d", downResult);
+}
+
+// Returns a BandwidthResult, or kStay.
+static int ApplyItem(const cJSON *item)
+{
+    const char *texts[MEMBERS];
+    bool allTexts = true;
+    for (int i = 0; i < MEMBERS; i++) {
+        const cJSON *member = cJSON_GetObjectItem(item, kMembers[i].name);
+        if (!member) return kMembers[i].missing;
+        const bool isText = cJSON_IsString(member);
+        texts[i] = isText ? member->valuestring : "(null)";
+        allTexts = allTexts && isText;
+    }
+    LOG_DEBUG("\nflag:%s\n dev_mac:%s\n up_flow:%s\n down_flow:%s\n\n", texts[FLAG], texts[MAC], texts[UP],
+              texts[DOWN]);
+    if (!allTexts) {
+        LOG_ERR("Wrong tc rule param");
+        return kStay;
+    }
+    uint8_t mac[6] = {};
+    if (sscanf(texts[MAC], "%hhX:%hhX:%hhX:%hhX:%hhX:%hhX", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4], &mac[5]) ==
+        EOF) {
+        LOG_ERR("Wrong tc rule param dev_mac");
+        return kStay;
+    }
+    if (strcmp(texts[FLAG], "1") == 0) {
+        SetLimits(mac, Number(texts[UP]), Number(texts[DOWN]));
+    } else if (strcmp(texts[FLAG], "0") == 0) {
+        LOG_DEBUG("flag = 0, clean tc rules");
+        SetLimits(mac, 0, 0);
+    } else {
+        LOG_ERR("Wrong tc rule param flag");
+        return kStay;
+    }
+    return BANDWIDTH_DONE;
+}
+
+static int ApplyList(const cJSON *document)
+{
+    const cJSON *list = cJSON_GetObjectItem(document, "LIST");
+    const cJSON *item = cJSON_IsArray(list) ? list->child : nullptr;
+    while (item) {
+        const int result = ApplyItem(item);
+        if (result == BANDWIDTH_DONE)
+            item = item->next;
+        else if (result != kStay)
+            return result;
+        else if (!StayOnBadItem())
+            return kLeftBadItem;
+    }
+    return BANDWIDTH_DONE;
+}
+
+int ParseTcParam(const char *json)
+{
+    if (!json) return BANDWIDTH_NO_TEXT;
+    cJSON *document = cJSON_Parse(json);
+    if (!document) {
+        LOG_DEBUG("Parse json failed.");
+        return BANDWIDTH_NO_JSON;
+    }
+    const int result = ApplyList(document);
+    cJSON_Delete(document);
+    return result;
+}

@@ -1,0 +1,138 @@
+#define LOG_MODULE "RouteFunc"
+#include "rules/PortForward.h"
+
+#include <cjson/cJSON.h>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "core/Common.h"
+#include "os/OsCommand.h"
+#include "platform/TcpServer.h"
+
+static const size_t kAddressSize = 32;
+static const size_t kPortSize = 8;
+static const size_t kCommandSize = 256;
+
+// The parameters of the last command, as terminated texts. A text that was refused leaves its field empty.
+static char s_flag[2];
+static char s_pre_ip[kAddressSize];
+static char s_pre_port[kPortSize];
+static char s_post_ip[kAddressSize];
+static char s_post_port[kPortSize];
+
+static OsCommand s_command; // what is running
+
+static const struct Member {
+    const char *name;
+    char *field;
+    size_t size;
+    int missing; // the result when the document does not have it
+} kMembers[] = {
+    {"FLAG", s_flag, sizeof s_flag, PORT_FORWARD_NO_FLAG},
+    {"PRE_IP", s_pre_ip, sizeof s_pre_ip, PORT_FORWARD_NO_PRE_IP},
+    {"PRE_PORT", s_pre_port, sizeof s_pre_port, PORT_FORWARD_NO_PRE_PORT},
+    {"POST_IP", s_post_ip, sizeof s_post_ip, PORT_FORWARD_NO_POST_IP},
+    {"POST_PORT", s_post_port, sizeof s_post_port, PORT_FORWARD_NO_POST_PORT},
+};
+
+// ---- Rules ----
+
+#define FIRST_RULE "iptables -t nat -%c PREROUTING -d %s -p tcp -m tcp --dport %s -j DNAT --to-destination %s:%s"
+#define SECOND_RULE "iptables -t nat -%c POSTROUTING -d %s -p tcp -m tcp --dport %s -j SNAT --to-source %s:%s"
+
+// A rule that was cut off would be another rule.
+static_assert(sizeof FIRST_RULE + 2 * kAddressSize + 2 * kPortSize <= kCommandSize, "the longest texts must fit");
+static_assert(sizeof SECOND_RULE + 2 * kAddressSize + 2 * kPortSize <= kCommandSize, "the longest texts must fit");
+
+// Appends ('A') or deletes ('D') the pair of rules.
+static void ChangeRules(char action)
+{
+    char first[kCommandSize] = {};
+    char second[kCommandSize] = {};
+    snprintf(first, sizeof first, FIRST_RULE, action, s_pre_ip, s_pre_port, s_post_ip, s_post_port);
+    snprintf(second, sizeof second, SECOND_RULE, action, s_post_ip, s_post_port, s_pre_ip, s_pre_port);
+    LOG_DEBUG(" route_cmd1: \n%s\n\n", first);
+    LOG_DEBUG(" route_cmd2: \n%s\n\n", second);
+    OsCommandRun(&s_command, first);
+    OsCommandRun(&s_command, second);
+}
+
+// An empty text would make the next word of the command its argument.
+static bool IsComplete()
+{
+    return s_pre_ip[0] && s_pre_port[0] && s_post_ip[0] && s_post_port[0];
+}
+
+int AddRoute()
+{
+    if (!IsComplete()) return 0;
+    ChangeRules('D');
+    ChangeRules('A');
+    return 0;
+}
+
+int DeleteRoute()
+{
+    if (IsComplete()) ChangeRules('D');
+    return 0;
+}
+
+// ---- Command ----
+
+// Whether a shell and the packet filter's program take `text` for one plain word, and it fits `size` with a terminator.
+// The characters are spelt out: what the locale calls a letter is none of the router's business.
+static bool IsPlainWord(const char *text, size_t size)
+{
+    static const char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:/_-";
+    const size_t length = strlen(text);
+    return length > 0 && length < size && text[0] != '-' && strspn(text, plain) == length;
+}
+
+// Reads the members into their fields. Returns the result for what is missing or refused.
+static int ReadMembers(const cJSON *document)
+{
+    int result = PORT_FORWARD_DONE;
+    for (const Member &member : kMembers) {
+        const cJSON *item = cJSON_GetObjectItem(document, member.name);
+        if (!item) return member.missing;
+        const char *text = cJSON_IsString(item) ? item->valuestring : "";
+        LOG_DEBUG(" %s = [%s]\n\n", member.name, text);
+        if (member.field == s_flag)
+            s_flag[0] = text[0];
+        else if (IsPlainWord(text, member.size))
+            memcpy(member.field, text, strlen(text));
+        else
+            result = PORT_FORWARD_BAD_TEXT;
+    }
+    return s_flag[0] == '1' || s_flag[0] == '0' ? result : PORT_FORWARD_BAD_FLAG;
+}
+
+static void LetGo()
+{
+    OsCommandStop(&s_command);
+}
+
+static int CarryOut(const char *json)
+{
+    if (!json) return PORT_FORWARD_NO_TEXT;
+    LOG_INFO("pMsg: \n%s\n\n", json);
+    for (const Member &member : kMembers) memset(member.field, 0, member.size);
+    cJSON *document = cJSON_Parse(json);
+    if (!document) return PORT_FORWARD_NO_JSON;
+    const int result = ReadMembers(document);
+    cJSON_Delete(document);
+    if (result != PORT_FORWARD_DONE) return result;
+
+    // A name in the place of an address is looked up by the command, for as long as that takes.
+    ServerOnStop(LetGo);
+    OsCommandReady(&s_command);
+    return s_flag[0] == '1' ? AddRoute() : DeleteRoute();
+}
+
+int ParseRouteParam(const char *json)
+{
+    const int result = CarryOut(json);
+    if (result != PORT_FORWARD_DONE) LOG_DEBUG(" %s %d : error = [%d]\n\n\n", __func__, __LINE__, result);
+    return result;
+}

@@ -1,0 +1,43 @@
+#include "rules/BadItem.h"
+
+#include "tests/unit/agent/LinkTest.h"
+
+namespace
+{
+
+class BadItem : public LinkTest
+{
+};
+
+} // namespace
+
+TEST_F(BadItem, IsLookedAtAgainAfterASecond)
+{
+    Connect();
+    bool stays = false;
+    Running waiting([&] { stays = StayOnBadItem(); });
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(1000, FakeClockNextDeadlineMs());
+    FakeClockAdvanceMs(1000);
+    waiting.Join();
+    EXPECT_TRUE(stays);
+}
+
+TEST_F(BadItem, IsLeftAsSoonAsTheSessionEnds)
+{
+    Connect();
+    bool stays = true;
+    Running waiting([&] { stays = StayOnBadItem(); });
+    FakeClockAwaitSleepers(1);
+    FakeClockAdvanceMs(400);
+    Running deleter([this] { DeleteServer(&mContext); });
+    waiting.Join(); // although the clock stands still
+    EXPECT_FALSE(stays);
+    FakeClockAwaitSleepers(1);
+    FakeClockAdvanceMs(1000); // the deleter's own pause
+}
+
+TEST_F(BadItem, IsLeftAtOnceWhenThereIsNoSession)
+{
+    EXPECT_FALSE(StayOnBadItem());
+}
