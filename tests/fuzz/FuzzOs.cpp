@@ -174,19 +174,20 @@ OsReadable OsWaitReadable(int, int)
 // Commands succeed and print nothing.
 void OsCommandReady(OsCommand *) {}
 
-int OsCommandRun(OsCommand *, const char *)
+int OsCommandRun(OsCommand *, const char *text)
 {
+    g_world.commands.push_back(text);
     return 0;
 }
 
-int OsRun(const char *)
+int OsRun(const char *text)
 {
-    return 0;
+    return OsCommandRun(nullptr, text);
 }
 
-int OsCommandOpen(OsCommand *, const char *)
+int OsCommandOpen(OsCommand *, const char *text)
 {
-    return 0;
+    return OsCommandRun(nullptr, text);
 }
 
 size_t OsCommandReadLine(OsCommand *, char *, size_t)

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct FuzzWorld {
     int64_t nowMs;          // moves on by every sleep and every wait that runs out
@@ -18,6 +19,8 @@ struct FuzzWorld {
     jmp_buf *exitTo;        // where OsExit() goes; null: an exit is an error
     int exitStatus;         // of the last OsExit()
     bool noThreads;         // starting one fails
+
+    std::vector<std::string> commands; // what has been run
 };
 
 extern FuzzWorld g_world;
