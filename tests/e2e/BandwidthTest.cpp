@@ -1,0 +1,35 @@
+// Bandwidth commands that are meant to hurt.
+#include "tests/data/HostileTexts.h"
+#include "tests/e2e/EndToEnd.h"
+
+namespace
+{
+class Bandwidth : public EndToEnd
+{
+};
+
+TEST_F(Bandwidth, ADocumentAsDeepAsItMayBeFitsTheSmallStackOfAThread)
+{
+    RunningSession session;
+    for (const std::string piece : {"[", "{\"\":"}) {
+        std::string nested;
+        while (nested.size() < 1400) nested += piece;
+        session.platform.Command("function 66 '" + ("text=" + nested) + "'");
+        EXPECT_EQ("0", session.platform.Wait("reply", {{"function", "66"}}).Text("status"));
+    }
+    session.ExpectAnswers();
+}
+
+TEST_F(Bandwidth, AnItemThatIsStayedOnCostsTheSessionAndNotTheProcess)
+{
+    RunningSession session;
+    session.platform.Command(
+        "function 66 'text={\"LIST\":[{\"FLAG\":\"2\",\"MAC\":\"02:11:22:33:44:55\",\"UP\":\"1\",\"DOWN\":\"1\"}]}'");
+    const LogEntry first = session.agent.WaitLog("Wrong tc rule param flag");
+    const LogEntry second = session.agent.WaitLog("Wrong tc rule param flag", first.number + 1);
+    EXPECT_GE(second.time, first.time + 1); // the processor is not burnt meanwhile
+    session.platform.Command("drop");
+    session.platform.WaitSession();
+    session.ExpectAnswers();
+}
+} // namespace
