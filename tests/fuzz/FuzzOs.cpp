@@ -56,6 +56,7 @@ const uint8_t *FuzzInput::Bytes(size_t *size)
 
 std::string FuzzInput::Text()
 {
+    if (left == 0) return ""; // an empty input may have no address either
     const size_t length = strnlen(reinterpret_cast<const char *>(data), left);
     std::string text(reinterpret_cast<const char *>(data), length);
     size_t taken = length + 1;
