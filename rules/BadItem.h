@@ -1,7 +1,7 @@
 // BadItem.h - an item of a rule command that can be neither applied nor refused.
 //
-// The platform expects such a command to stay on the item and never to answer; it knows the router by that. The thread
-// stays, but it sleeps between two looks, and it is free again when the session ends: the next one starts unharmed.
+// Platforms count on it that such a command stays on the item and is never answered. So the thread stays, but it sleeps
+// between two looks, and it is free again when the session ends: the next one starts unharmed.
 //
 // State:    none. Threads: the response thread.
 #pragma once
