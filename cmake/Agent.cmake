@@ -41,8 +41,11 @@ add_library(plugcore STATIC
   rules/BadItem.cpp
   rules/Bandwidth.cpp
   rules/PortForward.cpp
-  rules/RouteFunc.cpp
+  rules/SurfRules.cpp
+  rules/SurfTable.cpp
   rules/eaccess.cpp
+  rules/iot_poll.cpp
+  rules/iot_signal.cpp
   subdev/Function39.cpp
   subdev/Function40.cpp
   subdev/Subdev.cpp

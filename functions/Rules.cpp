@@ -4,7 +4,7 @@
 #include "functions/Parameters.h"
 #include "functions/RateTest.h"
 #include "rules/Bandwidth.h"
-#include "rules/RouteFunc.h"
+#include "rules/SurfRules.h"
 
 int BandwidthRules(WireReader *parameters, WireWriter *)
 {

@@ -1,6 +1,108 @@
+#define LOG_MODULE "eaccess"
 #include "rules/eaccess.h"
+
+#include "core/Common.h"
+#include "os/OsProcess.h"
+#include "platform/PlugStatus.h"
+#include "rules/SurfTable.h"
+#include "rules/iot_poll.h"
+#include "rules/iot_signal.h"
+
+pthread_t eaccess_thread;
+int32_t real_vap_int;
+int32_t no_feeling_int;
+int32_t no_feeling_port;
+
+static const char kStarter[] = "Plug"; // the module that start and end are logged under
 
 int StartEaccess()
 {
+    pollPrepare();
+    const int error = OsThreadStart(&eaccess_thread, EaccessThread, nullptr);
+    if (error != 0) {
+        if (LOG_LEVEL_ERR & log_level)
+            LogLine(LOG_LEVEL_ERR, kStarter, __func__, __LINE__, "Create EaccessThread feiled !!!!!");
+        LogPlugStatus(PLUG_START_FAILED);
+    }
+    return error;
+}
+
+void StopEaccess()
+{
+    pollAwaitStart();
+    pollStop();
+    OsThreadJoin(eaccess_thread);
+    if (LOG_LEVEL_DEBUG & log_level)
+        LogLine(LOG_LEVEL_DEBUG, kStarter, __func__, __LINE__, "Stop Eaccess success !!!!!");
+}
+
+void *EaccessThread(void *)
+{
+    no_feeling_daemon(1, 99, 6100);
+    return nullptr;
+}
+
+// One of the daemon's threads. A start that failed may have been taken for a success; then there is nothing to join.
+struct DaemonThread {
+    pthread_t handle;
+    int error; // of its start
+};
+
+static DaemonThread Start(void *(*body)(void *), void *argument)
+{
+    DaemonThread thread = {};
+    thread.error = OsThreadStart(&thread.handle, body, argument);
+    return thread;
+}
+
+static bool Join(const DaemonThread &thread)
+{
+    if (thread.error == 0 && OsThreadJoin(thread.handle) == 0) return true;
+    LOG_AS(LOG_LEVEL_ERR, "no_feeling_daemon", " thread is not exit...");
+    return false;
+}
+
+int no_feeling_daemon(int32_t real_vap, int32_t no_feeling, int32_t port)
+{
+    test_security("helloworld");
+    set_real_vap_int(real_vap);
+    set_no_feeling_int(no_feeling);
+    set_no_feeling_port(port);
+    pollStart();
+
+    // Not every error counts as one: the first thread has failed with -1 alone, the second with any negative number.
+    const DaemonThread poll = Start(thread_epoll, &no_feeling_port);
+    if (poll.error == -1) {
+        LOG_DEBUG("create thread epoll error!");
+        return DAEMON_NO_THREAD;
+    }
+    LOG_DEBUG("create thread epoll ok!");
+    hash_table_init();
+    const DaemonThread rules = Start(TimeRuleProc, nullptr);
+    if (rules.error < 0) {
+        LOG_DEBUG("create TimeRuleProc error!");
+        if (poll.error == 0) OsThreadJoin(poll.handle); // it has ended, or will at once
+        return DAEMON_NO_THREAD;
+    }
+    LOG_DEBUG("create TimeRuleProc ok!");
+    Join(poll);
+    return Join(rules) ? DAEMON_ENDED : DAEMON_NOT_JOINED;
+}
+
+int set_real_vap_int(int32_t value)
+{
+    real_vap_int = value;
+    return 0;
+}
+
+int set_no_feeling_int(int32_t value)
+{
+    no_feeling_int = value;
+    return 0;
+}
+
+int set_no_feeling_port(int32_t value)
+{
+    no_feeling_port = value;
     return 0;
 }

@@ -1,7 +1,35 @@
-// eaccess.h - the access daemon, which enforces the internet-access-time rules.
-// State:    none yet. Threads: StartEaccess() once, from start-up.
+// eaccess.h - the access daemon, which enforces the internet-access-time rules: its start, its end, its settings.
+//
+// State:    the settings below and the daemon thread's handle.
+// Threads:  StartEaccess() once, from start-up; StopEaccess() on the same thread. The daemon thread makes the two of
+//           iot_poll.h and waits for them. Unless somebody stops it, it ends with the process.
 #pragma once
 
-// Starts the daemon. Returns 0 or the error number of the thread's creation. There are no rules to enforce yet, so
-// no thread is made and the result is always 0.
+#include <cstdint>
+#include <pthread.h>
+
+extern pthread_t eaccess_thread;
+
+// Settings of the daemon, stored by no_feeling_daemon() and by the setters; written by the daemon thread.
+extern int32_t real_vap_int;
+extern int32_t no_feeling_int;
+extern int32_t no_feeling_port; // the port that the event-poll thread is given
+
+enum DaemonResult { DAEMON_ENDED = 0, DAEMON_NO_THREAD = -3, DAEMON_NOT_JOINED = -7 };
+
+// Starts the daemon thread. Returns 0, or the error number of its creation, which is also noted in the status file.
 int StartEaccess();
+
+// Stops the daemon that StartEaccess() has started, and waits for its thread.
+void StopEaccess();
+
+// The daemon thread: the daemon with its settings. Returns null.
+void *EaccessThread(void *);
+
+// The daemon itself: empties the table of rules, makes both threads and waits for their end. Returns a DaemonResult.
+int no_feeling_daemon(int32_t real_vap, int32_t no_feeling, int32_t port);
+
+// Each stores its setting and returns 0.
+int set_real_vap_int(int32_t value);
+int set_no_feeling_int(int32_t value);
+int set_no_feeling_port(int32_t value);

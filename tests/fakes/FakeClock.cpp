@@ -5,6 +5,7 @@
 #include <deque>
 #include <list>
 #include <poll.h>
+#include <string>
 
 #include "os/OsClock.h"
 #include "os/OsWait.h"
@@ -86,7 +87,7 @@ time_t OsWallTime()
 
 void OsLocalTime(time_t when, struct tm *out)
 {
-    gmtime_r(&when, out);
+    localtime_r(&when, out); // in the zone of FakeTimeZone()
 }
 
 OsWaiter::OsWaiter()
@@ -197,6 +198,15 @@ void FakeClockSetWallTime(time_t when)
     s_wallOffset = when - s_now / 1000;
 }
 
+void FakeTimeZone(const char *zone)
+{
+    static std::string present;
+    if (zone == present) return; // threads may be looking at the environment
+    present = zone;
+    setenv("TZ", zone, 1);
+    tzset();
+}
+
 void FakeReadableResults(std::initializer_list<OsReadable> results)
 {
     OsGuard guard(&s_lock);
@@ -211,6 +221,7 @@ int FakeReadableTimeoutMs()
 
 void FakeClockReset()
 {
+    FakeTimeZone("UTC0");
     OsGuard guard(&s_lock);
     s_now = 0;
     s_wallOffset = kFakeEpoch;

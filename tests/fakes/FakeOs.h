@@ -39,6 +39,9 @@ int64_t FakeClockNextDeadlineMs();
 // Moves the date without moving the clock of intervals.
 void FakeClockSetWallTime(time_t when);
 
+// The zone of OsLocalTime(), a text as in the variable TZ: "CET-1CEST,M3.5.0,M10.5.0/3". Until then it is UTC.
+void FakeTimeZone(const char *zone);
+
 // The next results of OsWaitReadable(), before it looks at real descriptors again.
 void FakeReadableResults(std::initializer_list<OsReadable> results);
 

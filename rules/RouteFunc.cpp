@@ -1,8 +1,0 @@
-#include "rules/RouteFunc.h"
-
-static const int kNotParsed = 2;
-
-int ParseSurfRulesParam(const char *)
-{
-    return kNotParsed;
-}

@@ -1,0 +1,510 @@
+#include "rules/SurfTable.h"
+
+#include <climits>
+
+#include "core/Common.h"
+#include "os/OsMemory.h"
+#include "tests/unit/agent/SurfTest.h"
+
+class SurfTableTest : public SurfTest
+{
+  protected:
+    // Rules of the entry that a look-up of `key` finds; "none" without one.
+    static std::string Found(const std::string &key)
+    {
+        const HashEntry *entry = hash_table_lookup(key.c_str());
+        return entry ? Ranges(entry->rules) : "none";
+    }
+
+    static void Insert(const std::string &key) { hash_table_insert(key.c_str(), NewRule(8, 0, 9, 0)); }
+
+    // Three keys of one bucket, in the order in which the bucket has them: C, B, A.
+    static constexpr const char *kA = "02:00:00:00:31:0E|1";
+    static constexpr const char *kB = "02:00:00:00:19:10|1";
+    static constexpr const char *kC = "02:00:00:00:3A:16|1";
+    static void InsertThreeOfOneBucket()
+    {
+        for (const char *key : {kA, kB, kC}) {
+            ASSERT_EQ(100u, hash_table_bucket(key));
+            Insert(key);
+        }
+    }
+};
+
+// ---- Hash ----
+
+TEST_F(SurfTableTest, HashesTheDigitsOfANumberToTheBaseThirtyOne)
+{
+    EXPECT_EQ(65u, hash_table_bucket("A"));
+    EXPECT_EQ(33u, hash_table_bucket("AB")); // 65 * 31 + 66 = 2081 = 4 * 512 + 33
+    EXPECT_EQ(0u, hash_table_bucket(""));
+    EXPECT_EQ(335u, hash_table_bucket("AA:BB:CC:DD:EE:FF|1"));
+}
+
+TEST_F(SurfTableTest, HashesBytesAboveOneHundredTwentySevenAsNegativeNumbers)
+{
+    EXPECT_EQ(511u, hash_table_bucket("\xFF"));     // -1
+    EXPECT_EQ(384u, hash_table_bucket("\x80"));     // -128
+    EXPECT_EQ(34u, hash_table_bucket("\xFF\x41"));  // -31 + 65
+    EXPECT_EQ(380u, hash_table_bucket("A\xFFz!!")); // (((65 * 31 - 1) * 31 + 122) * 31 + 33) * 31 + 33, modulo 512
+}
+
+TEST_F(SurfTableTest, LongKeysWrapRound)
+{
+    // 40 times "z": 122 * (31^40 - 1) / 30, modulo 512.
+    EXPECT_EQ(0u, hash_table_bucket(std::string(32, 'z').c_str()));
+    EXPECT_EQ(256u, hash_table_bucket(std::string(40, 'z').c_str()));
+}
+
+// ---- Look-up ----
+
+TEST_F(SurfTableTest, FindsWhatWasInserted)
+{
+    Insert("AA:BB:CC:DD:EE:FF|1");
+    EXPECT_EQ("8:0-9:0", Found("AA:BB:CC:DD:EE:FF|1"));
+    EXPECT_TRUE(Holds(Log(), "hash_table_lookup->"));
+    EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:FF|2"));
+    EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:FF|"));
+    EXPECT_EQ("", Log());
+}
+
+TEST_F(SurfTableTest, LogsTheBucketAndTheKeyThatWasLookedUp)
+{
+    Insert("AB");
+    Log();
+    Found("AB");
+    EXPECT_TRUE(Holds(Log(), "[RouteFunc->hash_table_lookup->"));
+    Found("AB");
+    EXPECT_TRUE(Holds(Log(), "]-> found 33  AB\n"));
+}
+
+TEST_F(SurfTableTest, ALookUpIsContentWithAnEntryWhoseKeyIsTheBeginningOfTheText)
+{
+    ASSERT_EQ(hash_table_bucket("AA:BB:CC:DD:EE:5B|1"), hash_table_bucket("AA:BB:CC:DD:EE:5B|1x"));
+    Insert("AA:BB:CC:DD:EE:5B|1");
+    EXPECT_EQ("8:0-9:0", Found("AA:BB:CC:DD:EE:5B|1x"));
+    hash_table_remove("AA:BB:CC:DD:EE:5B|1x"); // this one compares exactly
+    EXPECT_EQ("8:0-9:0", Found("AA:BB:CC:DD:EE:5B|1"));
+    hash_table_remove("AA:BB:CC:DD:EE:5B|1");
+    EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:5B|1"));
+}
+
+TEST_F(SurfTableTest, ALookUpSearchesTheBucketOfTheWholeTextOnly)
+{
+    ASSERT_NE(hash_table_bucket("AA:BB:CC:DD:EE:FF|1"), hash_table_bucket("AA:BB:CC:DD:EE:FF|1x"));
+    Insert("AA:BB:CC:DD:EE:FF|1");
+    EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:FF|1x"));
+}
+
+TEST_F(SurfTableTest, ATextThatIsTheBeginningOfAKeyIsNotEnough)
+{
+    Insert("AA:BB:CC:DD:EE:5B|1x");
+    EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:5B|1"));
+}
+
+TEST_F(SurfTableTest, TheEmptyKeyIsFoundByEveryTextOfBucketZero)
+{
+    const std::string text(32, 'z'); // of bucket 0
+    Insert("");
+    EXPECT_EQ("8:0-9:0", Found(""));
+    EXPECT_EQ("8:0-9:0", Found(text));
+    EXPECT_EQ("none", Found("A"));
+}
+
+TEST_F(SurfTableTest, OfTwoEntriesThatMatchTheOneInsertedLastIsFound)
+{
+    hash_table_insert("AA:BB:CC:DD:EE:5B|1", NewRule(1, 0, 2, 0));
+    hash_table_insert("AA:BB:CC:DD:EE:5B|1x", NewRule(3, 0, 4, 0));
+    EXPECT_EQ("3:0-4:0", Found("AA:BB:CC:DD:EE:5B|1x"));
+    hash_table_init();
+    hash_table_insert("AA:BB:CC:DD:EE:5B|1x", NewRule(3, 0, 4, 0));
+    hash_table_insert("AA:BB:CC:DD:EE:5B|1", NewRule(1, 0, 2, 0));
+    EXPECT_EQ("1:0-2:0", Found("AA:BB:CC:DD:EE:5B|1x"));
+}
+
+// ---- Insertion ----
+
+TEST_F(SurfTableTest, NewEntriesStandFirstInTheirBucket)
+{
+    InsertThreeOfOneBucket();
+    const HashEntry *entry = hashTable[100];
+    EXPECT_STREQ(kC, entry->key);
+    EXPECT_STREQ(kB, entry->next->key);
+    EXPECT_STREQ(kA, entry->next->next->key);
+    EXPECT_EQ(nullptr, entry->next->next->next);
+    EXPECT_EQ(3, hash_table_size);
+}
+
+TEST_F(SurfTableTest, TheKeyIsCopied)
+{
+    char key[] = "AB";
+    hash_table_insert(key, NewRule(8, 0, 9, 0));
+    key[1] = 'C';
+    EXPECT_EQ("8:0-9:0", Found("AB"));
+}
+
+TEST_F(SurfTableTest, ASecondInsertionUnderOneKeyIsRefused)
+{
+    hash_table_insert("AB", NewRule(8, 0, 9, 0));
+    Log();
+    hash_table_insert("AB", NewRule(10, 0, 11, 0));
+    EXPECT_TRUE(Holds(Log(), "AB exist!\n"));
+    EXPECT_EQ("8:0-9:0", Found("AB"));
+    EXPECT_EQ(1, hash_table_size);
+}
+
+TEST_F(SurfTableTest, AnEntryMayBeginWithoutARule)
+{
+    hash_table_insert("AB", nullptr);
+    EXPECT_TRUE(Holds(Log(), "rule empty! \n"));
+    EXPECT_EQ("", Found("AB"));
+    EXPECT_EQ(1, hash_table_size);
+}
+
+TEST_F(SurfTableTest, HoldsFiveHundredAndTwelveEntriesAndRefusesTheNext)
+{
+    for (int i = 0; i < 512; i++) Insert("KEY" + std::to_string(i));
+    EXPECT_EQ(512, hash_table_size);
+    EXPECT_FALSE(Holds(Log(), "Mem overflow!"));
+    Insert("ONE MORE");
+    EXPECT_TRUE(Holds(Log(), "Mem overflow!\n"));
+    EXPECT_EQ(512, hash_table_size);
+    EXPECT_EQ("none", Found("ONE MORE"));
+    for (int i = 0; i < 512; i++) EXPECT_EQ("8:0-9:0", Found("KEY" + std::to_string(i))) << i;
+}
+
+TEST_F(SurfTableTest, RemovalsDoNotLowerTheCountOfInsertions)
+{
+    for (int i = 0; i < 512; i++) {
+        Insert("AB");
+        hash_table_remove("AB");
+    }
+    EXPECT_EQ(512, hash_table_size);
+    EXPECT_EQ(nullptr, hashTable[33]);
+    Log();
+    Insert("AB");
+    EXPECT_TRUE(Holds(Log(), "Mem overflow!\n"));
+    EXPECT_EQ("none", Found("AB"));
+    hash_table_init();
+    Insert("AB");
+    EXPECT_EQ("8:0-9:0", Found("AB"));
+}
+
+TEST_F(SurfTableTest, AFullTableIsRefusedBeforeTheKeyIsLookedFor)
+{
+    for (int i = 0; i < 512; i++) Insert("KEY" + std::to_string(i));
+    Log();
+    Insert("KEY7");
+    const std::string log = Log();
+    EXPECT_TRUE(Holds(log, "Mem overflow!\n"));
+    EXPECT_FALSE(Holds(log, "exist!"));
+}
+
+// ---- Removal ----
+
+TEST_F(SurfTableTest, RemovingTheFirstEntryOfABucketDropsAllThatIsChainedBehindIt)
+{
+    InsertThreeOfOneBucket();
+    hash_table_remove(kC);
+    EXPECT_EQ(nullptr, hashTable[100]);
+    for (const char *key : {kA, kB, kC}) EXPECT_EQ("none", Found(key));
+    EXPECT_EQ(3, hash_table_size);
+    Insert(kA); // not there, so it can come again
+    EXPECT_EQ("8:0-9:0", Found(kA));
+}
+
+TEST_F(SurfTableTest, RemovingAnEntryFromTheMiddleLeavesTheOthers)
+{
+    InsertThreeOfOneBucket();
+    hash_table_remove(kB);
+    EXPECT_EQ("none", Found(kB));
+    EXPECT_EQ("8:0-9:0", Found(kA));
+    EXPECT_EQ("8:0-9:0", Found(kC));
+}
+
+TEST_F(SurfTableTest, RemovingTheLastEntryOfABucketLeavesTheOthers)
+{
+    InsertThreeOfOneBucket();
+    hash_table_remove(kA);
+    EXPECT_EQ("none", Found(kA));
+    EXPECT_EQ("8:0-9:0", Found(kB));
+    EXPECT_EQ("8:0-9:0", Found(kC));
+}
+
+TEST_F(SurfTableTest, RemovingWhatIsNotThereChangesNothing)
+{
+    InsertThreeOfOneBucket();
+    Log();
+    hash_table_remove("02:00:00:00:07:31|1"); // of the same bucket
+    EXPECT_TRUE(Holds(Log(), "remove 02:00:00:00:07:31|1\n"));
+    for (const char *key : {kA, kB, kC}) EXPECT_EQ("8:0-9:0", Found(key));
+}
+
+TEST_F(SurfTableTest, RemovingFreesTheEntryWithAllItsRules)
+{
+    const int before = FakeAllocationsAlive();
+    hash_table_insert("AB", NewRule(8, 0, 9, 0));
+    HashEntry *entry = hash_table_lookup("AB");
+    entry->rules = rule_node_insert(entry->rules, NewRule(10, 0, 11, 0));
+    EXPECT_LT(before, FakeAllocationsAlive());
+    hash_table_remove("AB");
+    EXPECT_EQ(before, FakeAllocationsAlive());
+}
+
+TEST_F(SurfTableTest, DroppedEntriesAreFreedWhenTheTableIsDestroyed)
+{
+    const int before = FakeAllocationsAlive();
+    InsertThreeOfOneBucket();
+    hash_table_remove(kC);
+    EXPECT_LT(before, FakeAllocationsAlive());
+    Insert("AB");
+    hash_table_destroy();
+    EXPECT_EQ(before, FakeAllocationsAlive());
+    EXPECT_EQ("none", Found("AB"));
+    EXPECT_EQ(4, hash_table_size); // only hash_table_init() begins it anew
+}
+
+// ---- Beginning ----
+
+TEST_F(SurfTableTest, InitialisingEmptiesTheTableWithoutFreeingAnything)
+{
+    InsertThreeOfOneBucket();
+    const int before = FakeAllocationsAlive();
+    Log();
+    hash_table_init();
+    EXPECT_TRUE(Holds(Log(), "[INFO] [RouteFunc->hash_table_init->"));
+    EXPECT_EQ(before, FakeAllocationsAlive());
+    EXPECT_EQ(0, hash_table_size);
+    for (const HashEntry *bucket : hashTable) EXPECT_EQ(nullptr, bucket);
+    hash_table_init();
+    EXPECT_TRUE(Holds(Log(), "Rule table init done.\n"));
+}
+
+TEST_F(SurfTableTest, PrintsEveryBucketWithItsKeysAndRules)
+{
+    hash_table_insert("AB", NewRule(8, 0, 9, 30));
+    HashEntry *entry = hash_table_lookup("AB");
+    entry->rules = rule_node_insert(entry->rules, NewRule(22, 15, 23, 59));
+    Log();
+    hash_table_print();
+    const std::string log = Log();
+    for (const char *line : {"]-> 0=>\n", "]-> 33=>\n", "]-> AB\n", "]-> START 8:0 STOP 9:30 \n",
+                             "]-> START 22:15 STOP 23:59 \n", "]-> 511=>\n"})
+        EXPECT_TRUE(Holds(log, line)) << line;
+    EXPECT_LT(log.find("33=>"), log.find("]-> AB\n"));
+    EXPECT_LT(log.find("]-> AB\n"), log.find("34=>"));
+}
+
+// ---- No memory ----
+
+TEST_F(SurfTableTest, AnInsertionWithoutMemoryIsLoggedAndChangesNothing)
+{
+    const int before = FakeAllocationsAlive();
+    for (int nth : {1, 2, 3}) { // entry, key, node
+        SurfRule *rule = NewRule(8, 0, 9, 0);
+        Log();
+        FakeFailAllocation(nth);
+        hash_table_insert("AB", rule);
+        EXPECT_TRUE(Holds(Log(), "Mem overflow!\n")) << nth;
+        EXPECT_EQ("none", Found("AB")) << nth;
+        EXPECT_EQ(0, hash_table_size) << nth;
+        EXPECT_EQ(before, FakeAllocationsAlive()) << nth;
+    }
+}
+
+TEST_F(SurfTableTest, ARuleWithoutMemoryIsLoggedAndLeavesTheList)
+{
+    RuleNode *list = rule_node_init(NewRule(8, 0, 9, 0));
+    SurfRule *rule = NewRule(10, 0, 11, 0);
+    FakeFailAllocation(1);
+    EXPECT_EQ(list, rule_node_insert(list, rule));
+    EXPECT_TRUE(Holds(Log(), "Mem overflow!\n"));
+    EXPECT_EQ("8:0-9:0", Ranges(list));
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, RulesInMemoryAreBounded)
+{
+    d_set_log_level(LOG_LEVEL_NONE);
+    RuleNode *list = nullptr;
+    uint32_t lists = 0;
+    std::vector<RuleNode *> all;
+    for (; lists < kSurfRulesMost; lists++) all.push_back(rule_node_init(NewRule(0, 0, 0, static_cast<int>(lists))));
+    for (RuleNode *node : all) ASSERT_NE(nullptr, node);
+    d_set_log_level(LOG_LEVEL_ALL);
+    EXPECT_EQ(nullptr, rule_node_init(NewRule(1, 0, 0, 0)));
+    EXPECT_TRUE(Holds(Log(), "Mem overflow!\n"));
+    rule_node_destroy(all.back());
+    list = rule_node_init(NewRule(1, 0, 0, 0)); // there is room again
+    EXPECT_EQ("1:0-0:0", Ranges(list));
+    all.back() = list;
+    for (RuleNode *node : all) rule_node_destroy(node);
+}
+
+// ---- Lists ----
+
+TEST_F(SurfTableTest, NoRuleMakesNoList)
+{
+    EXPECT_EQ(nullptr, rule_node_init(nullptr));
+    EXPECT_TRUE(Holds(Log(), "[ERR] [RouteFunc->rule_node_init->"));
+    EXPECT_EQ(nullptr, rule_node_insert(nullptr, nullptr));
+    EXPECT_TRUE(Holds(Log(), "]-> rule empty! \n"));
+}
+
+TEST_F(SurfTableTest, RulesAreAppended)
+{
+    RuleNode *list = rule_node_insert(nullptr, NewRule(8, 0, 9, 0));
+    RuleNode *const head = list;
+    list = rule_node_insert(list, NewRule(6, 0, 7, 0));
+    list = rule_node_insert(list, NewRule(7, 0, 8, 0));
+    EXPECT_EQ(head, list);
+    EXPECT_EQ("8:0-9:0 6:0-7:0 7:0-8:0", Ranges(list));
+    EXPECT_EQ(list, rule_node_insert(list, nullptr));
+    EXPECT_EQ(0, rule_node_destroy(list));
+}
+
+TEST_F(SurfTableTest, AnEqualRuleIsStoredOnceAndTheOtherFreed)
+{
+    RuleNode *list = rule_node_insert(nullptr, NewRule(6, 0, 7, 0));
+    list = rule_node_insert(list, NewRule(8, 0, 9, 0));
+    const int before = FakeAllocationsAlive();
+    Log();
+    list = rule_node_insert(list, NewRule(8, 0, 9, 0));
+    EXPECT_TRUE(Holds(Log(), "[INFO] [RouteFunc->rule_node_exist->"));
+    list = rule_node_insert(list, NewRule(6, 0, 7, 0));
+    EXPECT_TRUE(Holds(Log(), "]-> surf rule exist \n"));
+    EXPECT_EQ("6:0-7:0 8:0-9:0", Ranges(list));
+    EXPECT_EQ(before, FakeAllocationsAlive());
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, ARuleThatTheListHasAlreadyIsNotFreedWhenItComesAgain)
+{
+    SurfRule *rule = NewRule(8, 0, 9, 0);
+    RuleNode *list = rule_node_insert(nullptr, rule);
+    list = rule_node_insert(list, rule);
+    EXPECT_EQ("8:0-9:0", Ranges(list));
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, RulesAreEqualWhenAllFourNumbersAre)
+{
+    RuleNode *list = rule_node_init(NewRule(8, 0, 9, 0));
+    const SurfRule others[] = {{7, 0, 9, 0}, {8, 1, 9, 0}, {8, 0, 10, 0}, {8, 0, 9, 1}, {7, 60, 9, 0}};
+    for (const SurfRule &other : others) EXPECT_EQ(0, rule_node_exist(list, &other));
+    const SurfRule same = {8, 0, 9, 0};
+    EXPECT_EQ(1, rule_node_exist(list, &same));
+    EXPECT_EQ(-1, rule_node_exist(nullptr, &same));
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, DeletingTheHeadGivesTheSecondNode)
+{
+    RuleNode *list = rule_node_init(NewRule(8, 0, 9, 0));
+    list = rule_node_insert(list, NewRule(10, 0, 11, 0));
+    RuleNode *const second = list->next;
+    const SurfRule head = {8, 0, 9, 0};
+    list = rule_node_delete(list, &head);
+    EXPECT_EQ(second, list);
+    EXPECT_EQ("10:0-11:0", Ranges(list));
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, DeletingTheHeadOfAListOfOneEmptiesIt)
+{
+    const int before = FakeAllocationsAlive();
+    const SurfRule rule = {8, 0, 9, 0};
+    EXPECT_EQ(nullptr, rule_node_delete(rule_node_init(NewRule(8, 0, 9, 0)), &rule));
+    EXPECT_EQ(before, FakeAllocationsAlive());
+}
+
+TEST_F(SurfTableTest, DeletingALaterNodeKeepsTheHead)
+{
+    RuleNode *list = rule_node_init(NewRule(1, 0, 2, 0));
+    for (int hour : {3, 5, 7}) list = rule_node_insert(list, NewRule(hour, 0, hour + 1, 0));
+    RuleNode *const head = list;
+    const SurfRule middle = {3, 0, 4, 0}, last = {7, 0, 8, 0};
+    Log();
+    list = rule_node_delete(list, &middle);
+    EXPECT_TRUE(Holds(Log(), "]-> delete node done! \n"));
+    EXPECT_EQ("1:0-2:0 5:0-6:0 7:0-8:0", Ranges(list));
+    list = rule_node_delete(list, &last);
+    EXPECT_EQ("1:0-2:0 5:0-6:0", Ranges(list));
+    EXPECT_EQ(head, list);
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, DeletingWhatIsNotThereIsLogged)
+{
+    RuleNode *list = rule_node_init(NewRule(8, 0, 9, 0));
+    const SurfRule other = {8, 0, 9, 1};
+    EXPECT_EQ(list, rule_node_delete(list, &other));
+    EXPECT_TRUE(Holds(Log(), "]-> can't find node! \n"));
+    EXPECT_EQ(list, rule_node_delete(list, nullptr));
+    EXPECT_TRUE(Holds(Log(), "]-> rule is nothing! \n"));
+    EXPECT_EQ(nullptr, rule_node_delete(nullptr, &other));
+    EXPECT_TRUE(Holds(Log(), "]-> pNode is empty! \n"));
+    EXPECT_EQ("8:0-9:0", Ranges(list));
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, DestroyingNoListIsAnError)
+{
+    EXPECT_EQ(-1, rule_node_destroy(nullptr));
+    EXPECT_TRUE(Holds(Log(), "]-> rules empty! \n"));
+}
+
+// ---- Matching ----
+
+static int Matches(const SurfRule &rule, int hour, int minute)
+{
+    RuleNode *list = rule_node_init(NewRule(rule.startHour, rule.startMinute, rule.stopHour, rule.stopMinute));
+    const int result = rule_node_match(list, hour, minute);
+    rule_node_destroy(list);
+    return result;
+}
+
+TEST_F(SurfTableTest, BothEndsOfARangeBelongToIt)
+{
+    EXPECT_EQ(0, Matches({8, 30, 10, 15}, 8, 29));
+    EXPECT_EQ(1, Matches({8, 30, 10, 15}, 8, 30));
+    EXPECT_EQ(1, Matches({8, 30, 10, 15}, 10, 15));
+    EXPECT_EQ(0, Matches({8, 30, 10, 15}, 10, 16));
+}
+
+TEST_F(SurfTableTest, ARangeOfOneMinuteMatchesThatMinuteOnly)
+{
+    EXPECT_EQ(0, Matches({8, 0, 8, 0}, 7, 59));
+    EXPECT_EQ(1, Matches({8, 0, 8, 0}, 8, 0));
+    EXPECT_EQ(0, Matches({8, 0, 8, 0}, 8, 1));
+}
+
+TEST_F(SurfTableTest, ARangeThatStopsBeforeItStartsNeverMatches)
+{
+    for (int minute = 0; minute < 24 * 60; minute++) EXPECT_EQ(0, Matches({22, 0, 2, 0}, minute / 60, minute % 60));
+}
+
+TEST_F(SurfTableTest, HoursAndMinutesAreAddedUpWhateverTheyAre)
+{
+    EXPECT_EQ(1, Matches({0, 480, 0, 540}, 8, 30)); // 480 minutes are 8 hours
+    EXPECT_EQ(1, Matches({-1, 0, 99, 99}, 0, 0));
+    EXPECT_EQ(1, Matches({INT_MIN, INT_MIN, INT_MAX, INT_MAX}, 12, 0));
+    EXPECT_EQ(0, Matches({INT_MAX, INT_MAX, INT_MIN, INT_MIN}, 12, 0));
+}
+
+TEST_F(SurfTableTest, AnyRangeOfTheListWillDoAndTheFirstIsLogged)
+{
+    RuleNode *list = rule_node_init(NewRule(1, 0, 2, 0));
+    list = rule_node_insert(list, NewRule(8, 5, 12, 0));
+    list = rule_node_insert(list, NewRule(9, 0, 10, 0));
+    EXPECT_EQ(1, rule_node_match(list, 9, 30));
+    EXPECT_TRUE(Holds(Log(), "]-> surf rule match 8:5 - 12:0\n"));
+    EXPECT_EQ(0, rule_node_match(list, 13, 0));
+    EXPECT_EQ("", Log());
+    rule_node_destroy(list);
+}
+
+TEST_F(SurfTableTest, NoListIsNeitherInsideNorOutside)
+{
+    EXPECT_EQ(-1, rule_node_match(nullptr, 8, 0));
+}
