@@ -1,7 +1,7 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [codec] [dispatch] [latency] [start] [size] [idle] [sessions]   (no name: all, about five minutes)
+#   scripts/bench.sh [codec] [dispatch] [surf] [latency] [start] [size] [idle] [sessions]   (no name: all, five minutes)
 #
 # Everything runs against the release build; the agent gets a /tmp of its own. Best on a machine that does nothing
 # else. Exit status: 0 all reached, 1 a figure was missed or could not be measured.
@@ -10,7 +10,7 @@ set -u
 repo=$(cd "$(dirname "$0")/.." && pwd)
 build=$repo/build/release
 cd "$repo" || exit 1
-[ $# -gt 0 ] || set -- codec dispatch latency start size idle sessions
+[ $# -gt 0 ] || set -- codec dispatch surf latency start size idle sessions
 
 die() { echo "bench.sh: $*" >&2; exit 1; }
 
@@ -56,14 +56,14 @@ sizes() {
     size mipsel mipsel 120
 }
 
-build_preset release plug agent_bench codec_bench dispatch_bench || { cat "$log"; die "the build failed"; }
+build_preset release plug agent_bench codec_bench dispatch_bench surf_bench || { cat "$log"; die "the build failed"; }
 for group; do
     echo "== $group"
     case $group in
-    codec | dispatch) run "$build/${group}_bench" ;;
+    codec | dispatch | surf) run "$build/${group}_bench" ;;
     latency | start | idle | sessions) run "$build/agent_bench" "$group" ;;
     size) sizes ;;
-    *) die "unknown benchmark \"$group\" (codec, dispatch, latency, start, size, idle, sessions)" ;;
+    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, latency, start, size, idle, sessions)" ;;
     esac
 done
 
