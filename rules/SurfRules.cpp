@@ -1,10 +1,11 @@
 #define LOG_MODULE "RouteFunc"
 #include "rules/SurfRules.h"
 
+#include <algorithm>
 #include <cjson/cJSON.h>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <iterator>
 
 #include "core/Common.h"
 #include "os/OsMemory.h"
@@ -93,12 +94,29 @@ int del_surf_rule(const char *mac, const char *day, const SurfRule *rule)
 
 // ---- Weekdays ----
 
-// What is not in the texts stays 0.
+// The number at the beginning of *text, which it passes. Returns false when there is none. What does not fit 32 bits is
+// the nearest number that does: of scanf() that would be anything.
+static bool TakeNumber(const char **text, int32_t *number)
+{
+    char *end;
+    const long value = strtol(*text, &end, 10);
+    if (end == *text) return false;
+    *text = end;
+    *number = static_cast<int32_t>(std::clamp<long>(value, INT32_MIN, INT32_MAX));
+    return true;
+}
+
+// "%d:%d", as far as it goes; the rest stays 0.
+static void ReadTime(const char *text, int32_t *hour, int32_t *minute)
+{
+    if (TakeNumber(&text, hour) && *text++ == ':') TakeNumber(&text, minute);
+}
+
 static SurfRule ReadRule(const char *start, const char *stop)
 {
     SurfRule rule = {};
-    sscanf(start, "%d:%d", &rule.startHour, &rule.startMinute);
-    sscanf(stop, "%d:%d", &rule.stopHour, &rule.stopMinute);
+    ReadTime(start, &rule.startHour, &rule.startMinute);
+    ReadTime(stop, &rule.stopHour, &rule.stopMinute);
     return rule;
 }
 
@@ -199,12 +217,9 @@ int ParseSurfRulesParam(const char *json)
         return SURF_NOT_PARSED;
     }
     int result = SURF_DONE;
-    const cJSON *item;
-    cJSON_ArrayForEach(item, cJSON_GetObjectItem(document, "LIST"))
-    {
-        result = DoItem(item);
-        if (result != SURF_DONE) break;
-    }
+    const cJSON *list = cJSON_GetObjectItem(document, "LIST");
+    const cJSON *item = cJSON_IsArray(list) ? list->child : nullptr;
+    for (; item && result == SURF_DONE; item = item->next) result = DoItem(item);
     cJSON_Delete(document);
     return result;
 }

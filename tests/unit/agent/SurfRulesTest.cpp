@@ -72,8 +72,8 @@ TEST_F(SurfRulesTest, WhatIsNoJsonIsTwo)
 
 TEST_F(SurfRulesTest, NoListOrAnEmptyOneIsDone)
 {
-    for (const char *text : {"{}", "{\"LIST\":[]}", "{\"LIST\":{}}", "{\"LIST\":null}", "{\"LIST\":\"1\"}",
-                             "{\"LIST\":7}", "[]", "7", "\"LIST\"", "null"})
+    for (const char *text : {"{}", "{\"LIST\":[]}", "{\"LIST\":{}}", "{\"LIST\":{\"A\":{}}}", "{\"LIST\":null}",
+                             "{\"LIST\":\"1\"}", "{\"LIST\":7}", "[]", "7", "\"LIST\"", "null"})
         EXPECT_EQ(0, ParseSurfRulesParam(text)) << text;
     EXPECT_EQ(0, hash_table_size);
 }
@@ -208,7 +208,9 @@ TEST_F(SurfRulesTest, TimesAreReadAsFarAsTheyGo)
                  {" 8:5", "9:05", "8:5-9:5"},
                  {"-1:-2", "99:99", "-1:-2-99:99"},
                  {"08:30:59", "9:1x", "8:30-9:1"},
-                 {"8 :30", "9.30", "8:0-9:0"}};
+                 {"8 :30", "9.30", "8:0-9:0"},
+                 {"8: 30", "9: :1", "8:30-9:0"},
+                 {"99999999999:1", "0:-99999999999", "2147483647:1-0:-2147483648"}};
     for (const auto &c : cases) {
         hash_table_init();
         EXPECT_EQ(0, DoItem("1", "1", c.start, c.stop));
