@@ -490,6 +490,7 @@ TEST_F(SurfTableTest, HoursAndMinutesAreAddedUpWhateverTheyAre)
     EXPECT_EQ(1, Matches({-1, 0, 99, 99}, 0, 0));
     EXPECT_EQ(1, Matches({INT_MIN, INT_MIN, INT_MAX, INT_MAX}, 12, 0));
     EXPECT_EQ(0, Matches({INT_MAX, INT_MAX, INT_MIN, INT_MIN}, 12, 0));
+    EXPECT_EQ(0, Matches({71582789, 0, INT_MAX, INT_MAX}, 12, 0)); // 2^32 and 44 minutes
 }
 
 TEST_F(SurfTableTest, AnyRangeOfTheListWillDoAndTheFirstIsLogged)
