@@ -27,6 +27,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/private.sh"
 . "$repo/scripts/lib/watch.sh"
 . "$repo/scripts/lib/tour.sh"
+. "$repo/scripts/lib/diagnostics.sh"
 
 bin=$repo/build/release
 out=$repo/build/demo
@@ -37,6 +38,9 @@ build=yes
 inside= # set when we have started ourselves again in the private place
 way=
 interval=60 # seconds between heartbeats, of the agent's time
+# Where the agent that was built tests its download rate.
+rate_server=$(sed -n 's/^PLUG_RATE_TEST_SERVER:STRING=//p' "$bin/CMakeCache.txt" 2>/dev/null)
+have_rate_server='' http_at=''
 
 die() {
     echo "demo.sh: $*" >&2
@@ -99,7 +103,7 @@ fi
 # ---- Inside
 
 platform_pid='' watcher_pid='' fifos=''
-step=0 steps=8
+step=0 steps=9
 
 stop() { # PID...: ends processes of ours and waits for them
     local pid
@@ -163,11 +167,12 @@ END
 }
 
 start_platform() {
-    local listen='127.0.0.1:0' login='127.0.0.1:0'
+    local listen='127.0.0.1:0' login='127.0.0.1:0' http='127.0.0.1:0'
     case $way in *--net*) listen=127.0.0.1:6039 login=127.0.0.1:6040 ;; esac
+    if have_rate_server; then have_rate_server=yes http=$rate_server:8199; fi
     # Answers a tenth of a second late: at once, and the stages would pass faster than a file can be looked at.
     bound "$bin/plugsim" platform --json --register "$listen" --login "$login" --key "$key" --interval "$interval" \
-        --misbehave late@register=0.1 --misbehave late@login=0.1 \
+        --misbehave late@register=0.1 --misbehave late@login=0.1 --http "$http" --http-size 64M \
         <"$fifos/commands" >>"$events" 2>"$out/plugsim.err" &
     platform_pid=$!
     agent_pid=$platform_pid # whom next_event watches over until there is an agent
@@ -176,6 +181,7 @@ start_platform() {
     [[ $event =~ \"register\":\[\"127.0.0.1:([0-9]+)\" ]] || failed "the platform names no port"
     port=${BASH_REMATCH[1]}
     login_at=$(value "$event" login)
+    http_at=$(value "$event" http) || failed "the platform names no address for HTTP"
 }
 
 write_config() { # FILE
@@ -193,8 +199,9 @@ END
 start_agent() {
     watch_stages "$fifos/pause" &
     watcher_pid=$!
+    make_commands "$fifos/bin"
     (
-        export ROUTER_SIM_STATE=$out/household.json ROUTER_SIM_LOG=$out/calls
+        export ROUTER_SIM_STATE=$out/household.json ROUTER_SIM_LOG=$out/calls PATH=$fifos/bin:$PATH
         export LD_PRELOAD=$clock FASTCLOCK_FACTOR=$factor
         bound "$bin/plug" -d -f "$out/plug.conf" -m "$mac" </dev/null >/dev/null 2>"$agent_log" 5>&- 6<&-
     ) &
@@ -464,6 +471,7 @@ heartbeats
 stages_of_login
 identity
 functions_tour
+diagnostics
 lost_session
 end_of_run
 summary
