@@ -128,6 +128,11 @@ long Agent::PrivateKb() const
     return static_cast<long>(SumOfLines(Proc("smaps_rollup"), "Private_"));
 }
 
+long Agent::HighWaterKb() const
+{
+    return static_cast<long>(SumOfLines(Proc("status"), "VmHWM"));
+}
+
 long long Agent::WakeUps() const
 {
     long long sum = 0;

@@ -1,14 +1,19 @@
-// AgentBench.cpp - measures the real agent: agent_bench latency|idle|start|sessions [NUMBER]...
+// AgentBench.cpp - measures the real agent: agent_bench latency|idle|start|sessions|rate|ping [NUMBER]...
 //
 //   latency [SAMPLES]                      default 600
 //   idle [SETTLE-SECONDS [SECONDS]]        default 30 70: one heartbeat of 60 s is always among them
 //   start [RUNS]                           default 5
 //   sessions [SESSIONS [WARM-UP [FACTOR]]] default 1000 10 200
+//   rate [MEGABYTES [ROUNDS]]              default 1024 9
+//   ping [SAMPLES]                         default 100
 //
 // Exit status: 0 measured (whatever the verdict), 1 could not measure, 2 wrong use, 77 no private /tmp to be had.
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "Agent.h"
 #include "Benches.h"
@@ -23,15 +28,20 @@ int main(int argc, char *argv[])
         return 2;
     }
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    if (strcmp(what, "latency") != 0 && strcmp(what, "idle") != 0 && strcmp(what, "start") != 0 &&
-        strcmp(what, "sessions") != 0) {
-        fprintf(stderr, "usage: %s latency|idle|start|sessions [NUMBER]...\n", argv[0]);
-        return 2;
+    const std::vector<std::pair<std::string, std::function<void()>>> benches = {
+        {"latency", [&] { MeasureLatency(number(2, 600)); }},
+        {"idle", [&] { MeasureIdle(number(2, 30), number(3, 70)); }},
+        {"start", [&] { MeasureStart(number(2, 5)); }},
+        {"sessions", [&] { MeasureSessions(number(2, 1000), number(3, 10), number(4, 200)); }},
+        {"rate", [&] { MeasureRate(number(2, 1024), number(3, 9)); }},
+        {"ping", [&] { MeasurePing(number(2, 100)); }},
+    };
+    for (const auto &bench : benches) {
+        if (bench.first != what) continue;
+        if (!EnterPrivateTmp()) return 77;
+        bench.second();
+        return 0;
     }
-    if (!EnterPrivateTmp()) return 77;
-    if (what[0] == 'l') MeasureLatency(number(2, 600));
-    if (what[0] == 'i') MeasureIdle(number(2, 30), number(3, 70));
-    if (strcmp(what, "start") == 0) MeasureStart(number(2, 5));
-    if (strcmp(what, "sessions") == 0) MeasureSessions(number(2, 1000), number(3, 10), number(4, 200));
-    return 0;
+    fprintf(stderr, "usage: %s latency|idle|start|sessions|rate|ping [NUMBER]...\n", argv[0]);
+    return 2;
 }

@@ -13,3 +13,9 @@ void MeasureStart(int runs);
 // `sessions` in a row with time running `factor` times faster: descriptors, threads and memory, compared with those
 // after the `warmUp`th.
 void MeasureSessions(int sessions, int warmUp, double factor);
+
+// A rate test of `megabytes` against a curl that fetches the same from the same server, the medians of `rounds` each.
+void MeasureRate(int megabytes, int rounds);
+
+// The command that starts a ping to its acknowledgement, `samples` times.
+void MeasurePing(int samples);
