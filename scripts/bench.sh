@@ -1,7 +1,9 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [codec] [dispatch] [surf] [latency] [start] [size] [idle] [sessions]   (no name: all, five minutes)
+#   scripts/bench.sh [codec] [dispatch] [surf] [latency] [start] [ping] [rate] [size] [idle] [sessions]
+#
+# No name: all, about six minutes.
 #
 # Everything runs against the release build; the agent gets a /tmp of its own. Best on a machine that does nothing
 # else. Exit status: 0 all reached, 1 a figure was missed or could not be measured.
@@ -10,7 +12,7 @@ set -u
 repo=$(cd "$(dirname "$0")/.." && pwd)
 build=$repo/build/release
 cd "$repo" || exit 1
-[ $# -gt 0 ] || set -- codec dispatch surf latency start size idle sessions
+[ $# -gt 0 ] || set -- codec dispatch surf latency start ping rate size idle sessions
 
 die() { echo "bench.sh: $*" >&2; exit 1; }
 
@@ -61,9 +63,9 @@ for group; do
     echo "== $group"
     case $group in
     codec | dispatch | surf) run "$build/${group}_bench" ;;
-    latency | start | idle | sessions) run "$build/agent_bench" "$group" ;;
+    latency | start | ping | rate | idle | sessions) run "$build/agent_bench" "$group" ;;
     size) sizes ;;
-    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, latency, start, size, idle, sessions)" ;;
+    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, latency, start, ping, rate, size, idle, sessions)" ;;
     esac
 done
 

@@ -4,7 +4,7 @@
 #   scripts/install-packages.sh [build] [run] [check] [mipsel]      (no group: build run)
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
-#   run      what the demo and the end-to-end tests call
+#   run      what the demo, the end-to-end tests and the benchmarks call
 #   check    fuzzing and memory checking
 #   mipsel   cross-building for the router and running the result under emulation
 #
@@ -20,8 +20,9 @@ packages_of() {
         echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev ;;
     run)
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
-        # daemon; the others (killall is in psmisc) are what the agent itself runs.
-        echo iproute2 util-linux mount procps iptables iputils-ping traceroute psmisc ;;
+        # daemon; curl is what the rate test is measured against; the others (killall is in psmisc) are what the
+        # agent itself runs.
+        echo iproute2 util-linux mount procps curl iptables iputils-ping traceroute psmisc ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports
         # name no lines; without libc's symbols valgrind takes the C library's fast string code for overreads.

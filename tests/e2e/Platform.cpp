@@ -72,6 +72,7 @@ Platform::Platform(const PlatformOptions &options)
         program.arguments.push_back("--misbehave");
         program.arguments.push_back(misbehaviour);
     }
+    if (!options.httpAt.empty()) program.arguments.insert(program.arguments.end(), {"--http", options.httpAt});
     process_ = std::make_unique<Process>(program);
     close(process_->Errors());
     lines_ = std::make_unique<Lines>(process_->Output());

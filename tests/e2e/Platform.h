@@ -38,6 +38,7 @@ struct PlatformOptions {
     std::string registerAt = "127.0.0.1:6039";
     int interval = 20;                      // seconds between heartbeats
     std::vector<std::string> misbehaviours; // from the start
+    std::string httpAt;                     // address and port of its web server; empty: none
 };
 
 class Platform

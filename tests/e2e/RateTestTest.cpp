@@ -96,6 +96,27 @@ TEST_F(RateTest, OfTheConfiguredAddressIsReportedWithTagZeroAndItsRate)
     EXPECT_EQ(std::vector<std::string>{kRequest}, server.Requests());
 }
 
+TEST_F(RateTest, OfTheTestPlatformsOwnFileIsReportedWithItsRate)
+{
+    PlatformOptions platformOptions;
+    platformOptions.httpAt = PLUG_RATE_TEST_SERVER ":8199";
+    AgentOptions options;
+    options.clock = 1;
+    RunningSession session(options, platformOptions);
+    session.platform.Set("http * size=3M");
+    session.platform.Command("rate-test");
+    EXPECT_EQ(kRequest, session.platform.Wait("http", {{"path", "/download/300.data"}}).Text("request"));
+    const Event report = Report(&session);
+    EXPECT_EQ("0", report.Text("status"));
+    EXPECT_GE(report.Number("fields.rate"), 3145728 / 4);
+    EXPECT_LE(report.Number("fields.rate"), 3145728);
+    session.platform.Set("http * not-found");
+    session.agent.WaitLog("route rate up ret 0");
+    session.ExpectAnswers();
+    session.platform.Command("rate-test");
+    ExpectFailure(&session);
+}
+
 TEST_F(RateTest, TheRateIsTheBytesByTheSecondsThatTheBodyTook)
 {
     std::atomic<bool> held{false};
