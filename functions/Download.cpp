@@ -108,7 +108,8 @@ static int64_t ReceiveBody(const char *function, int length, int file)
 {
     int64_t total = 0;
     while (total < length) {
-        const int count = m_bConnected ? ReceiveHttp(s_blocks, ReceiveSize(length - total)) : 0;
+        const size_t most = ReceiveSize(length - total);
+        const int count = !m_bConnected ? 0 : file < 0 ? SkipHttp(s_blocks, most) : ReceiveHttp(s_blocks, most);
         if (count <= 0) {
             // The connection has closed early. Whoever asked waits for the rest, as ever, but lets go with the session.
             if (!HttpPause(kEarlyClosePauseMs)) continue;

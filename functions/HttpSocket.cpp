@@ -203,11 +203,11 @@ int SendRequest(const char *request, size_t length)
 
 // ---- Response ----
 
-static ssize_t ReceiveOnce(void *buffer, size_t length)
+static ssize_t ReceiveOnce(void *buffer, size_t length, int flags = 0)
 {
     ssize_t count;
     do {
-        count = recv(m_s, buffer, length, 0);
+        count = recv(m_s, buffer, length, flags);
     } while (count < 0 && errno == EINTR);
     return count;
 }
@@ -229,11 +229,21 @@ const char *GetResponseHeader(int *size)
     return m_ResponseHeader;
 }
 
-int ReceiveHttp(void *buffer, size_t length)
+static int ReceiveOrClose(void *buffer, size_t length, int flags)
 {
-    const ssize_t count = m_s > 0 ? ReceiveOnce(buffer, length) : -1;
+    const ssize_t count = m_s > 0 ? ReceiveOnce(buffer, length, flags) : -1;
     if (count <= 0) CloseSocket();
     return static_cast<int>(count);
+}
+
+int ReceiveHttp(void *buffer, size_t length)
+{
+    return ReceiveOrClose(buffer, length, 0);
+}
+
+int SkipHttp(void *buffer, size_t length)
+{
+    return ReceiveOrClose(buffer, length, MSG_TRUNC);
 }
 
 // ---- The rest ----
