@@ -1,6 +1,13 @@
+#define LOG_MODULE "ParseJson"
 #include "plugin/ParseJson.h"
 
-int ParserPlugData(uint8_t, const char *)
+#include "core/Common.h"
+#include "rules/PortForward.h"
+
+int ParserPlugData(uint8_t dataType, const char *payload)
 {
-    return 0;
+    switch (dataType) {
+    case PLUG_ROUTE_SET: LOG_DEBUG("datatype_route_set"); return ParseRouteParam(payload);
+    default: return 0;
+    }
 }

@@ -4,6 +4,11 @@
 
 #include <cstdint>
 
-// Carries out the command `dataType` with its `payload` text. Returns the code that the acknowledgement carries.
-// A data type that stands for no command is ignored with code 0; no command is known yet.
+// Data types that stand for a command.
+enum PlugDataType : uint8_t {
+    PLUG_ROUTE_SET = 9, // add or delete a port forwarding (rules/PortForward.h)
+};
+
+// Carries out the command `dataType` with its `payload`, a text or null. Returns the code that the acknowledgement
+// carries: that of ParseRouteParam() for PLUG_ROUTE_SET. Every other data type is ignored with code 0.
 int ParserPlugData(uint8_t dataType, const char *payload);
