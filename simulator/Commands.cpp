@@ -8,6 +8,7 @@
 #include "simulator/FunctionText.h"
 #include "simulator/HttpCommand.h"
 #include "simulator/Names.h"
+#include "simulator/RuleCommands.h"
 
 namespace sim
 {
@@ -287,6 +288,8 @@ std::vector<std::string> Completions(const Words &before)
         found.insert(found.end(), names.begin(), names.end());
     } else if (const Function *function = FindFunction(words[0])) {
         found = ParameterCompletions(*function, From(words, 1));
+    } else if (!RuleCompletions(words).empty()) {
+        found = RuleCompletions(words);
     } else if (last == "plugin") {
         found = PluginTypeNames();
     } else if (last == "frame") {

@@ -8,6 +8,7 @@
 #include "simulator/FunctionDecoders.h"
 #include "simulator/FunctionNames.h"
 #include "simulator/Names.h"
+#include "simulator/RuleCommands.h"
 #include "simulator/Words.h"
 
 namespace sim
@@ -106,6 +107,16 @@ static void DescribeText(const Bytes &payload, Fields *out)
     if (text[0] == '{' && FieldFromJson("json", text, &json)) out->push_back(json);
 }
 
+// The answer to a plugin command is {"result":N}.
+static void DescribeResult(uint8_t dataType, Fields *out)
+{
+    const Field *result = FindField(*out, "json.result");
+    int64_t number;
+    if (!result || !ParseNumber(result->value, INT16_MIN, INT16_MAX, &number)) return;
+    const std::string meaning = ResultMeaning(dataType, static_cast<int>(number));
+    if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
+}
+
 static bool IsErrorText(const Bytes &payload)
 {
     const std::string text(payload.begin(), payload.end());
@@ -137,6 +148,8 @@ static void DescribeFunction(ParsedFrame *frame, bool reply, Fields *out)
     }
     const int16_t status = static_cast<int16_t>(WireGetLe16(&r));
     out->push_back(NumberField("status", status));
+    const std::string meaning = StatusMeaning(id, status);
+    if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
     const Bytes data(frame->payload.begin() + kReplyHeader, frame->payload.end());
     if (status == 7 && data.empty()) out->push_back(TextField("verdict", "not supported"));
     const Fields fields = DecodeReply(id, status, data, &frame->problems);
@@ -154,7 +167,7 @@ static void DescribeAckHead(const ParsedFrame &frame, Fields *head)
     head->push_back(NumberField("ack", value));
     if (value == kAckChecksumWrong && frame.header.bodyLen == 0)
         head->push_back(TextField("meaning", "checksum wrong"));
-    else if (value == kAckParserError)
+    else if (value == kAckParserError && frame.header.msgType == MSG_ACK_MAC) // elsewhere it is the result -1
         head->push_back(TextField("meaning", "parser error"));
 }
 
@@ -196,6 +209,7 @@ Fields DescribeFrame(ParsedFrame *frame, Step step)
             DescribeFunction(frame, functionReply, &rest);
         else
             DescribeText(frame->payload, &rest);
+        if (header.msgType == MSG_ACK && step == STEP_COMMAND) DescribeResult(frame->dataType, &rest);
     }
     if (head.empty() && !frame->head.empty()) head.push_back(TextField("bytes", ToHex(frame->head)));
     if (!head.empty()) out.push_back(ObjectField("head", head));

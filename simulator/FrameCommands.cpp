@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "plugin/ParseJson.h"
 #include "simulator/FunctionNames.h"
 #include "simulator/FunctionParameters.h"
 #include "simulator/Names.h"
+#include "simulator/RuleCommands.h"
 
 namespace sim
 {
@@ -119,17 +121,60 @@ static bool MakeRecord(const Words &words, FrameContext *context, OutFrame *fram
     return true;
 }
 
-static bool MakePlugin(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+// All words from `first` on as one text.
+static std::string Joined(const Words &words, size_t first)
 {
-    uint8_t dataType;
-    if (!ParsePluginType(words[1], &dataType)) return Fail(error, "'" + words[1] + "' is no plugin data type");
     std::string text;
-    for (size_t i = 2; i < words.size(); i++) text += (i > 2 ? " " : "") + words[i];
+    for (size_t i = first; i < words.size(); i++) text += (i > first ? " " : "") + words[i];
+    return text;
+}
+
+static bool PluginFrame(uint8_t dataType, const std::string &text, OutFrame *frame, std::string *error)
+{
     if (text.size() > kMostBytes) return Fail(error, "too long");
     frame->msgType = MSG_PLUG_COMMAND;
     frame->hasPlain = true;
     frame->plain = InnerRecordBytes(dataType, {}, ToBytes(text));
     return true;
+}
+
+static bool MakePlugin(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    uint8_t dataType;
+    if (!ParsePluginType(words[1], &dataType)) return Fail(error, "'" + words[1] + "' is no plugin data type");
+    return PluginFrame(dataType, Joined(words, 2), frame, error);
+}
+
+static bool MakeForward(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    return ForwardText(words, &text, error) && PluginFrame(PLUG_ROUTE_SET, text, frame, error);
+}
+
+// A function whose only parameter is a text to the end of its request.
+static bool CallWithText(uint16_t id, const std::string &text, FrameContext *context, OutFrame *frame,
+                         std::string *error)
+{
+    if (text.size() > kMostBytes) return Fail(error, "too long");
+    CallFunction(id, static_cast<uint8_t>(id), ToBytes(text), context, frame);
+    return true;
+}
+
+static bool MakeLimit(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    return LimitText(words, &text, error) && CallWithText(kLimitFunction, text, context, frame, error);
+}
+
+static bool MakeSurf(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    return SurfText(words, &text, error) && CallWithText(kSurfFunction, text, context, frame, error);
+}
+
+static bool MakeSurfJson(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    return CallWithText(kSurfFunction, Joined(words, 1), context, frame, error);
 }
 
 static bool MakeRaw(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
@@ -191,6 +236,17 @@ const std::vector<FrameCommandRow> kFrameCommands = {
     {"record", "HEX [datatype=N]", "send a function command whose whole request record is HEX", 1, 2, MakeRecord},
     {"plugin", "TYPE [TEXT]", "send a plugin data command: TYPE by number or name, then its text, mostly JSON", 1, 1000,
      MakePlugin},
+    {"forward", "add|del PRE_IP PRE_PORT POST_IP POST_PORT",
+     "forward TCP connections to PRE_IP:PRE_PORT to POST_IP:POST_PORT, or no longer (plugin route-set)", 5, 5,
+     MakeForward},
+    {"limit", "MAC UP DOWN | limit MAC off",
+     "limit what a device sends and receives, in the router's unit; off: no longer (function 66)", 2, 3, MakeLimit},
+    {"surf", "add|del MAC DAYS START STOP",
+     "refuse a device the internet from START to STOP (H:MM, both included), or no longer (function 69). DAYS has a "
+     "digit for each weekday: 1 Monday, 2 Tuesday, 3 Wednesday, 4 Thursday, 5 Friday, 6 Saturday. 7 is stored and "
+     "never acts: an agent counts Sunday as 0, for which there are no rules",
+     5, 5, MakeSurf},
+    {"surf-json", "TEXT", "send function 69 with this text, whatever it is", 1, 1000, MakeSurfJson},
     {"frame", "MSGTYPE [head=HEX] [plain=HEX | body=HEX] [checksum=N] [length=N] [flag=N]",
      "send any frame: plain= is encrypted, body= is not; checksum and body length are right unless given", 1, 7,
      MakeFreeFrame},

@@ -1,0 +1,197 @@
+#include "simulator/RuleCommands.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "plugin/ParseJson.h"
+#include "rules/Bandwidth.h"
+#include "rules/PortForward.h"
+#include "rules/SurfRules.h"
+#include "simulator/FieldValues.h"
+#include "simulator/Tree.h"
+
+namespace sim
+{
+
+static bool Refuse(const std::string &name, const std::string &word, const std::string &reason, std::string *error)
+{
+    *error = (name.empty() ? "'" : name + ": '") + word + "' " + reason;
+    return false;
+}
+
+// ---- Single words, as the documents have them
+
+static bool TakeFlag(const std::string &word, Fields *item, std::string *error)
+{
+    if (word != "add" && word != "del") return Refuse("", word, "is neither add nor del", error);
+    item->push_back(TextField("FLAG", word == "add" ? "1" : "0"));
+    return true;
+}
+
+// An agent stores the MAC of a rule as it stands, and looks it up in upper case.
+static bool TakeMac(const std::string &word, Fields *item, std::string *error)
+{
+    Bytes mac;
+    if (!PutValue(Mac("MAC", ""), word, &mac, error)) return false;
+    std::string text = MacText(mac);
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return toupper(c); });
+    item->push_back(TextField("MAC", text));
+    return true;
+}
+
+static bool TakeAddress(const char *name, const std::string &word, Fields *item, std::string *error)
+{
+    Bytes ip;
+    if (!PutValue(Ip(name, ""), word, &ip, error)) return false;
+    item->push_back(TextField(name, word));
+    return true;
+}
+
+static bool TakeNumber(const char *name, const std::string &word, int64_t low, int64_t high, Fields *item,
+                       std::string *error)
+{
+    int64_t number;
+    if (!ParseNumber(word, low, high, &number))
+        return Refuse(name, word, "is no number from " + std::to_string(low) + " to " + std::to_string(high), error);
+    item->push_back(TextField(name, std::to_string(number)));
+    return true;
+}
+
+static bool TakeDays(const std::string &word, Fields *item, std::string *error)
+{
+    if (word.find_first_not_of("1234567,") != std::string::npos || word.find_first_of("1234567") == std::string::npos)
+        return Refuse("DAYS", word, "is no row of digits from 1 (Monday) to 7, such as 135 or 1,3,5", error);
+    item->push_back(TextField("DAY", word));
+    return true;
+}
+
+// "7:05" or "07:05". `*minutes` is the minute of the day.
+static bool TakeTime(const char *name, const std::string &word, int64_t *minutes, Fields *item, std::string *error)
+{
+    const size_t colon = word.find(':');
+    int64_t hour = 0, minute = 0;
+    const bool digits = colon != std::string::npos && word.find_first_not_of("0123456789:") == std::string::npos;
+    if (!digits || colon > 2 || word.size() != colon + 3 || !ParseNumber(word.substr(0, colon), 0, 23, &hour) ||
+        !ParseNumber(word.substr(colon + 1), 0, 59, &minute))
+        return Refuse(name, word, "is no time from 0:00 to 23:59", error);
+    *minutes = hour * 60 + minute;
+    item->push_back(TextField(name, word));
+    return true;
+}
+
+// ---- Documents
+
+static std::string ListOf(const Fields &item)
+{
+    return "{\"LIST\":[" + ToJson(item) + "]}";
+}
+
+bool ForwardText(const Words &words, std::string *text, std::string *error)
+{
+    Fields document;
+    if (!TakeFlag(words[1], &document, error) || !TakeAddress("PRE_IP", words[2], &document, error) ||
+        !TakeNumber("PRE_PORT", words[3], 1, UINT16_MAX, &document, error) ||
+        !TakeAddress("POST_IP", words[4], &document, error) ||
+        !TakeNumber("POST_PORT", words[5], 1, UINT16_MAX, &document, error))
+        return false;
+    *text = ToJson(document);
+    return true;
+}
+
+bool LimitText(const Words &words, std::string *text, std::string *error)
+{
+    const bool off = words.size() == 3;
+    if (off && words[2] != "off") return Refuse("", words[2], "is not off, and behind an UP a DOWN is missing", error);
+    Fields item = {TextField("FLAG", off ? "0" : "1")};
+    // What is cleared needs its members too.
+    if (!TakeMac(words[1], &item, error) ||
+        !TakeNumber("UP", off ? "0" : words[2], INT32_MIN, INT32_MAX, &item, error) ||
+        !TakeNumber("DOWN", off ? "0" : words[3], INT32_MIN, INT32_MAX, &item, error))
+        return false;
+    *text = ListOf(item);
+    return true;
+}
+
+bool SurfText(const Words &words, std::string *text, std::string *error)
+{
+    Fields item;
+    int64_t start, stop;
+    if (!TakeFlag(words[1], &item, error) || !TakeMac(words[2], &item, error) || !TakeDays(words[3], &item, error) ||
+        !TakeTime("START", words[4], &start, &item, error) || !TakeTime("STOP", words[5], &stop, &item, error))
+        return false;
+    if (stop < start)
+        return Refuse("STOP", words[5], "is before START; no rule reaches over midnight, that takes two", error);
+    item.push_back(TextField("ALLOW", "0")); // has to be there, and says nothing
+    *text = ListOf(item);
+    return true;
+}
+
+// ---- Results
+
+namespace
+{
+struct Meaning {
+    int result;
+    const char *text;
+};
+
+const Meaning kForwardMeanings[] = {
+    {PORT_FORWARD_DONE, "the commands were run; what the packet filter said to them is not known"},
+    {PORT_FORWARD_NO_TEXT, "there is no text"},
+    {PORT_FORWARD_NO_JSON, "the text is no JSON"},
+    {PORT_FORWARD_NO_FLAG, "FLAG is missing"},
+    {PORT_FORWARD_NO_PRE_IP, "PRE_IP is missing"},
+    {PORT_FORWARD_NO_PRE_PORT, "PRE_PORT is missing"},
+    {PORT_FORWARD_NO_POST_IP, "POST_IP is missing"},
+    {PORT_FORWARD_NO_POST_PORT, "POST_PORT is missing"},
+    {PORT_FORWARD_BAD_FLAG, "FLAG begins with neither 1 nor 0"},
+    {PORT_FORWARD_BAD_TEXT, "an address or a port is too long or no plain word; nothing was run"},
+};
+
+const Meaning kLimitMeanings[] = {
+    {BANDWIDTH_DONE, "the agent is through with the text; how that went is in its log alone"},
+};
+
+const Meaning kSurfMeanings[] = {
+    {SURF_DONE, "done"},
+    {SURF_NO_TEXT, "there is no text"},
+    {SURF_NOT_PARSED, "the text is no JSON"},
+    {SURF_NO_FLAG, "an item lacks FLAG"},
+    {SURF_NO_MAC, "an item lacks MAC"},
+    {SURF_NO_DAY, "an item lacks DAY"},
+    {SURF_NO_START, "an item lacks START"},
+    {SURF_NO_STOP, "an item lacks STOP"},
+    {SURF_NO_ALLOW, "an item lacks ALLOW"},
+};
+
+template <size_t Count>
+std::string MeaningOf(const Meaning (&rows)[Count], int result)
+{
+    for (const Meaning &row : rows)
+        if (row.result == result) return row.text;
+    return "";
+}
+} // namespace
+
+std::string StatusMeaning(unsigned function, int status)
+{
+    if (function == kLimitFunction) return MeaningOf(kLimitMeanings, status);
+    return function == kSurfFunction ? MeaningOf(kSurfMeanings, status) : "";
+}
+
+std::string ResultMeaning(uint8_t dataType, int result)
+{
+    return dataType == PLUG_ROUTE_SET ? MeaningOf(kForwardMeanings, result) : "";
+}
+
+// ---- The prompt
+
+std::vector<std::string> RuleCompletions(const Words &words)
+{
+    const std::string name = words.empty() ? "" : words[0];
+    if (words.size() == 1 && (name == "forward" || name == "surf")) return {"add", "del"};
+    if (words.size() == 2 && name == "limit") return {"off"};
+    return {};
+}
+
+} // namespace sim
