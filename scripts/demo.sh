@@ -28,6 +28,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/watch.sh"
 . "$repo/scripts/lib/tour.sh"
 . "$repo/scripts/lib/diagnostics.sh"
+. "$repo/scripts/lib/rules.sh"
 
 bin=$repo/build/release
 out=$repo/build/demo
@@ -103,7 +104,7 @@ fi
 # ---- Inside
 
 platform_pid='' watcher_pid='' fifos=''
-step=0 steps=9
+step=0 steps=10
 
 stop() { # PID...: ends processes of ours and waits for them
     local pid
@@ -360,9 +361,10 @@ identity() {
 }
 
 lost_session() {
-    local before lost
+    local before lost acknowledged
     next_step "A lost session: the platform drops the connection"
     before=$(wc -l <"$stages")
+    acknowledged=$(agent_lines | grep -c "heart beat ack")
     private_kb=$(awk '/^Private_/ { kb += $2 } END { print kb }' "/proc/$agent_pid/smaps_rollup" 2>/dev/null)
     threads=$(awk '/^Threads:/ { print $2 }' "/proc/$agent_pid/status" 2>/dev/null)
     echo drop >&5
@@ -376,7 +378,7 @@ lost_session() {
     echo "logs in:   token $token" | quoted plugsim
     next_event 20 "heartbeat of the new session" '"event":"heartbeat"'
     wait_agent 10 2 "Login done"
-    wait_agent 10 4 "heart beat ack"
+    wait_agent 10 $((acknowledged + 1)) "heart beat ack"
     agent_said "Close link." "Ready to Register ..."
     show_stages $((before + 1))
     same "the row of stages" "$(tail -n +$((before + 1)) "$stages" | cut -d' ' -f2 | paste -sd' ')" "103 001 002 003"
@@ -419,6 +421,7 @@ summary() {
     say "heartbeats    $beats sent, $acks acknowledged; $interval s of the agent's time apart within a session"
     say "identity      $field_count fields, answered after $latency"
     say "functions     $functions_asked questions and settings besides, each checked"
+    say "rule          enforced $cut_off_s s of the agent's time after the command, undone at once with its deletion"
     say "lost session  logged in again after $back_ms ms at $factor times the speed"
     say "status file   $(stages_seen)"
     say "end           the agent stopped $stop_ms ms after SIGTERM with exit status 0"
@@ -462,6 +465,7 @@ flock -n 8 || die "another demo is running in this checkout"
 if [ -n "$inside" ]; then private_enter "$way" "$repo" || die "could not make the private place"; fi
 begin=$(now_us)
 make_inputs
+choose_time_zone
 start_platform
 write_config "$out/plug.conf"
 options_and_configuration
@@ -472,6 +476,7 @@ stages_of_login
 identity
 functions_tour
 diagnostics
+internet_time
 lost_session
 end_of_run
 summary
