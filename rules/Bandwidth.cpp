@@ -13,10 +13,15 @@
 #include "sdk/RouterSdk.h"
 #include "subdev/DeviceTable.h"
 
-static const struct Member {
+namespace
+{
+struct Member {
     const char *name;
     int missing; // the result when an item does not have it
-} kMembers[] = {
+};
+} // namespace
+
+static const Member kMembers[] = {
     {"FLAG", BANDWIDTH_NO_FLAG},
     {"MAC", BANDWIDTH_NO_MAC},
     {"UP", BANDWIDTH_NO_UP},

@@ -23,12 +23,17 @@ static char s_post_port[kPortSize];
 
 static OsCommand s_command; // what is running
 
-static const struct Member {
+namespace
+{
+struct Member {
     const char *name;
     char *field;
     size_t size;
     int missing; // the result when the document does not have it
-} kMembers[] = {
+};
+} // namespace
+
+static const Member kMembers[] = {
     {"FLAG", s_flag, sizeof s_flag, PORT_FORWARD_NO_FLAG},
     {"PRE_IP", s_pre_ip, sizeof s_pre_ip, PORT_FORWARD_NO_PRE_IP},
     {"PRE_PORT", s_pre_port, sizeof s_pre_port, PORT_FORWARD_NO_PRE_PORT},
