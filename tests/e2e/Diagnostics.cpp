@@ -111,12 +111,20 @@ std::vector<std::string> RunningPrograms()
     return names;
 }
 
+static bool RunsNow(const std::string &name)
+{
+    const std::vector<std::string> names = RunningPrograms();
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool OneRuns(const std::string &name)
+{
+    return Within(kPatience, [&] { return RunsNow(name); });
+}
+
 bool NoneRuns(const std::string &name, double seconds)
 {
-    return Within(seconds, [&] {
-        const std::vector<std::string> names = RunningPrograms();
-        return std::find(names.begin(), names.end(), name) == names.end();
-    });
+    return Within(seconds, [&] { return !RunsNow(name); });
 }
 
 // ---- Functions ----

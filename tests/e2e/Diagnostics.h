@@ -49,6 +49,8 @@ class FakeProgram
 bool WaitForFile(const std::string &path, const std::string &text);
 // The names of all programs that run in the sandbox, ended ones that nobody has asked for not counted.
 std::vector<std::string> RunningPrograms();
+// Whether a program of that name runs, at the latest after kPatience.
+bool OneRuns(const std::string &name);
 // Whether no program of that name runs any more, at the latest after `seconds`.
 bool NoneRuns(const std::string &name, double seconds = kPatience);
 
