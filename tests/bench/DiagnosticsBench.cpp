@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -178,6 +179,14 @@ static double Ask(Link *session, uint8_t function, uint16_t tag, const Bytes &pa
     return NowMs() - begin;
 }
 
+// Whoever measures does not wait for a processor, which ping and its shell keep busy in that very moment.
+static void GoFirst()
+{
+    const struct sched_param first = {1};
+    if (sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &first) != 0)
+        printf("ping: no right to go before others: the waits for a processor are measured too\n");
+}
+
 static void Print(const char *what, const std::vector<double> &ms)
 {
     printf("ping: %s: median %.2f ms, 90%% below %.2f ms, slowest %.2f ms\n", what, Quantile(ms, 0.5),
@@ -190,6 +199,7 @@ void MeasurePing(int samples)
     Agent agent(platform.RegisterPort());
     Link session = platform.LogIn(60, 20000);
 
+    GoFirst();
     Bytes parameters(24);
     parameters[0] = 1; // 127.0.0.1, its octets reversed; size 0
     parameters[3] = 127;

@@ -129,7 +129,7 @@ bool NoneRuns(const std::string &name, double seconds)
 
 // ---- Functions ----
 
-static std::string Hex16(unsigned value)
+std::string Hex16(unsigned value)
 {
     char text[5];
     snprintf(text, sizeof text, "%02X%02X", value & 0xFF, value >> 8 & 0xFF);

@@ -54,7 +54,9 @@ bool OneRuns(const std::string &name);
 // Whether no program of that name runs any more, at the latest after `seconds`.
 bool NoneRuns(const std::string &name, double seconds = kPatience);
 
-// The parameters of the functions 8 and 51, as hexadecimal digits.
+// A 16-bit parameter as hexadecimal digits.
+std::string Hex16(unsigned value);
+// The parameters of the functions 8 and 51, likewise.
 std::string PingParameters(const std::string &address, unsigned size, int count);
 std::string TargetParameter(const std::string &address);
 

@@ -46,10 +46,7 @@ void Start(RunningSession *session)
 // Function 87 with a test of `url`. Returns its status.
 std::string Configure(RunningSession *session, const std::string &json)
 {
-    const unsigned length = static_cast<unsigned>(json.size());
-    char hex[8];
-    snprintf(hex, sizeof hex, "%02X%02X", length & 0xFF, length >> 8);
-    session->platform.Command("function 87 " + std::string(hex) + " text=" + json);
+    session->platform.Command("function 87 " + Hex16(static_cast<unsigned>(json.size())) + " text=" + json);
     return session->platform.Wait("reply", {{"function", "87"}, {"matched", "true"}}).Text("status");
 }
 
