@@ -8,8 +8,8 @@
 #include <pthread.h>
 
 // Serialises all queries and settings of the router's device table, by whatever thread. Held for nothing else: never
-// across a send, a pause or another lock but hashTableMutex, the innermost one, which the pass of the access daemon takes
-// for single look-ups. It checks for errors, so a thread that locks it twice gets EDEADLK.
+// across a send, a pause or another lock but hashTableMutex, the innermost one, which the pass of the access daemon
+// takes for single look-ups. It checks for errors, so a thread that locks it twice gets EDEADLK.
 extern pthread_mutex_t SubdevMutex;
 
 // 1 asks for a report of the attached devices. No worker looks at it yet.
