@@ -1,6 +1,33 @@
-// CommServer.h - the local command server for the router's management process.
-// State:    none yet. Threads: CommServerStart() once, from start-up.
+// CommServer.h - the local command server: a Unix-domain socket for the router's management process, the local peer.
+//
+// One peer is served at a time. The accept thread makes an instance thread for it, which reads frames into the queue of
+// CommHandle.h; the reaper thread joins an instance that has ended, and then the next peer can come. A peer that comes
+// while another one is served, or not yet reaped, is shut out and delays the next by five seconds.
+//
+// State:    the flags below, the listening socket, the thread handles and the queue.
+// Threads:  CommServerStart() and CommServerStop() on the main thread; the rest on any.
 #pragma once
 
-// Starts the server. Returns 0 or -1. No local peer is served yet, so nothing is opened and the result is 0.
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+extern std::atomic<int> CommRun;        // 1 while the server runs
+extern std::atomic<int> InstanceState;  // 1 from the start of an instance until it has been reaped
+extern std::atomic<int> InstanceSocket; // the peer's descriptor; 0 when there is none
+extern std::atomic<int> CommClientReg;  // 1 once a peer has come; it stays 1 when the peer goes
+
+// Starts the server. Returns 0; -1 with a log line when there is no memory or a thread cannot be made. Threads that run
+// by then keep running and the queue is kept. That the socket cannot be opened is not noticed here: the accept thread
+// logs it and ends, and then no peer ever comes.
 int CommServerStart();
+
+// Stops the server, the peer's connection included, and joins its threads. Also right after a failed start.
+void CommServerStop();
+
+// Sends `length` bytes to the peer, without waiting. Returns the number of bytes taken; 0 when there were none; -1
+// without a peer or when it could not be sent.
+int32_t CommServerSend(const uint8_t *buffer, uint32_t length);
+
+// Waits until CommRun is cleared, at most `milliseconds`. Returns whether it is.
+bool CommWaitForStop(int64_t milliseconds);

@@ -6,3 +6,4 @@ extern const char *const kPathDefaultConfig; // the configuration file when -f n
 extern const char *const kPathLocalConfig;   // the configuration file of last resort
 extern const char *const kPathTraceroute;    // what the last traceroute has printed
 extern const char *const kPathRateTest;      // what the rate test would write, if it kept what it downloads
+extern const char *const kPathCommServer;    // the socket of the local command server

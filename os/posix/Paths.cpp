@@ -5,3 +5,4 @@ const char *const kPathDefaultConfig = "/tmp/plug.conf";
 const char *const kPathLocalConfig = "./plug.conf";
 const char *const kPathTraceroute = "/tmp/tracerouteFile";
 const char *const kPathRateTest = "/tmp/rate";
+const char *const kPathCommServer = "/tmp/CommServer";

@@ -1,0 +1,43 @@
+// CommHandle.h - takes the local peer's frames out of the queue and acts on them.
+//
+// Three kinds of frames come: answers to the agent's requests (ComRequests.h), which are kept for whoever waits;
+// reports, which go on to the platform (CommReports.h) or to the Function 40 filter; and notices.
+//
+// State:    the last answer and CommReceived.
+// Threads:  CommHandleProc() is a thread of its own, made by CommServer; the answer is for the requesters' threads.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "os/OsWait.h"
+
+// ---- The last answer ----
+
+// Guards rxData and is woken when CommReceived becomes 1. Nothing else is locked while it is held.
+extern OsWaiter gCommAnswer;
+
+// 1 after every frame of the peer that was in order, whatever it was: a requester sets it to 0 before it sends.
+extern std::atomic<int> CommReceived;
+
+// Byte 0: the peer's status, or 1 for an answer that was too large. Bytes 1 and 2: the number of bytes that came, the
+// status included, little-endian. From byte 3: the bytes behind the status, and a NUL. With a status other than 0 all
+// but byte 0 is as the answer before left it.
+constexpr size_t kRxDataSize = 4096;
+constexpr size_t kRxDataHead = 3;
+constexpr size_t kRxAnswerMax = 3999; // most bytes behind the status
+extern uint8_t rxData[kRxDataSize];
+
+// ---- Handling ----
+
+// The thread: handles one frame after the other with 10 ms in between until CommRun is cleared. `queue` is the
+// RingQueue of received frames. Returns nullptr.
+void *CommHandleProc(void *queue);
+
+// Wakes the thread: a frame has been queued, or CommRun has been cleared.
+void CommHandleWake();
+
+// Handles one item in its slot of kCommSlotSize bytes, as the thread does: drops it silently while not logged in to the
+// platform, checks it (CommFrame.h), acts on its FuncID and sets CommReceived. The thread alone, and tests.
+void CommHandleFrame(uint8_t *slot);
