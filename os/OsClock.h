@@ -14,3 +14,6 @@ time_t OsWallTime();
 
 // Breaks `when` down into the local time zone. `out` is zeroed when `when` cannot be represented.
 void OsLocalTime(time_t when, struct tm *out);
+
+// The local midnight with which the day of `when` begins, also on days that are an hour longer or shorter.
+time_t OsLocalMidnight(time_t when);

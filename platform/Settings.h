@@ -1,8 +1,10 @@
 // Settings.h - what plug.conf says about the platform, read once at start-up.
-// State:    the settings below, written by InitProtool() and constant afterwards.
+// State:    the settings below, written by InitProtool(); those of the device reports are changed by commands of the
+//           platform while the report threads read them, the others are constant afterwards.
 // Threads:  InitProtool() on the main thread before any other starts; reading anywhere.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -18,8 +20,8 @@ extern char RegisterIpAddr2[kServerAddressSize];
 extern int32_t runMode; // 1: two servers are tried; 0: the first only
 
 // Defaults of the device reports, set here and changed by platform commands.
-extern int32_t Fn40Interval;
-extern int32_t AutoReportDevinfo;
+extern std::atomic<int32_t> Fn40Interval;
+extern std::atomic<int32_t> AutoReportDevinfo;
 
 // Reads the settings from the chosen configuration file and looks both servers up (which may block for as long as
 // the resolver does). Returns 0; -1 with a log line when the port is not in 2048 to 65530 or a look-up fails, and

@@ -18,3 +18,12 @@ void OsLocalTime(time_t when, struct tm *out)
 {
     if (!localtime_r(&when, out)) memset(out, 0, sizeof *out);
 }
+
+time_t OsLocalMidnight(time_t when)
+{
+    struct tm day;
+    OsLocalTime(when, &day);
+    day.tm_hour = day.tm_min = day.tm_sec = 0;
+    day.tm_isdst = -1; // midnight may lie on the other side of a change of the clocks
+    return mktime(&day);
+}

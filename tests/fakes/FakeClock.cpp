@@ -90,6 +90,11 @@ void OsLocalTime(time_t when, struct tm *out)
     localtime_r(&when, out); // in the zone of FakeTimeZone()
 }
 
+time_t OsLocalMidnight(time_t when)
+{
+    return when - when % 86400;
+}
+
 OsWaiter::OsWaiter()
 {
     pthread_mutex_init(&lock, nullptr);

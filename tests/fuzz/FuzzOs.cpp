@@ -88,6 +88,11 @@ void OsLocalTime(time_t when, struct tm *out)
     gmtime_r(&when, out);
 }
 
+time_t OsLocalMidnight(time_t when)
+{
+    return when - when % 86400;
+}
+
 int OsOpenForReading(const char *, bool)
 {
     if (g_world.configMissing) {
