@@ -1,8 +1,10 @@
 # The agent: everything but `main` and the real outside world is one library, which the tests link as well.
 
 add_library(plugcore STATIC
+  comm/AutoReport.cpp
   comm/ComRequests.cpp
   comm/CommServer.cpp
+  comm/ReportTimes.cpp
   core/Base64.cpp
   core/Common.cpp
   core/Config.cpp
@@ -48,6 +50,7 @@ add_library(plugcore STATIC
   rules/iot_signal.cpp
   subdev/Function39.cpp
   subdev/Function40.cpp
+  subdev/OnlineReport.cpp
   subdev/Subdev.cpp
 )
 target_compile_definitions(plugcore PRIVATE

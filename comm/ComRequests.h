@@ -1,15 +1,58 @@
 // ComRequests.h - what the agent asks of the router's management process, its local peer.
 //
 // Every request is one frame; a query waits for the peer's answer. Results: 0 done, otherwise the peer's status byte,
-// or 1 when nothing could be sent or no answer came in time.
+// or 1 when nothing could be sent or no answer came in time. While no peer is connected every request fails at once.
 //
-// State:    the last answer. Threads: the main thread (duties) and the response thread (functions), one at a time.
+// There is one answer at a time (CommHandle.h): whatever frame of the peer arrives ends the wait, and what is read then
+// is the answer that came last. Requests are made one at a time, so that is the right one unless the peer was late.
+//
+// State:    the transmit buffer, guarded by txLock. Threads: the main thread (duties) and the response thread
+//           (functions); CommSendCmd() and ComF_send_pluginstate() any.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <pthread.h>
 
-// While no peer is connected every request fails at once; and none can connect yet.
+#include "comm/AutoReport.h"
+#include "comm/CommHandle.h"
+
+// ---- Sending ----
+
+constexpr size_t kTxPayloadMax = 1486; // bytes of a request's payload
+
+// Held from the numbering of a frame to the end of its sending, so that frames leave in the order of their numbers.
+extern pthread_mutex_t txLock;
+
+// Sends the request FuncID (1 to 1000) to the peer. `data` and `len` are its payload where the request has one of the
+// caller's: 70, 72, 74, 76, 82, 88 and 999, at most kTxPayloadMax bytes, and 5 with its two. The others make their own.
+// Returns 0 when the frame was sent, -1 otherwise: no such request, a payload too long, no peer.
+int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len);
+
+// Waits for the answer to what was sent, at most `ticks` of 50 ms and never over 1200 of them. Returns 0 as soon as it
+// is there, and at once when `ticks` is 0 or less; -1 when it did not come, or when the server or the platform session
+// ends meanwhile.
+int Route_Wait(int ticks);
+
+constexpr int kAnswerTicks = 200; // 10 s
+
+// A request with an answer. `failure` is logged in the name of `function` when nothing could be sent.
+struct CommQuestion {
+    const char *function;
+    const char *failure;
+    uint32_t id;
+    const void *data; // as for CommSendCmd()
+    uint32_t length;
+    int ticks;    // how long to wait
+    uint8_t *out; // the first bytes behind the status go here, whatever the status is
+    size_t outSize;
+};
+
+// Clears CommReceived, so that only an answer that comes from now on is one.
+void CommForgetAnswer();
+
+// Forgets the last answer, sends the request and waits. Returns the peer's status, or 1.
+int CommRequest(const CommQuestion &question);
 
 // ---- Queries with an answer of a byte or two, stored at `out` when the result is 0 ----
 
@@ -25,6 +68,9 @@ int ComF_get_mesh_topology();
 int ComF_get_adj_wifi_info(); // waits up to a minute: the peer scans
 int ComF_get_bssid();
 
+// Copies the bytes behind the status to `out`, `room` at most. Returns their number.
+size_t CommAnswer(uint8_t *out, size_t room);
+
 // ---- Settings and actions ----
 
 int ComF_set_mesh_switch(uint8_t on);
@@ -34,30 +80,9 @@ int ComF_set_wan_cfg(const uint8_t record[228]); // a WanCfg in the router's own
 int ComF_trig_onekey_optimize();
 int ComF_trig_fault_diagnosis();
 
-// Has the peer report by the platform's configuration `text` of `length` bytes (JSON).
-int ComF_set_auto_report(const char *text, int length);
-
 // Tells the peer whether the agent is online. Returns 0 when it was sent, 1 otherwise.
 int ComF_send_pluginstate();
 
-// Asks the peer for the auto-report configuration. Returns the peer's status, or 1 when it did not answer.
+// Asks the peer for the auto-report configuration, which the handler takes from the answer. Returns the peer's status,
+// or 1 when it did not answer.
 int ComF_get_autoreport_conf();
-
-// Has the peer's report times calibrated; without a peer nothing happens.
-void ComF_send_calibration();
-
-// ---- The last answer ----
-
-// Byte 0: its status. Bytes 1 and 2: number of bytes that came with it, the status included, little-endian. From byte
-// 3: the bytes behind the status, and a NUL.
-constexpr size_t kRxDataSize = 4096;
-extern uint8_t rxData[kRxDataSize];
-
-// Copies the bytes behind the status to `out`, `room` at most. Returns their number.
-size_t CommAnswer(uint8_t *out, size_t room);
-
-// ---- How often the peer reports: minutes, -1 when not configured ----
-
-extern int intervalFlag1;
-extern int intervalFlag2;
-extern int intervalFlag3;

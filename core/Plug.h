@@ -5,8 +5,6 @@
 
 #include <cstdint>
 
-constexpr char kBuildTag[] = "20220406";
-
 // Options, log level, settings and the long-lived services, in their fixed order. Ends the process on a bad option
 // or when the local server or the device worker cannot start; a failure of the settings is left to the
 // registration, which will fail with it.

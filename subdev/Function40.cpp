@@ -1,6 +1,167 @@
+#define LOG_MODULE "Function40"
 #include "subdev/Function40.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "comm/CommServer.h"
+#include "core/Common.h"
+#include "core/Wire.h"
+#include "os/OsClock.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "platform/Protool.h"
+#include "platform/Settings.h"
+#include "subdev/OnlineReport.h"
+
+static const int64_t kCycleMs = 10000;
+static const size_t kMessageMin = 39;
+static const size_t kMessageMax = 5128;
+
+namespace
+{
+
+struct Entry {
+    uint8_t mac[kMacSize]; // all zeros: free
+    uint8_t data[kOnlineDataSize];
+    uint8_t unused;
+    uint8_t pending; // 1: not reported yet
+};
+static_assert(sizeof(Entry) == 40, "an entry has grown");
+
+} // namespace
+
+pthread_mutex_t fn40Lock = PTHREAD_MUTEX_INITIALIZER;
+static Entry fn40Dev[kFn40Devices]; // guarded by fn40Lock
+static int s_cycles;                // since the table was emptied; guarded by fn40Lock
+
+static std::atomic<int> Fn40Run;
+static bool Fn40Started; // main thread only
+static pthread_t Fn40PID;
+static OsWaiter s_wake; // woken when Fn40Run or CommClientReg changes
+
+// ---- The table ----
+
+static Entry *Find(const uint8_t *mac)
+{
+    const auto found = std::find_if(fn40Dev, fn40Dev + kFn40Devices,
+                                    [mac](const Entry &e) { return memcmp(e.mac, mac, kMacSize) == 0; });
+    return found == fn40Dev + kFn40Devices ? nullptr : found;
+}
+
+static const uint8_t kNoMac[kMacSize] = {};
+static const uint8_t kEveryMac[kMacSize] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+
+int Fn40Recv(const uint8_t *record)
+{
+    if (memcmp(record, kNoMac, kMacSize) == 0 || memcmp(record, kEveryMac, kMacSize) == 0) return -1;
+    OsGuard guard(&fn40Lock);
+    if (Find(record)) return 0;
+    Entry *entry = Find(kNoMac);
+    if (!entry) return 0;
+    memcpy(entry->mac, record, kMacSize);
+    memcpy(entry->data, record + kMacSize, kOnlineDataSize);
+    entry->pending = 1;
+    return 0;
+}
+
+bool Fn40Knows(const uint8_t *mac)
+{
+    OsGuard guard(&fn40Lock);
+    return Find(mac) != nullptr;
+}
+
+void Fn40Handle(const uint8_t *data, size_t length)
+{
+    WireReader message = WireRead(data, length);
+    const unsigned count = WireGetLe16(&message);
+    if (count < 1 || count > kFn40Devices) {
+        LOG_ERR("Subdev number error.");
+        return;
+    }
+    if (length < kMessageMin || length > kMessageMax) {
+        LOG_ERR("Subdev length error.");
+        return;
+    }
+    LOG_DEBUG("Have subdev data.");
+    for (unsigned i = 0; i < count; i++) {
+        if (message.left < kFn40RecordSize) return;
+        if (message.data[kFn40RecordSize - 1] == 1)
+            Fn40Recv(WireTake(&message, kFn40RecordSize));
+        else
+            LOG_DEBUG("Subdev offline."); // and not passed: nothing behind it counts. Clients put it last.
+    }
+}
+
+// ---- The reports ----
+
+static void Fn40OnlineReport(Entry *entry)
+{
+    entry->pending = 0;
+    OnlineReportSend(LOG_MODULE, __func__, entry->mac, entry->data);
+}
+
+void Fn40Cycle()
+{
+    OsGuard guard(&fn40Lock);
+    for (Entry &entry : fn40Dev)
+        if (entry.pending == 1) Fn40OnlineReport(&entry);
+    if (s_cycles < Fn40Interval) {
+        s_cycles++;
+        return;
+    }
+    memset(fn40Dev, 0, sizeof fn40Dev);
+    LOG_AS(LOG_LEVEL_DEBUG, "Fn40FilterProc", "Clean 40 subdev.");
+    s_cycles = 1;
+}
+
+// Waits until a local client has come and then for a cycle's time. Returns whether the thread is to go on.
+static bool AwaitCycle()
+{
+    OsGuard guard(&s_wake);
+    while (Fn40Run == 1 && CommClientReg != 1) OsWaitUntil(&s_wake, OS_FOREVER);
+    const int64_t deadline = OsNowMs() + kCycleMs;
+    while (Fn40Run == 1 && OsWaitUntil(&s_wake, deadline)) {
+    }
+    return Fn40Run == 1;
+}
+
+static void *Fn40FilterProc(void *)
+{
+    while (AwaitCycle()) Fn40Cycle();
+    return nullptr;
+}
 
 int Fn40Init()
 {
+    {
+        OsGuard guard(&fn40Lock);
+        memset(fn40Dev, 0, sizeof fn40Dev);
+        s_cycles = 0;
+    }
+    Fn40Started = false;
+    Fn40Run = 1;
+    if (OsThreadStart(&Fn40PID, Fn40FilterProc, nullptr) != 0) {
+        LOG_ERR("Create Fn40FilterProc failed.");
+        return -1;
+    }
+    Fn40Started = true;
     return 0;
+}
+
+void Fn40Stop()
+{
+    {
+        OsGuard guard(&s_wake);
+        Fn40Run = 0;
+        OsWakeAll(&s_wake);
+    }
+    if (Fn40Started) OsThreadJoin(Fn40PID);
+    Fn40Started = false;
+}
+
+void Fn40ClientCame()
+{
+    OsGuard guard(&s_wake);
+    OsWakeAll(&s_wake);
 }

@@ -1,0 +1,215 @@
+#define LOG_MODULE "CommServer"
+#include "comm/AutoReport.h"
+
+#include <cjson/cJSON.h>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "comm/ComRequests.h"
+#include "comm/ReportTimes.h"
+#include "core/Common.h"
+#include "os/OsClock.h"
+#include "os/OsWait.h"
+#include "platform/Protool.h"
+
+static const uint32_t kSetAutoReport = 88;
+static const int kConfTextMin = 2;
+static const int kConfTextMax = 1023; // the platform's text
+static const size_t kAnswerMin = 5;   // the peer's answer with its status
+static const size_t kAnswerMax = 1023;
+static const size_t kJumpTimeMin = 9;     // "1:00-2:00"
+static const size_t kJumpTimeMax = 11;    // "01:00-02:00"
+static const double kStampTolerance = 90; // seconds between the platform's time stamp and our clock
+
+std::atomic<int> intervalFlag1{-1};
+std::atomic<int> intervalFlag2{-1};
+std::atomic<int> intervalFlag3{-1};
+std::atomic<int> referNum{-1};
+std::atomic<int> serverErr{0};
+static char jumpTime[kJumpTimeSize];
+
+// Guards jumpTime, and that the values above change together.
+static pthread_mutex_t s_confLock = PTHREAD_MUTEX_INITIALIZER;
+
+AutoReportConf AutoReportConfNow()
+{
+    OsGuard guard(&s_confLock);
+    AutoReportConf conf = {referNum, serverErr, intervalFlag1, intervalFlag2, intervalFlag3, ""};
+    memcpy(conf.jumpTime, jumpTime, sizeof conf.jumpTime);
+    return conf;
+}
+
+void AutoReportConfSet(const AutoReportConf &conf)
+{
+    OsGuard guard(&s_confLock);
+    referNum = conf.referNum;
+    serverErr = conf.serverErr;
+    intervalFlag1 = conf.interval1;
+    intervalFlag2 = conf.interval2;
+    intervalFlag3 = conf.interval3;
+    memcpy(jumpTime, conf.jumpTime, sizeof jumpTime);
+}
+
+// ---- JSON ----
+
+static void TakeInt(const cJSON *json, const char *name, int *value)
+{
+    const cJSON *item = cJSON_GetObjectItem(json, name);
+    if (cJSON_IsNumber(item)) *value = item->valueint;
+}
+
+// What both the platform's configuration and the peer's answer hold.
+static void TakeConf(const cJSON *json, AutoReportConf *conf)
+{
+    TakeInt(json, "referNum", &conf->referNum);
+    TakeInt(json, "interval1", &conf->interval1);
+    TakeInt(json, "interval2", &conf->interval2);
+    TakeInt(json, "interval3", &conf->interval3);
+    const char *quiet = cJSON_GetStringValue(cJSON_GetObjectItem(json, "jumpTime"));
+    if (!quiet) return;
+    const size_t length = strlen(quiet);
+    if (length >= kJumpTimeMin && length <= kJumpTimeMax) memcpy(conf->jumpTime, quiet, length + 1);
+}
+
+void Comm_get_88Conf(const uint8_t *payload, size_t length)
+{
+    AutoReportConf conf;
+    if (length >= kAnswerMin && length <= kAnswerMax && payload[0] == 0) {
+        char text[kAnswerMax];
+        memcpy(text, payload + 1, length - 1);
+        text[length - 1] = '\0';
+        LOG_DEBUG("Receive 88 info:\n%s, length=%d", text, static_cast<int>(length) - 1);
+        cJSON *json = cJSON_Parse(text);
+        TakeConf(json, &conf);
+        TakeInt(json, "serverDiff", &conf.serverErr);
+        cJSON_Delete(json);
+    }
+    AutoReportConfSet(conf);
+    CommForgetAnswer();
+}
+
+// ---- The times ----
+
+// Between our clock and the platform's, as its time stamp tells it. Returns false when the stamp is too old.
+static bool ClockDifference(const cJSON *json, int64_t now, int *difference)
+{
+    const cJSON *stamp = cJSON_GetObjectItem(json, "timestamp");
+    const double seconds = cJSON_IsNumber(stamp) ? std::trunc(stamp->valuedouble) : 0;
+    const double apart = seconds - static_cast<double>(now);
+    if (!(std::fabs(apart) <= kStampTolerance)) return false; // so that no number at all is refused, too
+    *difference = static_cast<int>(apart);
+    return true;
+}
+
+static bool ReferNumInRange(const AutoReportConf &conf)
+{
+    if (conf.referNum >= kReferNumMin && conf.referNum <= kReferNumMax) return true;
+    LOG_ERR("referNum is error !!!!!!");
+    return false;
+}
+
+static bool AnyReportTimed(const AutoReportConf &conf)
+{
+    return conf.interval2 >= 1 || conf.interval3 >= 1;
+}
+
+static int TimesFor(const AutoReportConf &conf, int64_t now, ReportTimes *times)
+{
+    const uint32_t macValue = static_cast<uint32_t>(gRoutemac[3] << 16 | gRoutemac[4] << 8 | gRoutemac[5]);
+    LOG_DEBUG("MacVal: %d", static_cast<int>(macValue));
+    const int64_t midnight = AnyReportTimed(conf) ? OsLocalMidnight(static_cast<time_t>(now)) : 0;
+    return ReportTimesOf(
+        {macValue, conf.referNum, conf.interval2, conf.interval3, conf.jumpTime, conf.serverErr, midnight, now}, times);
+}
+
+// ---- The platform's configuration ----
+
+// The text goes on to the peer as it came, so its end has to be the brace behind which more can be put.
+static size_t LengthWithoutBrace(const char *text)
+{
+    size_t length = strlen(text);
+    while (length > 0 && text[length - 1] != '}') length--;
+    return length > 0 ? length - 1 : 0;
+}
+
+static int RequestFrom(const cJSON *json, const char *text, AutoReportConf *conf, char request[kAutoReportTextMax + 1])
+{
+    *conf = {};
+    TakeConf(json, conf);
+    if (!ReferNumInRange(*conf)) return 1;
+    const int64_t now = OsWallTime();
+    if (AnyReportTimed(*conf) && !ClockDifference(json, now, &conf->serverErr)) {
+        LOG_ERR("Calibration time error !!!!!!");
+        return 1;
+    }
+    ReportTimes times;
+    if (TimesFor(*conf, now, &times) != 0) return 1;
+    const int length =
+        snprintf(request, kAutoReportTextMax + 1,
+                 "%.*s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\",\"save\":1}",
+                 static_cast<int>(LengthWithoutBrace(text)), text, conf->serverErr, times.day, times.cycle);
+    if (length > static_cast<int>(kAutoReportTextMax)) {
+        LOG_ERR("auto report info too long, length=%d", length); // half a JSON text would tell the peer nothing
+        return 1;
+    }
+    LOG_DEBUG("set auto report info:\n%s, length=%d", request, length);
+    return 0;
+}
+
+int AutoReportRequest(const char *text, int length, AutoReportConf *conf, char request[kAutoReportTextMax + 1])
+{
+    if (length < kConfTextMin || length > kConfTextMax) return 1;
+    char copy[kConfTextMax + 1];
+    snprintf(copy, sizeof copy, "%.*s", length, text);
+    LOG_DEBUG("Receive 88 info:\n%s, length=%d", copy, length);
+    cJSON *json = cJSON_ParseWithOpts(copy, nullptr, true); // nothing but blanks behind it
+    if (!json) return 1;
+    const int result = RequestFrom(json, copy, conf, request);
+    cJSON_Delete(json);
+    return result;
+}
+
+int ComF_set_auto_report(const char *text, int length)
+{
+    AutoReportConf conf;
+    char request[kAutoReportTextMax + 1];
+    if (AutoReportRequest(text, length, &conf, request) != 0) return 1;
+    AutoReportConfSet(conf);
+    return CommRequest({__func__, "ERROR: send set autoreport switch command failed!", kSetAutoReport, request,
+                        static_cast<uint32_t>(strlen(request)), kAnswerTicks, nullptr, 0});
+}
+
+// ---- Calibration ----
+
+static bool NothingToCalibrate(const AutoReportConf &conf)
+{
+    if (conf.interval2 == 0 && conf.interval3 == 0) {
+        LOG_AS(LOG_LEVEL_DEBUG, "ComF_send_calibration", "Function 89 closed, no need calibration!");
+        return true;
+    }
+    if (conf.interval2 == -1 && conf.interval3 == -1) {
+        LOG_AS(LOG_LEVEL_DEBUG, "ComF_send_calibration", "Function 89 no config, no need calibration!");
+        return true;
+    }
+    return false;
+}
+
+void ComF_send_calibration()
+{
+    const AutoReportConf conf = AutoReportConfNow();
+    if (!ReferNumInRange(conf) || NothingToCalibrate(conf)) return;
+    ReportTimes times;
+    if (TimesFor(conf, OsWallTime(), &times) != 0) return;
+    char request[kAutoReportTextMax + 1];
+    const int length = snprintf(request, sizeof request,
+                                "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
+                                "\"cycleReportStart\":\"%f\",\"save\":0}",
+                                conf.interval1, conf.interval2, conf.interval3, times.day, times.cycle);
+    LOG_DEBUG("set auto report info:\n%s, length=%d", request, length);
+    CommForgetAnswer();
+    if (CommSendCmd(kSetAutoReport, request, static_cast<uint32_t>(length)) == 0)
+        LOG_DEBUG("Send calibration success, No need return!");
+    else
+        LOG_ERR("ERROR: send set autoreport switch command failed!");
+}

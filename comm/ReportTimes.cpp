@@ -1,0 +1,116 @@
+#define LOG_MODULE "CommServer"
+#include "comm/ReportTimes.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "core/Common.h"
+
+static const int kDaySeconds = 86400;
+static const int kLeastSpan = 3600;       // between the two ends of a quiet period, seconds
+static const size_t kJumpTextSize = 20;   // longest quiet period that is looked at, with its NUL
+static const int kJustPassedSeconds = 30; // a start that has passed by less is still met
+
+// ---- The quiet period ----
+
+static int TwoDigits(const char *digits)
+{
+    return (digits[0] - '0') * 10 + (digits[1] - '0');
+}
+
+// Seconds of the day that `time` says. Returns 0, or -1 with a log line.
+static int TimeOfDay(const char *time, int *seconds)
+{
+    const size_t length = strlen(time);
+    if (length != 4 && length != 5) {
+        LOG_AS(LOG_LEVEL_ERR, "jumpTimeToSec", "Time data length error!!!");
+        return -1;
+    }
+    if (!strchr(time, ':')) {
+        LOG_AS(LOG_LEVEL_ERR, "jumpTimeToSec", "Time data error!!!");
+        return -1;
+    }
+    const bool oneDigit = time[1] == ':';
+    const int hours = oneDigit ? time[0] - '0' : TwoDigits(time);
+    const int minutes = TwoDigits(time + (oneDigit ? 2 : 3));
+    *seconds = hours * 3600 + minutes * 60;
+    return 0;
+}
+
+int jumpTimeToSec(int *endOut, int *startOut, char *text)
+{
+    char *rest = nullptr;
+    const char *first = strtok_r(text, "-", &rest);
+    if (!first) {
+        LOG_ERR("jump time error!!!");
+        return -1;
+    }
+    if (TimeOfDay(first, startOut) != 0) return -1;
+    const char *second = strtok_r(nullptr, "-", &rest);
+    if (!second) {
+        LOG_ERR("jump time error!");
+        return -1;
+    }
+    if (TimeOfDay(second, endOut) != 0) return -1;
+    const int apart = *endOut - *startOut;
+    if (apart > -kLeastSpan && apart < kLeastSpan) {
+        LOG_ERR("jump time is little than 3600!");
+        return -1;
+    }
+    return 0;
+}
+
+// ---- The times ----
+
+// This router's slot of `length` seconds that are cut into plan.referNum slots.
+static double Slot(const ReportPlan &plan, double length)
+{
+    const uint32_t slots = static_cast<uint32_t>(plan.referNum);
+    return plan.macValue % slots * (length / slots);
+}
+
+// The daily report falls between the end of the quiet period and its next begin. The slot of the whole day is wrapped
+// into that span instead of being computed anew, as the platform expects the same time.
+static int DayOutsideQuietPeriod(const ReportPlan &plan, double slot, double *day)
+{
+    char text[kJumpTextSize];
+    snprintf(text, sizeof text, "%s", plan.jumpTime);
+    int begin, end;
+    if (jumpTimeToSec(&end, &begin, text) != 0) return -1;
+    if (end >= begin) begin += kDaySeconds;
+    // Hours are not checked, so the span may come out negative; as the modulus it is taken for unsigned. It can also
+    // come out as nothing, and then there is no time to report at.
+    const uint32_t span = static_cast<uint32_t>(begin - end);
+    if (span == 0) return -1;
+    const double whole = std::floor(slot);
+    const uint32_t wrapped = static_cast<uint32_t>(whole) % span;
+    *day = static_cast<double>(plan.midnight) + (static_cast<double>(end) + wrapped + plan.difference) + (slot - whole);
+    return 0;
+}
+
+static double CycleStart(const ReportPlan &plan)
+{
+    const int64_t period = static_cast<int64_t>(plan.interval3) * 60;
+    const double start = static_cast<double>(plan.midnight + plan.difference) + Slot(plan, static_cast<double>(period));
+    const int64_t passed = plan.now - static_cast<int64_t>(start);
+    if (passed < kJustPassedSeconds) return start;
+    const int64_t periods = (passed + kJustPassedSeconds) / period + 1;
+    return start + static_cast<double>(period * periods);
+}
+
+int ReportTimesOf(const ReportPlan &plan, ReportTimes *times)
+{
+    *times = {};
+    if (plan.interval2 == kDailyInterval) {
+        const double slot = Slot(plan, kDaySeconds);
+        if (plan.jumpTime[0] == '\0') {
+            times->day = static_cast<double>(plan.midnight + plan.difference) + slot;
+        } else if (DayOutsideQuietPeriod(plan, slot, &times->day) != 0) {
+            LOG_ERR("jump time is error!");
+            return -1;
+        }
+    }
+    if (plan.interval3 >= 1) times->cycle = CycleStart(plan);
+    return 0;
+}

@@ -1,0 +1,42 @@
+#include "subdev/OnlineReport.h"
+
+#include <cstdio>
+
+#include "core/Common.h"
+#include "core/Config.h"
+#include "core/Wire.h"
+#include "platform/Protool.h"
+#include "platform/Sending.h"
+#include "platform/Settings.h"
+
+static const uint8_t kOnlineDataType = 40;
+
+void OnlineReportWrite(const uint8_t *mac, const uint8_t *data, uint8_t report[kOnlineReportSize])
+{
+    WireWriter w = WireWrite(report, kOnlineReportSize);
+    WirePutLe16(&w, 0);
+    WirePutLe16(&w, swapInt16(kOnlineDataType));
+    WirePutLe16(&w, 0);
+    WirePutLe16(&w, swapInt16(1));
+    WirePutBytes(&w, mac, kMacSize);
+    WirePutBytes(&w, data, kOnlineDataSize);
+    WirePut8(&w, 1);
+}
+
+static void Show(const uint8_t report[kOnlineReportSize])
+{
+    flockfile(stdout); // one line, whoever else prints
+    for (size_t i = 0; i < kOnlineReportSize; i++) printf("%02X ", report[i]);
+    printf("\n");
+    funlockfile(stdout);
+}
+
+void OnlineReportSend(const char *module, const char *function, const uint8_t *mac, const uint8_t *data)
+{
+    uint8_t report[kOnlineReportSize];
+    OnlineReportWrite(mac, data, report);
+    if (AutoReportDevinfo != 0) SendIpUpData(report, sizeof report, kOnlineDataType, 1, gRoutemac);
+    if (l_debug != 1) return;
+    LogLine(LOG_LEVEL_DEBUG, module, function, __LINE__, "Online subdev:");
+    Show(report);
+}
