@@ -19,8 +19,7 @@
 static const int kFailed = 1; // nothing sent, or no answer
 static const int64_t kTickMs = 50;
 static const int kMostTicks = 1200;
-static const int kScanTicks = 1200;  // the peer looks for the neighbours' networks
-static const size_t kAnswerHead = 3; // status and length in front of the answer's bytes
+static const int kScanTicks = 1200; // the peer looks for the neighbours' networks
 static const size_t kWanRecordSize = 228;
 
 static const uint32_t kFuncMin = 1;
@@ -32,11 +31,9 @@ static const uint32_t kPluginState = 998;
 
 static const size_t kVersionTextSize = 30;
 static const size_t kStateTextSize = 500;
-static const size_t kTxBufSize = 1500;
-static_assert(kTxBufSize == kCommHeaderSize + kTxPayloadMax, "the buffer holds the longest request");
 
 pthread_mutex_t txLock = PTHREAD_MUTEX_INITIALIZER;
-static uint8_t txbuf[kTxBufSize]; // guarded by txLock
+static uint8_t txbuf[kCommSendMax]; // guarded by txLock
 
 namespace
 {
@@ -99,15 +96,16 @@ static int StateText(char text[kStateTextSize])
                     mLogin == 1 ? "online" : "offline", version);
 }
 
-// Sends the frame whose header has been begun in txbuf; txLock is held.
+// Sends the frame that has been begun in txbuf; txLock is held.
 static int SendPayload(const void *data, size_t length)
 {
-    const size_t size = CommFrameFinish(txbuf, sizeof txbuf, data, length);
-    if (size == 0) {
+    if (length > kCommSendPayloadMax || (length > 0 && !data)) {
         LOG_AS(LOG_LEVEL_ERR, "CommSendCmd", "send data length error, length is %u", static_cast<unsigned>(length));
         return -1;
     }
-    return CommServerSend(txbuf, size) > 0 ? 0 : -1;
+    if (length > 0) memcpy(txbuf + kCommHeaderSize, data, length);
+    const size_t size = CommFrameSeal(txbuf, sizeof txbuf, length);
+    return CommServerSend(txbuf, static_cast<uint32_t>(size)) > 0 ? 0 : -1;
 }
 
 static int SendRequest(const Request &request, const void *data, size_t length)
@@ -120,7 +118,7 @@ static int SendRequest(const Request &request, const void *data, size_t length)
         char text[kStateTextSize];
         return SendPayload(text, static_cast<size_t>(StateText(text)));
     }
-    case PAYLOAD_TWO: return length < 2 ? -1 : SendPayload(data, 2);
+    case PAYLOAD_TWO: return SendPayload(length < 2 ? nullptr : data, 2);
     case PAYLOAD_CALLER: break;
     }
     return SendPayload(data, length);
@@ -148,12 +146,18 @@ int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len)
 
 // ---- Waiting ----
 
+static void LetGo()
+{
+    OsGuard guard(&gCommAnswer);
+    OsWakeAll(&gCommAnswer);
+}
+
 int Route_Wait(int ticks)
 {
     if (ticks <= 0) return 0;
     const int64_t deadline = OsNowMs() + std::min(ticks, kMostTicks) * kTickMs;
-    ServerOnStop(CommWakeRequester);
-    OsGuard guard(&commAnswer);
+    ServerOnStop(LetGo);
+    OsGuard guard(&gCommAnswer);
     bool inTime = true;
     while (CommReceived != 1) {
         if (!inTime) {
@@ -161,24 +165,24 @@ int Route_Wait(int ticks)
             return -1;
         }
         if (CommRun != 1 || ServerRun != 1) return -1; // nobody could do anything with the answer any more
-        inTime = OsWaitUntil(&commAnswer, deadline);
+        inTime = OsWaitUntil(&gCommAnswer, deadline);
     }
     return 0;
 }
 
 void CommForgetAnswer()
 {
-    OsGuard guard(&commAnswer);
+    OsGuard guard(&gCommAnswer);
     CommReceived = 0;
 }
 
 size_t CommAnswer(uint8_t *out, size_t room)
 {
-    OsGuard guard(&commAnswer);
-    WireReader head = WireRead(rxData + 1, kAnswerHead - 1);
+    OsGuard guard(&gCommAnswer);
+    WireReader head = WireRead(rxData + 1, kRxDataHead - 1);
     const size_t came = WireGetLe16(&head); // with the status
-    const size_t bytes = std::min({came == 0 ? 0 : came - 1, room, kRxDataSize - kAnswerHead});
-    memcpy(out, rxData + kAnswerHead, bytes);
+    const size_t bytes = std::min({came == 0 ? 0 : came - 1, room, kRxDataSize - kRxDataHead});
+    memcpy(out, rxData + kRxDataHead, bytes);
     return bytes;
 }
 
@@ -190,9 +194,9 @@ int CommRequest(const CommQuestion &question)
         return kFailed;
     }
     Route_Wait(question.ticks);
-    OsGuard guard(&commAnswer);
+    OsGuard guard(&gCommAnswer);
     if (CommReceived != 1) return kFailed;
-    if (question.outSize > 0) memcpy(question.out, rxData + kAnswerHead, question.outSize);
+    if (question.outSize > 0) memcpy(question.out, rxData + kRxDataHead, question.outSize);
     return rxData[0];
 }
 

@@ -19,13 +19,11 @@
 
 // ---- Sending ----
 
-constexpr size_t kTxPayloadMax = 1486; // bytes of a request's payload
-
 // Held from the numbering of a frame to the end of its sending, so that frames leave in the order of their numbers.
 extern pthread_mutex_t txLock;
 
 // Sends the request FuncID (1 to 1000) to the peer. `data` and `len` are its payload where the request has one of the
-// caller's: 70, 72, 74, 76, 82, 88 and 999, at most kTxPayloadMax bytes, and 5 with its two. The others make their own.
+// caller's: 70, 72, 74, 76, 82, 88 and 999, at most 1486 bytes, and 5 with its two. The others make their own.
 // Returns 0 when the frame was sent, -1 otherwise: no such request, a payload too long, no peer.
 int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len);
 
