@@ -3,8 +3,12 @@
 add_library(plugcore STATIC
   comm/AutoReport.cpp
   comm/ComRequests.cpp
+  comm/CommFrame.cpp
+  comm/CommHandle.cpp
+  comm/CommReports.cpp
   comm/CommServer.cpp
   comm/ReportTimes.cpp
+  comm/RingQueue.cpp
   core/Base64.cpp
   core/Common.cpp
   core/Config.cpp

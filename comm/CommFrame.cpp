@@ -1,0 +1,119 @@
+#define LOG_MODULE "CommServer"
+#include "comm/CommFrame.h"
+
+#include <cstring>
+
+#include "core/Common.h"
+#include "core/Wire.h"
+
+std::atomic<uint32_t> CommTxSeq;
+std::atomic<uint32_t> CommRxSeq;
+
+static const size_t kBeginSize = 8; // head, FuncID and sequence
+
+static const uint8_t kHead[2] = {kCommHeadByte, kCommHeadByte};
+
+uint16_t CommChecksum(const uint8_t *payload, size_t length)
+{
+    uint16_t sum = 0;
+    for (size_t i = 0; i < length; i++) sum = static_cast<uint16_t>(sum + payload[i]);
+    return sum;
+}
+
+// ---- Writing ----
+
+static void Begin(uint8_t *buffer, uint16_t funcId, uint32_t sequence)
+{
+    WireWriter w = WireWrite(buffer, kBeginSize);
+    WirePutBytes(&w, kHead, sizeof kHead);
+    WirePutLe16(&w, funcId);
+    WirePutLe32(&w, sequence);
+}
+
+uint32_t CommFrameHead(uint8_t *buffer, uint16_t funcId)
+{
+    const uint32_t sequence = ++CommTxSeq;
+    Begin(buffer, funcId, sequence);
+    return sequence;
+}
+
+size_t CommFrameSeal(uint8_t *buffer, size_t size, size_t length)
+{
+    if (size < kCommHeaderSize || length > size - kCommHeaderSize) return 0;
+    WireWriter w = WireWrite(buffer + kBeginSize, kCommHeaderSize - kBeginSize);
+    WirePutLe32(&w, static_cast<uint32_t>(length));
+    WirePutLe16(&w, CommChecksum(buffer + kCommHeaderSize, length));
+    return kCommHeaderSize + length;
+}
+
+size_t CommFrameWrite(uint16_t funcId, uint32_t sequence, const uint8_t *payload, size_t length, uint8_t *out,
+                      size_t size)
+{
+    if (size < kCommHeaderSize || length > size - kCommHeaderSize) return 0;
+    Begin(out, funcId, sequence);
+    if (length > 0) memcpy(out + kCommHeaderSize, payload, length);
+    return CommFrameSeal(out, size, length);
+}
+
+// ---- Reading ----
+
+// Whether a head stands at `data`, or as much of one as there is.
+static bool BeginsLikeHead(const uint8_t *data, size_t length)
+{
+    return memcmp(data, kHead, length < sizeof kHead ? length : sizeof kHead) == 0;
+}
+
+// The payload length that a whole header at `data` declares.
+static uint32_t DeclaredLength(const uint8_t *data)
+{
+    WireReader r = WireRead(data + kBeginSize, kCommHeaderSize - kBeginSize);
+    return WireGetLe32(&r);
+}
+
+size_t CommFrameCut(const uint8_t *data, size_t length, bool further)
+{
+    // A stray head byte in front of a frame, not a head: no FuncID that is used has this low byte.
+    if (further && length > sizeof kHead && BeginsLikeHead(data, length) && data[sizeof kHead] == kCommHeadByte)
+        return 1;
+    if (!BeginsLikeHead(data, length)) return length;
+    if (length < kCommHeaderSize) return further ? 0 : length;
+
+    const uint32_t payload = DeclaredLength(data);
+    if (payload > length - kCommHeaderSize) {
+        const bool mayCome = payload <= kCommFrameMax - kCommHeaderSize;
+        return further && mayCome ? 0 : length;
+    }
+    const size_t end = kCommHeaderSize + payload;
+    return end < length && BeginsLikeHead(data + end, length - end) ? end : length;
+}
+
+bool CommFrameCheck(uint8_t *slot, CommFrame *frame)
+{
+    uint32_t came;
+    memcpy(&came, slot, kRingLengthSize);
+    if (came < kCommFrameMin || came > kCommFrameMax) {
+        LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive length error, length is %d", static_cast<int>(came));
+        return false;
+    }
+    uint8_t *data = slot + kRingLengthSize;
+    WireReader r = WireRead(data, kCommHeaderSize);
+    if (memcmp(WireTake(&r, sizeof kHead), kHead, sizeof kHead) != 0) {
+        LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive head error.");
+        return false;
+    }
+    frame->funcId = WireGetLe16(&r);
+    frame->sequence = WireGetLe32(&r);
+    frame->length = WireGetLe32(&r);
+    frame->payload = data + kCommHeaderSize;
+    if (frame->sequence == CommRxSeq) {
+        LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive  sequence error.");
+        return false;
+    }
+    CommRxSeq = frame->sequence; // before the checksum is looked at: a damaged frame cannot be sent once more
+    const uint16_t checksum = WireGetLe16(&r);
+    if (frame->length > kCommSlotPayload || checksum != CommChecksum(frame->payload, frame->length)) {
+        LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive  checkSum error.");
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,180 @@
+#define LOG_MODULE "CommServer"
+#include "comm/CommReports.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/Common.h"
+#include "core/Config.h"
+#include "core/Wire.h"
+#include "os/OsClock.h"
+#include "os/OsMemory.h"
+#include "platform/Frame.h"
+#include "platform/Protool.h"
+#include "platform/Sending.h"
+
+uint16_t autoReportSeq = 1;
+
+// When the last report of each type of FuncID 89 came, dropped ones included: seconds since the epoch.
+static int32_t oldSecond1;
+static int32_t oldSecond2;
+static int32_t oldSecond3;
+static uint8_t oldSum; // of the last report of type 1
+
+static const size_t kReportRoom = 8192;
+static const size_t kReportHeadMax = 8;
+static_assert(kReportHeadMax + kCommSlotPayload <= kReportRoom, "a report may not fit");
+
+static const int32_t kType1Same = 120; // seconds within which type 1 may not repeat its bytes
+static const int32_t kType1Least = 5;
+static const int32_t kType2Least = 1170;
+static const int32_t kType3Least = 50;
+
+static const uint16_t kFuncRecord = 81;
+static const uint8_t kFirmwareDataType = 17;
+
+void CommReportsReset()
+{
+    oldSecond1 = oldSecond2 = oldSecond3 = 0;
+    oldSum = 0;
+}
+
+// ---- Forwarding ----
+
+static void Dump(const CommFrame &frame, const uint8_t *report, size_t length)
+{
+    flockfile(stdout);
+    printf("\nFuncID %d, Auto report info:\n", frame.funcId);
+    for (size_t i = 0; i < length; i++) printf("%02X ", report[i]);
+    printf("\n");
+    fflush(stdout);
+    funlockfile(stdout);
+}
+
+// Sends the frame's payload up behind the agent's header. `function` is named in the log.
+static void Forward(const CommFrame &frame, const char *function)
+{
+    if (frame.length < 1) {
+        LOG_AS(LOG_LEVEL_ERR, function, "ERROR: receive data length error!");
+        return;
+    }
+    uint8_t *report = static_cast<uint8_t *>(OsAllocate(kReportRoom));
+    if (!report) return;
+    WireWriter w = WireWrite(report, kReportRoom);
+    WirePutLe16(&w, swapInt16(autoReportSeq++));
+    WirePutLe16(&w, swapInt16(frame.funcId));
+    WirePutLe16(&w, 0);
+    if (frame.funcId != kFuncRecord) WirePutLe16(&w, swapInt16(static_cast<uint16_t>(frame.length)));
+    WirePutBytes(&w, frame.payload, frame.length);
+    if (l_debug == 1) Dump(frame, report, w.used);
+    SendIpUpData(report, static_cast<int>(w.used), static_cast<uint8_t>(frame.funcId), 1, gRoutemac);
+    OsFree(report);
+}
+
+// What the slot holds at `at` of the payload, brought into network order. Fields behind a payload that is too short
+// are the slot's all the same, so nothing outside it is touched.
+static void ToNetworkOrder(uint8_t *payload, size_t at)
+{
+    WireReader r = WireRead(payload + at, 4);
+    swapNet32(payload + at, WireGetLe32(&r));
+}
+
+void CommAutoReport(const CommFrame &frame)
+{
+    // The 16-bit fields of the record, at 0, 3, 5 and 225, travel as they are.
+    static const size_t kAddresses[] = {205, 209, 213, 217, 221};
+    static_assert(221 + 4 <= kCommSlotPayload, "a field lies behind the slot");
+    for (const size_t at : kAddresses) ToNetworkOrder(frame.payload, at);
+    Forward(frame, __func__);
+}
+
+void CommAutoJsonReport(const CommFrame &frame)
+{
+    Forward(frame, __func__);
+}
+
+// ---- FuncID 89 ----
+
+// The seconds since the last report of a type, which now becomes this one. The date may have moved either way.
+static long Interval(int32_t *last)
+{
+    const int32_t now = static_cast<int32_t>(OsWallTime());
+    const uint32_t interval = static_cast<uint32_t>(now) - static_cast<uint32_t>(*last);
+    *last = now;
+    return static_cast<int32_t>(interval);
+}
+
+static bool Type1Comes(const CommFrame &frame)
+{
+    const long interval = Interval(&oldSecond1);
+    LOG_AS(LOG_LEVEL_DEBUG, "CommAutoReport89", "Type1 report interval: %ld seconds!", interval);
+    const uint8_t sum = GetCheckSum(frame.payload, frame.length);
+    const bool same = sum == oldSum;
+    oldSum = sum;
+    if (interval >= kType1Same || (!same && interval >= kType1Least)) return true;
+    LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type1 report error!");
+    return false;
+}
+
+static bool Type2Comes()
+{
+    if (Interval(&oldSecond2) >= kType2Least) return true;
+    LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type2 report error!");
+    return false;
+}
+
+static bool Type3Comes()
+{
+    const long interval = Interval(&oldSecond3);
+    LOG_AS(LOG_LEVEL_DEBUG, "CommAutoReport89", "Type3 report interval: %ld seconds!", interval);
+    if (interval >= kType3Least) return true;
+    LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type3 report error!");
+    return false;
+}
+
+static bool Comes(const CommFrame &frame)
+{
+    switch (frame.payload[0]) {
+    case 1: return Type1Comes(frame);
+    case 2: return Type2Comes();
+    case 3: return Type3Comes();
+    default: LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type error!"); return false;
+    }
+}
+
+void CommAutoReport89(const CommFrame &frame)
+{
+    if (Comes(frame)) Forward(frame, __func__);
+}
+
+// ---- FuncID 999 ----
+
+static const char *const kFirmwareErrors[] = {
+    "fromVersion not match.", "toVersion not support.", "url address error.", "check method not match.",
+    "fileLength error.",      "file download failed.",  "check sum error.",   "firmware update faiiled.", // as known
+};
+
+static const char *FirmwareError(uint8_t code)
+{
+    const size_t known = sizeof kFirmwareErrors / sizeof kFirmwareErrors[0];
+    return code >= 1 && code <= known ? kFirmwareErrors[code - 1] : "unKnown error.";
+}
+
+void CommFwUpdateResult(const CommFrame &frame)
+{
+    if (frame.length != 1) {
+        LOG_ERR("Firmware update return length error.");
+        return;
+    }
+    const uint8_t code = frame.payload[0];
+    char text[255];
+    int length;
+    if (code == 0) {
+        LOG_DEBUG("update firmware success.");
+        length = snprintf(text, sizeof text, "{\"result\":0,\"resultDesc\":\"success\"}");
+    } else {
+        LOG_ERR("update firmware file error.");
+        length = snprintf(text, sizeof text, "{\"result\":%d,\"resultDesc\":\"%s\"}", code, FirmwareError(code));
+    }
+    SendIpUpData(text, length, kFirmwareDataType, 0, nullptr);
+}
