@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <dlfcn.h>
 #include <map>
@@ -29,6 +30,8 @@ int s_lookUps;
 int s_failingOption = -1;
 bool s_refuseKey;
 bool s_refuseSocket;
+bool s_refuseListen;
+int s_refuseAccepts;
 
 typedef int (*SetKey)(const unsigned char *, int, void *);
 
@@ -53,13 +56,26 @@ void FakeLibrariesReset()
     s_options.clear();
     s_lookUps = 0;
     s_failingOption = -1;
-    s_refuseKey = s_refuseSocket = false;
+    s_refuseKey = s_refuseSocket = s_refuseListen = false;
+    s_refuseAccepts = 0;
 }
 
 void FakeFailSocket()
 {
     std::lock_guard<std::mutex> guard(s_lock);
     s_refuseSocket = true;
+}
+
+void FakeFailListen()
+{
+    std::lock_guard<std::mutex> guard(s_lock);
+    s_refuseListen = true;
+}
+
+void FakeFailAccept(int times)
+{
+    std::lock_guard<std::mutex> guard(s_lock);
+    s_refuseAccepts = times;
 }
 
 void FakeHost(const std::string &name, const std::string &canonical, std::initializer_list<std::string> addresses)
@@ -145,6 +161,32 @@ int socket(int family, int type, int protocol) noexcept
         }
     }
     return static_cast<int>(syscall(SYS_socket, family, type, protocol));
+}
+
+int listen(int fd, int backlog) noexcept
+{
+    {
+        std::lock_guard<std::mutex> guard(s_lock);
+        if (s_refuseListen) {
+            s_refuseListen = false;
+            errno = EADDRINUSE;
+            return -1;
+        }
+    }
+    return static_cast<int>(syscall(SYS_listen, fd, backlog));
+}
+
+int accept4(int fd, struct sockaddr *address, socklen_t *size, int flags)
+{
+    {
+        std::lock_guard<std::mutex> guard(s_lock);
+        if (s_refuseAccepts > 0) {
+            s_refuseAccepts--;
+            errno = EMFILE;
+            return -1;
+        }
+    }
+    return static_cast<int>(syscall(SYS_accept4, fd, address, size, flags));
 }
 
 int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept

@@ -21,6 +21,12 @@ int FakeLookUps();
 // The next socket() fails.
 void FakeFailSocket();
 
+// The next listen() fails.
+void FakeFailListen();
+
+// The next `times` accept4() fail.
+void FakeFailAccept(int times);
+
 // The next setsockopt() of SOL_SOCKET with this option fails.
 void FakeFailSocketOption(int option);
 

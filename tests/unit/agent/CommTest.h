@@ -1,0 +1,55 @@
+// CommTest.h - what a test needs to speak as the local peer: frames put together by hand, their slots, a connection.
+#pragma once
+
+#include "comm/CommFrame.h"
+#include "tests/unit/agent/PlatformSide.h"
+
+// A local frame with the right length and checksum, not through the agent's own writer.
+Bytes LocalFrame(uint16_t funcId, uint32_t sequence, const Bytes &payload);
+
+// A slot of the queue of received frames with these bytes in it; the rest of it is zeros.
+Bytes Slot(const Bytes &read);
+
+// How often `part` stands in `text`.
+size_t Occurrences(const std::string &text, const std::string &part);
+
+// The local peer's end of a connection to the agent's socket. Calls give up after ten real seconds.
+class LocalPeer
+{
+  public:
+    LocalPeer() = default;
+    ~LocalPeer() { Close(); }
+    LocalPeer(const LocalPeer &) = delete;
+    LocalPeer &operator=(const LocalPeer &) = delete;
+    bool Connect(); // once somebody listens; in place of the present connection
+    bool Send(const Bytes &bytes);
+    Bytes Receive(size_t size); // exactly so many bytes; empty when they do not come
+    bool AtEnd();               // waits for the agent to close; true when it has
+    bool Open();                // whether the agent has not closed yet
+    void StopReading();         // what the agent sends from now on fails
+    void Close();
+
+  private:
+    int mSocket = -1;
+};
+
+// A logged-in session with a platform, and the handling of local frames as at the start of the server. The test itself
+// plays the handler thread.
+class HandleTest : public LinkedTest
+{
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+    // Handles a frame with the next sequence.
+    void Handle(uint16_t funcId, const Bytes &payload);
+    // Handles what one read brought.
+    static void HandleRead(const Bytes &read);
+    // The next frame to the platform is this report, under `dataType` and with the router's MAC.
+    void ExpectReport(uint8_t dataType, const Bytes &report);
+    // The same for one without MAC.
+    void ExpectPlainReport(uint8_t dataType, const std::string &text);
+    bool Logged(const std::string &function, const std::string &text);
+    static Bytes RxData(size_t size);
+
+    uint32_t sequence = 0; // of the last frame
+};
