@@ -6,6 +6,7 @@
 #include "comm/CommServer.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
+#include "platform/Settings.h"
 #include "subdev/Function40.h"
 #include "tests/unit/agent/CommTest.h"
 
@@ -158,6 +159,8 @@ TEST_F(CommHandle, DevicesGoToTheFunction40Filter)
     Bytes message = Hex("01 00  02 AA BB CC DD 01");
     message.resize(2 + 38, 0x20);
     message.push_back(1);
+    Fn40Interval = AutoReportDevinfo = 0;
+    Fn40Cycle(); // at this interval it empties the filter
     ASSERT_FALSE(Fn40Knows(Hex("02 AA BB CC DD 01").data()));
     Handle(40, message);
     EXPECT_TRUE(Fn40Knows(Hex("02 AA BB CC DD 01").data()));
