@@ -31,6 +31,7 @@ int s_failingOption = -1;
 bool s_refuseKey;
 bool s_refuseSocket;
 bool s_refuseListen;
+int s_backlog;
 int s_refuseAccepts;
 
 typedef int (*SetKey)(const unsigned char *, int, void *);
@@ -70,6 +71,12 @@ void FakeFailListen()
 {
     std::lock_guard<std::mutex> guard(s_lock);
     s_refuseListen = true;
+}
+
+int FakeListenBacklog()
+{
+    std::lock_guard<std::mutex> guard(s_lock);
+    return s_backlog;
 }
 
 void FakeFailAccept(int times)
@@ -167,6 +174,7 @@ int listen(int fd, int backlog) noexcept
 {
     {
         std::lock_guard<std::mutex> guard(s_lock);
+        s_backlog = backlog;
         if (s_refuseListen) {
             s_refuseListen = false;
             errno = EADDRINUSE;

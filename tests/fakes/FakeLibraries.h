@@ -24,6 +24,9 @@ void FakeFailSocket();
 // The next listen() fails.
 void FakeFailListen();
 
+// The backlog of the last listen().
+int FakeListenBacklog();
+
 // The next `times` accept4() fail.
 void FakeFailAccept(int times);
 

@@ -133,6 +133,13 @@ TEST_F(CommServer, TakesAPeerAndSaysSo)
     EXPECT_EQ(0u, AllLogged().find("2023-11-14 22:13:20 [DEBUG]")) << "nothing before it";
 }
 
+TEST_F(CommServer, ThreePeersMayWaitToBeLetIn)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    EXPECT_EQ(3, FakeListenBacklog());
+}
+
 TEST_F(CommServer, ItsDescriptorsDoNotSurviveAnExecAndNeverBlock)
 {
     LocalPeer peer;
