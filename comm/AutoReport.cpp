@@ -2,7 +2,6 @@
 #include "comm/AutoReport.h"
 
 #include <cjson/cJSON.h>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -18,9 +17,10 @@ static const int kConfTextMin = 2;
 static const int kConfTextMax = 1023; // the platform's text
 static const size_t kAnswerMin = 5;   // the peer's answer with its status
 static const size_t kAnswerMax = 1023;
-static const size_t kJumpTimeMin = 9;     // "1:00-2:00"
-static const size_t kJumpTimeMax = 11;    // "01:00-02:00"
-static const double kStampTolerance = 90; // seconds between the platform's time stamp and our clock
+static const size_t kJumpTimeMin = 9;      // "1:00-2:00"
+static const size_t kJumpTimeMax = 11;     // "01:00-02:00"
+static const int64_t kStampTolerance = 90; // seconds between the platform's time stamp and our clock
+static const double kStampMax = 1e15;      // far behind any date; what lies past it fits no integer
 
 std::atomic<int> intervalFlag1{-1};
 std::atomic<int> intervalFlag2{-1};
@@ -95,9 +95,10 @@ void Comm_get_88Conf(const uint8_t *payload, size_t length)
 static bool ClockDifference(const cJSON *json, int64_t now, int *difference)
 {
     const cJSON *stamp = cJSON_GetObjectItem(json, "timestamp");
-    const double seconds = cJSON_IsNumber(stamp) ? std::trunc(stamp->valuedouble) : 0;
-    const double apart = seconds - static_cast<double>(now);
-    if (!(std::fabs(apart) <= kStampTolerance)) return false; // so that no number at all is refused, too
+    const double seconds = cJSON_IsNumber(stamp) ? stamp->valuedouble : 0;
+    if (!(seconds >= 0 && seconds < kStampMax)) return false;
+    const int64_t apart = static_cast<int64_t>(seconds) - now;
+    if (apart < -kStampTolerance || apart > kStampTolerance) return false;
     *difference = static_cast<int>(apart);
     return true;
 }

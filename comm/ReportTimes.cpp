@@ -1,7 +1,6 @@
 #define LOG_MODULE "CommServer"
 #include "comm/ReportTimes.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -83,8 +82,8 @@ static int DayOutsideQuietPeriod(const ReportPlan &plan, double slot, double *da
     // come out as nothing, and then there is no time to report at.
     const uint32_t span = static_cast<uint32_t>(begin - end);
     if (span == 0) return -1;
-    const double whole = std::floor(slot);
-    const uint32_t wrapped = static_cast<uint32_t>(whole) % span;
+    const uint32_t whole = static_cast<uint32_t>(slot);
+    const uint32_t wrapped = whole % span;
     *day = static_cast<double>(plan.midnight) + (static_cast<double>(end) + wrapped + plan.difference) + (slot - whole);
     return 0;
 }
