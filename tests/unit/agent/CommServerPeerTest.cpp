@@ -1,0 +1,291 @@
+// The local command server and its peer: what is read, what goes wrong on the connection, what is sent.
+#include <csignal>
+
+#include "tests/unit/agent/CommServerTest.h"
+
+namespace
+{
+
+const OsReadable F = OS_WAIT_FAILED;
+const OsReadable R = OS_READABLE; // with nothing to read, so the read fails
+const OsReadable T = OS_TIMED_OUT;
+
+class CommServerPeer : public CommServer
+{
+};
+
+} // namespace
+
+// ---- What is read ----
+
+TEST_F(CommServerPeer, AFrameIsHandledAtOnceAndTheNextTenMillisecondsLater)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    EXPECT_TRUE(Answered(&peer, 1)); // although the clock stands still
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(10, FakeClockNextDeadlineMs());
+    CommReceived = 0;
+    ASSERT_TRUE(peer.Send(LocalFrame(71, 2, {0, 1})));
+    FakeClockAdvanceMs(9);
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(0, CommReceived);
+    FakeClockAdvanceMs(1);
+    EXPECT_TRUE(Within([] { return CommReceived == 1; }));
+}
+
+TEST_F(CommServerPeer, AFrameThatFailsACheckPausesTheHandlerToo)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    ASSERT_TRUE(peer.Send({1, 2, 3}));
+    ASSERT_TRUE(AwaitLog("Receive length error, length is 3"));
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(10, FakeClockNextDeadlineMs());
+}
+
+TEST_F(CommServerPeer, SeveralFramesInOneReadAreHandledOneByOne)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + LocalFrame(2, 2, {0, 1}) + LocalFrame(3, 3, {0, 1, 2})));
+    EXPECT_TRUE(AwaitLog("comm_get_wan_cfg"));
+    EXPECT_EQ("comm_get_version\ncomm_get_base_info\ncomm_get_wan_cfg\n", Lines(AllLogged(), "CommHandleProc"));
+}
+
+TEST_F(CommServerPeer, AFurtherFrameThatIsCutOffIsCompletedByTheNextReads)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3, 4, 5});
+    for (size_t cut = 1; cut + 1 < second.size(); cut++) {
+        const Bytes head(second.begin(), second.begin() + static_cast<long>(cut));
+        const Bytes middle(second.begin() + static_cast<long>(cut), second.end() - 1);
+        CommReceived = 0;
+        ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + head));
+        ASSERT_TRUE(AwaitLog("comm_get_version", cut));
+        ASSERT_TRUE(peer.Send(middle)); // and this is not all of it either
+        ASSERT_TRUE(peer.Send({5}));
+        ASSERT_TRUE(AwaitLog("comm_get_base_info", cut)) << cut;
+    }
+    EXPECT_EQ(std::string::npos, AllLogged().find("error"));
+}
+
+TEST_F(CommServerPeer, ManyFramesThatFillMoreThanOneReadAllArrive)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    Bytes all;
+    for (uint32_t i = 1; i <= 6; i++) all = all + LocalFrame(70, i, Bytes(3000, static_cast<uint8_t>(i % 2)));
+    ASSERT_EQ(18084u, all.size()); // three reads, two of them end inside a frame
+    ASSERT_TRUE(peer.Send(all));
+    EXPECT_TRUE(Within([] { return CommRxSeq == 6; }));
+    EXPECT_EQ(std::string::npos, AllLogged().find("error"));
+}
+
+TEST_F(CommServerPeer, AFrameThatAReadBeginsWithAndThatIsCutOffIsNotWaitedFor)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    const Bytes frame = LocalFrame(70, 1, {0, 1, 2, 3, 4, 5});
+    ASSERT_TRUE(peer.Send(Bytes(frame.begin(), frame.begin() + 16)));
+    EXPECT_TRUE(AwaitLog("Receive  checkSum error."));
+    ASSERT_TRUE(peer.Send(Bytes(frame.begin() + 16, frame.end())));
+    EXPECT_TRUE(AwaitLog("Receive length error, length is 4"));
+    EXPECT_TRUE(Answered(&peer, 2)) << "the connection stays up";
+}
+
+TEST_F(CommServerPeer, WhatAPeerDidNotCompleteIsNotHeldAgainstTheNext)
+{
+    LocalPeer first, second;
+    Serve(&first);
+    FakeClockAuto(true);
+    const Bytes half = LocalFrame(70, 2, Bytes(100, 1));
+    ASSERT_TRUE(first.Send(LocalFrame(1, 1, {0}) + Bytes(half.begin(), half.begin() + 50)));
+    ASSERT_TRUE(AwaitLog("comm_get_version"));
+    first.Close();
+    ASSERT_TRUE(AwaitLog("release ok"));
+    ASSERT_TRUE(second.Connect());
+    EXPECT_TRUE(Answered(&second, 2));
+}
+
+TEST_F(CommServerPeer, SequencesGoOnFromOnePeerToTheNext)
+{
+    LocalPeer first, second;
+    Serve(&first);
+    FakeClockAuto(true);
+    ASSERT_TRUE(Answered(&first, 5));
+    first.Close();
+    ASSERT_TRUE(AwaitLog("release ok"));
+    ASSERT_TRUE(second.Connect());
+    ASSERT_TRUE(second.Send(LocalFrame(71, 5, {0, 1})));
+    EXPECT_TRUE(AwaitLog("Receive  sequence error."));
+    EXPECT_TRUE(Answered(&second, 6));
+}
+
+TEST_F(CommServerPeer, NineFramesWaitAndATenthIsLost)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    ASSERT_TRUE(Answered(&peer, 1));
+    FakeClockAwaitSleepers(1); // the handler pauses, so that what comes now waits
+    Bytes all;
+    for (uint32_t i = 2; i <= 11; i++) all = all + LocalFrame(1, i, {0});
+    ASSERT_TRUE(peer.Send(all));
+    EXPECT_TRUE(AwaitLog("reveive data err=-2"));
+    for (uint32_t i = 2; i <= 10; i++) {
+        FakeClockAdvanceMs(10);
+        EXPECT_TRUE(Within([i] { return CommRxSeq == i; })) << i;
+        FakeClockAwaitSleepers(1);
+    }
+    FakeClockAdvanceMs(10);
+    EXPECT_TRUE(Answered(&peer, 12)) << "and the connection stays up";
+    EXPECT_EQ(1u, LoggedTimes("reveive data err=-2"));
+    EXPECT_EQ(9u, LoggedTimes("comm_get_version"));
+}
+
+// ---- What goes wrong on the connection ----
+
+TEST_F(CommServerPeer, SixFailedWaitsInARowEndTheInstance)
+{
+    FakeReadableResults({F, F, F, F, F, F});
+    ASSERT_EQ(0, CommServerStart());
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(peer.AtEnd());
+    EXPECT_TRUE(AwaitLog("release ok"));
+    EXPECT_EQ("create a instance...\nError. socket err.\nClose instance.\n", Lines(AllLogged(), "ServerThread"));
+}
+
+TEST_F(CommServerPeer, FiveFailedWaitsDoNot)
+{
+    FakeReadableResults({F, F, F, F, F});
+    LocalPeer peer;
+    Serve(&peer);
+    EXPECT_TRUE(Answered(&peer, 1));
+    EXPECT_EQ(0u, LoggedTimes("Error. socket err."));
+}
+
+TEST_F(CommServerPeer, WaitsThatRunOutDoNotBreakTheRow)
+{
+    FakeReadableResults({F, T, F, F, T, F, F, T, F});
+    ASSERT_EQ(0, CommServerStart());
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(peer.AtEnd());
+    EXPECT_TRUE(AwaitLog("Error. socket err."));
+}
+
+TEST_F(CommServerPeer, BytesBreakTheRowOfFailedWaits)
+{
+    FakeClockAuto(true);
+    FakeReadableResults({F, F, F, F, F});
+    LocalPeer peer;
+    Serve(&peer);
+    ASSERT_TRUE(Answered(&peer, 1));
+    FakeReadableResults({F, F, F, F, F});
+    ASSERT_TRUE(Answered(&peer, 2)); // its bytes bring the thread to these five
+    EXPECT_TRUE(Answered(&peer, 3));
+    EXPECT_EQ(0u, LoggedTimes("Error. socket err."));
+}
+
+TEST_F(CommServerPeer, AWaitThatEndsForSomethingElseEndsTheInstance)
+{
+    FakeReadableResults({OS_OTHER_EVENT});
+    ASSERT_EQ(0, CommServerStart());
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(peer.AtEnd());
+    EXPECT_TRUE(AwaitLog("release ok"));
+    EXPECT_EQ("create a instance...\nnet err.\nClose instance.\n", Lines(AllLogged(), "ServerThread"));
+}
+
+TEST_F(CommServerPeer, SixFailedReadsInARowEndTheInstance)
+{
+    FakeReadableResults({R, R, T, R, R, R, R});
+    ASSERT_EQ(0, CommServerStart());
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(peer.AtEnd());
+    EXPECT_TRUE(AwaitLog("release ok"));
+    EXPECT_EQ("create a instance...\nClose link err.\nClose instance.\n", Lines(AllLogged(), "ServerThread"));
+}
+
+TEST_F(CommServerPeer, FiveFailedReadsDoNotAndBytesBreakTheRow)
+{
+    FakeClockAuto(true);
+    FakeReadableResults({R, R, R, R, R});
+    LocalPeer peer;
+    Serve(&peer);
+    ASSERT_TRUE(Answered(&peer, 1));
+    FakeReadableResults({R, R, R, R, R});
+    ASSERT_TRUE(Answered(&peer, 2));
+    EXPECT_TRUE(Answered(&peer, 3));
+    EXPECT_EQ(0u, LoggedTimes("Close link err."));
+}
+
+// ---- Sending ----
+
+TEST_F(CommServerPeer, WithoutAPeerNothingCanBeSentAndNothingIsSaid)
+{
+    ASSERT_EQ(0, CommServerStart());
+    const uint8_t byte = 1;
+    EXPECT_EQ(-1, CommServerSend(&byte, 1));
+    EXPECT_EQ("", Lines(AllLogged(), "CommServerSend"));
+}
+
+TEST_F(CommServerPeer, SendsToThePeerAndSaysHowMuch)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    const Bytes bytes = Hex("5A 5A 01 02 03");
+    EXPECT_EQ(5, CommServerSend(bytes.data(), 5));
+    EXPECT_EQ(bytes, peer.Receive(5));
+    EXPECT_EQ(1u, LoggedTimes("send success"));
+}
+
+TEST_F(CommServerPeer, SendingNothingIsTold)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    const uint8_t byte = 1;
+    EXPECT_EQ(0, CommServerSend(&byte, 0));
+    EXPECT_EQ(1u, LoggedTimes("send count is 0"));
+}
+
+TEST_F(CommServerPeer, SendingOnABrokenConnectionFailsWithoutASignal)
+{
+    signal(SIGPIPE, SIG_DFL); // would end the test
+    LocalPeer peer;
+    Serve(&peer);
+    peer.StopReading();
+    const uint8_t byte = 1;
+    EXPECT_EQ(-1, CommServerSend(&byte, 1));
+    EXPECT_EQ(1u, LoggedTimes("please reconnect server"));
+}
+
+TEST_F(CommServerPeer, SendingToAPeerThatDoesNotReadFailsInsteadOfWaiting)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    const Bytes bytes(1500, 1);
+    int sent = 0;
+    while (sent < 100000 && CommServerSend(bytes.data(), 1500) > 0) sent++;
+    EXPECT_LT(sent, 100000);
+    EXPECT_EQ(1u, LoggedTimes("please reconnect server"));
+    EXPECT_TRUE(peer.Open() || !peer.Receive(1500).empty());
+}
+
+TEST_F(CommServerPeer, ThePluginStateIsSentToThePeerThatAsks)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    ASSERT_TRUE(peer.Send(LocalFrame(998, 1, Text("i"))));
+    const std::string text = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20220406\"}";
+    EXPECT_EQ(LocalFrame(998, 1, Text(text)), peer.Receive(14 + text.size()));
+    EXPECT_TRUE(AwaitLog("send plugin state ok, no need ack."));
+}

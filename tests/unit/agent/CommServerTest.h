@@ -1,0 +1,85 @@
+// CommServerTest.h - a test with the local command server on its real socket.
+#pragma once
+
+#include <fcntl.h>
+#include <filesystem>
+#include <unistd.h>
+
+#include "comm/CommHandle.h"
+#include "comm/CommServer.h"
+#include "os/Paths.h"
+#include "platform/Protool.h"
+#include "tests/fakes/FakeLibraries.h"
+#include "tests/unit/agent/CommTest.h"
+
+// Logged in. The server is stopped at the latest when the test ends.
+class CommServer : public AgentTest
+{
+  protected:
+    void SetUp() override
+    {
+        AgentTest::SetUp();
+        FakeLibrariesReset();
+        mLogin = 1;
+        // A file of our own, as threads log all the time: the shared capture loses what comes while it is looked at.
+        mLogPath = FakeFolder() + "/log";
+        mStderr = dup(STDERR_FILENO);
+        const int file = open(mLogPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+        dup2(file, STDERR_FILENO);
+        close(file);
+    }
+    void TearDown() override
+    {
+        CommServerStop();
+        dup2(mStderr, STDERR_FILENO);
+        close(mStderr);
+        EXPECT_EQ(0, FakeAllocationsAlive());
+        FakeLibrariesReset();
+        AgentTest::TearDown();
+    }
+    // Whether a peer is being served. The instance may be ahead of the accept thread, so both have to say so.
+    static bool Served()
+    {
+        return Within([] { return InstanceSocket > 0 && InstanceState == 1; });
+    }
+    // The server with a peer that is being served.
+    void Serve(LocalPeer *peer)
+    {
+        ASSERT_EQ(0, CommServerStart());
+        ASSERT_TRUE(peer->Connect());
+        ASSERT_TRUE(Served());
+    }
+    // What has been logged in this test.
+    std::string AllLogged() const { return WithoutColours(FileContent(mLogPath)); }
+    bool AwaitLog(const std::string &text, size_t times = 1)
+    {
+        return Within([&] { return Occurrences(AllLogged(), "]-> " + text + "\n\n") >= times; });
+    }
+    size_t LoggedTimes(const std::string &text) { return Occurrences(AllLogged(), "]-> " + text + "\n\n"); }
+    // Sends an answer and waits until it has been handled.
+    static bool Answered(LocalPeer *peer, uint32_t sequence)
+    {
+        CommReceived = 0;
+        return peer->Send(LocalFrame(71, sequence, {0, 1})) && Within([] { return CommReceived == 1; });
+    }
+    // The texts that `function` has put into `log`, one a line.
+    static std::string Lines(const std::string &log, const std::string &function)
+    {
+        std::string texts;
+        for (size_t at = log.find("->" + function + "->"); at != std::string::npos;
+             at = log.find("->" + function + "->", at + 1)) {
+            const size_t begin = log.find("]-> ", at) + 4;
+            texts += log.substr(begin, log.find("\n\n", begin) - begin) + "\n";
+        }
+        return texts;
+    }
+    static size_t OpenDescriptors()
+    {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return static_cast<size_t>(std::distance(begin(all), end(all)));
+    }
+
+  private:
+    std::string mLogPath;
+    int mStderr = -1;
+};
