@@ -156,7 +156,8 @@ int Route_Wait(int ticks)
 {
     if (ticks <= 0) return 0;
     const int64_t deadline = OsNowMs() + std::min(ticks, kMostTicks) * kTickMs;
-    ServerOnStop(LetGo);
+    static ServerStopCall s_onStop = {LetGo, false, nullptr};
+    ServerOnStop(&s_onStop);
     OsGuard guard(&gCommAnswer);
     bool inTime = true;
     while (CommReceived != 1) {

@@ -36,7 +36,8 @@ static bool s_letGo;
 
 bool HttpClaim()
 {
-    ServerOnStop(HttpLetGo);
+    static ServerStopCall s_onStop = {HttpLetGo, false, nullptr};
+    ServerOnStop(&s_onStop);
     OsGuard guard(&s_http);
     if (s_claimed) return false;
     s_claimed = true;

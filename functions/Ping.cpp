@@ -116,7 +116,8 @@ static void Wake()
 // Waits for the end of the ping. Returns false when the session ends before.
 static bool AwaitEnd()
 {
-    ServerOnStop(Wake);
+    static ServerStopCall s_onStop = {Wake, false, nullptr};
+    ServerOnStop(&s_onStop);
     OsGuard guard(&s_ping);
     while (gPingThreadState == 1 && ServerRun == 1) OsWaitUntil(&s_ping, OS_FOREVER);
     return gPingThreadState == 0;

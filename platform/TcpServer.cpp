@@ -3,7 +3,6 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <cstring>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -26,8 +25,7 @@ static pthread_mutex_t mMutexTcp = PTHREAD_MUTEX_INITIALIZER;
 static FrameHandler s_onFrame;
 static OsWaiter s_stop; // woken when ServerRun is cleared
 
-static const size_t kLetGoMax = 8;
-static void (*s_letGo[kLetGoMax])(); // called when ServerRun has been cleared; guarded by s_stop
+static ServerStopCall *s_stopCalls; // called when ServerRun has been cleared; guarded by s_stop
 
 static const int kSendBuffer = 16384;
 static const size_t kReadSize = 1500;
@@ -58,15 +56,13 @@ bool WaitForServerStop(int64_t milliseconds)
     return ServerRun != 1;
 }
 
-int ServerOnStop(void (*letGo)())
+void ServerOnStop(ServerStopCall *call)
 {
     OsGuard guard(&s_stop);
-    for (auto &entry : s_letGo) {
-        if (entry && entry != letGo) continue;
-        entry = letGo;
-        return 0;
-    }
-    return -1;
+    if (call->named) return;
+    call->named = true;
+    call->next = s_stopCalls;
+    s_stopCalls = call;
 }
 
 static void EndSession()
@@ -238,15 +234,15 @@ int SendData(const uint8_t *frame, size_t length)
 // Clears the run flag and wakes every wait of the two threads.
 static void StopThreads()
 {
-    void (*letGo[kLetGoMax])();
+    const ServerStopCall *call;
     {
         OsGuard guard(&s_stop);
         ServerRun = 0;
         OsWakeAll(&s_stop);
-        memcpy(letGo, s_letGo, sizeof letGo);
+        call = s_stopCalls;
     }
-    for (const auto procedure : letGo)
-        if (procedure) procedure();
+    // Calls are only ever put in front, so what hangs on this one stays as it is; and they lock what they wake.
+    for (; call; call = call->next) call->letGo();
     QueueClose();
     OsGuard guard(&mMutexTcp);
     if (ServerSock > 0) shutdown(ServerSock, SHUT_RD);

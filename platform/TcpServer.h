@@ -50,10 +50,17 @@ int DeleteServer(SessionContext *context);
 // Returns whether it is.
 bool WaitForServerStop(int64_t milliseconds);
 
-// Names a procedure that DeleteServer() calls on its thread once ServerRun is cleared: it wakes what waits for
-// something else than that. Naming it twice is naming it once. Any thread. Returns 0, or -1 when four are named
-// already.
-int ServerOnStop(void (*letGo)());
+// What wakes a wait of the response thread for something else than ServerRun. Static, one per waiting module: the place
+// is the module's own, so that there is one for each however many there are.
+struct ServerStopCall {
+    void (*letGo)();
+    bool named;           // for TcpServer alone, as the next
+    ServerStopCall *next; // named before this one
+};
+
+// Has DeleteServer() call `letGo` on its thread once ServerRun is cleared, in this session and in every later one.
+// Naming a call twice is naming it once. Any thread.
+void ServerOnStop(ServerStopCall *call);
 
 // Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).
 // A numeric host resolves to itself. Returns 0; -1 when the look-up fails; -2 when it brings no address and `dest`

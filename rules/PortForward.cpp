@@ -130,7 +130,8 @@ static int CarryOut(const char *json)
     if (result != PORT_FORWARD_DONE) return result;
 
     // A name in the place of an address is looked up by the command, for as long as that takes.
-    ServerOnStop(LetGo);
+    static ServerStopCall s_onStop = {LetGo, false, nullptr};
+    ServerOnStop(&s_onStop);
     OsCommandReady(&s_command);
     return s_flag[0] == '1' ? AddRoute() : DeleteRoute();
 }

@@ -13,7 +13,9 @@ namespace
 {
 
 std::atomic<int> s_sigpipes;
-std::atomic<int> s_letGo; // calls of what ServerOnStop() named
+// Calls of what ServerOnStop() named, for the two tests of it: what is named once is called in every later session.
+std::atomic<int> s_letGo;
+std::atomic<int> s_letGoMany;
 
 void CountSigpipe(int)
 {
@@ -263,8 +265,9 @@ TEST_F(ServerRecv, StoppingCallsWhatWasNamedOnceAndAfterTheFlagIsCleared)
     const auto letGo = [] {
         if (ServerRun == 0) s_letGo++;
     };
-    EXPECT_EQ(0, ServerOnStop(letGo));
-    EXPECT_EQ(0, ServerOnStop(letGo));
+    static ServerStopCall call = {letGo, false, nullptr};
+    ServerOnStop(&call);
+    ServerOnStop(&call);
     Connect();
     EXPECT_EQ(0, s_letGo);
     Stop();
@@ -272,6 +275,22 @@ TEST_F(ServerRecv, StoppingCallsWhatWasNamedOnceAndAfterTheFlagIsCleared)
     Connect();
     Stop();
     EXPECT_EQ(2, s_letGo);
+}
+
+TEST_F(ServerRecv, ThereIsRoomForEveryCallThatIsNamedAndEachIsCalledOnce)
+{
+    static ServerStopCall calls[50];
+    s_letGoMany = 0;
+    for (ServerStopCall &call : calls) {
+        call.letGo = [] { s_letGoMany++; };
+        ServerOnStop(&call);
+    }
+    ServerOnStop(&calls[0]); // the first, with others in front of it by now
+    ServerOnStop(&calls[49]);
+    Connect();
+    EXPECT_EQ(0, s_letGoMany);
+    Stop();
+    EXPECT_EQ(50, s_letGoMany);
 }
 
 TEST_F(ServerRecv, SendingToAConnectionThatIsGoneRaisesNoSigpipe)
