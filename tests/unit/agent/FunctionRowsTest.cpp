@@ -270,7 +270,10 @@ TEST_F(FunctionRowsTest, ParametersOfAnyKindLeaveTheLengthAsItIs)
 
 // ---- Through the receive path ----
 
-typedef LinkedTest FunctionFramesTest;
+class FunctionFramesTest : public LinkedTest
+{
+    void BeforeLink() override { gSdk.numbers = {{"get_cpu_use", 12}, {"get_mem_use", 34}}; }
+};
 
 TEST_F(FunctionFramesTest, OfAShorterRequestNothingIsLeftOfTheOneBefore)
 {
@@ -291,7 +294,6 @@ TEST_F(FunctionFramesTest, TheLongestReplyIsSentWhole)
 TEST_F(FunctionFramesTest, TwoCommandsInFlightAreAnsweredInOrderEachUnderItsOwnTag)
 {
     FakeClockAuto(true); // the pause behind each frame
-    gSdk.numbers = {{"get_cpu_use", 12}, {"get_mem_use", 34}};
     Bytes first = FunctionRequest(47, {}), second = FunctionRequest(48, {});
     first[0] = 0x01;
     second[0] = 0x02;

@@ -129,6 +129,7 @@ void LinkedTest::SetUp()
     strcpy(g_pin_code, kTestPin);
     strcpy(gProtoolKey, kTestKey);
     memcpy(gRoutemac, mac.data(), mac.size());
+    BeforeLink();
     ASSERT_EQ(0, ServerInit("127.0.0.1", peer.Port(), &context));
     ASSERT_TRUE(peer.Accept());
     mLogin = 1;

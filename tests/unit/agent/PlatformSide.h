@@ -64,8 +64,9 @@ class LinkedTest : public AgentTest
   protected:
     void SetUp() override;
     void TearDown() override;
-    void Unlink();            // closes the connection; a death test must find no thread
-    void ExpectNothingSent(); // since the last frame that was received
+    virtual void BeforeLink() {} // the threads are not made yet: what they read can be set
+    void Unlink();               // closes the connection; a death test must find no thread
+    void ExpectNothingSent();    // since the last frame that was received
     // The next frame is this acknowledgement: head value, then a record with this text unless it is empty.
     void ExpectAck(uint8_t msgType, uint16_t headValue, uint8_t dataType, const Bytes &payload);
 
