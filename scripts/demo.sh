@@ -204,7 +204,7 @@ start_agent() {
     (
         export ROUTER_SIM_STATE=$out/household.json ROUTER_SIM_LOG=$out/calls PATH=$fifos/bin:$PATH
         export LD_PRELOAD=$clock FASTCLOCK_FACTOR=$factor
-        bound "$bin/plug" -d -f "$out/plug.conf" -m "$mac" </dev/null >/dev/null 2>"$agent_log" 5>&- 6<&-
+        bound setsid "$bin/plug" -d -f "$out/plug.conf" -m "$mac" </dev/null >/dev/null 2>"$agent_log" 5>&- 6<&-
     ) &
     agent_pid=$!
 }

@@ -8,15 +8,16 @@ have_rate_server() {
 }
 
 # The agent's commands would inherit its fast clock, by which no packet's time can be measured. make_commands FOLDER:
-# the same commands, with the usual time
+# the same commands, with the usual time; and a killall that reaches only what the agent, a session of its own, began
 make_commands() {
     local name path
     mkdir -p "$1"
     for name in ping traceroute; do
         path=$(command -v $name) || failed "there is no $name; run without --no-build"
         printf '#!/bin/sh\nunset LD_PRELOAD\nexec %s "$@"\n' "$path" >"$1/$name"
-        chmod +x "$1/$name"
     done
+    printf '#!/bin/sh\nunset LD_PRELOAD\nexec pkill "$1" -s 0 -x "$2"\n' >"$1/killall"
+    chmod +x "$1"/*
 }
 
 # tell NUMBER COMMAND...: sends a function and waits for its reply, whatever its status
