@@ -21,5 +21,5 @@ int OsRemoveAtEnd(const char *path);
 
 // Makes the process a daemon that behaves: descriptors 0 to 2 are open, so that no socket ever gets a number
 // that means "closed"; SIGPIPE is ignored; SIGTERM and SIGINT stop all commands and end the process at once with
-// status 0.
+// status 0; the heap stays small. First thing in main, before anything is allocated.
 void OsPrepareProcess();

@@ -4,12 +4,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include "os/OsCommand.h"
 
 static const size_t kThreadStackSize = 128 * 1024;
 static const int kRemoveAtEndMax = 8;
+static const int kOwnPagesFrom = 64 * 1024;
+static const int kHeapStep = 16 * 1024;
 
 // Read by the signal handler, so plain atomics: an entry is complete before the count admits it.
 static std::atomic<const char *> s_removeAtEnd[kRemoveAtEndMax];
@@ -71,8 +74,21 @@ static void KeepStandardDescriptorsOpen()
     if (fd > STDERR_FILENO) close(fd);
 }
 
+// One heap for all threads: what the agent allocates is little, short-lived and never in a hurry, and every further heap
+// costs pages of its own. Large blocks get their own pages, which take memory only once they are written to; for that
+// the heap must not have so much to spare that they are cut, and cleared, from it.
+static void KeepHeapSmall()
+{
+#ifdef M_ARENA_MAX // not every C library has these
+    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_MMAP_THRESHOLD, kOwnPagesFrom);
+    mallopt(M_TOP_PAD, kHeapStep);
+#endif
+}
+
 void OsPrepareProcess()
 {
+    KeepHeapSmall();
     KeepStandardDescriptorsOpen();
     signal(SIGPIPE, SIG_IGN);
     signal(SIGCHLD, SIG_DFL); // ignored, as some supervisors leave it, no command's end could be learnt
