@@ -29,63 +29,22 @@
 //
 // A program built with AddressSanitizer wants LD_PRELOAD="libasan.so libfastclock.so", in this order; one built with
 // ThreadSanitizer does not work under this library (it hangs when it ends).
-#define _GNU_SOURCE
-#undef _FORTIFY_SOURCE // the replaced calls must be the plain ones here
+#include "FastClock.h"
+
 #include <dlfcn.h>
 #include <errno.h>
-#include <poll.h>
-#include <pthread.h>
-#include <semaphore.h>
-#include <signal.h>
-#include <stdbool.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/epoll.h>
-#include <sys/select.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
-#include <time.h>
 #include <unistd.h>
 
-#define EXPORT __attribute__((visibility("default")))
-#define NS_PER_S 1000000000LL
 #define DECIMALS_MAX 6
 
-// Nanoseconds times the numerator of the factor (up to 2^40) pass 64 bits.
-typedef __int128 Wide;
-
-// The C library's own calls: one list for declaration and look-up.
-#define REAL_CALLS(X)                                                                                                  \
-    X(clock_gettime, int, (clockid_t, struct timespec *))                                                              \
-    X(clock_nanosleep, int, (clockid_t, int, const struct timespec *, struct timespec *))                              \
-    X(time, time_t, (time_t *))                                                                                        \
-    X(gettimeofday, int, (struct timeval *, void *))                                                                   \
-    X(nanosleep, int, (const struct timespec *, struct timespec *))                                                    \
-    X(sleep, unsigned, (unsigned))                                                                                     \
-    X(usleep, int, (useconds_t))                                                                                       \
-    X(poll, int, (struct pollfd *, nfds_t, int))                                                                       \
-    X(ppoll, int, (struct pollfd *, nfds_t, const struct timespec *, const sigset_t *))                                \
-    X(select, int, (int, fd_set *, fd_set *, fd_set *, struct timeval *))                                              \
-    X(pselect, int, (int, fd_set *, fd_set *, fd_set *, const struct timespec *, const sigset_t *))                    \
-    X(epoll_wait, int, (int, struct epoll_event *, int, int))                                                          \
-    X(epoll_pwait, int, (int, struct epoll_event *, int, int, const sigset_t *))                                       \
-    X(epoll_pwait2, int, (int, struct epoll_event *, int, const struct timespec *, const sigset_t *))                  \
-    X(pthread_cond_timedwait, int, (pthread_cond_t *, pthread_mutex_t *, const struct timespec *))                     \
-    X(pthread_cond_clockwait, int, (pthread_cond_t *, pthread_mutex_t *, clockid_t, const struct timespec *))          \
-    X(pthread_mutex_timedlock, int, (pthread_mutex_t *, const struct timespec *))                                      \
-    X(pthread_mutex_clocklock, int, (pthread_mutex_t *, clockid_t, const struct timespec *))                           \
-    X(sem_timedwait, int, (sem_t *, const struct timespec *))                                                          \
-    X(sem_clockwait, int, (sem_t *, clockid_t, const struct timespec *))
-
-#define DECLARE_REAL(name, result, arguments) result(*name) arguments;
-static struct {
-    REAL_CALLS(DECLARE_REAL)
-} real;
+struct RealCalls real;
 
 // Set once before any call is answered; constant from then on, so that reading it needs no lock.
-static struct {
+static struct FastClock {
     bool fast;          // false: pass everything through
     int64_t num, den;   // the factor, in lowest terms
     int64_t anchorReal; // ns
@@ -111,53 +70,48 @@ static void Die(const char *text)
 
 // --- arithmetic
 
-static Wide FloorDiv(Wide a, Wide b)
+Wide FloorDiv(Wide a, Wide b)
 {
     Wide q = a / b;
     return a % b < 0 ? q - 1 : q;
 }
 
-static Wide CeilDiv(Wide a, Wide b)
+Wide CeilDiv(Wide a, Wide b)
 {
     return -FloorDiv(-a, b);
 }
 
-// A deadline or timeout beyond what 64-bit nanoseconds hold (292 years) is as good as that limit.
-static Wide ToNs(const struct timespec *t)
+Wide ToNs(const struct timespec *t)
 {
     const Wide ns = (Wide)t->tv_sec * NS_PER_S + t->tv_nsec;
     return ns > INT64_MAX ? INT64_MAX : ns < INT64_MIN ? INT64_MIN : ns;
 }
 
-static struct timespec FromNs(Wide ns)
+struct timespec FromNs(Wide ns)
 {
     const Wide seconds = FloorDiv(ns, NS_PER_S);
     return (struct timespec){.tv_sec = (time_t)seconds, .tv_nsec = (long)(ns - seconds * NS_PER_S)};
 }
 
-static bool IsValid(const struct timespec *t)
+bool IsValid(const struct timespec *t)
 {
     return t->tv_nsec >= 0 && t->tv_nsec < NS_PER_S;
 }
 
-// The least real duration in which `ns` pass on the fast clock.
-static Wide RealDuration(Wide ns)
+Wide RealDuration(Wide ns)
 {
     const Wide slow = CeilDiv(ns * s_clock.den, s_clock.num);
     return slow > INT64_MAX ? INT64_MAX : slow;
 }
 
-// The fast time that has surely passed in `ns` of real time.
-static Wide FastDuration(Wide ns)
+Wide FastDuration(Wide ns)
 {
     return FloorDiv(ns * s_clock.num, s_clock.den);
 }
 
 // --- the fast clocks
 
-// What lies between a fast clock and the anchor's monotonic time, and the real clock that drives it (a coarse
-// clock stays as coarse, and as cheap, as it is). False: not a clock that we speed up.
-static bool FindClock(clockid_t clock, clockid_t *source, Wide *offset)
+bool FindClock(clockid_t clock, clockid_t *source, Wide *offset)
 {
     *source = CLOCK_MONOTONIC;
     *offset = 0;
@@ -172,14 +126,14 @@ static bool FindClock(clockid_t clock, clockid_t *source, Wide *offset)
     }
 }
 
-static Wide FastNow(clockid_t source, Wide offset)
+Wide FastNow(clockid_t source, Wide offset)
 {
     struct timespec now;
     real.clock_gettime(source, &now);
     return offset + s_clock.anchorMono + FastDuration(ToNs(&now) - s_clock.anchorMono);
 }
 
-static Wide FastRealtime(void)
+Wide FastRealtime(void)
 {
     clockid_t source;
     Wide offset;
@@ -187,9 +141,7 @@ static Wide FastRealtime(void)
     return FastNow(source, offset);
 }
 
-// Turns a deadline on a fast clock into one on the real monotonic clock. False: leave it to the C library, which
-// refuses an invalid time and knows the clocks that we do not speed up.
-static bool RealDeadline(clockid_t clock, const struct timespec *deadline, struct timespec *out)
+bool RealDeadline(clockid_t clock, const struct timespec *deadline, struct timespec *out)
 {
     clockid_t source;
     Wide offset;
@@ -248,7 +200,7 @@ static bool ParseAnchor(const char *text, int64_t *realtime, int64_t *monotonic)
     return *end == '\0' && errno == 0;
 }
 
-static bool IsMonotonic(const pthread_cond_t *cond)
+bool IsMonotonic(const pthread_cond_t *cond)
 {
     return (__atomic_load_n(&cond->__data.__wrefs, __ATOMIC_RELAXED) & 2) != 0;
 }
@@ -307,8 +259,12 @@ static void Setup(void)
     s_inSetup = false;
 }
 
-// Whether a call is to be sped up. Other libraries' constructors may come here before ours has run.
-static inline bool IsFast(void)
+bool IsInSetup(void)
+{
+    return s_inSetup;
+}
+
+bool IsFast(void)
 {
     if (__builtin_expect(!__atomic_load_n(&s_ready, __ATOMIC_ACQUIRE), 0)) pthread_once(&s_once, Setup);
     return s_clock.fast;
@@ -321,211 +277,4 @@ __attribute__((constructor)) static void AtLoad(void)
     if (!IsFast() || getenv("FASTCLOCK_ANCHOR")) return;
     snprintf(anchor, sizeof anchor, "%lld %lld", (long long)s_clock.anchorReal, (long long)s_clock.anchorMono);
     setenv("FASTCLOCK_ANCHOR", anchor, 1);
-}
-
-// --- reading the clock
-
-EXPORT int clock_gettime(clockid_t clock, struct timespec *now)
-{
-    clockid_t source;
-    Wide offset;
-    if (s_inSetup) return (int)syscall(SYS_clock_gettime, clock, now); // an allocator's or sanitizer's doing
-    if (!IsFast() || !FindClock(clock, &source, &offset)) return real.clock_gettime(clock, now);
-    *now = FromNs(FastNow(source, offset));
-    return 0;
-}
-
-EXPORT time_t time(time_t *out)
-{
-    if (!IsFast()) return real.time(out);
-    const time_t now = (time_t)FloorDiv(FastRealtime(), NS_PER_S);
-    if (out) *out = now;
-    return now;
-}
-
-EXPORT int gettimeofday(struct timeval *restrict out, void *restrict zone)
-{
-    if (!IsFast()) return real.gettimeofday(out, zone);
-    if (zone) memset(zone, 0, sizeof(struct timezone));
-    const struct timespec now = FromNs(FastRealtime());
-    *out = (struct timeval){.tv_sec = now.tv_sec, .tv_usec = now.tv_nsec / 1000};
-    return 0;
-}
-
-// --- sleeping
-
-EXPORT int clock_nanosleep(clockid_t clock, int flags, const struct timespec *request, struct timespec *left)
-{
-    struct timespec slow;
-    clockid_t source;
-    Wide offset;
-    if (!IsFast() || !IsValid(request) || !FindClock(clock, &source, &offset))
-        return real.clock_nanosleep(clock, flags, request, left);
-    if (request->tv_sec < 0) return EINVAL;
-    if (flags & TIMER_ABSTIME) {
-        RealDeadline(clock, request, &slow);
-        return real.clock_nanosleep(CLOCK_MONOTONIC, flags, &slow, NULL);
-    }
-    struct timespec realLeft;
-    slow = FromNs(RealDuration(ToNs(request)));
-    const int error = real.clock_nanosleep(CLOCK_MONOTONIC, 0, &slow, &realLeft);
-    if (error == EINTR && left) {
-        const Wide fastLeft = FastDuration(ToNs(&realLeft)), whole = ToNs(request);
-        *left = FromNs(fastLeft < whole ? fastLeft : whole);
-    }
-    return error;
-}
-
-EXPORT int nanosleep(const struct timespec *request, struct timespec *left)
-{
-    if (!IsFast()) return real.nanosleep(request, left);
-    const int error = clock_nanosleep(CLOCK_MONOTONIC, 0, request, left);
-    if (error == 0) return 0;
-    errno = error;
-    return -1;
-}
-
-EXPORT unsigned sleep(unsigned seconds)
-{
-    if (!IsFast()) return real.sleep(seconds);
-    const struct timespec request = {.tv_sec = seconds};
-    struct timespec left;
-    return clock_nanosleep(CLOCK_MONOTONIC, 0, &request, &left) == 0 ? 0 : (unsigned)left.tv_sec;
-}
-
-EXPORT int usleep(useconds_t us)
-{
-    if (!IsFast()) return real.usleep(us);
-    const struct timespec request = FromNs((Wide)us * 1000);
-    return nanosleep(&request, NULL);
-}
-
-// --- waiting for descriptors
-// All of them wait in nanoseconds: a thousandth of a poll's milliseconds would be nothing but rounding.
-
-EXPORT int ppoll(struct pollfd *fds, nfds_t count, const struct timespec *timeout, const sigset_t *mask)
-{
-    if (!IsFast() || !timeout || !IsValid(timeout) || timeout->tv_sec < 0) return real.ppoll(fds, count, timeout, mask);
-    const struct timespec slow = FromNs(RealDuration(ToNs(timeout)));
-    return real.ppoll(fds, count, &slow, mask);
-}
-
-EXPORT int poll(struct pollfd *fds, nfds_t count, int ms)
-{
-    if (!IsFast() || ms <= 0) return real.poll(fds, count, ms);
-    const struct timespec timeout = FromNs((Wide)ms * 1000000);
-    return ppoll(fds, count, &timeout, NULL);
-}
-
-// What the two calls above become in programs compiled with _FORTIFY_SOURCE.
-extern void __chk_fail(void) __attribute__((noreturn));
-EXPORT int __poll_chk(struct pollfd *fds, nfds_t count, int ms, size_t size)
-{
-    if (size / sizeof *fds < count) __chk_fail();
-    return poll(fds, count, ms);
-}
-
-EXPORT int __ppoll_chk(struct pollfd *fds, nfds_t count, const struct timespec *timeout, const sigset_t *mask,
-                       size_t size)
-{
-    if (size / sizeof *fds < count) __chk_fail();
-    return ppoll(fds, count, timeout, mask);
-}
-
-EXPORT int pselect(int count, fd_set *restrict in, fd_set *restrict out, fd_set *restrict bad,
-                   const struct timespec *restrict timeout, const sigset_t *restrict mask)
-{
-    if (!IsFast() || !timeout || !IsValid(timeout) || timeout->tv_sec < 0)
-        return real.pselect(count, in, out, bad, timeout, mask);
-    const struct timespec slow = FromNs(RealDuration(ToNs(timeout)));
-    return real.pselect(count, in, out, bad, &slow, mask);
-}
-
-// Linux tells the caller of select() what is left of the timeout, and some programs count on it.
-EXPORT int select(int count, fd_set *restrict in, fd_set *restrict out, fd_set *restrict bad,
-                  struct timeval *restrict timeout)
-{
-    if (!IsFast() || !timeout || timeout->tv_sec < 0 || timeout->tv_usec < 0)
-        return real.select(count, in, out, bad, timeout);
-    const Wide whole = (Wide)timeout->tv_sec * NS_PER_S + (Wide)timeout->tv_usec * 1000;
-    const struct timespec start = FromNs(RealDuration(whole > INT64_MAX ? INT64_MAX : whole));
-    struct timespec before, after;
-    real.clock_gettime(CLOCK_MONOTONIC, &before);
-    const int ready = real.pselect(count, in, out, bad, &start, NULL);
-    const int error = errno;
-    real.clock_gettime(CLOCK_MONOTONIC, &after);
-    const Wide left = whole - FastDuration(ToNs(&after) - ToNs(&before));
-    const struct timespec rest = FromNs(left > 0 && ready != 0 ? left : 0);
-    *timeout = (struct timeval){.tv_sec = rest.tv_sec, .tv_usec = rest.tv_nsec / 1000};
-    errno = error;
-    return ready;
-}
-
-EXPORT int epoll_pwait2(int epoll, struct epoll_event *events, int room, const struct timespec *timeout,
-                        const sigset_t *mask)
-{
-    if (!IsFast() || !timeout || !IsValid(timeout) || timeout->tv_sec < 0)
-        return real.epoll_pwait2(epoll, events, room, timeout, mask);
-    const struct timespec slow = FromNs(RealDuration(ToNs(timeout)));
-    return real.epoll_pwait2(epoll, events, room, &slow, mask);
-}
-
-EXPORT int epoll_pwait(int epoll, struct epoll_event *events, int room, int ms, const sigset_t *mask)
-{
-    if (!IsFast() || ms <= 0) return real.epoll_pwait(epoll, events, room, ms, mask);
-    const struct timespec timeout = FromNs((Wide)ms * 1000000);
-    const int before = errno;
-    const int ready = epoll_pwait2(epoll, events, room, &timeout, mask);
-    if (ready >= 0 || errno != ENOSYS) return ready;
-    errno = before; // a kernel before 5.11: whole milliseconds have to do
-    return real.epoll_pwait(epoll, events, room, (int)CeilDiv(RealDuration(ToNs(&timeout)), 1000000), mask);
-}
-
-EXPORT int epoll_wait(int epoll, struct epoll_event *events, int room, int ms)
-{
-    return IsFast() ? epoll_pwait(epoll, events, room, ms, NULL) : real.epoll_wait(epoll, events, room, ms);
-}
-
-// --- waiting for other threads
-
-EXPORT int pthread_cond_clockwait(pthread_cond_t *cond, pthread_mutex_t *mutex, clockid_t clock,
-                                  const struct timespec *deadline)
-{
-    struct timespec slow;
-    if (!IsFast() || !RealDeadline(clock, deadline, &slow))
-        return real.pthread_cond_clockwait(cond, mutex, clock, deadline);
-    return real.pthread_cond_clockwait(cond, mutex, CLOCK_MONOTONIC, &slow);
-}
-
-EXPORT int pthread_cond_timedwait(pthread_cond_t *restrict cond, pthread_mutex_t *restrict mutex,
-                                  const struct timespec *restrict deadline)
-{
-    if (!IsFast()) return real.pthread_cond_timedwait(cond, mutex, deadline);
-    return pthread_cond_clockwait(cond, mutex, IsMonotonic(cond) ? CLOCK_MONOTONIC : CLOCK_REALTIME, deadline);
-}
-
-EXPORT int pthread_mutex_clocklock(pthread_mutex_t *mutex, clockid_t clock, const struct timespec *deadline)
-{
-    struct timespec slow;
-    if (!IsFast() || !RealDeadline(clock, deadline, &slow)) return real.pthread_mutex_clocklock(mutex, clock, deadline);
-    return real.pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &slow);
-}
-
-EXPORT int pthread_mutex_timedlock(pthread_mutex_t *restrict mutex, const struct timespec *restrict deadline)
-{
-    if (!IsFast()) return real.pthread_mutex_timedlock(mutex, deadline);
-    return pthread_mutex_clocklock(mutex, CLOCK_REALTIME, deadline);
-}
-
-EXPORT int sem_clockwait(sem_t *restrict sem, clockid_t clock, const struct timespec *restrict deadline)
-{
-    struct timespec slow;
-    if (!IsFast() || !RealDeadline(clock, deadline, &slow)) return real.sem_clockwait(sem, clock, deadline);
-    return real.sem_clockwait(sem, CLOCK_MONOTONIC, &slow);
-}
-
-EXPORT int sem_timedwait(sem_t *restrict sem, const struct timespec *restrict deadline)
-{
-    if (!IsFast()) return real.sem_timedwait(sem, deadline);
-    return sem_clockwait(sem, CLOCK_REALTIME, deadline);
 }

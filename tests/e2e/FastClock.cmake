@@ -8,7 +8,7 @@
 enable_language(C)
 set(PLUG_FASTCLOCK_DIR ${CMAKE_CURRENT_LIST_DIR})
 
-add_library(fastclock SHARED ${PLUG_FASTCLOCK_DIR}/FastClock.c)
+add_library(fastclock SHARED ${PLUG_FASTCLOCK_DIR}/FastClock.c ${PLUG_FASTCLOCK_DIR}/FastClockCalls.c)
 target_link_libraries(fastclock PRIVATE ${CMAKE_DL_LIBS} Threads::Threads)
 add_executable(fastclock_probe ${PLUG_FASTCLOCK_DIR}/FastClockProbe.cpp)
 target_link_libraries(fastclock_probe PRIVATE Threads::Threads)
