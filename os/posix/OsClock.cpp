@@ -16,6 +16,7 @@ time_t OsWallTime()
 
 void OsLocalTime(time_t when, struct tm *out)
 {
+    tzset(); // localtime_r() alone keeps to the zone of the first call, and a router may be given another one any time
     if (!localtime_r(&when, out)) memset(out, 0, sizeof *out);
 }
 

@@ -3,8 +3,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -182,53 +180,4 @@ TEST(OsSleepMs, PausesForItsTimeEvenWhenSignalsInterruptIt)
     setitimer(ITIMER_REAL, &never, nullptr);
     sigaction(SIGALRM, &old, nullptr);
     EXPECT_GE(OsNowMs() - begin, 9);
-}
-
-TEST(OsClock, RunsForwardOnly)
-{
-    int64_t last = OsNowMs();
-    for (int i = 0; i < 1000; i++) {
-        const int64_t now = OsNowMs();
-        ASSERT_GE(now, last);
-        last = now;
-    }
-}
-
-TEST(OsClock, WallTimeIsTheDate)
-{
-    const time_t before = time(nullptr);
-    const time_t now = OsWallTime();
-    EXPECT_LE(before, now);
-    EXPECT_LE(now, time(nullptr));
-}
-
-TEST(OsClock, LocalTimeFollowsTheTimeZone)
-{
-    const char *old = getenv("TZ");
-    const std::string kept = old ? old : "";
-    setenv("TZ", "XXX-5:30", 1);
-    tzset();
-    struct tm out;
-    OsLocalTime(1700000000, &out); // 2023-11-14 22:13:20 UTC
-    if (old)
-        setenv("TZ", kept.c_str(), 1);
-    else
-        unsetenv("TZ");
-    tzset();
-    EXPECT_EQ(123, out.tm_year);
-    EXPECT_EQ(10, out.tm_mon);
-    EXPECT_EQ(15, out.tm_mday);
-    EXPECT_EQ(3, out.tm_hour);
-    EXPECT_EQ(43, out.tm_min);
-    EXPECT_EQ(20, out.tm_sec);
-}
-
-TEST(OsClock, LocalTimeOfAMomentThatCannotBeIsZeroed)
-{
-    struct tm out;
-    memset(&out, 0x55, sizeof out);
-    OsLocalTime(sizeof(time_t) == 8 ? static_cast<time_t>(INT64_MAX) : 0, &out);
-    if (sizeof(time_t) < 8) GTEST_SKIP() << "every moment can be represented";
-    struct tm zero = {};
-    EXPECT_EQ(0, memcmp(&zero, &out, sizeof out));
 }
