@@ -57,6 +57,12 @@ foreach(language C CXX)
 endforeach()
 # The largest page that 32-bit routers use is 16 KiB; the linker's own 64 KiB would fill a third of the file with zeros.
 set(PLUG_TARGET_PAGE_SIZE 0x4000)
+# Programs stand at a fixed address and call libraries through PLTs: position-independent code and its table of addresses
+# make them a quarter larger on this processor. Read-only relocations would begin a page of their own, up to 16 KiB of
+# zeros in the file, for the one page of addresses that is left. Libraries, heap and stacks still move.
+set(PLUG_PROGRAM_CODE -fno-pic -fno-pie -mno-shared -mplt)
+set(PLUG_PROGRAM_LINK -no-pie ${PLUG_PROGRAM_CODE})
+set(PLUG_RELRO norelro)
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
     "-L\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,/usr/${PLUG_TARGET_TRIPLE}/lib -Wl,-z,max-page-size=${PLUG_TARGET_PAGE_SIZE}")
