@@ -13,6 +13,7 @@ add_library(plugcore STATIC
   core/Common.cpp
   core/Config.cpp
   core/Plug.cpp
+  core/Version.cpp
   functions/Devices.cpp
   functions/Diagnostics.cpp
   functions/Download.cpp
@@ -63,6 +64,13 @@ target_compile_definitions(plugcore PRIVATE
   PLUG_SINGLE_SERVER_PREFIX="${PLUG_SINGLE_SERVER_PREFIX}"
   PLUG_RATE_TEST_SERVER="${PLUG_RATE_TEST_SERVER}"
 )
+# plug_version_of(TARGET VERSION): for the one source that knows it
+function(plug_version_of target version)
+  string(REPLACE "." ", " parts "${version}")
+  target_compile_definitions(${target} PRIVATE
+    PLUG_VERSION="${version}" "PLUG_VERSION_PARTS=${parts}" PLUG_BUILD_TAG="${PLUG_BUILD_TAG}")
+endfunction()
+plug_version_of(plugcore ${PLUG_VERSION})
 # Machine code beside the LTO code: the unit tests link it without LTO, to put other procedures in some places.
 if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
   target_compile_options(plugcore PRIVATE -ffat-lto-objects)
@@ -80,12 +88,22 @@ add_library(plug_os STATIC
 )
 target_link_libraries(plug_os PUBLIC plug_router_code Threads::Threads)
 
-add_executable(plug core/main.cpp)
-target_link_libraries(plug PRIVATE plugcore plug_os)
-plug_link_without_cxx_runtime(plug)
-# RUNPATH, not RPATH: LD_LIBRARY_PATH can put another router library in the simulated one's place.
-target_link_options(plug PRIVATE -Wl,--enable-new-dtags)
-set_target_properties(plug PROPERTIES BUILD_RPATH "$ORIGIN" BUILD_RPATH_USE_ORIGIN ON)
+function(plug_agent_program target)
+  add_executable(${target} core/main.cpp ${ARGN})
+  target_link_libraries(${target} PRIVATE plugcore plug_os)
+  plug_link_without_cxx_runtime(${target})
+  # RUNPATH, not RPATH: LD_LIBRARY_PATH can put another router library in the simulated one's place.
+  target_link_options(${target} PRIVATE -Wl,--enable-new-dtags)
+  set_target_properties(${target} PROPERTIES BUILD_RPATH "$ORIGIN" BUILD_RPATH_USE_ORIGIN ON)
+endfunction()
+plug_agent_program(plug)
+
+# The same agent under another version, to have something to update to.
+add_library(plug_next_version OBJECT EXCLUDE_FROM_ALL core/Version.cpp)
+target_link_libraries(plug_next_version PRIVATE plug_router_code)
+plug_version_of(plug_next_version 2.0.0.8)
+plug_agent_program(plug_next $<TARGET_OBJECTS:plug_next_version>)
+set_target_properties(plug_next PROPERTIES EXCLUDE_FROM_ALL ON)
 
 if(NOT PLUG_SANITIZE)
   add_custom_command(TARGET plug POST_BUILD

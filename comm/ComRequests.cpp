@@ -9,6 +9,7 @@
 #include "comm/CommFrame.h"
 #include "comm/CommServer.h"
 #include "core/Common.h"
+#include "core/Version.h"
 #include "core/Wire.h"
 #include "os/OsClock.h"
 #include "os/OsWait.h"
@@ -29,7 +30,6 @@ static const uint32_t kPluginState = 998;
 
 // ---- Sending ----
 
-static const size_t kVersionTextSize = 30;
 static const size_t kStateTextSize = 500;
 
 pthread_mutex_t txLock = PTHREAD_MUTEX_INITIALIZER;
@@ -89,11 +89,8 @@ static const Request *FindRequest(uint32_t id)
 
 static int StateText(char text[kStateTextSize])
 {
-    char version[kVersionTextSize];
-    snprintf(version, sizeof version, "%d.%d.%d.%d-%s", kPluginVersion[0], kPluginVersion[1], kPluginVersion[2],
-             kPluginVersion[3], kBuildTag);
     return snprintf(text, kStateTextSize, "{\"pluginState\":\"%s\",\"pluginVersion\":\"%s\"}",
-                    mLogin == 1 ? "online" : "offline", version);
+                    mLogin == 1 ? "online" : "offline", kPluginVersionTagged);
 }
 
 // Sends the frame that has been begun in txbuf; txLock is held.

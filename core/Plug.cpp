@@ -7,6 +7,7 @@
 #include "comm/CommServer.h"
 #include "core/Common.h"
 #include "core/Config.h"
+#include "core/Version.h"
 #include "functions/FwVersionReport.h"
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
@@ -70,8 +71,7 @@ void PlugStart(int argc, char *argv[])
     }
     d_set_log_level(l_debug ? LOG_LEVEL_ALL : LOG_LEVEL_NONE);
     LOG_AS(LOG_LEVEL_DEBUG, "main", "Log system [debug] working.");
-    LOG_AS(LOG_LEVEL_INFO, "main", ">>>>>>>>>>>>>>>>> Plugin Version = %d.%d.%d.%d-%s", kPluginVersion[0],
-           kPluginVersion[1], kPluginVersion[2], kPluginVersion[3], kBuildTag);
+    LOG_AS(LOG_LEVEL_INFO, "main", ">>>>>>>>>>>>>>>>> Plugin Version = %s", kPluginVersionTagged);
     OsSleepMs(50);
     ServerOnFrame(CBHandle);
     SysInit();

@@ -7,6 +7,7 @@
 
 #include "comm/ComRequests.h"
 #include "core/Common.h"
+#include "core/Version.h"
 #include "platform/Sending.h"
 #include "platform/Session.h"
 #include "sdk/RouterSdk.h"
@@ -33,12 +34,9 @@ static bool AddMembers(cJSON *report, const RouterVersion &router)
     FirmwareDate(router.date, date);
     char version[sizeof router.text + sizeof date];
     snprintf(version, sizeof version, "%.*s%s", static_cast<int>(sizeof router.text), router.text, date);
-    char agent[16];
-    snprintf(agent, sizeof agent, "%d.%d.%d.%d", kPluginVersion[0], kPluginVersion[1], kPluginVersion[2],
-             kPluginVersion[3]);
     const bool configured = intervalFlag2 != -1 && intervalFlag3 != -1;
     return cJSON_AddStringToObject(report, "version", version) &&
-           cJSON_AddStringToObject(report, "sdkVersion", agent) &&
+           cJSON_AddStringToObject(report, "sdkVersion", kPluginVersionText) &&
            cJSON_AddNumberToObject(report, "interval1", intervalFlag1) &&
            cJSON_AddNumberToObject(report, "interval2", intervalFlag2) &&
            cJSON_AddNumberToObject(report, "interval3", intervalFlag3) &&

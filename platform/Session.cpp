@@ -8,6 +8,7 @@
 
 #include "core/Common.h"
 #include "core/Config.h"
+#include "core/Version.h"
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
@@ -107,6 +108,7 @@ static void LoginServer()
     LoginRequest request = {};
     PinField(g_pin_code, request.pin);
     memcpy(request.token, mLoginTocken, kTokenSize);
+    static_assert(sizeof request.version == sizeof kPluginVersion, "the login has another kind of version");
     memcpy(request.version, kPluginVersion, sizeof request.version);
     uint8_t head[kLoginHeadSize];
     uint8_t record[kLoginRecordSize];

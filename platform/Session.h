@@ -7,10 +7,6 @@
 
 #include "platform/TcpServer.h"
 
-// Our version, as it is presented at login, and the tag that stands behind it in texts.
-constexpr uint8_t kPluginVersion[4] = {2, 0, 0, 7};
-constexpr char kBuildTag[] = "20220406";
-
 // Registers with the server at `address` (dotted text); the connection is closed again in every case.
 // Waits up to 10 s for the answer. Returns 0 with the login values filled in, or -1. Ends the process when the
 // router has no usable serial number, or PIN or KEY is empty: no registration could ever succeed then.

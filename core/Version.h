@@ -1,0 +1,11 @@
+// Version.h - which build of the agent this is. In a source of its own, so that another one is made of it alone.
+// State: constants. Threads: any.
+#pragma once
+
+#include <cstdint>
+
+constexpr int kVersionParts = 4;
+
+extern const uint8_t kPluginVersion[kVersionParts]; // as it is presented at login
+extern const char kPluginVersionText[];             // the same with dots
+extern const char kPluginVersionTagged[];           // with a dash and the build's tag behind it; at most 29 characters
