@@ -15,37 +15,6 @@ namespace sim
 
 static const int64_t kMostFrames = 100000; // of one command: they are put together before the first one leaves
 
-namespace
-{
-struct CommandRow {
-    const char *name;
-    const char *arguments;
-    const char *help;
-    size_t least, most; // words after the name
-    bool acts;          // on the wire: waits look at what happens from here on
-    Outcome (*run)(const Words &words, CommandContext *context);
-};
-} // namespace
-
-static Words From(const Words &words, size_t first)
-{
-    return Words(words.begin() + static_cast<std::ptrdiff_t>(std::min(first, words.size())), words.end());
-}
-
-static Outcome Result(bool ok, const std::string &error)
-{
-    return ok ? Outcome::Ok() : Outcome::Fail(error);
-}
-
-static Outcome RunHelp(const Words &words, CommandContext *context)
-{
-    std::string text;
-    if (!HelpText(words.size() > 1 ? words[1] : "", &text))
-        return Outcome::Fail("there is no command '" + words[1] + "'");
-    context->journal->Say(text);
-    return Outcome::Ok();
-}
-
 static Outcome RunFunctions(const Words &words, CommandContext *context)
 {
     std::string text;
@@ -53,35 +22,6 @@ static Outcome RunFunctions(const Words &words, CommandContext *context)
         return Outcome::Fail("there is no function '" + words[1] + "'");
     context->journal->Say(text);
     return Outcome::Ok();
-}
-
-static Outcome RunWait(const Words &words, CommandContext *context)
-{
-    Outcome outcome;
-    std::string error;
-    outcome.kind = Outcome::Wait;
-    return ParseWait(From(words, 1), context->waitTimeoutMs, &outcome.wait, &error) ? outcome : Outcome::Fail(error);
-}
-
-static Outcome RunExpect(const Words &words, CommandContext *context)
-{
-    std::string error;
-    const Event *taken = context->journal->Log().Taken();
-    if (!taken) return Outcome::Fail("nothing has been waited for yet");
-    return Result(CheckExpectation(*taken, From(words, 1), &error), error);
-}
-
-static Outcome RunMark(const Words &, CommandContext *context)
-{
-    context->journal->Log().MarkHere();
-    return Outcome::Ok();
-}
-
-static Outcome RunSleep(const Words &words, CommandContext *)
-{
-    Outcome outcome;
-    outcome.kind = Outcome::Sleep;
-    return ParseSeconds(words[1], &outcome.sleepMs) ? outcome : Outcome::Fail("'" + words[1] + "' is no time");
 }
 
 static Outcome RunRepeated(const Words &words, CommandContext *context, bool together)
@@ -169,32 +109,7 @@ static Outcome RunTarget(const Words &words, CommandContext *context)
     return Result(context->platform->Choose(static_cast<unsigned>(id), &error), error);
 }
 
-static Outcome RunStatus(const Words &, CommandContext *context)
-{
-    context->journal->Emit("status", context->platform->Status());
-    return Outcome::Ok();
-}
-
-static Outcome RunEcho(const Words &words, CommandContext *context)
-{
-    std::string text;
-    for (size_t i = 1; i < words.size(); i++) text += (i > 1 ? " " : "") + words[i];
-    context->journal->Say(text);
-    return Outcome::Ok();
-}
-
-static Outcome RunQuit(const Words &words, CommandContext *)
-{
-    Outcome outcome;
-    outcome.kind = Outcome::Quit;
-    int64_t status = 0;
-    if (words.size() > 1 && !ParseNumber(words[1], 0, 255, &status))
-        return Outcome::Fail("'" + words[1] + "' is no exit status");
-    outcome.status = static_cast<int>(status);
-    return outcome;
-}
-
-static const CommandRow kCommands[] = {
+static const CommandRow<CommandContext> kCommands[] = {
     {"flood", "COUNT COMMAND", "send a frame command COUNT times back to back", 2, 1000, true, RunFlood},
     {"burst", "COUNT COMMAND", "the same, all frames in one piece", 2, 1000, true, RunBurst},
     {"every", "MS COUNT COMMAND", "send a frame command COUNT times, MS milliseconds apart, while others go on", 3,
@@ -207,26 +122,8 @@ static const CommandRow kCommands[] = {
      false, RunMisbehave},
     {"http", "[PATH|* NAME[=VALUE]... [COUNT] | off [NAME]]",
      "let the HTTP server do something wrong with a path; alone: list what there is", 0, 30, false, RunHttp},
-    {"wait", "EVENT [KEY=VALUE]... [SECONDS]",
-     "wait for an event since the last command or wait: register, login, heartbeat, upload, ack, reply, connected, "
-     "disconnected, sent, http, http-stalled, http-done, bad-checksum, bad-frame, any",
-     1, 100, false, RunWait},
-    {"expect", "[field] PATH [=|!=|<|>|~] VALUE", "check the event that the last wait was for", 2, 4, false, RunExpect},
-    {"mark", "", "let waits look only at what happens from here on", 0, 0, false, RunMark},
-    {"sleep", "SECONDS", "do nothing for a while", 1, 1, false, RunSleep},
-    {"status", "", "show connections, counters and misbehaviours", 0, 0, false, RunStatus},
-    {"echo", "TEXT", "show a text", 0, 1000, false, RunEcho},
     {"functions", "[NAME]", "list the functions of the router; show one byte by byte", 0, 1, false, RunFunctions},
-    {"help", "[COMMAND]", "show this", 0, 1, false, RunHelp},
-    {"quit", "[STATUS]", "end, with this exit status", 0, 1, false, RunQuit},
 };
-
-static const CommandRow *FindCommand(const std::string &name)
-{
-    const auto row =
-        std::find_if(std::begin(kCommands), std::end(kCommands), [&](const CommandRow &r) { return name == r.name; });
-    return row == std::end(kCommands) ? nullptr : row;
-}
 
 Outcome RunCommand(const Words &words, CommandContext *context)
 {
@@ -236,32 +133,24 @@ Outcome RunCommand(const Words &words, CommandContext *context)
         std::string error;
         return Result(context->platform->Send(words, 1, false, &error), error);
     }
-    const CommandRow *row = FindCommand(words[0]);
-    if (!row) return Outcome::Fail("there is no command '" + words[0] + "'; try help");
-    if (words.size() - 1 < row->least || words.size() - 1 > row->most)
-        return Outcome::Fail(std::string("use: ") + row->name + (*row->arguments ? " " : "") + row->arguments);
-    if (row->acts) context->journal->Log().MarkHere();
-    return row->run(words, context);
+    return RunFrom(kCommands, words, context);
 }
 
-template <class Row>
-static std::string HelpLines(const Row &row)
-{
-    return std::string("  ") + row.name + (*row.arguments ? " " : "") + row.arguments + "\n        " + row.help + "\n";
-}
+static const std::vector<std::string> kEvents = {
+    "register",  "login",        "heartbeat", "upload",       "ack",  "reply",        "sent",     "any",
+    "connected", "disconnected", "bad-frame", "bad-checksum", "http", "http-stalled", "http-done"};
 
 bool HelpText(const std::string &name, std::string *text)
 {
     text->clear();
     if (name.empty()) *text = "Frames, sent to the latest agent that logged in:\n";
-    for (const FrameCommandRow &row : kFrameCommands)
-        if (name.empty() || name == row.name) *text += HelpLines(row);
+    *text += RowsHelp(kFrameCommands, name);
     if (name.empty())
         *text += "  FUNCTION [PARAMETER]...\n        ask or set something of the router: \"functions\" lists them all\n"
                  "Everything else:\n";
     if (const Function *function = FindFunction(name)) *text += FunctionHelp(*function);
-    for (const CommandRow &row : kCommands)
-        if (name.empty() || name == row.name) *text += HelpLines(row);
+    *text += RowsHelp(kCommands, name) + RowsHelp(kConsoleCommands, name);
+    if (name == "wait") *text += EventsHelp(kEvents);
     return !text->empty();
 }
 
@@ -280,8 +169,10 @@ std::vector<std::string> Completions(const Words &before)
     const std::string last = words.empty() ? "" : words.back();
     if (words.empty() || (words.size() == 1 && last == "help")) {
         for (const FrameCommandRow &row : kFrameCommands) found.push_back(row.name);
-        if (repeat == 0)
-            for (const CommandRow &row : kCommands) found.push_back(row.name);
+        if (repeat == 0) {
+            for (const auto &row : kCommands) found.push_back(row.name);
+            for (const auto &row : kConsoleCommands) found.push_back(row.name);
+        }
     }
     if (words.empty() || (words.size() == 1 && (last == "help" || last == "functions" || last == "function"))) {
         const std::vector<std::string> names = FunctionNameList();
@@ -302,8 +193,7 @@ std::vector<std::string> Completions(const Words &before)
     } else if (last == "http") {
         found = {"*", "off"};
     } else if (last == "wait") {
-        found = {"register",  "login",        "heartbeat", "upload",       "ack",  "reply",        "sent",     "any",
-                 "connected", "disconnected", "bad-frame", "bad-checksum", "http", "http-stalled", "http-done"};
+        found = kEvents;
     }
     return found;
 }

@@ -5,16 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "simulator/ConsoleCommands.h"
 #include "simulator/Platform.h"
-#include "simulator/Runner.h"
 
 namespace sim
 {
 
-struct CommandContext {
+struct CommandContext : ConsoleContext {
     Platform *platform;
-    Journal *journal;
-    int64_t waitTimeoutMs;
 };
 
 // Runs one command line. A command that acts on the wire sets the waits' mark before it does.

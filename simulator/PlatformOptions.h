@@ -2,17 +2,17 @@
 // State: none. Threads: start-up only.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "simulator/ConsoleOptions.h"
 #include "simulator/HttpServer.h"
 #include "simulator/Words.h"
 
 namespace sim
 {
 
-struct PlatformOptions {
+struct PlatformOptions : ConsoleOptions {
     std::vector<Address> registrationServers;
     Address login;
     bool announceGiven = false;
@@ -27,16 +27,6 @@ struct PlatformOptions {
     uint64_t seed = 1;
     bool httpOn = false;
     HttpSettings http;
-
-    std::string script; // "-" is standard input
-    std::string atEnd;  // "exit", "stay", or empty: what suits the source of the commands
-    bool prompt = true; // when standard input is a terminal
-    int64_t waitTimeoutMs = 60000;
-
-    bool json = false;
-    bool quiet = false;
-    bool hex = false;
-    std::string colour = "auto";
 };
 
 // Adds the subcommand, whose options end up in `*options`.

@@ -11,8 +11,6 @@
 #include <readline/history.h>
 #include <readline/readline.h>
 
-#include "simulator/Commands.h"
-
 namespace sim
 {
 
@@ -24,6 +22,7 @@ static const int64_t kFullPollMs = 20;
 static struct {
     std::function<void(const std::string &)> line;
     std::function<void()> end;
+    std::function<std::vector<std::string>(const Words &)> completions;
     std::string historyFile;
     std::vector<std::string> matches; // of the completion under way
 } s_prompt;
@@ -61,7 +60,7 @@ static char **Complete(const char *text, int start, int)
     std::string error;
     rl_attempted_completion_over = 1; // never file names
     if (!SplitWords(std::string(rl_line_buffer, static_cast<size_t>(start)), &before, &error)) return nullptr;
-    s_prompt.matches = Completions(before);
+    s_prompt.matches = s_prompt.completions(before);
     char **matches = rl_completion_matches(text, NextMatch);
     // The value follows NAME= without a blank.
     const std::string match = matches ? matches[0] : "";
@@ -69,8 +68,11 @@ static char **Complete(const char *text, int start, int)
     return matches;
 }
 
-Prompt::Prompt(Loop *loop, std::function<void(const std::string &)> line, std::function<void()> end) : loop_(loop)
+Prompt::Prompt(Loop *loop, std::function<void(const std::string &)> line, std::function<void()> end,
+               std::function<std::vector<std::string>(const Words &before)> completions)
+    : loop_(loop)
 {
+    s_prompt.completions = std::move(completions);
     s_prompt.line = std::move(line);
     s_prompt.end = std::move(end);
     const char *home = getenv("HOME");

@@ -4,8 +4,10 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "simulator/Loop.h"
+#include "simulator/Words.h"
 
 namespace sim
 {
@@ -14,7 +16,9 @@ namespace sim
 class Prompt
 {
   public:
-    Prompt(Loop *loop, std::function<void(const std::string &)> line, std::function<void()> end);
+    // `completions`: what may follow the words that stand before the one being typed.
+    Prompt(Loop *loop, std::function<void(const std::string &)> line, std::function<void()> end,
+           std::function<std::vector<std::string>(const Words &before)> completions);
     ~Prompt();
     Prompt(const Prompt &) = delete;
     Prompt &operator=(const Prompt &) = delete;

@@ -1,0 +1,111 @@
+#include "simulator/Console.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace sim
+{
+
+static const size_t kMostPendingLines = 1000;
+
+// SIGINT and SIGTERM as a descriptor, so that they end the loop between two events and not inside one.
+static int CatchEndSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+static bool UseColour(const ConsoleOptions &options)
+{
+    if (options.colour != "auto") return options.colour == "always";
+    return isatty(STDOUT_FILENO) && !getenv("NO_COLOR");
+}
+
+Console::Console(const ConsoleOptions &options)
+    : options_(options),
+      journal_({options.json, UseColour(options), options.quiet}, [this](const std::string &text) { Write(text); })
+{
+}
+
+Console::~Console()
+{
+    prompt_.reset();
+    reader_.reset();
+    if (signals_ >= 0) close(signals_);
+    if (script_ > STDIN_FILENO) close(script_);
+}
+
+bool Console::Open()
+{
+    const bool standardInput = options_.script.empty() || options_.script == "-";
+    script_ = standardInput ? STDIN_FILENO : open(options_.script.c_str(), O_RDONLY | O_CLOEXEC);
+    if (script_ < 0) {
+        fprintf(stderr, "plugsim: cannot read %s: %s\n", options_.script.c_str(), strerror(errno));
+        return false;
+    }
+    signals_ = CatchEndSignals();
+    return true;
+}
+
+void Console::Write(const std::string &text)
+{
+    if (prompt_)
+        prompt_->Print(text);
+    else if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0)
+        Finish(EXIT_CHECK_FAILED); // nobody would see what goes wrong from here on
+    if (runner_) runner_->Wake();
+}
+
+void Console::Finish(int status)
+{
+    status_ = status;
+    loop_.Stop();
+}
+
+void Console::StartReading(const ConsoleTool &tool)
+{
+    const bool scripted = !options_.script.empty();
+    const bool promptWanted = !scripted && options_.prompt && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
+    RunnerRules rules;
+    rules.interactive = promptWanted;
+    rules.strict = scripted;
+    rules.exitAtEnd = options_.atEnd.empty() ? scripted : options_.atEnd == "exit";
+    runner_ =
+        std::make_unique<Runner>(&loop_, &journal_, rules, tool.run, tool.busy, [this](int status) { Finish(status); });
+    const auto line = [this](const std::string &text) { runner_->AddLine(text); };
+    if (promptWanted)
+        prompt_ = std::make_unique<Prompt>(
+            &loop_, line, [this] { Finish(EXIT_OK); }, tool.completions);
+    else
+        reader_ = std::make_unique<LineReader>(
+            &loop_, script_, line, [this] { runner_->EndOfLines(); },
+            [this] { return runner_->Pending() < kMostPendingLines; });
+}
+
+int Console::Run(const ConsoleTool &tool)
+{
+    StartReading(tool);
+    loop_.Watch(signals_, POLLIN, [this](short) { loop_.Stop(); });
+    loop_.Run();
+
+    if (status_ == EXIT_OK && (journal_.Faults() > 0 || runner_->Failures() > 0)) status_ = EXIT_CHECK_FAILED;
+    prompt_.reset();
+    journal_.Emit("exit",
+                  {NumberField("status", status_), NumberField("faults", static_cast<int64_t>(journal_.Faults())),
+                   NumberField("failures", static_cast<int64_t>(runner_->Failures()))});
+    return status_;
+}
+
+} // namespace sim
