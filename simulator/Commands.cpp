@@ -9,6 +9,7 @@
 #include "simulator/HttpCommand.h"
 #include "simulator/Names.h"
 #include "simulator/RuleCommands.h"
+#include "simulator/WrongWords.h"
 
 namespace sim
 {
@@ -75,9 +76,7 @@ static std::string MisbehaviourList()
         "NAME[@STEP][=VALUE] [COUNT]; without COUNT until \"misbehave off\". Steps stand behind the name,\n"
         "those in brackets only when asked for.\n\n";
     for (const WrongRow &row : kWrongs) {
-        std::string name = std::string("  ") + row.name;
-        if (row.value) name += std::string(row.valueUnset ? "[=" : "=") + row.value + (row.valueUnset ? "]" : "");
-        text += name + std::string(name.size() < 28 ? 28 - name.size() : 1, ' ') + row.help + "\n";
+        text += WrongHelp(row.name, row.value, row.valueUnset, row.help);
         const unsigned more = row.allowed & ~row.steps;
         text += std::string(28, ' ') + "at " + StepsText(row.steps) + (more ? " [" + StepsText(more) + "]" : "") + "\n";
     }

@@ -10,7 +10,8 @@
 namespace sim
 {
 
-Connection::Connection(Loop *loop, int fd, Callbacks callbacks) : loop_(loop), fd_(fd), callbacks_(std::move(callbacks))
+Connection::Connection(Loop *loop, int fd, Callbacks callbacks, const std::string &self)
+    : loop_(loop), fd_(fd), callbacks_(std::move(callbacks)), self_(self)
 {
     loop_->Watch(fd_, POLLIN, [this](short events) { Ready(events); });
 }
@@ -37,7 +38,7 @@ void Connection::End(const std::string &by, const std::string &reason)
 
 void Connection::Close(const std::string &reason)
 {
-    End("platform", reason);
+    End(self_, reason);
 }
 
 void Connection::Reset()
@@ -45,7 +46,7 @@ void Connection::Reset()
     if (fd_ < 0) return;
     const linger at_once = {1, 0};
     setsockopt(fd_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-    End("platform", "reset");
+    End(self_, "reset");
 }
 
 void Connection::HalfClose()

@@ -1,4 +1,4 @@
-// Connection.h - one accepted connection: bytes in, deliveries out at their time.
+// Connection.h - one connection: bytes in, deliveries out at their time.
 //
 // State:    one Connection object; it owns the socket. Once closed it stays quiet for good.
 // Threads:  the loop's. The callbacks must not destroy the Connection they are called from.
@@ -19,10 +19,11 @@ class Connection
   public:
     struct Callbacks {
         std::function<void(const uint8_t *, size_t)> received;
-        std::function<void(const std::string &by, const std::string &reason)> closed; // by "agent" or "platform"
+        std::function<void(const std::string &by, const std::string &reason)> closed; // by "agent" or ourselves
     };
 
-    Connection(Loop *loop, int fd, Callbacks callbacks);
+    // `self` is what we are called when we close.
+    Connection(Loop *loop, int fd, Callbacks callbacks, const std::string &self = "platform");
     ~Connection();
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
@@ -54,6 +55,7 @@ class Connection
     Loop *loop_;
     int fd_;
     Callbacks callbacks_;
+    std::string self_;
     std::vector<Outgoing> outgoing_;
     uint64_t timer_ = 0;
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "simulator/WrongWords.h"
+
 namespace sim
 {
 
@@ -122,44 +124,26 @@ static bool ReadNumbers(ActiveWrong *active, std::string *error)
 
 bool Misbehaviour::Add(const Words &words, std::string *error)
 {
-    *error = "use: NAME[@STEP][=VALUE] [COUNT]";
-    if (words.empty() || words.size() > 2) return false;
-    const size_t equals = words[0].find('=');
-    const std::string front = words[0].substr(0, equals);
-    const size_t at = front.find('@');
-    const std::string name = front.substr(0, at);
-
-    const auto row = std::find_if(kWrongs.begin(), kWrongs.end(), [&](const WrongRow &r) { return name == r.name; });
+    WrongWords wrong;
+    if (!SplitWrong(words, "STEP", &wrong, error)) return false;
+    const auto row =
+        std::find_if(kWrongs.begin(), kWrongs.end(), [&](const WrongRow &r) { return wrong.name == r.name; });
     if (row == kWrongs.end()) {
-        *error = "there is no misbehaviour '" + name + "'";
+        *error = "there is no misbehaviour '" + wrong.name + "'";
         return false;
     }
-    ActiveWrong active = {&*row, row->steps, "", {}, -1};
-    if (at != std::string::npos) {
+    ActiveWrong active = {&*row, row->steps, "", {}, wrong.count};
+    if (wrong.where) {
         active.steps = 0;
         for (const StepRow &step : kSteps)
-            if (front.substr(at + 1) == step.name) active.steps = step.step & row->allowed;
+            if (*wrong.where == step.name) active.steps = step.step & row->allowed;
         if (!active.steps) {
-            *error = name + " can happen at " + StepsText(row->allowed) + " only";
+            *error = wrong.name + " can happen at " + StepsText(row->allowed) + " only";
             return false;
         }
     }
-    if (equals != std::string::npos && !row->value) {
-        *error = name + " takes no value";
-        return false;
-    }
-    if (row->value) {
-        if (equals == std::string::npos && !row->valueUnset) {
-            *error = name + " needs a value: " + name + "=" + row->value;
-            return false;
-        }
-        active.value = equals == std::string::npos ? row->valueUnset : words[0].substr(equals + 1);
-        if (!ReadNumbers(&active, error)) return false;
-    }
-    if (words.size() == 2 && !ParseNumber(words[1], 1, 1000000000, &active.left)) {
-        *error = "'" + words[1] + "' is no count";
-        return false;
-    }
+    if (!WrongValue(wrong, row->value, row->valueUnset, &active.value, error)) return false;
+    if (row->value && !ReadNumbers(&active, error)) return false;
     active_.push_back(active);
     return true;
 }

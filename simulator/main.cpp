@@ -2,6 +2,7 @@
 
 #include "simulator/FunctionsMain.h"
 #include "simulator/PlatformMain.h"
+#include "simulator/manager/ManagerMain.h"
 
 int main(int argc, char **argv)
 {
@@ -10,6 +11,8 @@ int main(int argc, char **argv)
     app.get_formatter()->column_width(28);
     sim::PlatformOptions platformOptions;
     const CLI::App *platform = sim::AddPlatformCommand(&app, &platformOptions);
+    sim::ManagerOptions managerOptions;
+    const CLI::App *manager = sim::AddManagerCommand(&app, &managerOptions);
     sim::FunctionsOptions functionsOptions;
     const CLI::App *functions = sim::AddFunctionsCommand(&app, &functionsOptions);
     try {
@@ -17,6 +20,7 @@ int main(int argc, char **argv)
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? sim::EXIT_OK : sim::EXIT_USAGE;
     }
+    if (manager->parsed()) return sim::RunManager(managerOptions);
     if (functions->parsed()) return sim::RunFunctions(functionsOptions);
     return platform->parsed() ? sim::RunPlatform(platformOptions) : sim::EXIT_USAGE;
 }

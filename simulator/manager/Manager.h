@@ -1,0 +1,99 @@
+// Manager.h - the router's management process: finds the agent's socket, answers what is asked, sends what commands
+// say.
+//
+// Events: waiting, connected, disconnected, request, answered, sent, withheld, auto-report, bad-frame, stopped.
+//
+// State: one Manager object. Threads: the loop's.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulator/Connection.h"
+#include "simulator/Journal.h"
+#include "simulator/manager/LocalRequests.h"
+#include "simulator/manager/LocalSocket.h"
+#include "simulator/manager/LocalWrongs.h"
+#include "simulator/manager/ManagerOptions.h"
+
+namespace sim
+{
+
+class Manager
+{
+  public:
+    Manager(const ManagerOptions &options, Loop *loop, Journal *journal);
+    ~Manager();
+    Manager(const Manager &) = delete;
+    Manager &operator=(const Manager &) = delete;
+
+    // Reads the files and begins to seek the agent. False with the reason.
+    bool Start(std::string *error);
+
+    // Sends what the words of a frame command make, `count` times; `together`: in one write. False with the reason.
+    bool Send(const Words &words, int64_t count, bool together, std::string *error);
+
+    // The same after `delayMs`, and then `count` - 1 times more, `periodMs` apart; 0: for good. A turn without a
+    // connection is left out.
+    bool Schedule(int64_t delayMs, int64_t periodMs, int64_t count, const Words &words, std::string *error);
+    size_t ClearTimetable();
+
+    // Whether the auto-report configuration is acted on.
+    void Report(bool on);
+
+    // Closes the connection, and stays away for `awayMs`; negative: until Connect().
+    void Disconnect(int64_t awayMs);
+    void Connect();
+
+    Household *House() { return &household_; }
+    AutoReportKeeper *AutoReport() { return &autoReport_; }
+    LocalMisbehaviour *Wrongs() { return &misbehaviour_; }
+    Fields Status() const;
+    bool Busy() const; // something is still to be sent
+
+    // What a line of the household's file, or a command about the household, does. False with the reason; `*known`
+    // tells whether it is such a command at all.
+    bool EditHousehold(const Words &words, bool *known, std::string *error);
+
+  private:
+    struct Turn {
+        Words words;
+        int64_t periodMs, left; // left 0: for good
+        uint64_t timer;
+    };
+    bool LoadHousehold(std::string *error);
+    void Connected(int fd);
+    void Closed(const std::string &by, const std::string &reason);
+    void Received(const uint8_t *data, size_t size);
+    void Arrived(const LocalArrival &arrival);
+    void Reply(const LocalFrame &request, const LocalExchange &exchange);
+    void BadFrame(const std::string &reason, const Bytes &bytes);
+    LocalDelivery Deliver(const LocalOutgoing &outgoing, const char *event, Fields more);
+    void Dispatch(LocalDelivery delivery);
+    void TakeTurn(uint64_t number);
+    void ArmReports();
+    void ReportDue(int type);
+
+    ManagerOptions options_;
+    Loop *loop_;
+    Journal *journal_;
+    Household household_;
+    AutoReportKeeper autoReport_;
+    LocalMisbehaviour misbehaviour_;
+    LocalSender sender_;
+    LocalSocket socket_;
+    LocalCutter cutter_;
+    std::unique_ptr<Connection> connection_;
+    unsigned connections_ = 0; // so far
+    uint64_t framesIn_ = 0, framesOut_ = 0;
+    std::map<uint64_t, Turn> turns_;
+    uint64_t nextTurn_ = 1;
+    bool reports_;
+    double reportsSince_ = 0;
+    std::vector<uint64_t> reportTimers_;
+};
+
+} // namespace sim
