@@ -167,10 +167,12 @@ constexpr FieldLayout kSupportFields[] = {Named("support", kNoYes, "whether ther
 constexpr Layout kSupport = {kSupportFields};
 constexpr FieldLayout kTopologyFields[] = {TextToEnd("topology", "the management process's text")};
 constexpr Layout kTopology = {kTopologyFields};
+constexpr FieldLayout kWifiInfoItemFields[] = {Opaque("record", 77, "in the management process's own form")};
+constexpr Layout kWifiInfoItem = {kWifiInfoItemFields};
 constexpr FieldLayout kWifiInfoFields[] = {
-    BytesToEnd("data", "the management process's records, 77 bytes each, at most 30")};
+    List("networks", kWifiInfoItem, 30, "the management process's records, 77 bytes each")};
 constexpr Layout kWifiInfo = {kWifiInfoFields};
-constexpr FieldLayout kBssidFields[] = {BytesToEnd("data", "the management process's answer")};
+constexpr FieldLayout kBssidFields[] = {TextToEnd("bssid", "the management process's text")};
 constexpr Layout kBssid = {kBssidFields};
 
 // ---- When a reply has no more than its header, and other things to know

@@ -1,7 +1,7 @@
 // Sandbox.h - a world of its own for one test process: its own /tmp, its own network and its own processes.
 //
-// The agent has fixed paths in /tmp and kills programs by their names, and the tests have fixed ports, so tests that run
-// at the same time, or beside an agent that is in use, would disturb each other. In here nothing else exists, and
+// The agent has fixed paths in /tmp and kills programs by their names, and the tests have fixed ports, so tests that
+// run at the same time, or beside an agent that is in use, would disturb each other. In here nothing else exists, and
 // nothing is left behind.
 //
 // State: none.

@@ -2,11 +2,12 @@
 #include <cstdio>
 
 #include "tests/e2e/EndToEnd.h"
+#include "tests/e2e/Manager.h"
 #include "tests/e2e/Sandbox.h"
 
 void EndToEnd::SetUp()
 {
-    for (const char *path : {kStatusFile, kConfigFile, kAgentFolder}) std::filesystem::remove_all(path);
+    for (const char *path : {kStatusFile, kConfigFile, kAgentFolder, kSocket}) std::filesystem::remove_all(path);
 }
 
 int main(int argc, char *argv[])

@@ -1,0 +1,20 @@
+#include "tests/e2e/Manager.h"
+
+static std::vector<std::string> Arguments(const ManagerOptions &options)
+{
+    std::vector<std::string> arguments = {"manager", "--json",  "--socket",
+                                          kSocket,   "--retry", std::to_string(options.retry)};
+    if (!options.state.empty()) arguments.insert(arguments.end(), {"--state", options.state});
+    for (const std::string &misbehaviour : options.misbehaviours)
+        arguments.insert(arguments.end(), {"--misbehave", misbehaviour});
+    return arguments;
+}
+
+Manager::Manager(const ManagerOptions &options) : Plugsim(Arguments(options)) {}
+
+void Manager::Tell(const std::string &command)
+{
+    Command(command);
+    Command("plugin-state");
+    Wait("request", {{"name", "plugin-state"}});
+}
