@@ -53,10 +53,14 @@ add_library(plugcore STATIC
   rules/eaccess.cpp
   rules/iot_poll.cpp
   rules/iot_signal.cpp
+  subdev/ArpTable.cpp
   subdev/Function39.cpp
   subdev/Function40.cpp
+  subdev/KnownDevices.cpp
+  subdev/MacText.cpp
   subdev/OnlineReport.cpp
   subdev/Subdev.cpp
+  subdev/SubdevReport.cpp
 )
 target_compile_definitions(plugcore PRIVATE
   PLUG_DEFAULT_SERVER1="${PLUG_DEFAULT_SERVER1}"

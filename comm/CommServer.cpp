@@ -18,6 +18,7 @@
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"
+#include "subdev/Function39.h"
 #include "subdev/Function40.h"
 
 std::atomic<int> CommRun;
@@ -269,6 +270,7 @@ static void AcceptOnce()
         return;
     }
     StartInstance(fd);
+    Fn39ClientCame();
     Fn40ClientCame();
 }
 

@@ -127,6 +127,6 @@ int BlackListQuery(WireReader *, WireWriter *reply)
 
 int DeviceReportRequest(WireReader *, WireWriter *)
 {
-    nQuerySubdev = 1;
+    RequestSubdev();
     return 0;
 }

@@ -6,4 +6,6 @@ extern const char *const kPathDefaultConfig; // the configuration file when -f n
 extern const char *const kPathLocalConfig;   // the configuration file of last resort
 extern const char *const kPathTraceroute;    // what the last traceroute has printed
 extern const char *const kPathRateTest;      // what the rate test would write, if it kept what it downloads
+extern const char *const kPathSubdev;        // the ARP table, as the scan of the attached devices has found it
+extern const char *const kPathMacConfig;     // MACs of the devices that have been reported
 extern const char *const kPathCommServer;    // the socket of the local command server

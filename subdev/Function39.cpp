@@ -1,6 +1,166 @@
+#define LOG_MODULE "Function39"
 #include "subdev/Function39.h"
+
+#include <algorithm>
+#include <cstring>
+#include <pthread.h>
+
+#include "comm/CommServer.h"
+#include "core/Common.h"
+#include "os/OsClock.h"
+#include "os/OsMemory.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "platform/Protool.h"
+#include "platform/Settings.h"
+#include "sdk/RouterSdk.h"
+#include "subdev/DeviceTable.h"
+#include "subdev/KnownDevices.h"
+#include "subdev/OnlineReport.h"
+
+static const int64_t kCycleMs = 10000;
+static const int64_t kFailureMs = 60000;
+static const int32_t kCyclesPerQuery = 6;
+
+static std::atomic<int> Fn39Run;
+static bool Fn39Started; // main thread only, as is the next
+static pthread_t Fn39PID;
+static OsWaiter s_wake; // woken when Fn39Run or CommClientReg changes
+
+// The report thread's own.
+static DevCfg *pF39Dev;  // ROUTER_SDK_DEVICES records
+static uint16_t s_count; // devices of the last list, at most kKnownMost
+
+// ---- Waiting ----
+
+// whateverClient: goes on although a local client has come.
+static void Pause(int64_t milliseconds, bool whateverClient)
+{
+    const int64_t deadline = OsNowMs() + milliseconds;
+    OsGuard guard(&s_wake);
+    while (Fn39Run == 1 && (whateverClient || CommClientReg != 1) && OsWaitUntil(&s_wake, deadline)) {
+    }
+}
+
+// A pause with nothing behind it that would have to be done yet: it ends as well when a local client comes.
+static void Idle(int64_t milliseconds)
+{
+    Pause(milliseconds, false);
+}
+
+// ---- A cycle ----
+
+static bool ReadDevices()
+{
+    uint16_t count = 0;
+    memset(pF39Dev, 0, ROUTER_SDK_DEVICES * sizeof *pF39Dev);
+    s_count = 0;
+    if (WithDeviceTable([&] { return get_devs_cfg(pF39Dev, &count); }, "Fn39ReportProc") != 0) return false;
+    s_count = std::min<uint16_t>(count, kKnownMost);
+    return true;
+}
+
+static void Fn39OnlineReport(const DevCfg &device)
+{
+    uint8_t data[kOnlineDataSize] = {};
+    memcpy(data, device.name, sizeof device.name);
+    OnlineReportSend(LOG_MODULE, __func__, device.mac, data);
+}
+
+// Returns whether the list could be read.
+static bool Query()
+{
+    LOG_AS(LOG_LEVEL_DEBUG, "Fn39ReportProc", "Func39 query...");
+    if (!ReadDevices()) {
+        LOG_AS(LOG_LEVEL_ERR, "Fn39ReportProc", "Func39 get_devs_cfg failed.");
+        return false;
+    }
+    for (uint16_t i = 0; i < s_count && Fn39Run == 1; i++) {
+        if (KnownHas(pF39Dev[i].mac)) continue;
+        Fn39OnlineReport(pF39Dev[i]);
+        KnownAdd(pF39Dev[i].mac);
+    }
+    return true;
+}
+
+static void Renew()
+{
+    KnownClear();
+    for (uint16_t i = 0; i < s_count; i++) KnownAdd(pF39Dev[i].mac);
+    Fn39UpdateMac();
+}
+
+// ---- The thread ----
+
+// One turn of the thread. cycle: counts from 1, and again after a renewal.
+static void Turn(int32_t *cycle)
+{
+    if (AutoReportDevinfo == 0 || mLogin != 1) {
+        Idle(kCycleMs);
+        return;
+    }
+    Pause(kCycleMs, true); // the query behind it is due even if a local client comes meanwhile
+    if (Fn39Run != 1) return;
+    if (*cycle % kCyclesPerQuery == 0 && !Query()) {
+        Idle(mLogin == 1 ? kFailureMs : kCycleMs);
+        return;
+    }
+    if (*cycle < Fn40Interval) {
+        ++*cycle;
+        return;
+    }
+    Renew();
+    *cycle = 1;
+}
+
+static void *Fn39ReportProc(void *)
+{
+    int32_t cycle = 1;
+    while (Fn39Run == 1 && CommClientReg != 1) Turn(&cycle);
+    if (Fn39Run == 1) LOG_DEBUG("Use function 40");
+    return nullptr;
+}
 
 int Fn39Init()
 {
+    KnownClear();
+    Fn39Started = false;
+    if (CommClientReg == 1) {
+        LOG_DEBUG("Use function 40");
+        return 0;
+    }
+    pF39Dev = static_cast<DevCfg *>(OsAllocate(ROUTER_SDK_DEVICES * sizeof *pF39Dev));
+    if (!pF39Dev) {
+        LOG_ERR("Malloc func39 devices failed.");
+        return -1;
+    }
+    Fn39LoadMac();
+    s_count = 0;
+    Fn39Run = 1;
+    if (OsThreadStart(&Fn39PID, Fn39ReportProc, nullptr) != 0) {
+        OsFree(pF39Dev);
+        LOG_ERR("Create FnReportProc failed.");
+        return -1;
+    }
+    Fn39Started = true;
     return 0;
+}
+
+void Fn39Stop()
+{
+    {
+        OsGuard guard(&s_wake);
+        Fn39Run = 0;
+        OsWakeAll(&s_wake);
+    }
+    if (!Fn39Started) return;
+    OsThreadJoin(Fn39PID);
+    OsFree(pF39Dev);
+    Fn39Started = false;
+}
+
+void Fn39ClientCame()
+{
+    OsGuard guard(&s_wake);
+    OsWakeAll(&s_wake);
 }

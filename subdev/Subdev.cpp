@@ -1,9 +1,247 @@
+#define LOG_MODULE "Subdev"
 #include "subdev/Subdev.h"
 
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "core/Common.h"
+#include "core/Wire.h"
+#include "os/OsClock.h"
+#include "os/OsCommand.h"
+#include "os/OsFile.h"
+#include "os/OsProcess.h"
+#include "os/OsWait.h"
+#include "os/Paths.h"
+#include "sdk/RouterSdk.h"
+#include "subdev/ArpTable.h"
+#include "subdev/DeviceTable.h"
+#include "subdev/SubdevReport.h"
+
+static const int64_t kStepMs = 20;
+static const int64_t kRetryMs = 1000;
+static const int64_t kLockRetryMs = 50; // nothing else would keep a lock that fails from being tried without end
+static const int64_t kRestMs = 3000;
+static const int64_t kRestOfFewMs = 4000;
+static const uint16_t kFewDevices = 15; // from here on the shorter rest
+static const size_t kSegmentMin = 6;    // "1.2.3."
+static const size_t kSegmentMax = 12;   // "100.100.100."
+static const size_t kCommandSize = 127;
+static const char kThread[] = "SubdevThread"; // in the log
+
 pthread_mutex_t SubdevMutex = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
-std::atomic<int> nQuerySubdev{0};
+std::atomic<int> SubdevRun;
+std::atomic<int> nQuerySubdev;
+
+static OsWaiter s_wake; // woken when one of the two changes
+static OsCommand s_arp;
+static pthread_t s_worker; // main thread only, as is the next
+static bool s_started;
+
+// The worker's own.
+static DevCfg s_devices[ROUTER_SDK_DEVICES];
+static uint16_t s_count;
+static SubdevReport s_report;
+static char s_segment[kSegmentSize];
+
+// ---- Waiting ----
+
+// Both return whether the worker is to go on.
+static bool Pause(int64_t milliseconds)
+{
+    const int64_t deadline = OsNowMs() + milliseconds;
+    OsGuard guard(&s_wake);
+    while (SubdevRun == 1 && OsWaitUntil(&s_wake, deadline)) {
+    }
+    return SubdevRun == 1;
+}
+
+static bool AwaitRequest()
+{
+    OsGuard guard(&s_wake);
+    while (SubdevRun == 1 && nQuerySubdev == 0) OsWaitUntil(&s_wake, OS_FOREVER);
+    return SubdevRun == 1;
+}
+
+// ---- The steps of a scan ----
+
+static void PutFigure(uint8_t field[8], uint64_t figure)
+{
+    WireWriter w = WireWrite(field, 8);
+    WirePutLe64(&w, swapInt64(figure));
+}
+
+// Fills the device array. Returns 0, or after how many milliseconds to try again.
+static int64_t ReadDevices()
+{
+    memset(s_devices, 0, sizeof s_devices);
+    s_count = s_report.count = 0;
+    int result = 0;
+    if (WithDeviceTable(
+            [&] {
+                result = get_devs_cfg(s_devices, &s_count);
+                return 0;
+            },
+            kThread) != 0)
+        return kLockRetryMs;
+    if (result == 0 && s_count <= kSubdevMost) return 0;
+    LOG_AS(LOG_LEVEL_ERR, kThread, result != 0 ? "get_devs_cfg Failed." : "DeviceNum too large.");
+    return kRetryMs;
+}
+
+static void AddDevices()
+{
+    for (uint16_t i = 0; i < s_count; i++) {
+        const DevCfg &device = s_devices[i];
+        const uint32_t ip = device.ip;
+        SubdevRecord *record =
+            SubdevReportAdd(&s_report, reinterpret_cast<const uint8_t *>(&ip), device.mac, device.name);
+        record->online = 1;
+        record->access = device.access;
+    }
+}
+
+static void GetFlowStatisData()
+{
+    for (uint16_t i = 0; i < s_count; i++) {
+        SubdevRecord *record = &s_report.frame.records[i];
+        WithDeviceTable([=] {
+            PutFigure(record->down, get_dev_ds_bw(record->mac));
+            PutFigure(record->up, get_dev_us_bw(record->mac));
+            return 0;
+        });
+    }
+}
+
+bool GetInNetSeg(const char *address, char segment[kSegmentSize])
+{
+    size_t length = 0;
+    for (int dots = 0; dots < 3; length++) {
+        const char c = address[length];
+        if (length == kSegmentMax || (c != '.' && (c < '0' || c > '9'))) return false;
+        if (c == '.') dots++;
+    }
+    memcpy(segment, address, length);
+    segment[length] = '\0';
+    return true;
+}
+
+// The segment of the first device; without one, the segment stays what it was.
+static bool FindSegment()
+{
+    if (s_count == 0) return true;
+    const uint32_t ip = s_devices[0].ip;
+    char address[INET_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET, &ip, address, sizeof address);
+    if (GetInNetSeg(address, s_segment)) return true;
+    LOG_AS(LOG_LEVEL_ERR, kThread, "GetInNetSeg failed.");
+    return false;
+}
+
+// Leaves the segment's part of the ARP table in its file. Returns false when there can be none.
+static bool DumpArpTable()
+{
+    char command[kCommandSize];
+    const int length = snprintf(command, sizeof command, "cat /proc/net/arp | grep %s | grep -v 00:00:00:00:00:00 > %s",
+                                s_segment, kPathSubdev);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof command) return false;
+    // The shell would follow a link that somebody has put there, and wait for ever at a pipe.
+    if (OsReplaceFile(kPathSubdev, "", 0) != 0) return false;
+    OsCommandRun(&s_arp, command); // when it fails, the file stays empty
+    return true;
+}
+
+static void AddNeighbour(const ArpEntry &entry)
+{
+    char name[64] = "";
+    const int error = WithDeviceTable([&] { return get_dev_name(entry.mac, name); }, "GetOffLineInfo");
+    char field[sizeof SubdevRecord::name] = "";
+    // Of a text, not of a field: what stands behind its terminator is nobody's.
+    if (error == 0) memcpy(field, name, strnlen(name, sizeof field));
+    SubdevReportAdd(&s_report, entry.ip, entry.mac, field);
+}
+
+static void GetOffLineInfo()
+{
+    const bool dumped = DumpArpTable();
+    if (!Pause(kStepMs)) return;
+    const int fd = dumped ? OsOpenForReading(kPathSubdev, false) : -1;
+    if (fd < 0) {
+        LOG_ERR("Unable to open file %s.", kPathSubdev);
+        return;
+    }
+    ArpReader table = ArpRead(fd);
+    ArpEntry entry;
+    while (s_report.count < kSubdevMost && ArpNext(&table, &entry))
+        if (!SubdevReportFind(&s_report, entry.mac)) AddNeighbour(entry);
+    close(fd);
+    Pause(kStepMs);
+}
+
+// ---- The worker ----
+
+// Makes the report ready to be sent. Returns 0, or after how many milliseconds to try again.
+static int64_t Scan()
+{
+    const int64_t retry = ReadDevices();
+    if (retry != 0) return retry;
+    AddDevices();
+    if (!Pause(kStepMs)) return kRetryMs;
+    GetFlowStatisData();
+    if (!FindSegment()) return kRetryMs;
+    if (strnlen(s_segment, kSegmentSize) < kSegmentMin) return 0; // there never was a device: an empty report
+    Pause(kStepMs);
+    LOG_AS(LOG_LEVEL_DEBUG, kThread, "InNetSeg=%s", s_segment);
+    GetOffLineInfo();
+    GetBlackInfo(&s_report);
+    return 0;
+}
+
+static void *SubdevThread(void *)
+{
+    while (AwaitRequest()) {
+        const int64_t retry = Scan();
+        if (SubdevRun != 1) break;
+        if (retry != 0) {
+            Pause(retry);
+            continue;
+        }
+        SendtoServer(&s_report);
+        Pause(s_report.count < kFewDevices ? kRestOfFewMs : kRestMs);
+        nQuerySubdev = 0;
+    }
+    return nullptr;
+}
 
 int StartSubdev()
 {
-    return 0;
+    memset(s_segment, 0, sizeof s_segment);
+    LOG_DEBUG("Start Subdevice task.");
+    SubdevRun = 1;
+    nQuerySubdev = 0;
+    SubdevReportReset();
+    OsCommandReady(&s_arp);
+    const int error = OsThreadStart(&s_worker, SubdevThread, nullptr);
+    s_started = error == 0;
+    return error;
+}
+
+void SubdevStop()
+{
+    {
+        OsGuard guard(&s_wake);
+        SubdevRun = 0;
+        OsWakeAll(&s_wake);
+    }
+    OsCommandStop(&s_arp);
+    if (s_started) OsThreadJoin(s_worker);
+    s_started = false;
+}
+
+void RequestSubdev()
+{
+    OsGuard guard(&s_wake);
+    nQuerySubdev = 1;
+    OsWakeAll(&s_wake);
 }

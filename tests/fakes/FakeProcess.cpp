@@ -61,6 +61,8 @@ const char *const kPathDefaultConfig = Inside("plug.conf");
 const char *const kPathLocalConfig = Inside("local-plug.conf");
 const char *const kPathTraceroute = Inside("tracerouteFile");
 const char *const kPathRateTest = Inside("rate");
+const char *const kPathSubdev = Inside("tmpSubdev");
+const char *const kPathMacConfig = Inside("macconfig");
 const char *const kPathCommServer = Inside("CommServer");
 
 int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)

@@ -71,6 +71,8 @@ const char *const kPathDefaultConfig = "default.conf";
 const char *const kPathLocalConfig = "local.conf";
 const char *const kPathTraceroute = "traceroute";
 const char *const kPathRateTest = "rate";
+const char *const kPathSubdev = "subdev";
+const char *const kPathMacConfig = "macconfig";
 const char *const kPathCommServer = "comm";
 
 int64_t OsNowMs()

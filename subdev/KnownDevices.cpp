@@ -1,0 +1,103 @@
+#define LOG_MODULE "Function39"
+#include "subdev/KnownDevices.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "core/Common.h"
+#include "os/OsFile.h"
+#include "os/Paths.h"
+#include "platform/Protool.h"
+#include "subdev/MacText.h"
+
+static const size_t kLineMax = 31; // characters of a line that is read
+static const size_t kLineSize = 2 * kMacSize + 2;
+
+static struct {
+    uint8_t mac[kMacSize];
+    uint8_t spare[2];
+} OnlineMac[kKnownMost];
+static_assert(sizeof OnlineMac[0] == 8, "an entry has grown");
+int32_t f39Num;
+
+void KnownClear()
+{
+    f39Num = 0;
+    memset(OnlineMac, 0, sizeof OnlineMac);
+}
+
+bool KnownHas(const uint8_t *mac)
+{
+    for (int32_t i = 0; i < f39Num; i++)
+        if (memcmp(OnlineMac[i].mac, mac, kMacSize) == 0) return true;
+    return false;
+}
+
+void KnownAdd(const uint8_t *mac)
+{
+    if (f39Num < kKnownMost) memcpy(OnlineMac[f39Num++].mac, mac, kMacSize);
+}
+
+// A line without its line feed, terminated.
+static void AddLine(const char *line)
+{
+    uint8_t mac[kMacSize];
+    if (!MacFromText(line, 0, mac)) return;
+    const char *end = line + 2 * kMacSize;
+    if (*end == '\0' || strcmp(end, "\r") == 0) KnownAdd(mac);
+}
+
+// Returns how many bytes the file has, at most `size`.
+static size_t ReadUpTo(int fd, char *text, size_t size)
+{
+    size_t filled = 0;
+    while (filled < size) {
+        const ssize_t count = read(fd, text + filled, size - filled);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) break;
+        filled += static_cast<size_t>(count);
+    }
+    return filled;
+}
+
+int Fn39LoadMac()
+{
+    const int fd = OsOpenForReading(kPathMacConfig, false);
+    if (fd < 0) {
+        f39Num = 0;
+        LOG_ERR("open MacConf file failed");
+        return -1;
+    }
+    LOG_DEBUG("LOAD macconfig");
+    char text[kKnownMost * (kLineMax + 1) + 1];
+    char *const end = text + ReadUpTo(fd, text, sizeof text - 1);
+    close(fd);
+    *end = '\0';
+    char *line = text;
+    for (int32_t lines = 0; lines < kKnownMost && line < end; lines++) {
+        char *feed = static_cast<char *>(memchr(line, '\n', static_cast<size_t>(end - line)));
+        if (!feed) feed = end;
+        *feed = '\0';
+        AddLine(line);
+        line = feed + 1;
+    }
+    return 0;
+}
+
+int Fn39UpdateMac()
+{
+    if (mLogin != 1) return -2;
+    LOG_DEBUG("UpdateMacProfile");
+    char text[kKnownMost * kLineSize + 1];
+    size_t length = 0;
+    for (int32_t i = 0; i < f39Num; i++) {
+        const uint8_t *m = OnlineMac[i].mac;
+        snprintf(text + length, kLineSize + 1, "%02x%02x%02x%02x%02x%02x\r\n", m[0], m[1], m[2], m[3], m[4], m[5]);
+        length += kLineSize;
+    }
+    if (OsReplaceFile(kPathMacConfig, text, length) == 0) return 0;
+    LOG_ERR("file open error");
+    return -1;
+}
