@@ -1,0 +1,507 @@
+// Devices that show up on the router's own list: when it is read, what is reported, and who takes over.
+#include "subdev/Function39.h"
+
+#include <cstring>
+#include <filesystem>
+#include <unistd.h>
+
+#include "comm/CommServer.h"
+#include "core/Config.h"
+#include "os/OsClock.h"
+#include "os/OsWait.h"
+#include "os/Paths.h"
+#include "platform/Protool.h"
+#include "subdev/KnownDevices.h"
+#include "tests/unit/agent/SubdevTest.h"
+
+namespace
+{
+
+typedef std::vector<std::string> Calls;
+
+class Function39 : public LinkedTest
+{
+  protected:
+    void SetUp() override
+    {
+        LinkedTest::SetUp();
+        Fn40Interval = 30;
+        AutoReportDevinfo = 1;
+        CommClientReg = 0;
+        unlink(kPathMacConfig);
+    }
+
+    void TearDown() override
+    {
+        Fn39Stop();
+        CommClientReg = 0;
+        unlink(kPathMacConfig);
+        LinkedTest::TearDown();
+    }
+
+    void Start()
+    {
+        others = Threads();
+        ASSERT_EQ(0, Fn39Init());
+        AwaitPause(10000);
+    }
+
+    static void AwaitPause(int64_t milliseconds)
+    {
+        ASSERT_TRUE(Within([=] { return FakeClockNextDeadlineMs() == milliseconds; })) << FakeClockNextDeadlineMs();
+    }
+
+    // So many pauses of ten seconds.
+    static void Pass(int cycles)
+    {
+        for (int i = 0; i < cycles; i++) {
+            ASSERT_NO_FATAL_FAILURE(AwaitPause(10000));
+            FakeClockAdvanceMs(10000);
+        }
+        AwaitPause(10000);
+    }
+
+    static void Household(std::initializer_list<unsigned> numbers)
+    {
+        gSdk.devices.clear();
+        for (unsigned number : numbers) gSdk.devices.push_back(SubdevDevice(number));
+    }
+
+    // The next frame is the report of this device.
+    void ExpectReport(unsigned number)
+    {
+        const std::string name = "dev" + std::to_string(number);
+        const Bytes report =
+            Hex("0000 2800 0000 0100") + SubdevMac(number) + Text(name) + Bytes(32 - name.size()) + Bytes{1};
+        ASSERT_EQ(47u, report.size());
+        const Bytes frame = peer.ReceiveFrame();
+        ASSERT_GE(frame.size(), kFrameHeaderSize) << "no report";
+        EXPECT_EQ(Hex("CC DD 33 00"), Bytes(frame.begin(), frame.begin() + 4)); // 19, with the router's MAC
+        EXPECT_EQ(Record(40, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
+    }
+
+    static size_t Threads()
+    {
+        const std::filesystem::directory_iterator tasks("/proc/self/task");
+        return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
+    }
+
+    // Waits for the thread to end by itself.
+    void ExpectHandOver()
+    {
+        EXPECT_TRUE(Within([this] { return Threads() == others; }));
+        const std::string log = Log();
+        EXPECT_NE(std::string::npos, log.find("[DEBUG] [Function39->Fn39ReportProc->"));
+        EXPECT_NE(std::string::npos, log.find("]-> Use function 40\n\n"));
+    }
+
+    bool Logged(const std::string &line) { return Log().find("]-> " + line + "\n\n") != std::string::npos; }
+
+    size_t others = 0; // threads besides the report thread
+};
+
+} // namespace
+
+// ---- The list ----
+
+TEST_F(Function39, TheListIsReadEverySixthCycleOfTenSeconds)
+{
+    Start();
+    Pass(5);
+    EXPECT_TRUE(gSdk.calls.empty());
+    Pass(1);
+    EXPECT_EQ(Calls{"get_devs_cfg"}, gSdk.calls);
+    EXPECT_TRUE(Logged("Func39 query..."));
+    Pass(5);
+    EXPECT_EQ(1u, gSdk.calls.size());
+    Pass(1);
+    EXPECT_EQ(2u, gSdk.calls.size());
+}
+
+TEST_F(Function39, WithoutAFileEveryDevicePresentIsReportedOnceInTheOrderOfTheList)
+{
+    Household({3, 1, 2});
+    Start();
+    Pass(6);
+    ExpectReport(3);
+    ExpectReport(1);
+    ExpectReport(2);
+    Pass(6);
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, ADeviceOfTheFileIsNotReported)
+{
+    WriteFile(kPathMacConfig, "02aa00000001\r\n");
+    Household({1, 2});
+    Start();
+    Pass(6);
+    ExpectReport(2);
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, ADeviceThatShowsUpIsReportedAtTheNextQuery)
+{
+    Household({1});
+    Start();
+    Pass(6);
+    ExpectReport(1);
+    Household({1, 2});
+    Pass(5);
+    ExpectNothingSent();
+    Pass(1);
+    ExpectReport(2);
+}
+
+TEST_F(Function39, ADeviceThatStandsTwiceInTheListIsReportedOnce)
+{
+    Household({1, 2, 1});
+    Start();
+    Pass(6);
+    ExpectReport(1);
+    ExpectReport(2);
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, ANameOf16BytesPassesWhole)
+{
+    Household({1});
+    memcpy(gSdk.devices[0].name, "\xFF%n\n456789ABCDEF", 16);
+    Start();
+    Pass(6);
+    const Bytes body = Decrypted([&] {
+        const Bytes frame = peer.ReceiveFrame();
+        return Bytes(frame.begin() + kFrameHeaderSize, frame.end());
+    }());
+    ASSERT_GE(body.size(), 47u);
+    EXPECT_EQ(Text("\xFF%n\n456789ABCDEF") + Bytes(16) + Bytes{1}, Bytes(body.end() - 33, body.end()));
+}
+
+TEST_F(Function39, With128KnownDevicesNewOnesAreReportedAtEveryQuery)
+{
+    std::string file;
+    char line[16];
+    for (unsigned i = 1; i <= 128; i++) {
+        snprintf(line, sizeof line, "02aa0000%04x\r\n", i);
+        file += line;
+    }
+    WriteFile(kPathMacConfig, file);
+    Household({500, 1, 501});
+    Start();
+    for (int i = 0; i < 2; i++) {
+        Pass(6);
+        ExpectReport(500);
+        ExpectReport(501);
+        ExpectNothingSent();
+    }
+    EXPECT_EQ(128, f39Num);
+}
+
+TEST_F(Function39, OfAListThatCountsMoreThanItsRoom128AreTaken)
+{
+    for (unsigned i = 1; i <= 300; i++) gSdk.devices.push_back(SubdevDevice(i));
+    gSdk.numbers["get_devs_cfg"] = 65535;
+    Start();
+    Pass(6);
+    for (unsigned i = 1; i <= 128; i++) ExpectReport(i);
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, TheLockIsHeldDuringTheCallAlone)
+{
+    bool held = false;
+    gSdk.onCall = [&](const std::string &) { held = pthread_mutex_trylock(&SubdevMutex) == EBUSY; };
+    Start();
+    Pass(6);
+    EXPECT_TRUE(held);
+    EXPECT_EQ(0, pthread_mutex_trylock(&SubdevMutex));
+    pthread_mutex_unlock(&SubdevMutex);
+}
+
+TEST_F(Function39, AListThatFailsIsTriedAgainAfterAMinuteAndACycle)
+{
+    Household({1});
+    gSdk.results["get_devs_cfg"] = 3;
+    gSdk.careless = true;
+    Start();
+    for (int i = 0; i < 5; i++) Pass(1);
+    FakeClockAdvanceMs(10000);
+    AwaitPause(60000);
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[ERR] [Function39->Fn39ReportProc->"));
+    EXPECT_NE(std::string::npos, log.find("]-> Func39 get_devs_cfg failed.\n\n"));
+    gSdk.results.clear();
+    FakeClockAdvanceMs(60000);
+    AwaitPause(10000);
+    EXPECT_EQ(1u, gSdk.calls.size());
+    Pass(1); // still the sixth
+    EXPECT_EQ(2u, gSdk.calls.size());
+    ExpectReport(1);
+}
+
+TEST_F(Function39, AListThatFailsWhileTheSessionEndsIsTriedAgainAfterTenSeconds)
+{
+    gSdk.results["get_devs_cfg"] = 3;
+    gSdk.onCall = [](const std::string &) { mLogin = 0; };
+    Start();
+    Pass(6); // what follows the failure is ten seconds
+    EXPECT_EQ(1u, gSdk.calls.size());
+}
+
+// ---- The switches ----
+
+TEST_F(Function39, WithReportsSwitchedOffNothingIsReadOrSent)
+{
+    AutoReportDevinfo = 0;
+    Household({1});
+    Start();
+    Pass(20);
+    EXPECT_TRUE(gSdk.calls.empty());
+    AutoReportDevinfo = 1;
+    Pass(7); // one that had begun, and six
+    ExpectReport(1);
+}
+
+TEST_F(Function39, WhileNotLoggedInNothingIsReadOrSent)
+{
+    mLogin = 0;
+    Household({1});
+    Start();
+    Pass(20);
+    EXPECT_TRUE(gSdk.calls.empty());
+    mLogin = 1;
+    Pass(7);
+    ExpectReport(1);
+}
+
+TEST_F(Function39, TheCyclesGoOnWhereALostSessionHasHeldThemUp)
+{
+    Start();
+    Pass(4);
+    mLogin = 0;
+    Pass(10); // the first of them had begun and counts
+    mLogin = 1;
+    Pass(1);
+    EXPECT_TRUE(gSdk.calls.empty());
+    Pass(1);
+    EXPECT_EQ(1u, gSdk.calls.size());
+}
+
+TEST_F(Function39, ADeviceFoundWhileReportsAreBeingSwitchedOffCountsAsReported)
+{
+    Household({1});
+    Start();
+    gSdk.onCall = [](const std::string &) { AutoReportDevinfo = 0; };
+    Pass(6);
+    gSdk.onCall = nullptr;
+    ExpectNothingSent();
+    AutoReportDevinfo = 1;
+    Pass(7);
+    ExpectNothingSent();
+    EXPECT_TRUE(KnownHas(SubdevMac(1).data()));
+}
+
+TEST_F(Function39, WithDebugAReportIsShownOnStandardOutput)
+{
+    l_debug = 1;
+    Household({0xAB});
+    Start();
+    testing::internal::CaptureStdout();
+    Pass(6);
+    const std::string shown = testing::internal::GetCapturedStdout();
+    std::string expected = "00 00 28 00 00 00 01 00 02 AA 00 00 00 AB 64 65 76 31 37 31 ";
+    for (int i = 0; i < 26; i++) expected += "00 ";
+    EXPECT_EQ(expected + "01 \n", shown);
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[Function39->Fn39OnlineReport->"));
+    EXPECT_NE(std::string::npos, log.find("]-> Online subdev:\n\n"));
+}
+
+// ---- The renewal ----
+
+TEST_F(Function39, AtTheRenewalTheListIsWrittenAndOnlyWhoIsThereIsKnown)
+{
+    Household({1, 2});
+    Start();
+    Pass(24);
+    ExpectReport(1);
+    ExpectReport(2);
+    EXPECT_EQ("", FileContent(kPathMacConfig));
+    Household({2, 3});
+    Pass(6); // the thirtieth
+    ExpectReport(3);
+    EXPECT_EQ("02aa00000002\r\n02aa00000003\r\n", FileContent(kPathMacConfig));
+    Household({1, 2, 3});
+    Pass(6);
+    ExpectReport(1); // it had left
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, ADeviceThatReturnsBeforeARenewalIsNotReportedAgain)
+{
+    Household({1});
+    Start();
+    Pass(6);
+    ExpectReport(1);
+    Household({});
+    Pass(12);
+    Household({1});
+    Pass(18); // the renewal finds it
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, TheCyclesCountFromOneAgainBehindTheRenewal)
+{
+    Fn40Interval = 7;
+    Start();
+    Pass(7);
+    EXPECT_EQ(1u, gSdk.calls.size());
+    Pass(5);
+    EXPECT_EQ(1u, gSdk.calls.size());
+    Pass(1);
+    EXPECT_EQ(2u, gSdk.calls.size());
+}
+
+TEST_F(Function39, AnIntervalThatHasBeenPassedAlreadyRenewsAtTheNextCycle)
+{
+    Household({1});
+    Start();
+    Pass(10);
+    ExpectReport(1);
+    Fn40Interval = 8;
+    Pass(1);
+    EXPECT_EQ("02aa00000001\r\n", FileContent(kPathMacConfig));
+}
+
+TEST_F(Function39, IntervalsBelowSixRenewBeforeTheListHasEverBeenRead)
+{
+    for (int interval : {5, 1, 0, -1}) {
+        Fn40Interval = interval;
+        WriteFile(kPathMacConfig, "02aa00000001\r\n");
+        Start();
+        Pass(12);
+        EXPECT_TRUE(gSdk.calls.empty()) << interval;
+        EXPECT_EQ("", FileContent(kPathMacConfig)) << interval;
+        Fn39Stop();
+    }
+}
+
+TEST_F(Function39, ARenewalWhileTheSessionEndsLeavesTheFile)
+{
+    Fn40Interval = 6;
+    Household({1});
+    WriteFile(kPathMacConfig, "02aa00000002\r\n");
+    gSdk.onCall = [](const std::string &) { mLogin = 0; };
+    Start();
+    Pass(6);
+    EXPECT_EQ("02aa00000002\r\n", FileContent(kPathMacConfig));
+    EXPECT_EQ(1, f39Num);
+}
+
+TEST_F(Function39, WhatIsKnownOutlivesARestart)
+{
+    Fn40Interval = 6;
+    Household({1, 2});
+    Start();
+    Pass(6);
+    ExpectReport(1);
+    ExpectReport(2);
+    Fn39Stop();
+    KnownClear();
+    Household({1, 2, 3});
+    Start();
+    Pass(6);
+    ExpectReport(3);
+    ExpectNothingSent();
+}
+
+// ---- The hand-over ----
+
+TEST_F(Function39, WithALocalClientNothingIsStarted)
+{
+    WriteFile(kPathMacConfig, "02aa00000001\r\n");
+    CommClientReg = 1;
+    EXPECT_EQ(0, Fn39Init());
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[Function39->Fn39Init->"));
+    EXPECT_NE(std::string::npos, log.find("]-> Use function 40\n\n"));
+    EXPECT_EQ(std::string::npos, log.find("LOAD macconfig"));
+    EXPECT_EQ(0, FakeAllocationsAlive());
+    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+}
+
+TEST_F(Function39, ALocalClientEndsTheThreadBehindTheCycleItIsIn)
+{
+    Household({1});
+    Start();
+    Pass(5);
+    CommClientReg = 1;
+    Fn39ClientCame();
+    AwaitPause(10000); // the query is due
+    FakeClockAdvanceMs(10000);
+    ExpectReport(1);
+    ExpectHandOver();
+    FakeClockAdvanceMs(3600000);
+    EXPECT_EQ(1u, gSdk.calls.size());
+}
+
+TEST_F(Function39, ALocalClientEndsAPauseWithNothingBehindItAtOnce)
+{
+    mLogin = 0;
+    Start();
+    CommClientReg = 1;
+    Fn39ClientCame();
+    ExpectHandOver();
+    EXPECT_EQ(0, OsNowMs());
+}
+
+// ---- Start and stop ----
+
+TEST_F(Function39, TheThreadStopsInEveryPauseAndTheBufferIsFreed)
+{
+    Start();
+    EXPECT_EQ(1, FakeAllocationsAlive());
+    Fn39Stop(); // returns although the clock stands still
+    EXPECT_EQ(0, FakeAllocationsAlive());
+    mLogin = 0;
+    Start();
+    Fn39Stop();
+    Fn39Stop();
+    EXPECT_EQ(0, FakeAllocationsAlive());
+    EXPECT_EQ(0, OsNowMs());
+    EXPECT_FALSE(Logged("Use function 40"));
+}
+
+TEST_F(Function39, AStopEndsTheMinuteBehindAFailure)
+{
+    gSdk.results["get_devs_cfg"] = 3;
+    Start();
+    Pass(5);
+    FakeClockAdvanceMs(10000);
+    AwaitPause(60000);
+    Fn39Stop();
+}
+
+TEST_F(Function39, TheStartForgetsWhatWasKnown)
+{
+    KnownAdd(SubdevMac(9).data());
+    Start();
+    EXPECT_EQ(0, f39Num);
+}
+
+TEST_F(Function39, WithoutMemoryNothingIsStarted)
+{
+    FakeFailAllocation(1);
+    EXPECT_EQ(-1, Fn39Init());
+    EXPECT_TRUE(Logged("Malloc func39 devices failed."));
+    Fn39Stop();
+}
+
+TEST_F(Function39, AThreadThatCannotBeMadeIsReportedAndTheBufferFreed)
+{
+    FakeFailThreadStart(1, EAGAIN);
+    EXPECT_EQ(-1, Fn39Init());
+    EXPECT_TRUE(Logged("Create FnReportProc failed."));
+    EXPECT_EQ(0, FakeAllocationsAlive());
+    Fn39Stop();
+}

@@ -1,0 +1,668 @@
+// The worker that scans the attached devices: what it asks, when, and what it reports.
+#include "tests/unit/agent/SubdevTest.h"
+
+#include <cstring>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/Config.h"
+#include "os/OsClock.h"
+#include "os/OsWait.h"
+#include "os/Paths.h"
+#include "platform/Protool.h"
+
+Bytes SubdevMac(unsigned number)
+{
+    return {0x02, 0xAA, 0, 0, static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)};
+}
+
+static Bytes Address(unsigned number)
+{
+    return {192, 168, static_cast<uint8_t>(1 + number / 250), static_cast<uint8_t>(number % 250)};
+}
+
+static std::string Name(unsigned number)
+{
+    return "dev" + std::to_string(number);
+}
+
+DevCfg SubdevDevice(unsigned number)
+{
+    DevCfg device = {};
+    const Bytes mac = SubdevMac(number);
+    const Bytes ip = Address(number);
+    const std::string name = Name(number);
+    memcpy(device.mac, mac.data(), 6);
+    memcpy(device.name, name.data(), name.size());
+    memcpy(reinterpret_cast<uint8_t *>(&device) + 30, ip.data(), 4);
+    device.access = 1;
+    return device;
+}
+
+std::string ArpLine(unsigned number)
+{
+    const Bytes ip = Address(number);
+    const Bytes mac = SubdevMac(number);
+    char text[128];
+    snprintf(text, sizeof text,
+             "%d.%d.%d.%-8d 0x1         0x2         %02x:%02x:%02x:%02x:%02x:%02x     *        br0\n", ip[0], ip[1],
+             ip[2], ip[3], mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+    return text;
+}
+
+Bytes SubdevBytes(unsigned number, const std::string &name, uint8_t up, uint8_t down, uint8_t online, uint8_t access)
+{
+    const Bytes ip = Address(number);
+    Bytes field = Text(name);
+    field.resize(16);
+    return Bytes(ip.rbegin(), ip.rend()) + SubdevMac(number) + field + Bytes{up} + Bytes(7) + Bytes{down} + Bytes(7) +
+           Bytes{online, 1, access};
+}
+
+Bytes OnlineBytes(unsigned number)
+{
+    return SubdevBytes(number, Name(number), 0, 0, 1);
+}
+
+Bytes OfflineBytes(unsigned number, const std::string &name)
+{
+    return SubdevBytes(number, name, 0, 0, 0);
+}
+
+void SubdevTest::SetUp()
+{
+    LinkedTest::SetUp();
+    unlink(kPathSubdev);
+}
+
+void SubdevTest::TearDown()
+{
+    SubdevStop();
+    nQuerySubdev = 0;
+    std::filesystem::remove_all(kPathSubdev);
+    LinkedTest::TearDown();
+}
+
+void SubdevTest::Start()
+{
+    ASSERT_EQ(0, StartSubdev());
+    AwaitIdle();
+}
+
+void SubdevTest::Table(const std::string &lines)
+{
+    FakeScript script;
+    script.run = [lines] { WriteFile(kPathSubdev, lines); };
+    FakeCommand("cat /proc/net/arp", script);
+}
+
+void SubdevTest::AwaitIdle()
+{
+    ASSERT_TRUE(Within([] { return nQuerySubdev == 0; })); // a request before that would be absorbed
+    FakeClockAwaitWaiters(1);
+    ASSERT_EQ(-1, FakeClockNextDeadlineMs());
+}
+
+void SubdevTest::AwaitPause(int64_t milliseconds)
+{
+    ASSERT_TRUE(Within([=] { return FakeClockNextDeadlineMs() == milliseconds; })) << FakeClockNextDeadlineMs();
+}
+
+void SubdevTest::Pass(int64_t milliseconds)
+{
+    ASSERT_NO_FATAL_FAILURE(AwaitPause(milliseconds));
+    FakeClockAdvanceMs(milliseconds);
+}
+
+void SubdevTest::Scan(std::initializer_list<int64_t> pauses)
+{
+    RequestSubdev();
+    for (auto pause = pauses.begin(); pause + 1 != pauses.end(); ++pause) ASSERT_NO_FATAL_FAILURE(Pass(*pause));
+    AwaitPause(*(pauses.end() - 1));
+}
+
+void SubdevTest::ExpectReport(unsigned sequence, const Bytes &records)
+{
+    const size_t count = records.size() / 45;
+    const Bytes report = Bytes{static_cast<uint8_t>(sequence), static_cast<uint8_t>(sequence >> 8), 63, 0, 0, 0,
+                               static_cast<uint8_t>(count),    static_cast<uint8_t>(count >> 8)} +
+                         records;
+    const Bytes frame = peer.ReceiveFrame();
+    ASSERT_GE(frame.size(), kFrameHeaderSize) << "no report";
+    EXPECT_EQ(Hex("CC DD 33 00"), Bytes(frame.begin(), frame.begin() + 4)); // 19, with the router's MAC
+    EXPECT_EQ(Record(63, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
+}
+
+bool SubdevTest::Logged(const std::string &line)
+{
+    return Log().find("]-> " + line + "\n\n") != std::string::npos;
+}
+
+typedef std::vector<std::string> Calls;
+
+// ---- What is reported ----
+
+TEST_F(SubdevTest, OneDeviceIsReportedByteByByte)
+{
+    DevCfg device = {};
+    const Bytes bytes = Hex("02 1A 2B 00 00 14  50 68 6F 6E 65 00 00 00 00 00 00 00 00 00 00 00"
+                            "00 00  00 01 00 00  00 00  C0 A8 01 14"); // "Phone", internet refused, 192.168.1.20
+    ASSERT_EQ(sizeof device, bytes.size());
+    memcpy(&device, bytes.data(), sizeof device);
+    gSdk.devices = {device};
+    gSdk.numbers["get_dev_us_bw"] = 0x0102030405060708;
+    gSdk.numbers["get_dev_ds_bw"] = 0x1112131415161718;
+    Start();
+    Scan();
+    const Bytes record = Hex("14 01 A8 C0  02 1A 2B 00 00 14  50 68 6F 6E 65 00 00 00 00 00 00 00 00 00 00 00"
+                             "08 07 06 05 04 03 02 01  18 17 16 15 14 13 12 11  01 01 00");
+    ExpectReport(0, record);
+    EXPECT_EQ(Calls({"get_devs_cfg", "get_dev_ds_bw(02:1A:2B:00:00:14)", "get_dev_us_bw(02:1A:2B:00:00:14)"}),
+              gSdk.calls); // downstream first
+    EXPECT_EQ(
+        std::vector<std::string>{std::string("cat /proc/net/arp | grep 192.168.1. | grep -v 00:00:00:00:00:00 > ") +
+                                 kPathSubdev},
+        FakeCommands());
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[DEBUG] [Subdev->StartSubdev->"));
+    EXPECT_NE(std::string::npos, log.find("]-> Start Subdevice task.\n\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> InNetSeg=192.168.1.\n\n"));
+}
+
+TEST_F(SubdevTest, WithoutDevicesAndSegmentAnEmptyReportLeavesWithoutTheArpTable)
+{
+    Start();
+    Scan({20, 4000});
+    ExpectReport(0, {});
+    EXPECT_TRUE(FakeCommands().empty());
+}
+
+TEST_F(SubdevTest, WithoutDevicesTheFormerSegmentIsAskedFor)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1));
+    Pass(4000);
+    gSdk.devices.clear();
+    Table(ArpLine(7));
+    AwaitIdle();
+    Scan();
+    ExpectReport(1, OfflineBytes(7));
+    EXPECT_EQ(FakeCommands().at(0), FakeCommands().at(1));
+}
+
+TEST_F(SubdevTest, AStartForgetsTheSegmentAndTheSequence)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1));
+    SubdevStop();
+    gSdk.devices.clear();
+    Start();
+    Scan({20, 4000});
+    ExpectReport(0, {});
+}
+
+TEST_F(SubdevTest, ADeviceWithoutANameIsCalledUnknownDevice)
+{
+    DevCfg device = SubdevDevice(1);
+    memset(device.name, 0, sizeof device.name);
+    gSdk.devices = {device};
+    Start();
+    Scan();
+    ExpectReport(0, SubdevBytes(1, "unknown-device", 0, 0, 1));
+}
+
+TEST_F(SubdevTest, ANamePassesWhateverItsBytesAre)
+{
+    static const char kNames[][17] = {"0123456789ABCDEF", "\xFF\xFE%s\n\t\\\"'`$(x)", "\x01",
+                                      "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98"};
+    Bytes records;
+    for (unsigned i = 0; i < std::size(kNames); i++) {
+        DevCfg device = SubdevDevice(i + 1);
+        memcpy(device.name, kNames[i], sizeof device.name);
+        gSdk.devices.push_back(device);
+        records = records + SubdevBytes(i + 1, kNames[i], 0, 0, 1);
+    }
+    Start();
+    Scan();
+    ExpectReport(0, records);
+}
+
+TEST_F(SubdevTest, TheSequenceCountsReportsInLittleEndian)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Start();
+    for (unsigned i = 0; i < 258; i++) {
+        Scan();
+        ExpectReport(i, OnlineBytes(1));
+        ASSERT_FALSE(HasFailure()) << i;
+        Pass(4000);
+        AwaitIdle();
+    }
+}
+
+TEST_F(SubdevTest, WhileNotLoggedInNothingLeavesButTheSequenceGoesOn)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Start();
+    mLogin = 0;
+    Scan();
+    ExpectNothingSent();
+    mLogin = 1;
+    Pass(4000);
+    AwaitIdle();
+    Scan();
+    ExpectReport(1, OnlineBytes(1));
+}
+
+TEST_F(SubdevTest, ADeviceWhoseFiguresFailToComeHasWhatTheRouterAnswered)
+{
+    gSdk.devices = {SubdevDevice(1), SubdevDevice(2)};
+    gSdk.numbers["get_dev_us_bw(02:AA:00:00:00:02)"] = 9;
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + SubdevBytes(2, "dev2", 9, 0, 1));
+}
+
+// ---- Devices of the ARP table ----
+
+TEST_F(SubdevTest, ADeviceOfTheArpTableAloneIsReportedAsOfflineUnderTheNameTheRouterKnows)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    gSdk.texts["get_dev_name(02:AA:00:00:00:07)"] = "Printer in the hall";
+    Table(ArpLine(7));
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7, "Printer in the h"));
+}
+
+TEST_F(SubdevTest, ADeviceOfTheArpTableWhoseNameFailsOrIsEmptyIsCalledUnknownDevice)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    gSdk.careless = true;
+    gSdk.texts["get_dev_name(02:AA:00:00:00:07)"] = "left behind";
+    gSdk.results["get_dev_name(02:AA:00:00:00:07)"] = 1;
+    Table(ArpLine(7) + ArpLine(8));
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7) + OfflineBytes(8));
+}
+
+TEST_F(SubdevTest, ADeviceIsReportedOnceHoweverOftenTheTableHasIt)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    std::string upper = ArpLine(7);
+    for (char &c : upper) c = static_cast<char>(toupper(c));
+    upper.replace(upper.find("0X"), 2, "0x");
+    Table(ArpLine(1) + ArpLine(7) + upper + ArpLine(1) + ArpLine(8));
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7) + OfflineBytes(8));
+}
+
+TEST_F(SubdevTest, LinesThatAreNoEntriesAddNothing)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Table("\n \nIP address HW type Flags HW address\n192.168.1.9 0x1 0x2\n192.168.1.9 0x1 0x2 02:aa:00:00:00:0\n"
+          "nobody 0x1 0x2 02:aa:00:00:00:09 * br0\n192.168.1.9 0x1 0x2 02:aa:00:00:00:zz * br0\n" +
+          std::string(5000, 'x') + "\n" + ArpLine(7));
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
+}
+
+TEST_F(SubdevTest, OneHundredAndTwentySevenDevicesLeaveRoomForOneOfTheArpTable)
+{
+    Bytes records;
+    for (unsigned i = 1; i <= 127; i++) {
+        gSdk.devices.push_back(SubdevDevice(i));
+        records = records + OnlineBytes(i);
+    }
+    Table(ArpLine(5) + ArpLine(201) + ArpLine(202));
+    Start();
+    Scan({20, 20, 20, 20, 3000});
+    ExpectReport(0, records + OfflineBytes(201));
+    EXPECT_EQ(1 + 2 * 127u + 1, gSdk.calls.size()); // of the second nothing is asked
+}
+
+TEST_F(SubdevTest, OneHundredAndTwentyEightDevicesLeaveNoRoomForTheArpTable)
+{
+    Bytes records;
+    for (unsigned i = 1; i <= 128; i++) {
+        gSdk.devices.push_back(SubdevDevice(i));
+        records = records + OnlineBytes(i);
+    }
+    Table(ArpLine(201));
+    Start();
+    Scan({20, 20, 20, 20, 3000});
+    ExpectReport(0, records);
+}
+
+TEST_F(SubdevTest, AnArpTableOfAThousandFillsTheReportUp)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    std::string table;
+    Bytes records = OnlineBytes(1);
+    for (unsigned i = 2; i <= 1000; i++) {
+        table += ArpLine(i);
+        if (i <= 128) records = records + OfflineBytes(i);
+    }
+    Table(table);
+    Start();
+    Scan({20, 20, 20, 20, 3000});
+    ExpectReport(0, records);
+}
+
+TEST_F(SubdevTest, WithoutTheFileTheRoutersOwnDevicesAreReported)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    FakeScript script;
+    script.run = [] { unlink(kPathSubdev); };
+    FakeCommand("cat /proc/net/arp", script);
+    Start();
+    Scan({20, 20, 20, 4000});
+    ExpectReport(0, OnlineBytes(1));
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[ERR] [Subdev->GetOffLineInfo->"));
+    EXPECT_NE(std::string::npos, log.find("]-> Unable to open file " + std::string(kPathSubdev) + ".\n\n"));
+}
+
+TEST_F(SubdevTest, ACommandThatCannotBeStartedLeavesNothingOfTheFormerTable)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    WriteFile(kPathSubdev, ArpLine(7));
+    FakeScript script;
+    script.cannotStart = true;
+    FakeCommand("cat /proc/net/arp", script);
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1));
+}
+
+TEST_F(SubdevTest, ALinkInThePlaceOfTheFileIsRemovedBeforeTheShellWouldFollowIt)
+{
+    const std::string precious = FakeFolder() + "/precious";
+    WriteFile(precious, "precious");
+    ASSERT_EQ(0, symlink(precious.c_str(), kPathSubdev));
+    gSdk.devices = {SubdevDevice(1)};
+    Table(ArpLine(7));
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
+    EXPECT_EQ("precious", FileContent(precious));
+    unlink(precious.c_str());
+}
+
+TEST_F(SubdevTest, WhatIsNoFileInItsPlaceIsLeftAloneAndNoCommandIsRun)
+{
+    ASSERT_EQ(0, mkfifo(kPathSubdev, 0644)); // a shell would wait for its reader
+    gSdk.devices = {SubdevDevice(1)};
+    Start();
+    Scan({20, 20, 20, 4000});
+    ExpectReport(0, OnlineBytes(1));
+    EXPECT_TRUE(Logged("Unable to open file " + std::string(kPathSubdev) + "."));
+    EXPECT_TRUE(FakeCommands().empty());
+}
+
+TEST_F(SubdevTest, TheFileStaysBehindTheScan)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Table(ArpLine(7));
+    Start();
+    Scan();
+    EXPECT_EQ(ArpLine(7), FileContent(kPathSubdev));
+}
+
+// ---- The segment ----
+
+TEST(SubdevSegment, IsTheAddressUpToItsThirdDot)
+{
+    static const struct {
+        const char *address, *segment; // null: refused
+    } kRows[] = {
+        {"192.168.1.20", "192.168.1."},
+        {"1.2.3.4", "1.2.3."},
+        {"255.255.255.255", "255.255.255."},
+        {"0.0.0.0", "0.0.0."},
+        {"1.2.3.", "1.2.3."},
+        {"", nullptr},
+        {"1.2.3", nullptr},
+        {"1921.168.100.2", nullptr},
+        {"2551.255.255.1", nullptr},
+        {"123456789012345", nullptr},
+        {"1.2;reboot.3.4", nullptr},
+        {"1.2. 3.4", nullptr},
+        {"1.2.`x`.4", nullptr},
+        {"1.2.\n.4", nullptr},
+        {"-1.2.3.4", nullptr},
+        {"fe80::1.2.3.4", nullptr},
+    };
+    for (const auto &row : kRows) {
+        char segment[kSegmentSize] = "kept";
+        const bool taken = GetInNetSeg(row.address, segment);
+        EXPECT_STREQ(row.segment ? row.segment : "kept", segment) << row.address;
+        EXPECT_EQ(row.segment != nullptr, taken) << row.address;
+    }
+}
+
+// ---- When ----
+
+TEST_F(SubdevTest, IdleNothingIsAskedHoweverLongItTakes)
+{
+    Start();
+    FakeClockAdvanceMs(24 * 3600 * 1000);
+    AwaitIdle();
+    EXPECT_TRUE(gSdk.calls.empty());
+    EXPECT_EQ(0, nQuerySubdev);
+}
+
+TEST_F(SubdevTest, FourteenDevicesRestForFourSecondsFifteenForThree)
+{
+    for (unsigned i = 1; i <= 14; i++) gSdk.devices.push_back(SubdevDevice(i));
+    Start();
+    Scan({20, 20, 20, 20, 4000});
+    Pass(4000);
+    AwaitIdle();
+    gSdk.devices.push_back(SubdevDevice(15));
+    Scan({20, 20, 20, 20, 3000});
+    Pass(3000);
+    AwaitIdle();
+}
+
+TEST_F(SubdevTest, DevicesOfTheArpTableCountForTheRest)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    std::string table;
+    for (unsigned i = 2; i <= 15; i++) table += ArpLine(i);
+    Table(table);
+    Start();
+    Scan({20, 20, 20, 20, 3000});
+}
+
+TEST_F(SubdevTest, RequestsUntilTheEndOfTheRestAreAbsorbed)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    Start();
+    RequestSubdev();
+    for (int i = 0; i < 4; i++) {
+        AwaitPause(20);
+        RequestSubdev();
+        Pass(20);
+    }
+    AwaitPause(4000);
+    ExpectReport(0, OnlineBytes(1));
+    EXPECT_EQ(1, nQuerySubdev);
+    FakeClockAdvanceMs(3999);
+    RequestSubdev();
+    EXPECT_EQ(1, nQuerySubdev);
+    Pass(1);
+    AwaitIdle();
+    EXPECT_EQ(0, nQuerySubdev);
+    ExpectNothingSent();
+    Scan();
+    ExpectReport(1, OnlineBytes(1));
+}
+
+TEST_F(SubdevTest, ADeviceListThatFailsIsTriedAgainAfterASecondUntilItComes)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    gSdk.results["get_devs_cfg"] = 5;
+    Start();
+    RequestSubdev();
+    AwaitPause(1000);
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[ERR] [Subdev->SubdevThread->"));
+    EXPECT_NE(std::string::npos, log.find("]-> get_devs_cfg Failed.\n\n"));
+    Pass(1000);
+    AwaitPause(1000);
+    EXPECT_EQ(1, nQuerySubdev);
+    EXPECT_EQ(Calls({"get_devs_cfg", "get_devs_cfg"}), gSdk.calls);
+    gSdk.results.clear();
+    Scan({1000, 20, 20, 20, 20, 4000});
+    ExpectReport(0, OnlineBytes(1));
+}
+
+TEST_F(SubdevTest, MoreThan128DevicesAreNotReportedUntilThereAreFewer)
+{
+    for (unsigned i = 1; i <= 129; i++) gSdk.devices.push_back(SubdevDevice(i));
+    Start();
+    RequestSubdev();
+    AwaitPause(1000);
+    EXPECT_TRUE(Logged("DeviceNum too large."));
+    for (unsigned i = 130; i <= 300; i++) gSdk.devices.push_back(SubdevDevice(i)); // the count passes the room
+    Pass(1000);
+    AwaitPause(1000);
+    EXPECT_TRUE(Logged("DeviceNum too large."));
+    gSdk.numbers["get_devs_cfg"] = 65535;
+    Pass(1000);
+    AwaitPause(1000);
+    ExpectNothingSent();
+    gSdk.numbers.erase("get_devs_cfg");
+    gSdk.devices = {SubdevDevice(1)};
+    Scan({1000, 20, 20, 20, 20, 4000});
+    ExpectReport(0, OnlineBytes(1));
+}
+
+// ---- The lock ----
+
+TEST_F(SubdevTest, TheLockIsHeldDuringEveryCallAndNeverAcrossAPause)
+{
+    size_t locked = 0;
+    gSdk.onCall = [&](const std::string &) { locked += pthread_mutex_trylock(&SubdevMutex) == EBUSY; };
+    l_debug = 1;
+    gSdk.devices = {SubdevDevice(1)};
+    Table(ArpLine(7));
+    Start();
+    RequestSubdev();
+    for (int i = 0; i < 4; i++) {
+        AwaitPause(20);
+        EXPECT_EQ(0, pthread_mutex_trylock(&SubdevMutex));
+        pthread_mutex_unlock(&SubdevMutex);
+        Pass(20);
+    }
+    AwaitPause(4000);
+    EXPECT_EQ(5u, gSdk.calls.size()); // list, down, up, name, black list
+    EXPECT_EQ(5u, locked);
+}
+
+TEST_F(SubdevTest, ALockThatFailsCostsANameAndIsTriedAgainForTheList)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    FakeScript script;
+    script.run = [] {
+        WriteFile(kPathSubdev, ArpLine(7));
+        pthread_mutex_lock(&SubdevMutex); // on the worker, which from now on gets EDEADLK
+    };
+    FakeCommand("cat /proc/net/arp", script);
+    l_debug = 1;
+    Start();
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[Subdev->GetOffLineInfo->"));
+    EXPECT_NE(std::string::npos, log.find("[Subdev->GetBlackInfo->"));
+    EXPECT_NE(std::string::npos, log.find("]-> Get SubdevMutex failed\n\n"));
+    Pass(4000);
+    AwaitIdle();
+    RequestSubdev();
+    AwaitPause(50);
+    EXPECT_TRUE(Logged("Get SubdevMutex failed"));
+    EXPECT_EQ(1, nQuerySubdev);
+    SubdevStop();
+    pthread_mutex_t unlocked = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+    memcpy(&SubdevMutex, &unlocked, sizeof unlocked); // whoever held it is gone
+}
+
+// ---- The end ----
+
+TEST_F(SubdevTest, TheWorkerStopsWhileItWaitsForARequest)
+{
+    Start();
+    SubdevStop(); // returns although the clock stands still
+    EXPECT_EQ(0, OsNowMs());
+}
+
+TEST_F(SubdevTest, TheWorkerStopsInEveryPauseWithoutAReport)
+{
+    for (int passed = 0; passed < 4; passed++) {
+        gSdk.devices = {SubdevDevice(1)};
+        Start();
+        RequestSubdev();
+        for (int i = 0; i < passed; i++) Pass(20);
+        AwaitPause(20);
+        SubdevStop();
+        ExpectNothingSent();
+    }
+}
+
+TEST_F(SubdevTest, TheWorkerStopsInTheRestAndBetweenTwoTries)
+{
+    Start();
+    Scan({20, 4000});
+    ExpectReport(0, {});
+    SubdevStop();
+    gSdk.results["get_devs_cfg"] = 5;
+    Start();
+    RequestSubdev();
+    AwaitPause(1000);
+    SubdevStop();
+}
+
+TEST_F(SubdevTest, AStopEndsTheShellsCommand)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    FakeScript script;
+    script.lasts = true;
+    FakeCommand("cat /proc/net/arp", script);
+    Start();
+    RequestSubdev();
+    Pass(20);
+    Pass(20);
+    ASSERT_TRUE(Within([] { return FakeCommandsRunning() == 1; }));
+    SubdevStop();
+    EXPECT_EQ(0, FakeCommandsRunning());
+    ExpectNothingSent();
+}
+
+TEST_F(SubdevTest, AfterAStopItCanBeStartedAgain)
+{
+    Start();
+    SubdevStop();
+    SubdevStop();
+    Start();
+    gSdk.devices = {SubdevDevice(1)};
+    Table(ArpLine(7));
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
+}
+
+TEST_F(SubdevTest, AThreadThatCannotBeMadeIsReportedAndStoppingIsRightAllTheSame)
+{
+    FakeFailThreadStart(1, EAGAIN);
+    EXPECT_EQ(EAGAIN, StartSubdev());
+    SubdevStop();
+}
