@@ -119,8 +119,9 @@ int OsWriteAll(int, const void *, size_t)
 
 int OsReplaceFile(const char *path, const void *data, size_t size)
 {
-    REQUIRE(strcmp(path, kPathPlugStatus) == 0);
-    g_world.status.assign(static_cast<const char *>(data), size);
+    const bool known = strcmp(path, kPathMacConfig) == 0;
+    REQUIRE(known || strcmp(path, kPathPlugStatus) == 0);
+    (known ? g_world.knownDevices : g_world.status).assign(static_cast<const char *>(data), size);
     return 0;
 }
 

@@ -11,14 +11,15 @@
 #include <vector>
 
 struct FuzzWorld {
-    int64_t nowMs;          // moves on by every sleep and every wait that runs out
-    std::string status;     // content of the status file
-    std::string configFile; // what opening any file for reading brings; see configMissing
-    bool configMissing;     // opening fails instead
-    int allocationsLeft;    // allocations that still succeed; negative: all
-    jmp_buf *exitTo;        // where OsExit() goes; null: an exit is an error
-    int exitStatus;         // of the last OsExit()
-    bool noThreads;         // starting one fails
+    int64_t nowMs;            // moves on by every sleep and every wait that runs out
+    std::string status;       // content of the status file
+    std::string knownDevices; // content of the file of the known devices, once written
+    std::string configFile;   // what opening any file for reading brings; see configMissing
+    bool configMissing;       // opening fails instead
+    int allocationsLeft;      // allocations that still succeed; negative: all
+    jmp_buf *exitTo;          // where OsExit() goes; null: an exit is an error
+    int exitStatus;           // of the last OsExit()
+    bool noThreads;           // starting one fails
 
     std::vector<std::string> commands; // what has been run
 };
