@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/DevicesCommand.h"
 #include "simulator/FrameCommands.h"
 #include "simulator/FunctionNames.h"
 #include "simulator/FunctionParameters.h"
@@ -9,6 +10,7 @@
 #include "simulator/HttpCommand.h"
 #include "simulator/Names.h"
 #include "simulator/RuleCommands.h"
+#include "simulator/UpdateCommand.h"
 #include "simulator/WrongWords.h"
 
 namespace sim
@@ -117,6 +119,14 @@ static const CommandRow<CommandContext> kCommands[] = {
     {"reset", "", "close the connection with a TCP reset", 0, 0, true, RunReset},
     {"half-close", "", "end what is sent, go on receiving", 0, 0, true, RunHalfClose},
     {"target", "CONN | latest", "send the following commands to this connection", 1, 1, false, RunTarget},
+    {"devices", "[SECONDS]", "ask for the report of all devices, wait for it and show them (report-devices)", 0, 1,
+     true, RunDevices},
+    {"update",
+     "FILE [from=V] [to=V] [id=ID] [md5=HEX] [length=N] [token=T] [url=URL] [within=SECONDS] [expect-failure]",
+     "give the agent FILE as its new plugin: serves it over HTTP, sends both commands of an update and waits for the "
+     "report. Fails when the agent reports a failure, with expect-failure when it does not. What is not given is true, "
+     "or taken from the login; within: how long nothing may happen",
+     1, 9, true, RunUpdate},
     {"misbehave", "[NAME[@STEP][=VALUE] [COUNT] | off [NAME]]", "do something wrong; alone: list what there is", 0, 2,
      false, RunMisbehave},
     {"http", "[PATH|* NAME[=VALUE]... [COUNT] | off [NAME]]",
@@ -136,8 +146,9 @@ Outcome RunCommand(const Words &words, CommandContext *context)
 }
 
 static const std::vector<std::string> kEvents = {
-    "register",  "login",        "heartbeat", "upload",       "ack",  "reply",        "sent",     "any",
-    "connected", "disconnected", "bad-frame", "bad-checksum", "http", "http-stalled", "http-done"};
+    "register", "login",        "heartbeat", "upload",        "ack",       "reply",
+    "sent",     "any",          "connected", "disconnected",  "bad-frame", "bad-checksum",
+    "http",     "http-stalled", "http-done", "http-progress", "update"};
 
 bool HelpText(const std::string &name, std::string *text)
 {
@@ -180,6 +191,8 @@ std::vector<std::string> Completions(const Words &before)
         found = ParameterCompletions(*function, From(words, 1));
     } else if (!RuleCompletions(words).empty()) {
         found = RuleCompletions(words);
+    } else if (!UpdateCompletions(words).empty()) {
+        found = UpdateCompletions(words);
     } else if (last == "plugin") {
         found = PluginTypeNames();
     } else if (last == "frame") {

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/SessionFrames.h"
-
 namespace sim
 {
 
@@ -21,6 +19,13 @@ static std::string NewToken(const ConversationSettings &settings, unsigned numbe
     char token[kTokenSize + 1];
     snprintf(token, sizeof token, "token-%08u", number);
     return token;
+}
+
+std::string VersionText(const LoginRequest &request)
+{
+    std::string version;
+    for (uint8_t part : request.version) version += (version.empty() ? "" : ".") + std::to_string(part);
+    return version;
 }
 
 static OutFrame SessionAck(Step step, Bytes record)
@@ -70,6 +75,8 @@ static std::vector<OutFrame> AnswerLogin(const ParsedFrame &frame, const Convers
     peer->pin = FieldText(Bytes(request.pin, request.pin + kPinHeadSize));
     const std::string token = FieldText(Bytes(request.token, request.token + kTokenSize));
     const auto known = registrations.byToken.find(token);
+    peer->token = token;
+    peer->version = VersionText(request);
     peer->tokenOk = known != registrations.byToken.end();
     if (peer->tokenOk) {
         peer->serial = known->second.serial;

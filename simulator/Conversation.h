@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "platform/SessionFrames.h"
 #include "simulator/FrameCodec.h"
 #include "simulator/Words.h"
 
@@ -40,9 +41,10 @@ struct Peer {
     bool loggedIn = false;
     std::string serial;
     std::string pin;
-    Bytes mac;            // empty until known
-    bool macSure = false; // the token belongs to this MAC alone
-    bool tokenOk = true;  // the login's token was issued here
+    std::string token, version; // of the login
+    Bytes mac;                  // empty until known
+    bool macSure = false;       // the token belongs to this MAC alone
+    bool tokenOk = true;        // the login's token was issued here
     uint16_t nextTag = 1;
     struct Request {
         uint16_t function;
@@ -56,6 +58,9 @@ struct Peer {
 // `login` is the address that a registration is told.
 std::vector<OutFrame> Answer(const ParsedFrame &frame, const ConversationSettings &settings, const Address &login,
                              Peer *peer, Registrations *registrations);
+
+// "2.0.0.7"
+std::string VersionText(const LoginRequest &request);
 
 // The step that a received MsgType belongs to.
 Step StepOf(uint8_t msgType);

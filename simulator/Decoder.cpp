@@ -5,10 +5,13 @@
 
 #include "core/Wire.h"
 #include "platform/SessionFrames.h"
+#include "simulator/Conversation.h"
 #include "simulator/FunctionDecoders.h"
 #include "simulator/FunctionNames.h"
 #include "simulator/Names.h"
+#include "simulator/PluginCommands.h"
 #include "simulator/RuleCommands.h"
+#include "simulator/UploadDecoders.h"
 #include "simulator/Words.h"
 
 namespace sim
@@ -62,9 +65,7 @@ static void DescribeLogin(ParsedFrame *frame, Fields *head, Fields *fields)
     }
     head->push_back(TextField("pin", PinText(request.pin)));
     head->push_back(TextField("token", OpaqueText(request.token, kTokenSize)));
-    std::string version;
-    for (uint8_t part : request.version) version += (version.empty() ? "" : ".") + std::to_string(part);
-    fields->push_back(TextField("version", version));
+    fields->push_back(TextField("version", VersionText(request)));
     Bytes again(kLoginRecordSize);
     again.resize(LoginRecordWrite(request, again.data(), again.size()));
     if (again != frame->plain) frame->problems.push_back("fixed bytes of the login are different");
@@ -113,8 +114,20 @@ static void DescribeResult(uint8_t dataType, Fields *out)
     const Field *result = FindField(*out, "json.result");
     int64_t number;
     if (!result || !ParseNumber(result->value, INT16_MIN, INT16_MAX, &number)) return;
-    const std::string meaning = ResultMeaning(dataType, static_cast<int>(number));
+    std::string meaning = ResultMeaning(dataType, static_cast<int>(number));
+    if (meaning.empty()) meaning = PluginResultMeaning(dataType, static_cast<int>(number));
     if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
+}
+
+static void DescribeUpload(ParsedFrame *frame, Fields *out)
+{
+    DescribeText(frame->payload, out);
+    const Upload *upload = FindUpload(frame->header.msgType, frame->dataType);
+    if (!upload) return;
+    std::string meaning;
+    const Fields fields = DecodeUpload(*upload, frame->payload, &meaning, &frame->problems);
+    if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
+    if (!fields.empty()) out->push_back(ObjectField("fields", fields));
 }
 
 static bool IsErrorText(const Bytes &payload)
@@ -148,7 +161,8 @@ static void DescribeFunction(ParsedFrame *frame, bool reply, Fields *out)
     }
     const int16_t status = static_cast<int16_t>(WireGetLe16(&r));
     out->push_back(NumberField("status", status));
-    const std::string meaning = StatusMeaning(id, status);
+    std::string meaning = StatusMeaning(id, status);
+    if (meaning.empty() && status == 1 && FindFunction(id)) meaning = FindFunction(id)->layout.failed;
     if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
     const Bytes data(frame->payload.begin() + kReplyHeader, frame->payload.end());
     if (status == 7 && data.empty()) out->push_back(TextField("verdict", "not supported"));
@@ -207,6 +221,8 @@ Fields DescribeFrame(ParsedFrame *frame, Step step)
         const bool functionReply = header.msgType == MSG_ACK_MAC && step == STEP_COMMAND;
         if (header.msgType == MSG_FUNCTION_COMMAND || functionReply)
             DescribeFunction(frame, functionReply, &rest);
+        else if (header.msgType == MSG_UP || header.msgType == MSG_UP_MAC)
+            DescribeUpload(frame, &rest);
         else
             DescribeText(frame->payload, &rest);
         if (header.msgType == MSG_ACK && step == STEP_COMMAND) DescribeResult(frame->dataType, &rest);

@@ -138,6 +138,8 @@ bool PutValue(const FieldLayout &field, const std::string &text, Bytes *out, std
     case Type::I64: return PutNumber(field, text, out, error);
     case Type::Date:
     case Type::Zeros:
+    case Type::Always:
+    case Type::Length:
     case Type::BytesToEnd:
     case Type::List:
     case Type::CountedList: break;
@@ -208,7 +210,9 @@ bool TakeValue(const FieldLayout &field, WireReader *r, Field *value)
         *value = TextField(name, PlainText(TakeBytes(r, length)));
         return true;
     }
-    case Type::Zeros: WireTake(r, field.size); return false;
+    case Type::Zeros:
+    case Type::Always:
+    case Type::Length: WireTake(r, field.size); return false;
     case Type::List:
     case Type::CountedList: break;
     }

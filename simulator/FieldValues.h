@@ -19,7 +19,7 @@ bool PutValue(const FieldLayout &field, const std::string &text, Bytes *out, std
 void PutInitial(const FieldLayout &field, Bytes *out);
 
 // Reads a field that is no list; the reader has failed when its bytes are not there. Names of values and texts come
-// out as texts, numbers as numbers. Returns false for a field without a value, which is Zeros.
+// out as texts, numbers as numbers. Returns false for a field without a value: Zeros, Always, Length.
 bool TakeValue(const FieldLayout &field, WireReader *r, Field *value);
 
 } // namespace sim

@@ -6,6 +6,7 @@
 #include "simulator/FunctionNames.h"
 #include "simulator/FunctionParameters.h"
 #include "simulator/Names.h"
+#include "simulator/PluginCommands.h"
 #include "simulator/RuleCommands.h"
 
 namespace sim
@@ -151,6 +152,24 @@ static bool MakeForward(const Words &words, FrameContext *, OutFrame *frame, std
     return ForwardText(words, &text, error) && PluginFrame(PLUG_ROUTE_SET, text, frame, error);
 }
 
+static bool MakeFirmwareCheck(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    return FirmwareCheckText(words, &text, error) && PluginFrame(PLUGIN_FIRMWARE_CHECK, text, frame, error);
+}
+
+static bool MakeFirmwareUpdate(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    return FirmwareUpdateText(words, &text, error) && PluginFrame(PLUGIN_FIRMWARE_UPDATE, text, frame, error);
+}
+
+static bool MakeReportInterval(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
+{
+    std::string text;
+    return ReportIntervalText(words, &text, error) && PluginFrame(PLUGIN_REPORT_INTERVAL, text, frame, error);
+}
+
 // A function whose only parameter is a text to the end of its request.
 static bool CallWithText(uint16_t id, const std::string &text, FrameContext *context, OutFrame *frame,
                          std::string *error)
@@ -247,6 +266,15 @@ const std::vector<FrameCommandRow> kFrameCommands = {
      "never acts: an agent counts Sunday as 0, for which there are no rules",
      5, 5, MakeSurf},
     {"surf-json", "TEXT", "send function 69 with this text, whatever it is", 1, 1000, MakeSurfJson},
+    {"firmware-check", "FROM TO",
+     "ask whether firmware FROM may become TO (plugin firmware-check); answered as an upload", 2, 2, MakeFirmwareCheck},
+    {"firmware-update", "FROM TO URL LENGTH METHOD SUM",
+     "have the router's management process update the firmware (plugin firmware-update); what came of it is an upload",
+     6, 6, MakeFirmwareUpdate},
+    {"report-interval", "MINUTES",
+     "report every device that comes online, and again after MINUTES (1 to 19); 0: report none (plugin "
+     "report-interval)",
+     1, 1, MakeReportInterval},
     {"frame", "MSGTYPE [head=HEX] [plain=HEX | body=HEX] [checksum=N] [length=N] [flag=N]",
      "send any frame: plain= is encrypted, body= is not; checksum and body length are right unless given", 1, 7,
      MakeFreeFrame},

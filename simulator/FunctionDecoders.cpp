@@ -17,7 +17,7 @@ static std::string Count(size_t number)
 
 static std::string Short(const FieldLayout &field)
 {
-    return std::string(field.name) + ": the data ends before it does";
+    return std::string(*field.name ? field.name : "header") + ": the data ends before it does";
 }
 
 static Fields TakeRecord(const Layout &layout, WireReader *r, std::string *problem);
@@ -55,6 +55,27 @@ static Field TakeList(const FieldLayout &field, WireReader *r, std::string *prob
     return list;
 }
 
+// What is wrong with the `size` bytes at `at`, which have no value of their own; `left` bytes follow them.
+static std::string Wrong(const FieldLayout &field, const uint8_t *at, size_t left)
+{
+    WireReader r = WireRead(at, field.size);
+    switch (field.type) {
+    case Type::Zeros:
+        return std::any_of(at, at + field.size, [](uint8_t byte) { return byte != 0; })
+                   ? "bytes that must be zero are not"
+                   : "";
+    case Type::Always: {
+        const size_t number = field.size == 1 ? WireGet8(&r) : WireGetLe16(&r);
+        return number == field.most ? "" : Count(number) + " where " + Count(field.most) + " must stand";
+    }
+    case Type::Length: {
+        const size_t announced = WireGetLe16(&r);
+        return announced == left ? "" : Count(announced) + " bytes are announced, and " + Count(left) + " follow";
+    }
+    default: return "";
+    }
+}
+
 static Fields TakeRecord(const Layout &layout, WireReader *r, std::string *problem)
 {
     Fields fields;
@@ -68,8 +89,8 @@ static Fields TakeRecord(const Layout &layout, WireReader *r, std::string *probl
         const uint8_t *at = r->data;
         if (TakeValue(field, r, &value))
             fields.push_back(value);
-        else if (std::any_of(at, at + (r->failed ? 0 : field.size), [](uint8_t byte) { return byte != 0; }))
-            *problem = "bytes that must be zero are not";
+        else if (!r->failed)
+            *problem = Wrong(field, at, r->left);
         if (r->failed) *problem = Short(field);
     }
     return fields;

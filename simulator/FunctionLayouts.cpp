@@ -183,6 +183,10 @@ constexpr char kLocal[] = "The router's management process is asked. When it ref
                           "only the 6 bytes of its header, with a status other than 0.";
 constexpr char kAsked[] = "The router's management process is asked; the status is its own, 1 when it does not answer.";
 
+// What status 1 means where it has a meaning of its own.
+constexpr char kUnanswered[] = "the router's management process is not connected, did not answer in time, or refused";
+constexpr char kStillRuns[] = "the one before still runs";
+
 constexpr FunctionLayout kUnsupported = {};
 constexpr FunctionLayout kNoOperation = {"nothing at all, without a reply"};
 constexpr FunctionLayout kReservedQuery = {"reserved; the answer is fixed", kNothing, kReserved};
@@ -202,11 +206,12 @@ constexpr FunctionLayout kLayouts[] = {
     /*  7 */ {"bytes that a WAN has received", kWanIndex, kReceived},
     /*  8 */
     {"start a ping", kPing, kNothing,
-     "Status 0: it runs, and ping-result has its output. 1: the one before still runs."},
+     "Status 0: it runs, and ping-result has its output. 1: the one before still runs.", kStillRuns},
     /*  9 */
     {"output of the last ping", kNothing, kResultText,
      "While a ping runs, or when it could not be started, the reply is only the 6 bytes of its header with "
-     "status 1."},
+     "status 1.",
+     "a ping runs, or none could be started"},
     /* 10 */ {"the router's side of the LAN", kNothing, kLan},
     /* 11 */ {"number of LAN ports", kNothing, kPorts},
     /* 12 */ {"traffic of every LAN port", kNothing, kTraffic, "A port that could not be read has zeros."},
@@ -250,10 +255,11 @@ constexpr FunctionLayout kLayouts[] = {
     /* 50 */ {"let the router use its full capacity or not", kFullLoad, kNothing},
     /* 51 */
     {"start a traceroute", kHost, kNothing,
-     "Status 0: it runs, and traceroute-result ends it. 1: the one before still runs."},
+     "Status 0: it runs, and traceroute-result ends it. 1: the one before still runs.", kStillRuns},
     /* 52 */
     {"output of the traceroute, which is ended if it still runs", kNothing, kResultText,
-     "Without any output to read the reply is only the 6 bytes of its header with status 1."},
+     "Without any output to read the reply is only the 6 bytes of its header with status 1.",
+     "there is no output to read"},
     /* 53 */ {"set the router's clock", kTime, kNothing},
     /* 54 */ {"time since the router started", kNothing, kUpTime},
     /* 55 */ {"restart the router", kNothing, kNothing},
@@ -283,31 +289,33 @@ constexpr FunctionLayout kLayouts[] = {
      "{\"LIST\":[{\"FLAG\":\"1\",\"MAC\":\"02:1A:2B:00:00:01\",\"DAY\":\"12345\",\"START\":\"21:00\","
      "\"STOP\":\"23:30\",\"ALLOW\":\"0\"}]}, all values as texts; FLAG 1 adds a rule, 0 deletes it. Status: 0 "
      "done, 2 no JSON, 3 to 8 an item without FLAG, MAC, DAY, START, STOP, ALLOW."},
-    /* 70 */ {"Wi-Fi frequency band", kBand, kBandAnswer, kLocal},
-    /* 71 */ {"whether there can be a mesh", kNothing, kSupport, kLocal},
-    /* 72 */ {"switch the mesh on or off", kSwitch, kNothing, kAsked},
-    /* 73 */ {"whether the mesh is on", kNothing, kSwitch, kLocal},
-    /* 74 */ {"switch roaming in the mesh on or off", kSwitch, kNothing, kAsked},
-    /* 75 */ {"whether roaming in the mesh is on", kNothing, kSwitch, kLocal},
-    /* 76 */ {"set the thresholds of roaming", kThreshold, kNothing, kAsked},
-    /* 77 */ {"thresholds of roaming", kNothing, kThreshold, kLocal},
-    /* 78 */ {"how the mesh hangs together", kNothing, kTopology, kLocal},
-    /* 79 */ {"Wi-Fi networks of the neighbours, scanned anew", kNothing, kWifiInfo, kLocal},
-    /* 80 */ {"BSSID data of the router", kNothing, kBssid, kLocal},
+    /* 70 */ {"Wi-Fi frequency band", kBand, kBandAnswer, kLocal, kUnanswered},
+    /* 71 */ {"whether there can be a mesh", kNothing, kSupport, kLocal, kUnanswered},
+    /* 72 */ {"switch the mesh on or off", kSwitch, kNothing, kAsked, kUnanswered},
+    /* 73 */ {"whether the mesh is on", kNothing, kSwitch, kLocal, kUnanswered},
+    /* 74 */ {"switch roaming in the mesh on or off", kSwitch, kNothing, kAsked, kUnanswered},
+    /* 75 */ {"whether roaming in the mesh is on", kNothing, kSwitch, kLocal, kUnanswered},
+    /* 76 */ {"set the thresholds of roaming", kThreshold, kNothing, kAsked, kUnanswered},
+    /* 77 */ {"thresholds of roaming", kNothing, kThreshold, kLocal, kUnanswered},
+    /* 78 */ {"how the mesh hangs together", kNothing, kTopology, kLocal, kUnanswered},
+    /* 79 */ {"Wi-Fi networks of the neighbours, scanned anew", kNothing, kWifiInfo, kLocal, kUnanswered},
+    /* 80 */ {"BSSID data of the router", kNothing, kBssid, kLocal, kUnanswered},
     /* 81 */ kNoOperation,
-    /* 82 */ {"change a WAN", kWan, kNothing, kAsked},
-    /* 83 */ {"start the router's one-key optimisation", kNothing, kNothing, kAsked},
+    /* 82 */ {"change a WAN", kWan, kNothing, kAsked, kUnanswered},
+    /* 83 */ {"start the router's one-key optimisation", kNothing, kNothing, kAsked, kUnanswered},
     /* 84 */ kNoOperation,
-    /* 85 */ {"have the router look for faults", kNothing, kNothing, kAsked},
+    /* 85 */ {"have the router look for faults", kNothing, kNothing, kAsked, kUnanswered},
     /* 86 */ kNoOperation,
     /* 87 */
     {"configuration data; \"value_func61\" is the URL of a rate test to begin", kLongJson, kNothing,
-     "{\"value_func61\":\"http://host:port/path\"}. Status: 0 found, 1 no such member or no JSON."},
+     "{\"value_func61\":\"http://host:port/path\"}. Status: 0 found, 1 no such member or no JSON.",
+     "the text is no JSON or has no value_func61"},
     /* 88 */
     {"set what the router reports by itself, and when", kLongJson, kNothing,
      "{\"timestamp\":1700000000,\"referNum\":1000,\"interval1\":60,\"interval2\":1440,\"interval3\":60,"
      "\"jumpTime\":\"1:00-6:00\"}, intervals in minutes. The management process is told; status 0, its own, or 1 "
-     "when the text is wrong or it does not answer."},
+     "when the text is wrong or it does not answer.",
+     "the text is wrong, or the router's management process is not connected, did not answer in time, or refused"},
 };
 static_assert(std::size(kLayouts) == kFunctionCount, "a row is missing");
 
@@ -341,7 +349,9 @@ constexpr bool OpenEndsStandLast(const Layout &layout)
 constexpr bool CanBeGiven(const Layout &request)
 {
     for (const FieldLayout &field : request)
-        if (field.type == Type::Date || field.type == Type::BytesToEnd || IsList(field.type)) return false;
+        if (field.type == Type::Date || field.type == Type::BytesToEnd || field.type == Type::Always ||
+            field.type == Type::Length || IsList(field.type))
+            return false;
     return OpenEndsStandLast(request);
 }
 

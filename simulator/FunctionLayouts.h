@@ -21,6 +21,7 @@ struct FunctionLayout {
     Layout request = {}; // from kRequestHeader on
     Layout reply = {};   // from kReplyHeader on
     const char *note = "";
+    const char *failed = ""; // what status 1 means; empty: nothing in particular
 };
 
 struct Function {

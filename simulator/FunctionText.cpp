@@ -44,6 +44,8 @@ static std::string TypeText(const FieldLayout &field)
     case Type::Opaque:
     case Type::BytesToEnd: return "bytes";
     case Type::Zeros: return "";
+    case Type::Always: return field.size == 1 ? "u8" : "u16";
+    case Type::Length: return "u16";
     case Type::List:
     case Type::CountedList: return field.record.Shared() ? "records" : TypeText(*field.record.begin());
     }
@@ -56,6 +58,7 @@ static std::string AboutText(const FieldLayout &field)
     if (*field.unit) text += std::string(text.empty() ? "" : "; ") + field.unit;
     for (size_t i = 0; i < field.values.count; i++)
         text += (i == 0 ? ": " : ", ") + std::to_string(i) + ' ' + field.values.names[i];
+    if (field.type == Type::Always) text = "always " + std::to_string(field.most) + (text.empty() ? "" : ": ") + text;
     if (field.initial != kMustBeGiven) text += "; plugsim sends " + std::to_string(field.initial) + " unless told";
     if (IsList(field.type)) {
         text += "; at most " + std::to_string(field.most);

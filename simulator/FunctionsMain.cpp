@@ -6,6 +6,7 @@
 #include "simulator/FunctionNames.h"
 #include "simulator/FunctionText.h"
 #include "simulator/PlatformMain.h"
+#include "simulator/UploadMarkdown.h"
 
 namespace sim
 {
@@ -23,7 +24,7 @@ int RunFunctions(const FunctionsOptions &options)
 {
     std::string text;
     if (options.markdown) {
-        text = FunctionMarkdown();
+        text = FunctionMarkdown() + UploadMarkdown();
     } else if (!FunctionsText(options.name, &text)) {
         fprintf(stderr, "plugsim: there is no function '%s'\n", options.name.c_str());
         return EXIT_USAGE;

@@ -60,6 +60,31 @@ MadeUpBytes MadeUpAt(int64_t offset)
 HttpContent::~HttpContent()
 {
     if (root_ >= 0) close(root_);
+    for (const auto &offer : offers_) close(offer.second);
+}
+
+bool HttpContent::Offer(const std::string &path, int file, std::string *error)
+{
+    struct stat about;
+    const int own = fcntl(file, F_DUPFD_CLOEXEC, 0);
+    const bool good = own >= 0 && fstat(own, &about) == 0;
+    if (!good || !S_ISREG(about.st_mode)) {
+        *error = good ? "no regular file" : strerror(errno);
+        if (own >= 0) close(own);
+        return false;
+    }
+    if (offers_.count(path)) close(offers_[path]);
+    offers_[path] = own;
+    return true;
+}
+
+// Opens what is on offer, as long as it is now.
+static void OpenOffer(int offer, HttpBody *body)
+{
+    struct stat about;
+    body->file = fcntl(offer, F_DUPFD_CLOEXEC, 0);
+    body->found = body->file >= 0 && fstat(body->file, &about) == 0;
+    body->size = body->found ? about.st_size : 0;
 }
 
 bool HttpContent::Open(const std::string &root, int64_t size, std::string *error)
@@ -102,6 +127,11 @@ HttpBody HttpContent::Find(const std::string &path) const
 {
     HttpBody body;
     std::vector<std::string> names;
+    const auto offer = offers_.find(path);
+    if (offer != offers_.end()) {
+        OpenOffer(offer->second, &body);
+        return body;
+    }
     if (!SplitPath(path, &names)) return body;
     if (root_ >= 0) {
         struct stat about;

@@ -1,8 +1,9 @@
 // HttpContent.h - what stands behind a path: a real file below a folder, or made-up bytes of any length.
-// State: none but the open folder. Threads: the caller's.
+// State: none but the open folder and the open files. Threads: the caller's.
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 namespace sim
@@ -39,13 +40,19 @@ class HttpContent
     // `root` is the folder of real files, empty for none; `size` the length of what is made up. False with the reason.
     bool Open(const std::string &root, int64_t size, std::string *error);
 
-    // A file below the root, otherwise made-up bytes for everything below /download/. Symbolic links are not followed
-    // and nothing named "." or ".." is looked for, so that no path leads out of the folder.
+    // Serves the regular file that is open as `file` under `path`, before everything else and in the place of an
+    // earlier one; it is duplicated. False with the reason.
+    bool Offer(const std::string &path, int file, std::string *error);
+    bool Offers(const std::string &path) const { return offers_.count(path) > 0; }
+
+    // A file on offer, one below the root, otherwise made-up bytes for everything below /download/. Symbolic links are
+    // not followed and nothing named "." or ".." is looked for, so that no path leads out of the folder.
     HttpBody Find(const std::string &path) const;
 
   private:
     int root_ = -1;
     int64_t size_ = 0;
+    std::map<std::string, int> offers_;
 };
 
 } // namespace sim

@@ -9,6 +9,7 @@ namespace sim
 {
 
 static const size_t kMostConnections = 200; // more wait until one of these is gone
+static const int64_t kProgressMs = 1000;
 
 HttpServer::HttpServer(const HttpSettings &settings, Loop *loop, Journal *journal, std::function<unsigned()> nextId)
     : settings_(settings), loop_(loop), journal_(journal), nextId_(std::move(nextId))
@@ -23,6 +24,7 @@ HttpServer::HttpServer(const HttpSettings &settings, Loop *loop, Journal *journa
 HttpServer::~HttpServer()
 {
     if (sweep_) loop_->Cancel(sweep_);
+    if (progress_) loop_->Cancel(progress_);
     if (listener_ < 0) return;
     loop_->Unwatch(listener_);
     close(listener_);
@@ -50,7 +52,7 @@ void HttpServer::Accept()
     Address agent;
     const int fd = AcceptFrom(listener_, &agent);
     if (fd < 0) return;
-    auto session = std::make_unique<Session>(Session{nextId_(), agent, "", 0, nullptr});
+    auto session = std::make_unique<Session>(Session{nextId_(), agent, "", 0, 0, 0, nullptr});
     Session *raw = session.get();
     raw->connection = std::make_unique<HttpConnection>(
         loop_, fd, settings_.idleMs,
@@ -80,6 +82,9 @@ HttpReply HttpServer::Answer(Session *session, const HttpRequest &request)
                                     good ? wrongs_.Take(request.path) : std::vector<ActiveHttpWrong>());
     session->path = request.path;
     session->status = reply.status;
+    session->size = reply.send;
+    session->told = 0;
+    if (content_.Offers(request.path) && !progress_) progress_ = loop_->After(kProgressMs, [this] { Progress(); });
     Fields fields = {NumberField("conn", session->id),
                      TextField("dir", "in"),
                      TextField("agent", AddressText(session->agent)),
@@ -93,6 +98,25 @@ HttpReply HttpServer::Answer(Session *session, const HttpRequest &request)
     fields.push_back(TextField("request", request.text));
     journal_->Emit("http", fields);
     return reply;
+}
+
+void HttpServer::Progress()
+{
+    progress_ = 0;
+    bool more = false;
+    for (const auto &entry : sessions_) {
+        Session &session = *entry.second;
+        if (!session.connection->Open() || !session.connection->Replying() || !content_.Offers(session.path)) continue;
+        more = true;
+        const int64_t sent = session.connection->Sent();
+        if (sent == session.told) continue;
+        session.told = sent;
+        journal_->Emit("http-progress",
+                       {NumberField("conn", session.id), TextField("dir", "out"), TextField("path", session.path),
+                        NumberField("bytes", sent), NumberField("size", session.size),
+                        NumberField("percent", session.size > 0 ? 100 * sent / session.size : 0, "%")});
+    }
+    if (more) progress_ = loop_->After(kProgressMs, [this] { Progress(); });
 }
 
 void HttpServer::Stalled(const Session &session, int64_t sent)

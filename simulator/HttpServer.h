@@ -40,6 +40,10 @@ class HttpServer
     // Opens folder and port. False with the reason.
     bool Start(std::string *error);
 
+    // Serves an open file under `path` (see HttpContent); its downloads have an "http-progress" every second. False
+    // with the reason.
+    bool Offer(const std::string &path, int file, std::string *error) { return content_.Offer(path, file, error); }
+
     const Address &At() const { return settings_.address; } // the real one once started
     HttpWrongs *Wrongs() { return &wrongs_; }
     Fields Status() const;
@@ -50,6 +54,8 @@ class HttpServer
         Address agent;
         std::string path; // of the latest request
         int status;       // that it was answered with
+        int64_t size;     // of that answer's body
+        int64_t told;     // of it, by the last progress
         std::unique_ptr<HttpConnection> connection;
     };
     void WatchListener();
@@ -57,6 +63,7 @@ class HttpServer
     HttpReply Answer(Session *session, const HttpRequest &request);
     void Stalled(const Session &session, int64_t sent);
     void Done(const Session &session, int64_t sent, int64_t ms, const std::string &end);
+    void Progress();
     void Sweep();
 
     HttpSettings settings_;
@@ -66,7 +73,8 @@ class HttpServer
     HttpContent content_;
     HttpWrongs wrongs_;
     int listener_ = -1;
-    uint64_t sweep_ = 0; // the timer that removes closed connections
+    uint64_t sweep_ = 0;    // the timer that removes closed connections
+    uint64_t progress_ = 0; // the timer of the next progress
     std::map<unsigned, std::unique_ptr<Session>> sessions_;
 };
 

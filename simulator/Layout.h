@@ -24,6 +24,8 @@ enum class Type : uint8_t {
     Text,        // `size` bytes, zero-filled; a text that fills them has no terminator
     Opaque,      // `size` bytes without a meaning of their own
     Zeros,       // `size` bytes that mean nothing
+    Always,      // `size` bytes, a number that is always `most`
+    Length,      // 16 bits: how many bytes follow
     TextToEnd,   // from here to the end of the record
     BytesToEnd,  // the same, not a text
     LongText,    // a 16-bit length and as many bytes
@@ -71,7 +73,7 @@ struct FieldLayout {
     const char *unit = "";          // of a number
     ValueNames values = {};         // of a U8
     Layout record = {};             // of a list
-    size_t most = 0;                // records of a list
+    size_t most = 0;                // records of a list; the number that is Always the same
     int64_t initial = kMustBeGiven; // of a number that need not be given
 };
 
@@ -138,6 +140,17 @@ constexpr FieldLayout Opaque(const char *name, size_t size, const char *about)
 constexpr FieldLayout Zeros(size_t size)
 {
     return {Type::Zeros, "", size, "not used, zero"};
+}
+
+// A number of 8 or 16 bits that cannot be another one.
+constexpr FieldLayout Always(size_t size, size_t number, const char *about)
+{
+    return {Type::Always, "", size, about, "", {}, {}, number};
+}
+
+constexpr FieldLayout Length()
+{
+    return {Type::Length, "", 2, "how many bytes follow"};
 }
 
 constexpr FieldLayout TextToEnd(const char *name, const char *about)

@@ -2,6 +2,7 @@
 
 #include "platform/Frame.h"
 #include "simulator/FunctionNames.h"
+#include "simulator/UploadDecoders.h"
 #include "simulator/Words.h"
 
 namespace sim
@@ -46,11 +47,9 @@ const NameRow kPluginTypes[] = {
     {18, "report-interval"},
 };
 
-// Reports with the router's MAC name a function of their own under DataTypes that no command uses.
+// Replies that come without a request.
 const NameRow kReportTypes[] = {
-    {40, "device-report"},
     {62, "rate-result"},
-    {63, "device-list"},
 };
 
 template <size_t Count>
@@ -92,6 +91,7 @@ std::string MsgTypeName(uint8_t msgType)
 
 std::string DataTypeName(uint8_t msgType, uint8_t dataType)
 {
+    if (const Upload *upload = FindUpload(msgType, dataType)) return upload->name;
     if (!FrameCarriesMac(msgType)) return NameOf(kPluginTypes, dataType);
     const std::string report = msgType == MSG_FUNCTION_COMMAND ? "" : NameOf(kReportTypes, dataType);
     return report.empty() ? FunctionName(dataType) : report;

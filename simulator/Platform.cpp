@@ -57,10 +57,7 @@ bool Platform::Start(std::string *error)
     for (const Address &address : registration)
         if (!open(STEP_REGISTER, address)) return false;
     if (!open(STEP_LOGIN, options_.login)) return false;
-    if (options_.httpOn) {
-        http_ = std::make_unique<HttpServer>(options_.http, loop_, journal_, [this] { return nextId_++; });
-        if (!http_->Start(error)) return false;
-    }
+    if (options_.httpOn && !StartHttp(error)) return false;
 
     Fields fields;
     Field list = ListField("register", {});
@@ -75,14 +72,26 @@ bool Platform::Start(std::string *error)
     return true;
 }
 
+// Listening everywhere: the address that a router has reached is as good as any.
+static Address Reached(Address address, const Address &local)
+{
+    if (std::all_of(std::begin(address.octets), std::end(address.octets), [](uint8_t octet) { return octet == 0; }))
+        std::copy(std::begin(local.octets), std::end(local.octets), address.octets);
+    return address;
+}
+
+bool Platform::StartHttp(std::string *error)
+{
+    auto http = std::make_unique<HttpServer>(options_.http, loop_, journal_, [this] { return nextId_++; });
+    if (!http->Start(error)) return false;
+    http_ = std::move(http);
+    return true;
+}
+
 Address Platform::AnnouncedLogin(const Session &session) const
 {
     if (options_.announceGiven) return options_.announce;
-    Address login = servers_.back()->address;
-    // Listening everywhere: the address that this router has reached is as good as any.
-    if (std::all_of(std::begin(login.octets), std::end(login.octets), [](uint8_t octet) { return octet == 0; }))
-        std::copy(std::begin(session.local.octets), std::end(session.local.octets), login.octets);
-    return login;
+    return Reached(servers_.back()->address, session.local);
 }
 
 void Platform::Accept(const Server &server)
@@ -212,7 +221,7 @@ void Platform::SendFrames(Session *session, const std::vector<OutFrame> &frames,
     if (together && session->connection->Open()) session->connection->Queue(std::move(joined));
 }
 
-Platform::Session *Platform::Target(bool loggedInOnly, std::string *error)
+Platform::Session *Platform::FindTarget(bool loggedInOnly, std::string *error)
 {
     Session *latest = nullptr, *loggedIn = nullptr;
     for (const auto &entry : sessions_) {
@@ -228,6 +237,31 @@ Platform::Session *Platform::Target(bool loggedInOnly, std::string *error)
     return nullptr;
 }
 
+bool Platform::Target(TargetFacts *facts, std::string *error)
+{
+    const Session *session = FindTarget(true, error);
+    if (!session) return false;
+    *facts = {session->id, session->local, session->peer.version, session->peer.token, settings_.pluginId};
+    return true;
+}
+
+bool Platform::FilesFor(const TargetFacts &target, Address *address, std::string *error)
+{
+    if (!http_) {
+        options_.http.address = target.local;
+        options_.http.address.port = 0;
+        if (!StartHttp(error)) return false;
+    }
+    *address = Reached(http_->At(), target.local);
+    const uint8_t loopback = 127;
+    if (address->octets[0] == loopback && target.local.octets[0] != loopback) {
+        *error = "the HTTP server listens on " + AddressText(http_->At()) +
+                 ", where the agent cannot reach it: start it with --http 0.0.0.0:PORT";
+        return false;
+    }
+    return true;
+}
+
 static bool NeedsLogin(const std::string &command)
 {
     return command != "raw" && command != "frame" && command != "disconnect" && command != "network-failure";
@@ -235,7 +269,7 @@ static bool NeedsLogin(const std::string &command)
 
 bool Platform::Send(const Words &words, int64_t count, bool together, std::string *error)
 {
-    Session *session = Target(words.empty() || NeedsLogin(words[0]), error);
+    Session *session = FindTarget(words.empty() || NeedsLogin(words[0]), error);
     if (!session) return false;
     FrameContext context = {&session->peer, settings_.key, Loop::NowMs()};
     std::vector<OutFrame> frames;
@@ -265,7 +299,7 @@ bool Platform::SendEvery(int64_t periodMs, int64_t count, const Words &words, st
 
 bool Platform::Disconnect(Cut cut, std::string *error)
 {
-    Session *session = Target(false, error);
+    Session *session = FindTarget(false, error);
     if (!session) return false;
     switch (cut) {
     case Cut::Drop: session->connection->Close("dropped"); break;

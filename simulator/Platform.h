@@ -43,6 +43,18 @@ class Platform
     // Makes connection `id` the target of commands; 0: the latest that logged in, as at first.
     bool Choose(unsigned id, std::string *error);
 
+    // Whom commands go to, and what is known of it.
+    struct TargetFacts {
+        unsigned id;
+        Address local; // this end of its connection
+        std::string version, token;
+        std::string pluginId; // that its registration was told
+    };
+    bool Target(TargetFacts *facts, std::string *error);
+
+    // An address under which the target reaches the HTTP server, which is started on a free port when there is none.
+    bool FilesFor(const TargetFacts &target, Address *address, std::string *error);
+
     Fields Status() const;
     Misbehaviour *Wrongs() { return &misbehaviour_; }
     HttpServer *Http() { return http_.get(); } // nullptr without one
@@ -70,7 +82,8 @@ class Platform
     void SendFrames(Session *session, const std::vector<OutFrame> &frames, bool together);
     void EmitSent(const Session &session, const OutFrame &frame, const Delivery &delivery);
     void BadFrame(const Session &session, const std::string &reason, const Bytes &bytes);
-    Session *Target(bool loggedInOnly, std::string *error);
+    bool StartHttp(std::string *error);
+    Session *FindTarget(bool loggedInOnly, std::string *error);
     Address AnnouncedLogin(const Session &session) const;
     Fields SessionFields(const Session &session) const;
 

@@ -58,9 +58,13 @@ static char **Complete(const char *text, int start, int)
 {
     Words before;
     std::string error;
-    rl_attempted_completion_over = 1; // never file names
+    rl_attempted_completion_over = 1; // no file names
     if (!SplitWords(std::string(rl_line_buffer, static_cast<size_t>(start)), &before, &error)) return nullptr;
     s_prompt.matches = s_prompt.completions(before);
+    if (s_prompt.matches == Words{kAnyFile}) {
+        rl_attempted_completion_over = 0;
+        return nullptr;
+    }
     char **matches = rl_completion_matches(text, NextMatch);
     // The value follows NAME= without a blank.
     const std::string match = matches ? matches[0] : "";

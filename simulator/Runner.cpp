@@ -29,11 +29,16 @@ void Runner::Wake()
 
 void Runner::Step()
 {
-    if (state_ == State::Waiting && journal_->Log().Take(wait_)) Succeed();
-    while (state_ == State::Ready && !lines_.empty()) {
-        const std::string line = lines_.front();
-        lines_.pop_front();
-        RunLine(line);
+    for (;;) {
+        if (state_ == State::Waiting && journal_->Log().Take(wait_.wait)) {
+            Took();
+        } else if (state_ == State::Ready && !lines_.empty()) {
+            const std::string line = lines_.front();
+            lines_.pop_front();
+            RunLine(line);
+        } else {
+            break;
+        }
     }
     if (state_ != State::Ready || !ended_ || !rules_.exitAtEnd) return;
     // What a command has set going is part of it.
@@ -59,7 +64,7 @@ void Runner::RunLine(const std::string &line)
         Fail(error);
 }
 
-void Runner::Settle(const Outcome &outcome)
+void Runner::Settle(Outcome outcome)
 {
     switch (outcome.kind) {
     case Outcome::Done: Succeed(); return;
@@ -74,19 +79,27 @@ void Runner::Settle(const Outcome &outcome)
         });
         return;
     case Outcome::Wait:
-        wait_ = outcome.wait;
-        if (journal_->Log().Take(wait_)) {
-            Succeed();
-            return;
-        }
+        wait_ = std::move(outcome);
         state_ = State::Waiting;
-        timer_ = loop_->After(wait_.timeoutMs, [this] {
+        timer_ = loop_->After(wait_.wait.timeoutMs, [this] {
             timer_ = 0;
-            Fail("no " + WaitText(wait_) + " within " + std::to_string(wait_.timeoutMs / 1000.0).substr(0, 6) + " s");
+            const std::string seconds = std::to_string(static_cast<double>(wait_.wait.timeoutMs) / 1000);
+            Fail(wait_.reason.empty() ? "no " + WaitText(wait_.wait) + " within " + seconds.substr(0, 6) + " s"
+                                      : wait_.reason);
             Wake();
         });
         return;
     }
+}
+
+// The event that a command waited for is there.
+void Runner::Took()
+{
+    if (timer_) loop_->Cancel(timer_);
+    timer_ = 0;
+    state_ = State::Ready;
+    const auto then = std::move(wait_.then);
+    Settle(then ? then(*journal_->Log().Taken()) : Outcome::Ok());
 }
 
 void Runner::Succeed()

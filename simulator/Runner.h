@@ -18,8 +18,10 @@ namespace sim
 // What a command came to.
 struct Outcome {
     enum { Done, Failed, Wait, Sleep, Quit } kind = Done;
-    std::string reason;  // Failed
-    WaitQuery wait = {};  // Wait
+    std::string reason;  // Failed, Wait
+    WaitQuery wait = {}; // Wait
+    // Wait: what to do with the event; without it the command has ended well. A reason is what is told when none came.
+    std::function<Outcome(const Event &)> then = nullptr;
     int64_t sleepMs = 0; // Sleep
     int status = 0;      // Quit
 
@@ -62,7 +64,8 @@ class Runner
     enum class State { Ready, Waiting, Sleeping, Finished };
     void Step();
     void RunLine(const std::string &line);
-    void Settle(const Outcome &outcome);
+    void Settle(Outcome outcome);
+    void Took();
     void Succeed();
     void Fail(const std::string &reason);
     void Finish(int status);
@@ -79,7 +82,7 @@ class Runner
     bool woken_ = false;
     State state_ = State::Ready;
     std::string current_;
-    WaitQuery wait_ = {};
+    Outcome wait_; // under way
     uint64_t timer_ = 0;
     uint64_t failures_ = 0;
     uint64_t lineNumber_ = 0;

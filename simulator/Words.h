@@ -11,6 +11,9 @@ namespace sim
 
 using Words = std::vector<std::string>;
 
+// Among completions: the name of any file.
+constexpr char kAnyFile[] = "FILE";
+
 // Splits at blanks. '...' keeps everything, "..." everything but \" and \\, and a word that starts with # begins a
 // comment. A quote inside a word is an ordinary character, and a word that begins with { goes on to the brace that
 // closes it, so that JSON needs no quoting. Returns false with the reason when a quote is not closed.

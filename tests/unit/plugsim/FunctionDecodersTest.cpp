@@ -255,7 +255,7 @@ TEST(FunctionDecoders, ReadsFiguresAndTextsOfEveryShape)
     Append(&longest, Bytes(4000, 'x'));
     EXPECT_EQ(std::string(4000, 'x'), At(Reply(9, longest), "text"));
     EXPECT_EQ("{}", At(Reply(78, ToBytes("{}")), "topology"));
-    EXPECT_EQ("0102", At(Reply(80, Hex("01 02")), "data"));
+    EXPECT_EQ("ab", At(Reply(80, Hex("61 62")), "bssid"));
     EXPECT_EQ("60", At(Reply(77, Hex("3c 46")), "first"));
     EXPECT_EQ("1", At(Reply(20, Hex("0000000000000000000000000000000000000000 01")), "value"));
     EXPECT_TRUE(Reply(61, Bytes(12)).empty());

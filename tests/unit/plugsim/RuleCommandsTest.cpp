@@ -202,7 +202,7 @@ TEST(RuleResults, TheResultOfAForwardingHasAMeaning)
     for (int i = 0; i < 9; i++)
         EXPECT_EQ(meanings[i], MeaningOfResult(std::to_string(-1 - i), {static_cast<uint8_t>(0xFF - i), 0xFF}));
     EXPECT_EQ("(none)", MeaningOfResult("-10", {0xF6, 0xFF}));
-    EXPECT_EQ("(none)", MeaningOfResult("0", {0, 0}, 4)); // another command
+    EXPECT_EQ("(none)", MeaningOfResult("0", {0, 0}, 250)); // another command
 }
 
 TEST(RuleResults, TheResultMinusOneIsNoParserError)
