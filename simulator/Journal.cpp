@@ -167,10 +167,12 @@ void Journal::Emit(const std::string &name, Fields fields)
     counts_[name]++;
     if (IsFault(name)) faults_++;
     if (!IsBookkeeping(name)) log_.Add(event);
-    if (style_.quiet && !Wanted(name)) return;
-    struct timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    write_(RenderEvent(event, static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9, style_));
+    if (!style_.quiet || Wanted(name)) {
+        struct timespec now;
+        clock_gettime(CLOCK_REALTIME, &now);
+        write_(RenderEvent(event, static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9, style_));
+    }
+    if (happened_) happened_();
 }
 
 void Journal::Say(const std::string &text)

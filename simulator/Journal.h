@@ -35,6 +35,9 @@ class Journal
 
     void Emit(const std::string &name, Fields fields);
 
+    // Calls `happened` after every event, also those that are not shown.
+    void OnEvent(std::function<void()> happened) { happened_ = std::move(happened); }
+
     // For the answers of commands: text to people, an event to programs.
     void Say(const std::string &text);
 
@@ -46,6 +49,7 @@ class Journal
   private:
     JournalStyle style_;
     std::function<void(const std::string &)> write_;
+    std::function<void()> happened_;
     EventLog log_;
     uint64_t faults_ = 0;
     std::map<std::string, uint64_t> counts_; // events by name

@@ -5,6 +5,12 @@ namespace sim
 
 static const int64_t kDrainPollMs = 20;
 
+Runner::~Runner()
+{
+    if (woken_) loop_->Cancel(woken_);
+    if (timer_) loop_->Cancel(timer_);
+}
+
 void Runner::AddLine(const std::string &line)
 {
     lines_.push_back(line);
@@ -20,9 +26,8 @@ void Runner::EndOfLines()
 void Runner::Wake()
 {
     if (woken_ || state_ == State::Finished) return;
-    woken_ = true;
-    loop_->After(0, [this] {
-        woken_ = false;
+    woken_ = loop_->After(0, [this] {
+        woken_ = 0;
         Step();
     });
 }
@@ -42,10 +47,14 @@ void Runner::Step()
     }
     if (state_ != State::Ready || !ended_ || !rules_.exitAtEnd) return;
     // What a command has set going is part of it.
-    if (busy_())
-        loop_->After(kDrainPollMs, [this] { Step(); });
-    else
+    if (!busy_()) {
         Finish(0);
+    } else if (!timer_) {
+        timer_ = loop_->After(kDrainPollMs, [this] {
+            timer_ = 0;
+            Step();
+        });
+    }
 }
 
 void Runner::RunLine(const std::string &line)

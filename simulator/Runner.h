@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "simulator/Journal.h"
@@ -49,13 +50,21 @@ class Runner
         : loop_(loop), journal_(journal), rules_(rules), execute_(std::move(execute)), busy_(std::move(busy)),
           finish_(std::move(finish))
     {
+        // The journal may live longer, and so may the loop.
+        journal_->OnEvent([this, alive = std::weak_ptr<bool>(alive_)] {
+            if (!alive.expired()) Wake();
+        });
     }
+    ~Runner();
+    Runner(const Runner &) = delete;
+    Runner &operator=(const Runner &) = delete;
 
     void AddLine(const std::string &line);
     void EndOfLines(); // no more will come
     size_t Pending() const { return lines_.size(); }
 
-    // Something has happened that a wait may be for. Safe to call from anywhere: nothing runs at once.
+    // Something has happened that a wait may be for; events of the journal say so themselves. Safe to call from
+    // anywhere: nothing runs at once.
     void Wake();
 
     uint64_t Failures() const { return failures_; }
@@ -79,7 +88,8 @@ class Runner
 
     std::deque<std::string> lines_;
     bool ended_ = false;
-    bool woken_ = false;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    uint64_t woken_ = 0; // the timer that a wake-up has set
     State state_ = State::Ready;
     std::string current_;
     Outcome wait_; // under way

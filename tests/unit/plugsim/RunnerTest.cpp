@@ -19,7 +19,6 @@ struct Script : testing::Test {
             });
         for (const std::string &line : lines) runner.AddLine(line);
         runner.EndOfLines();
-        wake = [&] { runner.Wake(); };
         loop.Run();
         failures = runner.Failures();
         return status;
@@ -34,24 +33,33 @@ struct Script : testing::Test {
             outcome.kind = Outcome::Wait;
             ParseWait(Words(words.begin() + 1, words.end()), 60000, &outcome.wait, &error);
         }
+        if (words[0] == "twice") { // two logins, and then what the second word says
+            outcome.kind = Outcome::Wait;
+            outcome.wait = {"login", {}, 60000};
+            outcome.then = [this, words](const Event &event) {
+                done.push_back("took " + event.name);
+                Outcome more;
+                more.kind = Outcome::Wait;
+                more.wait = {"login", {}, words[1] == "late" ? 0 : 60000};
+                more.reason = "there was no second one";
+                more.then = [words](const Event &) {
+                    return words[1] == "well" ? Outcome::Ok() : Outcome::Fail("as told");
+                };
+                return more;
+            };
+        }
         if (words[0] == "quit") {
             outcome.kind = Outcome::Quit;
             outcome.status = 5;
         }
         if (words[0] == "later") // the event comes when the script already waits
-            loop.After(0, [this] {
-                loop.After(0, [this] {
-                    journal.Emit("login", {});
-                    wake();
-                });
-            });
+            loop.After(0, [this] { loop.After(0, [this] { journal.Emit("login", {}); }); });
         if (words[0] == "now") journal.Emit("login", {});
         return outcome;
     }
     Loop loop;
     std::string out;
     Journal journal{{}, [this](const std::string &text) { out += text; }};
-    std::function<void()> wake;
     Words done;
     uint64_t failures = 0;
 };
@@ -80,6 +88,32 @@ TEST_F(Script, DoesNotWaitForAnEventThatHasCome)
 {
     EXPECT_EQ(0, Run({"now", "wait login", "after"}, Strict()));
     EXPECT_EQ(3u, done.size());
+}
+
+TEST_F(Script, WaitsForEventsThatAreNotShown)
+{
+    journal = Journal({false, false, true}, [this](const std::string &text) { out += text; });
+    EXPECT_EQ(0, Run({"later", "wait login", "after"}, Strict()));
+    EXPECT_EQ("", out);
+    EXPECT_EQ(3u, done.size());
+}
+
+TEST_F(Script, ACommandMayGoOnWithTheEventItWaitedFor)
+{
+    EXPECT_EQ(0, Run({"now", "later", "twice well", "after"}, Strict()));
+    EXPECT_EQ((Words{"now", "later", "twice", "took login", "after"}), done);
+}
+
+TEST_F(Script, ACommandMayFailWithTheEventItWaitedFor)
+{
+    EXPECT_EQ(1, Run({"now", "later", "twice badly", "after"}, Strict()));
+    EXPECT_NE(std::string::npos, out.find("as told"));
+}
+
+TEST_F(Script, ACommandThatWaitsSaysItselfWhatDidNotCome)
+{
+    EXPECT_EQ(1, Run({"now", "twice late", "after"}, Strict()));
+    EXPECT_NE(std::string::npos, out.find("there was no second one"));
 }
 
 TEST_F(Script, EndsWithTheFirstFailure)

@@ -185,12 +185,10 @@ struct Update : testing::Test {
         Runner runner(
             &loop, &journal, rules, [&](const Words &words) { return RunCommand(words, &context); },
             [] { return false; }, [&](int) { finished = true; });
-        wake = [&] { runner.Wake(); };
         runner.AddLine(line);
         runner.EndOfLines();
         while (!finished && loop.RunOnce()) {
         }
-        wake = nullptr;
         if (runner.Failures() == 0) return "";
         journal.Log().MarkHere();
         return lastReason;
@@ -205,13 +203,11 @@ struct Update : testing::Test {
     PlatformOptions options;
     Loop loop;
     std::string out, lastReason, file;
-    std::function<void()> wake;
     Journal journal{{true, false, false}, [this](const std::string &text) {
                         out += text;
                         Field event;
                         if (FieldFromJson("", text, &event) && At(event.children, "event") == "failed")
                             lastReason = At(event.children, "reason");
-                        if (wake) wake();
                     }};
     std::unique_ptr<Platform> platform;
     std::unique_ptr<TinyAgent> agent;
