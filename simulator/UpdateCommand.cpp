@@ -147,6 +147,11 @@ static std::string ValueOf(const Event &event, const std::string &path)
     return field ? field->value : "";
 }
 
+static Field Figure(const std::string &name, const std::string &digits)
+{
+    return {name, Field::Kind::Number, digits, "", {}};
+}
+
 void UpdateRun::Tell(const std::string &state, Fields more)
 {
     Fields fields = {NumberField("conn", target_.id), TextField("state", state)};
@@ -223,7 +228,7 @@ Outcome UpdateRun::Begin(const Words &words)
     patienceMs_ = context_->waitTimeoutMs;
     if (!words_.seconds.empty()) ParseSeconds(words_.seconds, &patienceMs_);
     Tell("offered", {TextField("file", words_.file), TextField("url", words_.url), TextField("md5", words_.md5),
-                     TextField("length", words_.length), TextField("from", words_.from), TextField("to", words_.to)});
+                     NumberField("length", length_), TextField("from", words_.from), TextField("to", words_.to)});
     if (!SendCommand(PLUGIN_UPDATE_COMMAND, &error)) return Failed(error);
     return GoOn(true);
 }
@@ -246,8 +251,7 @@ Outcome UpdateRun::Next(const Event &event)
 {
     if (event.name.compare(0, 4, "http") == 0) {
         if (ValueOf(event, "path") != path_) return GoOn(false);
-        if (event.name == "http")
-            Tell("asked", {TextField("path", path_), TextField("status", ValueOf(event, "status"))});
+        if (event.name == "http") Tell("asked", {TextField("path", path_), Figure("status", ValueOf(event, "status"))});
         ParseNumber(ValueOf(event, "bytes"), 0, INT64_MAX, &bytes_);
         return GoOn(true);
     }
@@ -285,8 +289,8 @@ Outcome UpdateRun::Reported(const Event &report)
             return Failed(std::string("the report names another ") + member + ": '" + said + "'");
     }
     const bool done = ValueOf(report, "json.result") == "0";
-    const Fields outcome = {TextField("result", ValueOf(report, "json.result")),
-                            TextField("process", ValueOf(report, "json.process")),
+    const Fields outcome = {Figure("result", ValueOf(report, "json.result")),
+                            Figure("process", ValueOf(report, "json.process")),
                             TextField("from", ValueOf(report, "json.fromVersion")),
                             TextField("to", ValueOf(report, "json.toVersion")), NumberField("bytes", bytes_)};
     Tell(done ? "done" : "failed", outcome);

@@ -140,17 +140,33 @@ TEST_F(Frames, MoreRubbishThanTheQueueHoldsDoesNotEndTheSession)
     EXPECT_EQ(1u, session.platform.Count("login"));
 }
 
+// Whether one of many commands is answered; the header of a frame in noise may still swallow a body's worth of them.
+bool AnswersOneOfMany(Platform *platform)
+{
+    try {
+        platform->Command("flood 60 version");
+        platform->Wait("reply", {{"function", "1"}, {"status", "0"}}, 3);
+        return true;
+    } catch (const Failure &) { // no session at the moment, or a deaf one
+        return false;
+    }
+}
+
 TEST_F(Frames, MegabytesOfNoiseAreSurvived)
 {
     RunningSession session;
     session.platform.Set(Misbehave("noise", "4"));
     session.platform.Command("version");
     session.agent.WaitLog("over flow");
-    session.platform.Wait("heartbeat");
-    session.platform.Wait("heartbeat");
-    // A header in the noise may still swallow a body's worth of frames.
-    session.platform.Command("flood 60 version");
-    session.platform.Wait("reply", {{"function", "1"}, {"status", "0"}});
+    // Where the reads of a busy machine fill the queue to the last byte, not even the shortest frame comes in any
+    // more. The agent notices that after a minute, 3 seconds here, and begins another session.
+    bool answers = false;
+    for (int tries = 0; tries < 10 && !answers; tries++) {
+        session.platform.Wait("heartbeat");
+        answers = AnswersOneOfMany(&session.platform);
+    }
+    EXPECT_TRUE(answers);
+    EXPECT_TRUE(session.agent.Runs());
     session.ExpectAnswers();
 }
 

@@ -231,7 +231,7 @@ TEST_F(Update, NeedsNothingButAFile)
     EXPECT_NE("(none)", Line("\"state\":\"offered\""));
     EXPECT_NE("(none)", Line("\"state\":\"asked\""));
     EXPECT_EQ(
-        "\"state\":\"done\",\"result\":\"0\",\"process\":\"1\",\"from\":\"2.0.0.7\",\"to\":\"2.0.0.8\",\"bytes\":3}",
+        "\"state\":\"done\",\"result\":0,\"process\":1,\"from\":\"2.0.0.7\",\"to\":\"2.0.0.8\",\"bytes\":3}",
         Line("\"state\":\"done\""));
 }
 
