@@ -29,10 +29,12 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/tour.sh"
 . "$repo/scripts/lib/diagnostics.sh"
 . "$repo/scripts/lib/rules.sh"
+. "$repo/scripts/lib/attached.sh"
 
 bin=$repo/build/release
 out=$repo/build/demo
 events=$out/events.jsonl agent_log=$out/agent.log stages=$out/stages
+. "$repo/scripts/lib/local.sh"
 clock=$out/libfastclock.so
 factor=20
 build=yes
@@ -105,7 +107,7 @@ fi
 # ---- Inside
 
 platform_pid='' watcher_pid='' fifos=''
-step=0 steps=10
+step=0 steps=12
 
 stop() { # PID...: ends processes of ours and waits for them
     local pid
@@ -118,7 +120,7 @@ stop() { # PID...: ends processes of ours and waits for them
 
 clean_up() {
     trap - EXIT
-    stop "$agent_pid" "$platform_pid" "$watcher_pid"
+    stop "$agent_pid" "$platform_pid" "$manager_pid" "$watcher_pid"
     [ -z "$fifos" ] || rm -rf "$fifos"
     [ -n "$way" ] || rm -f /tmp/plugstatus
 }
@@ -161,10 +163,11 @@ make_inputs() {
     key=$(random_hex 8)
     mac=02$(random_hex 5)
     mac_colons=$(echo "$mac" | sed 's/..\B/&:/g')
-    serial=DEMO$(random_hex 4) router_name=router-$RANDOM mhz=$((500 + RANDOM % 1000))
+    serial=DEMO$(random_hex 4) router_name=router-$RANDOM guest_name=guest-$RANDOM mhz=$((500 + RANDOM % 1000))
     cat >"$out/household.json" <<END
 {"router": {"serial": "$serial", "vendor": "Example", "model": "R-100", "name": "$router_name", "ipv6": true},
- "cpu": {"model": "MIPS 24KEc", "mhz": $mhz, "cores": 1}, "memory": {"kilobytes": 65536, "type": "DDR2"}}
+ "cpu": {"model": "MIPS 24KEc", "mhz": $mhz, "cores": 1}, "memory": {"kilobytes": 65536, "type": "DDR2"},
+ "timetable": $(guest_timetable)}
 END
 }
 
@@ -261,6 +264,7 @@ login() {
     echo "logs in:   version $version, token $token" | quoted plugsim
     echo "answers:   a heartbeat every $interval s" | quoted plugsim
     agent_said "quit regist,start login $login_at" "Login done"
+    report_each_device
     ok "it logged in with the token of its registration"
 }
 
@@ -405,6 +409,7 @@ end_of_run() {
     wait "$platform_pid"
     same "the platform's exit status" "$?" 0
     agent_pid='' platform_pid=''
+    stop_manager
     stop "$watcher_pid"
     watcher_pid=
 }
@@ -422,6 +427,7 @@ summary() {
     say "heartbeats    $beats sent, $acks acknowledged; $interval s of the agent's time apart within a session"
     say "identity      $field_count fields, answered after $latency"
     say "functions     $functions_asked questions and settings besides, each checked"
+    say "devices       $devices_reported in one report"
     say "rule          enforced $cut_off_s s of the agent's time after the command, undone at once with its deletion"
     say "lost session  logged in again after $back_ms ms at $factor times the speed"
     say "status file   $(stages_seen)"
@@ -478,6 +484,8 @@ identity
 functions_tour
 diagnostics
 internet_time
+attached_devices
+management_process
 lost_session
 end_of_run
 summary
