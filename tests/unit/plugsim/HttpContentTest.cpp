@@ -75,6 +75,35 @@ TEST_F(HttpFolder, FoldersAndPipesAreNoFiles)
     for (const char *path : {"/sub", "/sub/", "/pipe", "/file/x"}) EXPECT_FALSE(content.Find(path).found) << path;
 }
 
+TEST_F(HttpFolder, AnOpenFileOnOfferComesBeforeEverythingElse)
+{
+    const int secret = open((top + "/secret").c_str(), O_RDONLY), again = open((root + "/file").c_str(), O_RDONLY);
+    for (const char *path : {"/update/new", "/file"}) {
+        EXPECT_FALSE(content.Offers(path));
+        ASSERT_TRUE(content.Offer(path, secret, &error)) << error;
+        EXPECT_TRUE(content.Offers(path));
+        EXPECT_EQ(6, content.Find(path).size) << path;
+    }
+    ASSERT_TRUE(content.Offer("/update/new", again, &error)) << error; // in the place of the one before
+    close(secret);
+    close(again);
+    const HttpBody body = content.Find("/update/new");
+    char text[8] = {};
+    EXPECT_EQ(4, pread(body.file, text, sizeof text, 0));
+    EXPECT_STREQ("four", text);
+    EXPECT_FALSE(content.Find("/update/other").found);
+}
+
+TEST_F(HttpFolder, OnlyRegularFilesAreOffered)
+{
+    const int folder = open(root.c_str(), O_RDONLY);
+    EXPECT_FALSE(content.Offer("/update/new", folder, &error));
+    EXPECT_EQ("no regular file", error);
+    close(folder);
+    EXPECT_FALSE(content.Offer("/update/new", -1, &error));
+    EXPECT_FALSE(content.Offers("/update/new"));
+}
+
 TEST_F(HttpFolder, BelowDownloadEverythingElseIsMadeUp)
 {
     const HttpBody real = content.Find("/download/real"), made = content.Find("/download/any/thing");
