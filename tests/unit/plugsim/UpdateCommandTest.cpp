@@ -230,9 +230,8 @@ TEST_F(Update, NeedsNothingButAFile)
     EXPECT_EQ(0u, At(agent->said, "url").find("http://127.0.0.1:"));
     EXPECT_NE("(none)", Line("\"state\":\"offered\""));
     EXPECT_NE("(none)", Line("\"state\":\"asked\""));
-    EXPECT_EQ(
-        "\"state\":\"done\",\"result\":0,\"process\":1,\"from\":\"2.0.0.7\",\"to\":\"2.0.0.8\",\"bytes\":3}",
-        Line("\"state\":\"done\""));
+    EXPECT_EQ("\"state\":\"done\",\"result\":0,\"process\":1,\"from\":\"2.0.0.7\",\"to\":\"2.0.0.8\",\"bytes\":3}",
+              Line("\"state\":\"done\""));
 }
 
 TEST_F(Update, SaysSomethingElseWhenToldTo)
