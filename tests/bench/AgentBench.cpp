@@ -1,4 +1,4 @@
-// AgentBench.cpp - measures the real agent: agent_bench latency|idle|start|sessions|rate|ping [NUMBER]...
+// AgentBench.cpp - measures the real agent: agent_bench latency|idle|start|sessions|rate|ping|local [NUMBER]...
 //
 //   latency [SAMPLES]                      default 600
 //   idle [SETTLE-SECONDS [SECONDS]]        default 30 70: one heartbeat of 60 s is always among them
@@ -6,6 +6,7 @@
 //   sessions [SESSIONS [WARM-UP [FACTOR]]] default 1000 10 200
 //   rate [MEGABYTES [ROUNDS]]              default 1024 9
 //   ping [SAMPLES]                         default 100
+//   local [SAMPLES [FRAMES [FACTOR]]]      default 300 100000 200
 //
 // Exit status: 0 measured (whatever the verdict), 1 could not measure, 2 wrong use, 77 no private /tmp to be had.
 #include <cstdio>
@@ -35,6 +36,7 @@ int main(int argc, char *argv[])
         {"sessions", [&] { MeasureSessions(number(2, 1000), number(3, 10), number(4, 200)); }},
         {"rate", [&] { MeasureRate(number(2, 1024), number(3, 9)); }},
         {"ping", [&] { MeasurePing(number(2, 100)); }},
+        {"local", [&] { MeasureLocal(number(2, 300), number(3, 100000), number(4, 200)); }},
     };
     for (const auto &bench : benches) {
         if (bench.first != what) continue;
@@ -42,6 +44,6 @@ int main(int argc, char *argv[])
         bench.second();
         return 0;
     }
-    fprintf(stderr, "usage: %s latency|idle|start|sessions|rate|ping [NUMBER]...\n", argv[0]);
+    fprintf(stderr, "usage: %s latency|idle|start|sessions|rate|ping|local [NUMBER]...\n", argv[0]);
     return 2;
 }

@@ -6,6 +6,7 @@
 #include "platform/SessionFrames.h"
 
 static const double kAnswerMs = 5000;
+static const double kReplyMs = 2000; // to a command
 
 static void AnswerRegistration(Link *link, uint16_t loginPort)
 {
@@ -25,6 +26,17 @@ bool AnswerHeartbeat(Link *link, const BenchFrame &frame)
     if (frame.header.msgType != MSG_HEARTBEAT) return false;
     link->Send(MakeFrame(MSG_HEARTBEAT_ACK, {}, {}));
     return true;
+}
+
+double AskAgent(Link *link, const Bytes &request, BenchFrame *reply)
+{
+    const double sent = NowMs();
+    link->Send(request);
+    while (link->Next(reply, sent + kReplyMs)) {
+        if (reply->header.msgType == MSG_ACK_MAC) return NowMs() - sent;
+        AnswerHeartbeat(link, *reply);
+    }
+    Fail("the agent does not answer a command");
 }
 
 static bool AnswerLogin(Link *link, int16_t heartbeatSeconds, double *loggedInMs)

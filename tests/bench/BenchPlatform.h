@@ -20,3 +20,7 @@ class BenchPlatform
 
 // Acknowledges `frame` when it is a heartbeat. Returns whether it is.
 bool AnswerHeartbeat(Link *link, const BenchFrame &frame);
+
+// Sends the command `request` and waits for its acknowledgement; heartbeats in between are answered. Returns how long
+// it took, milliseconds.
+double AskAgent(Link *link, const Bytes &request, BenchFrame *reply);

@@ -19,3 +19,7 @@ void MeasureRate(int megabytes, int rounds);
 
 // The command that starts a ping to its acknowledgement, `samples` times.
 void MeasurePing(int samples);
+
+// The router's management process answers at once: a command whose answer it knows to its acknowledgement, `samples`
+// times; then `frames` of its own with time running `factor` times faster, none of which may be lost.
+void MeasureLocal(int samples, int frames, double factor);

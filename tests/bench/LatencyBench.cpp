@@ -13,18 +13,6 @@ static const double kAnswerMs = 2000;
 static const int kBlock = 10; // samples of one before the other has its turn
 static const double kMostOfEcho = 1.5;
 
-// Sends `request` and waits for the acknowledgement; heartbeats in between are answered. Milliseconds.
-static double AskAgent(Link *link, const Bytes &request, BenchFrame *reply)
-{
-    const double sent = NowMs();
-    link->Send(request);
-    while (link->Next(reply, sent + kAnswerMs)) {
-        if (reply->header.msgType == MSG_ACK_MAC) return NowMs() - sent;
-        AnswerHeartbeat(link, *reply);
-    }
-    Fail("the agent does not answer a command");
-}
-
 // The echo's answers are no frames with a sense, but have a header: the same code takes them in.
 static double AskEcho(Link *link, const Bytes &request, BenchFrame *reply)
 {
