@@ -27,7 +27,7 @@ static bool IsLoud(const std::string &event)
 // What is shown although --quiet asks for silence.
 static bool Wanted(const std::string &event)
 {
-    static const char *const kWanted[] = {"listening", "answer", "status", "done", "exit"};
+    static const char *const kWanted[] = {"listening", "answer", "status", "household", "done", "exit"};
     return IsLoud(event) ||
            std::any_of(std::begin(kWanted), std::end(kWanted), [&](const char *name) { return event == name; });
 }

@@ -154,7 +154,7 @@ bool Household::Set(const Words &words, std::string *error)
         return true;
     }
     Bytes value;
-    if (!MakeRecord(kSettings[index].name, layout, rest, &value, error)) return false;
+    if (!MakeRecord(("set " + words[0]).c_str(), layout, rest, &value, error)) return false;
     values_[index] = value;
     return true;
 }
