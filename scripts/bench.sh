@@ -1,7 +1,7 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [codec] [dispatch] [surf] [latency] [start] [local] [ping] [rate] [size] [idle] [sessions]
+#   scripts/bench.sh [codec] [dispatch] [surf] [latency] [start] [local] [ping] [devices] [rate] [size] [idle] [sessions]
 #
 # No name: all, about six minutes.
 #
@@ -12,7 +12,7 @@ set -u
 repo=$(cd "$(dirname "$0")/.." && pwd)
 build=$repo/build/release
 cd "$repo" || exit 1
-[ $# -gt 0 ] || set -- codec dispatch surf latency start local ping rate size idle sessions
+[ $# -gt 0 ] || set -- codec dispatch surf latency start local ping devices rate size idle sessions
 
 die() { echo "bench.sh: $*" >&2; exit 1; }
 
@@ -63,9 +63,9 @@ for group; do
     echo "== $group"
     case $group in
     codec | dispatch | surf) run "$build/${group}_bench" ;;
-    latency | start | local | ping | rate | idle | sessions) run "$build/agent_bench" "$group" ;;
+    latency | start | local | ping | devices | rate | idle | sessions) run "$build/agent_bench" "$group" ;;
     size) sizes ;;
-    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, latency, start, local, ping, rate, size, idle, sessions)" ;;
+    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, latency, start, local, ping, devices, rate, size, idle, sessions)" ;;
     esac
 done
 

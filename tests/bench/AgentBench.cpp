@@ -1,4 +1,4 @@
-// AgentBench.cpp - measures the real agent: agent_bench latency|idle|start|sessions|rate|ping|local [NUMBER]...
+// AgentBench.cpp - measures the real agent: agent_bench latency|idle|start|sessions|rate|ping|local|devices [NUMBER]...
 //
 //   latency [SAMPLES]                      default 600
 //   idle [SETTLE-SECONDS [SECONDS]]        default 30 70: one heartbeat of 60 s is always among them
@@ -7,6 +7,7 @@
 //   rate [MEGABYTES [ROUNDS]]              default 1024 9
 //   ping [SAMPLES]                         default 100
 //   local [SAMPLES [FRAMES [FACTOR]]]      default 300 100000 200
+//   devices [SAMPLES]                      default 10
 //
 // Exit status: 0 measured (whatever the verdict), 1 could not measure, 2 wrong use, 77 no private /tmp to be had.
 #include <cstdio>
@@ -37,6 +38,7 @@ int main(int argc, char *argv[])
         {"rate", [&] { MeasureRate(number(2, 1024), number(3, 9)); }},
         {"ping", [&] { MeasurePing(number(2, 100)); }},
         {"local", [&] { MeasureLocal(number(2, 300), number(3, 100000), number(4, 200)); }},
+        {"devices", [&] { MeasureDevices(number(2, 10)); }},
     };
     for (const auto &bench : benches) {
         if (bench.first != what) continue;
@@ -44,6 +46,6 @@ int main(int argc, char *argv[])
         bench.second();
         return 0;
     }
-    fprintf(stderr, "usage: %s latency|idle|start|sessions|rate|ping|local [NUMBER]...\n", argv[0]);
+    fprintf(stderr, "usage: %s latency|idle|start|sessions|rate|ping|local|devices [NUMBER]...\n", argv[0]);
     return 2;
 }

@@ -24,3 +24,6 @@ bool AnswerHeartbeat(Link *link, const BenchFrame &frame);
 // Sends the command `request` and waits for its acknowledgement; heartbeats in between are answered. Returns how long
 // it took, milliseconds.
 double AskAgent(Link *link, const Bytes &request, BenchFrame *reply);
+
+// The frame of a function's request with this tag.
+Bytes FunctionFrame(uint8_t function, uint16_t tag, const Bytes &parameters);

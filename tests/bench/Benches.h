@@ -17,6 +17,9 @@ void MeasureSessions(int sessions, int warmUp, double factor);
 // A rate test of `megabytes` against a curl that fetches the same from the same server, the medians of `rounds` each.
 void MeasureRate(int megabytes, int rounds);
 
+// A request for the report of 128 devices to the whole report, `samples` times, without the documented pauses.
+void MeasureDevices(int samples);
+
 // The command that starts a ping to its acknowledgement, `samples` times.
 void MeasurePing(int samples);
 

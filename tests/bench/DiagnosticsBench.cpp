@@ -26,34 +26,6 @@ static const int64_t kWarmUp = 4 << 20;
 
 // ---- Functions ----
 
-static Bytes FunctionFrame(uint8_t function, uint16_t tag, const Bytes &parameters)
-{
-    const size_t length = 10 + parameters.size();
-    Bytes record = {0,
-                    0,
-                    function,
-                    0x02,
-                    0x11,
-                    0x22,
-                    0x33,
-                    0x44,
-                    0x55,
-                    static_cast<uint8_t>(length & 0xFF),
-                    static_cast<uint8_t>(length >> 8),
-                    static_cast<uint8_t>(tag & 0xFF),
-                    static_cast<uint8_t>(tag >> 8),
-                    function,
-                    0,
-                    0,
-                    0,
-                    0,
-                    0,
-                    0,
-                    0};
-    record.insert(record.end(), parameters.begin(), parameters.end());
-    return MakeFrame(MSG_FUNCTION_COMMAND, {0, 0}, record);
-}
-
 // What stands behind the record's own header in a function's reply: tag, ID, status, data. Heartbeats in between are
 // answered.
 static Bytes AwaitReply(Link *link, uint8_t function, double timeoutMs)

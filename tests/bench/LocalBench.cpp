@@ -27,9 +27,7 @@ static void MeasureLocalLatency(int samples)
     peer.AnswerAll();
     Link session = platform.LogIn(60, 20000);
 
-    // Function 71: tag, ID, six bytes not used.
-    const Bytes record = {0, 0, 71, 0x02, 0x11, 0x22, 0x33, 0x44, 0x55, 10, 0, 0x34, 0x12, 71, 0, 0, 0, 0, 0, 0, 0};
-    const Bytes request = MakeFrame(MSG_FUNCTION_COMMAND, {0, 0}, record);
+    const Bytes request = FunctionFrame(71, 0x1234, {});
     const Bytes answer = {0x34, 0x12, 71, 0, 0, 0, 1}; // tag, function, status 0 and the peer's byte
     std::vector<double> took;
     const double begin = NowMs();
