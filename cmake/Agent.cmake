@@ -12,6 +12,7 @@ add_library(plugcore STATIC
   core/Base64.cpp
   core/Common.cpp
   core/Config.cpp
+  core/JsonParse.cpp
   core/Plug.cpp
   core/Version.cpp
   functions/Devices.cpp

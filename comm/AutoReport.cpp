@@ -8,6 +8,7 @@
 #include "comm/ComRequests.h"
 #include "comm/ReportTimes.h"
 #include "core/Common.h"
+#include "core/JsonParse.h"
 #include "os/OsClock.h"
 #include "os/OsWait.h"
 #include "platform/Protool.h"
@@ -80,7 +81,7 @@ void Comm_get_88Conf(const uint8_t *payload, size_t length)
         memcpy(text, payload + 1, length - 1);
         text[length - 1] = '\0';
         LOG_DEBUG("Receive 88 info:\n%s, length=%d", text, static_cast<int>(length) - 1);
-        cJSON *json = cJSON_Parse(text);
+        cJSON *json = JsonParse(text);
         TakeConf(json, &conf);
         TakeInt(json, "serverDiff", &conf.serverErr);
         cJSON_Delete(json);
@@ -164,7 +165,7 @@ int AutoReportRequest(const char *text, int length, AutoReportConf *conf, char r
     char copy[kConfTextMax + 1];
     snprintf(copy, sizeof copy, "%.*s", length, text);
     LOG_DEBUG("Receive 88 info:\n%s, length=%d", copy, length);
-    cJSON *json = cJSON_ParseWithOpts(copy, nullptr, true); // nothing but blanks behind it
+    cJSON *json = JsonParse(copy, true); // nothing but blanks behind it
     if (!json) return 1;
     const int result = RequestFrom(json, copy, conf, request);
     cJSON_Delete(json);

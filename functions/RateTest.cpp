@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/JsonParse.h"
 #include "functions/Download.h"
 #include "functions/HttpSocket.h"
 #include "os/OsProcess.h"
@@ -25,7 +26,6 @@ static const int kPortMax = 65535;
 static const uint16_t kRateFunction = 62; // its number, and the data type of its record
 static const size_t kRecordSize = 10;
 static const int kConfigTextMin = 2;
-static const int kNestingMax = 32;
 static const int64_t kAfterJoinMs = 20;
 static const int64_t kStopAgainMs = 20;
 
@@ -158,17 +158,6 @@ int RateTestStart(WireReader *, WireWriter *reply)
     return 0;
 }
 
-// The parser goes down one call a bracket, which the small stacks of our threads do not bear.
-static bool NestsTooDeep(const char *text)
-{
-    int depth = 0;
-    for (; *text && depth <= kNestingMax; text++) {
-        if (*text == '[' || *text == '{') depth++;
-        if (*text == ']' || *text == '}') depth--;
-    }
-    return depth > kNestingMax;
-}
-
 int ParseConfigData(const char *text, int length)
 {
     if (!text || length < kConfigTextMin || length > static_cast<int>(kConfigTextMax)) return 1;
@@ -176,8 +165,7 @@ int ParseConfigData(const char *text, int length)
     memcpy(copy, text, static_cast<size_t>(length));
     copy[length] = '\0';
     LOG_DEBUG("ConfigData: %s", copy);
-    if (NestsTooDeep(copy)) return 1;
-    cJSON *root = cJSON_Parse(copy);
+    cJSON *root = JsonParse(copy);
     if (!root) return 1;
     const cJSON *url = cJSON_GetObjectItem(root, "value_func61");
     const bool found = cJSON_IsString(url);

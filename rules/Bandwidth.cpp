@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/JsonParse.h"
 #include "rules/BadItem.h"
 #include "sdk/RouterSdk.h"
 #include "subdev/DeviceTable.h"
@@ -102,7 +103,7 @@ static int ApplyList(const cJSON *document)
 int ParseTcParam(const char *json)
 {
     if (!json) return BANDWIDTH_NO_TEXT;
-    cJSON *document = cJSON_Parse(json);
+    cJSON *document = JsonParse(json);
     if (!document) {
         LOG_DEBUG("Parse json failed.");
         return BANDWIDTH_NO_JSON;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/JsonParse.h"
 #include "os/OsCommand.h"
 #include "platform/TcpServer.h"
 
@@ -123,7 +124,7 @@ static int CarryOut(const char *json)
     if (!json) return PORT_FORWARD_NO_TEXT;
     LOG_INFO("pMsg: \n%s\n\n", json);
     for (const Member &member : kMembers) memset(member.field, 0, member.size);
-    cJSON *document = cJSON_Parse(json);
+    cJSON *document = JsonParse(json);
     if (!document) return PORT_FORWARD_NO_JSON;
     const int result = ReadMembers(document);
     cJSON_Delete(document);

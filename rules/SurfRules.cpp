@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/JsonParse.h"
 #include "os/OsMemory.h"
 #include "os/OsWait.h"
 #include "platform/Settings.h"
@@ -211,7 +212,7 @@ int ParseSurfRulesParam(const char *json)
         LOG_ERR("Json is null.");
         return SURF_NO_TEXT;
     }
-    cJSON *document = cJSON_Parse(json);
+    cJSON *document = JsonParse(json);
     if (!document) {
         LOG_DEBUG("Parse json failed.");
         return SURF_NOT_PARSED;

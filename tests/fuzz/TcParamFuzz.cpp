@@ -6,6 +6,7 @@
 
 #include "FuzzOs.h"
 #include "core/Common.h"
+#include "core/JsonParse.h"
 #include "rules/BadItem.h"
 #include "rules/Bandwidth.h"
 #include "sdk/RouterSdk.h"
@@ -40,10 +41,10 @@ int set_dev_ds_max_bw(const uint8_t mac[6], int64_t limit)
     return Note(false, mac, limit);
 }
 
-// Items of the list; -1 when the text is no JSON.
+// Items of the list; -1 when the text is no JSON that the agent reads.
 static int ItemsOf(const char *text)
 {
-    cJSON *document = cJSON_Parse(text);
+    cJSON *document = JsonParse(text);
     if (!document) return -1;
     const cJSON *list = cJSON_GetObjectItem(document, "LIST");
     const int count = cJSON_IsArray(list) ? cJSON_GetArraySize(list) : 0;
