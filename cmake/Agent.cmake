@@ -7,6 +7,7 @@ add_library(plugcore STATIC
   comm/CommHandle.cpp
   comm/CommReports.cpp
   comm/CommServer.cpp
+  comm/FirmwareAnswer.cpp
   comm/ReportTimes.cpp
   comm/RingQueue.cpp
   core/Base64.cpp
@@ -32,6 +33,7 @@ add_library(plugcore STATIC
   functions/Services.cpp
   functions/System.cpp
   functions/Traceroute.cpp
+  functions/Url.cpp
   functions/Wan.cpp
   functions/Wireless.cpp
   platform/CBHandle.cpp
@@ -45,7 +47,10 @@ add_library(plugcore STATIC
   platform/Settings.cpp
   platform/TcpQueue.cpp
   platform/TcpServer.cpp
+  plugin/BuildJson.cpp
   plugin/ParseJson.cpp
+  plugin/PlugParameters.cpp
+  plugin/PlugUpdate.cpp
   rules/BadItem.cpp
   rules/Bandwidth.cpp
   rules/PortForward.cpp

@@ -1,9 +1,9 @@
 #define LOG_MODULE "CommServer"
 #include "comm/CommReports.h"
 
-#include <cstdio>
 #include <cstring>
 
+#include "comm/FirmwareAnswer.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "core/Wire.h"
@@ -31,7 +31,6 @@ static const int32_t kType2Least = 1170;
 static const int32_t kType3Least = 50;
 
 static const uint16_t kFuncRecord = 81;
-static const uint8_t kFirmwareDataType = 17;
 
 void CommReportsReset()
 {
@@ -149,17 +148,6 @@ void CommAutoReport89(const CommFrame &frame)
 
 // ---- FuncID 999 ----
 
-static const char *const kFirmwareErrors[] = {
-    "fromVersion not match.", "toVersion not support.", "url address error.", "check method not match.",
-    "fileLength error.",      "file download failed.",  "check sum error.",   "firmware update faiiled.", // as known
-};
-
-static const char *FirmwareError(uint8_t code)
-{
-    const size_t known = sizeof kFirmwareErrors / sizeof kFirmwareErrors[0];
-    return code >= 1 && code <= known ? kFirmwareErrors[code - 1] : "unKnown error.";
-}
-
 void CommFwUpdateResult(const CommFrame &frame)
 {
     if (frame.length != 1) {
@@ -167,14 +155,9 @@ void CommFwUpdateResult(const CommFrame &frame)
         return;
     }
     const uint8_t code = frame.payload[0];
-    char text[255];
-    int length;
-    if (code == 0) {
+    if (code == 0)
         LOG_DEBUG("update firmware success.");
-        length = snprintf(text, sizeof text, "{\"result\":0,\"resultDesc\":\"success\"}");
-    } else {
+    else
         LOG_ERR("update firmware file error.");
-        length = snprintf(text, sizeof text, "{\"result\":%d,\"resultDesc\":\"%s\"}", code, FirmwareError(code));
-    }
-    SendIpUpData(text, length, kFirmwareDataType, 0, nullptr);
+    SendFirmwareAnswer(code, FirmwareText(code));
 }

@@ -9,6 +9,7 @@
 #include "core/JsonParse.h"
 #include "functions/Download.h"
 #include "functions/HttpSocket.h"
+#include "functions/Url.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"
@@ -85,25 +86,14 @@ static int PortOf(const char *text, size_t length)
 bool SplitRateUrl(const char *url, RateTarget *target)
 {
     memset(target, 0, sizeof *target);
-    const char *scheme = strstr(url, "://");
-    if (!scheme) return false;
-    const char *host = scheme + 3;
-    const char *path = strchr(host, '/');
-    if (!path || strlen(path) > kConfigTextMax) return false;
-
-    const char *hostEnd = path;
-    target->port = kHttpPort;
-    const char *colon = static_cast<const char *>(memchr(host, ':', static_cast<size_t>(path - host)));
-    if (colon) {
-        hostEnd = colon;
-        target->port = PortOf(colon + 1, static_cast<size_t>(path - colon - 1));
-        if (target->port == 0) return false;
-    }
-    const size_t hostLength = static_cast<size_t>(hostEnd - host);
-    LOG_DEBUG("server len  %d", static_cast<int>(hostLength));
-    if (hostLength < kRateHostMin || hostLength > kRateHostMax) return false;
-    memcpy(target->host, host, hostLength);
-    memcpy(target->path, path, strlen(path));
+    UrlParts parts;
+    if (!SplitUrl(url, &parts) || strlen(parts.path) > kConfigTextMax) return false;
+    target->port = parts.port ? PortOf(parts.port, parts.portLength) : kHttpPort;
+    if (target->port == 0) return false;
+    LOG_DEBUG("server len  %d", static_cast<int>(parts.hostLength));
+    if (parts.hostLength < kRateHostMin || parts.hostLength > kRateHostMax) return false;
+    memcpy(target->host, parts.host, parts.hostLength);
+    memcpy(target->path, parts.path, strlen(parts.path));
     LOG_DEBUG("serverName: %s, port: %d, url: %s", target->host, target->port, target->path);
     return true;
 }

@@ -16,10 +16,18 @@ int OsOpenForReading(const char *path, bool followLink);
 // could be written.
 int OsReplaceFile(const char *path, const void *data, size_t size);
 
-// Opens `path` for writing, empty. A symbolic link there is removed, never followed; anything else that is not a
-// regular file is left alone and refused. The file is created with mode 0644; the descriptor is close-on-exec.
+// Makes a new file at `path` for writing. A file or a symbolic link there is removed, never written or followed: what
+// somebody else has put there stays his, and could be changed by him at any time. Anything else is left alone and
+// refused. The file is created with mode 0644; the descriptor is close-on-exec.
 // Returns the descriptor, or -1 with errno.
 int OsOpenForWriting(const char *path);
 
 // Writes all `size` bytes. Returns 0, or -1 with errno (ENOSPC when the file took fewer).
 int OsWriteAll(int fd, const void *data, size_t size);
+
+// Moves the file `from` to `to`, in the same folder, once its content is on its medium: whoever finds `to` afterwards
+// finds all of it, also after a power failure. A file or link at `to` is replaced. Returns 0, or -1 with errno.
+int OsPutInPlace(const char *from, const char *to);
+
+// Removes a file or a link; there may be none.
+void OsRemoveFile(const char *path);

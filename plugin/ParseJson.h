@@ -1,14 +1,36 @@
 // ParseJson.h - commands of the platform to the agent itself, by data type, with JSON payloads.
-// State:    none yet. Threads: the response thread.
+// State:    what they bring is kept in PlugParameters.h. Threads: the response thread.
 #pragma once
 
 #include <cstdint>
 
-// Data types that stand for a command.
+// Data types that stand for a command, and two of reports about them.
 enum PlugDataType : uint8_t {
-    PLUG_ROUTE_SET = 9, // add or delete a port forwarding (rules/PortForward.h)
+    PLUG_UPDATE_CMD = 1,       // announces an update of the agent
+    PLUG_UPDATE = 2,           // carries it out (plugin/PlugUpdate.h)
+    PLUG_UPDATE_REPORT = 3,    // how it ended
+    PLUG_ONLINE = 4,           // is acknowledged, no more, as the next three
+    PLUG_VIP = 5,              // a device that comes first
+    PLUG_RECOG = 6,            // what a device was recognised as
+    PLUG_RERECOG = 7,          // a device to be recognised again
+    PLUG_ROUTE_SET = 9,        // add or delete a port forwarding (rules/PortForward.h)
+    PLUG_FIRMWARE_CHECK = 15,  // may the router's firmware be updated?
+    PLUG_FIRMWARE_UPDATE = 16, // hands an update of it over to the local peer
+    PLUG_FIRMWARE_ANSWER = 17, // the answer to both (comm/FirmwareAnswer.h)
+    PLUG_FN40_INTERVAL = 18,   // how often the attached devices are reported
 };
 
 // Carries out the command `dataType` with its `payload`, a text or null. Returns the code that the acknowledgement
-// carries: that of ParseRouteParam() for PLUG_ROUTE_SET. Every other data type is ignored with code 0.
+// carries: 0 for PLUG_UPDATE_CMD and PLUG_UPDATE whatever came of them, the answer's code (-1 for an unknown one) for
+// PLUG_FIRMWARE_CHECK, 0 or -1 for PLUG_FIRMWARE_UPDATE, that of ParseRouteParam() for PLUG_ROUTE_SET and that of
+// ParserPlug() for the others. What is no command is ignored with code 0. PLUG_UPDATE ends the process when it
+// succeeds.
 int ParserPlugData(uint8_t dataType, const char *payload);
+
+// Reads the members that `dataType` requires, one after the other, into PlugParameters.h; PLUG_FN40_INTERVAL goes to
+// platform/Settings.h. A value of another JSON type, a number that its field cannot hold and a text that does not fit
+// its field with a terminator count as missing. What stands before a missing one has been stored, what stands behind it
+// keeps its old value.
+// Returns 0; -1 when the payload is null, no JSON (core/JsonParse.h), or a member is missing; for PLUG_FIRMWARE_CHECK
+// and PLUG_FIRMWARE_UPDATE the code of the missing member in place of that.
+int ParserPlug(uint8_t dataType, const char *payload);

@@ -1,6 +1,7 @@
 #include "os/OsFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,12 +51,13 @@ int OsReplaceFile(const char *path, const void *data, size_t size)
 
 int OsOpenForWriting(const char *path)
 {
-    const int fd = OpenOrCreate(path);
-    if (fd < 0 || ftruncate(fd, 0) == 0) return fd;
-    const int error = errno;
-    close(fd);
-    errno = error;
-    return -1;
+    struct stat status;
+    if (lstat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+        errno = EINVAL;
+        return -1;
+    }
+    OsRemoveFile(path);
+    return OpenRegular(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
 }
 
 int OsWriteAll(int fd, const void *data, size_t size)
@@ -70,4 +72,20 @@ int OsWriteAll(int fd, const void *data, size_t size)
         size -= static_cast<size_t>(written);
     }
     return 0;
+}
+
+int OsPutInPlace(const char *from, const char *to)
+{
+    const int fd = OsOpenForReading(from, false);
+    if (fd < 0) return -1;
+    const int result = fsync(fd) == 0 ? rename(from, to) : -1;
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return result;
+}
+
+void OsRemoveFile(const char *path)
+{
+    unlink(path);
 }

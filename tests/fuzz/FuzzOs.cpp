@@ -73,6 +73,8 @@ const char *const kPathTraceroute = "traceroute";
 const char *const kPathRateTest = "rate";
 const char *const kPathSubdev = "subdev";
 const char *const kPathMacConfig = "macconfig";
+const char *const kPathPlugDownload = "download";
+const char *const kPathPlugPart = "part";
 const char *const kPathCommServer = "comm";
 
 int64_t OsNowMs()
@@ -116,6 +118,13 @@ int OsWriteAll(int, const void *, size_t)
 {
     return 0;
 }
+
+int OsPutInPlace(const char *, const char *)
+{
+    return 0;
+}
+
+void OsRemoveFile(const char *) {}
 
 int OsReplaceFile(const char *path, const void *data, size_t size)
 {

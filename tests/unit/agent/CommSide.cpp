@@ -129,14 +129,6 @@ void HandleTest::ExpectReport(uint8_t dataType, const Bytes &report)
     EXPECT_EQ(Record(dataType, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
 }
 
-void HandleTest::ExpectPlainReport(uint8_t dataType, const std::string &text)
-{
-    const Bytes frame = peer.ReceiveFrame();
-    ASSERT_GT(frame.size(), kFrameHeaderSize) << "nothing was sent";
-    EXPECT_EQ(17 | 1 << 5, frame[2]);
-    EXPECT_EQ(Record(dataType, {}, Text(text)), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
-}
-
 bool HandleTest::Logged(const std::string &function, const std::string &text)
 {
     const std::string log = Log();

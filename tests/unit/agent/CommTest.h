@@ -46,8 +46,6 @@ class HandleTest : public LinkedTest
     static void HandleRead(const Bytes &read);
     // The next frame to the platform is this report, under `dataType` and with the router's MAC.
     void ExpectReport(uint8_t dataType, const Bytes &report);
-    // The same for one without MAC.
-    void ExpectPlainReport(uint8_t dataType, const std::string &text);
     bool Logged(const std::string &function, const std::string &text);
     static Bytes RxData(size_t size);
 

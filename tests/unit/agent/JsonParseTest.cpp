@@ -8,6 +8,7 @@
 #include "comm/AutoReport.h"
 #include "comm/CommHandle.h"
 #include "functions/RateTest.h"
+#include "plugin/ParseJson.h"
 #include "rules/Bandwidth.h"
 #include "rules/PortForward.h"
 #include "rules/SurfRules.h"
@@ -129,6 +130,8 @@ std::vector<Reader> Readers()
          [](const std::string &text) { return ParseTcParam(text.c_str()); }},
         {"surf rules", "{\"LIST\":[],\"x\":@}", 1, many, SURF_DONE, SURF_NOT_PARSED,
          [](const std::string &text) { return ParseSurfRulesParam(text.c_str()); }},
+        {"plugin commands", "{\"result\":1,\"x\":@}", 1, many, 0, -1,
+         [](const std::string &text) { return ParserPlug(PLUG_ONLINE, text.c_str()); }},
         {"rate test", "{\"value_func61\":\"http://ab\",\"x\":@}", 1, most, 0, 1, ReadRateConfiguration},
         {"auto report", "{\"referNum\":100,\"x\":@}", 1, most, 0, 1, ReadAutoReport},
         {"auto report of the peer", "{\"referNum\":100,\"x\":@}", 1, most, 100, -1, ReadAnswer},

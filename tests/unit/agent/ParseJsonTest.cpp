@@ -53,7 +53,7 @@ TEST_F(ParserPlugDataTest, TheResultOfARouteIsItsOwn)
 TEST_F(ParserPlugDataTest, EveryOtherDataTypeIsIgnored)
 {
     for (int type = 0; type < 256; type++) {
-        if (type == 9) continue;
+        if ((type >= 1 && type <= 9 && type != 3 && type != 8) || type == 15 || type == 16 || type == 18) continue;
         EXPECT_EQ(0, ParserPlugData(static_cast<uint8_t>(type), kForwarding)) << type;
     }
     EXPECT_TRUE(FakeCommands().empty());

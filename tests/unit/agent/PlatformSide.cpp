@@ -167,3 +167,11 @@ void LinkedTest::ExpectAck(uint8_t msgType, uint16_t headValue, uint8_t dataType
     EXPECT_EQ(lead, Bytes(frame.begin(), frame.begin() + kFrameHeaderSize + 2));
     EXPECT_EQ(plain, body.empty() ? Bytes() : Decrypted(body));
 }
+
+void LinkedTest::ExpectPlainReport(uint8_t dataType, const std::string &text)
+{
+    const Bytes frame = peer.ReceiveFrame();
+    ASSERT_GT(frame.size(), kFrameHeaderSize) << "nothing was sent";
+    EXPECT_EQ(17 | 1 << 5, frame[2]);
+    EXPECT_EQ(Record(dataType, {}, Text(text)), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
+}

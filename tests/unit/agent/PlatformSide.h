@@ -69,6 +69,8 @@ class LinkedTest : public AgentTest
     void ExpectNothingSent();    // since the last frame that was received
     // The next frame is this acknowledgement: head value, then a record with this text unless it is empty.
     void ExpectAck(uint8_t msgType, uint16_t headValue, uint8_t dataType, const Bytes &payload);
+    // The next frame is this report, under `dataType` and without MAC.
+    void ExpectPlainReport(uint8_t dataType, const std::string &text);
 
     Peer peer;
     SessionContext context = {};

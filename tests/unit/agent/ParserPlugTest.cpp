@@ -1,0 +1,541 @@
+// What the commands to the agent itself require and store, and what they answer.
+#include <cstring>
+
+#include "comm/FirmwareAnswer.h"
+#include "platform/Settings.h"
+#include "plugin/ParseJson.h"
+#include "plugin/PlugParameters.h"
+#include "tests/data/HostileTexts.h"
+#include "tests/unit/agent/AskedPeer.h"
+
+namespace
+{
+const char kUpdateCmd[] = "{\"pluginID\":\"p1\",\"fromVersion\":\"1.0\",\"toVersion\":\"2.0\"}";
+
+const char kFirmwareUpdate[] = "{\"fromVersion\":\"F1\",\"toVersion\":\"F2\",\"url\":\"http://h/f.bin\",\"fileLength\":"
+                               "305419896,\"checkMethod\":2,\"chkSum\":\"0123456789abcdef0123456789abcdef\"}";
+
+// A session with the platform at the other end; every value as at the start of the process.
+class ParserPlugTest : public LinkedTest
+{
+  protected:
+    void SetUp() override
+    {
+        LinkedTest::SetUp();
+        for (char *text : {mPluginID, mFromVersion, mToVersion, mDownloadServer, mDownloadUrl, mFileMD5, mToken})
+            text[0] = '\0';
+        mDownloadPort = 0;
+        mFileLength = 0;
+        mProcess = 0;
+        memset(mMac, 0, sizeof mMac);
+        mRecogResult = 0;
+        memset(&upParm, 0, sizeof upParm);
+        Fn40Interval = 6;
+        AutoReportDevinfo = 1;
+    }
+
+    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
+
+    static std::string Update(const std::string &url, const std::string &rest = ",\"fileLength\":5,\"fileMD5\":\"ab\","
+                                                                                "\"token\":\"t\"")
+    {
+        return "{\"url\":" + JsonString(url) + rest + "}";
+    }
+
+    static int ParseUrl(const std::string &url) { return ParserPlug(2, Update(url).c_str()); }
+
+    static std::string Place()
+    {
+        return std::string(mDownloadServer) + "|" + std::to_string(mDownloadPort) + "|" + mDownloadUrl;
+    }
+};
+
+// The members of an object, in order; each may be left out or replaced.
+struct Members {
+    std::vector<std::pair<std::string, std::string>> all; // values as JSON
+    std::string Text() const
+    {
+        std::string text = "{";
+        for (const auto &member : all) text += (text.size() > 1 ? ",\"" : "\"") + member.first + "\":" + member.second;
+        return text + "}";
+    }
+    Members Without(size_t which) const
+    {
+        Members rest = *this;
+        rest.all.erase(rest.all.begin() + static_cast<long>(which));
+        return rest;
+    }
+    Members With(size_t which, const std::string &value) const
+    {
+        Members other = *this;
+        other.all[which].second = value;
+        return other;
+    }
+};
+
+struct Command {
+    uint8_t dataType;
+    Members members;
+    std::vector<int> missing; // the result without each
+};
+
+std::vector<Command> Commands()
+{
+    return {
+        {1, {{{"pluginID", "\"p\""}, {"fromVersion", "\"1\""}, {"toVersion", "\"2\""}}}, {-1, -1, -1}},
+        {2,
+         {{{"url", "\"http://h/p\""}, {"fileLength", "5"}, {"fileMD5", "\"ab\""}, {"token", "\"t\""}}},
+         {-1, -1, -1, -1}},
+        {4, {{{"result", "0"}}}, {-1}},
+        {5, {{{"mac", "\"0211223344aF\""}}}, {-1}},
+        {6, {{{"mac", "\"0211223344aF\""}, {"result", "7"}}}, {-1, -1}},
+        {7, {{{"mac", "\"0211223344aF\""}}}, {-1}},
+        {15, {{{"fromVersion", "\"F1\""}, {"toVersion", "\"F2\""}}}, {1, 2}},
+        {16,
+         {{{"fromVersion", "\"F1\""},
+           {"toVersion", "\"F2\""},
+           {"url", "\"u\""},
+           {"fileLength", "1"},
+           {"checkMethod", "1"},
+           {"chkSum", "\"c\""}}},
+         {1, 2, 3, 5, 4, 7}},
+        {18, {{{"func40Interval", "5"}}}, {-1}},
+    };
+}
+} // namespace
+
+// ---- What all commands have in common ----
+
+TEST_F(ParserPlugTest, EveryMemberIsRequiredAndHasItsOwnCode)
+{
+    for (const Command &command : Commands()) {
+        EXPECT_EQ(0, ParserPlug(command.dataType, command.members.Text().c_str())) << command.members.Text();
+        for (size_t i = 0; i < command.missing.size(); i++) {
+            const std::string text = command.members.Without(i).Text();
+            EXPECT_EQ(command.missing[i], ParserPlug(command.dataType, text.c_str())) << text;
+        }
+    }
+}
+
+TEST_F(ParserPlugTest, AValueOfAnotherTypeCountsAsMissing)
+{
+    for (const Command &command : Commands()) {
+        for (size_t i = 0; i < command.missing.size(); i++) {
+            if (command.dataType == 4) continue; // is there, whatever it is
+            for (const std::string &value : HostileValues()) {
+                const bool number = command.members.all[i].second[0] != '"';
+                if (number && (isdigit(static_cast<unsigned char>(value[0])) || value[0] == '-')) continue;
+                const std::string text = command.members.With(i, value).Text();
+                EXPECT_EQ(command.missing[i], ParserPlug(command.dataType, text.c_str())) << text;
+            }
+            if (command.members.all[i].second[0] != '"') {
+                const std::string text = command.members.With(i, "\"5\"").Text();
+                EXPECT_EQ(command.missing[i], ParserPlug(command.dataType, text.c_str())) << text;
+            }
+        }
+    }
+}
+
+TEST_F(ParserPlugTest, TheFirstMissingMemberDecides)
+{
+    EXPECT_EQ(1, ParserPlug(15, "{}"));
+    EXPECT_EQ(1, ParserPlug(16, "{}"));
+    EXPECT_EQ(2, ParserPlug(16, "{\"fromVersion\":\"1\",\"url\":3}"));
+    EXPECT_EQ(5, ParserPlug(16, "{\"fromVersion\":\"1\",\"toVersion\":\"1\",\"url\":\"1\"}")); // before 4
+}
+
+TEST_F(ParserPlugTest, WhatIsNoJsonIsRefusedByEveryCommand)
+{
+    for (const Command &command : Commands()) {
+        EXPECT_EQ(-1, ParserPlug(command.dataType, nullptr));
+        for (const char *text : {"", " ", "{", "result", "{\"result\"", "\"", "{\"mac\":\"0211223344aF\""})
+            EXPECT_EQ(-1, ParserPlug(command.dataType, text)) << text;
+        EXPECT_EQ(command.missing[0], ParserPlug(command.dataType, "[]"));
+        EXPECT_EQ(command.missing[0], ParserPlug(command.dataType, "[1,\"result\"]"));
+        EXPECT_EQ(command.missing[0], ParserPlug(command.dataType, "3"));
+    }
+}
+
+TEST_F(ParserPlugTest, AMissingMemberTakesNothingBackAndTouchesNothingBehindIt)
+{
+    ASSERT_EQ(0, ParserPlug(1, kUpdateCmd));
+    EXPECT_EQ(-1, ParserPlug(1, "{\"pluginID\":\"p2\",\"toVersion\":\"3.0\"}"));
+    EXPECT_STREQ("p2", mPluginID);
+    EXPECT_STREQ("1.0", mFromVersion);
+    EXPECT_STREQ("2.0", mToVersion);
+}
+
+TEST_F(ParserPlugTest, ATextFitsItsFieldWithATerminatorOrIsRefused)
+{
+    struct Field {
+        uint8_t dataType;
+        size_t member;
+        char *text;
+        size_t size;
+    };
+    const Field fields[] = {
+        {1, 0, mPluginID, 128},        {1, 1, mFromVersion, 16}, {1, 2, mToVersion, 128},
+        {2, 2, mFileMD5, 64},          {2, 3, mToken, 128},      {15, 0, upParm.fromVersion, 64},
+        {16, 1, upParm.toVersion, 64}, {16, 2, upParm.url, 256}, {16, 5, upParm.chkSum, 40},
+    };
+    for (const Field &field : fields) {
+        for (const Command &command : Commands()) {
+            if (command.dataType != field.dataType) continue;
+            const auto with = [&](size_t length) {
+                return command.members.With(field.member, "\"" + std::string(length, 'x') + "\"").Text();
+            };
+            EXPECT_EQ(0, ParserPlug(field.dataType, with(field.size - 1).c_str()));
+            EXPECT_EQ(std::string(field.size - 1, 'x'), field.text);
+            EXPECT_EQ(0, ParserPlug(field.dataType, with(3).c_str()));
+            EXPECT_EQ(std::string("xxx") + std::string(field.size - 3, '\0'), std::string(field.text, field.size));
+            for (const size_t length : {field.size, field.size + 1, size_t{1400}, size_t{10000}}) {
+                EXPECT_EQ(command.missing[field.member], ParserPlug(field.dataType, with(length).c_str())) << length;
+                // The check forgets what the last one has brought.
+                EXPECT_STREQ(field.dataType == 15 ? "" : "xxx", field.text);
+            }
+        }
+    }
+}
+
+TEST_F(ParserPlugTest, NoTextRunsOverItsFieldOrComesInAnotherForm)
+{
+    for (const HostileText &hostile : HostileTexts()) {
+        const std::string text = JsonString(hostile.text);
+        for (const Command &command : Commands()) {
+            for (size_t i = 0; i < command.missing.size(); i++) {
+                const int result = ParserPlug(command.dataType, command.members.With(i, text).Text().c_str());
+                if (command.dataType == 1 && result == 0) {
+                    EXPECT_EQ(hostile.text, i == 0 ? mPluginID : i == 1 ? mFromVersion : mToVersion);
+                }
+            }
+        }
+        EXPECT_NE(nullptr, memchr(mPluginID, 0, sizeof mPluginID));
+        EXPECT_NE(nullptr, memchr(mFromVersion, 0, sizeof mFromVersion));
+        EXPECT_NE(nullptr, memchr(mDownloadServer, 0, sizeof mDownloadServer));
+        EXPECT_NE(nullptr, memchr(upParm.url, 0, sizeof upParm.url));
+        EXPECT_NE(nullptr, memchr(upParm.chkSum, 0, sizeof upParm.chkSum));
+    }
+    EXPECT_EQ(Hex("02 11 22 33 44 AF"), Bytes(mMac, mMac + 6));
+    EXPECT_TRUE(FakeCommands().empty());
+}
+
+// ---- 1: announced update ----
+
+TEST_F(ParserPlugTest, AnAnnouncedUpdateIsStored)
+{
+    EXPECT_EQ(0, ParserPlugData(1, kUpdateCmd));
+    EXPECT_STREQ("p1", mPluginID);
+    EXPECT_STREQ("1.0", mFromVersion);
+    EXPECT_STREQ("2.0", mToVersion);
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("[DEBUG] [ParseJson->ParserPlugData->")) << log;
+    const size_t first = log.find("]-> ParserPlug datatype_update_cmd ret 0\n");
+    ASSERT_NE(std::string::npos, first) << log;
+    EXPECT_LT(first, log.find("]-> update cmd ok\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> update cmd ok\n"));
+    ExpectNothingSent();
+}
+
+TEST_F(ParserPlugTest, AnAnnouncementThatIsNoneIsTakenAllTheSame)
+{
+    EXPECT_EQ(0, ParserPlugData(1, "{\"pluginID\":\"p1\"}"));
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("]-> ParserPlug datatype_update_cmd ret -1\n"));
+    EXPECT_EQ(std::string::npos, log.find("update cmd ok"));
+    EXPECT_EQ(0, ParserPlugData(1, nullptr));
+}
+
+// ---- 2: the URL of an update ----
+
+TEST_F(ParserPlugTest, AUrlWithoutAPortHasPort80)
+{
+    EXPECT_EQ(0, ParseUrl("http://files.example.net/plug/2.0"));
+    EXPECT_EQ("files.example.net|80|/plug/2.0", Place());
+    EXPECT_TRUE(Logged("port 80;mDownloadUrl : /plug/2.0; mDownloadServer: files.example.net "));
+    EXPECT_EQ(5u, mFileLength);
+    EXPECT_STREQ("ab", mFileMD5);
+    EXPECT_STREQ("t", mToken);
+}
+
+TEST_F(ParserPlugTest, AUrlsPortIsRead)
+{
+    EXPECT_EQ(0, ParseUrl("http://10.0.0.1:8080/p"));
+    EXPECT_EQ("10.0.0.1|8080|/p", Place());
+    EXPECT_EQ(0, ParseUrl("http://10.0.0.1:/p"));
+    EXPECT_EQ("10.0.0.1|0|/p", Place());
+    EXPECT_EQ(0, ParseUrl("http://10.0.0.1:80x/p"));
+    EXPECT_EQ("10.0.0.1|80|/p", Place());
+    EXPECT_EQ(0, ParseUrl("http://10.0.0.1/a:81/b"));
+    EXPECT_EQ("10.0.0.1|80|/a:81/b", Place());
+}
+
+TEST_F(ParserPlugTest, AUrlsPortHasAtMostSevenCharacters)
+{
+    EXPECT_EQ(0, ParseUrl("http://h:0008080/p"));
+    EXPECT_EQ("h|8080|/p", Place());
+    EXPECT_EQ(-1, ParseUrl("http://x:00008080/q"));
+    EXPECT_EQ("h|8080|/p", Place());
+}
+
+TEST_F(ParserPlugTest, AUrlsHostHasAtMostThirtyOneCharacters)
+{
+    const std::string host(31, 'h');
+    EXPECT_EQ(0, ParseUrl("http://" + host + "/p"));
+    EXPECT_EQ(host + "|80|/p", Place());
+    EXPECT_EQ(-1, ParseUrl("http://" + host + "h/q"));
+    EXPECT_EQ(-1, ParseUrl("http://" + host + "h:80/q"));
+    EXPECT_EQ(host + "|80|/p", Place());
+}
+
+TEST_F(ParserPlugTest, AUrlHasASchemeAndASlashBehindItsHost)
+{
+    for (const char *url : {"", "h/p", "http:/h/p", "http://h", "http://h:80", "http://", "h.p"})
+        EXPECT_EQ(-1, ParseUrl(url)) << url;
+    EXPECT_EQ("|0|", Place());
+}
+
+TEST_F(ParserPlugTest, AUrlHasAtMost255Characters)
+{
+    const std::string path = "/" + std::string(246, 'p');
+    EXPECT_EQ(0, ParseUrl("http://h" + path)); // 255
+    EXPECT_EQ("h|80|" + path, Place());
+    EXPECT_EQ(-1, ParseUrl("http://x" + path + "p"));
+    EXPECT_EQ("h|80|" + path, Place());
+}
+
+TEST_F(ParserPlugTest, ALengthIsAWholeNumberOf32Bits)
+{
+    const auto parse = [](const std::string &length) {
+        return ParserPlug(
+            2, ("{\"url\":\"http://h/p\",\"fileLength\":" + length + ",\"fileMD5\":\"\",\"token\":\"\"}").c_str());
+    };
+    EXPECT_EQ(0, parse("4294967295"));
+    EXPECT_EQ(4294967295u, mFileLength);
+    EXPECT_EQ(0, parse("0"));
+    EXPECT_EQ(0u, mFileLength);
+    EXPECT_EQ(0, parse("1e3"));
+    EXPECT_EQ(1000u, mFileLength);
+    for (const char *length : {"4294967296", "-1", "1.5", "1e308", "1e999", "-1e999", "123456789012345678901234567890"})
+        EXPECT_EQ(-1, parse(length)) << length;
+    EXPECT_EQ(1000u, mFileLength);
+}
+
+// ---- 4 to 7: devices ----
+
+TEST_F(ParserPlugTest, OnlineNeedsAResultWhateverItIs)
+{
+    for (const char *text : {"{\"result\":0}", "{\"result\":null}", "{\"result\":{}}", "{\"result\":\"x\"}"})
+        EXPECT_EQ(0, ParserPlugData(4, text)) << text;
+    EXPECT_TRUE(Logged("datatype_online"));
+    EXPECT_EQ(-1, ParserPlugData(4, "{\"code\":0}"));
+    ExpectNothingSent();
+}
+
+TEST_F(ParserPlugTest, AMacIsStoredByTheThreeCommandsThatBringOne)
+{
+    const struct {
+        uint8_t dataType;
+        const char *log;
+    } kCommands[] = {{5, "datatype_vip"}, {6, "datatype_recog"}, {7, "datatype_rerecog"}};
+    for (const auto &command : kCommands) {
+        memset(mMac, 0, sizeof mMac);
+        EXPECT_EQ(0, ParserPlugData(command.dataType, "{\"mac\":\"02aBcDeF0910\",\"result\":200}"));
+        EXPECT_EQ(Hex("02 AB CD EF 09 10"), Bytes(mMac, mMac + 6));
+        EXPECT_TRUE(Logged(command.log));
+    }
+    ExpectNothingSent();
+}
+
+TEST_F(ParserPlugTest, WhatIsNotTwelveHexadecimalDigitsIsNoMac)
+{
+    ASSERT_EQ(0, ParserPlug(5, "{\"mac\":\"021122334455\"}"));
+    for (const char *digits : {"", "0211223344", "02112233445", "0211223344556", "02:11:22:33:44:55", "0211223344gg",
+                               " 21122334455", "0x1122334455", "02112233445\\u0000"})
+        for (const uint8_t dataType : {5, 6, 7})
+            EXPECT_EQ(-1, ParserPlugData(dataType, ("{\"mac\":\"" + std::string(digits) + "\",\"result\":1}").c_str()))
+                << digits;
+    EXPECT_EQ(Hex("02 11 22 33 44 55"), Bytes(mMac, mMac + 6));
+}
+
+TEST_F(ParserPlugTest, ARecognitionHasAResultOfEightBits)
+{
+    EXPECT_EQ(0, ParserPlugData(6, "{\"mac\":\"021122334455\",\"result\":255}"));
+    EXPECT_EQ(255, mRecogResult);
+    EXPECT_TRUE(Logged("devrecog result  : 255"));
+    EXPECT_EQ(-1, ParserPlugData(6, "{\"mac\":\"021122334466\",\"result\":256}"));
+    EXPECT_EQ(-1, ParserPlugData(6, "{\"mac\":\"021122334466\",\"result\":-1}"));
+    EXPECT_EQ(-1, ParserPlugData(6, "{\"mac\":\"021122334466\"}"));
+    EXPECT_EQ(255, mRecogResult);
+    EXPECT_EQ(0x66, mMac[5]); // it stood before
+    EXPECT_EQ(std::string::npos, Log().find("devrecog"));
+}
+
+// ---- 15: firmware check ----
+
+TEST_F(ParserPlugTest, AFirmwareCheckIsAnsweredWithItsText)
+{
+    EXPECT_EQ(0, ParserPlugData(15, "{\"fromVersion\":\"F1\",\"toVersion\":\"F2\"}"));
+    ExpectPlainReport(17, "{\"result\":0,\"resultDesc\":\"success\"}"); // 35 bytes
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("]-> update firmware cmd ok\n"));
+    EXPECT_NE(std::string::npos, log.find("F2"));
+    EXPECT_STREQ("F1", upParm.fromVersion);
+    EXPECT_STREQ("", upParm.toVersion);
+}
+
+TEST_F(ParserPlugTest, AFirmwareCheckThatFailsIsAnsweredWithItsReason)
+{
+    EXPECT_EQ(1, ParserPlugData(15, "{\"toVersion\":\"F2\"}"));
+    ExpectPlainReport(17, "{\"result\":1,\"resultDesc\":\"fromVersion not match\"}"); // 49 bytes, no full stop
+    std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("]-> fromVersion is mismatching.\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> update firmware cmd error.\n"));
+    EXPECT_EQ(2, ParserPlugData(15, "{\"fromVersion\":\"F1\"}"));
+    ExpectPlainReport(17, "{\"result\":2,\"resultDesc\":\"toVersion not support.\"}"); // 50 bytes
+    EXPECT_TRUE(Logged("toVersion is mismatching."));
+    for (const char *text : {"", "{", "F1"}) {
+        EXPECT_EQ(-1, ParserPlugData(15, text));
+        ExpectPlainReport(17, "{\"result\":9,\"resultDesc\":\"unknown error.\"}"); // 42 bytes, small u, small k
+    }
+    EXPECT_EQ(-1, ParserPlugData(15, nullptr));
+    ExpectPlainReport(17, "{\"result\":9,\"resultDesc\":\"unknown error.\"}");
+}
+
+TEST_F(ParserPlugTest, AFirmwareCheckForgetsTheLastParameters)
+{
+    memset(&upParm, 'x', sizeof upParm);
+    ASSERT_EQ(0, ParserPlug(15, "{\"fromVersion\":\"F1\",\"toVersion\":\"F2\"}"));
+    Bytes expected(432);
+    expected[0] = 'F';
+    expected[1] = '1';
+    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(&upParm);
+    EXPECT_EQ(expected, Bytes(bytes, bytes + sizeof upParm));
+}
+
+// ---- 16: firmware update ----
+
+namespace
+{
+// The record by hand: texts at 0, 64, 128 and 392, numbers at 384 and 388.
+Bytes Parameters(const std::string &fromVersion)
+{
+    Bytes record(432);
+    const auto put = [&](size_t at, const std::string &text) { std::copy(text.begin(), text.end(), &record[at]); };
+    put(0, fromVersion);
+    put(64, "F2");
+    put(128, "http://h/f.bin");
+    put(384, "\x78\x56\x34\x12");
+    record[388] = 2;
+    put(392, "0123456789abcdef0123456789abcdef");
+    return record;
+}
+} // namespace
+
+TEST_F(ParserPlugTest, AFirmwareUpdateGoesToTheLocalPeerWithTheVersionOfTheCheck)
+{
+    AskedPeer local;
+    ASSERT_EQ(0, ParserPlug(15, "{\"fromVersion\":\"F0\",\"toVersion\":\"F2\"}"));
+    EXPECT_EQ(0, ParserPlugData(16, kFirmwareUpdate));
+    const Bytes frame = local.Frame();
+    ASSERT_EQ(kCommHeaderSize + 432, frame.size());
+    EXPECT_EQ(Hex("E7 03"), Bytes(&frame[2], &frame[4])); // 999
+    EXPECT_EQ(Parameters("F0"), Bytes(frame.begin() + kCommHeaderSize, frame.end()));
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("]-> MD5: 0123456789abcdef0123456789abcdef\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> send update firmware command success.\n"));
+    ExpectNothingSent();
+}
+
+TEST_F(ParserPlugTest, AFirmwareUpdateWithoutACheckHasNoFromVersion)
+{
+    AskedPeer local;
+    EXPECT_EQ(0, ParserPlugData(16, kFirmwareUpdate));
+    const Bytes frame = local.Frame();
+    ASSERT_EQ(kCommHeaderSize + 432, frame.size());
+    EXPECT_EQ(Parameters(""), Bytes(frame.begin() + kCommHeaderSize, frame.end()));
+}
+
+TEST_F(ParserPlugTest, AFirmwareUpdateThatNobodyTakesIsAnUnknownError)
+{
+    EXPECT_EQ(-1, ParserPlugData(16, kFirmwareUpdate));
+    ExpectPlainReport(17, "{\"result\":9,\"resultDesc\":\"unKnown error.\"}"); // 42 bytes, small u, capital K
+    EXPECT_TRUE(Logged("send update firmware command failed."));
+}
+
+TEST_F(ParserPlugTest, AFirmwareUpdateThatMissesSomethingIsAnsweredWithItsCodeAndText)
+{
+    AskedPeer local;
+    const struct {
+        size_t member;
+        const char *answer;
+        const char *log;
+    } kMissing[] = {
+        {0, "{\"result\":1,\"resultDesc\":\"fromVersion not match.\"}", ""},
+        {1, "{\"result\":2,\"resultDesc\":\"toVersion not support.\"}", ""},
+        {2, "{\"result\":3,\"resultDesc\":\"url address error.\"}", "url is null."},
+        {3, "{\"result\":5,\"resultDesc\":\"fileLength error.\"}", "fileLength is null."},
+        {4, "{\"result\":4,\"resultDesc\":\"check method not match.\"}", "checkMethod is null."},
+        {5, "{\"result\":7,\"resultDesc\":\"check sum error.\"}", "chkSum is null."},
+    };
+    const std::vector<Command> commands = Commands();
+    const Command &command = commands[7];
+    ASSERT_EQ(16, command.dataType);
+    for (const auto &missing : kMissing) {
+        EXPECT_EQ(-1, ParserPlugData(16, command.members.Without(missing.member).Text().c_str()));
+        ExpectPlainReport(17, missing.answer);
+        const std::string log = Log();
+        EXPECT_NE(std::string::npos, log.find("]-> update firmware file error.\n"));
+        EXPECT_NE(std::string::npos, log.find(std::string("]-> ") + missing.log));
+    }
+    EXPECT_EQ(-1, ParserPlugData(16, "{"));
+    ExpectPlainReport(17, "{\"result\":-1,\"resultDesc\":\"unKnown error.\"}");
+    EXPECT_TRUE(local.NothingSent());
+}
+
+TEST_F(ParserPlugTest, EveryFirmwareCodeHasItsText)
+{
+    EXPECT_STREQ("success", FirmwareText(0));
+    EXPECT_STREQ("file download failed.", FirmwareText(6));
+    EXPECT_STREQ("firmware update faiiled.", FirmwareText(8));
+    for (const int code : {-1, 9, 10, 255, 100000, -100000}) EXPECT_STREQ("unKnown error.", FirmwareText(code));
+    EXPECT_EQ(0, SendFirmwareAnswer(3, std::string(1000, 'x').c_str()));
+    ExpectPlainReport(17, "{\"result\":3,\"resultDesc\":\"" + std::string(229, 'x')); // 255 characters
+}
+
+// ---- 18: period of the device reports ----
+
+TEST_F(ParserPlugTest, AReportPeriodOf1To19MinutesIsSixCyclesAMinute)
+{
+    AutoReportDevinfo = 0;
+    EXPECT_EQ(0, ParserPlugData(18, "{\"func40Interval\":19}"));
+    EXPECT_EQ(114, Fn40Interval);
+    EXPECT_EQ(1, AutoReportDevinfo);
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("]-> datatype_fn40_interval.\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> Set subdev auto report 19 minute.\n"));
+    EXPECT_EQ(0, ParserPlugData(18, "{\"func40Interval\":1}"));
+    EXPECT_EQ(6, Fn40Interval);
+}
+
+TEST_F(ParserPlugTest, AReportPeriodOfZeroTurnsTheReportsOff)
+{
+    EXPECT_EQ(0, ParserPlugData(18, "{\"func40Interval\":0}"));
+    EXPECT_EQ(0, AutoReportDevinfo);
+    EXPECT_EQ(6, Fn40Interval);
+    EXPECT_TRUE(Logged("Close subdev auto report."));
+}
+
+TEST_F(ParserPlugTest, EveryOtherReportPeriodIsRefused)
+{
+    Fn40Interval = 30;
+    for (const char *minutes :
+         {"20", "-1", "0.5", "1.5", "19.01", "255", "4294967296", "4294967297", "1e308", "-1e999"}) {
+        EXPECT_EQ(-1, ParserPlugData(18, ("{\"func40Interval\":" + std::string(minutes) + "}").c_str())) << minutes;
+        EXPECT_TRUE(Logged("Set subdev auto report error.")) << minutes;
+    }
+    EXPECT_EQ(-1, ParserPlugData(18, "{\"interval\":5}"));
+    EXPECT_TRUE(Logged("func40Interval not found."));
+    EXPECT_EQ(30, Fn40Interval);
+    EXPECT_EQ(1, AutoReportDevinfo);
+    ExpectNothingSent();
+}
