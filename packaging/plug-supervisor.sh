@@ -19,11 +19,10 @@ PAUSE=2          # seconds before it is started again
 LONG_PAUSE=60    # when the platform forced it off, or could not be reached
 MAX_PAUSE=600    # when it ends right after its start, again and again
 SHORT_RUN=5      # seconds that are "right after its start"
+log() { logger -t plug "$*" 2>/dev/null || echo "plug: $*" >&2; } # may be defined anew there as well
 DEFAULTS=${PLUG_DEFAULTS:-/etc/default/plug}
 # shellcheck source=/dev/null
 [ ! -r "$DEFAULTS" ] || . "$DEFAULTS"
-
-log() { logger -t plug "$*" 2>/dev/null || echo "plug: $*" >&2; }
 
 # The agent to run next: an update on trial, one that has stood its trial, or the one that was installed.
 choose() {
