@@ -1,7 +1,7 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [codec] [dispatch] [surf] [latency] [start] [local] [ping] [devices] [rate] [size] [idle] [sessions]
+#   scripts/bench.sh [codec] [dispatch] [surf] [md5] [latency] [start] [local] [ping] [devices] [rate] [size] [idle] [sessions]
 #
 # No name: all, about six minutes.
 #
@@ -12,7 +12,7 @@ set -u
 repo=$(cd "$(dirname "$0")/.." && pwd)
 build=$repo/build/release
 cd "$repo" || exit 1
-[ $# -gt 0 ] || set -- codec dispatch surf latency start local ping devices rate size idle sessions
+[ $# -gt 0 ] || set -- codec dispatch surf md5 latency start local ping devices rate size idle sessions
 
 die() { echo "bench.sh: $*" >&2; exit 1; }
 
@@ -58,14 +58,14 @@ sizes() {
     size mipsel mipsel 120
 }
 
-build_preset release plug agent_bench codec_bench dispatch_bench surf_bench || { cat "$log"; die "the build failed"; }
+build_preset release plug agent_bench codec_bench dispatch_bench surf_bench md5_bench || { cat "$log"; die "the build failed"; }
 for group; do
     echo "== $group"
     case $group in
-    codec | dispatch | surf) run "$build/${group}_bench" ;;
+    codec | dispatch | surf | md5) run "$build/${group}_bench" ;;
     latency | start | local | ping | devices | rate | idle | sessions) run "$build/agent_bench" "$group" ;;
     size) sizes ;;
-    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, latency, start, local, ping, devices, rate, size, idle, sessions)" ;;
+    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, md5, latency, start, local, ping, devices, rate, size, idle, sessions)" ;;
     esac
 done
 

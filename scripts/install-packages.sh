@@ -20,9 +20,9 @@ packages_of() {
         echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev ;;
     run)
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
-        # daemon; curl is what the rate test is measured against; the others (killall is in psmisc) are what the
+        # daemon; curl and openssl are what is measured against; the others (killall is in psmisc) are what the
         # agent itself runs.
-        echo iproute2 util-linux mount procps curl iptables iputils-ping traceroute psmisc ;;
+        echo iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports
         # name no lines; without libc's symbols valgrind takes the C library's fast string code for overreads.
