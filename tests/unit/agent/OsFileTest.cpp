@@ -233,3 +233,63 @@ TEST_F(OsFile, WritingAllFailsWhenTheFileTakesLess)
     EXPECT_EQ(EFBIG, error);
     EXPECT_EQ("00", FileContent(mPath));
 }
+
+TEST_F(OsFile, AFileOpenedForWritingIsANewOne)
+{
+    const std::string other = FakeFolder() + "/other";
+    WriteFile(other, "somebody else's");
+    ASSERT_EQ(0, link(other.c_str(), mPath.c_str()));
+    const int fd = OsOpenForWriting(mPath.c_str());
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(0, OsWriteAll(fd, "ours", 4));
+    close(fd);
+    EXPECT_EQ("somebody else's", FileContent(other));
+    EXPECT_EQ("ours", FileContent(mPath));
+}
+
+TEST_F(OsFile, PutInPlaceReplacesAFileOrALinkByTheWholeFile)
+{
+    const std::string part = FakeFolder() + "/part";
+    WriteFile(part, "new");
+    WriteFile(mPath, "old");
+    EXPECT_EQ(0, OsPutInPlace(part.c_str(), mPath.c_str()));
+    EXPECT_EQ("new", FileContent(mPath));
+    EXPECT_NE(0, access(part.c_str(), F_OK));
+    unlink(mPath.c_str());
+    WriteFile(mTarget, "precious");
+    ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
+    WriteFile(part, "newer");
+    EXPECT_EQ(0, OsPutInPlace(part.c_str(), mPath.c_str()));
+    EXPECT_FALSE(IsLink(mPath));
+    EXPECT_EQ("newer", FileContent(mPath));
+    EXPECT_EQ("precious", FileContent(mTarget));
+}
+
+TEST_F(OsFile, PutInPlaceTakesNothingButAFile)
+{
+    const std::string part = FakeFolder() + "/part";
+    errno = 0;
+    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
+    EXPECT_EQ(ENOENT, errno);
+    ASSERT_EQ(0, symlink(mTarget.c_str(), part.c_str()));
+    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
+    unlink(part.c_str());
+    ASSERT_EQ(0, mkfifo(part.c_str(), 0600));
+    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
+    unlink(part.c_str());
+    WriteFile(part, "new");
+    ASSERT_EQ(0, mkdir(mPath.c_str(), 0700));
+    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
+    EXPECT_EQ("new", FileContent(part));
+    rmdir(mPath.c_str());
+}
+
+TEST_F(OsFile, RemovingMayFindNothingAndFollowsNoLink)
+{
+    OsRemoveFile(mPath.c_str());
+    WriteFile(mTarget, "precious");
+    ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
+    OsRemoveFile(mPath.c_str());
+    EXPECT_FALSE(IsLink(mPath));
+    EXPECT_EQ("precious", FileContent(mTarget));
+}
