@@ -172,7 +172,7 @@ TEST_F(Update, OfAServerThatClosesEarlyWaitsUntilTheSessionEndsAndLeavesWhatCame
     Begin(&session, server, kNothing);
     session.agent.WaitLog("lens = ");
     EXPECT_FALSE(fs::exists(kUpdate));
-    session.platform.Command("disconnect");
+    session.platform.Command("drop");
     session.agent.WaitLog("session ended, 13 of 5000 bytes received");
     session.platform.WaitSession(60);
     EXPECT_EQ("half an agent", ReadFile(kUpdate));
