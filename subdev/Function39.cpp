@@ -53,7 +53,7 @@ static void Idle(int64_t milliseconds)
 static bool ReadDevices()
 {
     uint16_t count = 0;
-    memset(pF39Dev, 0, ROUTER_SDK_DEVICES * sizeof *pF39Dev);
+    memset(pF39Dev, 0, s_count * sizeof *pF39Dev); // the rest is zero still, and its pages need not be there
     s_count = 0;
     if (WithDeviceTable([&] { return get_devs_cfg(pF39Dev, &count); }, "Fn39ReportProc") != 0) return false;
     s_count = std::min<uint16_t>(count, kKnownMost);
