@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# demo.sh - builds the agent and shows it at work: the real agent, the simulated router and the test platform.
+# demo.sh - builds the agent and shows it at work: the real agent, the simulated router, platform and management process.
 set -uo pipefail
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
@@ -18,7 +18,8 @@ are then left at the platform's prompt; without one the exit status is 0, or 1 w
   --factor N    how much faster the agent's time runs, 1 to 60 [20]
   --help        this text
 
-What the programs wrote stays in build/demo: events.jsonl (platform), agent.log, stages (status file), calls (router).
+What the programs wrote stays in build/demo: events.jsonl (platform), manager.jsonl (management process), agent.log, stages
+(status file), calls (router).
 END
 }
 
@@ -30,6 +31,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/diagnostics.sh"
 . "$repo/scripts/lib/rules.sh"
 . "$repo/scripts/lib/attached.sh"
+. "$repo/scripts/lib/update.sh"
 
 bin=$repo/build/release
 out=$repo/build/demo
@@ -74,9 +76,9 @@ prepare() {
             die "cmake failed (its words are above)"
         }
         quietly "$out/build.log" "building the agent, the simulated router and the test platform" \
-            cmake --build "$bin" -j "$(nproc)" --target plug plugsim || die "the build failed"
+            cmake --build "$bin" -j "$(nproc)" --target plug plug_next plugsim || die "the build failed"
     fi
-    for file in plug plugsim libRouterSdk.so.1; do
+    for file in plug plug_next plugsim libRouterSdk.so.1; do
         [ -e "$bin/$file" ] || die "there is no $bin/$file; run without --no-build"
     done
     mkdir -p "$out"
@@ -107,7 +109,7 @@ fi
 # ---- Inside
 
 platform_pid='' watcher_pid='' fifos=''
-step=0 steps=12
+step=0 steps=13
 
 stop() { # PID...: ends processes of ours and waits for them
     local pid
@@ -442,8 +444,8 @@ summary() {
 leave_at_prompt() {
     title "Your turn"
     say "This is the platform's prompt, with the agent attached; its time now runs at the usual speed."
-    say "Try: functions   all-devices   wan-config 0   set-led off   drop   misbehave   help. Ctrl-D or \"quit\" ends both."
-    say "The agent's log: tail -f $out/agent-prompt.log"
+    say "Try: functions   devices   mesh-topology   set-led off   update $bin/plug_next   drop   misbehave   help."
+    say "A \"plugsim manager\" runs beside it. Ctrl-D or \"quit\" ends all. The agent's log: tail -f $out/agent-prompt.log"
     echo
     trap : INT # the platform's to handle; we only have to stay
     (
@@ -458,10 +460,12 @@ leave_at_prompt() {
         done
     ) </dev/null >"$out/agent-prompt.log" 2>&1 5>&- 6<&- &
     agent_pid=$!
+    bound "$bin/plugsim" manager --json </dev/null >"$local_events" 2>&1 5>&- 6<&- &
+    manager_pid=$!
     "$bin/plugsim" platform --register "127.0.0.1:$port" --login "$login_at" --key "$key" --interval "$interval" \
         5>&- 6<&-
-    stop "$agent_pid"
-    agent_pid=
+    stop "$agent_pid" "$manager_pid"
+    agent_pid='' manager_pid=''
     echo "The agent and the platform have ended."
 }
 
@@ -487,6 +491,7 @@ internet_time
 attached_devices
 management_process
 lost_session
+plugin_update
 end_of_run
 summary
 if [ -t 0 ] && [ -t 1 ]; then leave_at_prompt; fi
