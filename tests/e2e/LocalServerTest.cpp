@@ -207,8 +207,8 @@ TEST_F(LocalServer, DevicesThatComeOnlineGoUpOneByOne)
                               std::string(54, '0') + "01";
     EXPECT_EQ(laptop, local.platform.Wait("upload", {{"datatype", "40"}}).Text("payload"));
     EXPECT_EQ(phone, local.platform.Wait("upload", {{"datatype", "40"}}).Text("payload"));
-    local.manager.Tell("devices online 02:1a:2b:00:00:31=laptop"); // known already
-    local.manager.Tell("devices offline 02:1a:2b:00:00:32");
+    local.Tell("devices online 02:1a:2b:00:00:31=laptop"); // known already
+    local.Tell("devices offline 02:1a:2b:00:00:32");
     local.agent.WaitLog("Subdev offline.");
     for (int i = 0; i < 2; i++) local.platform.Wait("heartbeat"); // more than a turn of reports
     EXPECT_EQ(2u, local.platform.Count("upload", {{"datatype", "40"}}));

@@ -18,9 +18,25 @@ struct LocalSession {
         manager.Wait("request", {{"name", "plugin-state"}});
         manager.Wait("request", {{"name", "auto-report-config"}});
         manager.Wait("answered", {{"name", "auto-report-config"}});
-        // Until that answer has been handled it would be taken for the one to the next question.
-        manager.Tell("plugin-state old");
+        Settle();
     }
+
+    // Waits until the agent is through with all that the management process has said. A frame that has been handled
+    // ends the wait for whatever answer; so what shows that it has been is a frame that is refused.
+    void Settle()
+    {
+        manager.Command("frame report-84 hex=00 checksum=7");
+        settled = agent.WaitLog("Receive  checkSum error.", settled).number + 1;
+    }
+
+    // Has the management process say something that the agent has handled at the return.
+    void Tell(const std::string &command)
+    {
+        manager.Command(command);
+        Settle();
+    }
+
+    size_t settled = 0; // lines of the log up to the last Settle()
 
     // Asks the router something through the agent.
     Event Ask(const std::string &command, double seconds = kPatience)

@@ -130,7 +130,7 @@ TEST_F(LocalTrouble, ALateAnswerIsTakenWithinTenSecondsAndNotForAnotherQuestion)
     EXPECT_EQ("1", local.Ask("mesh").Text("status"));
     local.agent.WaitLog("ERROR: request timeout!");
     // Once more, so that it has come and gone before the next question.
-    local.manager.Tell("plugin-state old");
+    local.Tell("plugin-state old");
     for (int i = 0; i < 2; i++) local.platform.Wait("heartbeat");
     EXPECT_EQ("70", local.Ask("roaming-threshold").Text("fields.first"));
 }
@@ -162,7 +162,7 @@ TEST_F(LocalTrouble, MoreFramesAtOnceThanTheQueueHoldsAreLostAndTheNextOneIsNot)
     local.manager.Command("burst 20 report 86 {\"n\":1}");
     local.agent.WaitLog("reveive data err=-2");
     for (int i = 0; i < 9; i++) local.platform.Wait("upload", {{"datatype", "86"}});
-    local.manager.Tell("plugin-state old"); // behind all that there was room for
+    local.Tell("plugin-state old"); // behind all that there was room for
     local.session.ExpectAnswers();
     EXPECT_EQ(20u, local.platform.Count("upload", {{"datatype", "86"}}) + local.agent.CountLog("reveive data err=-2"));
 }

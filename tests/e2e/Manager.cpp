@@ -11,10 +11,3 @@ static std::vector<std::string> Arguments(const ManagerOptions &options)
 }
 
 Manager::Manager(const ManagerOptions &options) : Plugsim(Arguments(options)) {}
-
-void Manager::Tell(const std::string &command)
-{
-    Command(command);
-    Command("plugin-state");
-    Wait("request", {{"name", "plugin-state"}});
-}

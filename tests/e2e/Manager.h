@@ -16,7 +16,4 @@ class Manager : public Plugsim
   public:
     // Starts it; it finds the agent by itself.
     explicit Manager(const ManagerOptions &options = {});
-
-    // Sends `command` and waits until the agent has handled it: it answers what is asked behind it.
-    void Tell(const std::string &command);
 };
