@@ -1,6 +1,7 @@
 // The management process on a real socket, whose other end is the test.
 #include "simulator/manager/Manager.h"
 
+#include <ctime>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -187,6 +188,19 @@ TEST_F(TheManager, KeepsATimetable)
     ASSERT_TRUE(manager->Schedule(86400000, 86400000, 0, {"plugin-state"}, &error));
     EXPECT_FALSE(manager->Busy()); // what goes on for good holds up nothing
     EXPECT_EQ(1u, manager->ClearTimetable());
+}
+
+TEST_F(TheManager, ReportsByItsConfigurationWhenSwitchedOn)
+{
+    StartConnected();
+    bool saved;
+    const std::string soon = std::to_string(time(nullptr) + 1); // less than a second
+    ASSERT_TRUE(manager->AutoReport()->Take("{\"interval3\":60,\"cycleReportStart\":\"" + soon + "\",\"save\":1}",
+                                            &saved, &error));
+    manager->Report(true);
+    ASSERT_TRUE(Until("sent", 1));
+    EXPECT_TRUE(Take("sent", {{"name", "typed-report"}, {"fields.type", "3"}}));
+    manager->Report(false);
 }
 
 TEST_F(TheManager, BeginsWithTheHouseholdOfAFile)
