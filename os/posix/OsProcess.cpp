@@ -12,7 +12,7 @@
 static const size_t kThreadStackSize = 128 * 1024;
 static const int kRemoveAtEndMax = 8;
 static const int kOwnPagesFrom = 64 * 1024;
-static const int kHeapStep = 16 * 1024;
+static const int kHeapStep = 8 * 1024;
 
 // Read by the signal handler, so plain atomics: an entry is complete before the count admits it.
 static std::atomic<const char *> s_removeAtEnd[kRemoveAtEndMax];
