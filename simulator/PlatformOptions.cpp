@@ -101,19 +101,9 @@ static void AddHttpOptions(CLI::App *app, PlatformOptions *o)
         ->type_name("DIR")
         ->needs(http)
         ->group(group);
-    app->add_option("--http-misbehave", o->http.misbehaviours,
-                    "do something wrong: 'PATH|* NAME[=VALUE]... [COUNT]', may be repeated; \"http\" lists the names")
-        ->type_name("WHAT")
-        ->expected(1)
-        ->take_all()
-        ->check(CLI::Validator(
-            [](std::string &text) {
-                Words words;
-                HttpWrongs probe;
-                std::string error;
-                return SplitWords(text, &words, &error) && probe.Add(words, &error) ? std::string() : error;
-            },
-            "", "misbehaviour"))
+    AddWrongsOption<HttpWrongs>(
+        app, "--http-misbehave", &o->http.misbehaviours,
+        "do something wrong: 'PATH|* NAME[=VALUE]... [COUNT]', may be repeated; \"http\" lists the names")
         ->needs(http)
         ->group(group);
 }
@@ -140,19 +130,9 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
     app->add_flag_callback(
            "--no-upload-ack", [o] { o->ackUploads = false; }, "do not acknowledge uploads")
         ->group(group);
-    app->add_option("--misbehave", o->misbehaviours,
-                    "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
-        ->type_name("WHAT")
-        ->expected(1)
-        ->take_all()
-        ->check(CLI::Validator(
-            [](std::string &text) {
-                Words words;
-                Misbehaviour probe;
-                std::string error;
-                return SplitWords(text, &words, &error) && probe.Add(words, &error) ? std::string() : error;
-            },
-            "", "misbehaviour"))
+    AddWrongsOption<Misbehaviour>(
+        app, "--misbehave", &o->misbehaviours,
+        "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
         ->group(group);
     app->add_option("--seed", o->seed, "start of the random numbers in garbage and noise [1]")
         ->type_name("N")

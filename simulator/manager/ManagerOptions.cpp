@@ -54,19 +54,9 @@ static void AddModelOptions(CLI::App *app, ManagerOptions *o)
         ->type_name("on|off")
         ->check(CLI::IsMember({"on", "off"}).description(""))
         ->group(group);
-    app->add_option("--misbehave", o->misbehaviours,
-                    "do something wrong: 'NAME[@WHAT][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
-        ->type_name("WHAT")
-        ->expected(1)
-        ->take_all()
-        ->check(CLI::Validator(
-            [](std::string &text) {
-                Words words;
-                LocalMisbehaviour probe;
-                std::string error;
-                return SplitWords(text, &words, &error) && probe.Add(words, &error) ? std::string() : error;
-            },
-            "", "misbehaviour"))
+    AddWrongsOption<LocalMisbehaviour>(
+        app, "--misbehave", &o->misbehaviours,
+        "do something wrong: 'NAME[@WHAT][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
         ->group(group);
 }
 
