@@ -33,6 +33,7 @@ constexpr size_t kFrameMax = 8192;                                     // the lo
 constexpr size_t kFrameMaxReceivedBody = 1508;                         // a longer one announced to us is no frame
 constexpr size_t kPayloadMax = 8100;                                   // of one data frame
 constexpr size_t kMacSize = 6;
+constexpr size_t kInnerHeadMax = 3 + kMacSize + 2; // of an inner record, before its payload
 
 enum MsgType : uint8_t {
     MSG_HEARTBEAT = 1,

@@ -15,10 +15,11 @@ int SendRouteUpData(const uint8_t *head, const uint8_t *body, uint8_t msgType, u
                     uint16_t bodyLen, uint8_t checksum)
 {
     if (headLen == 0 && bodyLen == 0) return -1;
-    uint8_t *frame = static_cast<uint8_t *>(OsAllocate(kFrameMax));
+    const size_t size = kFrameHeaderSize + headLen + bodyLen;
+    uint8_t *frame = size > kFrameMax ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
     if (!frame) return -1;
     const FrameHeader header = {msgType, flag, headLen, checksum, bodyLen};
-    const size_t length = FrameWrite(header, head, body, frame, kFrameMax);
+    const size_t length = FrameWrite(header, head, body, frame, size);
     int result = -1;
     if (length > 0) {
         result = SendData(frame, length);
@@ -41,8 +42,8 @@ static int SendInPlace(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8
 int SendEncrypted(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_t headLen, const uint8_t *plain,
                   size_t plainLen)
 {
-    if (AesPaddedLength(plainLen) > kFrameMax) return -1;
-    uint8_t *body = static_cast<uint8_t *>(OsAllocate(kFrameMax));
+    const size_t size = AesPaddedLength(plainLen);
+    uint8_t *body = size > kFrameMax ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
     if (!body) return -1;
     memcpy(body, plain, plainLen);
     const int result = SendInPlace(msgType, flag, head, headLen, body, plainLen);
@@ -53,9 +54,10 @@ int SendEncrypted(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_t he
 // Sends an inner record behind a head block of `headLen` bytes.
 static int SendRecord(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_t headLen, const InnerRecord &record)
 {
-    uint8_t *body = static_cast<uint8_t *>(OsAllocate(kFrameMax));
+    const size_t size = AesPaddedLength(kInnerHeadMax + record.payloadLen);
+    uint8_t *body = size > kFrameMax ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
     if (!body) return -1;
-    const size_t plainLen = InnerRecordWrite(record, body, kFrameMax - kAesBlock);
+    const size_t plainLen = InnerRecordWrite(record, body, size);
     const int result = plainLen > 0 ? SendInPlace(msgType, flag, head, headLen, body, plainLen) : -1;
     OsFree(body);
     return result;
