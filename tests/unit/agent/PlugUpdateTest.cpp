@@ -5,10 +5,12 @@
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include "functions/HttpSocket.h"
 #include "os/Paths.h"
+#include "platform/PlugStatus.h"
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
 #include "tests/data/HostileTexts.h"
@@ -338,6 +340,27 @@ TEST_F(PlugUpdateTest, AVerifiedUpdateIsReportedOnceAndEndsTheProcessWith255)
     EXPECT_EQ(0, mProcess); // here
     const std::string request = server.Requests()[0];
     EXPECT_EQ("GET /new/plug HTTP/1.1\r\n", request.substr(0, request.find('\n') + 1));
+}
+
+// The main thread writes 103 when the connection is lost while the report leaves; a supervisor would then not start
+// what has been fetched.
+TEST_F(PlugUpdateTest, TheStatusOfALinkLostMeanwhileDoesNotStay)
+{
+    HttpServer server(Serving(NewAgent()));
+    const std::string command = Command(server.Port(), kBodyMd5);
+    const auto lose = [] {
+        Within([] { return FakeClockNextDeadlineMs() == 3000; });
+        LogPlugStatus(PLUG_LINK_LOST);
+        FakeClockAdvanceMs(3000);
+    };
+    EXPECT_ENDS(
+        {
+            std::thread main(lose);
+            ParserPlugData(2, command.c_str());
+            main.join();
+        },
+        "exit at \\[ParserPlugData\\]");
+    EXPECT_EQ("004\n", StatusFile());
 }
 
 // ---- By itself ----
