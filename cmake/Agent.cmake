@@ -81,10 +81,6 @@ function(plug_version_of target version)
     PLUG_VERSION="${version}" "PLUG_VERSION_PARTS=${parts}" PLUG_BUILD_TAG="${PLUG_BUILD_TAG}")
 endfunction()
 plug_version_of(plugcore ${PLUG_VERSION})
-# Machine code beside the LTO code: the unit tests link it without LTO, to put other procedures in some places.
-if(CMAKE_INTERPROCEDURAL_OPTIMIZATION)
-  target_compile_options(plugcore PRIVATE -ffat-lto-objects)
-endif()
 target_link_libraries(plugcore PUBLIC plug_router_code plug_sdk plug_cjson plug_crypto Threads::Threads)
 
 add_library(plug_os STATIC

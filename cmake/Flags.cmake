@@ -27,6 +27,8 @@ add_library(plug_router_code INTERFACE)
 target_compile_options(plug_router_code INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
   -ffunction-sections -fdata-sections -fvisibility=hidden
+  # Machine code beside the LTO code: tests link it without LTO, some to put other procedures in some places.
+  $<$<BOOL:${CMAKE_INTERPROCEDURAL_OPTIMIZATION}>:-ffat-lto-objects>
   # Nothing unwinds the stack of what is shipped: no exceptions, no thread is cancelled.
   $<$<CONFIG:MinSizeRel>:-fno-asynchronous-unwind-tables>)
 target_include_directories(plug_router_code INTERFACE ${CMAKE_SOURCE_DIR})

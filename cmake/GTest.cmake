@@ -27,3 +27,19 @@ else()
   endforeach()
   target_link_libraries(plug_gtest INTERFACE gtest gtest_main Threads::Threads)
 endif()
+
+# plug_discover_tests(TARGET [gtest_discover_tests's options]): one test for each of the program. An emulated program takes
+# longer to start than most tests to run, so there they run in a few processes.
+function(plug_discover_tests target)
+  if(NOT CMAKE_CROSSCOMPILING)
+    gtest_discover_tests(${target} DISCOVERY_TIMEOUT 120 DISCOVERY_MODE PRE_TEST ${ARGN})
+    return()
+  endif()
+  set(shards 8)
+  foreach(shard RANGE 1 ${shards})
+    math(EXPR index "${shard} - 1")
+    add_test(NAME ${target}_${shard}_of_${shards} COMMAND ${target})
+    set_tests_properties(${target}_${shard}_of_${shards} PROPERTIES
+      ENVIRONMENT "GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${index}" TIMEOUT 600)
+  endforeach()
+endfunction()

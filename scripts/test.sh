@@ -2,7 +2,7 @@
 # test.sh - builds the project and runs its tests.
 set -uo pipefail
 export LC_ALL=C
-fuzz_seconds=10
+fuzz_seconds=6
 PATH=$PATH:/usr/sbin:/sbin
 
 usage() {
@@ -73,7 +73,7 @@ run_ctest() {
     rm -f "$results"
     # ThreadSanitizer does not find its way about every randomised address space. Not all containers allow this.
     if setarch -R true 2>/dev/null; then way=(setarch -R); fi
-    "${way[@]}" ctest --test-dir "$repo/build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
+    "${way[@]}" ctest --test-dir "$repo/build/$preset" -j $((jobs + 1)) --output-on-failure --no-tests=error \
         --repeat until-pass:2 --output-junit "$results" "${filter[@]}" "$@" </dev/null | grep --line-buffered -v '^ *Start '
     status=${PIPESTATUS[0]}
     if tests=$(attribute "$results" tests) && [ -n "$tests" ]; then

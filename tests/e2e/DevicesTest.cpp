@@ -151,11 +151,9 @@ TEST_F(Devices, OfAnEmptyRouterTheReportIsEmpty)
 std::string Many(int count)
 {
     std::string devices;
-    char mac[18], ip[16];
     for (int i = 1; i <= count; i++) {
-        snprintf(mac, sizeof mac, "02:1a:2b:00:01:%02x", static_cast<unsigned>(i));
-        snprintf(ip, sizeof ip, "192.168.1.%d", i);
-        devices += (i > 1 ? "," : "") + Device(mac, "device " + std::to_string(i), ip);
+        const std::string mac = "02:1a:2b:00:01:" + Digits(std::string(1, static_cast<char>(i)), 1);
+        devices += (i > 1 ? "," : "") + Device(mac, "device " + std::to_string(i), "192.168.1." + std::to_string(i));
     }
     return devices;
 }
