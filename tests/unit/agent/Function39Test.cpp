@@ -17,8 +17,6 @@
 namespace
 {
 
-typedef std::vector<std::string> Calls;
-
 class Function39 : public LinkedTest
 {
   protected:

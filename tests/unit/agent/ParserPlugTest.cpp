@@ -1,83 +1,11 @@
 // What the commands to the agent itself require and store, and what they answer.
-#include <cstring>
-
-#include "comm/FirmwareAnswer.h"
-#include "platform/Settings.h"
-#include "plugin/ParseJson.h"
-#include "plugin/PlugParameters.h"
-#include "tests/data/HostileTexts.h"
-#include "tests/unit/agent/AskedPeer.h"
+#include "tests/unit/agent/ParserPlugTest.h"
 
 namespace
 {
 const char kUpdateCmd[] = "{\"pluginID\":\"p1\",\"fromVersion\":\"1.0\",\"toVersion\":\"2.0\"}";
 
-const char kFirmwareUpdate[] = "{\"fromVersion\":\"F1\",\"toVersion\":\"F2\",\"url\":\"http://h/f.bin\",\"fileLength\":"
-                               "305419896,\"checkMethod\":2,\"chkSum\":\"0123456789abcdef0123456789abcdef\"}";
-
-// A session with the platform at the other end; every value as at the start of the process.
-class ParserPlugTest : public LinkedTest
-{
-  protected:
-    void SetUp() override
-    {
-        LinkedTest::SetUp();
-        for (char *text : {mPluginID, mFromVersion, mToVersion, mDownloadServer, mDownloadUrl, mFileMD5, mToken})
-            text[0] = '\0';
-        mDownloadPort = 0;
-        mFileLength = 0;
-        mProcess = 0;
-        memset(mMac, 0, sizeof mMac);
-        mRecogResult = 0;
-        memset(&upParm, 0, sizeof upParm);
-        Fn40Interval = 6;
-        AutoReportDevinfo = 1;
-    }
-
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
-
-    static std::string Update(const std::string &url, const std::string &rest = ",\"fileLength\":5,\"fileMD5\":\"ab\","
-                                                                                "\"token\":\"t\"")
-    {
-        return "{\"url\":" + JsonString(url) + rest + "}";
-    }
-
-    static int ParseUrl(const std::string &url) { return ParserPlug(2, Update(url).c_str()); }
-
-    static std::string Place()
-    {
-        return std::string(mDownloadServer) + "|" + std::to_string(mDownloadPort) + "|" + mDownloadUrl;
-    }
-};
-
-// The members of an object, in order; each may be left out or replaced.
-struct Members {
-    std::vector<std::pair<std::string, std::string>> all; // values as JSON
-    std::string Text() const
-    {
-        std::string text = "{";
-        for (const auto &member : all) text += (text.size() > 1 ? ",\"" : "\"") + member.first + "\":" + member.second;
-        return text + "}";
-    }
-    Members Without(size_t which) const
-    {
-        Members rest = *this;
-        rest.all.erase(rest.all.begin() + static_cast<long>(which));
-        return rest;
-    }
-    Members With(size_t which, const std::string &value) const
-    {
-        Members other = *this;
-        other.all[which].second = value;
-        return other;
-    }
-};
-
-struct Command {
-    uint8_t dataType;
-    Members members;
-    std::vector<int> missing; // the result without each
-};
+} // namespace
 
 std::vector<Command> Commands()
 {
@@ -102,7 +30,6 @@ std::vector<Command> Commands()
         {18, {{{"func40Interval", "5"}}}, {-1}},
     };
 }
-} // namespace
 
 // ---- What all commands have in common ----
 
@@ -368,138 +295,6 @@ TEST_F(ParserPlugTest, ARecognitionHasAResultOfEightBits)
     EXPECT_EQ(255, mRecogResult);
     EXPECT_EQ(0x66, mMac[5]); // it stood before
     EXPECT_EQ(std::string::npos, Log().find("devrecog"));
-}
-
-// ---- 15: firmware check ----
-
-TEST_F(ParserPlugTest, AFirmwareCheckIsAnsweredWithItsText)
-{
-    EXPECT_EQ(0, ParserPlugData(15, "{\"fromVersion\":\"F1\",\"toVersion\":\"F2\"}"));
-    ExpectPlainReport(17, "{\"result\":0,\"resultDesc\":\"success\"}"); // 35 bytes
-    const std::string log = Log();
-    EXPECT_NE(std::string::npos, log.find("]-> update firmware cmd ok\n"));
-    EXPECT_NE(std::string::npos, log.find("F2"));
-    EXPECT_STREQ("F1", upParm.fromVersion);
-    EXPECT_STREQ("", upParm.toVersion);
-}
-
-TEST_F(ParserPlugTest, AFirmwareCheckThatFailsIsAnsweredWithItsReason)
-{
-    EXPECT_EQ(1, ParserPlugData(15, "{\"toVersion\":\"F2\"}"));
-    ExpectPlainReport(17, "{\"result\":1,\"resultDesc\":\"fromVersion not match\"}"); // 49 bytes, no full stop
-    std::string log = Log();
-    EXPECT_NE(std::string::npos, log.find("]-> fromVersion is mismatching.\n"));
-    EXPECT_NE(std::string::npos, log.find("]-> update firmware cmd error.\n"));
-    EXPECT_EQ(2, ParserPlugData(15, "{\"fromVersion\":\"F1\"}"));
-    ExpectPlainReport(17, "{\"result\":2,\"resultDesc\":\"toVersion not support.\"}"); // 50 bytes
-    EXPECT_TRUE(Logged("toVersion is mismatching."));
-    for (const char *text : {"", "{", "F1"}) {
-        EXPECT_EQ(-1, ParserPlugData(15, text));
-        ExpectPlainReport(17, "{\"result\":9,\"resultDesc\":\"unknown error.\"}"); // 42 bytes, small u, small k
-    }
-    EXPECT_EQ(-1, ParserPlugData(15, nullptr));
-    ExpectPlainReport(17, "{\"result\":9,\"resultDesc\":\"unknown error.\"}");
-}
-
-TEST_F(ParserPlugTest, AFirmwareCheckForgetsTheLastParameters)
-{
-    memset(&upParm, 'x', sizeof upParm);
-    ASSERT_EQ(0, ParserPlug(15, "{\"fromVersion\":\"F1\",\"toVersion\":\"F2\"}"));
-    Bytes expected(432);
-    expected[0] = 'F';
-    expected[1] = '1';
-    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(&upParm);
-    EXPECT_EQ(expected, Bytes(bytes, bytes + sizeof upParm));
-}
-
-// ---- 16: firmware update ----
-
-namespace
-{
-// The record by hand: texts at 0, 64, 128 and 392, numbers at 384 and 388.
-Bytes Parameters(const std::string &fromVersion)
-{
-    Bytes record(432);
-    const auto put = [&](size_t at, const std::string &text) { std::copy(text.begin(), text.end(), &record[at]); };
-    put(0, fromVersion);
-    put(64, "F2");
-    put(128, "http://h/f.bin");
-    put(384, "\x78\x56\x34\x12");
-    record[388] = 2;
-    put(392, "0123456789abcdef0123456789abcdef");
-    return record;
-}
-} // namespace
-
-TEST_F(ParserPlugTest, AFirmwareUpdateGoesToTheLocalPeerWithTheVersionOfTheCheck)
-{
-    AskedPeer local;
-    ASSERT_EQ(0, ParserPlug(15, "{\"fromVersion\":\"F0\",\"toVersion\":\"F2\"}"));
-    EXPECT_EQ(0, ParserPlugData(16, kFirmwareUpdate));
-    const Bytes frame = local.Frame();
-    ASSERT_EQ(kCommHeaderSize + 432, frame.size());
-    EXPECT_EQ(Hex("E7 03"), Bytes(&frame[2], &frame[4])); // 999
-    EXPECT_EQ(Parameters("F0"), Bytes(frame.begin() + kCommHeaderSize, frame.end()));
-    const std::string log = Log();
-    EXPECT_NE(std::string::npos, log.find("]-> MD5: 0123456789abcdef0123456789abcdef\n"));
-    EXPECT_NE(std::string::npos, log.find("]-> send update firmware command success.\n"));
-    ExpectNothingSent();
-}
-
-TEST_F(ParserPlugTest, AFirmwareUpdateWithoutACheckHasNoFromVersion)
-{
-    AskedPeer local;
-    EXPECT_EQ(0, ParserPlugData(16, kFirmwareUpdate));
-    const Bytes frame = local.Frame();
-    ASSERT_EQ(kCommHeaderSize + 432, frame.size());
-    EXPECT_EQ(Parameters(""), Bytes(frame.begin() + kCommHeaderSize, frame.end()));
-}
-
-TEST_F(ParserPlugTest, AFirmwareUpdateThatNobodyTakesIsAnUnknownError)
-{
-    EXPECT_EQ(-1, ParserPlugData(16, kFirmwareUpdate));
-    ExpectPlainReport(17, "{\"result\":9,\"resultDesc\":\"unKnown error.\"}"); // 42 bytes, small u, capital K
-    EXPECT_TRUE(Logged("send update firmware command failed."));
-}
-
-TEST_F(ParserPlugTest, AFirmwareUpdateThatMissesSomethingIsAnsweredWithItsCodeAndText)
-{
-    AskedPeer local;
-    const struct {
-        size_t member;
-        const char *answer;
-        const char *log;
-    } kMissing[] = {
-        {0, "{\"result\":1,\"resultDesc\":\"fromVersion not match.\"}", ""},
-        {1, "{\"result\":2,\"resultDesc\":\"toVersion not support.\"}", ""},
-        {2, "{\"result\":3,\"resultDesc\":\"url address error.\"}", "url is null."},
-        {3, "{\"result\":5,\"resultDesc\":\"fileLength error.\"}", "fileLength is null."},
-        {4, "{\"result\":4,\"resultDesc\":\"check method not match.\"}", "checkMethod is null."},
-        {5, "{\"result\":7,\"resultDesc\":\"check sum error.\"}", "chkSum is null."},
-    };
-    const std::vector<Command> commands = Commands();
-    const Command &command = commands[7];
-    ASSERT_EQ(16, command.dataType);
-    for (const auto &missing : kMissing) {
-        EXPECT_EQ(-1, ParserPlugData(16, command.members.Without(missing.member).Text().c_str()));
-        ExpectPlainReport(17, missing.answer);
-        const std::string log = Log();
-        EXPECT_NE(std::string::npos, log.find("]-> update firmware file error.\n"));
-        EXPECT_NE(std::string::npos, log.find(std::string("]-> ") + missing.log));
-    }
-    EXPECT_EQ(-1, ParserPlugData(16, "{"));
-    ExpectPlainReport(17, "{\"result\":-1,\"resultDesc\":\"unKnown error.\"}");
-    EXPECT_TRUE(local.NothingSent());
-}
-
-TEST_F(ParserPlugTest, EveryFirmwareCodeHasItsText)
-{
-    EXPECT_STREQ("success", FirmwareText(0));
-    EXPECT_STREQ("file download failed.", FirmwareText(6));
-    EXPECT_STREQ("firmware update faiiled.", FirmwareText(8));
-    for (const int code : {-1, 9, 10, 255, 100000, -100000}) EXPECT_STREQ("unKnown error.", FirmwareText(code));
-    EXPECT_EQ(0, SendFirmwareAnswer(3, std::string(1000, 'x').c_str()));
-    ExpectPlainReport(17, "{\"result\":3,\"resultDesc\":\"" + std::string(229, 'x')); // 255 characters
 }
 
 // ---- 18: period of the device reports ----

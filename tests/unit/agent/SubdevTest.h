@@ -5,6 +5,9 @@
 #include "subdev/Subdev.h"
 #include "tests/unit/agent/PlatformSide.h"
 
+// Of the router's library, in order.
+typedef std::vector<std::string> Calls;
+
 // 02:AA:00:00:hi:lo.
 Bytes SubdevMac(unsigned number);
 // Its place on the router's own list: 192.168.1.(number) or .2. and so on, allowed, named "dev" and the number.
