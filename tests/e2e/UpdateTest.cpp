@@ -359,6 +359,7 @@ TEST_F(Update, TheSupervisorStartsNoUpdateWithoutItsStageAndNoLink)
 
 // ---- The agent under its supervisor ----
 
+#ifndef PLUG_SANITIZED // the preload line would have every tool of the supervisor run under it
 // Settings of an agent that finds its router library and runs on a fast clock.
 std::map<std::string, std::string> AgentEnvironment(double clock)
 {
@@ -375,7 +376,6 @@ void InstallAgent()
     Install(kOld, std::string("#!/bin/sh\necho $$ >") + kAgentId + "\nexec " PLUG_PROGRAM " \"$@\"\n");
 }
 
-#ifndef PLUG_SANITIZED // the preload line would have every tool of the supervisor run under it
 TEST_F(Update, UnderTheSupervisorTheAgentFetchedIsTheOneThatRunsNext)
 {
     WriteFile(kConfigFile, ConfigText().Text());

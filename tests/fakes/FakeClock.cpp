@@ -26,6 +26,7 @@ pthread_cond_t s_sleepersChanged = PTHREAD_COND_INITIALIZER;
 int64_t s_now;
 int64_t s_wallOffset = kFakeEpoch; // seconds to add to s_now
 bool s_auto;
+std::function<void()> s_beforeJump; // nobody changes it while threads wait
 uint64_t s_lastNumber;
 std::list<Sleeper> s_sleepers; // whoever is neither due nor woken
 std::deque<OsReadable> s_readable;
@@ -101,8 +102,20 @@ OsWaiter::OsWaiter()
     pthread_cond_init(&changed, nullptr);
 }
 
+// Without s_lock held: what it calls may ask for the time.
+static void BeforeJump(int64_t deadlineMs)
+{
+    std::function<void()> what;
+    {
+        OsGuard guard(&s_lock);
+        if (s_auto && deadlineMs != OS_FOREVER && s_now < deadlineMs) what = s_beforeJump;
+    }
+    if (what) what();
+}
+
 bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs)
 {
+    BeforeJump(deadlineMs);
     uint64_t self;
     {
         OsGuard guard(&s_lock);
@@ -189,6 +202,12 @@ void FakeClockAuto(bool on)
     s_auto = on;
 }
 
+void FakeClockBeforeJump(std::function<void()> what)
+{
+    OsGuard guard(&s_lock);
+    s_beforeJump = std::move(what);
+}
+
 int64_t FakeClockNextDeadlineMs()
 {
     OsGuard guard(&s_lock);
@@ -231,5 +250,6 @@ void FakeClockReset()
     s_now = 0;
     s_wallOffset = kFakeEpoch;
     s_auto = false;
+    s_beforeJump = nullptr;
     s_readable.clear();
 }

@@ -33,6 +33,9 @@ void FakeClockAwaitWaiters(int count);
 // While on, a wait with a deadline does not wait: time jumps to its deadline and it ends. For code without a live peer.
 void FakeClockAuto(bool on);
 
+// What happens each time before time jumps so: another thread's doing, where a test can have no other thread.
+void FakeClockBeforeJump(std::function<void()> what);
+
 // The time between now and the earliest deadline anybody waits for; -1 when nobody does.
 int64_t FakeClockNextDeadlineMs();
 

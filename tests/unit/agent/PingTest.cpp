@@ -52,6 +52,13 @@ class PingTest : public DiagnosticsTest
         ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
     }
 
+    // As every ping begins: a test before this one may have stopped its own.
+    void GetReady()
+    {
+        Run("");
+        Call(PingResult);
+    }
+
     // Starts a ping that goes on until it is stopped, and waits for its command.
     void StartLasting()
     {
@@ -277,6 +284,7 @@ TEST_F(PingTest, ACommandThatCannotBeStartedAnswersOneUntilALaterPingSucceeds)
 
 TEST_F(PingTest, WhenClosingFailsTheTextIsValidAllTheSame)
 {
+    GetReady();
     FakeScript script;
     script.output = kOutput;
     script.closeFails = true;
@@ -288,12 +296,16 @@ TEST_F(PingTest, WhenClosingFailsTheTextIsValidAllTheSame)
 
 TEST_F(PingTest, TheProcedureItselfSaysHowItWent)
 {
+    GetReady();
+    const size_t before = FakeCommands().size();
     EXPECT_EQ(0, PopenParsePing(8, 51, "10.0.0.1"));
     FakeScript script;
     script.cannotStart = true;
     FakeCommand("ping ", script);
     EXPECT_EQ(-1, PopenParsePing(8, -2, "10.0.0.1"));
-    EXPECT_EQ((std::vector<std::string>{"ping -s 8 -c 50 10.0.0.1", "ping -s 8 -c -2 10.0.0.1"}), FakeCommands());
+    const std::vector<std::string> commands = FakeCommands();
+    EXPECT_EQ((std::vector<std::string>{"ping -s 8 -c 50 10.0.0.1", "ping -s 8 -c -2 10.0.0.1"}),
+              std::vector<std::string>(commands.begin() + static_cast<long>(before), commands.end()));
     EXPECT_EQ(1, gPingState);
     EXPECT_EQ(0, gPingLen);
 }

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 #include "functions/HttpSocket.h"
@@ -348,18 +347,10 @@ TEST_F(PlugUpdateTest, TheStatusOfALinkLostMeanwhileDoesNotStay)
 {
     HttpServer server(Serving(NewAgent()));
     const std::string command = Command(server.Port(), kBodyMd5);
-    const auto lose = [] {
-        Within([] { return FakeClockNextDeadlineMs() == 3000; });
-        LogPlugStatus(PLUG_LINK_LOST);
-        FakeClockAdvanceMs(3000);
-    };
-    EXPECT_ENDS(
-        {
-            std::thread main(lose);
-            ParserPlugData(2, command.c_str());
-            main.join();
-        },
-        "exit at \\[ParserPlugData\\]");
+    FakeClockAuto(true);
+    FakeClockBeforeJump([] { LogPlugStatus(PLUG_LINK_LOST); });
+    EXPECT_ENDS(ParserPlugData(2, command.c_str()), "exit at \\[ParserPlugData\\]");
+    FakeClockAuto(false);
     EXPECT_EQ("004\n", StatusFile());
 }
 
