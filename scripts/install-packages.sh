@@ -1,11 +1,12 @@
 #!/bin/sh
 # install-packages.sh - installs the Debian packages that this project needs and that are not there yet.
 #
-#   scripts/install-packages.sh [build] [run] [check] [mipsel]      (no group: build run)
+#   scripts/install-packages.sh [build] [run] [check] [lint] [mipsel]      (no group: build run)
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      what the demo, the end-to-end tests and the benchmarks call
 #   check    fuzzing and memory checking
+#   lint     the checks of scripts/lint.sh, and the build with the other compiler
 #   mipsel   cross-building for the router and running the result under emulation
 #
 # Says nothing and needs no privileges when everything is there; otherwise one line, and root or sudo.
@@ -27,11 +28,13 @@ packages_of() {
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports
         # name no lines; without libc's symbols valgrind takes the C library's fast string code for overreads.
         echo clang libclang-rt-dev llvm valgrind libc6-dbg ;;
+    lint)
+        echo clang clang-format clang-tidy shellcheck mandoc ;;
     mipsel)
         # googletest has the sources from which the target's copy of the test library is built.
         echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
     *)
-        die "unknown group \"$1\" (build, run, check, mipsel)" ;;
+        die "unknown group \"$1\" (build, run, check, lint, mipsel)" ;;
     esac
 }
 

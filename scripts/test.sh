@@ -14,17 +14,20 @@ test.sh - builds the project and runs its tests
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
       tsan      unit tests with ThreadSanitizer
       mipsel    unit tests built for the router, under emulation
+      lint      scripts/lint.sh, and a build with clang
       fuzz      every fuzz target for $fuzz_seconds s, beginning with its corpus
       demo      scripts/demo.sh without a terminal
 
-  --filter REGEX   only tests whose name matches; no fuzzing and no demo then
+  --filter REGEX   only tests whose name matches; no lint, no fuzzing and no demo then
   --help           this text
 
-Installs the Debian packages that are missing (root or sudo). The last line says what passed: ctest's own, with --all
-"N passed, N failed" over everything that was run. Builds and their logs are in build/. Exit status: 0 when everything
+Installs the Debian packages that are missing (root or sudo). A test that fails is run once more, for the sake of machines
+that are busy with something else; the lines before the last name those that passed then. The last line says "N passed,
+N failed" over everything that was run. Builds and their logs are in build/. Exit status: 0 when everything
 passed, 1 when something failed, 2 for wrong use.
 
-End-to-end tests (label "e2e") need root or user namespaces. ThreadSanitizer does not work under their fast clock.
+End-to-end tests (label "e2e") need root or user namespaces, tests with files of another user need root.
+ThreadSanitizer does not work under the fast clock of the former.
 END
 }
 
@@ -61,21 +64,23 @@ build() { # PRESET
 
 # Counts of the stages so far. A stage that fails without a count of its own is one failure.
 passed=0 failed=0 skipped=0
+again=() # tests that passed in their second run
 
 # attribute FILE NAME: a number from the first line of ctest's result file that has it
 attribute() { grep -m1 -o "[^a-z]$2=\"[0-9]*\"" "$1" | tr -cd 0-9; }
 
 # run_ctest PRESET [ctest's options]: adds to the counts; 0 when nothing failed
-# A test that fails is run once more, for the sake of machines that are busy with something else; ctest shows both runs.
 run_ctest() {
-    local preset=$1 results=$repo/build/$1/results.xml status tests failures unrun way=()
+    local preset=$1 results=$repo/build/$1/results.xml log=$logs/$1-tests.log name status tests failures unrun way=()
     shift
     rm -f "$results"
     # ThreadSanitizer does not find its way about every randomised address space. Not all containers allow this.
     if setarch -R true 2>/dev/null; then way=(setarch -R); fi
     "${way[@]}" ctest --test-dir "$repo/build/$preset" -j $((jobs + 1)) --output-on-failure --no-tests=error \
-        --repeat until-pass:2 --output-junit "$results" "${filter[@]}" "$@" </dev/null | grep --line-buffered -v '^ *Start '
+        --repeat until-pass:2 --output-junit "$results" "${filter[@]}" "$@" </dev/null | tee "$log" |
+        grep --line-buffered -v '^ *Start '
     status=${PIPESTATUS[0]}
+    for name in $("$repo/scripts/second-runs.sh" "$log"); do again+=("$preset: $name"); done
     if tests=$(attribute "$results" tests) && [ -n "$tests" ]; then
         failures=$(attribute "$results" failures)
         unrun=$(($(attribute "$results" skipped) + $(attribute "$results" disabled)))
@@ -86,7 +91,7 @@ run_ctest() {
         stage_text="$((tests - failures - unrun)) of $tests tests passed"
         [ "$unrun" -eq 0 ] || stage_text+=", $unrun skipped"
     fi
-    return $status
+    return "$status"
 }
 
 run_release() { build release && run_ctest release; }
@@ -94,6 +99,16 @@ run_asan() { build asan && run_ctest asan; }
 run_tsan() { build tsan && run_ctest tsan -LE e2e; }
 run_mipsel() {
     "$repo/scripts/install-packages.sh" build mipsel && build mipsel && run_ctest mipsel -LE e2e
+}
+
+run_lint() {
+    local status
+    "$repo/scripts/install-packages.sh" build lint && build clang || return
+    "$repo/scripts/lint.sh" | tee "$logs/lint.log"
+    [ "${PIPESTATUS[0]}" -eq 0 ] && passed=$((passed + 1))
+    status=$?
+    stage_text=$(tail -1 "$logs/lint.log")
+    return $status
 }
 
 # fuzz_one TARGET: with a copy of its corpus, so that finds do not get into the repository by themselves
@@ -172,20 +187,19 @@ stage() { # NAME
 
 "$repo/scripts/install-packages.sh" build run || exit 1
 
-if [ -z "$all" ]; then
-    build release || exit 1
-    run_ctest release || exit 1
-    exit 0
-fi
-
 start=$(now_us)
-stages=(release asan tsan mipsel)
-[ ${#filter[@]} -gt 0 ] || stages+=(fuzz demo)
+stages=(release)
+[ -z "$all" ] || stages+=(asan tsan mipsel)
+[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lint fuzz demo)
 for name in "${stages[@]}"; do stage "$name"; done
 
 title "== Summary, $(seconds $(($(now_us) - start))) s"
 printf '  %s\n' "${summary[@]}"
 [ $skipped -eq 0 ] || say "$skipped tests were skipped"
+if [ ${#again[@]} -gt 0 ]; then
+    say "${#again[@]} passed in their second run only:"
+    printf '    %s\n' "${again[@]}"
+fi
 echo
 echo "$passed passed, $failed failed"
 [ $failed -eq 0 ]

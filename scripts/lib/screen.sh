@@ -1,22 +1,16 @@
 # shellcheck shell=bash
 # screen.sh - how the scripts write to the screen; sourced, bash.
+# shellcheck disable=SC2034 # the colours are for who sources it
 # Colour only on a terminal, and never when NO_COLOR is set.
 
 if [ -t 1 ] && [ -z "${NO_COLOR:-}" ] && [ "${TERM:-dumb}" != dumb ]; then
-    bold=$'\033[1m' dim=$'\033[2m' red=$'\033[1;31m' green=$'\033[1;32m' off=$'\033[0m'
+    bold=$'\033[1m' red=$'\033[1;31m' green=$'\033[1;32m' off=$'\033[0m'
 else
-    bold='' dim='' red='' green='' off=''
+    bold='' red='' green='' off=''
 fi
 
 title() { printf '\n%s%s%s\n' "$bold" "$*" "$off"; }
 say() { printf '  %s\n' "$*"; }
-ok() { printf '  %sok%s      %s\n' "$green" "$off" "$*"; }
-
-# quoted WHO: lines on standard input, as WHO wrote them
-quoted() {
-    local line
-    while IFS= read -r line; do printf '  %s%-7s %s%s\n' "$dim" "$1" "$line" "$off"; done
-}
 
 now_us() { # the time in microseconds; EPOCHREALTIME has six decimals, behind a comma in some locales
     local now=$EPOCHREALTIME

@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# lint.sh - checks what a compiler does not: the form of the code, its usual mistakes, scripts, man pages, documents.
+#
+#   scripts/lint.sh [CHECK]...     (all unless given)
+#
+#   format      clang-format leaves every source as it is
+#   tidy        clang-tidy finds nothing in the agent (.clang-tidy); needs build/clang configured
+#   shell       shellcheck finds nothing in the scripts
+#   man         mandoc finds nothing in the man pages
+#   links       what the documents point to is there
+#   folders     the agent's folders include each other in one direction
+#
+# The last line says how many checks passed and which failed; exit status 1 when one failed.
+# Packages: scripts/install-packages.sh lint.
+set -uo pipefail
+export LC_ALL=C
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
+. "$repo/scripts/lib/screen.sh"
+. "$repo/scripts/lib/files.sh"
+cd "$repo" || exit
+
+check_format() { files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run -Werror; }
+
+# The sources of the agent are what the build says they are.
+check_tidy() {
+    local database=build/clang/compile_commands.json agent
+    [ -e $database ] || { echo "there is no $database; run cmake --preset clang"; return 1; }
+    agent=$(sed -nE 's|.*"file": "'"$repo"'/([^"]*)".*|\1|p' $database | sort -u |
+        grep -E '^(agent/)?(os/posix|core|platform|http|comm|functions|plugin|rules|subdev)/|^agent/[^/]*$')
+    [ -n "$agent" ] || { echo "found no sources of the agent in $database"; return 1; }
+    # What it tells of findings in headers that it does not show is no finding.
+    xargs -P "$(nproc)" -n 6 clang-tidy --quiet -p build/clang <<<"$agent" 2> >(grep -v ' warnings\? generated\|^Suppressed\|^Use -header-filter')
+}
+
+check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init; } | xargs shellcheck -x -S style; }
+check_man() { files 'plug*.[1-8]' | xargs mandoc -Tlint -W warning; }
+check_links() { scripts/document-links.sh; }
+check_folders() { scripts/folder-order.sh; }
+
+passed=0 failed=()
+[ $# -gt 0 ] || set -- format tidy shell man links folders
+for check; do
+    declare -F "check_$check" >/dev/null || { echo "lint.sh: unknown check \"$check\"" >&2; exit 2; }
+    start=$(now_us)
+    if "check_$check"; then
+        passed=$((passed + 1))
+        say "$check: nothing found, in $(seconds $(($(now_us) - start))) s"
+    else
+        failed+=("$check")
+        say "$check: ${red}FAILED${off}"
+    fi
+done
+echo "$passed of $((passed + ${#failed[@]})) checks found nothing${failed:+; failed: ${failed[*]}}"
+[ ${#failed[@]} -eq 0 ]
