@@ -5,11 +5,13 @@ add_library(plugcore STATIC
   comm/ComRequests.cpp
   comm/CommFrame.cpp
   comm/CommHandle.cpp
+  comm/CommListener.cpp
   comm/CommReports.cpp
   comm/CommServer.cpp
   comm/FirmwareAnswer.cpp
   comm/ReportTimes.cpp
   comm/RingQueue.cpp
+  core/About.cpp
   core/Base64.cpp
   core/Common.cpp
   core/Config.cpp
@@ -45,6 +47,7 @@ add_library(plugcore STATIC
   platform/Session.cpp
   platform/SessionFrames.cpp
   platform/Settings.cpp
+  platform/SignOfLife.cpp
   platform/TcpQueue.cpp
   platform/TcpServer.cpp
   plugin/BuildJson.cpp
@@ -87,6 +90,7 @@ add_library(plug_os STATIC
   os/posix/OsClock.cpp
   os/posix/OsCommand.cpp
   os/posix/OsFile.cpp
+  os/posix/OsLibraries.cpp
   os/posix/OsMemory.cpp
   os/posix/OsProcess.cpp
   os/posix/OsWait.cpp

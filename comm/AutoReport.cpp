@@ -13,7 +13,9 @@
 #include "os/OsWait.h"
 #include "platform/Protool.h"
 
+static const char kSet[] = "ComF_set_auto_report"; // what the parts of it are logged as
 static const uint32_t kSetAutoReport = 88;
+static const uint16_t kAutoReportConf = 997;
 static const int kConfTextMin = 2;
 static const int kConfTextMax = 1023; // the platform's text
 static const size_t kAnswerMin = 5;   // the peer's answer with its status
@@ -87,7 +89,7 @@ void Comm_get_88Conf(const uint8_t *payload, size_t length)
         cJSON_Delete(json);
     }
     AutoReportConfSet(conf);
-    CommForgetAnswer();
+    CommForgetAnswer(kAutoReportConf);
 }
 
 // ---- The times ----
@@ -104,10 +106,10 @@ static bool ClockDifference(const cJSON *json, int64_t now, int *difference)
     return true;
 }
 
-static bool ReferNumInRange(const AutoReportConf &conf)
+static bool ReferNumInRange(const char *function, const AutoReportConf &conf)
 {
     if (conf.referNum >= kReferNumMin && conf.referNum <= kReferNumMax) return true;
-    LOG_ERR("referNum is error !!!!!!");
+    LOG_AS(LOG_LEVEL_ERR, function, "referNum is error !!!!!!");
     return false;
 }
 
@@ -116,13 +118,16 @@ static bool AnyReportTimed(const AutoReportConf &conf)
     return conf.interval2 >= 1 || conf.interval3 >= 1;
 }
 
-static int TimesFor(const AutoReportConf &conf, int64_t now, ReportTimes *times)
+static int TimesFor(const char *function, const AutoReportConf &conf, int64_t now, ReportTimes *times)
 {
     const uint32_t macValue = static_cast<uint32_t>(gRoutemac[3] << 16 | gRoutemac[4] << 8 | gRoutemac[5]);
-    LOG_DEBUG("MacVal: %d", static_cast<int>(macValue));
+    LOG_AS(LOG_LEVEL_DEBUG, function, "MacVal: %d", static_cast<int>(macValue));
     const int64_t midnight = AnyReportTimed(conf) ? OsLocalMidnight(static_cast<time_t>(now)) : 0;
-    return ReportTimesOf(
-        {macValue, conf.referNum, conf.interval2, conf.interval3, conf.jumpTime, conf.serverErr, midnight, now}, times);
+    const ReportPlan plan = {macValue,      conf.referNum,  conf.interval2, conf.interval3,
+                             conf.jumpTime, conf.serverErr, midnight,       now};
+    if (ReportTimesOf(plan, times) == 0) return 0;
+    LOG_AS(LOG_LEVEL_ERR, function, "jump time is error!");
+    return -1;
 }
 
 // ---- The platform's configuration ----
@@ -139,23 +144,24 @@ static int RequestFrom(const cJSON *json, const char *text, AutoReportConf *conf
 {
     *conf = {};
     TakeConf(json, conf);
-    if (!ReferNumInRange(*conf)) return 1;
+    if (!ReferNumInRange(kSet, *conf)) return 1;
     const int64_t now = OsWallTime();
     if (AnyReportTimed(*conf) && !ClockDifference(json, now, &conf->serverErr)) {
-        LOG_ERR("Calibration time error !!!!!!");
+        LOG_AS(LOG_LEVEL_ERR, kSet, "Calibration time error !!!!!!");
         return 1;
     }
     ReportTimes times;
-    if (TimesFor(*conf, now, &times) != 0) return 1;
+    if (TimesFor(kSet, *conf, now, &times) != 0) return 1;
     const int length =
         snprintf(request, kAutoReportTextMax + 1,
                  "%.*s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\",\"save\":1}",
                  static_cast<int>(LengthWithoutBrace(text)), text, conf->serverErr, times.day, times.cycle);
     if (length > static_cast<int>(kAutoReportTextMax)) {
-        LOG_ERR("auto report info too long, length=%d", length); // half a JSON text would tell the peer nothing
+        // Half a JSON text would tell the peer nothing.
+        LOG_AS(LOG_LEVEL_ERR, kSet, "auto report info too long, length=%d", length);
         return 1;
     }
-    LOG_DEBUG("set auto report info:\n%s, length=%d", request, length);
+    LOG_AS(LOG_LEVEL_DEBUG, kSet, "set auto report info:\n%s, length=%d", request, length);
     return 0;
 }
 
@@ -164,7 +170,7 @@ int AutoReportRequest(const char *text, int length, AutoReportConf *conf, char r
     if (length < kConfTextMin || length > kConfTextMax) return 1;
     char copy[kConfTextMax + 1];
     snprintf(copy, sizeof copy, "%.*s", length, text);
-    LOG_DEBUG("Receive 88 info:\n%s, length=%d", copy, length);
+    LOG_AS(LOG_LEVEL_DEBUG, kSet, "Receive 88 info:\n%s, length=%d", copy, length);
     cJSON *json = JsonParse(copy, true); // nothing but blanks behind it
     if (!json) return 1;
     const int result = RequestFrom(json, copy, conf, request);
@@ -177,9 +183,11 @@ int ComF_set_auto_report(const char *text, int length)
     AutoReportConf conf;
     char request[kAutoReportTextMax + 1];
     if (AutoReportRequest(text, length, &conf, request) != 0) return 1;
-    AutoReportConfSet(conf);
-    return CommRequest({__func__, "ERROR: send set autoreport switch command failed!", kSetAutoReport, request,
-                        static_cast<uint32_t>(strlen(request)), kAnswerTicks, nullptr, 0});
+    const CommTurn turn(kSetAutoReport);
+    if (!turn.Held()) return 1;
+    AutoReportConfSet(conf); // in our turn: the answer to a question for what the peer had before must not replace it
+    return CommAskInTurn({__func__, "ERROR: send set autoreport switch command failed!", kSetAutoReport, request,
+                          static_cast<uint32_t>(strlen(request)), kAnswerTicks, nullptr, 0, nullptr});
 }
 
 // ---- Calibration ----
@@ -199,17 +207,18 @@ static bool NothingToCalibrate(const AutoReportConf &conf)
 
 void ComF_send_calibration()
 {
+    const CommTurn turn(kSetAutoReport); // waits for it first: meanwhile a command may bring another configuration
+    if (!turn.Held()) return;
     const AutoReportConf conf = AutoReportConfNow();
-    if (!ReferNumInRange(conf) || NothingToCalibrate(conf)) return;
+    if (!ReferNumInRange(__func__, conf) || NothingToCalibrate(conf)) return;
     ReportTimes times;
-    if (TimesFor(conf, OsWallTime(), &times) != 0) return;
+    if (TimesFor(__func__, conf, OsWallTime(), &times) != 0) return;
     char request[kAutoReportTextMax + 1];
     const int length = snprintf(request, sizeof request,
                                 "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
                                 "\"cycleReportStart\":\"%f\",\"save\":0}",
                                 conf.interval1, conf.interval2, conf.interval3, times.day, times.cycle);
     LOG_DEBUG("set auto report info:\n%s, length=%d", request, length);
-    CommForgetAnswer();
     if (CommSendCmd(kSetAutoReport, request, static_cast<uint32_t>(length)) == 0)
         LOG_DEBUG("Send calibration success, No need return!");
     else

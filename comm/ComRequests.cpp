@@ -143,80 +143,141 @@ int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len)
 
 // ---- Waiting ----
 
-static void LetGo()
+// Nobody could do anything with an answer any more.
+static bool Ended()
+{
+    return CommRun != 1 || ServerRun != 1;
+}
+
+static bool LetGo()
 {
     OsGuard guard(&gCommAnswer);
     OsWakeAll(&gCommAnswer);
+    return false;
 }
 
-int Route_Wait(int ticks)
+// The deadline of a wait that begins now; from here on the end of the session wakes it.
+static int64_t BeginWait(int ticks)
 {
-    if (ticks <= 0) return 0;
-    const int64_t deadline = OsNowMs() + std::min(ticks, kMostTicks) * kTickMs;
     static ServerStopCall s_onStop = {LetGo, false, nullptr};
     ServerOnStop(&s_onStop);
-    OsGuard guard(&gCommAnswer);
+    return OsNowMs() + std::min(ticks, kMostTicks) * kTickMs;
+}
+
+// gCommAnswer is held.
+static int AwaitAnswer(int64_t deadline)
+{
     bool inTime = true;
     while (CommReceived != 1) {
         if (!inTime) {
-            LOG_ERR("ERROR: request timeout!");
+            LOG_AS(LOG_LEVEL_ERR, "Route_Wait", "ERROR: request timeout!");
             return -1;
         }
-        if (CommRun != 1 || ServerRun != 1) return -1; // nobody could do anything with the answer any more
+        if (Ended()) return -1;
         inTime = OsWaitUntil(&gCommAnswer, deadline);
     }
     return 0;
 }
 
-void CommForgetAnswer()
+int Route_Wait(int ticks)
 {
+    if (ticks <= 0) return 0;
+    const int64_t deadline = BeginWait(ticks);
     OsGuard guard(&gCommAnswer);
+    return AwaitAnswer(deadline);
+}
+
+// ---- Turns ----
+
+static std::atomic<int> s_free{1}; // 1 while no request is being made
+
+static bool TakeTurn()
+{
+    int free = 1;
+    return s_free.compare_exchange_strong(free, 0);
+}
+
+// The main thread ends a session, so it must not wait for a turn in one that is to end: hence the session's own wait.
+static bool AwaitTurn()
+{
+    while (!TakeTurn()) {
+        WaitForSession(s_free, OS_FOREVER);
+        if (Ended() || mQuitPro == 1) return false;
+    }
+    return true;
+}
+
+CommTurn::CommTurn(uint32_t id) : mHeld(AwaitTurn())
+{
+    if (!mHeld) return;
+    OsGuard guard(&gCommAnswer);
+    CommAsked = id;
     CommReceived = 0;
 }
 
-size_t CommAnswer(uint8_t *out, size_t room)
+CommTurn::~CommTurn()
 {
-    OsGuard guard(&gCommAnswer);
-    WireReader head = WireRead(rxData + 1, kRxDataHead - 1);
-    const size_t came = WireGetLe16(&head); // with the status
-    const size_t bytes = std::min({came == 0 ? 0 : came - 1, room, kRxDataSize - kRxDataHead});
-    memcpy(out, rxData + kRxDataHead, bytes);
-    return bytes;
+    if (!mHeld) return;
+    {
+        OsGuard guard(&gCommAnswer);
+        CommAsked = 0;
+    }
+    SetSessionFlag(s_free, 1);
 }
 
-int CommRequest(const CommQuestion &question)
+// ---- Asking ----
+
+// What lies in rxData behind the status and the length; gCommAnswer is held.
+static void ReadAnswer(const CommQuestion &question)
 {
-    CommForgetAnswer();
+    size_t bytes = question.outSize;
+    if (question.came) {
+        WireReader head = WireRead(rxData + 1, kRxDataHead - 1);
+        const size_t came = WireGetLe16(&head); // with the status
+        bytes = std::min({came == 0 ? 0 : came - 1, bytes, kRxDataSize - kRxDataHead});
+        *question.came = static_cast<uint32_t>(bytes);
+    }
+    if (bytes > 0) memcpy(question.out, rxData + kRxDataHead, bytes);
+}
+
+int CommAskInTurn(const CommQuestion &question)
+{
     if (CommSendCmd(question.id, question.data, question.length) != 0) {
         LOG_AS(LOG_LEVEL_ERR, question.function, "%s", question.failure);
         return kFailed;
     }
-    Route_Wait(question.ticks);
-    OsGuard guard(&gCommAnswer);
-    if (CommReceived != 1) return kFailed;
-    if (question.outSize > 0) memcpy(question.out, rxData + kRxDataHead, question.outSize);
+    const int64_t deadline = BeginWait(question.ticks);
+    OsGuard guard(&gCommAnswer); // over waiting and reading, so that nothing that comes then is read instead
+    if (AwaitAnswer(deadline) != 0) return kFailed;
+    ReadAnswer(question);
     return rxData[0];
+}
+
+int CommRequest(const CommQuestion &question)
+{
+    const CommTurn turn(question.id);
+    return turn.Held() ? CommAskInTurn(question) : kFailed;
 }
 
 // ---- The family ----
 
 // A request without a payload of ours, and the first `size` bytes of its answer.
 static int Query(const char *function, uint32_t id, const char *failure, uint8_t *out = nullptr, size_t size = 0,
-                 int ticks = kAnswerTicks)
+                 uint32_t *came = nullptr, int ticks = kAnswerTicks)
 {
-    return CommRequest({function, failure, id, nullptr, 0, ticks, out, size});
+    return CommRequest({function, failure, id, nullptr, 0, ticks, out, size, came});
 }
 
 // A request of which only the status comes back.
 static int Setting(const char *function, uint32_t id, const char *failure, const void *data, uint32_t length)
 {
-    return CommRequest({function, failure, id, data, length, kAnswerTicks, nullptr, 0});
+    return CommRequest({function, failure, id, data, length, kAnswerTicks, nullptr, 0, nullptr});
 }
 
 int ComF_get_wifi_freqband(uint32_t band, uint8_t *out)
 {
     const uint8_t byte = static_cast<uint8_t>(band);
-    return CommRequest({__func__, "ERROR: send command failed!", 70, &byte, 1, kAnswerTicks, out, 1});
+    return CommRequest({__func__, "ERROR: send command failed!", 70, &byte, 1, kAnswerTicks, out, 1, nullptr});
 }
 
 int ComF_get_mesh_support(uint8_t *out)
@@ -255,19 +316,19 @@ int ComF_get_mesh_roaming_threshold(uint8_t out[2])
     return Query(__func__, 77, "ERROR: send get mesh roaming threshold command failed!", out, 2);
 }
 
-int ComF_get_mesh_topology()
+int ComF_get_mesh_topology(uint8_t *out, uint32_t room, uint32_t *came)
 {
-    return Query(__func__, 78, "ERROR: send get mesh topology command failed!");
+    return Query(__func__, 78, "ERROR: send get mesh topology command failed!", out, room, came);
 }
 
-int ComF_get_adj_wifi_info()
+int ComF_get_adj_wifi_info(uint8_t *out, uint32_t room, uint32_t *came)
 {
-    return Query(__func__, 79, "ERROR: send get adj wifi info command failed!", nullptr, 0, kScanTicks);
+    return Query(__func__, 79, "ERROR: send get adj wifi info command failed!", out, room, came, kScanTicks);
 }
 
-int ComF_get_bssid()
+int ComF_get_bssid(uint8_t *out, uint32_t room, uint32_t *came)
 {
-    return Query(__func__, 80, "ERROR: send get bssid command failed!");
+    return Query(__func__, 80, "ERROR: send get bssid command failed!", out, room, came);
 }
 
 int ComF_set_wan_cfg(const uint8_t record[228])

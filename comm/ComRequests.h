@@ -3,11 +3,13 @@
 // Every request is one frame; a query waits for the peer's answer. Results: 0 done, otherwise the peer's status byte,
 // or 1 when nothing could be sent or no answer came in time. While no peer is connected every request fails at once.
 //
-// There is one answer at a time (CommHandle.h): whatever frame of the peer arrives ends the wait, and what is read then
-// is the answer that came last. Requests are made one at a time, so that is the right one unless the peer was late.
+// There is one answer at a time (CommHandle.h): nearly every frame of the peer that arrives ends the wait, and what is
+// read then is the answer that came last. Requests are made one at a time, so that is the right one unless the peer was
+// late. Whoever asks while another request is being made waits for it; the end of the session or the server ends either
+// wait.
 //
-// State:    the transmit buffer, guarded by txLock. Threads: the main thread (duties) and the response thread
-//           (functions); CommSendCmd() and ComF_send_pluginstate() any.
+// State:    the transmit buffer, guarded by txLock, and whose turn it is. Threads: the main thread (duties) and the
+//           response thread (functions); CommSendCmd() and ComF_send_pluginstate() any.
 #pragma once
 
 #include <cstddef>
@@ -34,6 +36,22 @@ int Route_Wait(int ticks);
 
 constexpr int kAnswerTicks = 200; // 10 s
 
+// The turn to ask, from the clearing of the last answer to the reading of the next, held for the length of a block. No
+// other lock is held where one begins.
+class CommTurn
+{
+  public:
+    // Waits for the turn and forgets the last answer. `id` is the FuncID of the request.
+    explicit CommTurn(uint32_t id);
+    ~CommTurn();
+    CommTurn(const CommTurn &) = delete;
+    CommTurn &operator=(const CommTurn &) = delete;
+    bool Held() const { return mHeld; } // false when session or server have ended first: nothing is to be asked then
+
+  private:
+    bool mHeld;
+};
+
 // A request with an answer. `failure` is logged in the name of `function` when nothing could be sent.
 struct CommQuestion {
     const char *function;
@@ -44,12 +62,13 @@ struct CommQuestion {
     int ticks;    // how long to wait
     uint8_t *out; // the first bytes behind the status go here, whatever the status is
     size_t outSize;
+    uint32_t *came; // not nullptr: only as many bytes go there as came, and this becomes their number
 };
 
-// Clears CommReceived, so that only an answer that comes from now on is one.
-void CommForgetAnswer();
+// Sends the request and waits, in the caller's turn. Returns the peer's status, or 1.
+int CommAskInTurn(const CommQuestion &question);
 
-// Forgets the last answer, sends the request and waits. Returns the peer's status, or 1.
+// The same in a turn of its own.
 int CommRequest(const CommQuestion &question);
 
 // ---- Queries with an answer of a byte or two, stored at `out` when the result is 0 ----
@@ -60,14 +79,11 @@ int ComF_get_mesh_switch(uint8_t *out);
 int ComF_get_mesh_roaming_switch(uint8_t *out);
 int ComF_get_mesh_roaming_threshold(uint8_t out[2]);
 
-// ---- Queries whose answer is read with CommAnswer() ----
+// ---- Queries with a longer answer: up to `room` bytes of it are stored at `out`, and their number in `came` ----
 
-int ComF_get_mesh_topology();
-int ComF_get_adj_wifi_info(); // waits up to a minute: the peer scans
-int ComF_get_bssid();
-
-// Copies the bytes behind the status to `out`, `room` at most. Returns their number.
-size_t CommAnswer(uint8_t *out, size_t room);
+int ComF_get_mesh_topology(uint8_t *out, uint32_t room, uint32_t *came);
+int ComF_get_adj_wifi_info(uint8_t *out, uint32_t room, uint32_t *came); // waits up to a minute: the peer scans
+int ComF_get_bssid(uint8_t *out, uint32_t room, uint32_t *came);
 
 // ---- Settings and actions ----
 

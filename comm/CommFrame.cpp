@@ -10,6 +10,7 @@ std::atomic<uint32_t> CommTxSeq;
 std::atomic<uint32_t> CommRxSeq;
 
 static const size_t kBeginSize = 8; // head, FuncID and sequence
+static const size_t kChecksumSize = 2;
 
 static const uint8_t kHead[2] = {kCommHeadByte, kCommHeadByte};
 
@@ -85,6 +86,18 @@ size_t CommFrameCut(const uint8_t *data, size_t length, bool further)
     }
     const size_t end = kCommHeaderSize + payload;
     return end < length && BeginsLikeHead(data + end, length - end) ? end : length;
+}
+
+size_t CommFrameRest(const uint8_t *data, size_t cut, size_t length)
+{
+    if (length < kCommHeaderSize || !BeginsLikeHead(data, length)) return 0;
+    const uint32_t payload = DeclaredLength(data);
+    if (payload > length - kCommHeaderSize) return 0;
+    WireReader r = WireRead(data + kCommHeaderSize - kChecksumSize, kChecksumSize);
+    const bool whole = WireGetLe16(&r) == CommChecksum(data + kCommHeaderSize, payload);
+    // With a head of its own the read holds other frames, which only happen to have bytes enough.
+    if (!whole && BeginsLikeHead(data + cut, length - cut)) return 0;
+    return kCommHeaderSize + payload - cut;
 }
 
 bool CommFrameCheck(uint8_t *slot, CommFrame *frame)

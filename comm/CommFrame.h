@@ -70,9 +70,16 @@ size_t CommFrameWrite(uint16_t funcId, uint32_t sequence, const uint8_t *payload
 //
 // What a read begins with is one item whatever it is, so that each is checked and reported as it came: a frame that is
 // cut off, bytes that are no frame. Only where another head follows right behind a whole frame does a new item begin;
-// `further` says that `data` is such a place, or the kept rest of one. A further frame that is not all there is waited
-// for, unless it announces more than a frame may have.
+// `further` says that `data` is such a place. A further frame that is not all there is waited for (CommFrameRest()),
+// unless it announces more than a frame may have.
 size_t CommFrameCut(const uint8_t *data, size_t length, bool further);
+
+// How many bytes of a read complete the frame that the read before it has left cut off; 0 when they do not. The frame's
+// `cut` bytes and those of the read stand at `data` one behind the other, `length` in all.
+//
+// A damaged frame is completed as well, as what follows it begins where it ends; but not from bytes that begin with a
+// head of their own.
+size_t CommFrameRest(const uint8_t *data, size_t cut, size_t length);
 
 // Checks a frame in its slot (kCommSlotSize bytes): length, head, sequence, checksum, in this order; the first failure
 // is logged. A sequence may not repeat the last one, and counts as used even when the checksum then fails. The declared

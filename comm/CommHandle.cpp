@@ -16,15 +16,41 @@
 
 OsWaiter gCommAnswer;
 std::atomic<int> CommReceived;
+uint32_t CommAsked;
 uint8_t rxData[kRxDataSize];
 
 static OsWaiter s_frames; // woken when a frame has been queued or CommRun is cleared
 
 static const int64_t kFramePauseMs = 10;
 static const uint8_t kTooLarge = 1; // status of an answer that cannot be kept
+static const uint16_t kSetAutoReport = 88;
+static const uint16_t kAutoReportConf = 997;
 static const uint32_t kPluginState = 998;
 
 static_assert(kRxDataHead + kRxAnswerMax + 1 <= kRxDataSize, "the longest answer and its NUL do not fit");
+
+// ---- Whose answer it is ----
+
+// Whether a frame of `funcId` is of no concern to the request that is being made. gCommAnswer is held.
+static bool ForAnother(uint16_t funcId)
+{
+    const bool ofDuties = funcId == kSetAutoReport || funcId == kAutoReportConf;
+    return ofDuties && CommAsked != 0 && CommAsked != funcId;
+}
+
+void CommForgetAnswer(uint16_t funcId)
+{
+    OsGuard guard(&gCommAnswer);
+    if (!ForAnother(funcId)) CommReceived = 0;
+}
+
+static void Announce(uint16_t funcId)
+{
+    OsGuard guard(&gCommAnswer);
+    if (ForAnother(funcId)) return;
+    CommReceived = 1;
+    OsWakeAll(&gCommAnswer);
+}
 
 // ---- What a frame does ----
 
@@ -32,6 +58,7 @@ static void KeepAnswer(const CommFrame &frame)
 {
     const uint8_t status = frame.payload[0];
     OsGuard guard(&gCommAnswer);
+    if (ForAnother(frame.funcId)) return;
     if (status != 0) {
         rxData[0] = status;
         return;
@@ -88,12 +115,12 @@ static void Dispatch(const CommFrame &frame)
     case 82:
     case 83:
     case 85:
-    case 88: KeepAnswer(frame); break;
+    case kSetAutoReport: KeepAnswer(frame); break;
     case 81: CommAutoReport(frame); break;
     case 84:
     case 86: CommAutoJsonReport(frame); break;
     case 89: CommAutoReport89(frame); break;
-    case 997: Comm_get_88Conf(frame.payload, frame.length); break;
+    case kAutoReportConf: Comm_get_88Conf(frame.payload, frame.length); break;
     case kPluginState: TellPluginState(frame); break;
     case 999: CommFwUpdateResult(frame); break;
     default: LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Error funcID"); break;
@@ -106,9 +133,7 @@ void CommHandleFrame(uint8_t *slot)
     CommFrame frame;
     if (!CommFrameCheck(slot, &frame)) return;
     Dispatch(frame);
-    OsGuard guard(&gCommAnswer);
-    CommReceived = 1;
-    OsWakeAll(&gCommAnswer);
+    Announce(frame.funcId);
 }
 
 // ---- The thread ----

@@ -18,8 +18,16 @@
 // Guards rxData and is woken when CommReceived becomes 1. Nothing else is locked while it is held.
 extern OsWaiter gCommAnswer;
 
-// 1 after every frame of the peer that was in order, whatever it was: a requester sets it to 0 before it sends.
+// 1 after every frame of the peer that was in order, whatever it was: a requester sets it to 0 before it sends. Only
+// frames of FuncIDs 88 and 997 leave it alone while a request of another number is being made: the answers to what the
+// duties of the main thread ask are not those that a command waits for.
 extern std::atomic<int> CommReceived;
+
+// The FuncID of the request that is being made, 0 for none. Guarded by gCommAnswer.
+extern uint32_t CommAsked;
+
+// Sets CommReceived to 0, unless a frame of `funcId` would leave it alone. By its handler.
+void CommForgetAnswer(uint16_t funcId);
 
 // Byte 0: the peer's status, or 1 for an answer that was too large. Bytes 1 and 2: the number of bytes that came, the
 // status included, little-endian. From byte 3: the bytes behind the status, and a NUL. With a status other than 0 all

@@ -16,25 +16,26 @@
 uint16_t autoReportSeq = 1;
 
 // When the last report of each type of FuncID 89 came, dropped ones included: seconds since the epoch.
-static int32_t oldSecond1;
-static int32_t oldSecond2;
-static int32_t oldSecond3;
+static const int64_t kNoneYet = INT64_MIN; // 0 would be a time as good as any other, on a router without a clock
+static int64_t oldSecond1 = kNoneYet;
+static int64_t oldSecond2 = kNoneYet;
+static int64_t oldSecond3 = kNoneYet;
 static uint8_t oldSum; // of the last report of type 1
 
 static const size_t kReportRoom = 8192;
 static const size_t kReportHeadMax = 8;
 static_assert(kReportHeadMax + kCommSlotPayload <= kReportRoom, "a report may not fit");
 
-static const int32_t kType1Same = 120; // seconds within which type 1 may not repeat its bytes
-static const int32_t kType1Least = 5;
-static const int32_t kType2Least = 1170;
-static const int32_t kType3Least = 50;
+static const int64_t kType1Same = 120; // seconds within which type 1 may not repeat its bytes
+static const int64_t kType1Least = 5;
+static const int64_t kType2Least = 1170;
+static const int64_t kType3Least = 50;
 
 static const uint16_t kFuncRecord = 81;
 
 void CommReportsReset()
 {
-    oldSecond1 = oldSecond2 = oldSecond3 = 0;
+    oldSecond1 = oldSecond2 = oldSecond3 = kNoneYet;
     oldSum = 0;
 }
 
@@ -94,19 +95,27 @@ void CommAutoJsonReport(const CommFrame &frame)
 
 // ---- FuncID 89 ----
 
-// The seconds since the last report of a type, which now becomes this one. The date may have moved either way.
-static long Interval(int32_t *last)
+// The seconds since the last report of a type, which now becomes this one; INT64_MAX when there was none. The date may
+// have moved either way.
+static int64_t Interval(int64_t *last)
 {
-    const int32_t now = static_cast<int32_t>(OsWallTime());
-    const uint32_t interval = static_cast<uint32_t>(now) - static_cast<uint32_t>(*last);
+    const int64_t now = OsWallTime();
+    const int64_t interval = *last == kNoneYet ? INT64_MAX : now - *last;
     *last = now;
-    return static_cast<int32_t>(interval);
+    return interval;
+}
+
+// The first interval is shown as it counts from the epoch.
+static void ShowInterval(int type, int64_t interval, int64_t now)
+{
+    LOG_AS(LOG_LEVEL_DEBUG, "CommAutoReport89", "Type%d report interval: %lld seconds!", type,
+           static_cast<long long>(interval == INT64_MAX ? now : interval));
 }
 
 static bool Type1Comes(const CommFrame &frame)
 {
-    const long interval = Interval(&oldSecond1);
-    LOG_AS(LOG_LEVEL_DEBUG, "CommAutoReport89", "Type1 report interval: %ld seconds!", interval);
+    const int64_t interval = Interval(&oldSecond1);
+    ShowInterval(1, interval, oldSecond1);
     const uint8_t sum = GetCheckSum(frame.payload, frame.length);
     const bool same = sum == oldSum;
     oldSum = sum;
@@ -124,8 +133,8 @@ static bool Type2Comes()
 
 static bool Type3Comes()
 {
-    const long interval = Interval(&oldSecond3);
-    LOG_AS(LOG_LEVEL_DEBUG, "CommAutoReport89", "Type3 report interval: %ld seconds!", interval);
+    const int64_t interval = Interval(&oldSecond3);
+    ShowInterval(3, interval, oldSecond3);
     if (interval >= kType3Least) return true;
     LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type3 report error!");
     return false;

@@ -23,7 +23,8 @@ void CommAutoJsonReport(const CommFrame &frame);
 
 // FuncID 89, a report of type 1, 2 or 3 by its first byte. One that comes too soon after the last of its type is
 // dropped: type 1 within 2 minutes when its bytes' sum is that of the last one, or within 5 s; type 2 within 1170 s;
-// type 3 within 50 s. The time of a dropped one counts.
+// type 3 within 50 s. The time of a dropped one counts; the first of each type since the start goes up, whatever the
+// date.
 void CommAutoReport89(const CommFrame &frame);
 
 // FuncID 999: how the firmware update ended that the peer was asked for, one byte.

@@ -1,15 +1,17 @@
 #define LOG_MODULE "CommServer"
 #include "comm/CommServer.h"
 
+#include <algorithm>
 #include <cstring>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "comm/AutoReport.h"
 #include "comm/CommFrame.h"
 #include "comm/CommHandle.h"
+#include "comm/CommListener.h"
 #include "comm/CommReports.h"
 #include "comm/RingQueue.h"
 #include "core/Common.h"
@@ -17,7 +19,6 @@
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
-#include "os/Paths.h"
 #include "subdev/Function39.h"
 #include "subdev/Function40.h"
 
@@ -28,7 +29,7 @@ std::atomic<int> CommClientReg;
 
 static RingQueue *pCommRQ; // main thread; the instance and handler threads use what it points to
 
-static OsWaiter s_state; // guards InsPID and s_listener; woken when CommRun is cleared or InstanceState becomes 1
+static OsWaiter s_state; // guards InsPID and s_listener; woken when CommRun is cleared or InstanceState changes
 static pthread_t InsPID; // of the instance while InstanceState is 1
 static int s_listener;   // 0 when closed
 static pthread_t CommHandlePID;
@@ -39,13 +40,14 @@ static int s_started; // threads that CommServerStop() has to join, in the order
 static pthread_mutex_t commLock = PTHREAD_MUTEX_INITIALIZER; // around each read and the pushes that it brings
 static pthread_mutex_t s_socketLock =
     PTHREAD_MUTEX_INITIALIZER;       // around each use of InstanceSocket, its close included
-static uint8_t rxbuf[kCommSlotSize]; // instance thread, under commLock
-static size_t s_kept;                // bytes in it that wait for the rest of their frame
+static uint8_t rxbuf[kCommSlotSize]; // instance thread, under commLock; so are the next two
+static uint8_t s_cut[kCommFrameMax]; // the frame that the last read ended in
+static size_t s_cutSize;             // bytes of it; 0: that read ended with a frame
 
-static const int kBacklog = 3;
 static const int kFailuresToEnd = 6; // in a row without bytes between them, of waits or of reads
 static const int64_t kRefusalPauseMs = 5000;
 static const int64_t kReaperPauseMs = 1000;
+static const int64_t kListenerRetryMs = 5000;
 
 // ---- Sending ----
 
@@ -85,20 +87,40 @@ static void Push(const uint8_t *data, size_t length)
         CommHandleWake();
 }
 
-// Queues what is in rxbuf, frame by frame, and keeps the beginning of one whose rest is still to come.
-static void PushFrames(size_t filled)
+// Queues the bytes of a read frame by frame; `further` says that a frame went before them. A last one that is cut off
+// is kept for the next read if `keep` allows it, and queued like the others if not.
+static void PushFrames(const uint8_t *data, size_t length, bool further, bool keep)
 {
-    size_t at = 0;
-    bool further = s_kept > 0;
-    while (at < filled) {
-        const size_t length = CommFrameCut(rxbuf + at, filled - at, further);
-        if (length == 0) break;
-        Push(rxbuf + at, length);
-        at += length;
+    while (length > 0) {
+        size_t size = CommFrameCut(data, length, further);
+        if (size == 0 && keep) {
+            memcpy(s_cut, data, length);
+            s_cutSize = length;
+            return;
+        }
+        if (size == 0) size = length;
+        Push(data, size);
+        data += size;
+        length -= size;
         further = true;
     }
-    s_kept = filled - at;
-    memmove(rxbuf, rxbuf + at, s_kept);
+}
+
+// Queues the `length` bytes that are in rxbuf. They complete what the read before has left, or it stays as it is: a
+// frame that never goes on must not take those that follow with it.
+static void TakeRead(size_t length)
+{
+    const size_t cut = s_cutSize;
+    s_cutSize = 0;
+    if (cut == 0) {
+        PushFrames(rxbuf, length, false, true);
+        return;
+    }
+    const size_t added = std::min(length, sizeof s_cut - cut);
+    memcpy(s_cut + cut, rxbuf, added);
+    const size_t rest = CommFrameRest(s_cut, cut, cut + added);
+    Push(s_cut, cut + rest);
+    PushFrames(rxbuf + rest, length - rest, rest > 0, rest > 0);
 }
 
 // What an instance has met since bytes last came.
@@ -111,7 +133,7 @@ struct InstanceTroubles {
 static bool ReadOnce(int fd, InstanceTroubles *troubles)
 {
     OsGuard guard(&commLock);
-    const ssize_t count = recv(fd, rxbuf + s_kept, kCommReadMax - s_kept, MSG_DONTWAIT);
+    const ssize_t count = recv(fd, rxbuf, kCommReadMax, MSG_DONTWAIT);
     if (count == 0) {
         LOG_AS(LOG_LEVEL_ERR, "ServerThread", "Close link.");
         return false;
@@ -121,7 +143,7 @@ static bool ReadOnce(int fd, InstanceTroubles *troubles)
         LOG_AS(LOG_LEVEL_ERR, "ServerThread", "Close link err.");
         return false;
     }
-    PushFrames(s_kept + static_cast<size_t>(count));
+    TakeRead(static_cast<size_t>(count));
     *troubles = {};
     return true;
 }
@@ -155,11 +177,7 @@ static void *ServerThread(void *descriptor)
     LOG_DEBUG("create a instance...");
     int on = 1;
     if (fd >= 0) ioctl(fd, FIONBIO, &on);
-    {
-        OsGuard guard(&s_socketLock);
-        InstanceSocket = fd;
-    }
-    s_kept = 0;
+    s_cutSize = 0;
     InstanceTroubles troubles = {};
     while (CommRun == 1 && InstanceStep(fd, &troubles)) {
     }
@@ -187,7 +205,11 @@ static void Reap()
         instance = InsPID;
     }
     OsThreadJoin(instance);
-    InstanceState = 0;
+    {
+        OsGuard guard(&s_state);
+        InstanceState = 0;
+        OsWakeAll(&s_state);
+    }
     LOG_AS(LOG_LEVEL_DEBUG, "CommReleaseProc", "release ok");
 }
 
@@ -203,30 +225,14 @@ static void *CommReleaseProc(void *)
 
 // ---- The accept thread ----
 
-// Binds `fd` to the socket's path and listens. Returns nullptr, or what to log.
-static const char *Listen(int fd)
-{
-    struct sockaddr_un here = {};
-    const size_t length = strlen(kPathCommServer); // without a terminator: this is the address that peers know
-    if (length > sizeof here.sun_path) return "bind failed";
-    here.sun_family = AF_UNIX;
-    memcpy(here.sun_path, kPathCommServer, length);
-    unlink(kPathCommServer); // whatever stands there, a link is not followed
-    const socklen_t size = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length);
-    if (bind(fd, reinterpret_cast<struct sockaddr *>(&here), size) != 0) return "bind failed";
-    if (listen(fd, kBacklog) != 0) return "listen failed";
-    return nullptr;
-}
-
-// Opens the listening socket. Returns false, with a log line, when that fails.
+// Returns whether the listener is open; false when the server ends first. What keeps it from being opened may go away,
+// but for another agent: the two would take the peer, the files and the rules from each other.
 static bool OpenListener()
 {
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const char *failure = fd < 0 ? "Create socket failed" : Listen(fd);
-    if (failure) {
-        LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "%s", failure);
-        if (fd >= 0) close(fd);
-        return false;
+    int fd;
+    while ((fd = CommListen()) < 0) {
+        if (fd == kCommListenTaken) LOG_FATAL("CommServerProc", "another agent has the socket");
+        if (CommWaitForStop(kListenerRetryMs)) return false;
     }
     OsGuard guard(&s_state);
     s_listener = fd;
@@ -236,22 +242,47 @@ static bool OpenListener()
 static void CloseListener()
 {
     OsGuard guard(&s_state);
-    unlink(kPathCommServer);
-    close(s_listener);
+    CommListenEnd(s_listener);
     s_listener = 0;
+}
+
+static bool MakeInstance(int fd)
+{
+    OsGuard guard(&s_state);
+    if (OsThreadStart(&InsPID, ServerThread, reinterpret_cast<void *>(static_cast<intptr_t>(fd))) != 0) return false;
+    InstanceState = 1;
+    CommClientReg = 1;
+    OsWakeAll(&s_state);
+    return true;
 }
 
 static void StartInstance(int fd)
 {
-    OsGuard guard(&s_state);
-    if (OsThreadStart(&InsPID, ServerThread, reinterpret_cast<void *>(static_cast<intptr_t>(fd))) != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "create instance err.");
-        if (fd >= 0) close(fd);
-        return;
+    {
+        OsGuard guard(&s_socketLock);
+        InstanceSocket = fd; // before the instance runs, so that 0 always means one that is through with it
     }
-    InstanceState = 1;
-    CommClientReg = 1;
-    OsWakeAll(&s_state);
+    if (MakeInstance(fd)) return;
+    LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "create instance err.");
+    CloseInstance(fd);
+}
+
+// Whether the peer has closed its connection, noticed by its instance or not.
+static bool PeerHasGone()
+{
+    OsGuard guard(&s_socketLock);
+    if (InstanceSocket == 0) return true;
+    struct pollfd peer = {InstanceSocket, 0, 0};
+    return InstanceSocket > 0 && poll(&peer, 1, 0) == 1 && (peer.revents & POLLHUP);
+}
+
+// Waits until the instance of a peer that has gone is reaped. Returns false when there is a peer, or the server ends.
+static bool AwaitReaper()
+{
+    if (InstanceState == 1 && !PeerHasGone()) return false;
+    OsGuard guard(&s_state);
+    while (CommRun == 1 && InstanceState == 1) OsWaitUntil(&s_state, OS_FOREVER);
+    return CommRun == 1;
 }
 
 static void AcceptOnce()
@@ -263,8 +294,9 @@ static void AcceptOnce()
     }
     // One that failed goes the way of any other: its instance ends at once, and the pauses keep this from spinning.
     if (fd < 0) LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "accept err");
-    if (InstanceState == 1) {
+    if (!AwaitReaper()) {
         if (fd >= 0) close(fd);
+        if (CommRun != 1) return;
         LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "link quntity is large.");
         CommWaitForStop(kRefusalPauseMs);
         return;
@@ -323,7 +355,6 @@ int CommServerStart()
     };
     Reset();
     if (NewQueue() != 0) return -1;
-    OsRemoveAtEnd(kPathCommServer);
     for (const auto &entry : kThreads) {
         if (OsThreadStart(entry.thread, entry.body, pCommRQ) != 0) {
             LOG_ERR("%s", entry.failure);
@@ -356,6 +387,7 @@ void CommServerStop()
 {
     StopThreads();
     pthread_t *const threads[] = {&CommHandlePID, &CommServerPID, &CommReleasePID};
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): s_started is 3 at most
     for (int i = 0; i < s_started; i++) OsThreadJoin(*threads[i]);
     s_started = 0;
     if (InstanceState == 1) Reap(); // it came when the reaper had gone already, or there was none

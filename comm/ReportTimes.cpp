@@ -103,12 +103,10 @@ int ReportTimesOf(const ReportPlan &plan, ReportTimes *times)
     *times = {};
     if (plan.interval2 == kDailyInterval) {
         const double slot = Slot(plan, kDaySeconds);
-        if (plan.jumpTime[0] == '\0') {
+        if (plan.jumpTime[0] == '\0')
             times->day = static_cast<double>(plan.midnight + plan.difference) + slot;
-        } else if (DayOutsideQuietPeriod(plan, slot, &times->day) != 0) {
-            LOG_ERR("jump time is error!");
+        else if (DayOutsideQuietPeriod(plan, slot, &times->day) != 0)
             return -1;
-        }
     }
     if (plan.interval3 >= 1) times->cycle = CycleStart(plan);
     return 0;

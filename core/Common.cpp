@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "os/OsClock.h"
+#include "os/OsProcess.h"
 
 uint32_t log_level = LOG_LEVEL_ERR;
 uint32_t mEndType = 0;
@@ -61,6 +62,15 @@ void LogLine(uint32_t level, const char *module, const char *function, int line,
         fprintf(stderr, "%s\n\n", kColourOff);
     }
     funlockfile(stderr);
+}
+
+void LogFatal(const char *module, const char *function, int line, const char *text)
+{
+    if (LOG_LEVEL_ERR & log_level)
+        LogLine(LOG_LEVEL_ERR, module, function, line, "%s", text);
+    else
+        fprintf(stderr, "plug: %s\n", text);
+    OsExit(-1);
 }
 
 int GetEndType()

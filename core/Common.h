@@ -11,6 +11,7 @@
 //
 // Everything goes to standard error. A line is: time stamp and level name, a coloured "[module->function->line]-> ",
 // the text in colour, an empty line. Each source names itself before its includes: #define LOG_MODULE "TcpServer".
+// Where a text is documented for another procedure than the one that writes it, LOG_AS names that one.
 
 enum LogLevel : uint32_t {
     LOG_LEVEL_NONE = 0,
@@ -39,6 +40,11 @@ void d_time_in_microseconds(unsigned bit);
 void LogLine(uint32_t level, const char *module, const char *function, int line, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 
+// An error for which the agent cannot start: logged or, without a log, said in one line on standard error. Ends the
+// process with status -1.
+[[noreturn]] void LogFatal(const char *module, const char *function, int line, const char *text);
+
+#define LOG_FATAL(function, text) LogFatal(LOG_MODULE, (function), __LINE__, (text))
 #define LOG_AS(level, function, ...)                                                                                   \
     do {                                                                                                               \
         if ((level)&log_level) LogLine((level), LOG_MODULE, (function), __LINE__, __VA_ARGS__);                        \

@@ -1,6 +1,7 @@
 #define LOG_MODULE "Common"
 #include "core/Config.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,9 +15,11 @@ char l_config_file[kConfigFileMax];
 uint8_t l_mac[6];
 int32_t l_debug;
 
-// The chosen file (a heap copy) and whether a link may stand in its place.
+// The chosen file (a heap copy), and whether anybody may have put it there.
 static char *m_filePath;
-static bool s_followLink;
+static bool s_inOpenFolder;
+
+static const char kOptions[] = "config_line_proc";
 
 static const size_t kLineMax = 512; // longer lines are read in pieces of 511 characters
 
@@ -29,22 +32,19 @@ void ClearOptions()
 
 static int TakeFileOption(const char *path)
 {
-    if (!path || path[0] == '\0') {
-        LOG_ERR("Error: -f argument given but no file specified.");
+    if (!path) {
+        LOG_AS(LOG_LEVEL_ERR, kOptions, "Error: -f argument given but no file specified.");
         return -1;
     }
-    if (strlen(path) >= sizeof l_config_file) { // cut short it would name another file
-        LOG_ERR("Error: -f argument is longer than %zu characters.", sizeof l_config_file - 1);
-        return -1;
-    }
-    strcpy(l_config_file, path);
+    // Cut short it would name another file, so one that is too long names none: it is passed over.
+    snprintf(l_config_file, sizeof l_config_file, "%s", strlen(path) < sizeof l_config_file ? path : "");
     return 0;
 }
 
 static int TakeMacOption(const char *text)
 {
     if (!text || strlen(text) != 2 * sizeof l_mac) {
-        LOG_ERR("Error: mac format must be \"aabbccddeeff\".");
+        LOG_AS(LOG_LEVEL_ERR, kOptions, "Error: mac format must be \"aabbccddeeff\".");
         return -2;
     }
     for (size_t i = 0; i < sizeof l_mac; i++) CharToHex(&l_mac[i], text + 2 * i);
@@ -70,33 +70,42 @@ int config_line_proc(int argc, char *argv[])
     return 0;
 }
 
-static bool Readable(const char *path, bool followLink)
+static int Open(const char *path, bool inOpenFolder)
 {
-    const int fd = OsOpenForReading(path, followLink);
+    return inOpenFolder ? OsOpenTrusted(path) : OsOpenForReading(path, true);
+}
+
+static bool Readable(const char *path, bool inOpenFolder)
+{
+    const int fd = Open(path, inOpenFolder);
     if (fd < 0) return false;
     close(fd);
     return true;
 }
 
-static void Choose(const char *path, bool followLink)
+static void Choose(const char *path, bool inOpenFolder)
 {
     DeleteProgramProfile();
     m_filePath = strdup(path);
-    s_followLink = followLink;
+    s_inOpenFolder = inOpenFolder;
 }
 
 void NewProgramProfile(const char *defaultPath)
 {
-    if (l_config_file[0] != '\0' && Readable(l_config_file, true)) {
-        Choose(l_config_file, true);
+    if (l_config_file[0] != '\0' && Readable(l_config_file, false)) {
+        Choose(l_config_file, false);
         LOG_INFO("use config file  [%s]", l_config_file);
-    } else if (Readable(defaultPath, false)) {
-        Choose(defaultPath, false);
-        LOG_INFO("use config file  [%s]", defaultPath);
-    } else {
-        Choose(kPathLocalConfig, true);
-        LOG_INFO("use config file\t[%s]", kPathLocalConfig);
+        return;
     }
+    if (Readable(defaultPath, true)) {
+        Choose(defaultPath, true);
+        LOG_INFO("use config file  [%s]", defaultPath);
+        return;
+    }
+    if (errno != ENOENT)
+        LOG_ERR("%s is passed over: %s", defaultPath, errno == EPERM ? "it is somebody else's" : strerror(errno));
+    Choose(kPathLocalConfig, false);
+    LOG_INFO("use config file\t[%s]", kPathLocalConfig);
 }
 
 void DeleteProgramProfile()
@@ -155,7 +164,7 @@ int getKeyValueStr(const char *section, const char *key, const char *defaultText
 {
     dest[0] = '\0';
     bool found = false;
-    const int fd = m_filePath ? OsOpenForReading(m_filePath, s_followLink) : -1;
+    const int fd = m_filePath ? Open(m_filePath, s_inOpenFolder) : -1;
     FILE *file = fd >= 0 ? fdopen(fd, "r") : nullptr;
     if (file) {
         found = FindValue(file, section, key, dest, capacity);

@@ -16,12 +16,13 @@ extern int32_t l_debug;                    // 1 when -d was given
 void ClearOptions();
 
 // Reads the options -d, -f FILE and -m MAC. An unknown option is reported and skipped.
-// Returns 0; -1 when -f has no path or one too long; -2 when the text of -m is not 12 characters long. What those
-// characters are is not checked (see CharToHex).
+// Returns 0; -1 when -f stands alone at the end; -2 when the text of -m is not 12 characters long. What those
+// characters are is not checked (see CharToHex). A path of -f that is too long names no file, like an empty one.
 int config_line_proc(int argc, char *argv[]);
 
 // Chooses the configuration file: the one of -f when it can be read, else `defaultPath` when it can be read, else
-// "./plug.conf" unchecked. A link at `defaultPath` is not followed: anybody may have planted it there.
+// "./plug.conf" unchecked. Anybody may have put something at `defaultPath`: it counts when it, and what it points to,
+// belongs to root or to us, also at every later reading; else it is passed over with a log line.
 void NewProgramProfile(const char *defaultPath);
 
 // Forgets the choice.

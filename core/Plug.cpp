@@ -2,9 +2,11 @@
 #include "core/Plug.h"
 
 #include <cstring>
+#include <initializer_list>
 
 #include "comm/ComRequests.h"
 #include "comm/CommServer.h"
+#include "core/About.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "core/Version.h"
@@ -51,6 +53,29 @@ void PlugResetCounters()
     s_plug.retries = 0;
 }
 
+// ---- Services ----
+
+// A part of the agent with a thread of its own, which the sessions can do without.
+struct Service {
+    int (*start)(); // returns 0, or an error when the thread could not be started
+    bool failed;
+};
+
+static Service s_accessDaemon = {StartEaccess, false};
+static Service s_function39 = {Fn39Init, false};
+static Service s_function40 = {Fn40Init, false};
+
+static void Start(Service *service)
+{
+    service->failed = service->start() != 0;
+}
+
+static void StartWhatFailed()
+{
+    for (Service *service : {&s_accessDaemon, &s_function39, &s_function40})
+        if (service->failed) Start(service);
+}
+
 // ---- Start-up ----
 
 // Its result is not acted upon: without settings every registration fails, and that is retried and reported.
@@ -63,31 +88,23 @@ static int SysInit()
 
 void PlugStart(int argc, char *argv[])
 {
+    if (AboutAsked(argc, argv)) OsExit(AboutPrint());
     ClearOptions();
     memset(gSN, 0, sizeof gSN);
-    if (config_line_proc(argc, argv) != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "main", "Error wrong param(s).");
-        OsExit(-1);
-    }
+    if (config_line_proc(argc, argv) != 0) LOG_FATAL("main", "Error wrong param(s).");
     d_set_log_level(l_debug ? LOG_LEVEL_ALL : LOG_LEVEL_NONE);
     LOG_AS(LOG_LEVEL_DEBUG, "main", "Log system [debug] working.");
     LOG_AS(LOG_LEVEL_INFO, "main", ">>>>>>>>>>>>>>>>> Plugin Version = %s", kPluginVersionTagged);
     OsSleepMs(50);
     ServerOnFrame(CBHandle);
     SysInit();
-    StartEaccess();
-    if (CommServerStart() != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "main", "Comm server start error.");
-        OsExit(-1);
-    }
+    Start(&s_accessDaemon);
+    if (CommServerStart() != 0) LOG_FATAL("main", "Comm server start error.");
     OsSleepMs(10);
-    Fn39Init();
+    Start(&s_function39);
     OsSleepMs(10);
-    Fn40Init();
-    if (StartSubdev() != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "main", "StartSubdev failed.");
-        OsExit(-1);
-    }
+    Start(&s_function40);
+    if (StartSubdev() != 0) LOG_FATAL("main", "StartSubdev failed.");
 }
 
 // ---- The cycle ----
@@ -106,16 +123,16 @@ static void SysVarInit()
 static bool Register()
 {
     if (runMode == 0) return RegisterStart(&s_plug.plug, RegisterIpAddr1) == 0;
-    LOG_INFO("Register server1...");
+    LOG_AS(LOG_LEVEL_INFO, "main", "Register server1...");
     if (RegisterStart(&s_plug.plug, RegisterIpAddr1) == 0) return true;
     SysVarInit();
-    LOG_INFO("Register server2...");
+    LOG_AS(LOG_LEVEL_INFO, "main", "Register server2...");
     return RegisterStart(&s_plug.plug, RegisterIpAddr2) == 0;
 }
 
 static void SendCalibration()
 {
-    LOG_INFO("Send calibration info.");
+    LOG_AS(LOG_LEVEL_INFO, "main", "Send calibration info.");
     ComF_send_calibration();
 }
 
@@ -159,17 +176,19 @@ static void EndOfSession()
     ComF_send_pluginstate();
     if (s_plug.dutyCounter >= kWeekOfTicks) {
         LOG_AS(LOG_LEVEL_ERR, "main", "After a week exit, restart ...");
+        DeleteServer(&s_plug.plug); // a command that outlasts sessions, as an update does, outlasts the week too
         OsExit(-1);
     }
     DeleteHeartbear(&s_plug.plug);
     DeleteServer(&s_plug.plug);
     LogPlugStatus(PLUG_LINK_LOST);
-    LOG_INFO("Ready to Register ...");
+    LOG_AS(LOG_LEVEL_INFO, "main", "Ready to Register ...");
     s_plug.retries = 0;
 }
 
 void PlugCycle()
 {
+    StartWhatFailed();
     SysVarInit();
     if (!Register()) {
         if (s_plug.retries >= kRetriesToExit) {

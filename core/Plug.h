@@ -7,7 +7,8 @@
 
 // Options, log level, settings and the long-lived services, in their fixed order. Ends the process on a bad option
 // or when the local server or the device worker cannot start; a failure of the settings is left to the
-// registration, which will fail with it.
+// registration, which will fail with it. The access daemon, Function 39 and Function 40 are tried again, each when it
+// could not be started, at the beginning of every cycle.
 void PlugStart(int argc, char *argv[]);
 
 // One turn of the cycle: one attempt to register, and when that succeeds one whole session. Ends the process after

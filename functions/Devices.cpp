@@ -12,17 +12,23 @@
 
 static const uint16_t kMostDevices = 128; // of one reply; the router has room for one more
 
+template <typename Body>
+static int UnderTable(Body body)
+{
+    return WithDeviceTable(body, kDispatcher);
+}
+
 int DeviceAccessSetting(WireReader *parameters, WireWriter *)
 {
     DevCfg device = TakeRecord<DevCfg>(parameters);
     device.changed = static_cast<uint8_t>(runMode);
-    return WithDeviceTable([&] { return set_dev_access_control(device); });
+    return UnderTable([&] { return set_dev_access_control(device); });
 }
 
 int DeviceBandwidthQuery(WireReader *parameters, WireWriter *reply)
 {
     const uint8_t *mac = TakeMac(parameters);
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         Put64(reply, get_dev_us_bw(mac));
         Put64(reply, get_dev_ds_bw(mac));
         return 0;
@@ -32,7 +38,7 @@ int DeviceBandwidthQuery(WireReader *parameters, WireWriter *reply)
 int DeviceLimitsQuery(WireReader *parameters, WireWriter *reply)
 {
     const uint8_t *mac = TakeMac(parameters);
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         int result = 0;
         for (auto get : {get_dev_us_max_bw, get_dev_ds_max_bw}) {
             int64_t limit = 0;
@@ -48,7 +54,7 @@ int DeviceLimitsSetting(WireReader *parameters, WireWriter *)
     const uint8_t *mac = TakeMac(parameters);
     const int64_t up = static_cast<int64_t>(Take64(parameters));
     const int64_t down = static_cast<int64_t>(Take64(parameters));
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         const int result = set_dev_us_max_bw(mac, up);
         return FirstFailure(result, set_dev_ds_max_bw(mac, down));
     });
@@ -60,7 +66,7 @@ int DeviceNameQuery(WireReader *parameters, WireWriter *reply)
     struct {
         char text[64];
     } name = {};
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         ZeroUnless(get_dev_name(mac, name.text), &name);
         WirePutBytes(reply, &name, sizeof name);
         return 0;
@@ -71,13 +77,13 @@ int DeviceNameSetting(WireReader *parameters, WireWriter *)
 {
     const uint8_t *mac = TakeMac(parameters);
     const char *name = TakeText(parameters);
-    return WithDeviceTable([&] { return set_dev_name(mac, name); });
+    return UnderTable([&] { return set_dev_name(mac, name); });
 }
 
 int DeviceConfigQuery(WireReader *parameters, WireWriter *reply)
 {
     const uint8_t *mac = TakeMac(parameters);
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         DevCfg device = {};
         const int result = ZeroUnless(get_dev_cfg(&device, mac), &device);
         PutRecord(reply, device);
@@ -87,7 +93,7 @@ int DeviceConfigQuery(WireReader *parameters, WireWriter *reply)
 
 int DevicesQuery(WireReader *, WireWriter *reply)
 {
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         DevCfg devices[ROUTER_SDK_DEVICES] = {};
         uint16_t count = 0;
         ZeroUnless(get_devs_cfg(devices, &count), &count);
@@ -103,20 +109,20 @@ int DeviceSpeedsQuery(WireReader *parameters, WireWriter *reply)
     const uint8_t *mac = TakeMac(parameters);
     uint16_t mbps[3] = {}; // negotiated, receive, transmit
     int result = 0;
-    const int error = WithDeviceTable([&] {
+    const int error = UnderTable([&] {
         for (uint16_t which = 0; which < std::size(mbps); which++)
             result = FirstFailure(result, ZeroUnless(get_dev_speed(mac, which, &mbps[which]), &mbps[which]));
         return 0;
     });
     if (error != 0) return error;
-    LOG_DEBUG("speed1=%d Mbps", mbps[0]);
+    LOG_AS(LOG_LEVEL_DEBUG, kDispatcher, "speed1=%d Mbps", mbps[0]);
     for (uint16_t speed : mbps) Put16(reply, speed);
     return result;
 }
 
 int BlackListQuery(WireReader *, WireWriter *reply)
 {
-    return WithDeviceTable([&] {
+    return UnderTable([&] {
         uint8_t macs[ROUTER_SDK_BLACK_LIST][6] = {};
         uint16_t count = 0;
         const int result = ZeroUnless(get_dev_black_list(macs, &count), &count);

@@ -11,6 +11,7 @@
 #include "functions/HttpSocket.h"
 #include "os/OsClock.h"
 #include "os/OsFile.h"
+#include "platform/SignOfLife.h"
 
 std::atomic<int> gDownRate{-1};
 
@@ -103,7 +104,7 @@ static size_t ReceiveSize(int64_t left)
 }
 
 // Receives until `length` bytes have come; `file` is -1 when nothing is kept. Returns their number, which may be up to
-// a block higher; -1 when the file took less or the session ended.
+// a block higher, and is lower when the file took no more; -1 when the transfer was to let go.
 static int64_t ReceiveBody(const char *function, int length, int file)
 {
     int64_t total = 0;
@@ -112,6 +113,8 @@ static int64_t ReceiveBody(const char *function, int length, int file)
         const int count = !m_bConnected ? 0 : file < 0 ? SkipHttp(s_blocks, most) : ReceiveHttp(s_blocks, most);
         if (count <= 0) {
             // The connection has closed early. Whoever asked waits for the rest, as ever, but lets go with the session.
+            // An update holds the response thread up; a rate test has a thread of its own, and costs nothing.
+            if (file >= 0) SetResponseState(RESPONSE_STAYS);
             if (!HttpPause(kEarlyClosePauseMs)) continue;
             LOG_AS(LOG_LEVEL_ERR, function, "session ended, %lld of %d bytes received", static_cast<long long>(total),
                    length);
@@ -119,7 +122,7 @@ static int64_t ReceiveBody(const char *function, int length, int file)
         }
         if (file >= 0 && OsWriteAll(file, s_blocks, static_cast<size_t>(count)) != 0) {
             LOG_AS(LOG_LEVEL_ERR, function, "can't write local file: %s", strerror(errno));
-            return -1;
+            return total; // the rest would be of no use
         }
         total += count;
     }
@@ -131,7 +134,7 @@ static int64_t ReceiveBody(const char *function, int length, int file)
 int DownLoadFIle(const char *host, int port, const char *path, const char *localName)
 {
     static const DownloadTexts texts = {"DownLoadFIle", "req is error.", "found"};
-    if (!HttpClaim()) {
+    if (!HttpClaim(HTTP_OUTLASTS_SESSION)) {
         LOG_ERR("another download is in progress");
         return -1;
     }
@@ -143,10 +146,7 @@ int DownLoadFIle(const char *host, int port, const char *path, const char *local
     } else {
         const int length = Request(texts, host, port, path);
         if (length >= 0 && ReceiveBody(texts.function, length, file) >= 0) result = 0;
-        if (close(file) != 0 && result == 0) {
-            LOG_ERR("can't write local file: %s", strerror(errno));
-            result = -1;
-        }
+        if (close(file) != 0) LOG_ERR("can't write local file: %s", strerror(errno));
     }
     HttpRelease();
     return result;
@@ -156,7 +156,7 @@ int DownTestRateFIle(const char *host, int port, const char *path, const char *)
 {
     static const DownloadTexts texts = {"DownTestRateFIle", "req error.", "404 Not Found"};
     gDownRate = -1;
-    if (!HttpClaim()) {
+    if (!HttpClaim(HTTP_ENDS_WITH_SESSION)) {
         LOG_ERR("another download is in progress");
         return -1;
     }

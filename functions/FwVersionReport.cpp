@@ -24,7 +24,7 @@ static void FirmwareDate(const int8_t date[4], char digits[kDateDigits + 1])
         memcpy(digits + 2 * i, number, 2);
     }
     digits[kDateDigits] = '\0';
-    LOG_DEBUG("fwDate:%s", digits);
+    LOG_AS(LOG_LEVEL_DEBUG, "dev_fwversion_report", "fwDate:%s", digits);
 }
 
 // False when there was no memory for all of them.

@@ -27,21 +27,49 @@ int m_nResponseHeaderSize = -1;
 int8_t m_bResponsed;
 int m_nCurIndex;
 
-// Guards the next two, and m_s against being closed while HttpLetGo() shuts it down; only the owner writes m_s.
+static const int64_t kSilenceMs = 10000; // of a server that the end of the session does not wait for any more
+
+// Guards the next four, and m_s against being closed while HttpLetGo() shuts it down; only the owner writes m_s.
 static OsWaiter s_http;
 static bool s_claimed;
 static bool s_letGo;
+static HttpEnd s_end;
+static int64_t s_heardMs; // when the server last sent something, or was first turned to
 
 // ---- Ownership and letting go ----
 
-bool HttpClaim()
+// With s_http held.
+static void LetGo()
 {
-    static ServerStopCall s_onStop = {HttpLetGo, false, nullptr};
+    s_letGo = true;
+    if (m_s > 0) shutdown(m_s, SHUT_RDWR); // ends a blocking connect, send or receive
+    OsWakeAll(&s_http);
+}
+
+void HttpLetGo()
+{
+    OsGuard guard(&s_http);
+    LetGo();
+}
+
+static bool OnServerStop()
+{
+    OsGuard guard(&s_http);
+    // Without a socket there is no transfer, or its connection has closed early and brings no more.
+    const bool goesOn = s_end == HTTP_OUTLASTS_SESSION && m_s > 0 && OsNowMs() - s_heardMs < kSilenceMs;
+    if (!goesOn) LetGo();
+    return goesOn;
+}
+
+bool HttpClaim(HttpEnd end)
+{
+    static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
     ServerOnStop(&s_onStop);
     OsGuard guard(&s_http);
     if (s_claimed) return false;
     s_claimed = true;
-    // A session that is going down has called HttpLetGo() already.
+    s_end = end;
+    // Nothing is begun in a session that is going down.
     s_letGo = ServerRun != 1;
     return true;
 }
@@ -53,14 +81,6 @@ void HttpRelease()
     s_claimed = false;
 }
 
-void HttpLetGo()
-{
-    OsGuard guard(&s_http);
-    s_letGo = true;
-    if (m_s > 0) shutdown(m_s, SHUT_RDWR); // ends a blocking connect, send or receive
-    OsWakeAll(&s_http);
-}
-
 bool HttpPause(int64_t milliseconds)
 {
     const int64_t deadline = OsNowMs() + milliseconds;
@@ -68,6 +88,12 @@ bool HttpPause(int64_t milliseconds)
     while (!s_letGo && OsWaitUntil(&s_http, deadline)) {
     }
     return s_letGo;
+}
+
+static void Heard()
+{
+    OsGuard guard(&s_http);
+    s_heardMs = OsNowMs();
 }
 
 // ---- The instance ----
@@ -94,6 +120,7 @@ bool CreateHttpSocket()
         close(fd);
         return false;
     }
+    s_heardMs = OsNowMs();
     m_s = fd;
     return true;
 }
@@ -115,6 +142,7 @@ static bool Connect(const struct sockaddr_in &server)
         // Begun without waiting, under the lock: HttpLetGo() comes either before it or finds something to shut down.
         OsGuard guard(&s_http);
         if (s_letGo || m_s <= 0) return false;
+        s_heardMs = OsNowMs(); // the look-up may have taken its time
         fcntl(m_s, F_SETFL, O_NONBLOCK);
         result = connect(m_s, address, sizeof server);
         fcntl(m_s, F_SETFL, 0);
@@ -210,6 +238,7 @@ static ssize_t ReceiveOnce(void *buffer, size_t length, int flags = 0)
     do {
         count = recv(m_s, buffer, length, flags);
     } while (count < 0 && errno == EINTR);
+    if (count > 0) Heard();
     return count;
 }
 

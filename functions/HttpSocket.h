@@ -6,7 +6,7 @@
 // Threads:  any, one at a time as said. HttpLetGo() is safe from every thread at any time.
 //
 // There is no time-out: connecting, header and body wait as long as the system does. All waits but the name look-up end
-// at once with HttpLetGo(), which the end of the platform session calls by itself.
+// at once with HttpLetGo(), and with the platform session as the transfer has been claimed for.
 #pragma once
 
 #include <cstddef>
@@ -27,8 +27,15 @@ extern int m_nResponseHeaderSize;                  // its bytes; -1 until it has
 extern int8_t m_bResponsed;                        // 1 once it has been read
 extern int m_nCurIndex;                            // where GetResponseLine() goes on
 
-// Takes the instance for one transfer. Returns false when another one is in progress.
-bool HttpClaim();
+// What the end of the platform session is to a transfer.
+enum HttpEnd {
+    HTTP_ENDS_WITH_SESSION, // it lets go at once
+    HTTP_OUTLASTS_SESSION,  // it goes on while bytes come, and lets go when the server has sent none for 10 s
+};
+
+// Takes the instance for one transfer; one that is claimed when the session has ended already lets go at once. Returns
+// false when another one is in progress.
+bool HttpClaim(HttpEnd end);
 
 // Closes what is open and gives the instance back.
 void HttpRelease();

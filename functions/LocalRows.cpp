@@ -11,7 +11,7 @@ static const size_t kNeighbourMax = 30 * 77; // the records of the neighbours' n
 // Logs the failure of what was asked. Returns the result.
 static int Checked(int result, const char *what)
 {
-    if (result != 0) LOG_WARN("ERROR: %s failed! ret=%d", what, result);
+    if (result != 0) LOG_AS(LOG_LEVEL_WARN, kDispatcher, "ERROR: %s failed! ret=%d", what, result);
     return result;
 }
 
@@ -24,12 +24,14 @@ static int PutByte(WireWriter *reply, int (*ask)(uint8_t *out), const char *what
     return what ? Checked(result, what) : result;
 }
 
-static int PutAnswerIf(WireWriter *reply, int result, size_t most)
+// A query with a longer answer, of which `most` bytes are put.
+static int PutAnswer(WireWriter *reply, int (*ask)(uint8_t *out, uint32_t room, uint32_t *came), uint32_t most)
 {
-    if (result != 0) return result;
     uint8_t answer[kAnswerMax];
-    WirePutBytes(reply, answer, CommAnswer(answer, most));
-    return 0;
+    uint32_t came = 0;
+    const int result = ask(answer, most, &came);
+    if (result == 0) WirePutBytes(reply, answer, came);
+    return result;
 }
 
 int WifiBandQuery(WireReader *parameters, WireWriter *reply)
@@ -76,24 +78,24 @@ int RoamingThresholdQuery(WireReader *, WireWriter *reply)
 {
     uint8_t thresholds[2] = {};
     const int result = ComF_get_mesh_roaming_threshold(thresholds);
-    LOG_DEBUG("get threshold %d,%d", thresholds[0], thresholds[1]);
+    LOG_AS(LOG_LEVEL_DEBUG, kDispatcher, "get threshold %d,%d", thresholds[0], thresholds[1]);
     if (result == 0) WirePutBytes(reply, thresholds, sizeof thresholds);
     return result;
 }
 
 int MeshTopologyQuery(WireReader *, WireWriter *reply)
 {
-    return PutAnswerIf(reply, Checked(ComF_get_mesh_topology(), "get mesh topology"), kAnswerMax);
+    return Checked(PutAnswer(reply, ComF_get_mesh_topology, kAnswerMax), "get mesh topology");
 }
 
 int AdjacentWifiInfoQuery(WireReader *, WireWriter *reply)
 {
-    return PutAnswerIf(reply, ComF_get_adj_wifi_info(), kNeighbourMax);
+    return PutAnswer(reply, ComF_get_adj_wifi_info, kNeighbourMax);
 }
 
 int BssidQuery(WireReader *, WireWriter *reply)
 {
-    return PutAnswerIf(reply, Checked(ComF_get_bssid(), "get bssid"), kAnswerMax);
+    return Checked(PutAnswer(reply, ComF_get_bssid, kAnswerMax), "get bssid");
 }
 
 int WanConfigSetting(WireReader *parameters, WireWriter *)

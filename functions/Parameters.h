@@ -8,6 +8,8 @@
 #include "core/Common.h"
 #include "core/Wire.h"
 
+constexpr char kDispatcher[] = "ParserProtoolData"; // under which all rows of the table log
+
 inline uint16_t Take16(WireReader *parameters)
 {
     return swapInt16(WireGetLe16(parameters));

@@ -24,6 +24,7 @@ static const size_t kCommandSize = 128;
 static const size_t kLineSize = 256;
 static const int kCountMax = 50;
 static const int64_t kLinePauseMs = 50;
+static const int64_t kEndlessMs = 500 * 1000; // of a ping without a count
 
 static uint8_t s_request[kRequestSize]; // the thread's own; gPingThreadState 1 keeps everybody else away
 static OsCommand s_command;
@@ -42,17 +43,21 @@ static bool Pause()
     return !s_stop;
 }
 
-static size_t CollectLines()
+// Collects what the command prints until its end, or until there is no more room. One with a deadline is killed then,
+// and when the deadline has come. Returns the length.
+static size_t CollectLines(int64_t deadlineMs)
 {
     size_t total = 0;
     char line[kLineSize];
-    while (Pause() && OsCommandReadLine(&s_command, line, sizeof line) > 0) {
+    while (Pause() && OsCommandReadLine(&s_command, line, sizeof line, deadlineMs) > 0) {
         if (strstr(line, "ttl") || strstr(line, "TTL")) continue; // a single reply
         const size_t length = strlen(line);
         if (total + length >= kPingResultSize) break;
         memcpy(gPingResult + total, line, length);
         total += length;
     }
+    if (OsNowMs() >= deadlineMs) LOG_DEBUG("kill ping");
+    if (deadlineMs != OS_FOREVER) OsCommandStop(&s_command); // it may have no more to print, and yet go on
     return total;
 }
 
@@ -70,7 +75,7 @@ int PopenParsePing(int size, int count, const char *host)
         gPingState = 1;
         return -1;
     }
-    const size_t total = CollectLines();
+    const size_t total = CollectLines(count > 0 ? OS_FOREVER : OsNowMs() + kEndlessMs);
     gPingLen = static_cast<int16_t>(total);
     LOG_DEBUG("------------ping len =%d,result = %.*s", gPingLen, static_cast<int>(total), gPingResult);
     gPingState = 0; // from here on the text belongs to the result command
@@ -107,16 +112,17 @@ static void Join()
     OsThreadJoin(pingThreadId);
 }
 
-static void Wake()
+static bool OnServerStop()
 {
     OsGuard guard(&s_ping);
     OsWakeAll(&s_ping);
+    return false;
 }
 
 // Waits for the end of the ping. Returns false when the session ends before.
 static bool AwaitEnd()
 {
-    static ServerStopCall s_onStop = {Wake, false, nullptr};
+    static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
     ServerOnStop(&s_onStop);
     OsGuard guard(&s_ping);
     while (gPingThreadState == 1 && ServerRun == 1) OsWaitUntil(&s_ping, OS_FOREVER);
@@ -166,10 +172,7 @@ int PingResult(WireReader *, WireWriter *reply)
         WirePutLe16(reply, static_cast<uint16_t>(gPingLen));
         WirePutBytes(reply, gPingResult, static_cast<size_t>(gPingLen));
     }
-    if (pingRes != 1) return state;
-    if (AwaitEnd())
-        Join();
-    else
-        StopPing();
+    // A session that ends meanwhile leaves the ping alone: its result is for the next one.
+    if (pingRes == 1 && AwaitEnd()) Join();
     return state;
 }

@@ -28,8 +28,8 @@ extern pthread_t pingThreadId;
 int PingStart(WireReader *parameters, WireWriter *reply);
 
 // Function 9. Returns gPingState. When that is 0, the reply is the text's length (16-bit) and the text. A thread that
-// was started is then joined: while the ping runs, this waits for its end. When the platform session ends meanwhile,
-// the ping is killed.
+// was started is then joined: while the ping runs, this waits for its end. The end of the platform session ends this
+// wait, not the ping, whose result is there for the next session, whole.
 int PingResult(WireReader *parameters, WireWriter *reply);
 
 // The thread; `request` are the parameters of PingStart(), 24 bytes.
@@ -37,8 +37,9 @@ void *PingThread(void *request);
 
 // Runs "ping -s size -c count host" and collects its output in gPingResult and gPingLen: all lines but those that
 // contain "ttl" or "TTL", as long as they fit whole below 4000 bytes; one line every 50 ms. A count above 50
-// becomes 50. `host` is a dotted address. Returns 0; -1 when the command could not be started; -2 when closing it
-// failed, and then the text is valid all the same.
+// becomes 50; without one (0 or less) some programs go on for ever, so such a ping is killed after 500 s. `host` is a
+// dotted address. Returns 0; -1 when the command could not be started; -2 when closing it failed, and then the text is
+// valid all the same.
 int PopenParsePing(int size, int count, const char *host);
 
 // Kills the ping if one was started, and joins its thread.

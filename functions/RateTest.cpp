@@ -47,37 +47,37 @@ static void SendRate()
     SendIpAckData(0, record, sizeof record, kRateFunction, 1, gRoutemac);
 }
 
-static void RunTest(const char *host, int port, const char *path)
+static void RunTest(const char *function, const char *host, int port, const char *path)
 {
     const int result = DownTestRateFIle(host, port, path, kPathRateTest);
-    LOG_DEBUG("route rate --------------- %d", gDownRate.load());
+    LOG_AS(LOG_LEVEL_DEBUG, function, "route rate --------------- %d", gDownRate.load());
     SendRate();
-    LOG_DEBUG("route rate up ret %d", result);
+    LOG_AS(LOG_LEVEL_DEBUG, function, "route rate up ret %d", result);
 }
 
 // gRateThreadState is 1 already: a second start in the moment before the thread runs finds it so.
 void *RateTestThread(void *)
 {
-    RunTest(PLUG_RATE_TEST_SERVER, kDefaultPort, kDefaultPath);
+    RunTest(__func__, PLUG_RATE_TEST_SERVER, kDefaultPort, kDefaultPath);
     gRateThreadState = 0;
     return nullptr;
 }
 
 void *RateTestProc(void *url)
 {
-    if (SplitRateUrl(static_cast<const char *>(url), &s_target)) RunTest(s_target.host, s_target.port, s_target.path);
+    if (SplitRateUrl(static_cast<const char *>(url), &s_target))
+        RunTest(__func__, s_target.host, s_target.port, s_target.path);
     gRateThreadState = 0;
     return nullptr;
 }
 
 // ---- The URL ----
 
-// Returns 0 when the text is no port.
+// Returns 0, which nobody listens at, when the text is no port.
 static int PortOf(const char *text, size_t length)
 {
-    LOG_DEBUG("port length: %d", static_cast<int>(length));
-    if (length < 1 || length > kRatePortDigitsMax || strspn(text, "0123456789") < length) return 0;
-    char digits[kRatePortDigitsMax + 1] = {};
+    if (strspn(text, "0123456789") < length) return 0;
+    char digits[kRatePortMax + 1] = {};
     memcpy(digits, text, length);
     const int port = atoi(digits);
     return port <= kPortMax ? port : 0;
@@ -88,13 +88,15 @@ bool SplitRateUrl(const char *url, RateTarget *target)
     memset(target, 0, sizeof *target);
     UrlParts parts;
     if (!SplitUrl(url, &parts) || strlen(parts.path) > kConfigTextMax) return false;
+    if (parts.port) LOG_AS(LOG_LEVEL_DEBUG, "RateTestProc", "port length: %d", static_cast<int>(parts.portLength));
+    if (parts.portLength > kRatePortMax) return false;
     target->port = parts.port ? PortOf(parts.port, parts.portLength) : kHttpPort;
-    if (target->port == 0) return false;
-    LOG_DEBUG("server len  %d", static_cast<int>(parts.hostLength));
+    LOG_AS(LOG_LEVEL_DEBUG, "RateTestProc", "server len  %d", static_cast<int>(parts.hostLength));
     if (parts.hostLength < kRateHostMin || parts.hostLength > kRateHostMax) return false;
     memcpy(target->host, parts.host, parts.hostLength);
     memcpy(target->path, parts.path, strlen(parts.path));
-    LOG_DEBUG("serverName: %s, port: %d, url: %s", target->host, target->port, target->path);
+    LOG_AS(LOG_LEVEL_DEBUG, "RateTestProc", "serverName: %s, port: %d, url: %s", target->host, target->port,
+           target->path);
     return true;
 }
 
@@ -110,7 +112,7 @@ static void Join()
 static void Start(const char *url)
 {
     if (gRateThreadState == 1) {
-        LOG_ERR("Please wait last finish.");
+        LOG_AS(LOG_LEVEL_ERR, url ? "ParseConfigData" : "ParserProtoolData", "Please wait last finish.");
         return;
     }
     if (rateRes == 1) {
@@ -123,7 +125,7 @@ static void Start(const char *url)
     }
     gRateThreadState = 1;
     if (OsThreadStart(&rateThreadId, url ? RateTestProc : RateTestThread, url ? s_url : nullptr) != 0) {
-        LOG_ERR("Create RateTestThread Failed.");
+        LOG_AS(LOG_LEVEL_ERR, url ? "ParseConfigData" : "ParserProtoolData", "Create RateTestThread Failed.");
         gRateThreadState = 0;
         return;
     }

@@ -17,7 +17,7 @@
 constexpr size_t kConfigTextMax = 1023; // bytes of a configuration, and so of a URL
 constexpr size_t kRateHostMin = 3;
 constexpr size_t kRateHostMax = 64;
-constexpr size_t kRatePortDigitsMax = 7;
+constexpr size_t kRatePortMax = 7; // characters
 
 extern std::atomic<int8_t> gRateThreadState; // 1 from a start until the result has been sent
 extern std::atomic<int> rateRes;             // 1 while there is a thread to join
@@ -39,8 +39,8 @@ int RateTestStart(WireReader *parameters, WireWriter *reply);
 int ParseConfigData(const char *text, int length);
 
 // Splits scheme "://" host [":" port] "/" path. Returns false when a part is missing, the host has not 3 to 64
-// characters, or the port is no decimal number of at most 7 digits between 1 and 65535. The port is 80 when none is
-// given; a colon behind the first slash belongs to the path.
+// characters, or the text of the port more than 7. The port is 80 when none is given, and 0 when its text is no decimal
+// number between 1 and 65535: such a test fails. A colon behind the first slash belongs to the path.
 bool SplitRateUrl(const char *url, RateTarget *target);
 
 // The threads; the argument of the first is not read, that of the second is the URL.

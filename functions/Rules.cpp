@@ -20,6 +20,6 @@ int ConfigData(WireReader *parameters, WireWriter *)
 {
     const uint16_t length = Take16(parameters);
     const int result = ParseConfigData(TakeText(parameters), length);
-    if (result != 0) LOG_WARN("ERROR: config data have errors!!!");
+    if (result != 0) LOG_AS(LOG_LEVEL_WARN, kDispatcher, "ERROR: config data have errors!!!");
     return result;
 }

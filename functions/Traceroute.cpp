@@ -36,14 +36,15 @@ static OsWaiter s_watch; // woken when killRun is cleared
 static void RunTraceroute(const char *host)
 {
     char command[kCommandSize];
-    const int length = snprintf(command, sizeof command, "traceroute -n %s > %s", host, kPathTraceroute);
+    const int length = snprintf(command, sizeof command, "traceroute -n %s", host);
     if (length < 0 || static_cast<size_t>(length) >= sizeof command) return;
-    // The shell would follow a link that somebody has put there, and wait for ever at a pipe.
-    if (OsReplaceFile(kPathTraceroute, "", 0) == -1) {
+    const int file = OsOpenForWriting(kPathTraceroute);
+    if (file < 0) {
         LOG_ERR("can't open %s", kPathTraceroute);
         return;
     }
-    OsCommandRun(&s_command, command);
+    OsCommandRunInto(&s_command, command, file);
+    close(file);
 }
 
 // gTraceThreadState is 1 already: a second start in the moment before the thread runs finds it so.
@@ -116,13 +117,12 @@ int TracerouteStart(WireReader *parameters, WireWriter *)
     WireGetBytes(parameters, s_request, sizeof s_request);
     OsCommandReady(&s_command);
 
-    // The watcher first: no traceroute runs without one.
+    // The watcher first, so that it sees the whole of the traceroute. Without one the result command ends it.
     killRun = 1;
     int error = OsThreadStart(&killTraceId, KillTrace500s, nullptr);
     if (error != 0) {
         LOG_DEBUG("Create KillTrace500s Failed: %d", error);
         killRun = 0;
-        return error;
     }
     gTraceThreadState = 1;
     error = OsThreadStart(&traceThreadId, TracerouteThread, s_request);
@@ -136,10 +136,10 @@ int TracerouteStart(WireReader *parameters, WireWriter *)
     return 0;
 }
 
-// Returns false when there is no file to read.
+// Returns false when there is no file of ours.
 static bool ReadFile()
 {
-    const int fd = OsOpenForReading(kPathTraceroute, false);
+    const int fd = OsOpenOurs(kPathTraceroute);
     if (fd < 0) return false;
     size_t filled = 0;
     ssize_t count = 1;

@@ -25,11 +25,13 @@ extern char gTracertResult[kTracertResultSize]; // what the file held at the las
 extern uint16_t gTracertLen;                    // bytes in it
 
 // Function 51. Parameters: target [0-3], its octets in reverse order. Returns 0; 1 while a traceroute is in progress;
-// the error number when a thread could not be started, and then nothing is.
+// the error number when its thread could not be started, and then nothing is. One whose watcher could not be started
+// runs all the same, until it ends or its result is asked for.
 int TracerouteStart(WireReader *parameters, WireWriter *reply);
 
 // Function 52. A traceroute that was started is ended, whether it is through or not, and joined. Then the reply is the
-// length (16-bit) of what the file holds, at most 3999 bytes, and those bytes. Returns 0, or 1 when there is no file.
+// length (16-bit) of what the file holds, at most 3999 bytes, and those bytes. Returns 0, or 1 when there is no file
+// of ours.
 int TracerouteResult(WireReader *parameters, WireWriter *reply);
 
 // The thread; `request` are the parameters of TracerouteStart(), 4 bytes.

@@ -1,8 +1,6 @@
 #define LOG_MODULE "ProtoolSdk"
 #include "functions/Wireless.h"
 
-#include <iterator>
-
 #include "functions/Parameters.h"
 #include "functions/Records.h"
 #include "subdev/DeviceTable.h"
@@ -34,16 +32,14 @@ int SsidConfigQuery(WireReader *parameters, WireWriter *reply)
 {
     SsidCfg ssid = {};
     const int result = ZeroUnless(get_ssid_cfg(Take16(parameters), &ssid), &ssid);
-    LOG_DEBUG("ssid channel %d", ssid.channel);
+    LOG_AS(LOG_LEVEL_DEBUG, kDispatcher, "ssid channel %d", ssid.channel);
     PutRecord(reply, ssid);
     return result;
 }
 
 int SsidConfigSetting(WireReader *parameters, WireWriter *)
 {
-    SsidCfg ssid = TakeRecord<SsidCfg>(parameters);
-    ssid.ssid[std::size(ssid.ssid) - 1] = '\0';
-    ssid.key[std::size(ssid.key) - 1] = '\0';
+    const SsidCfg ssid = TakeRecord<SsidCfg>(parameters);
     return set_ssid_cfg(&ssid);
 }
 
@@ -51,7 +47,7 @@ int AdjacentWifiQuery(WireReader *, WireWriter *reply)
 {
     AdjWifi neighbours[ROUTER_SDK_ADJ_WIFI] = {};
     uint16_t count = 0;
-    const int result = WithDeviceTable([&] { return get_adj_wifi_devs(neighbours, &count); });
+    const int result = WithDeviceTable([&] { return get_adj_wifi_devs(neighbours, &count); }, kDispatcher);
     ZeroUnless(result, &count);
     PutRecords(reply, neighbours, count, ROUTER_SDK_ADJ_WIFI);
     return result;

@@ -16,7 +16,7 @@ int SsidSwitchSetting(WireReader *parameters, WireWriter *reply);
 // Parameter: 16-bit index. Reply: the 120-byte SSID record.
 int SsidConfigQuery(WireReader *parameters, WireWriter *reply);
 
-// Parameter: a 120-byte SSID record.
+// Parameter: a 120-byte SSID record. Its texts reach the router as they came, with or without a terminator.
 int SsidConfigSetting(WireReader *parameters, WireWriter *reply);
 
 // Reply: one 74-byte neighbour record after the other, at most 30.

@@ -1,16 +1,18 @@
 // OsCommand.h - running commands through the shell.
 //
 // A command gets a process group of its own, the default signal dispositions and an empty standard input; it inherits
-// standard output and standard error (unless its output is read), and nothing else. Whoever hands a text over has built
-// it from numbers and addresses that it formatted itself: nothing is checked here.
+// standard output and standard error (unless its output is read or goes to a descriptor), and nothing else. Whoever
+// hands a text over has built it from numbers and addresses that it formatted itself: nothing is checked here.
 //
 // State:    an OsCommand belongs to the module that declares it and is for one command at a time. os/posix keeps the
 //           process groups of what is running, so that the end of the process ends them.
-// Threads:  one thread runs a command: OsRun(), OsCommandRun(), or open, read lines, close. OsCommandReady() belongs
-//           to whoever starts that thread. OsCommandStop() is safe from any thread at any time.
+// Threads:  one thread runs a command: OsRun(), OsCommandRun(), OsCommandRunInto(), or open, read lines, close.
+//           OsCommandReady() belongs to whoever starts that thread. OsCommandStop() is safe from any thread at any
+//           time.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <pthread.h>
 #include <sys/types.h>
 
@@ -33,15 +35,20 @@ void OsCommandReady(OsCommand *command);
 // -1 with errno when it could not be started; ECANCELED when it was stopped before.
 int OsCommandRun(OsCommand *command, const char *text);
 
-// The same for a command that nobody needs to stop because it ends by itself.
+// The same with the standard output of `text` on `output`, a descriptor that the caller keeps and closes. For a command
+// whose output goes into a file: the shell would open it by a name, behind which somebody may have put another file.
+int OsCommandRunInto(OsCommand *command, const char *text, int output);
+
+// OsCommandRun() for a command that nobody needs to stop because it ends by itself.
 int OsRun(const char *text);
 
 // Starts `text` with its standard output readable. Returns 0; -1 with errno as above. OsCommandClose() is due after 0.
 int OsCommandOpen(OsCommand *command, const char *text);
 
 // Waits for the next line and stores it with its line feed and a terminator; a line that is longer than `room` - 1
-// bytes comes in pieces. Returns its length, 0 at the end of the output.
-size_t OsCommandReadLine(OsCommand *command, char *line, size_t room);
+// bytes comes in pieces. Waits until `deadlineMs` at most, a time of OsNowMs() or OS_FOREVER; a line that is not
+// complete by then comes as it is. Returns its length, 0 at the end of the output, or when nothing has come in time.
+size_t OsCommandReadLine(OsCommand *command, char *line, size_t room, int64_t deadlineMs);
 
 // Closes the output, which ends a command that goes on writing, and waits for its end. Returns 0, or -1 with errno
 // when the end cannot be learnt.

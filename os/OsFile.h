@@ -1,33 +1,54 @@
 // OsFile.h - opening files where anybody may have planted something.
+//
+// "Ours" is a regular file of our own user with one link that nobody else may write: nobody can have planted it, and
+// nobody else can change it.
+//
 // State:    none. Threads: any.
 #pragma once
 
 #include <cstddef>
+#include <sys/types.h>
 
 // Opens a regular file for reading; descriptors are close-on-exec and opening never blocks.
 // followLink: false refuses a symbolic link at `path` (for paths in directories that others may write).
 // Returns the descriptor, or -1 with errno (EINVAL when `path` is no regular file).
 int OsOpenForReading(const char *path, bool followLink);
 
-// Replaces the content of `path` by `size` bytes, without a moment in which the file is empty or longer than
-// either content. A symbolic link at `path` is removed, never followed; anything else that is not a regular
-// file is left alone and refused. The file is created with mode 0644.
+// Opens a file for reading that is ours; anything else is refused. The descriptor is close-on-exec.
+// Returns the descriptor, or -1 with errno (EINVAL when what is at `path` is not ours).
+int OsOpenOurs(const char *path);
+
+// OsOpenForReading() for a file that nobody else can have chosen for us: it, and each link that leads to it from `path`, belongs
+// to root or to us. What was looked at is what has been opened.
+// Returns the descriptor, or -1 with errno (EPERM for what belongs to somebody else).
+int OsOpenTrusted(const char *path);
+
+// Replaces the content of `path` by `size` bytes and its mode by `mode`, whatever the umask. A file that is ours is
+// overwritten in place, without a moment in which it is empty or longer than either content; so this works on a full
+// disk. Anything else there is removed, never written or followed, and a new file made. A folder stays and is an error.
 // Returns 0; -1 with errno when the file cannot be opened; -2 with errno when it was opened but not all bytes
 // could be written.
-int OsReplaceFile(const char *path, const void *data, size_t size);
+int OsReplaceFile(const char *path, const void *data, size_t size, mode_t mode);
 
-// Makes a new file at `path` for writing. A file or a symbolic link there is removed, never written or followed: what
-// somebody else has put there stays his, and could be changed by him at any time. Anything else is left alone and
-// refused. The file is created with mode 0644; the descriptor is close-on-exec.
-// Returns the descriptor, or -1 with errno.
+// Makes a new file of mode 0600 at `path`, for writing and for reading back what was written. Whatever is there, a file
+// of ours as well, is removed, never written or followed. A folder stays and is an error.
+// Returns the descriptor, which is close-on-exec, or -1 with errno.
 int OsOpenForWriting(const char *path);
 
 // Writes all `size` bytes. Returns 0, or -1 with errno (ENOSPC when the file took fewer).
 int OsWriteAll(int fd, const void *data, size_t size);
 
-// Moves the file `from` to `to`, in the same folder, once its content is on its medium: whoever finds `to` afterwards
-// finds all of it, also after a power failure. A file or link at `to` is replaced. Returns 0, or -1 with errno.
-int OsPutInPlace(const char *from, const char *to);
-
 // Removes a file or a link; there may be none.
 void OsRemoveFile(const char *path);
+
+// Tells a file from every other, also from those that get its name later, for as long as it is there or open.
+struct OsFileId {
+    dev_t device;
+    ino_t inode;
+};
+
+// What stands at `path`; a link is not followed. Returns whether anything does. Callable from a signal handler.
+bool OsFileIdOf(const char *path, OsFileId *id);
+
+// Removes `path` if it still is the file `id`, or the link. Callable from a signal handler.
+void OsRemoveFileIf(const char *path, const OsFileId &id);

@@ -15,8 +15,9 @@ int OsThreadJoin(pthread_t thread);
 // Ends the process with `status`, after stopping all commands and removing what OsRemoveAtEnd() named.
 [[noreturn]] void OsExit(int status);
 
-// Names a file that the end of the process removes, however it ends short of SIGKILL (OsExit, SIGTERM, SIGINT).
-// `path` must live as long as the process. Returns 0, or -1 when eight files are named already.
+// Names a file that the end of the process removes, however it ends short of SIGKILL (OsExit, SIGTERM, SIGINT). It is
+// the file that stands there now: one that takes its place later is somebody else's and stays. `path` must live as long
+// as the process. Returns 0, or -1 when there is no such file or eight are named already.
 int OsRemoveAtEnd(const char *path);
 
 // Makes the process a daemon that behaves: descriptors 0 to 2 are open, so that no socket ever gets a number

@@ -8,6 +8,5 @@ extern const char *const kPathTraceroute;    // what the last traceroute has pri
 extern const char *const kPathRateTest;      // what the rate test would write, if it kept what it downloads
 extern const char *const kPathSubdev;        // the ARP table, as the scan of the attached devices has found it
 extern const char *const kPathMacConfig;     // MACs of the devices that have been reported
-extern const char *const kPathPlugDownload;  // a new agent, once all of it is there
-extern const char *const kPathPlugPart;      // the same while it comes, in the same folder
+extern const char *const kPathPlugDownload;  // a new agent; status 004 says that all of it is there
 extern const char *const kPathCommServer;    // the socket of the local command server

@@ -14,8 +14,11 @@
 #include "platform/Protool.h"
 #include "platform/Sending.h"
 #include "platform/Settings.h"
+#include "platform/SignOfLife.h"
+#include "platform/TcpServer.h"
 #include "plugin/ParseJson.h"
 
+static const char kFunction[] = "CBHandle";     // what the parts of it are logged as
 static const uint16_t kNetworkFailure = 0xFFFF; // first body word when the platform's own network is down
 static const uint16_t kChecksumMismatch = 11;
 static const int16_t kHeartIntervalMin = 20;
@@ -41,11 +44,11 @@ static void RegisterAcknowledged(const ReceivedFrame &frame, Plaintext *plain)
 {
     if (frame.header.headLen > 0) {
         const int code = frame.header.headLen > 1 ? frame.head[0] | frame.head[1] << 8 : frame.head[0];
-        LOG_DEBUG("optlen %d, error code = [%d]", frame.header.headLen, code);
+        LOG_AS(LOG_LEVEL_DEBUG, kFunction, "optlen %d, error code = [%d]", frame.header.headLen, code);
     }
     RegisterAck ack;
     if (!Decrypt(frame, plain) || !RegisterAckRead(plain->bytes, plain->length, &ack)) {
-        LOG_ERR("regist ack error");
+        LOG_AS(LOG_LEVEL_ERR, kFunction, "regist ack error");
         return;
     }
     memcpy(mLoginTocken, ack.token, sizeof mLoginTocken);
@@ -61,11 +64,12 @@ static void LoginAcknowledged(const ReceivedFrame &frame, Plaintext *plain)
 {
     int16_t interval;
     if (!Decrypt(frame, plain) || !LoginAckRead(plain->bytes, plain->length, &interval)) {
-        LOG_ERR("register ack error");
+        LOG_AS(LOG_LEVEL_ERR, kFunction, "register ack error");
         SetSessionFlag(mQuitPro, 1);
         return;
     }
     mHeartInterval = interval < kHeartIntervalMin ? kHeartIntervalMin : interval;
+    ServerFollowInterval();
     LogPlugStatus(PLUG_LOGGED_IN);
     SetSessionFlag(mLogin, 1);
 }
@@ -80,16 +84,17 @@ static void SessionAcknowledged(const ReceivedFrame &frame, Plaintext *plain)
 
 static void HeartbeatAcknowledged()
 {
-    LOG_INFO("heart beat ack");
+    LOG_AS(LOG_LEVEL_INFO, kFunction, "heart beat ack");
+    NoteAcknowledgement(); // before mHeartTime, which says that there is one
     mHeartTime = static_cast<uint32_t>(OsWallTime());
     beepAck = 1;
 }
 
 [[noreturn]] static void ForcedDisconnect()
 {
-    LOG_INFO("force disconnect exit !!!!!");
+    LOG_AS(LOG_LEVEL_INFO, kFunction, "force disconnect exit !!!!!");
     LogPlugStatus(PLUG_FORCED_OFF);
-    LOG_ERR("exit at [%s] %d ", "CBHandle", __LINE__);
+    LOG_AS(LOG_LEVEL_ERR, kFunction, "exit at [%s] %d ", kFunction, __LINE__);
     OsExit(-1);
 }
 
@@ -148,6 +153,19 @@ static void AnswerFunctionCommand(const InnerRecord &record, bool whole)
 }
 static_assert(kFunctionRequestSize > kBodyRoom, "a request holds every payload that a frame can bring");
 
+static bool IsCommand(const ReceivedFrame &frame)
+{
+    return frame.header.msgType == MSG_PLUG_COMMAND || frame.header.msgType == MSG_FUNCTION_COMMAND;
+}
+
+// Whether the frame says that the platform's network is down. The cipher text of one command in 65536 begins so too;
+// such a one is known by its checksum.
+static bool IsNetworkFailure(const ReceivedFrame &frame, Plaintext *plain)
+{
+    if (frame.firstWord != kNetworkFailure) return false;
+    return !IsCommand(frame) || !Decrypt(frame, plain) || !ChecksumHolds(frame, *plain);
+}
+
 static void DataFrame(const ReceivedFrame &frame, Plaintext *plain)
 {
     beepAck = 1; // the platform is alive
@@ -156,10 +174,10 @@ static void DataFrame(const ReceivedFrame &frame, Plaintext *plain)
 
     InnerRecord record;
     const bool whole = InnerRecordRead(plain->bytes, plain->length, FrameCarriesMac(msgType), &record);
-    LOG_INFO("Recv MsgType=[%d] DataType=[%d] DataLen=[%zu]", msgType, record.dataType, record.payloadLen);
+    LOG_AS(LOG_LEVEL_INFO, kFunction, "Recv MsgType=[%d] DataType=[%d] DataLen=[%zu]", msgType, record.dataType,
+           record.payloadLen);
 
-    const bool command = msgType == MSG_PLUG_COMMAND || msgType == MSG_FUNCTION_COMMAND;
-    if (command && !ChecksumHolds(frame, *plain)) {
+    if (IsCommand(frame) && !ChecksumHolds(frame, *plain)) {
         SendIpAckData(kChecksumMismatch, nullptr, 0, record.dataType, msgType == MSG_FUNCTION_COMMAND, gRoutemac);
         return;
     }
@@ -176,7 +194,7 @@ void CBHandle(const ReceivedFrame &frame)
 {
     static Plaintext plain; // too large for the stack; response thread only
 
-    if (frame.firstWord == kNetworkFailure) {
+    if (IsNetworkFailure(frame, &plain)) {
         LOG_ERR("net error reconnect");
         SetSessionFlag(mQuitPro, 1);
         return;

@@ -19,3 +19,6 @@ enum PlugStatus {
 // Returns 0, or -1 when the file cannot be opened. A write that fails is logged and counts as done: the stage of the
 // file is advice, never a reason to stop.
 int LogPlugStatus(int code);
+
+// The same for a process that is about to end: what any thread has to say after that is not written any more.
+int LogLastPlugStatus(int code);

@@ -22,12 +22,18 @@ uint8_t gRoutemac[kMacSize];
 char gSN[kSerialSize];
 pthread_mutex_t gProtoolMutex;
 
+static const int kIntervalsToMiss = 3;
 static const int16_t kFirstHeartInterval = 50; // until the login acknowledgement brings another
 
 // What waits for a flag waits here; the lock guards nothing but the moment between a test and the wait.
 static OsWaiter s_flags;
 
 static bool s_lockMade; // gProtoolMutex: made once, however many cycles begin; main thread only
+
+int SilenceLimitMs()
+{
+    return kIntervalsToMiss * mHeartInterval * 1000;
+}
 
 void NewProtool()
 {

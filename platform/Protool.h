@@ -34,6 +34,9 @@ extern uint8_t gRoutemac[kMacSize];           // the router MAC used in frames
 extern char gSN[kSerialSize];                 // serial number; survives sessions
 extern pthread_mutex_t gProtoolMutex;         // made by NewProtool(), ended by DeleteProtool()
 
+// For how long a platform may be silent, in milliseconds: three heartbeat intervals.
+int SilenceLimitMs();
+
 // Resets the session values (the heartbeat interval to 50 s) and makes the protocol lock.
 void NewProtool();
 

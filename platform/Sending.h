@@ -6,7 +6,8 @@
 #include <cstdint>
 
 // Builds a frame and sends it. `head` has headLen bytes in the clear, `body` bodyLen encrypted ones.
-// Returns 0, or -1 with nothing sent: both lengths 0, longer than a frame, no memory, or the socket did not take it.
+// Returns 0, or -1 with nothing sent: both lengths 0, longer than a frame, no memory; -1 as well when the socket did
+// not take all of it at once, see SendData().
 int SendRouteUpData(const uint8_t *head, const uint8_t *body, uint8_t msgType, uint8_t flag, uint8_t headLen,
                     uint16_t bodyLen, uint8_t checksum);
 

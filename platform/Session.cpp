@@ -3,7 +3,6 @@
 
 #include <cjson/cJSON.h>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/Common.h"
@@ -16,12 +15,12 @@
 #include "platform/Protool.h"
 #include "platform/Sending.h"
 #include "platform/Settings.h"
+#include "platform/SignOfLife.h"
 #include "sdk/RouterSdk.h"
 
 static const int64_t kAnswerWaitMs = 10000;
 static const int64_t kCheckPeriodMs = 10000;
 static const int64_t kThreadStartPauseMs = 10;
-static const int kHeartbeatsToMiss = 3;
 static const uint8_t kRulesDataType = 13;
 static const size_t kRulesTextMax = 126;
 
@@ -32,37 +31,25 @@ static void FindRouterMac()
     static const uint8_t kNoMac[kMacSize] = {};
     if (memcmp(l_mac, kNoMac, kMacSize) == 0) get_router_mac(l_mac);
     memcpy(gRoutemac, l_mac, kMacSize);
-    LOG_DEBUG("ROUTER MAC: %02X %02X %02X %02X %02X %02X", gRoutemac[0], gRoutemac[1], gRoutemac[2], gRoutemac[3],
-              gRoutemac[4], gRoutemac[5]);
+    LOG_AS(LOG_LEVEL_DEBUG, "RegisterStart", "ROUTER MAC: %02X %02X %02X %02X %02X %02X", gRoutemac[0], gRoutemac[1],
+           gRoutemac[2], gRoutemac[3], gRoutemac[4], gRoutemac[5]);
 }
 
 static void FindSerialNumber()
 {
     if (gSN[0] != '\0') return;
     char serial[kSerialSize] = {};
-    if (get_router_sn(serial) != 0) {
-        LOG_ERR("ERROR: get sn failed!");
-        OsExit(-1);
-    }
+    if (get_router_sn(serial) != 0) LOG_FATAL("RegisterStart", "ERROR: get sn failed!");
     const size_t length = strnlen(serial, sizeof serial);
-    if (length == 0 || length >= sizeof serial) {
-        LOG_ERR("ERROR: SN is invalid!");
-        OsExit(-1);
-    }
-    LOG_DEBUG("SN: %s LEN: %d", serial, static_cast<int>(length));
+    if (length == 0 || length >= sizeof serial) LOG_FATAL("RegisterStart", "ERROR: SN is invalid!");
+    LOG_AS(LOG_LEVEL_DEBUG, "RegisterStart", "SN: %s LEN: %d", serial, static_cast<int>(length));
     memcpy(gSN, serial, sizeof gSN);
 }
 
 static void RegistSendMsg()
 {
-    if (g_pin_code[0] == '\0') {
-        LOG_ERR("ERROR: PIN is empty, plese check your plug.conf!");
-        OsExit(-1);
-    }
-    if (gProtoolKey[0] == '\0') {
-        LOG_ERR("ERROR: KEY is empty, plese check your plug.conf!");
-        OsExit(-1);
-    }
+    if (g_pin_code[0] == '\0') LOG_FATAL(__func__, "ERROR: PIN is empty, plese check your plug.conf!");
+    if (gProtoolKey[0] == '\0') LOG_FATAL(__func__, "ERROR: KEY is empty, plese check your plug.conf!");
     RegisterRequest request = {};
     PinField(g_pin_code, request.pin);
     request.serial = gSN;
@@ -165,16 +152,15 @@ static void *HeartbeatProc(void *)
 }
 
 // Whether the platform has been silent for too long. Nothing is held against it before its first acknowledgement.
-static bool HeartbeatExpired(time_t now)
+static bool HeartbeatExpired()
 {
-    const int64_t heard = mHeartTime;
-    return beepAck != 1 && heard != 0 && now - heard > kHeartbeatsToMiss * mHeartInterval;
+    return beepAck != 1 && mHeartTime != 0 && SilenceMs() > SilenceLimitMs();
 }
 
 static void *CheckProc(void *)
 {
     while (!WaitForQuit(kCheckPeriodMs)) {
-        if (!HeartbeatExpired(OsWallTime())) continue;
+        if (!HeartbeatExpired()) continue;
         SetSessionFlag(mQuitPro, 1);
         LOG_ERR("heart beep error");
     }
@@ -187,13 +173,12 @@ void RulesRequest()
     snprintf(mac, sizeof mac, "%02X%02X%02X%02X%02X%02X", gRoutemac[0], gRoutemac[1], gRoutemac[2], gRoutemac[3],
              gRoutemac[4], gRoutemac[5]);
     cJSON *request = cJSON_CreateObject();
-    cJSON_AddItemToObject(request, "MAC", cJSON_CreateString(mac));
-    char *printed = cJSON_Print(request);
+    char *printed = cJSON_AddStringToObject(request, "MAC", mac) ? cJSON_Print(request) : nullptr;
     cJSON_Delete(request);
     if (!printed) return;
     char text[kRulesTextMax + 1];
     snprintf(text, sizeof text, "%s", printed);
-    free(printed);
+    cJSON_free(printed);
     LOG_DEBUG("Send to platform: \n%s", text);
     SendIpUpData(text, static_cast<int>(strlen(text)), kRulesDataType, 0, nullptr);
 }

@@ -20,8 +20,22 @@ std::atomic<int32_t> AutoReportDevinfo;
 
 static const int32_t kPortMin = 2048;
 static const int32_t kPortMax = 65530;
-static const size_t kServerNameSize = 32;
+static const size_t kServerNameMax = 31;
 static const size_t kPortTextSize = 8;
+
+static_assert(sizeof PLUG_DEFAULT_SERVER1 - 1 <= kServerNameMax, "PLUG_DEFAULT_SERVER1 is longer than 31 characters");
+static_assert(sizeof PLUG_DEFAULT_SERVER2 - 1 <= kServerNameMax, "PLUG_DEFAULT_SERVER2 is longer than 31 characters");
+
+// The room is for one character more than counts, which shows that there was more.
+typedef char ServerName[kServerNameMax + 2];
+
+static void ReadServerName(const char *key, const char *defaultName, ServerName &name)
+{
+    getKeyValueStr("Protool", key, defaultName, name, sizeof name);
+    if (strlen(name) <= kServerNameMax) return;
+    name[kServerNameMax] = '\0';
+    LOG_AS(LOG_LEVEL_ERR, "InitProtool", "%s is cut to its first %zu characters: %s", key, kServerNameMax, name);
+}
 
 int InitProtool()
 {
@@ -29,13 +43,13 @@ int InitProtool()
     Fn40Interval = 30;
     AutoReportDevinfo = 1;
 
-    char server1[kServerNameSize];
-    char server2[kServerNameSize];
+    ServerName server1;
+    ServerName server2;
     char port[kPortTextSize];
     getKeyValueStr("Dev", "PIN", "", g_pin_code, sizeof g_pin_code);
     getKeyValueStr("Protool", "KEY", "", gProtoolKey, sizeof gProtoolKey);
-    getKeyValueStr("Protool", "SERVER1", PLUG_DEFAULT_SERVER1, server1, sizeof server1);
-    getKeyValueStr("Protool", "SERVER2", PLUG_DEFAULT_SERVER2, server2, sizeof server2);
+    ReadServerName("SERVER1", PLUG_DEFAULT_SERVER1, server1);
+    ReadServerName("SERVER2", PLUG_DEFAULT_SERVER2, server2);
     getKeyValueStr("Protool", "PORT", "6039", port, sizeof port);
 
     regist_port = atoi(port);

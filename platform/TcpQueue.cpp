@@ -11,13 +11,14 @@ static OsWaiter mMutexQue; // guards everything below
 static uint8_t mData[kQueueSize];
 static size_t mOffset; // fill level
 static bool s_changed; // something has come in since the last look
+static bool s_begun;   // the last look has found the header of a frame that is not whole
 static bool s_closed;  // nobody waits any more
 
 void NewTcpQueue()
 {
     OsGuard guard(&mMutexQue);
     mOffset = 0;
-    s_changed = s_closed = false;
+    s_changed = s_begun = s_closed = false;
 }
 
 int push(const uint8_t *data, size_t length)
@@ -63,16 +64,23 @@ static void CutOut(size_t start, const FrameHeader &header, ReceivedFrame *frame
 int popup(ReceivedFrame *frame)
 {
     OsGuard guard(&mMutexQue);
-    s_changed = false;
+    s_changed = s_begun = false;
     for (size_t start = FindMagic(0); start < mOffset; start = FindMagic(start + 1)) {
         FrameHeader header;
         if (!FrameReadHeader(mData + start, mOffset - start, &header)) return -1;
         if (header.bodyLen > kBodyRoom) continue;
-        if (mOffset - start - kFrameHeaderSize < static_cast<size_t>(header.headLen) + header.bodyLen) return -1;
+        s_begun = mOffset - start - kFrameHeaderSize < static_cast<size_t>(header.headLen) + header.bodyLen;
+        if (s_begun) return -1;
         CutOut(start, header, frame);
         return 0;
     }
     return -1;
+}
+
+bool QueueHoldsBegunFrame()
+{
+    OsGuard guard(&mMutexQue);
+    return s_begun;
 }
 
 void QueueWait()

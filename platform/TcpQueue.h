@@ -32,6 +32,9 @@ int push(const uint8_t *data, size_t length);
 // the search goes on, so that one damaged header cannot hold up the stream.
 int popup(ReceivedFrame *frame);
 
+// Whether the last popup() has found a frame that had begun and was not whole. Response thread.
+bool QueueHoldsBegunFrame();
+
 // Waits until bytes have come in since the last popup(). Returns at once once the queue is closed.
 void QueueWait();
 

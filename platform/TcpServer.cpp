@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstring>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -16,16 +17,28 @@
 #include "os/OsWait.h"
 #include "platform/PlugStatus.h"
 #include "platform/Protool.h"
+#include "platform/SignOfLife.h"
+
+#ifndef TCP_USER_TIMEOUT
+#define TCP_USER_TIMEOUT 18 // Linux has it since 2.6.37, the C libraries of some routers do not name it
+#endif
 
 std::atomic<int> ServerRun;
 
 static int ServerSock; // 0 when closed
 // Taken around every send, recv and close of ServerSock.
 static pthread_mutex_t mMutexTcp = PTHREAD_MUTEX_INITIALIZER;
+// What the socket did not take of the last frame; guarded by mMutexTcp.
+static struct {
+    uint8_t bytes[kFrameMax];
+    size_t sent; // of `length` bytes
+    size_t length;
+} s_rest;
 static FrameHandler s_onFrame;
 static OsWaiter s_stop; // woken when ServerRun is cleared
 
 static ServerStopCall *s_stopCalls; // called when ServerRun has been cleared; guarded by s_stop
+static bool s_responding;           // the response thread has not come to its end; guarded by s_stop
 
 static const int kSendBuffer = 16384;
 static const size_t kReadSize = 1500;
@@ -33,7 +46,7 @@ static const int kFailuresToEnd = 6;     // consecutive, of select or of recv
 static const int kEmptyReadsToEnd = 300; // consecutive, 10 ms apart: frames that came before the end are still handled
 static const int kEmptyReadPauseMs = 10;
 static const int kFramePauseMs = 10;
-static const int kStopPauseMs = 1000;
+static const int kStopPauseMs = 1000; // also between two calls of what is to let go
 
 void ServerOnFrame(FrameHandler handler)
 {
@@ -45,6 +58,17 @@ static void CloseSocket()
     OsGuard guard(&mMutexTcp);
     if (ServerSock > 0) close(ServerSock);
     ServerSock = 0;
+    s_rest.sent = s_rest.length = 0;
+}
+
+// Sends the rest of a frame, as far as the socket takes it. Returns whether none is left; mMutexTcp is held.
+static bool SendRest()
+{
+    const size_t left = s_rest.length - s_rest.sent;
+    if (left == 0) return true;
+    const ssize_t sent = send(ServerSock, s_rest.bytes + s_rest.sent, left, MSG_NOSIGNAL);
+    if (sent > 0) s_rest.sent += static_cast<size_t>(sent);
+    return s_rest.sent == s_rest.length;
 }
 
 bool WaitForServerStop(int64_t milliseconds)
@@ -88,8 +112,10 @@ static bool ReceiveOnce(ReceiveTroubles *troubles)
     {
         OsGuard guard(&mMutexTcp);
         count = recv(ServerSock, bytes, sizeof bytes, 0);
+        if (count > 0) SendRest(); // a platform that talks again most likely reads again, too
     }
     if (count > 0) {
+        NoteBytes();
         push(bytes, static_cast<size_t>(count));
         troubles->emptyReads = troubles->reads = 0;
         return true;
@@ -97,11 +123,11 @@ static bool ReceiveOnce(ReceiveTroubles *troubles)
     if (count == 0) {
         WaitForServerStop(kEmptyReadPauseMs);
         if (++troubles->emptyReads < kEmptyReadsToEnd) return true;
-        LOG_ERR("Close link.");
+        LOG_AS(LOG_LEVEL_ERR, "ServerRecv", "Close link.");
         return false;
     }
     if (++troubles->reads < kFailuresToEnd) return true;
-    LOG_ERR("receive error.");
+    LOG_AS(LOG_LEVEL_ERR, "ServerRecv", "receive error.");
     return false;
 }
 
@@ -113,8 +139,8 @@ static bool ReceiveStep(int fd, ReceiveTroubles *troubles)
     if (ready != OS_WAIT_FAILED) troubles->waits = 0;
     switch (ready) {
     case OS_READABLE: return ReceiveOnce(troubles);
-    case OS_WAIT_FAILED: LOG_ERR("Net error."); return ++troubles->waits < kFailuresToEnd;
-    case OS_OTHER_EVENT: LOG_ERR("unknow err."); return true;
+    case OS_WAIT_FAILED: LOG_AS(LOG_LEVEL_ERR, "ServerRecv", "Net error."); return ++troubles->waits < kFailuresToEnd;
+    case OS_OTHER_EVENT: LOG_AS(LOG_LEVEL_ERR, "ServerRecv", "unknow err."); return true;
     case OS_TIMED_OUT: return true;
     }
     return true;
@@ -143,14 +169,19 @@ static void *RespProc(void *)
     static ReceivedFrame frame; // too large for the stack; there is one response thread at a time
     while (ServerRun == 1) {
         if (popup(&frame) != 0) {
+            SetResponseState(QueueHoldsBegunFrame() ? RESPONSE_OCCUPIED : RESPONSE_WAITS);
             QueueWait();
             continue;
         }
+        SetResponseState(RESPONSE_OCCUPIED);
         if (frame.header.msgType == MSG_SESSION_ACK)
             LOG_DEBUG("regist or connnect ack len = %d,%d", frame.header.bodyLen, frame.header.headLen);
         s_onFrame(frame);
         WaitForServerStop(kFramePauseMs);
     }
+    OsGuard guard(&s_stop);
+    s_responding = false;
+    OsWakeAll(&s_stop);
     return nullptr;
 }
 
@@ -186,6 +217,7 @@ static int Connect(const char *address, uint16_t port)
 
 static int StartThreads(SessionContext *context)
 {
+    s_responding = true; // nobody else looks while there is no such thread
     if (OsThreadStart(&context->responseThread, RespProc, nullptr) != 0) {
         LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create response thread failed");
         return -1;
@@ -207,6 +239,7 @@ int ServerInit(const char *address, uint16_t port, SessionContext *context)
     }
     ServerRun = 1;
     NewTcpQueue();
+    SetResponseState(RESPONSE_WAITS);
     const int fd = Connect(address, port);
     if (fd < 0) {
         LOG_AS(LOG_LEVEL_ERR, "SocketInit", "SocketInit error");
@@ -219,33 +252,71 @@ int ServerInit(const char *address, uint16_t port, SessionContext *context)
         OsGuard guard(&mMutexTcp);
         ServerSock = fd;
     }
+    ServerFollowInterval();
     return StartThreads(context);
+}
+
+void ServerFollowInterval()
+{
+    const int limitMs = SilenceLimitMs();
+    OsGuard guard(&mMutexTcp);
+    if (ServerSock > 0) setsockopt(ServerSock, IPPROTO_TCP, TCP_USER_TIMEOUT, &limitMs, sizeof limitMs);
 }
 
 int SendData(const uint8_t *frame, size_t length)
 {
     if (!frame || length < 1 || length > kFrameMax) return -1;
     OsGuard guard(&mMutexTcp);
-    if (ServerSock < 1) return -1;
+    if (ServerSock < 1 || !SendRest()) return -1;
     const ssize_t sent = send(ServerSock, frame, length, MSG_NOSIGNAL);
-    return sent == static_cast<ssize_t>(length) ? 0 : -1;
+    if (sent == static_cast<ssize_t>(length)) return 0;
+    if (sent > 0) {
+        s_rest.sent = 0;
+        s_rest.length = length - static_cast<size_t>(sent);
+        memcpy(s_rest.bytes, frame + sent, s_rest.length);
+    }
+    return -1;
+}
+
+// Returns whether one of them wants to be called again.
+static bool CallStopCalls()
+{
+    const ServerStopCall *call;
+    {
+        OsGuard guard(&s_stop);
+        call = s_stopCalls;
+    }
+    // Calls are only ever put in front, so what hangs on this one stays as it is; and they lock what they wake.
+    bool again = false;
+    for (; call; call = call->next) again = call->letGo() || again;
+    return again;
 }
 
 // Clears the run flag and wakes every wait of the two threads.
 static void StopThreads()
 {
-    const ServerStopCall *call;
     {
         OsGuard guard(&s_stop);
         ServerRun = 0;
         OsWakeAll(&s_stop);
-        call = s_stopCalls;
     }
-    // Calls are only ever put in front, so what hangs on this one stays as it is; and they lock what they wake.
-    for (; call; call = call->next) call->letGo();
+    CallStopCalls();
     QueueClose();
     OsGuard guard(&mMutexTcp);
     if (ServerSock > 0) shutdown(ServerSock, SHUT_RD);
+}
+
+// Waits until the command that is being carried out is through, and calls what lets go as often as it wants meanwhile.
+static void AwaitResponseThread()
+{
+    bool ended = false;
+    while (!ended) {
+        const int64_t next = CallStopCalls() ? OsNowMs() + kStopPauseMs : OS_FOREVER;
+        OsGuard guard(&s_stop);
+        while (s_responding && OsWaitUntil(&s_stop, next)) {
+        }
+        ended = !s_responding;
+    }
 }
 
 int DeleteServer(SessionContext *context)
@@ -254,6 +325,7 @@ int DeleteServer(SessionContext *context)
     OsSleepMs(kStopPauseMs);
     int result = 0;
     if (context->serverThreads >= SERVER_THREADS_RESPONSE) {
+        AwaitResponseThread();
         result = OsThreadJoin(context->responseThread);
         if (result != 0) LOG_ERR("Stop response thread error...");
     }

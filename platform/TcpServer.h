@@ -38,12 +38,19 @@ void ServerOnFrame(FrameHandler handler);
 // Returns 0 or -1. ServerRun is 1 even after a failure, until DeleteServer(); while it is 1, nothing can be started.
 int ServerInit(const char *address, uint16_t port, SessionContext *context);
 
-// Sends one frame of 1 to 8192 bytes with a single send. Returns 0 when the socket took all of it, -1 otherwise:
-// what a full socket did not take is not sent again.
+// Has the system give the connection up when what was sent is not acknowledged by the other machine within
+// SilenceLimitMs(): a platform that vanished without a word is found even if it has never answered. ServerInit() does
+// so; due again when the interval changes. Does nothing without a connection, or on a system that has no such option.
+void ServerFollowInterval();
+
+// Sends one frame of 1 to 8192 bytes with a single send. Returns 0 when the socket took all of it, -1 otherwise.
+// Frames leave whole or not at all: of one that the socket cut, the rest is kept and leaves before the next frame at
+// the latest; until it has, no other is begun and each is refused with -1. It goes when the connection goes.
 int SendData(const uint8_t *frame, size_t length);
 
 // Stops the client: asks both threads to end (the receive thread closes the socket), pauses for one second, joins them
-// and closes what is still open. Safe after a failed ServerInit(). Returns the last join's result.
+// and closes what is still open. A command that is being carried out is waited for, as long as its own rules let it go
+// on. Safe after a failed ServerInit(). Returns the last join's result.
 int DeleteServer(SessionContext *context);
 
 // Waits until the server is asked to stop, at most `milliseconds`. For whatever waits on the response thread.
@@ -53,13 +60,14 @@ bool WaitForServerStop(int64_t milliseconds);
 // What wakes a wait of the response thread for something else than ServerRun. Static, one per waiting module: the place
 // is the module's own, so that there is one for each however many there are.
 struct ServerStopCall {
-    void (*letGo)();
+    bool (*letGo)();      // returns whether something goes on all the same, so that it is to be called again
     bool named;           // for TcpServer alone, as the next
     ServerStopCall *next; // named before this one
 };
 
-// Has DeleteServer() call `letGo` on its thread once ServerRun is cleared, in this session and in every later one.
-// Naming a call twice is naming it once. Any thread.
+// Has DeleteServer() call `letGo` on its thread once ServerRun is cleared, in this session and in every later one. It
+// is called again a second later, and, as long as one of them wants it, every further second until the response thread
+// has ended. Naming a call twice is naming it once. Any thread.
 void ServerOnStop(ServerStopCall *call);
 
 // Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).

@@ -21,7 +21,7 @@ static int NameOf(const char *text, char name[kNameSize + 1])
     uint8_t mac[6];
     for (size_t i = 0; i < sizeof mac; i++) CharToHex(mac + i, text + 2 * i);
     memset(name, 0, kNameSize + 1);
-    return WithDeviceTable([&] { return get_dev_name(mac, name); });
+    return WithDeviceTable([&] { return get_dev_name(mac, name); }, "BuildJson");
 }
 
 // A member that does not get in makes the report incomplete.

@@ -2,7 +2,9 @@
 #include "plugin/ParseJson.h"
 
 #include <cjson/cJSON.h>
+#include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -19,7 +21,6 @@
 static const size_t kUrlMax = 255;
 static const size_t kPortMax = 7; // characters
 static const int kHttpPort = 80;
-static const size_t kMacDigits = 12;
 static const int kIntervalMax = 19;    // minutes
 static const int kCyclesPerMinute = 6; // of the device reports
 static const uint32_t kFirmware = 999; // the local peer's command
@@ -30,10 +31,11 @@ static const int kFirmwareUnknown = 9; // an error without a code of its own
 namespace
 {
 enum Kind : uint8_t {
-    ANY,      // is there, whatever it is
-    TEXT,     // to `place`; without one it is only looked at
-    NUMBER,   // whole, of `size` bytes, to `place`
-    MAC,      // 12 hexadecimal digits
+    PRESENT,  // is there, whatever it is
+    TEXT,     // what fits of it to `place`, with a terminator; without a place it is only logged
+    FIELD,    // what fits of it to `place`, the field of a record, which it may fill
+    NUMBER,   // its low bytes to `place`
+    MAC,      // to mMac
     URL,      // in its parts
     INTERVAL, // of the device reports
 };
@@ -61,53 +63,58 @@ static const Member kMembers[] = {
     {PLUG_UPDATE, NUMBER, -1, "fileLength", PLACE(mFileLength), nullptr},
     {PLUG_UPDATE, TEXT, -1, "fileMD5", PLACE(mFileMD5), nullptr},
     {PLUG_UPDATE, TEXT, -1, "token", PLACE(mToken), nullptr},
-    {PLUG_ONLINE, ANY, -1, "result", NOWHERE, nullptr},
-    {PLUG_VIP, MAC, -1, "mac", PLACE(mMac), nullptr},
-    {PLUG_RECOG, MAC, -1, "mac", PLACE(mMac), nullptr},
+    {PLUG_ONLINE, PRESENT, -1, "result", NOWHERE, nullptr},
+    {PLUG_VIP, MAC, -1, "mac", NOWHERE, nullptr},
+    {PLUG_RECOG, MAC, -1, "mac", NOWHERE, nullptr},
     {PLUG_RECOG, NUMBER, -1, "result", PLACE(mRecogResult), nullptr},
-    {PLUG_RERECOG, MAC, -1, "mac", PLACE(mMac), nullptr},
-    {PLUG_FIRMWARE_CHECK, TEXT, 1, "fromVersion", PLACE(upParm.fromVersion), "fromVersion is mismatching."},
+    {PLUG_RERECOG, MAC, -1, "mac", NOWHERE, nullptr},
+    {PLUG_FIRMWARE_CHECK, FIELD, 1, "fromVersion", PLACE(upParm.fromVersion), "fromVersion is mismatching."},
     {PLUG_FIRMWARE_CHECK, TEXT, 2, "toVersion", NOWHERE, "toVersion is mismatching."},
-    {PLUG_FIRMWARE_UPDATE, TEXT, 1, "fromVersion", NOWHERE, nullptr}, // that of the check stays
-    {PLUG_FIRMWARE_UPDATE, TEXT, 2, "toVersion", PLACE(upParm.toVersion), nullptr},
-    {PLUG_FIRMWARE_UPDATE, TEXT, 3, "url", PLACE(upParm.url), "url is null."},
+    {PLUG_FIRMWARE_UPDATE, PRESENT, 1, "fromVersion", NOWHERE, nullptr}, // that of the check stays
+    {PLUG_FIRMWARE_UPDATE, FIELD, 2, "toVersion", PLACE(upParm.toVersion), nullptr},
+    {PLUG_FIRMWARE_UPDATE, FIELD, 3, "url", PLACE(upParm.url), "url is null."},
     {PLUG_FIRMWARE_UPDATE, NUMBER, 5, "fileLength", PLACE(upParm.fileLength), "fileLength is null."},
     {PLUG_FIRMWARE_UPDATE, NUMBER, 4, "checkMethod", PLACE(upParm.checkMethod), "checkMethod is null."},
-    {PLUG_FIRMWARE_UPDATE, TEXT, 7, "chkSum", PLACE(upParm.chkSum), "chkSum is null."},
+    {PLUG_FIRMWARE_UPDATE, FIELD, 7, "chkSum", PLACE(upParm.chkSum), "chkSum is null."},
     {PLUG_FN40_INTERVAL, INTERVAL, -1, "func40Interval", NOWHERE, "func40Interval not found."},
 };
 
-static bool TakeText(const Member &member, const char *text)
+// What is no text has an empty one.
+static const char *TextOf(const cJSON *item)
+{
+    return item->valuestring ? item->valuestring : "";
+}
+
+// The number as 32 bits, the nearest that there is. What is no number is 0, but true is 1, as the parser has it.
+static uint32_t NumberOf(const cJSON *item)
+{
+    // The parser's integer ends below 2^31, and so do the negative numbers.
+    if (item->valuedouble <= INT_MAX) return static_cast<uint32_t>(item->valueint);
+    return item->valuedouble < UINT32_MAX ? static_cast<uint32_t>(item->valuedouble) : UINT32_MAX;
+}
+
+static void StoreText(const Member &member, const char *text)
 {
     if (!member.place) {
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "%s: %s", member.name, text);
-        return true;
+        return;
     }
-    const size_t length = strlen(text);
-    if (length >= member.size) return false;
     memset(member.place, 0, member.size); // nothing of a longer text before it goes on to anybody
-    memcpy(member.place, text, length);
-    return true;
+    memcpy(member.place, text, strnlen(text, member.kind == FIELD ? member.size : member.size - 1));
 }
 
 // Numbers are stored in the router's byte order, which is little-endian.
-static bool TakeNumber(const Member &member, double value)
+static void StoreNumber(const Member &member, uint32_t number)
 {
-    const double end = member.size == 1 ? 256.0 : 4294967296.0;
-    if (!(value >= 0 && value < end)) return false;
-    const uint32_t number = static_cast<uint32_t>(value);
-    if (number != value) return false;
     memcpy(member.place, &number, member.size);
-    return true;
 }
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first bytes of a number are its low ones");
 
-static bool TakeMac(const Member &member, const char *text)
+// Two digits a byte, as far as there are any.
+static void StoreMac(const char *text)
 {
-    if (strlen(text) != kMacDigits || strspn(text, "0123456789abcdefABCDEF") != kMacDigits) return false;
-    uint8_t *mac = static_cast<uint8_t *>(member.place);
-    for (size_t i = 0; i < member.size; i++) CharToHex(mac + i, text + 2 * i);
-    return true;
+    memset(mMac, 0, sizeof mMac);
+    sscanf(text, "%2hhx%2hhx%2hhx%2hhx%2hhx%2hhx", &mMac[0], &mMac[1], &mMac[2], &mMac[3], &mMac[4], &mMac[5]);
 }
 
 static bool TakeUrl(const char *url)
@@ -126,34 +133,43 @@ static bool TakeUrl(const char *url)
 }
 static_assert(kUrlMax < sizeof mDownloadUrl, "every path fits");
 
-static bool Take(const Member &member, const cJSON *item)
+// The period of the device reports in minutes; 0 turns them off.
+static bool SetInterval(int minutes)
 {
-    if (member.kind == ANY) return item != nullptr;
-    if (member.kind == NUMBER) return cJSON_IsNumber(item) && TakeNumber(member, item->valuedouble);
-    if (member.kind == INTERVAL) return cJSON_IsNumber(item); // for its value: SetInterval()
-    const char *text = cJSON_GetStringValue(item);
-    if (!text) return false;
-    return member.kind == MAC ? TakeMac(member, text) : member.kind == URL ? TakeUrl(text) : TakeText(member, text);
-}
-
-// The period of the device reports in minutes; 0 turns them off. Returns 0 or -1.
-static int SetInterval(double minutes)
-{
-    const bool inRange = minutes >= 0 && minutes <= kIntervalMax;
-    const int whole = inRange ? static_cast<int>(minutes) : 0;
-    if (!inRange || whole != minutes) {
+    if (minutes < 0 || minutes > kIntervalMax) {
         LOG_AS(LOG_LEVEL_ERR, "ParserPlug", "Set subdev auto report error.");
-        return -1;
+        return false;
     }
-    if (whole == 0) {
+    if (minutes == 0) {
         AutoReportDevinfo = 0;
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "Close subdev auto report.");
-        return 0;
+        return true;
     }
-    Fn40Interval = whole * kCyclesPerMinute;
+    Fn40Interval = minutes * kCyclesPerMinute;
     AutoReportDevinfo = 1;
-    LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "Set subdev auto report %d minute.", whole);
-    return 0;
+    LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "Set subdev auto report %d minute.", minutes);
+    return true;
+}
+
+// Takes over what the member brings. Returns false when that is refused.
+static bool Take(const Member &member, const cJSON *item)
+{
+    switch (member.kind) {
+    case PRESENT: return true;
+    case TEXT:
+    case FIELD: StoreText(member, TextOf(item)); return true;
+    case NUMBER: StoreNumber(member, NumberOf(item)); return true;
+    case MAC: StoreMac(TextOf(item)); return true;
+    case URL: return TakeUrl(TextOf(item));
+    case INTERVAL: return SetInterval(item->valueint);
+    }
+    return false;
+}
+
+// The platform is told what a firmware command lacks, so that is no error of ours.
+static uint32_t MissingLevel(uint8_t dataType)
+{
+    return dataType == PLUG_FN40_INTERVAL ? LOG_LEVEL_ERR : LOG_LEVEL_DEBUG;
 }
 
 static int ReadMembers(uint8_t dataType, const cJSON *document)
@@ -161,11 +177,8 @@ static int ReadMembers(uint8_t dataType, const cJSON *document)
     for (const Member &member : kMembers) {
         if (member.dataType != dataType) continue;
         const cJSON *item = cJSON_GetObjectItem(document, member.name);
-        if (!Take(member, item)) {
-            if (member.missing) LOG_AS(LOG_LEVEL_ERR, "ParserPlug", "%s", member.missing);
-            return member.code;
-        }
-        if (member.kind == INTERVAL) return SetInterval(item->valuedouble);
+        if (!item && member.missing) LOG_AS(MissingLevel(dataType), "ParserPlug", "%s", member.missing);
+        if (!item || !Take(member, item)) return member.code;
     }
     return 0;
 }
@@ -188,7 +201,7 @@ static int CheckFirmware(const char *payload)
     if (code == 0)
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "update firmware cmd ok");
     else
-        LOG_AS(LOG_LEVEL_ERR, "ParserPlugData", "update firmware cmd error.");
+        LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "update firmware cmd error.");
     // Two of these texts are not those of the update, by a full stop and by a capital letter.
     if (code == 1)
         SendFirmwareAnswer(code, "fromVersion not match");
@@ -203,13 +216,13 @@ static int UpdateFirmware(const char *payload)
 {
     const int code = ParserPlug(PLUG_FIRMWARE_UPDATE, payload);
     if (code != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "ParserPlugData", "update firmware file error.");
+        LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "update firmware file error.");
         SendFirmwareAnswer(code, FirmwareText(code));
         return -1;
     }
-    LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "MD5: %s", upParm.chkSum);
+    LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "MD5: %.*s", static_cast<int>(sizeof upParm.chkSum), upParm.chkSum);
     if (CommSendCmd(kFirmware, &upParm, sizeof upParm) != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "ParserPlugData", "send update firmware command failed.");
+        LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "send update firmware command failed.");
         SendFirmwareAnswer(kFirmwareUnknown, FirmwareText(kFirmwareUnknown));
         return -1;
     }

@@ -28,9 +28,13 @@ enum PlugDataType : uint8_t {
 int ParserPlugData(uint8_t dataType, const char *payload);
 
 // Reads the members that `dataType` requires, one after the other, into PlugParameters.h; PLUG_FN40_INTERVAL goes to
-// platform/Settings.h. A value of another JSON type, a number that its field cannot hold and a text that does not fit
-// its field with a terminator count as missing. What stands before a missing one has been stored, what stands behind it
-// keeps its old value.
-// Returns 0; -1 when the payload is null, no JSON (core/JsonParse.h), or a member is missing; for PLUG_FIRMWARE_CHECK
-// and PLUG_FIRMWARE_UPDATE the code of the missing member in place of that.
+// platform/Settings.h. What stands before a missing one has been stored, what stands behind it keeps its old value.
+//
+// A member that is there is taken whatever it is: what is no text is an empty one, what is no number is 0 (but true
+// is 1). A number is the nearest whole one of 32 bits towards 0, cut to the low bytes of its field; a text is what fits
+// of it; a MAC is two digits a byte as far as they go, then zeros. An update's URL alone has to be one, with a host, a
+// port and a length within their limits, and the period of the device reports 0 to 19.
+//
+// Returns 0; -1 when the payload is null, no JSON (core/JsonParse.h), or a member is missing or refused; for
+// PLUG_FIRMWARE_CHECK and PLUG_FIRMWARE_UPDATE the code of the missing member in place of that.
 int ParserPlug(uint8_t dataType, const char *payload);

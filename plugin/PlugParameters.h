@@ -1,6 +1,7 @@
 // PlugParameters.h - what the platform's commands to the agent itself have brought.
 //
-// State:    all that stands here; nothing is reset between commands or sessions. Texts are terminated.
+// State:    all that stands here; nothing is reset between commands or sessions. Texts are terminated, but for those of
+//           FirmwareParameters.
 // Threads:  the response thread.
 #pragma once
 
@@ -27,7 +28,8 @@ extern uint8_t mRecogResult;
 
 // ---- The router's firmware ----
 
-// What an update needs, as it goes to the local peer: texts with zeros behind them, numbers in the router's byte order.
+// What an update needs, as it goes to the local peer: texts with zeros behind them, or filling their fields, and
+// numbers in the router's byte order.
 struct FirmwareParameters {
     char fromVersion[64];
     char toVersion[64];

@@ -1,7 +1,6 @@
 #define LOG_MODULE "ParseJson"
 #include "plugin/PlugUpdate.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <openssl/md5.h>
@@ -12,10 +11,10 @@
 #include "os/OsCommand.h"
 #include "os/OsFile.h"
 #include "os/OsProcess.h"
+#include "os/OsWait.h"
 #include "os/Paths.h"
 #include "platform/PlugStatus.h"
 #include "platform/Sending.h"
-#include "platform/TcpServer.h"
 #include "plugin/BuildJson.h"
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
@@ -30,7 +29,7 @@ static const char kFlow[] = "ParserPlugData"; // the name of the update in the l
 
 int Compute_file_md5(const char *path, char out[kMd5TextSize])
 {
-    const int fd = OsOpenForReading(path, false);
+    const int fd = OsOpenOurs(path);
     if (fd < 0) {
         LOG_ERR("fopen");
         return -1;
@@ -66,31 +65,17 @@ int DeleteDownloadFile()
     return OsRun(command);
 }
 
-// Brings the file. Returns 0 or the error of the download, which then has left what came.
-static int Fetch(const char *server, int port, const char *path)
-{
-    OsRemoveFile(kPathPlugDownload); // an earlier update is none of this one
-    const int result = DownLoadFIle(server, port, path, kPathPlugPart);
-    if (result != 0) OsPutInPlace(kPathPlugPart, kPathPlugDownload);
-    return result;
-}
-
-// Compares the digests and gives the file its name and the status, or removes it. *computed is the result of
-// Compute_file_md5(). Returns whether it stands.
+// Compares the digests, and writes the status or removes the file. *computed is the result of Compute_file_md5().
+// Returns whether they are the same.
 static bool Verify(const char *expected, const char *function, int *computed)
 {
     char digest[kMd5TextSize] = "";
     LOG_AS(LOG_LEVEL_DEBUG, function, "1-----------md5: down :%s", expected);
-    *computed = Compute_file_md5(kPathPlugPart, digest);
+    // By its name: the file is one of our own making, which nobody else can write or, in a sticky folder, replace.
+    *computed = Compute_file_md5(kPathPlugDownload, digest);
     LOG_AS(LOG_LEVEL_DEBUG, function, "md5: self:%s===down :%s", digest, expected);
     if (*computed != 0 || strcmp(digest, expected) != 0) {
-        OsRemoveFile(kPathPlugPart);
         DeleteDownloadFile();
-        return false;
-    }
-    if (OsPutInPlace(kPathPlugPart, kPathPlugDownload) != 0) {
-        LOG_AS(LOG_LEVEL_ERR, function, "%s: %s", kPathPlugDownload, strerror(errno));
-        OsRemoveFile(kPathPlugPart);
         return false;
     }
     LogPlugStatus(PLUG_UPDATE_FETCHED);
@@ -99,7 +84,7 @@ static bool Verify(const char *expected, const char *function, int *computed)
 
 uint32_t DownLoadProc(const char *expected, const char *server, int port, const char *path)
 {
-    int result = Fetch(server, port, path);
+    int result = DownLoadFIle(server, port, path, kPathPlugDownload);
     if (result == 0) Verify(expected, __func__, &result);
     return static_cast<uint32_t>(result);
 }
@@ -110,7 +95,8 @@ static bool FetchAndVerify()
 {
     LOG_AS(LOG_LEVEL_DEBUG, kFlow, "plug update url :%s", mDownloadUrl);
     int computed;
-    return Fetch(mDownloadServer, mDownloadPort, mDownloadUrl) == 0 && Verify(mFileMD5, kFlow, &computed);
+    return DownLoadFIle(mDownloadServer, mDownloadPort, mDownloadUrl, kPathPlugDownload) == 0 &&
+           Verify(mFileMD5, kFlow, &computed);
 }
 
 static void Report(int result)
@@ -130,8 +116,8 @@ int PlugUpdate(bool parsed)
     }
     mProcess = 1;
     Report(0);
-    WaitForServerStop(kReportLeavesMs);
-    LogPlugStatus(PLUG_UPDATE_FETCHED); // a connection that was lost meanwhile has written its own
+    OsSleepMs(kReportLeavesMs);
+    LogLastPlugStatus(PLUG_UPDATE_FETCHED); // a connection that was lost meanwhile has written its own
     LOG_AS(LOG_LEVEL_ERR, kFlow, "exit at [%s] %d", kFlow, __LINE__);
     OsExit(-1);
 }

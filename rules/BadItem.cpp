@@ -1,10 +1,12 @@
 #include "rules/BadItem.h"
 
+#include "platform/SignOfLife.h"
 #include "platform/TcpServer.h"
 
 static const int64_t kPauseMs = 1000;
 
 bool StayOnBadItem()
 {
+    SetResponseState(RESPONSE_STAYS);
     return !WaitForServerStop(kPauseMs);
 }

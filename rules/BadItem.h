@@ -1,7 +1,8 @@
 // BadItem.h - an item of a rule command that can be neither applied nor refused.
 //
 // Platforms count on it that such a command stays on the item and is never answered. So the thread stays, but it sleeps
-// between two looks, and it is free again when the session ends: the next one starts unharmed.
+// between two looks, and it is free again when the session ends, which it does three heartbeat intervals later,
+// whatever the platform goes on sending: the next one starts unharmed.
 //
 // State:    none. Threads: the response thread.
 #pragma once

@@ -30,7 +30,8 @@ static const Member kMembers[] = {
 };
 enum { FLAG, MAC, UP, DOWN, MEMBERS };
 
-static const int kStay = INT_MIN; // no result: the item is to be looked at again
+static const char kFunction[] = "ParseTcParam"; // what the parts of it are logged as
+static const int kStay = INT_MIN;               // no result: the item is to be looked at again
 
 // The number at the beginning of `text`, 0 without one; what does not fit 32 bits is the nearest number that does.
 static int64_t Number(const char *text)
@@ -42,10 +43,10 @@ static int64_t Number(const char *text)
 // The log is written without the lock.
 static void SetLimits(const uint8_t *mac, int64_t up, int64_t down)
 {
-    const int upResult = WithDeviceTable([&] { return set_dev_us_max_bw(mac, up); });
-    LOG_DEBUG("set_dev_us_max_bw result: %d", upResult);
-    const int downResult = WithDeviceTable([&] { return set_dev_ds_max_bw(mac, down); });
-    LOG_DEBUG("set_dev_ds_max_bw result: %d", downResult);
+    const int upResult = WithDeviceTable([&] { return set_dev_us_max_bw(mac, up); }, kFunction);
+    LOG_AS(LOG_LEVEL_DEBUG, kFunction, "set_dev_us_max_bw result: %d", upResult);
+    const int downResult = WithDeviceTable([&] { return set_dev_ds_max_bw(mac, down); }, kFunction);
+    LOG_AS(LOG_LEVEL_DEBUG, kFunction, "set_dev_ds_max_bw result: %d", downResult);
 }
 
 // Returns a BandwidthResult, or kStay.
@@ -60,25 +61,25 @@ static int ApplyItem(const cJSON *item)
         texts[i] = isText ? member->valuestring : "(null)";
         allTexts = allTexts && isText;
     }
-    LOG_DEBUG("\nflag:%s\n dev_mac:%s\n up_flow:%s\n down_flow:%s\n\n", texts[FLAG], texts[MAC], texts[UP],
-              texts[DOWN]);
+    LOG_AS(LOG_LEVEL_DEBUG, kFunction, "\nflag:%s\n dev_mac:%s\n up_flow:%s\n down_flow:%s\n\n", texts[FLAG],
+           texts[MAC], texts[UP], texts[DOWN]);
     if (!allTexts) {
-        LOG_ERR("Wrong tc rule param");
+        LOG_AS(LOG_LEVEL_ERR, kFunction, "Wrong tc rule param");
         return kStay;
     }
     uint8_t mac[6] = {};
     if (sscanf(texts[MAC], "%hhX:%hhX:%hhX:%hhX:%hhX:%hhX", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4], &mac[5]) ==
         EOF) {
-        LOG_ERR("Wrong tc rule param dev_mac");
+        LOG_AS(LOG_LEVEL_ERR, kFunction, "Wrong tc rule param dev_mac");
         return kStay;
     }
     if (strcmp(texts[FLAG], "1") == 0) {
         SetLimits(mac, Number(texts[UP]), Number(texts[DOWN]));
     } else if (strcmp(texts[FLAG], "0") == 0) {
-        LOG_DEBUG("flag = 0, clean tc rules");
+        LOG_AS(LOG_LEVEL_DEBUG, kFunction, "flag = 0, clean tc rules");
         SetLimits(mac, 0, 0);
     } else {
-        LOG_ERR("Wrong tc rule param flag");
+        LOG_AS(LOG_LEVEL_ERR, kFunction, "Wrong tc rule param flag");
         return kStay;
     }
     return BANDWIDTH_DONE;

@@ -8,7 +8,9 @@
 
 #include "core/Common.h"
 #include "core/JsonParse.h"
+#include "os/OsClock.h"
 #include "os/OsCommand.h"
+#include "os/OsWait.h"
 #include "platform/TcpServer.h"
 
 static const size_t kAddressSize = 32;
@@ -22,7 +24,12 @@ static char s_pre_port[kPortSize];
 static char s_post_ip[kAddressSize];
 static char s_post_port[kPortSize];
 
-static OsCommand s_command; // what is running
+static const int64_t kOvertimeMs = 10000; // of a command, once the session is being torn down
+
+static OsCommand s_command;                                // what is running
+static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the next two; taken around s_command's own lock
+static bool s_underWay;                                    // a sequence of commands
+static int64_t s_limitMs;                                  // when its present command is ended; 0 while it has no limit
 
 namespace
 {
@@ -51,17 +58,44 @@ static const Member kMembers[] = {
 static_assert(sizeof FIRST_RULE + 2 * kAddressSize + 2 * kPortSize <= kCommandSize, "the longest texts must fit");
 static_assert(sizeof SECOND_RULE + 2 * kAddressSize + 2 * kPortSize <= kCommandSize, "the longest texts must fit");
 
+// Runs one command of a sequence; what has become of the one before it is none of this one's business.
+static void Run(const char *command)
+{
+    {
+        OsGuard guard(&s_lock);
+        s_limitMs = 0;
+        OsCommandReady(&s_command);
+    }
+    OsCommandRun(&s_command, command);
+}
+
+// Ends the command that is running when a teardown has waited for it long enough.
+static bool OnServerStop()
+{
+    OsGuard guard(&s_lock);
+    if (!s_underWay) return false;
+    if (s_limitMs == 0) s_limitMs = OsNowMs() + kOvertimeMs;
+    if (OsNowMs() >= s_limitMs) OsCommandStop(&s_command);
+    return true;
+}
+
+static void SetUnderWay(bool underWay)
+{
+    OsGuard guard(&s_lock);
+    s_underWay = underWay;
+}
+
 // Appends ('A') or deletes ('D') the pair of rules.
-static void ChangeRules(char action)
+static void ChangeRules(const char *function, char action)
 {
     char first[kCommandSize] = {};
     char second[kCommandSize] = {};
     snprintf(first, sizeof first, FIRST_RULE, action, s_pre_ip, s_pre_port, s_post_ip, s_post_port);
     snprintf(second, sizeof second, SECOND_RULE, action, s_post_ip, s_post_port, s_pre_ip, s_pre_port);
-    LOG_DEBUG(" route_cmd1: \n%s\n\n", first);
-    LOG_DEBUG(" route_cmd2: \n%s\n\n", second);
-    OsCommandRun(&s_command, first);
-    OsCommandRun(&s_command, second);
+    LOG_AS(LOG_LEVEL_DEBUG, function, " route_cmd1: \n%s\n\n", first);
+    LOG_AS(LOG_LEVEL_DEBUG, function, " route_cmd2: \n%s\n\n", second);
+    Run(first);
+    Run(second);
 }
 
 // An empty text would make the next word of the command its argument.
@@ -73,14 +107,14 @@ static bool IsComplete()
 int AddRoute()
 {
     if (!IsComplete()) return 0;
-    ChangeRules('D');
-    ChangeRules('A');
+    ChangeRules(__func__, 'D');
+    ChangeRules(__func__, 'A');
     return 0;
 }
 
 int DeleteRoute()
 {
-    if (IsComplete()) ChangeRules('D');
+    if (IsComplete()) ChangeRules(__func__, 'D');
     return 0;
 }
 
@@ -103,7 +137,7 @@ static int ReadMembers(const cJSON *document)
         const cJSON *item = cJSON_GetObjectItem(document, member.name);
         if (!item) return member.missing;
         const char *text = cJSON_IsString(item) ? item->valuestring : "";
-        LOG_DEBUG(" %s = [%s]\n\n", member.name, text);
+        LOG_AS(LOG_LEVEL_DEBUG, "ParseRouteParam", " %s = [%s]\n\n", member.name, text);
         if (member.field == s_flag)
             s_flag[0] = text[0];
         else if (IsPlainWord(text, member.size))
@@ -114,15 +148,10 @@ static int ReadMembers(const cJSON *document)
     return s_flag[0] == '1' || s_flag[0] == '0' ? result : PORT_FORWARD_BAD_FLAG;
 }
 
-static void LetGo()
-{
-    OsCommandStop(&s_command);
-}
-
 static int CarryOut(const char *json)
 {
     if (!json) return PORT_FORWARD_NO_TEXT;
-    LOG_INFO("pMsg: \n%s\n\n", json);
+    LOG_AS(LOG_LEVEL_INFO, "ParseRouteParam", "pMsg: \n%s\n\n", json);
     for (const Member &member : kMembers) memset(member.field, 0, member.size);
     cJSON *document = JsonParse(json);
     if (!document) return PORT_FORWARD_NO_JSON;
@@ -131,10 +160,12 @@ static int CarryOut(const char *json)
     if (result != PORT_FORWARD_DONE) return result;
 
     // A name in the place of an address is looked up by the command, for as long as that takes.
-    static ServerStopCall s_onStop = {LetGo, false, nullptr};
+    static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
     ServerOnStop(&s_onStop);
-    OsCommandReady(&s_command);
-    return s_flag[0] == '1' ? AddRoute() : DeleteRoute();
+    SetUnderWay(true);
+    const int done = s_flag[0] == '1' ? AddRoute() : DeleteRoute();
+    SetUnderWay(false);
+    return done;
 }
 
 int ParseRouteParam(const char *json)

@@ -5,8 +5,9 @@
 // reboot of the router forgets them.
 //
 // State:    the parameters of the last command; they never hold a text that a shell could misread.
-// Threads:  the response thread. The end of the platform session kills the command that is running and starts no
-//           further one: the platform has not seen an answer, so it sends the forwarding again.
+// Threads:  the response thread. What has been begun is carried out to its end, whatever becomes of the platform
+//           session: half of it would leave the router without the old rules and without the new ones. But a command
+//           that still runs 10 s after the session's teardown has found it is ended, and the next one runs.
 #pragma once
 
 enum PortForwardResult {

@@ -15,21 +15,27 @@ int32_t no_feeling_port;
 
 static const char kStarter[] = "Plug"; // the module that start and end are logged under
 
+static bool s_tryAgain; // the last start has failed: what commands have stored since is to stay
+
 int StartEaccess()
 {
     pollPrepare();
-    const int error = OsThreadStart(&eaccess_thread, EaccessThread, nullptr);
+    int error = OsThreadStart(&eaccess_thread, EaccessThread, nullptr);
     if (error != 0) {
         if (LOG_LEVEL_ERR & log_level)
             LogLine(LOG_LEVEL_ERR, kStarter, __func__, __LINE__, "Create EaccessThread feiled !!!!!");
         LogPlugStatus(PLUG_START_FAILED);
+    } else {
+        // A command that came before the daemon has emptied the table would lose its rules to it.
+        error = pollAwaitStart();
+        if (error != 0) OsThreadJoin(eaccess_thread);
     }
+    s_tryAgain = error != 0;
     return error;
 }
 
 void StopEaccess()
 {
-    pollAwaitStart();
     pollStop();
     OsThreadJoin(eaccess_thread);
     if (LOG_LEVEL_DEBUG & log_level)
@@ -74,17 +80,18 @@ int no_feeling_daemon(int32_t real_vap, int32_t no_feeling, int32_t port)
     const DaemonThread poll = Start(thread_epoll, &no_feeling_port);
     if (poll.error == -1) {
         LOG_DEBUG("create thread epoll error!");
-        return DAEMON_NO_THREAD;
+        return pollStarted(DAEMON_NO_THREAD);
     }
     LOG_DEBUG("create thread epoll ok!");
-    hash_table_init();
+    if (!s_tryAgain) hash_table_init();
     const DaemonThread rules = Start(TimeRuleProc, nullptr);
     if (rules.error < 0) {
         LOG_DEBUG("create TimeRuleProc error!");
         if (poll.error == 0) OsThreadJoin(poll.handle); // it has ended, or will at once
-        return DAEMON_NO_THREAD;
+        return pollStarted(DAEMON_NO_THREAD);
     }
     LOG_DEBUG("create TimeRuleProc ok!");
+    pollStarted(rules.error == 0 ? DAEMON_ENDED : DAEMON_NOT_JOINED);
     Join(poll);
     return Join(rules) ? DAEMON_ENDED : DAEMON_NOT_JOINED;
 }

@@ -14,8 +14,11 @@
 #include "subdev/Subdev.h"
 
 std::atomic<int> pollRun{0};
-static OsWaiter s_poll; // woken when pollRun is cleared, and when the daemon begins
-static bool s_begun;    // guarded by s_poll
+static OsWaiter s_poll; // woken when pollRun is cleared, and when a start has come to its end
+
+// What became of the daemon's start, which is no error number while that is open. Guarded by s_poll.
+static const int kStarting = 1;
+static int s_start;
 
 static const int64_t kPassMs = 30000;
 static const int64_t kStopMs = 2000;
@@ -93,21 +96,28 @@ void surf_rule_func()
 void pollPrepare()
 {
     OsGuard guard(&s_poll);
-    s_begun = false;
+    s_start = kStarting;
 }
 
 void pollStart()
 {
     OsGuard guard(&s_poll);
     pollRun = 1;
-    s_begun = true;
-    OsWakeAll(&s_poll);
 }
 
-void pollAwaitStart()
+int pollStarted(int result)
 {
     OsGuard guard(&s_poll);
-    while (!s_begun) OsWaitUntil(&s_poll, OS_FOREVER);
+    s_start = result;
+    OsWakeAll(&s_poll);
+    return result;
+}
+
+int pollAwaitStart()
+{
+    OsGuard guard(&s_poll);
+    while (s_start == kStarting) OsWaitUntil(&s_poll, OS_FOREVER);
+    return s_start;
 }
 
 void pollStop()

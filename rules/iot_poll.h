@@ -1,8 +1,9 @@
 // iot_poll.h - the threads of the access daemon, and the pass that makes the devices' internet access follow the rules.
 //
-// State:    the run flag, and whether the daemon has begun.
+// State:    the run flag, and what became of the daemon's start.
 // Threads:  TimeRuleProc() and thread_epoll() are threads of their own, which the daemon thread makes (eaccess.h);
-//           pollStart() belongs to it; the rest to whoever starts and stops it. pollStop() is safe from any thread.
+//           pollStart() and pollStarted() belong to it; the rest to whoever starts and stops it. pollStop() is safe
+//           from any thread.
 #pragma once
 
 #include <atomic>
@@ -10,14 +11,17 @@
 
 extern std::atomic<int> pollRun; // 1 while the daemon runs; cleared by pollStop() alone, which also wakes
 
-// Before the daemon thread is made: the daemon has not begun.
+// Before the daemon thread is made: nothing has become of its start yet.
 void pollPrepare();
 
 // Sets the run flag: the daemon begins. Before its threads start.
 void pollStart();
 
-// Waits until the daemon has begun since pollPrepare(). A stop that came before it would be forgotten.
-void pollAwaitStart();
+// What became of the start: 0 when the table is ready and the rule thread there, else a negative number. Returns it.
+int pollStarted(int result);
+
+// Waits for pollStarted() since pollPrepare() and returns its result.
+int pollAwaitStart();
 
 // Clears the run flag, wakes the rule thread and gives it its two seconds.
 void pollStop();

@@ -12,8 +12,9 @@
  *            after the call. Pointers are never null and need not be aligned (records are packed).
  *   Order    Integers are in the order of the processor, which is little-endian. IPv4 addresses are 32-bit values in
  *            network byte order, as inet_addr() gives them. A MAC is its 6 bytes in the order they are written.
- *   Text     Outputs are NUL-terminated inside their size, arguments are NUL-terminated. `char t[N]` means room for N
- *            bytes, the NUL included. The encoding is UTF-8; whoever shows a text must expect other bytes too.
+ *   Text     Outputs are NUL-terminated inside their size, arguments are NUL-terminated (but see set_ssid_cfg).
+ *            `char t[N]` means room for N bytes, the NUL included. The encoding is UTF-8; whoever shows a text must
+ *            expect other bytes too.
  *   Lists    `count` is set to the number of records. The array has room for the number that the comment states, and
  *            no more is ever written.
  *   Threads  Calls come from several threads at once, and the library locks what it needs. Calls on the device table
@@ -320,7 +321,8 @@ int get_lan_port_down_flow(uint16_t port, uint64_t *bytes);
 int get_wlans_cfg(SsidCfg *s, uint16_t *count);
 int get_ssid_cfg(uint16_t index, SsidCfg *s);
 
-/* Changes the SSID that `s->index` names to what the record says. */
+/* Changes the SSID that `s->index` names to what the record says. The exception of all texts: those of this record are
+ * the platform's bytes as they came and may fill their fields without a NUL. */
 int set_ssid_cfg(const SsidCfg *s);
 
 /* One SSID on (1) or off (0); the same as `enabled` of its record. */

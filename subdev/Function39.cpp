@@ -75,7 +75,7 @@ static bool Query()
         LOG_AS(LOG_LEVEL_ERR, "Fn39ReportProc", "Func39 get_devs_cfg failed.");
         return false;
     }
-    for (uint16_t i = 0; i < s_count && Fn39Run == 1; i++) {
+    for (uint16_t i = 0; i < s_count && Fn39Run == 1 && mLogin == 1; i++) {
         if (KnownHas(pF39Dev[i].mac)) continue;
         Fn39OnlineReport(pF39Dev[i]);
         KnownAdd(pF39Dev[i].mac);
@@ -101,9 +101,13 @@ static void Turn(int32_t *cycle)
     }
     Pause(kCycleMs, true); // the query behind it is due even if a local client comes meanwhile
     if (Fn39Run != 1) return;
-    if (*cycle % kCyclesPerQuery == 0 && !Query()) {
-        Idle(mLogin == 1 ? kFailureMs : kCycleMs);
-        return;
+    if (*cycle % kCyclesPerQuery == 0) {
+        if (mLogin == 1 && !Query()) {
+            Idle(mLogin == 1 ? kFailureMs : kCycleMs);
+            return;
+        }
+        // Without a session reports are lost, and their devices would be known all the same: the query stays due.
+        if (mLogin != 1) return;
     }
     if (*cycle < Fn40Interval) {
         ++*cycle;

@@ -2,7 +2,7 @@
 //
 // Once a minute the list is read, and each device that is not known (KnownDevices.h) is reported and known from then
 // on. Every Fn40Interval cycles of ten seconds the known devices become those of the last list, so that a device that
-// has left the router is reported again when it returns.
+// has left the router is reported again when it returns. While there is no session nothing is asked or reported.
 //
 // State:    the device buffer pF39Dev and the known devices, used by the report thread alone once it runs.
 // Threads:  Fn39Init() and Fn39Stop() on the main thread; Fn39ClientCame() on any.

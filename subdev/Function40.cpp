@@ -36,7 +36,8 @@ static Entry fn40Dev[kFn40Devices]; // guarded by fn40Lock
 static int s_cycles;                // since the table was emptied; guarded by fn40Lock
 
 static std::atomic<int> Fn40Run;
-static bool Fn40Started; // main thread only
+static bool Fn40Started; // main thread only, as is the next
+static bool s_tryAgain;  // the last start has failed: what the local client has reported since is to stay
 static pthread_t Fn40PID;
 static OsWaiter s_wake; // woken when Fn40Run or CommClientReg changes
 
@@ -134,19 +135,17 @@ static void *Fn40FilterProc(void *)
 
 int Fn40Init()
 {
-    {
+    if (!s_tryAgain) {
         OsGuard guard(&fn40Lock);
         memset(fn40Dev, 0, sizeof fn40Dev);
         s_cycles = 0;
     }
-    Fn40Started = false;
     Fn40Run = 1;
-    if (OsThreadStart(&Fn40PID, Fn40FilterProc, nullptr) != 0) {
-        LOG_ERR("Create Fn40FilterProc failed.");
-        return -1;
-    }
-    Fn40Started = true;
-    return 0;
+    Fn40Started = OsThreadStart(&Fn40PID, Fn40FilterProc, nullptr) == 0;
+    s_tryAgain = !Fn40Started;
+    if (Fn40Started) return 0;
+    LOG_ERR("Create Fn40FilterProc failed.");
+    return -1;
 }
 
 void Fn40Stop()
@@ -157,7 +156,7 @@ void Fn40Stop()
         OsWakeAll(&s_wake);
     }
     if (Fn40Started) OsThreadJoin(Fn40PID);
-    Fn40Started = false;
+    Fn40Started = s_tryAgain = false;
 }
 
 void Fn40ClientCame()

@@ -19,7 +19,8 @@ constexpr size_t kFn40RecordSize = 39; // MAC (6), data (32), online flag (1)
 
 extern pthread_mutex_t fn40Lock;
 
-// Empties the table and starts the report thread, which waits for CommClientReg. Returns 0 or -1.
+// Empties the table and starts the report thread, which waits for CommClientReg. Returns 0; -1 when there was no
+// thread: the next call then tries it again, and leaves the table as it is.
 int Fn40Init();
 
 // Ends the report thread, wherever it waits, and joins it. Also right when none was started.

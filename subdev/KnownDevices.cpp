@@ -13,6 +13,7 @@
 #include "subdev/MacText.h"
 
 static const size_t kLineMax = 31; // characters of a line that is read
+static const mode_t kFileMode = 0600;
 static const size_t kLineSize = 2 * kMacSize + 2;
 
 static struct {
@@ -64,7 +65,7 @@ static size_t ReadUpTo(int fd, char *text, size_t size)
 
 int Fn39LoadMac()
 {
-    const int fd = OsOpenForReading(kPathMacConfig, false);
+    const int fd = OsOpenOurs(kPathMacConfig);
     if (fd < 0) {
         f39Num = 0;
         LOG_ERR("open MacConf file failed");
@@ -97,7 +98,7 @@ int Fn39UpdateMac()
         snprintf(text + length, kLineSize + 1, "%02x%02x%02x%02x%02x%02x\r\n", m[0], m[1], m[2], m[3], m[4], m[5]);
         length += kLineSize;
     }
-    if (OsReplaceFile(kPathMacConfig, text, length) == 0) return 0;
+    if (OsReplaceFile(kPathMacConfig, text, length, kFileMode) == 0) return 0;
     LOG_ERR("file open error");
     return -1;
 }

@@ -1,8 +1,8 @@
 // KnownDevices.h - which devices Function 39 has reported already, in memory and in "/tmp/macconfig".
 //
 // The file has one line for each: twelve lower-case hexadecimal digits, CR LF. It spares the platform a report of every
-// device whenever the agent is started again. Anybody may have written something else there: no more than 128 lines of
-// 31 characters are read, and a line that is not a MAC from its first to its last character is no entry.
+// device whenever the agent is started again. A file that is not ours is not read. No more than 128 lines of 31
+// characters are, and a line that is not a MAC from its first to its last character is no entry.
 //
 // State:    OnlineMac and f39Num.
 // Threads:  Fn39Init() and the thread that it starts.
@@ -23,7 +23,7 @@ bool KnownHas(const uint8_t *mac);
 // Adds a MAC (6 bytes); nothing happens when kKnownMost are there.
 void KnownAdd(const uint8_t *mac);
 
-// Adds what the file says. Returns 0, or -1 with an empty list when there is no file to read.
+// Adds what the file says. Returns 0, or -1 with an empty list when there is no file of ours.
 int Fn39LoadMac();
 
 // Writes the list into the file. Returns 0; -1 when that fails; -2, and does nothing, while not logged in.

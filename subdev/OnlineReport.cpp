@@ -28,6 +28,7 @@ static void Show(const uint8_t report[kOnlineReportSize])
     flockfile(stdout); // one line, whoever else prints
     for (size_t i = 0; i < kOnlineReportSize; i++) printf("%02X ", report[i]);
     printf("\n");
+    fflush(stdout); // where it is no terminal, what is shown would wait for the buffer to fill, and be lost at a signal
     funlockfile(stdout);
 }
 

@@ -139,17 +139,19 @@ static bool FindSegment()
     return false;
 }
 
-// Leaves the segment's part of the ARP table in its file. Returns false when there can be none.
-static bool DumpArpTable()
+// Writes the segment's part of the ARP table into its file. Returns a descriptor at the beginning of what was written,
+// -1 when there can be no file.
+static int DumpArpTable()
 {
     char command[kCommandSize];
-    const int length = snprintf(command, sizeof command, "cat /proc/net/arp | grep %s | grep -v 00:00:00:00:00:00 > %s",
-                                s_segment, kPathSubdev);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof command) return false;
-    // The shell would follow a link that somebody has put there, and wait for ever at a pipe.
-    if (OsReplaceFile(kPathSubdev, "", 0) != 0) return false;
-    OsCommandRun(&s_arp, command); // when it fails, the file stays empty
-    return true;
+    const int length =
+        snprintf(command, sizeof command, "cat /proc/net/arp | grep %s | grep -v 00:00:00:00:00:00", s_segment);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof command) return -1;
+    const int fd = OsOpenForWriting(kPathSubdev);
+    if (fd < 0) return -1;
+    OsCommandRunInto(&s_arp, command, fd); // when it fails, the file stays empty
+    lseek(fd, 0, SEEK_SET);
+    return fd;
 }
 
 static void AddNeighbour(const ArpEntry &entry)
@@ -164,16 +166,15 @@ static void AddNeighbour(const ArpEntry &entry)
 
 static void GetOffLineInfo()
 {
-    const bool dumped = DumpArpTable();
-    if (!Pause(kStepMs)) return;
-    const int fd = dumped ? OsOpenForReading(kPathSubdev, false) : -1;
+    const int fd = DumpArpTable();
+    const bool goOn = Pause(kStepMs);
     if (fd < 0) {
         LOG_ERR("Unable to open file %s.", kPathSubdev);
         return;
     }
     ArpReader table = ArpRead(fd);
     ArpEntry entry;
-    while (s_report.count < kSubdevMost && ArpNext(&table, &entry))
+    while (goOn && s_report.count < kSubdevMost && ArpNext(&table, &entry))
         if (!SubdevReportFind(&s_report, entry.mac)) AddNeighbour(entry);
     close(fd);
     Pause(kStepMs);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -10,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "os/OsClock.h"
 #include "os/OsWait.h"
 
 extern char **environ;
@@ -127,9 +129,9 @@ void OsCommandReady(OsCommand *command)
     command->stopped = false;
 }
 
-int OsCommandRun(OsCommand *command, const char *text)
+int OsCommandRunInto(OsCommand *command, const char *text, int output)
 {
-    const int error = Start(command, text, -1);
+    const int error = Start(command, text, output);
     if (error != 0) {
         errno = error;
         return -1;
@@ -137,6 +139,11 @@ int OsCommandRun(OsCommand *command, const char *text)
     const int status = Reap(command, command->group);
     if (status == -1) return -1;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+int OsCommandRun(OsCommand *command, const char *text)
+{
+    return OsCommandRunInto(command, text, -1);
 }
 
 int OsRun(const char *text)
@@ -161,10 +168,21 @@ int OsCommandOpen(OsCommand *command, const char *text)
     return 0;
 }
 
-// Makes sure that a byte is there to take. Returns false at the end of the output.
-static bool Fill(OsCommand *command)
+// Waits for output, or its end, until `deadlineMs`. Returns false when there is neither.
+static bool AwaitOutput(int output, int64_t deadlineMs)
+{
+    if (deadlineMs == OS_FOREVER) return true; // the read waits
+    // Again and again, because a signal may have ended the wait.
+    for (int64_t left; (left = deadlineMs - OsNowMs()) > 0;)
+        if (OsWaitReadable(output, left < INT_MAX ? static_cast<int>(left) : INT_MAX) == OS_READABLE) return true;
+    return false;
+}
+
+// Makes sure that a byte is there to take. Returns false at the end of the output and at the deadline.
+static bool Fill(OsCommand *command, int64_t deadlineMs)
 {
     if (command->taken < command->filled) return true;
+    if (!AwaitOutput(command->output, deadlineMs)) return false;
     ssize_t count;
     do {
         count = read(command->output, command->buffer, sizeof command->buffer);
@@ -174,10 +192,10 @@ static bool Fill(OsCommand *command)
     return count > 0;
 }
 
-size_t OsCommandReadLine(OsCommand *command, char *line, size_t room)
+size_t OsCommandReadLine(OsCommand *command, char *line, size_t room, int64_t deadlineMs)
 {
     size_t length = 0;
-    while (length + 1 < room && Fill(command)) {
+    while (length + 1 < room && Fill(command, deadlineMs)) {
         const char byte = command->buffer[command->taken++];
         line[length++] = byte;
         if (byte == '\n') break;

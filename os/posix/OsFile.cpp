@@ -1,18 +1,31 @@
 #include "os/OsFile.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <climits>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-// O_NONBLOCK keeps a planted FIFO from holding the caller; on regular files it has no effect.
-static int OpenRegular(const char *path, int flags)
+static const mode_t kOwnMode = 0600;
+static const int kMakings = 32; // how often somebody may come in between before we give up
+static const int kLinksMax = 8; // that lead from one to the next
+
+// A regular file; with `ours`, one that nobody else has put there or can change. Whoever may write a file may have it
+// open for writing still when its mode has changed.
+static bool Accept(const struct stat &status, bool ours)
 {
-    const int fd = open(path, flags | O_CLOEXEC | O_NONBLOCK, 0644);
+    if (!S_ISREG(status.st_mode)) return false;
+    return !ours || (status.st_uid == geteuid() && status.st_nlink == 1 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0);
+}
+
+// O_NONBLOCK keeps a planted FIFO from holding the caller; on regular files it has no effect.
+static int Open(const char *path, int flags, bool ours)
+{
+    const int fd = open(path, flags | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return -1;
     struct stat status;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) return fd;
+    if (fstat(fd, &status) == 0 && Accept(status, ours)) return fd;
     close(fd);
     errno = EINVAL;
     return -1;
@@ -20,20 +33,92 @@ static int OpenRegular(const char *path, int flags)
 
 int OsOpenForReading(const char *path, bool followLink)
 {
-    return OpenRegular(path, O_RDONLY | (followLink ? 0 : O_NOFOLLOW));
+    return Open(path, O_RDONLY | (followLink ? 0 : O_NOFOLLOW), false);
 }
 
-// For writing, created when missing; a symbolic link makes room for a file.
-static int OpenOrCreate(const char *path)
+// Returns `fd`, or closes it and returns -1 with EPERM when what it stands for belongs to neither root nor us. A failed
+// open passes through.
+static int KeepTrusted(int fd)
 {
-    const int fd = OpenRegular(path, O_WRONLY | O_CREAT | O_NOFOLLOW);
-    if (fd >= 0 || errno != ELOOP || unlink(path) != 0) return fd;
-    return OpenRegular(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_EXCL);
+    struct stat status;
+    if (fd < 0 || (fstat(fd, &status) == 0 && (status.st_uid == 0 || status.st_uid == geteuid()))) return fd;
+    close(fd);
+    errno = EPERM;
+    return -1;
 }
 
-int OsReplaceFile(const char *path, const void *data, size_t size)
+// Puts what the link `path` names in its place, if the link can be trusted. Returns 0, or -1 with errno.
+static int FollowTrusted(char (&path)[PATH_MAX])
 {
-    const int fd = OpenOrCreate(path);
+    const int link = KeepTrusted(open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (link < 0) return -1;
+    char target[PATH_MAX];
+    const ssize_t length = readlinkat(link, "", target, sizeof target - 1);
+    close(link);
+    if (length < 0) return -1; // no link any more
+    target[length] = '\0';
+    char *const name = strrchr(path, '/') ? strrchr(path, '/') + 1 : path;
+    char *const to = target[0] == '/' ? path : name;
+    if (static_cast<size_t>(length) >= sizeof path - static_cast<size_t>(to - path)) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    strcpy(to, target);
+    return 0;
+}
+
+int OsOpenTrusted(const char *path)
+{
+    char at[PATH_MAX];
+    if (strlen(path) >= sizeof at) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    strcpy(at, path);
+    for (int links = 0; links < kLinksMax; links++) {
+        const int fd = KeepTrusted(OsOpenForReading(at, false));
+        if (fd >= 0 || errno != ELOOP || FollowTrusted(at) != 0) return fd;
+    }
+    errno = ELOOP;
+    return -1;
+}
+
+int OsOpenOurs(const char *path)
+{
+    return Open(path, O_RDONLY | O_NOFOLLOW, true);
+}
+
+// Removes what is at `path` and makes a file there. Somebody may be quicker in between, but not for ever.
+static int MakeAnew(const char *path, int flags, mode_t mode)
+{
+    int fd = -1;
+    errno = EEXIST;
+    for (int i = 0; i < kMakings && fd < 0 && errno == EEXIST; i++) {
+        if (unlink(path) != 0 && errno != ENOENT) return -1;
+        fd = open(path, flags | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    }
+    if (fd >= 0) fchmod(fd, mode);
+    return fd;
+}
+
+// These say nothing about what is at a path. All other errors are of something planted: of a link ELOOP, or EACCES in a
+// sticky folder; of a FIFO or a socket ENXIO; of a program that runs ETXTBSY; and so on.
+static bool IsShortage(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
+}
+
+static int OpenOursOrNew(const char *path, mode_t mode)
+{
+    const int fd = Open(path, O_WRONLY | O_NOFOLLOW, true);
+    if (fd < 0) return IsShortage(errno) ? -1 : MakeAnew(path, O_WRONLY, mode);
+    fchmod(fd, mode);
+    return fd;
+}
+
+int OsReplaceFile(const char *path, const void *data, size_t size, mode_t mode)
+{
+    const int fd = OpenOursOrNew(path, mode);
     if (fd < 0) return -1;
 
     // Overwriting in place needs no new block, so it succeeds on a full disk once the file is there.
@@ -51,13 +136,7 @@ int OsReplaceFile(const char *path, const void *data, size_t size)
 
 int OsOpenForWriting(const char *path)
 {
-    struct stat status;
-    if (lstat(path, &status) == 0 && !S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
-        errno = EINVAL;
-        return -1;
-    }
-    OsRemoveFile(path);
-    return OpenRegular(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
+    return MakeAnew(path, O_RDWR, kOwnMode);
 }
 
 int OsWriteAll(int fd, const void *data, size_t size)
@@ -74,18 +153,21 @@ int OsWriteAll(int fd, const void *data, size_t size)
     return 0;
 }
 
-int OsPutInPlace(const char *from, const char *to)
-{
-    const int fd = OsOpenForReading(from, false);
-    if (fd < 0) return -1;
-    const int result = fsync(fd) == 0 ? rename(from, to) : -1;
-    const int error = errno;
-    close(fd);
-    errno = error;
-    return result;
-}
-
 void OsRemoveFile(const char *path)
 {
     unlink(path);
+}
+
+bool OsFileIdOf(const char *path, OsFileId *id)
+{
+    struct stat status;
+    if (lstat(path, &status) != 0) return false;
+    *id = {status.st_dev, status.st_ino};
+    return true;
+}
+
+void OsRemoveFileIf(const char *path, const OsFileId &id)
+{
+    OsFileId now;
+    if (OsFileIdOf(path, &now) && now.device == id.device && now.inode == id.inode) unlink(path);
 }

@@ -8,14 +8,18 @@
 #include <unistd.h>
 
 #include "os/OsCommand.h"
+#include "os/OsFile.h"
 
 static const size_t kThreadStackSize = 128 * 1024;
 static const int kRemoveAtEndMax = 8;
 static const int kOwnPagesFrom = 64 * 1024;
 static const int kHeapStep = 8 * 1024;
 
-// Read by the signal handler, so plain atomics: an entry is complete before the count admits it.
-static std::atomic<const char *> s_removeAtEnd[kRemoveAtEndMax];
+// Read by the signal handler, so without a lock: an entry is complete before the count admits it, and never changed.
+static struct {
+    const char *path;
+    OsFileId file;
+} s_removeAtEnd[kRemoveAtEndMax];
 static std::atomic<int> s_removeCount;
 
 int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)
@@ -37,7 +41,7 @@ int OsThreadJoin(pthread_t thread)
 static void RemoveFiles()
 {
     const int count = s_removeCount.load();
-    for (int i = 0; i < count; i++) unlink(s_removeAtEnd[i].load());
+    for (int i = 0; i < count; i++) OsRemoveFileIf(s_removeAtEnd[i].path, s_removeAtEnd[i].file);
 }
 
 void OsExit(int status)
@@ -50,8 +54,8 @@ void OsExit(int status)
 int OsRemoveAtEnd(const char *path)
 {
     const int count = s_removeCount.load();
-    if (count == kRemoveAtEndMax) return -1;
-    s_removeAtEnd[count].store(path);
+    if (count == kRemoveAtEndMax || !OsFileIdOf(path, &s_removeAtEnd[count].file)) return -1;
+    s_removeAtEnd[count].path = path;
     s_removeCount.store(count + 1);
     return 0;
 }

@@ -8,5 +8,4 @@ const char *const kPathRateTest = "/tmp/rate";
 const char *const kPathSubdev = "/tmp/tmpSubdev";
 const char *const kPathMacConfig = "/tmp/macconfig";
 const char *const kPathPlugDownload = "/tmp/plug_download";
-const char *const kPathPlugPart = "/tmp/plug_download.part";
 const char *const kPathCommServer = "/tmp/CommServer";

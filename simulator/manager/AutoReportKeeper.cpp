@@ -10,7 +10,7 @@
 namespace sim
 {
 
-static const size_t kFileMost = 4096;
+static const size_t kMaxFile = 4096;
 
 namespace
 {
@@ -70,7 +70,7 @@ bool AutoReportKeeper::Load(std::string *error)
     if (!file && errno == ENOENT) return true;
     *error = "cannot read " + file_ + ": " + strerror(errno);
     if (!file) return false;
-    char text[kFileMost];
+    char text[kMaxFile];
     const size_t length = fread(text, 1, sizeof text, file);
     fclose(file);
     Fields fields;
@@ -100,22 +100,25 @@ bool AutoReportKeeper::Take(const std::string &text, bool *saved, std::string *e
     return Store(error);
 }
 
-std::string AutoReportKeeper::Told() const
+// Without the times.
+static Fields NumbersOf(const AutoReportPlan &plan)
 {
-    if (!plan_.kept) return "";
     Fields fields;
     for (const NumberRow &row : kNumbers)
-        if (plan_.*row.member) fields.push_back(NumberField(row.name, *(plan_.*row.member)));
-    if (!plan_.jumpTime.empty()) fields.push_back(TextField("jumpTime", plan_.jumpTime));
-    return ToJson(fields);
+        if (plan.*row.member) fields.push_back(NumberField(row.name, *(plan.*row.member)));
+    if (!plan.jumpTime.empty()) fields.push_back(TextField("jumpTime", plan.jumpTime));
+    return fields;
+}
+
+std::string AutoReportKeeper::Told() const
+{
+    return plan_.kept ? ToJson(NumbersOf(plan_)) : "";
 }
 
 Fields AutoReportKeeper::Show() const
 {
-    Fields fields = {FlagField("kept", plan_.kept)};
-    for (const NumberRow &row : kNumbers)
-        if (plan_.*row.member) fields.push_back(NumberField(row.name, *(plan_.*row.member)));
-    if (!plan_.jumpTime.empty()) fields.push_back(TextField("jumpTime", plan_.jumpTime));
+    Fields fields = NumbersOf(plan_);
+    fields.insert(fields.begin(), FlagField("kept", plan_.kept));
     for (const TimeRow &row : kTimes) fields.push_back(RealField(row.name, plan_.*row.member, 6));
     return fields;
 }

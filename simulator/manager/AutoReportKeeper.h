@@ -7,10 +7,12 @@
 #include <optional>
 #include <string>
 
-#include "simulator/Tree.h"
+#include "protocol/Tree.h"
 
 namespace sim
 {
+
+using namespace protocol;
 
 struct AutoReportPlan {
     bool kept = false; // a configuration is there

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "simulator/FieldValues.h"
-#include "simulator/FunctionLayouts.h"
+#include "protocol/FieldValues.h"
+#include "protocol/FunctionLayouts.h"
 
 namespace sim
 {
@@ -60,13 +60,13 @@ const ListRow kLists[] = {
       "02:1a:2b:00:02:01 garden role=satellite parent=02:1a:2b:00:01:01 link=wired"}},
     {"neighbour",
      kNeighbour,
-     kScannedMost,
+     kMaxScanned,
      {"02:1a:2b:00:0a:01 'Next door' WPA2-PSK rssi=-61 frequency=2412000 channel=1 bandwidth=20 load=34",
       "02:1a:2b:00:0a:02 Cafe none rssi=-74 frequency=2437000 channel=6 bandwidth=20 load=58",
       "02:1a:2b:00:0a:03 Third-floor WPA3-SAE rssi=-80 frequency=5220000 channel=44 bandwidth=80 load=12"}},
     {"device",
      kSeenDevice,
-     kSeenDevicesMost,
+     kMaxSeenDevices,
      {"02:1a:2b:00:00:11 office-pc online=yes", "02:1a:2b:00:00:14 phone-anna online=yes",
       "02:1a:2b:00:00:15 phone-ben online=no"}},
     {"wan",

@@ -1,22 +1,11 @@
 #include "simulator/manager/LocalCommands.h"
 
-#include <algorithm>
-
-#include "simulator/ConsoleCommands.h"
 #include "simulator/manager/LocalRequests.h"
 
 namespace sim
 {
 
 static const uint16_t kDevices = 40, kWanReport = 81, kTypedReport = 89, kPluginState = 998, kFirmware = 999;
-
-// The words from `first` on as one text.
-static std::string RestOf(const Words &words, size_t first)
-{
-    std::string text;
-    for (size_t i = first; i < words.size(); i++) text += (i > first ? " " : "") + words[i];
-    return text;
-}
 
 static bool Refuse(const std::string &reason, std::string *error)
 {
@@ -46,7 +35,7 @@ static bool TakeContent(const Words &words, size_t first, Bytes *content, std::s
     if (words.size() == first + 1 && words[first].find("hex=") == 0)
         return FromHex(words[first].substr(4), content) ||
                Refuse("'" + words[first] + "' is no hexadecimal text", error);
-    *content = ToBytes(RestOf(words, first));
+    *content = ToBytes(Joined(words, first));
     return true;
 }
 
@@ -130,7 +119,7 @@ static bool MakeDevices(const Words &words, Household *household, LocalOutgoing 
 static bool MakePluginState(const Words &words, Household *, LocalOutgoing *frame, std::string *)
 {
     frame->id = kPluginState;
-    frame->payload = ToBytes(words.size() > 1 ? RestOf(words, 1) : "i");
+    frame->payload = ToBytes(words.size() > 1 ? Joined(words, 1) : "i");
     return true;
 }
 
@@ -181,64 +170,67 @@ static bool MakeFrame(const Words &words, Household *, LocalOutgoing *frame, std
     if (!LocalNumber(words[1], &frame->id)) return Refuse("there is no frame '" + words[1] + "'", error);
     for (const std::string &word : From(words, 2))
         if (!MakeFrameOption(word, frame, error)) return false;
-    return frame->payload.size() <= kLocalPayloadMost || Refuse("more than 65535 bytes", error);
+    return frame->payload.size() <= kMaxLocalPayload || Refuse("more than 65535 bytes", error);
 }
 
 static bool MakeRaw(const Words &words, Household *, LocalOutgoing *frame, std::string *error)
 {
     frame->raw = true;
-    return FromHex(RestOf(words, 1), &frame->payload) || Refuse("no hexadecimal text", error);
+    return FromHex(Joined(words, 1), &frame->payload) || Refuse("no hexadecimal text", error);
 }
 
-const std::vector<LocalCommandRow> kLocalCommands = {
-    {"report", "wan [INDEX] [FIELD=VALUE]... | 84 TEXT | 86 TEXT | typed TYPE [TEXT | hex=HEX]",
-     "report a WAN of the household (FuncID 81), a JSON text (84, 86), a report of type 1 to 3 (89)", 1, 1000,
-     MakeReport},
-    {"devices", "[online|offline MAC[=NAME]...]",
-     "report the devices that are online (FuncID 40), or that these came or went", 0, kSeenDevicesMost + 1,
-     MakeDevices},
-    {"plugin-state", "[TEXT]", "ask for the plugin's state (FuncID 998), with another text than i", 0, 1000,
-     MakePluginState},
-    {"firmware-result", "CODE",
-     "say how a firmware update ended (FuncID 999); \"set firmware-result\" answers the next", 1, 1,
-     MakeFirmwareResult},
-    {"frame", "ID [hex=HEX | text=TEXT] [sequence=N] [checksum=N] [length=N]",
-     "send any frame, by number or name; numbers are right unless given", 1, 6, MakeFrame},
-    {"raw", "HEX", "send bytes as they stand", 1, 1000, MakeRaw},
-};
+// ---- The table
 
-bool SendsLocalFrame(const std::string &name)
+static std::vector<std::string> ReportCompletions(const Words &words)
 {
-    return FindRow(kLocalCommands, name) != nullptr;
+    if (words.size() == 1) return {"wan", "84", "86", "typed"};
+    std::vector<std::string> names;
+    if (words[1] != "wan") return names;
+    for (const FieldLayout &field : kWan) names.push_back(std::string(field.name) + "=");
+    return names;
+}
+
+static std::vector<std::string> FrameCompletions(const Words &words)
+{
+    return words.size() == 1 ? LocalNames()
+                             : std::vector<std::string>{"hex=", "text=", "sequence=", "checksum=", "length="};
+}
+
+CommandList LocalCommands(Household *household, LocalOutgoing *frame)
+{
+    const auto make = [=](bool (*maker)(const Words &, Household *, LocalOutgoing *, std::string *)) {
+        return [=](const Words &words) {
+            std::string error;
+            return Result(maker(words, household, frame, &error), error);
+        };
+    };
+    return {
+        {"report", "wan [INDEX] [FIELD=VALUE]... | 84 TEXT | 86 TEXT | typed TYPE [TEXT | hex=HEX]",
+         "report a WAN of the household (FuncID 81), a JSON text (84, 86), a report of type 1 to 3 (89)", 1, kMaxWords,
+         true, make(MakeReport), ReportCompletions},
+        {"devices", "[online|offline MAC[=NAME]...]",
+         "report the devices that are online (FuncID 40), or that these came or went", 0, kMaxSeenDevices + 1, true,
+         make(MakeDevices), Choice({"online", "offline"})},
+        {"plugin-state", "[TEXT]", "ask for the plugin's state (FuncID 998), with another text than i", 0, kMaxWords,
+         true, make(MakePluginState)},
+        {"firmware-result", "CODE",
+         "say how a firmware update ended (FuncID 999); \"set firmware-result\" answers the next", 1, 1, true,
+         make(MakeFirmwareResult)},
+        {"frame", "ID [hex=HEX | text=TEXT] [sequence=N] [checksum=N] [length=N]",
+         "send any frame, by number or name; numbers are right unless given", 1, 6, true, make(MakeFrame),
+         FrameCompletions},
+        {"raw", "HEX", "send bytes as they stand", 1, kMaxWords, true, make(MakeRaw)},
+    };
 }
 
 bool MakeLocalFrame(const Words &words, Household *household, LocalOutgoing *frame, std::string *error)
 {
     *frame = {};
-    const LocalCommandRow *row = words.empty() ? nullptr : FindRow(kLocalCommands, words[0]);
-    if (!row) return Refuse(words.empty() ? "send what?" : "'" + words[0] + "' sends no frame", error);
-    if (words.size() - 1 < row->least || words.size() - 1 > row->most)
-        return Refuse(std::string("use: ") + row->name + " " + row->arguments, error);
-    return row->make(words, household, frame, error);
-}
-
-std::vector<std::string> LocalCompletions(const Words &words)
-{
-    if (words.empty()) {
-        std::vector<std::string> names;
-        for (const LocalCommandRow &row : kLocalCommands) names.push_back(row.name);
-        return names;
-    }
-    if (words.size() == 1 && words[0] == "report") return {"wan", "84", "86", "typed"};
-    if (words.size() == 1 && words[0] == "devices") return {"online", "offline"};
-    if (words.size() == 1 && words[0] == "frame") return LocalNames();
-    if (words[0] == "frame") return {"hex=", "text=", "sequence=", "checksum=", "length="};
-    if (words.size() > 1 && words[0] == "report" && words[1] == "wan") {
-        std::vector<std::string> names;
-        for (const FieldLayout &field : kWan) names.push_back(std::string(field.name) + "=");
-        return names;
-    }
-    return {};
+    const CommandList commands = LocalCommands(household, frame);
+    const Command *command = words.empty() ? nullptr : FindCommand(commands, words[0]);
+    if (!command) return Refuse(words.empty() ? "send what?" : "'" + words[0] + "' sends no frame", error);
+    const Outcome outcome = RunCommand(*command, words);
+    return outcome.kind == Outcome::Done || Refuse(outcome.reason, error);
 }
 
 } // namespace sim

@@ -3,26 +3,16 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
+#include "simulator/console/Interpreter.h"
 #include "simulator/manager/Household.h"
-#include "simulator/manager/LocalWrongs.h"
+#include "simulator/manager/LocalSender.h"
 
 namespace sim
 {
 
-struct LocalCommandRow {
-    const char *name;
-    const char *arguments; // as help shows them
-    const char *help;
-    size_t least, most; // words after the name
-    bool (*make)(const Words &words, Household *household, LocalOutgoing *frame, std::string *error);
-};
-
-extern const std::vector<LocalCommandRow> kLocalCommands;
-
-// Whether a command of this name sends a frame.
-bool SendsLocalFrame(const std::string &name);
+// The commands that make a frame of their words in `*frame`. Both may be nullptr when none is run.
+CommandList LocalCommands(Household *household, LocalOutgoing *frame);
 
 // Makes the frame of a whole command line, which may also change the household. False with the reason when it is none
 // or an argument is wrong.
@@ -30,8 +20,5 @@ bool MakeLocalFrame(const Words &words, Household *household, LocalOutgoing *fra
 
 // What a report of type 1, 2 or 3 says of the household when it is left to us.
 std::string TypedReportText(int type, const Household &household);
-
-// What may follow `words`.
-std::vector<std::string> LocalCompletions(const Words &words);
 
 } // namespace sim

@@ -8,12 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Bytes.h"
+#include "protocol/Bytes.h"
 
 namespace sim
 {
 
-constexpr size_t kLocalPayloadMost = 65535; // of a frame that is made here; the agent's own bound is lower
+using namespace protocol;
+
+constexpr size_t kMaxLocalPayload = 65535; // of a frame that is made here; the agent's own bound is lower
 
 struct LocalFrame {
     uint16_t id = 0;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "simulator/FieldValues.h"
-#include "simulator/FunctionDecoders.h"
-#include "simulator/FunctionParameters.h"
+#include "protocol/FieldValues.h"
+#include "protocol/FunctionDecoders.h"
+#include "protocol/FunctionParameters.h"
 
 namespace sim
 {

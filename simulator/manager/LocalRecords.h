@@ -4,14 +4,16 @@
 
 #include <string>
 
-#include "simulator/Bytes.h"
-#include "simulator/Layout.h"
-#include "simulator/RecordLayouts.h"
-#include "simulator/Tree.h"
-#include "simulator/Words.h"
+#include "protocol/Bytes.h"
+#include "protocol/Layout.h"
+#include "protocol/RecordLayouts.h"
+#include "protocol/Tree.h"
+#include "simulator/console/Words.h"
 
 namespace sim
 {
+
+using namespace protocol;
 
 // One device of a report under FuncID 40.
 constexpr FieldLayout kSeenDeviceFields[] = {
@@ -21,7 +23,7 @@ constexpr FieldLayout kSeenDeviceFields[] = {
     Named("online", kNoYes, "whether it is connected"),
 };
 constexpr Layout kSeenDevice = {kSeenDeviceFields, "device"};
-constexpr size_t kSeenDevicesMost = 128; // of one report
+constexpr size_t kMaxSeenDevices = 128; // of one report
 
 // The hand-over of a firmware update.
 constexpr FieldLayout kHandOverFields[] = {
@@ -48,7 +50,7 @@ constexpr Layout kNode = {kNodeFields, "mesh node"};
 
 // What a scan for neighbours answers for each: the neighbour record and bytes that are zero here.
 constexpr size_t kScannedSize = 77;
-constexpr size_t kScannedMost = 30;
+constexpr size_t kMaxScanned = 30;
 
 static_assert(FixedSize(kSeenDevice) == 39 && FixedSize(kHandOver) == 432, "as the agent has them");
 static_assert(FixedSize(kNeighbour) <= kScannedSize, "a neighbour's record fits");

@@ -1,9 +1,10 @@
 #include "simulator/manager/LocalRequests.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
-#include "simulator/FunctionDecoders.h"
+#include "protocol/FunctionDecoders.h"
 
 namespace sim
 {
@@ -23,12 +24,14 @@ enum class Payload {
     Json,
 };
 
+using Answer = std::function<LocalAnswer(const Bytes &payload, const LocalKnowledge &knowledge)>;
+
 struct RequestRow {
     uint16_t id;
     const char *name; // nullptr: the function's
     Payload payload;
     Layout layout;
-    LocalAnswer (*answer)(const Bytes &payload, const LocalKnowledge &knowledge);
+    Answer answer;
 };
 
 LocalAnswer Data(const Bytes &data)
@@ -51,14 +54,24 @@ LocalAnswer NoAnswer()
     return {false, 0, {}, ""};
 }
 
+// The answer is a setting.
+Answer Tell(const char *setting)
+{
+    return [setting](const Bytes &, const LocalKnowledge &k) { return Data(k.household->Value(setting)); };
+}
+
+// The request is one.
+Answer Keep(const char *setting)
+{
+    return [setting](const Bytes &payload, const LocalKnowledge &k) {
+        k.household->SetValue(setting, payload);
+        return Done();
+    };
+}
+
 LocalAnswer DoneAlways(const Bytes &, const LocalKnowledge &)
 {
     return Done();
-}
-
-LocalAnswer Version(const Bytes &, const LocalKnowledge &k)
-{
-    return Data(k.household->Value("version"));
 }
 
 LocalAnswer AllWans(const Bytes &, const LocalKnowledge &k)
@@ -86,43 +99,11 @@ LocalAnswer WifiBand(const Bytes &payload, const LocalKnowledge &k)
     return Data({bands[payload[0]]});
 }
 
-LocalAnswer MeshSupport(const Bytes &, const LocalKnowledge &k)
-{
-    return Data(k.household->Value("mesh-support"));
-}
-
 LocalAnswer SetMesh(const Bytes &payload, const LocalKnowledge &k)
 {
     if (k.household->Number("mesh-support") == 0) return Refuse("there can be no mesh");
     k.household->SetValue("mesh", payload);
     return Done();
-}
-
-LocalAnswer Mesh(const Bytes &, const LocalKnowledge &k)
-{
-    return Data(k.household->Value("mesh"));
-}
-
-LocalAnswer SetRoaming(const Bytes &payload, const LocalKnowledge &k)
-{
-    k.household->SetValue("roaming", payload);
-    return Done();
-}
-
-LocalAnswer Roaming(const Bytes &, const LocalKnowledge &k)
-{
-    return Data(k.household->Value("roaming"));
-}
-
-LocalAnswer SetThresholds(const Bytes &payload, const LocalKnowledge &k)
-{
-    k.household->SetValue("thresholds", payload);
-    return Done();
-}
-
-LocalAnswer Thresholds(const Bytes &, const LocalKnowledge &k)
-{
-    return Data(k.household->Value("thresholds"));
 }
 
 LocalAnswer Topology(const Bytes &, const LocalKnowledge &k)
@@ -133,11 +114,6 @@ LocalAnswer Topology(const Bytes &, const LocalKnowledge &k)
 LocalAnswer Scan(const Bytes &, const LocalKnowledge &k)
 {
     return Data(k.household->Scan());
-}
-
-LocalAnswer Bssid(const Bytes &, const LocalKnowledge &k)
-{
-    return Data(k.household->Value("bssid"));
 }
 
 LocalAnswer SetWan(const Bytes &payload, const LocalKnowledge &k)
@@ -174,22 +150,22 @@ LocalAnswer Firmware(const Bytes &, const LocalKnowledge &k)
 }
 
 const RequestRow kRequests[] = {
-    {1, "get-version", Payload::Empty, {}, Version},
-    {2, "get-base-info", Payload::Empty, {}, Version},
+    {1, "get-version", Payload::Empty, {}, Tell("version")},
+    {2, "get-base-info", Payload::Empty, {}, Tell("version")},
     {3, "get-wan-config", Payload::Empty, {}, FirstWan},
     {4, "get-wan-configs", Payload::Empty, {}, AllWans},
     {5, "get-wan-connections", Payload::Record, kIndex, NoConnections},
     {70, nullptr, Payload::Record, {}, WifiBand},
-    {71, nullptr, Payload::Mark, {}, MeshSupport},
+    {71, nullptr, Payload::Mark, {}, Tell("mesh-support")},
     {72, nullptr, Payload::Record, {}, SetMesh},
-    {73, nullptr, Payload::Mark, {}, Mesh},
-    {74, nullptr, Payload::Record, {}, SetRoaming},
-    {75, nullptr, Payload::Mark, {}, Roaming},
-    {76, nullptr, Payload::Record, {}, SetThresholds},
-    {77, nullptr, Payload::Mark, {}, Thresholds},
+    {73, nullptr, Payload::Mark, {}, Tell("mesh")},
+    {74, nullptr, Payload::Record, {}, Keep("roaming")},
+    {75, nullptr, Payload::Mark, {}, Tell("roaming")},
+    {76, nullptr, Payload::Record, {}, Keep("thresholds")},
+    {77, nullptr, Payload::Mark, {}, Tell("thresholds")},
     {78, nullptr, Payload::Mark, {}, Topology},
     {79, nullptr, Payload::Mark, {}, Scan},
-    {80, nullptr, Payload::Mark, {}, Bssid},
+    {80, nullptr, Payload::Mark, {}, Tell("bssid")},
     {82, nullptr, Payload::Record, {}, SetWan},
     {83, nullptr, Payload::Mark, {}, DoneAlways},
     {85, nullptr, Payload::Mark, {}, DoneAlways},
@@ -200,7 +176,7 @@ const RequestRow kRequests[] = {
 };
 
 // What the management process says by itself.
-constexpr FieldLayout kDevicesFields[] = {CountedList("devices", kSeenDevice, kSeenDevicesMost, "that came or went")};
+constexpr FieldLayout kDevicesFields[] = {CountedList("devices", kSeenDevice, kMaxSeenDevices, "that came or went")};
 constexpr FieldLayout kTextReportFields[] = {TextToEnd("text", "JSON")};
 constexpr FieldLayout kTypedReportFields[] = {Number(Type::U8, "type", "", "1, 2 or 3"),
                                               TextToEnd("text", "what is reported")};
@@ -311,41 +287,41 @@ Fields DecodeSaying(uint16_t id, const Bytes &payload)
     return {};
 }
 
+// Of everything that has one: requests, and what is said without being asked.
+static const std::vector<std::pair<uint16_t, std::string>> &AllNames()
+{
+    static const auto names = [] {
+        std::vector<std::pair<uint16_t, std::string>> all;
+        for (const RequestRow &row : kRequests) all.emplace_back(row.id, NameOf(row));
+        for (const SayingRow &row : kSayings)
+            if (row.name) all.emplace_back(row.id, row.name);
+        return all;
+    }();
+    return names;
+}
+
 std::string LocalName(uint16_t id)
 {
-    if (const RequestRow *row = FindRequest(id)) return NameOf(*row);
-    for (const SayingRow &row : kSayings)
-        if (row.id == id) return row.name;
+    for (const auto &entry : AllNames())
+        if (entry.first == id) return entry.second;
     return "";
 }
 
 std::vector<std::string> LocalNames()
 {
     std::vector<std::string> names;
-    for (const RequestRow &row : kRequests) names.push_back(NameOf(row));
-    for (const SayingRow &row : kSayings)
-        if (row.name) names.push_back(row.name);
+    for (const auto &entry : AllNames()) names.push_back(entry.second);
     return names;
 }
 
 bool LocalNumber(const std::string &text, uint16_t *id)
 {
-    int64_t number;
-    if (ParseNumber(text, 0, UINT16_MAX, &number)) {
-        *id = static_cast<uint16_t>(number);
-        return true;
-    }
-    for (const RequestRow &row : kRequests) {
-        if (text != NameOf(row)) continue;
-        *id = row.id;
-        return true;
-    }
-    for (const SayingRow &row : kSayings) {
-        if (!row.name || text != row.name) continue;
-        *id = row.id;
-        return true;
-    }
-    return false;
+    int64_t number = -1;
+    for (const auto &entry : AllNames())
+        if (entry.second == text) number = entry.first;
+    if (number < 0 && !ParseNumber(text, 0, UINT16_MAX, &number)) return false;
+    *id = static_cast<uint16_t>(number);
+    return true;
 }
 
 } // namespace sim

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "simulator/Loop.h"
+#include "simulator/net/Loop.h"
 
 namespace sim
 {

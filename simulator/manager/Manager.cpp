@@ -8,13 +8,14 @@
 #include <unistd.h>
 
 #include "simulator/manager/LocalCommands.h"
+#include "simulator/manager/LocalFaults.h"
 #include "simulator/manager/ReportTimetable.h"
 
 namespace sim
 {
 
 static const size_t kShownBytes = 256; // of a bad frame
-static const size_t kTurnsMost = 1000;
+static const size_t kMaxTurns = 1000;
 
 static double WallTime()
 {
@@ -29,7 +30,8 @@ static uint32_t FirstSequence(const ManagerOptions &options)
 }
 
 Manager::Manager(const ManagerOptions &options, Loop *loop, Journal *journal)
-    : options_(options), loop_(loop), journal_(journal), autoReport_(options.state), sender_(FirstSequence(options)),
+    : options_(options), loop_(loop), journal_(journal), autoReport_(options.state),
+      faults_(kLocalFaults, options.misbehaviours), sender_(FirstSequence(options)),
       socket_(
           loop, options.socket, [this](int fd) { Connected(fd); },
           [this](const std::string &reason) {
@@ -37,11 +39,6 @@ Manager::Manager(const ManagerOptions &options, Loop *loop, Journal *journal)
           }),
       reports_(options.reports)
 {
-    for (const std::string &text : options.misbehaviours) {
-        Words words;
-        std::string error;
-        if (SplitWords(text, &words, &error)) misbehaviour_.Add(words, &error); // checked with the command line
-    }
 }
 
 Manager::~Manager()
@@ -110,7 +107,7 @@ void Manager::Connected(int fd)
     journal_->Emit("connected", {NumberField("conn", connections_), TextField("socket", options_.socket)});
 }
 
-// An agent needs up to a second to be rid of a connection that has ended, and shuts out for five who comes before.
+// An agent needs up to a second to be rid of a connection that has ended.
 void Manager::Closed(const std::string &by, const std::string &reason)
 {
     if (by == "agent" && cutter_.Waiting() > 0) BadFrame("the connection ended inside a frame", {});
@@ -200,7 +197,7 @@ static bool IsText(const Bytes &bytes)
 // Decides how a frame leaves, and tells.
 LocalDelivery Manager::Deliver(const LocalOutgoing &outgoing, const char *event, Fields more)
 {
-    LocalDelivery out = sender_.Deliver(outgoing, &misbehaviour_);
+    LocalDelivery out = sender_.Deliver(outgoing, &faults_);
     const bool leaves = !out.delivery.chunks.empty();
     Fields fields = {NumberField("conn", connections_), TextField("dir", "out")};
     if (outgoing.raw)
@@ -208,7 +205,7 @@ LocalDelivery Manager::Deliver(const LocalOutgoing &outgoing, const char *event,
     else
         fields = FrameFields(connections_, "out", out.frame);
     fields.insert(fields.end(), more.begin(), more.end());
-    if (!out.delivery.wrongs.empty()) fields.push_back(ListField("misbehaviours", out.delivery.wrongs));
+    if (!out.delivery.faults.empty()) fields.push_back(ListField("misbehaviours", out.delivery.faults));
     if (options_.hex && leaves) {
         Bytes raw;
         for (const Chunk &chunk : out.delivery.chunks) Append(&raw, chunk.bytes);
@@ -265,7 +262,7 @@ bool Manager::Schedule(int64_t delayMs, int64_t periodMs, int64_t count, const W
     Household probe = household_;
     LocalOutgoing frame;
     if (!MakeLocalFrame(words, &probe, &frame, error)) return false;
-    if (turns_.size() >= kTurnsMost) {
+    if (turns_.size() >= kMaxTurns) {
         *error = "the timetable is full";
         return false;
     }
@@ -329,17 +326,8 @@ void Manager::ReportDue(int type)
 
 Fields Manager::Status() const
 {
-    std::vector<std::string> wrongs, turns;
-    for (const ActiveLocalWrong &active : misbehaviour_.Active())
-        wrongs.push_back(LocalWrongText(active) + (active.left > 0 ? " " + std::to_string(active.left) : ""));
-    for (const auto &entry : turns_) {
-        std::string text;
-        for (const std::string &word : entry.second.words) text += (text.empty() ? "" : " ") + word;
-        turns.push_back(text);
-    }
-    Fields events;
-    for (const auto &count : journal_->Counts())
-        events.push_back(NumberField(count.first, static_cast<int64_t>(count.second)));
+    std::vector<std::string> turns;
+    for (const auto &entry : turns_) turns.push_back(Joined(entry.second.words, 0));
     return {NumberField("faults", static_cast<int64_t>(journal_->Faults())),
             FlagField("connected", connection_ && connection_->Open()),
             NumberField("connections", connections_),
@@ -348,8 +336,8 @@ Fields Manager::Status() const
             FlagField("reports", reports_),
             ObjectField("auto_report", autoReport_.Show()),
             ListField("timetable", turns),
-            ListField("misbehaviours", wrongs),
-            ObjectField("events", events)};
+            ListField("misbehaviours", faults_.Shown()),
+            ObjectField("events", journal_->Counts())};
 }
 
 bool Manager::Busy() const

@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Connection.h"
-#include "simulator/Journal.h"
+#include "simulator/console/Journal.h"
 #include "simulator/manager/LocalRequests.h"
+#include "simulator/manager/LocalSender.h"
 #include "simulator/manager/LocalSocket.h"
-#include "simulator/manager/LocalWrongs.h"
 #include "simulator/manager/ManagerOptions.h"
+#include "simulator/net/Connection.h"
 
 namespace sim
 {
@@ -50,7 +50,7 @@ class Manager
 
     Household *House() { return &household_; }
     AutoReportKeeper *AutoReport() { return &autoReport_; }
-    LocalMisbehaviour *Wrongs() { return &misbehaviour_; }
+    Faults *Misbehaviour() { return &faults_; }
     Fields Status() const;
     bool Busy() const; // something is still to be sent
 
@@ -82,7 +82,7 @@ class Manager
     Journal *journal_;
     Household household_;
     AutoReportKeeper autoReport_;
-    LocalMisbehaviour misbehaviour_;
+    Faults faults_;
     LocalSender sender_;
     LocalSocket socket_;
     LocalCutter cutter_;

@@ -1,7 +1,8 @@
 #include "simulator/manager/ManagerOptions.h"
 
-#include "simulator/Words.h"
-#include "simulator/manager/LocalWrongs.h"
+#include "simulator/console/Words.h"
+#include "simulator/faults/FaultCommand.h"
+#include "simulator/manager/LocalFaults.h"
 
 namespace sim
 {
@@ -54,9 +55,8 @@ static void AddModelOptions(CLI::App *app, ManagerOptions *o)
         ->type_name("on|off")
         ->check(CLI::IsMember({"on", "off"}).description(""))
         ->group(group);
-    AddWrongsOption<LocalMisbehaviour>(
-        app, "--misbehave", &o->misbehaviours,
-        "do something wrong: 'NAME[@WHAT][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
+    AddFaultOption(app, "--misbehave", kLocalFaults, &o->misbehaviours,
+                   "do something wrong: 'NAME[@WHAT][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
         ->group(group);
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/ConsoleOptions.h"
+#include "simulator/console/ConsoleOptions.h"
 
 namespace sim
 {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <ctime>
 
-#include "simulator/Words.h"
+#include "simulator/console/Words.h"
 
 namespace sim
 {

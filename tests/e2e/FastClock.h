@@ -12,6 +12,7 @@
 #include <stdint.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 #include <time.h>
 
@@ -41,7 +42,8 @@ typedef __int128 Wide;
     X(pthread_mutex_timedlock, int, (pthread_mutex_t *, const struct timespec *))                                      \
     X(pthread_mutex_clocklock, int, (pthread_mutex_t *, clockid_t, const struct timespec *))                           \
     X(sem_timedwait, int, (sem_t *, const struct timespec *))                                                          \
-    X(sem_clockwait, int, (sem_t *, clockid_t, const struct timespec *))
+    X(sem_clockwait, int, (sem_t *, clockid_t, const struct timespec *))                                               \
+    X(setsockopt, int, (int, int, int, const void *, socklen_t))
 
 #define DECLARE_REAL(name, result, arguments) result(*name) arguments;
 struct RealCalls {

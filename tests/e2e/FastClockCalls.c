@@ -2,6 +2,8 @@
 #include "FastClock.h"
 
 #include <errno.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <string.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -169,6 +171,18 @@ EXPORT int epoll_pwait(int epoll, struct epoll_event *events, int room, int ms, 
 EXPORT int epoll_wait(int epoll, struct epoll_event *events, int room, int ms)
 {
     return IsFast() ? epoll_pwait(epoll, events, room, ms, NULL) : real.epoll_wait(epoll, events, room, ms);
+}
+
+// --- time-outs that the kernel keeps
+
+EXPORT int setsockopt(int fd, int level, int option, const void *value, socklen_t size)
+{
+    if (!IsFast() || level != IPPROTO_TCP || option != TCP_USER_TIMEOUT || size != sizeof(int))
+        return real.setsockopt(fd, level, option, value, size);
+    int ms;
+    memcpy(&ms, value, sizeof ms);
+    if (ms > 0) ms = (int)CeilDiv(RealDuration((Wide)ms * 1000000), 1000000);
+    return real.setsockopt(fd, level, option, &ms, sizeof ms);
 }
 
 // --- waiting for other threads

@@ -132,6 +132,22 @@ TEST_F(Frames, AQueueFullToTheBrimLosesWhatFollowsAndNotTheConnection)
     session.ExpectAnswers();
 }
 
+TEST_F(Frames, APlatformThatReadsNothingForAWhileAndReadsOnFindsWholeFramesAlone)
+{
+    const size_t commands = 4000;
+    RunningSession session;
+    session.platform.Set("misbehave deaf@command=1.5 1"); // 30 s for the agent
+    session.platform.Command("burst " + std::to_string(commands) + " version");
+    session.agent.WaitLog("mTcpConnectServer->sendData error"); // its socket is full
+    session.platform.Set("identity");                           // the last command, and the last reply
+    session.platform.Wait("reply", {{"function", "2"}, {"status", "0"}});
+    const size_t refused = session.agent.CountLog("mTcpConnectServer->sendData error");
+    EXPECT_GE(session.platform.Count("reply", {{"function", "1"}, {"status", "0"}}) + refused, commands);
+    EXPECT_EQ(0u, session.platform.Count("bad-frame"));
+    EXPECT_EQ(0u, session.platform.Count("bad-checksum"));
+    EXPECT_EQ(1u, session.platform.Count("login"));
+}
+
 TEST_F(Frames, MoreRubbishThanTheQueueHoldsDoesNotEndTheSession)
 {
     RunningSession session;

@@ -38,6 +38,24 @@ TEST_F(LocalFirmware, AnUpdateIsHandedOverAndItsResultGoesUp)
               local.platform.Wait("upload", {{"datatype", "17"}}).Text("text"));
 }
 
+TEST_F(LocalFirmware, AnUpdateWhoseTextsFillTheirFieldsOrAreNoneIsHandedOver)
+{
+    LocalSession local;
+    local.manager.Set("set firmware-result 0");
+    local.platform.Command("plugin 15 {\"fromVersion\":\"" + std::string(70, 'f') + "\",\"toVersion\":2}");
+    local.platform.Wait("upload", {{"datatype", "17"}});
+    local.platform.Command("plugin 16 {\"fromVersion\":null,\"toVersion\":2,\"url\":\"u\",\"fileLength\":\"70000\","
+                           "\"checkMethod\":-1,\"chkSum\":\"0123456789abcdef0123456789abcdef01234567\"}");
+    const Event handOver = local.manager.Wait("request", {{"name", "firmware-update"}});
+    for (const auto &field : Wanted{{"from_version", std::string(64, 'f')},
+                                    {"to_version", ""},
+                                    {"url", "u"},
+                                    {"file_length", "0"},
+                                    {"check_method", "4294967295"},
+                                    {"checksum", "0123456789abcdef0123456789abcdef01234567"}})
+        EXPECT_EQ(field.second, handOver.Text("fields." + field.first)) << field.first;
+}
+
 TEST_F(LocalFirmware, AResultMayComeMuchLater)
 {
     LocalSession local;

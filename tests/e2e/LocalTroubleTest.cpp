@@ -156,6 +156,32 @@ TEST_F(LocalTrouble, AFrameInTwoPartsIsLostAndTheNextOneIsNot)
     EXPECT_EQ("on", local.Ask("mesh").Text("fields.switch"));
 }
 
+TEST_F(LocalTrouble, AFrameThatStaysCutOffBehindAnotherSwallowsNoneThatFollow)
+{
+    LocalSession local;
+    // A question for the plugin's state that is not one, and the beginning of a report that announces 8000 bytes.
+    local.manager.Command("raw 5A5AE60301000000010000006F006F"
+                          "5A5A540002000000401F0000000041");
+    local.agent.WaitLog("Old plugin no plugin state notice.");
+    for (int i = 1; i <= 5; i++) {
+        local.manager.Command("report 84 {\"n\":5}");
+        EXPECT_EQ("0" + std::to_string(i) + "00",
+                  local.platform.Wait("upload", {{"datatype", "84"}}).Text("payload").substr(0, 4));
+    }
+}
+
+TEST_F(LocalTrouble, AnAnswerToWhatADutyHasAskedIsNotThatOfACommand)
+{
+    LocalSession local;
+    local.manager.Set("misbehave late@mesh=0.3 1"); // six seconds
+    local.platform.Command("mesh");
+    local.manager.Wait("request", {{"name", "mesh"}});
+    local.manager.Command("frame set-auto-report hex=0000");
+    local.manager.Command("frame auto-report-config hex=007b20207d");
+    EXPECT_EQ("on", local.platform.Wait("reply").Text("fields.switch"));
+    EXPECT_EQ(1u, local.manager.Count("answered", {{"name", "mesh"}}));
+}
+
 TEST_F(LocalTrouble, MoreFramesAtOnceThanTheQueueHoldsAreLostAndTheNextOneIsNot)
 {
     LocalSession local;

@@ -232,9 +232,9 @@ TEST_F(Ping, TheEndOfTheAgentEndsOneThatSomebodyWaitsFor)
     EXPECT_LT(SecondsToEnd(&session), 1);
 }
 
-TEST_F(Ping, TheLossOfTheSessionLetsGoOfWhoWaitsForOneAndEndsIt)
+TEST_F(Ping, TheLossOfTheSessionEndsTheWaitForOneAndNotTheOneItself)
 {
-    FakeProgram ping("ping", "@wait; echo text");
+    FakeProgram ping("ping", "echo heading; @wait; echo statistics");
     RunningSession session(WithFakes());
     EXPECT_EQ(0, Ask(&session.platform, kPing, PingParameters("192.168.1.20", 56, 4)).status);
     ping.AwaitRuns(1);
@@ -242,10 +242,54 @@ TEST_F(Ping, TheLossOfTheSessionLetsGoOfWhoWaitsForOneAndEndsIt)
     session.platform.Wait("heartbeat");
     session.platform.Command("drop");
     session.platform.WaitSession();
-    EXPECT_TRUE(NoneRuns("ping"));
+    EXPECT_TRUE(OneRuns("ping"));
     session.ExpectAnswers();
+    EXPECT_EQ(1, Ask(&session.platform, kPing, PingParameters("192.168.1.20", 56, 4)).status); // busy
     ping.LetGo();
-    EXPECT_EQ("text\n", PingText(&session, PingParameters("192.168.1.20", 56, 4)));
+    FunctionReply result = Ask(&session.platform, kPingResult);
+    if (result.status == 1) result = Ask(&session.platform, kPingResult);
+    EXPECT_EQ("heading\nstatistics\n", result.text);
+    EXPECT_EQ("<-s><56><-c><4><192.168.1.20>\n", ping.Runs());
+}
+
+TEST_F(Ping, TheLossOfTheSessionCutsNoResultShort)
+{
+    FakeProgram ping("ping", "for i in 1 2 3 4 5 6; do echo line $i; @wait; done");
+    RunningSession session(WithFakes());
+    EXPECT_EQ(0, Ask(&session.platform, kPing, PingParameters("192.168.1.20", 56, 4)).status);
+    ping.AwaitRuns(1);
+    Send(&session.platform, kPingResult);
+    session.platform.Command("drop");
+    session.platform.WaitSession();
+    for (int i = 0; i < 6; i++) ping.LetGo();
+    FunctionReply result = Ask(&session.platform, kPingResult);
+    if (result.status == 1) result = Ask(&session.platform, kPingResult);
+    EXPECT_EQ("line 1\nline 2\nline 3\nline 4\nline 5\nline 6\n", result.text);
+}
+
+TEST_F(Ping, OneWithoutACountThatNeverEndsIsKilledAfter500Seconds)
+{
+    FakeProgram ping("ping", "echo heading; @wait");
+    RunningSession session(WithFakes(200));
+    EXPECT_EQ(0, Ask(&session.platform, kPing, PingParameters("192.168.1.20", 56, 0)).status);
+    ping.AwaitRuns(1);
+    const LogEntry begin = session.agent.WaitLog("ping --------------");
+    const LogEntry kill = session.agent.WaitLog("kill ping");
+    EXPECT_GE(kill.time - begin.time, 499);
+    EXPECT_LE(kill.time - begin.time, 540); // a fast process wakes late
+    EXPECT_TRUE(NoneRuns("ping"));
+    EXPECT_EQ("heading\n", Ask(&session.platform, kPingResult).text);
+    EXPECT_EQ("<-s><56><-c><0><192.168.1.20>\n", ping.Runs());
+}
+
+TEST_F(Ping, OneWithoutACountIsKilledWhenItsTextIsFull)
+{
+    FakeProgram ping("ping", "printf '%0300d\\n%03900d\\n' 1 2; @wait");
+    RunningSession session(WithFakes());
+    const std::string text = PingText(&session, PingParameters("192.168.1.20", 56, 0));
+    EXPECT_EQ(std::string(299, '0') + "1\n", text.substr(0, 301));
+    EXPECT_TRUE(NoneRuns("ping"));
+    EXPECT_EQ(0u, session.agent.CountLog("kill ping")); // which is what the deadline says
 }
 
 TEST_F(Ping, OneThatNobodyWaitsForOutlivesTheSession)

@@ -1,6 +1,7 @@
 // Port forwarding with the real packet filter: the sandbox is the router, between a client's and a server's network.
 #include <arpa/inet.h>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <netinet/in.h>
 #include <set>
@@ -10,8 +11,7 @@
 #include <unistd.h>
 
 #include "tests/data/HostileTexts.h"
-#include "tests/e2e/EndToEnd.h"
-#include "tests/e2e/NetNamespace.h"
+#include "tests/e2e/Diagnostics.h"
 
 namespace
 {
@@ -229,5 +229,78 @@ TEST_F(PortForward, HostileTextsReachNeitherTheShellNorTheFilter)
     EXPECT_EQ(PairOf(good), Rules());
     EXPECT_EQ("untouched\n", ReadFile("/tmp/x"));
     EXPECT_EQ(before, Files());
+}
+
+// ---- The end of the session, with a program in the packet filter's place ----
+
+class PortForwardSession : public DiagnosticsTest
+{
+  protected:
+    const Texts kRuns = {
+        "<-t><nat><-D><PREROUTING><-d><10.77.1.1><-p><tcp><-m><tcp><--dport><8086><-j><DNAT>"
+        "<--to-destination><10.77.2.2:86>",
+        "<-t><nat><-D><POSTROUTING><-d><10.77.2.2><-p><tcp><-m><tcp><--dport><86><-j><SNAT>"
+        "<--to-source><10.77.1.1:8086>",
+        "<-t><nat><-A><PREROUTING><-d><10.77.1.1><-p><tcp><-m><tcp><--dport><8086><-j><DNAT>"
+        "<--to-destination><10.77.2.2:86>",
+        "<-t><nat><-A><POSTROUTING><-d><10.77.2.2><-p><tcp><-m><tcp><--dport><86><-j><SNAT>"
+        "<--to-source><10.77.1.1:8086>",
+    };
+
+    // Has the agent add a forwarding, and loses the session as soon as the first command runs.
+    static void LoseInTheMiddle(RunningSession *session, const FakeProgram &iptables)
+    {
+        session->platform.Command("forward add 10.77.1.1 8086 10.77.2.2 86");
+        iptables.AwaitRuns(1);
+        session->platform.Command("drop");
+        session->agent.WaitLog("Close link.");
+    }
+
+    static Texts Lines(const std::string &text)
+    {
+        std::istringstream stream(text);
+        Texts lines;
+        for (std::string line; std::getline(stream, line);) lines.push_back(line);
+        return lines;
+    }
+};
+
+TEST_F(PortForwardSession, ASequenceThatHasBegunRunsToItsEndWhenTheLinkIsLost)
+{
+    FakeProgram iptables("iptables", "@wait");
+    RunningSession session(WithFakes(1));
+    LoseInTheMiddle(&session, iptables);
+    for (size_t i = 0; i < kRuns.size(); i++) iptables.LetGo();
+    session.platform.WaitSession();
+    EXPECT_EQ(kRuns, Lines(iptables.Runs()));
+}
+
+TEST_F(PortForwardSession, ACommandThatHangsIsEndedTenSecondsAfterTheTeardownBeganAndTheNextOneRuns)
+{
+    FakeProgram iptables("iptables", "[ $(wc -l </tmp/programs/iptables.runs) -ne 2 ] || @wait"); // the second
+    RunningSession session(WithFakes());
+    session.platform.Command("forward add 10.77.1.1 8086 10.77.2.2 86");
+    iptables.AwaitRuns(2);
+    session.platform.Command("drop");
+    const LogEntry lost = session.agent.WaitLog("Close link.");
+    const LogEntry again = session.agent.WaitLog("Ready to Register ...");
+    EXPECT_GE(again.time - lost.time, 9);
+    EXPECT_LE(again.time - lost.time, 16);
+    session.platform.WaitSession();
+    EXPECT_EQ(kRuns, Lines(iptables.Runs()));
+    EXPECT_TRUE(NoneRuns("iptables"));
+    session.ExpectAnswers();
+}
+
+TEST_F(PortForwardSession, TheEndOfTheAgentEndsACommandWithinASecond)
+{
+    FakeProgram iptables("iptables", "@wait");
+    RunningSession session(WithFakes(1));
+    session.platform.Command("forward add 10.77.1.1 8086 10.77.2.2 86");
+    iptables.AwaitRuns(1);
+    session.agent.Signal(SIGTERM);
+    EXPECT_EQ(0, session.agent.WaitExit(1));
+    EXPECT_TRUE(NoneRuns("iptables", 0.5));
+    EXPECT_EQ(Texts({kRuns[0]}), Lines(iptables.Runs()));
 }
 } // namespace

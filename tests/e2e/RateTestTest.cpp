@@ -8,7 +8,6 @@
 
 namespace
 {
-constexpr int kRateTest = 61;
 constexpr char kRequest[] = "GET /download/300.data HTTP/1.1\r\n"
                             "Host:" PLUG_RATE_TEST_SERVER "\r\n"
                             "Accept:*/*\r\n"
@@ -276,12 +275,24 @@ TEST_F(RateTest, BadConfigurationsAreAnsweredWith1AndBadUrlsWithNothingMore)
     session.agent.WaitLog("ERROR: config data have errors!!!");
     EXPECT_EQ("1", Configure(&session, "{\"value\":1}"));
     EXPECT_EQ("1", Configure(&session, "{\"value_func61\":\"http://127.0.0.1/" + std::string(1000, 'x') + "\"}"));
-    for (const char *url : {"127.0.0.1/x", "http://127.0.0.1", "http://ab/x", "http://127.0.0.1:/x",
-                            "http://127.0.0.1:00000080/x", "http://127.0.0.1:99999/x"})
+    for (const char *url :
+         {"127.0.0.1/x", "http://127.0.0.1", "http://127.0.0.1:80", "http://ab/x", "http://127.0.0.1:00000080/x"})
         EXPECT_EQ("0", Configure(&session, Url(url))) << url;
     session.ExpectAnswers();
     session.platform.Wait("heartbeat");
     EXPECT_EQ(0u, session.platform.Count("reply", {{"function", "62"}}));
+}
+
+TEST_F(RateTest, APortThatIsNoneIsReportedAsAFailedTest)
+{
+    RunningSession session;
+    size_t last = 0;
+    for (const char *url : {"http://127.0.0.1:/x", "http://127.0.0.1:0/x", "http://127.0.0.1:99999/x"}) {
+        EXPECT_EQ("0", Configure(&session, Url(url))) << url;
+        EXPECT_EQ("1", Report(&session).Text("status")) << url;
+        last = session.agent.WaitLog("route rate up ret -1", last).number + 1;
+        session.ExpectAnswers(); // and by now the thread has ended
+    }
 }
 
 // ---- Ends

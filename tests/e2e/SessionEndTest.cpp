@@ -1,5 +1,6 @@
 // How sessions end, and that a new one follows.
 #include "tests/e2e/EndToEnd.h"
+#include "tests/e2e/NetNamespace.h"
 
 namespace
 {
@@ -96,6 +97,24 @@ TEST_F(SessionEnd, NoSilenceIsHeldAgainstThePlatformBeforeItsFirstAcknowledgemen
     }
     EXPECT_EQ(0u, session.agent.CountLog("heart beep error"));
     EXPECT_EQ(1u, session.platform.Count("login"));
+}
+
+TEST_F(SessionEnd, APlatformThatVanishesBeforeItsFirstAcknowledgementIsFoundOutAfterThreeIntervals)
+{
+    PlatformOptions silent;
+    silent.misbehaviours = {"silent@heartbeat", "silent@upload"};
+    RunningSession session({}, silent);
+    const double last = session.platform.Wait("heartbeat").Number("head.time");
+    const std::string rule = " INPUT -p tcp --dport 6040 -j DROP";
+    RunShell("iptables -I" + rule); // from here on it does not even say that it has gone
+    const LogEntry end = session.agent.WaitLog("Close link.");
+    // Whatever is sent next, within 20 s, finds nobody for 60; the kernel looks only when it sends it again.
+    EXPECT_GE(end.time - last, 60);
+    EXPECT_LE(end.time - last, 130);
+    RunShell("iptables -D" + rule);
+    session.platform.WaitSession();
+    session.ExpectAnswers();
+    EXPECT_EQ(0u, session.agent.CountLog("heart beep error"));
 }
 
 TEST_F(SessionEnd, AForcedDisconnectEndsTheAgentWithStatus5)

@@ -1,4 +1,5 @@
 // Options, settings and what the router must tell before anything can begin.
+#include <algorithm>
 #include <filesystem>
 
 #include "tests/e2e/EndToEnd.h"
@@ -66,12 +67,29 @@ TEST_F(Start, AnOptionMWithoutAMacEndsTheAgent)
     EXPECT_EQ((Texts{"ERR Error: mac format must be \"aabbccddeeff\".", "ERR Error wrong param(s)."}), ended.entries);
 }
 
-TEST_F(Start, APathOf300CharactersEndsTheAgent)
+TEST_F(Start, AnEmptyOrOverlongPathIsPassedOverForTheDefaultFile)
 {
-    const Ended ended = RunWith({"-f", std::string(300, 'a')});
-    EXPECT_EQ(255, ended.status);
-    EXPECT_EQ((Texts{"ERR Error: -f argument is longer than 255 characters.", "ERR Error wrong param(s)."}),
-              ended.entries);
+    for (const std::string &path : {std::string(), std::string(300, 'a')}) {
+        Platform platform;
+        AgentOptions options;
+        options.arguments = {"-d", "-f", path};
+        Agent agent(options);
+        EXPECT_EQ("use config file  [/tmp/plug.conf]", agent.WaitLog("use config file").text);
+        platform.WaitSession();
+    }
+}
+
+TEST_F(Start, AConfigurationInTmpThatBelongsToAStrangerIsPassedOver)
+{
+    WriteFile("/tmp/stranger.conf", ConfigText().Text());
+    ASSERT_EQ(0, lchown("/tmp/stranger.conf", 65534, 65534));
+    AgentOptions options;
+    options.config = "";
+    std::filesystem::rename("/tmp/stranger.conf", kConfigFile);
+    Agent agent(options);
+    const LogEntry entry = agent.WaitLog("/tmp/plug.conf is passed over: ");
+    EXPECT_EQ("ERR", entry.level);
+    EXPECT_EQ("use config file\t[./plug.conf]", agent.WaitLog("use config file").text);
 }
 
 TEST_F(Start, AnUnknownOptionIsNamedAndPassedOver)
@@ -84,6 +102,64 @@ TEST_F(Start, AnUnknownOptionIsNamedAndPassedOver)
     EXPECT_EQ("Unknown option: x", entry.text);
     EXPECT_EQ("ERR", entry.level);
     platform.WaitSession();
+}
+
+// What the program writes to its output and error output, and how it ends.
+struct Spoken {
+    int status;
+    std::vector<std::string> output, errors;
+};
+
+Spoken Speak(const std::vector<std::string> &arguments)
+{
+    ProcessOptions program;
+    program.arguments = {PLUG_PROGRAM};
+    program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
+    std::unique_ptr<Lines> output, errors; // outlive the program that writes them
+    Process process(program);
+    output = std::make_unique<Lines>(process.Output());
+    errors = std::make_unique<Lines>(process.Errors());
+    const std::optional<int> status = process.WaitExit(kPatience);
+    if (!status) throw Failure("plug has not ended");
+    output->WaitEnd(kPatience);
+    errors->WaitEnd(kPatience);
+    return {*status, output->All(), errors->All()};
+}
+
+bool AnyContains(const std::vector<std::string> &lines, const std::string &part)
+{
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string &line) { return Contains(line, part); });
+}
+
+TEST_F(Start, HelpOrVersionAsTheOnlyArgumentIsAnsweredAndNothingStarts)
+{
+    for (const char *argument : {"--help", "--version"}) {
+        const Spoken spoken = Speak({argument});
+        EXPECT_EQ(0, spoken.status) << argument;
+        EXPECT_EQ(Texts(), spoken.errors) << argument;
+        ASSERT_FALSE(spoken.output.empty()) << argument;
+        EXPECT_EQ("plug 2.0.0.7-20220406: ties this router to its operator's device-management platform",
+                  spoken.output[0]);
+        for (const char *part :
+             {"  -d ", "  -f FILE ", "  -m MAC ", "/tmp/plug.conf", "./plug.conf", "/tmp/plugstatus", "/tmp/CommServer",
+              "/tmp/plug_download", "/tmp/macconfig", "/tmp/tmpSubdev", "/tmp/tracerouteFile", "man 8 plug",
+              "/libRouterSdk.so.1", "/libcrypto.so", "/libcjson.so", "OpenSSL ", "cJSON 1."})
+            EXPECT_TRUE(AnyContains(spoken.output, part)) << argument << ": " << part;
+        EXPECT_EQ("", Status());
+    }
+}
+
+TEST_F(Start, HelpBesideAnotherArgumentAndHAreUnknownOptions)
+{
+    for (const Texts &arguments : {Texts{"-h", "-d"}, Texts{"--help", "-d"}, Texts{"-d", "--version"}}) {
+        Platform platform;
+        AgentOptions options;
+        options.arguments = arguments;
+        Agent agent(options);
+        EXPECT_EQ(arguments[0] == "-h" ? "Unknown option: h" : "Unknown option: -",
+                  agent.WaitLog("Unknown option").text);
+        platform.WaitSession();
+    }
 }
 
 struct Missing {
@@ -126,6 +202,21 @@ TEST_P(NeedfulValue, EndsTheAgentWhenItIsMissing)
     EXPECT_EQ(GetParam().text, entry.text);
     EXPECT_EQ("ERR", entry.level);
     EXPECT_EQ(0u, platform.Count("register"));
+}
+
+TEST_P(NeedfulValue, IsNamedInOneLineWithoutTheLogToo)
+{
+    Platform platform;
+    AgentOptions options;
+    options.arguments = {};
+    options.config = GetParam().config;
+    options.environment["ROUTER_SIM_FAULTS"] = GetParam().faults;
+    std::filesystem::create_directory(kAgentFolder);
+    WriteFile("/tmp/agent/household.json", GetParam().state);
+    options.environment["ROUTER_SIM_STATE"] = "/tmp/agent/household.json";
+    Agent agent(options);
+    EXPECT_EQ(255, agent.WaitExit());
+    EXPECT_EQ(std::string("plug: ") + GetParam().text + "\n", agent.RawLog());
 }
 
 INSTANTIATE_TEST_SUITE_P(

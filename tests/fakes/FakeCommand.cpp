@@ -2,9 +2,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <mutex>
+#include <unistd.h>
 
 #include "os/OsCommand.h"
 #include "os/OsWait.h"
@@ -74,11 +76,12 @@ int Start(OsCommand *command, const char *text)
     return 0;
 }
 
-// Waits until a run that lasts is killed or told to end. With the lock held.
-void AwaitEnd(const OsCommand *command)
+// Waits until a run that lasts is killed or told to end, or until the deadline. With the lock held.
+void AwaitEnd(const OsCommand *command, int64_t deadlineMs = OS_FOREVER)
 {
     const Run *run;
-    while ((run = Find(command)) && run->script.lasts && !run->killed) OsWaitUntil(&s_commands, OS_FOREVER);
+    while ((run = Find(command)) && run->script.lasts && !run->killed)
+        if (!OsWaitUntil(&s_commands, deadlineMs)) return;
 }
 
 void Forget(const OsCommand *command)
@@ -94,14 +97,21 @@ void OsCommandReady(OsCommand *command)
     command->stopped = false;
 }
 
-int OsCommandRun(OsCommand *command, const char *text)
+int OsCommandRunInto(OsCommand *command, const char *text, int output)
 {
     if (Start(command, text) != 0) return -1;
     OsGuard guard(&s_commands);
+    const std::string &printed = Find(command)->script.output;
+    if (output >= 0 && write(output, printed.data(), printed.size()) != static_cast<ssize_t>(printed.size())) abort();
     AwaitEnd(command);
     const int status = Find(command)->killed ? 128 + 9 : Find(command)->script.status;
     Forget(command);
     return status;
+}
+
+int OsCommandRun(OsCommand *command, const char *text)
+{
+    return OsCommandRunInto(command, text, -1);
 }
 
 int OsRun(const char *text)
@@ -115,10 +125,10 @@ int OsCommandOpen(OsCommand *command, const char *text)
     return Start(command, text);
 }
 
-size_t OsCommandReadLine(OsCommand *command, char *line, size_t room)
+size_t OsCommandReadLine(OsCommand *command, char *line, size_t room, int64_t deadlineMs)
 {
     OsGuard guard(&s_commands);
-    if (Find(command)->read >= Find(command)->script.output.size()) AwaitEnd(command);
+    if (Find(command)->read >= Find(command)->script.output.size()) AwaitEnd(command, deadlineMs);
     Run *run = Find(command);
     const std::string rest = run->script.output.substr(std::min(run->read, run->script.output.size()));
     const size_t length = std::min(std::min(rest.find('\n'), rest.size() - 1) + 1, room - 1);

@@ -1,10 +1,12 @@
 // These definitions stand in the test program itself, so the linker prefers them to the libraries' own.
 #include "tests/fakes/FakeLibraries.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <deque>
 #include <dlfcn.h>
 #include <map>
 #include <mutex>
@@ -23,11 +25,14 @@ struct Host {
     int type;
 };
 
+const std::pair<int, int> kNoOption = {-1, -1};
+
 std::mutex s_lock; // guards what follows
 std::map<std::string, Host> s_hosts;
-std::map<int, int> s_options;
+std::map<std::pair<int, int>, int> s_options; // by level and option
+std::deque<int> s_sends;
 int s_lookUps;
-int s_failingOption = -1;
+std::pair<int, int> s_failingOption = kNoOption;
 bool s_refuseKey;
 bool s_refuseSocket;
 bool s_refuseListen;
@@ -35,6 +40,7 @@ int s_backlog;
 int s_refuseAccepts;
 
 typedef int (*SetKey)(const unsigned char *, int, void *);
+typedef ssize_t (*Send)(int, const void *, size_t, int);
 
 int SetKeyUnlessRefused(const char *name, const unsigned char *key, int bits, void *schedule)
 {
@@ -56,7 +62,8 @@ void FakeLibrariesReset()
     s_hosts.clear();
     s_options.clear();
     s_lookUps = 0;
-    s_failingOption = -1;
+    s_sends.clear();
+    s_failingOption = kNoOption;
     s_refuseKey = s_refuseSocket = s_refuseListen = false;
     s_refuseAccepts = 0;
 }
@@ -109,16 +116,23 @@ int FakeLookUps()
     return s_lookUps;
 }
 
-void FakeFailSocketOption(int option)
+void FakeFailSocketOption(int option, int level)
 {
     std::lock_guard<std::mutex> guard(s_lock);
-    s_failingOption = option;
+    s_failingOption = {level, option};
 }
 
-int FakeSocketOption(int option)
+int FakeSocketOption(int option, int level)
 {
     std::lock_guard<std::mutex> guard(s_lock);
-    return s_options.count(option) ? s_options[option] : -1;
+    const auto found = s_options.find({level, option});
+    return found == s_options.end() ? -1 : found->second;
+}
+
+void FakeSendTakes(std::initializer_list<int> bytes)
+{
+    std::lock_guard<std::mutex> guard(s_lock);
+    s_sends.assign(bytes);
 }
 
 void FakeRefuseCipherKey()
@@ -199,16 +213,33 @@ int accept4(int fd, struct sockaddr *address, socklen_t *size, int flags)
 
 int setsockopt(int fd, int level, int option, const void *value, socklen_t size) noexcept
 {
-    if (level == SOL_SOCKET) {
+    {
         std::lock_guard<std::mutex> guard(s_lock);
-        if (option == s_failingOption) {
-            s_failingOption = -1;
-            errno = ENOBUFS;
+        if (std::pair<int, int>(level, option) == s_failingOption) {
+            s_failingOption = kNoOption;
+            errno = level == SOL_SOCKET ? ENOBUFS : ENOPROTOOPT;
             return -1;
         }
-        if (size == sizeof(int)) memcpy(&s_options[option], value, sizeof(int));
+        if (size == sizeof(int)) memcpy(&s_options[{level, option}], value, sizeof(int));
     }
     return static_cast<int>(syscall(SYS_setsockopt, fd, level, option, value, size));
+}
+
+ssize_t send(int fd, const void *bytes, size_t length, int flags)
+{
+    static const auto real = reinterpret_cast<Send>(dlsym(RTLD_NEXT, "send"));
+    {
+        std::lock_guard<std::mutex> guard(s_lock);
+        if (!s_sends.empty()) {
+            length = std::min(length, static_cast<size_t>(s_sends.front()));
+            s_sends.pop_front();
+            if (length == 0) {
+                errno = EAGAIN;
+                return -1;
+            }
+        }
+    }
+    return real(fd, bytes, length, flags);
 }
 
 int AES_set_encrypt_key(const unsigned char *key, int bits, void *schedule)

@@ -4,6 +4,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <sys/socket.h>
 
 void FakeLibrariesReset();
 
@@ -30,12 +31,14 @@ int FakeListenBacklog();
 // The next `times` accept4() fail.
 void FakeFailAccept(int times);
 
-// The next setsockopt() of SOL_SOCKET with this option fails.
-void FakeFailSocketOption(int option);
+// The next setsockopt() with this option fails.
+void FakeFailSocketOption(int option, int level = SOL_SOCKET);
 
-// What sockets have been told: the value of the last successful setsockopt() of SOL_SOCKET with this option; -1 if
-// none.
-int FakeSocketOption(int option);
+// What sockets have been told: the value of the last successful setsockopt() with this option; -1 if none.
+int FakeSocketOption(int option, int level = SOL_SOCKET);
+
+// The next send()s take no more than so many bytes each; 0: the socket is full.
+void FakeSendTakes(std::initializer_list<int> bytes);
 
 // The next AES key, for either direction, is refused.
 void FakeRefuseCipherKey();

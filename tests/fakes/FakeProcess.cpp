@@ -64,7 +64,6 @@ const char *const kPathRateTest = Inside("rate");
 const char *const kPathSubdev = Inside("tmpSubdev");
 const char *const kPathMacConfig = Inside("macconfig");
 const char *const kPathPlugDownload = Inside("plug_download");
-const char *const kPathPlugPart = Inside("plug_download.part");
 const char *const kPathCommServer = Inside("CommServer");
 
 int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)

@@ -6,6 +6,7 @@
 //             bit 7 clear: a frame. bit 0: declare the right length; bit 1: the right checksum; bit 2: the next
 //             sequence; bit 3: no memory; bits 4 to 6: so many half minutes later
 //   FuncID, sequence, length, checksum, payload length (2 bytes each) and the payload
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -110,18 +111,36 @@ static void Handle(const uint8_t *item, size_t length)
     }
 }
 
+static Bytes s_cut; // what the last read has left of a frame that it cut off
+
+// How many bytes of the read complete what the one before has left; that is handled, completed or not.
+static size_t Complete(const Bytes &read)
+{
+    const size_t cut = s_cut.size();
+    Bytes joined = s_cut;
+    joined.insert(joined.end(), read.begin(), read.end());
+    const size_t rest = CommFrameRest(joined.data(), cut, std::min(joined.size(), kCommFrameMax));
+    REQUIRE(rest <= read.size() && cut + rest <= kCommFrameMax);
+    REQUIRE(rest == 0 || cut + rest == kCommHeaderSize + Le(joined.data() + 8, 4));
+    s_cut.clear();
+    Handle(joined.data(), cut + rest);
+    return rest;
+}
+
 static void Read(FuzzInput *input, bool further)
 {
     size_t length = input->Word() % (kCommReadMax + 1);
     const uint8_t *bytes = input->Bytes(&length);
     const Bytes read(bytes, bytes + length);
-    size_t at = 0;
+    size_t at = s_cut.empty() || read.empty() ? 0 : Complete(read);
+    further = further || at > 0;
     while (at < length) {
         const size_t piece = CommFrameCut(read.data() + at, length - at, further);
         REQUIRE(piece <= length - at);
         REQUIRE(further || piece > 0); // what a read begins with is never waited for
         if (piece == 0) {
             REQUIRE(length - at < kCommFrameMax); // there is room for the rest
+            s_cut.assign(read.begin() + static_cast<long>(at), read.end());
             return;
         }
         Handle(read.data() + at, piece);
@@ -159,6 +178,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     mLogin = 1;
     CommRxSeq = CommTxSeq = 0;
     CommReportsReset();
+    s_cut.clear();
     memset(rxData, 0, sizeof rxData);
     memset(s_slot, 0, sizeof s_slot);
     memset(s_slot + sizeof s_slot - kGuard, kGuardByte, kGuard);

@@ -154,12 +154,38 @@ static Flags Now()
 
 // ---- Rules ----
 
+static bool IsCommand(const ReceivedFrame &frame)
+{
+    return frame.header.msgType == MSG_PLUG_COMMAND || frame.header.msgType == MSG_FUNCTION_COMMAND;
+}
+
+// Decrypts the body, as far as it has whole blocks, and returns whether the frame's checksum is that of what it holds.
+static bool Decrypted(const ReceivedFrame &frame, Bytes *plain)
+{
+    plain->assign(frame.body, frame.body + frame.header.bodyLen / kAesBlock * kAesBlock);
+    if (plain->empty()) return false;
+    size_t plainLen;
+    REQUIRE(aes_decrypt(gProtoolKey, plain->data(), plain->data(), plain->size(), &plainLen) == 0);
+    const uint8_t padding = plain->back();
+    unsigned sum = frame.header.bodyLen % 256u + frame.header.bodyLen / 256u;
+    for (size_t i = 0; i < frame.header.headLen; i++) sum += frame.head[i];
+    for (size_t i = 0; i + padding < plainLen; i++) sum += (*plain)[i];
+    return padding <= plainLen && sum % 256 == frame.header.checksum;
+}
+
+// A frame that begins so, but for a command whose checksum holds, says that the platform's network is down.
+static bool IsNetworkFailure(const ReceivedFrame &frame)
+{
+    Bytes plain;
+    return frame.firstWord == 0xFFFF && !(IsCommand(frame) && Decrypted(frame, &plain));
+}
+
 static void CheckFlags(const ReceivedFrame &frame, const Flags &before)
 {
     const Flags after = Now();
     const size_t cipherLen = frame.header.bodyLen / kAesBlock * kAesBlock;
     const std::string &status = g_world.status;
-    if (frame.firstWord == 0xFFFF) {
+    if (IsNetworkFailure(frame)) {
         REQUIRE(after.quit == 1 && after.regist == before.regist && after.login == before.login && status.empty());
     } else if (frame.header.msgType != MSG_SESSION_ACK || (before.regist == 1 && before.login == 1)) {
         // 104: an update of the agent that came to nothing, as all do here
@@ -184,21 +210,15 @@ static void CheckAnswers(const ReceivedFrame &frame, const Flags &before, bool m
 {
     const std::vector<Answer> answers = Answers();
     const uint8_t type = frame.header.msgType;
-    Bytes plain(frame.body, frame.body + frame.header.bodyLen / kAesBlock * kAesBlock);
-    const bool command = type == MSG_PLUG_COMMAND || type == MSG_FUNCTION_COMMAND;
-    if (before.login != 1 || !command || plain.empty() || frame.firstWord == 0xFFFF) {
+    Bytes plain;
+    const bool holds = Decrypted(frame, &plain);
+    if (before.login != 1 || !IsCommand(frame) || plain.empty() || IsNetworkFailure(frame)) {
         REQUIRE(answers.empty());
         return;
     }
     for (const Answer &answer : answers) REQUIRE(answer.msgType == (type == MSG_PLUG_COMMAND ? MSG_ACK : MSG_ACK_MAC));
 
-    size_t plainLen;
-    REQUIRE(aes_decrypt(gProtoolKey, plain.data(), plain.data(), plain.size(), &plainLen) == 0);
-    const uint8_t padding = plain.back();
-    unsigned sum = frame.header.bodyLen % 256u + frame.header.bodyLen / 256u;
-    for (size_t i = 0; i < frame.header.headLen; i++) sum += frame.head[i];
-    for (size_t i = 0; i + padding < plainLen; i++) sum += plain[i];
-    if (padding > plainLen || sum % 256 != frame.header.checksum) { // not carried out; answered if there is memory
+    if (!holds) { // not carried out; answered if there is memory
         REQUIRE(answers.size() == 1 || (!memory && answers.empty()));
         if (!answers.empty()) REQUIRE(answers[0].headValue == 11 && answers[0].payload.empty());
         return;
@@ -214,8 +234,8 @@ static void CheckAnswers(const ReceivedFrame &frame, const Flags &before, bool m
         REQUIRE(answers[0].payload == "{\"result\":" + code + "}");
         return;
     }
-    const size_t payloadLen = plainLen < 11 ? 0 : plain[9] + 256u * plain[10];
-    if (payloadLen < kFunctionRequestMin || payloadLen > plainLen - 11) {
+    const size_t payloadLen = plain.size() < 11 ? 0 : plain[9] + 256u * plain[10];
+    if (payloadLen < kFunctionRequestMin || payloadLen > plain.size() - 11) {
         REQUIRE(answers.size() == 1 && answers[0].headValue == 0 && answers[0].payload == "length error");
         return;
     }

@@ -47,30 +47,12 @@ static size_t TextLength(const std::string &call)
     return quote == std::string::npos ? 0 : call.size() - quote - 3;
 }
 
-static uint8_t HexByte(const std::string &call, size_t at)
-{
-    return static_cast<uint8_t>(strtoul(call.substr(at, 2).c_str(), nullptr, 16));
-}
-
-// Whether a hex dump that starts at `from` has a NUL among the bytes [at, at + size).
-static bool Terminated(const std::string &call, size_t from, size_t at, size_t size)
-{
-    for (size_t i = 0; i < size; i++)
-        if (HexByte(call, from + 2 * (at + i)) == 0) return true;
-    return false;
-}
-
 static void CheckArguments(const std::string &name, const std::string &call)
 {
     const bool account = StartsWith(name, "set_") &&
                          (name.find("_user") != std::string::npos || name.find("_password") != std::string::npos);
     REQUIRE(!account || TextLength(call) <= 16);
     REQUIRE(TextLength(call) < kFunctionRequestSize - kFunctionRequestMin);
-    if (name == "set_ssid_cfg") {
-        const size_t from = call.find('(') + 1;
-        REQUIRE(Terminated(call, from, offsetof(SsidCfg, ssid), sizeof SsidCfg::ssid));
-        REQUIRE(Terminated(call, from, offsetof(SsidCfg, key), sizeof SsidCfg::key));
-    }
 }
 
 static void AnswerByScript(const std::string &name)

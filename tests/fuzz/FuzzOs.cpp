@@ -74,7 +74,6 @@ const char *const kPathRateTest = "rate";
 const char *const kPathSubdev = "subdev";
 const char *const kPathMacConfig = "macconfig";
 const char *const kPathPlugDownload = "download";
-const char *const kPathPlugPart = "part";
 const char *const kPathCommServer = "comm";
 
 int64_t OsNowMs()
@@ -109,6 +108,16 @@ int OsOpenForReading(const char *, bool)
     return fd;
 }
 
+int OsOpenOurs(const char *path)
+{
+    return OsOpenForReading(path, false);
+}
+
+int OsOpenTrusted(const char *path)
+{
+    return OsOpenForReading(path, false);
+}
+
 int OsOpenForWriting(const char *)
 {
     return memfd_create("written", MFD_CLOEXEC);
@@ -119,14 +128,16 @@ int OsWriteAll(int, const void *, size_t)
     return 0;
 }
 
-int OsPutInPlace(const char *, const char *)
-{
-    return 0;
-}
-
 void OsRemoveFile(const char *) {}
 
-int OsReplaceFile(const char *path, const void *data, size_t size)
+bool OsFileIdOf(const char *, OsFileId *)
+{
+    return false;
+}
+
+void OsRemoveFileIf(const char *, const OsFileId &) {}
+
+int OsReplaceFile(const char *path, const void *data, size_t size, mode_t)
 {
     const bool known = strcmp(path, kPathMacConfig) == 0;
     REQUIRE(known || strcmp(path, kPathPlugStatus) == 0);
@@ -199,6 +210,11 @@ int OsCommandRun(OsCommand *, const char *text)
     return 0;
 }
 
+int OsCommandRunInto(OsCommand *, const char *text, int)
+{
+    return OsCommandRun(nullptr, text);
+}
+
 int OsRun(const char *text)
 {
     return OsCommandRun(nullptr, text);
@@ -209,7 +225,7 @@ int OsCommandOpen(OsCommand *, const char *text)
     return OsCommandRun(nullptr, text);
 }
 
-size_t OsCommandReadLine(OsCommand *, char *, size_t)
+size_t OsCommandReadLine(OsCommand *, char *, size_t, int64_t)
 {
     return 0;
 }

@@ -16,12 +16,17 @@
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
 
-// Texts end within their fields; nothing stands behind the end that could travel.
+// Behind the end of a text in a record nothing stands that could travel.
+static void RequireField(const char *text, size_t size)
+{
+    for (size_t i = strnlen(text, size); i < size; i++) REQUIRE(text[i] == '\0');
+}
+
+// A text of the agent's own ends within its field, too.
 static void RequireText(const char *text, size_t size)
 {
-    const size_t length = strnlen(text, size);
-    REQUIRE(length < size);
-    for (size_t i = length; i < size; i++) REQUIRE(text[i] == '\0');
+    REQUIRE(strnlen(text, size) < size);
+    RequireField(text, size);
 }
 
 static void RequireFields()
@@ -33,10 +38,10 @@ static void RequireFields()
     RequireText(mDownloadUrl, sizeof mDownloadUrl);
     RequireText(mFileMD5, sizeof mFileMD5);
     RequireText(mToken, sizeof mToken);
-    RequireText(upParm.fromVersion, sizeof upParm.fromVersion);
-    RequireText(upParm.toVersion, sizeof upParm.toVersion);
-    RequireText(upParm.url, sizeof upParm.url);
-    RequireText(upParm.chkSum, sizeof upParm.chkSum);
+    RequireField(upParm.fromVersion, sizeof upParm.fromVersion);
+    RequireField(upParm.toVersion, sizeof upParm.toVersion);
+    RequireField(upParm.url, sizeof upParm.url);
+    RequireField(upParm.chkSum, sizeof upParm.chkSum);
     REQUIRE(mDownloadUrl[0] == '\0' || mDownloadUrl[0] == '/');
     REQUIRE(Fn40Interval >= 6 && Fn40Interval <= 114 && Fn40Interval % 6 == 0);
     REQUIRE(AutoReportDevinfo == 0 || AutoReportDevinfo == 1);
@@ -48,20 +53,31 @@ static void RequireResult(uint8_t dataType, const std::string &text, int result)
     cJSON *document = JsonParse(text.c_str());
     if (!document) REQUIRE(result == -1);
     const auto has = [&](const char *name) { return cJSON_GetObjectItem(document, name) != nullptr; };
-    const auto is = [&](const char *name, const char *value) {
+    // Whether the field of `size` bytes holds what fits of the member's text.
+    const auto is = [&](const char *name, const char *field, size_t size, bool terminated) {
         const char *there = cJSON_GetStringValue(cJSON_GetObjectItem(document, name));
-        return there && strcmp(there, value) == 0;
+        return has(name) && strncmp(there ? there : "", field, size - terminated) == 0;
     };
+#define IS(name, text) is(name, text, sizeof(text), true)
+#define IS_FIELD(name, field) is(name, field, sizeof(field), false)
     if (dataType == PLUG_ONLINE && document) REQUIRE((result == 0) == has("result"));
-    if (dataType == PLUG_UPDATE_CMD && result == 0)
-        REQUIRE(is("pluginID", mPluginID) && is("fromVersion", mFromVersion) && is("toVersion", mToVersion));
-    if (dataType == PLUG_UPDATE && result == 0) REQUIRE(is("fileMD5", mFileMD5) && is("token", mToken));
+    if ((dataType == PLUG_VIP || dataType == PLUG_RERECOG) && document) REQUIRE((result == 0) == has("mac"));
+    if (dataType == PLUG_RECOG && document) REQUIRE((result == 0) == (has("mac") && has("result")));
+    if (dataType == PLUG_UPDATE_CMD && document) {
+        REQUIRE((result == 0) == (has("pluginID") && has("fromVersion") && has("toVersion")));
+        if (result == 0)
+            REQUIRE(IS("pluginID", mPluginID) && IS("fromVersion", mFromVersion) && IS("toVersion", mToVersion));
+    }
+    if (dataType == PLUG_UPDATE && result == 0)
+        REQUIRE(has("fileLength") && IS("fileMD5", mFileMD5) && IS("token", mToken));
     if (dataType == PLUG_FIRMWARE_UPDATE) {
         const int codes[] = {-1, 0, 1, 2, 3, 4, 5, 7};
         bool known = false;
         for (const int code : codes) known = known || code == result;
         REQUIRE(known);
-        if (result == 0) REQUIRE(is("toVersion", upParm.toVersion) && is("url", upParm.url));
+        if (result == 0)
+            REQUIRE(IS_FIELD("toVersion", upParm.toVersion) && IS_FIELD("url", upParm.url) &&
+                    IS_FIELD("chkSum", upParm.chkSum));
     } else {
         REQUIRE(result >= -1 && result <= (dataType == PLUG_FIRMWARE_CHECK ? 2 : 0));
     }

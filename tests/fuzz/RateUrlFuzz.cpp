@@ -21,10 +21,16 @@ static bool Allowed(const std::string &url)
     const size_t colon = authority.find(':');
     const std::string host = authority.substr(0, colon);
     if (host.size() < 3 || host.size() > 64) return false;
-    if (colon == std::string::npos) return true;
-    const std::string port = authority.substr(colon + 1);
-    if (port.empty() || port.size() > 7 || port.find_first_not_of("0123456789") != std::string::npos) return false;
-    return atoi(port.c_str()) >= 1 && atoi(port.c_str()) <= 65535;
+    return colon == std::string::npos || authority.size() - colon - 1 <= 7;
+}
+
+// The port that an allowed URL names behind its host: 0 when that is none.
+static int PortBehind(const std::string &url, size_t hostEnd)
+{
+    if (url[hostEnd] == '/') return 80;
+    const std::string port = url.substr(hostEnd + 1, url.find('/', hostEnd) - hostEnd - 1);
+    if (port.empty() || port.find_first_not_of("0123456789") != std::string::npos) return 0;
+    return atoi(port.c_str()) <= 65535 ? atoi(port.c_str()) : 0;
 }
 
 static void CheckUrl(const std::string &url)
@@ -38,7 +44,7 @@ static void CheckUrl(const std::string &url)
     const std::string path(target.path, strnlen(target.path, sizeof target.path));
     REQUIRE(host.size() >= 3 && host.size() <= 64 && host.find('/') == std::string::npos);
     REQUIRE(!path.empty() && path[0] == '/');
-    REQUIRE(target.port >= 1 && target.port <= 65535);
+    REQUIRE(target.port == PortBehind(url, url.find("://") + 3 + host.size()));
     // What was left out of the URL is a scheme and, in some way to write it, the port.
     REQUIRE(url.size() >= 3 + host.size() + path.size());
     REQUIRE(url.compare(url.size() - path.size(), path.size(), path) == 0);

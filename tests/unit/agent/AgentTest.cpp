@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -18,6 +19,7 @@
 #include "platform/Protool.h"
 #include "platform/Settings.h"
 #include "platform/TcpServer.h"
+#include "tests/unit/agent/LogNames.h"
 
 void AgentTest::SetUp()
 {
@@ -47,21 +49,43 @@ void AgentTest::SetUp()
 
 void AgentTest::TearDown()
 {
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ("", Misnamed(WithoutColours(testing::internal::GetCapturedStderr())));
     DeleteProgramProfile();
     d_set_log_level(LOG_LEVEL_ERR);
 }
 
 std::string AgentTest::Log()
 {
-    const std::string text = testing::internal::GetCapturedStderr();
+    const std::string text = WithoutColours(testing::internal::GetCapturedStderr());
     testing::internal::CaptureStderr();
-    return WithoutColours(text);
+    EXPECT_EQ("", Misnamed(text));
+    return text;
 }
 
 std::string AgentTest::StatusFile()
 {
     return FileContent(kPathPlugStatus);
+}
+
+StandardOutput::StandardOutput() : mPath(FakeFolder() + "/stdout"), mBefore(dup(STDOUT_FILENO))
+{
+    fflush(stdout);
+    const int file = open(mPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    dup2(file, STDOUT_FILENO);
+    close(file);
+    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ); // as stdout is by itself where it is no terminal
+}
+
+StandardOutput::~StandardOutput()
+{
+    fflush(stdout);
+    dup2(mBefore, STDOUT_FILENO);
+    close(mBefore);
+}
+
+std::string StandardOutput::SoFar() const
+{
+    return FileContent(mPath);
 }
 
 Bytes Hex(const std::string &text)
@@ -133,6 +157,12 @@ uint16_t Peer::Port() const
     socklen_t size = sizeof address;
     getsockname(mListener, reinterpret_cast<struct sockaddr *>(&address), &size);
     return ntohs(address.sin_port);
+}
+
+void Peer::SmallBuffer()
+{
+    const int size = 4096;
+    EXPECT_EQ(0, setsockopt(mListener, SOL_SOCKET, SO_RCVBUF, &size, sizeof size));
 }
 
 bool Peer::Accept()

@@ -38,6 +38,21 @@ std::string WithoutColours(const std::string &text);
 std::string FileContent(const std::string &path);
 void WriteFile(const std::string &path, const std::string &content);
 
+// Standard output in a file while this is in scope, as a service has it: what has not been flushed is not there.
+class StandardOutput
+{
+  public:
+    StandardOutput();
+    ~StandardOutput();
+    StandardOutput(const StandardOutput &) = delete;
+    StandardOutput &operator=(const StandardOutput &) = delete;
+    std::string SoFar() const;
+
+  private:
+    std::string mPath;
+    int mBefore;
+};
+
 // One end of a loopback connection, or the listener for it. Every call gives up after ten real seconds with a failure
 // of the test, so that a test never hangs.
 class Peer
@@ -46,6 +61,7 @@ class Peer
     Peer();                // listens on a free port of 127.0.0.1
     ~Peer();               // closes what is open
     uint16_t Port() const; // where it listens
+    void SmallBuffer();    // of the connections to come: a few thousand bytes that nobody has read fill it
     bool Accept();         // takes the next connection in place of the present one
     bool Send(const Bytes &bytes);
     bool SendFrame(uint8_t msgType, uint8_t flag, const Bytes &head, const Bytes &body, uint8_t checksum);

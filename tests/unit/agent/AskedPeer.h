@@ -60,18 +60,19 @@ class AskedPeer
 
     // A frame of the peer's, handled as the handler thread does it. As an answer to a request it brings `bytes` behind
     // its status, and whoever waits is woken.
-    static void Answer(uint8_t status, const Bytes &bytes) { Handle(71, Bytes{status} + bytes); }
+    static void Answer(uint8_t status, const Bytes &bytes) { Say(71, Bytes{status} + bytes); }
 
     // A frame that is no answer.
-    static void Report() { Handle(1, {0}); }
+    static void Report() { Say(1, {0}); }
 
-  private:
-    static void Handle(uint16_t funcId, const Bytes &payload)
+    // Any frame.
+    static void Say(uint16_t funcId, const Bytes &payload)
     {
         Bytes slot = Slot(LocalFrame(funcId, CommRxSeq + 1, payload));
         CommHandleFrame(slot.data());
     }
 
+  private:
     Bytes Exactly(size_t size)
     {
         Bytes bytes(size);

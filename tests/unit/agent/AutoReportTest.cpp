@@ -232,6 +232,38 @@ TEST_F(AutoReport, ThePlatformsConfigurationIsKeptEvenWhenThePeerRefusesIt)
     EXPECT_EQ(30, intervalFlag3);
 }
 
+TEST_F(AutoReport, ThePlatformsConfigurationReplacesTheOneBeforeWhole)
+{
+    Answer88(
+        R"({"referNum":100,"serverDiff":7,"interval1":5,"interval2":1440,"interval3":30,"jumpTime":"8:00-22:00"})");
+    Accepted(R"({"referNum":6})");
+    EXPECT_EQ("6 0 -1 -1 -1 ''", ConfText());
+    ComF_send_calibration();
+    EXPECT_TRUE(Logged("Function 89 no config, no need calibration!"));
+}
+
+TEST_F(AutoReport, ARequestThatWouldBeTooLongLeavesTheConfigurationBefore)
+{
+    Answer88(R"({"referNum":100,"serverDiff":7,"interval1":5,"interval2":0,"interval3":30,"jumpTime":"8:00-22:00"})");
+    EXPECT_EQ(1, Set(R"({"referNum":5,"x":")" + std::string(399, 'x') + R"("})"));
+    EXPECT_TRUE(peer.NothingSent());
+    EXPECT_EQ("100 7 5 0 30 '8:00-22:00'", ConfText());
+}
+
+TEST_F(AutoReport, TheAnswerToAnEarlierQuestionDoesNotReplaceThePlatformsConfiguration)
+{
+    auto question = std::async(std::launch::async, ComF_get_autoreport_conf);
+    peer.Frame();
+    auto set = std::async(std::launch::async, [] { return Set(kBothReports); });
+    FakeClockAwaitWaiters(2);
+    AskedPeer::Say(997, Bytes{0} + Text(R"({"referNum":77})"));
+    question.get();
+    peer.Frame();
+    AskedPeer::Say(88, {0});
+    EXPECT_EQ(0, set.get());
+    EXPECT_EQ("100 0 5 1440 30 ''", ConfText());
+}
+
 TEST_F(AutoReport, ThePeersStatusIsTheResult)
 {
     Accepted(kBothReports, 3, 3);

@@ -1,5 +1,6 @@
 #include "rules/BadItem.h"
 
+#include "platform/SignOfLife.h"
 #include "tests/unit/agent/LinkTest.h"
 
 namespace
@@ -40,4 +41,15 @@ TEST_F(BadItem, IsLeftAsSoonAsTheSessionEnds)
 TEST_F(BadItem, IsLeftAtOnceWhenThereIsNoSession)
 {
     EXPECT_FALSE(StayOnBadItem());
+}
+
+TEST_F(BadItem, LetsNothingThatThePlatformSendsCount)
+{
+    SetResponseState(RESPONSE_OCCUPIED);
+    NoteBytes();
+    FakeClockAuto(true); // the pauses of a second
+    EXPECT_FALSE(StayOnBadItem());
+    FakeClockAdvanceMs(5000);
+    NoteBytes();
+    EXPECT_EQ(5000, SilenceMs());
 }

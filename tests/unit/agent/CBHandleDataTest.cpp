@@ -83,6 +83,82 @@ TEST_F(CBHandleDataTest, NothingIsAnsweredWhileNotLoggedIn)
     ExpectNothingSent();
 }
 
+// ---- Cipher text that begins FF FF ----
+
+// The first of these records, one for each number, whose cipher text begins so, the mark of a network failure: one in
+// 65536 does. Every number makes another first block. Empty when there is none.
+static Bytes FailureLookalike(const std::function<Bytes(uint32_t)> &record)
+{
+    for (uint32_t number = 0; number < 1 << 24; number++) {
+        const Bytes plain = record(number);
+        const Bytes block = EncryptedBlocks(Bytes(plain.begin(), plain.begin() + 16));
+        if (block[0] == 0xFF && block[1] == 0xFF) return plain;
+    }
+    return {};
+}
+
+// Such a record for a plugin command; its payload is "hello" and six digits.
+static Bytes PlugLookalike()
+{
+    return FailureLookalike([](uint32_t number) {
+        const std::string digits = std::to_string(number);
+        return Record(200, {}, Text("hello" + std::string(6 - std::min<size_t>(6, digits.size()), '0') + digits));
+    });
+}
+
+TEST_F(CBHandleDataTest, APlugCommandWhoseCipherBeginsLikeANetworkFailureIsACommand)
+{
+    const FeatureSpy spy;
+    const Bytes plain = PlugLookalike();
+    ASSERT_FALSE(plain.empty());
+    const ReceivedFrame frame = ReceivedRecord(18, {}, plain);
+    ASSERT_EQ(0xFFFF, frame.firstWord);
+    CBHandle(frame);
+    EXPECT_EQ(0, mQuitPro);
+    ASSERT_EQ(1u, spy.Calls().size());
+    EXPECT_EQ(std::string(plain.begin() + 5, plain.end()), spy.Calls()[0].payload);
+    ExpectAck(25, 0, 200, Text("{\"result\":0}"));
+}
+
+TEST_F(CBHandleDataTest, AFunctionCommandWhoseCipherBeginsLikeANetworkFailureIsACommand)
+{
+    strcpy(gSdk.version.text, "V1");
+    const Bytes plain = FailureLookalike([this](uint32_t number) {
+        Bytes request = FunctionRequest(1);
+        for (int i = 0; i < 3; i++)
+            request[i < 2 ? i : 4] = static_cast<uint8_t>(number >> 8 * i); // tag, and one behind
+        return Record(40, mac, request);
+    });
+    ASSERT_FALSE(plain.empty());
+    const ReceivedFrame frame = ReceivedRecord(20, {}, plain);
+    ASSERT_EQ(0xFFFF, frame.firstWord);
+    CBHandle(frame);
+    EXPECT_EQ(0, mQuitPro);
+    ExpectAck(26, 0, 40, Bytes{plain[11], plain[12]} + Hex("01 00 00 00") + Text("V1") + Bytes(62, 0));
+}
+
+TEST_F(CBHandleDataTest, WithAChecksumThatDoesNotHoldItIsANetworkFailure)
+{
+    const FeatureSpy spy;
+    ReceivedFrame frame = ReceivedRecord(18, {}, PlugLookalike());
+    frame.header.checksum++;
+    CBHandle(frame);
+    EXPECT_EQ(1, mQuitPro);
+    EXPECT_TRUE(spy.Calls().empty());
+    EXPECT_NE(std::string::npos, Log().find("net error reconnect\n"));
+    ExpectNothingSent();
+}
+
+TEST_F(CBHandleDataTest, OfOtherTypesItIsANetworkFailureWhateverItsChecksum)
+{
+    const Bytes plain = PlugLookalike();
+    for (uint8_t type : {2, 11, 25, 26, 27}) {
+        mQuitPro = 0;
+        CBHandle(ReceivedRecord(type, {}, plain));
+        EXPECT_EQ(1, mQuitPro) << int(type);
+    }
+}
+
 // ---- Checksum ----
 
 TEST_F(CBHandleDataTest, APlugCommandWithAWrongChecksumIsAnsweredElevenAndNotExecuted)

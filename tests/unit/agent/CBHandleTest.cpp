@@ -2,10 +2,13 @@
 #include "platform/CBHandle.h"
 
 #include <cstring>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <set>
 
 #include "os/OsClock.h"
 #include "platform/Protool.h"
+#include "tests/fakes/FakeLibraries.h"
 #include "tests/unit/agent/FeatureSpy.h"
 #include "tests/unit/agent/PlatformSide.h"
 
@@ -96,7 +99,8 @@ TEST_F(CBHandleTest, AForcedDisconnectEndsTheProcess)
 {
     Unlink();
     EXPECT_ENDS(CBHandle(Received(3, {}, {})),
-                "force disconnect exit !!!!!.*exit at \\[CBHandle\\] [1-9][0-9]* .\\[0m");
+                "\\[Protool->CBHandle->[0-9]+\\]-> [^>]*force disconnect exit !!!!!.*"
+                "\\[Protool->CBHandle->[0-9]+\\]-> [^>]*exit at \\[CBHandle\\] [1-9][0-9]* .\\[0m");
     EXPECT_EQ("005\n", StatusFile());
 }
 
@@ -191,6 +195,16 @@ TEST_F(CBHandleTest, LoginAckBringsTheHeartbeatIntervalOfAtLeastTwenty)
     }
     EXPECT_EQ("003\n", StatusFile());
     EXPECT_EQ(0, mQuitPro);
+}
+
+TEST_F(CBHandleTest, TheUserTimeoutOfTheConnectionIsThreeIntervalsOfTheLogin)
+{
+    FakeLibrariesReset();
+    for (const auto &[interval, timeoutMs] : {std::pair{"05 00", 60000}, {"3C 00", 180000}}) {
+        BeforeLogin();
+        CBHandle(Received(11, {}, Encrypted(Hex("00 00") + Hex(interval))));
+        EXPECT_EQ(timeoutMs, FakeSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP));
+    }
 }
 
 TEST_F(CBHandleTest, ALoginAckTooShortForItsIntervalEndsTheSession)

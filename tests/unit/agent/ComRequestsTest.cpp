@@ -1,47 +1,12 @@
 // What the agent asks of the router's management process: frames, waits, results.
-#include "comm/ComRequests.h"
+#include "tests/unit/agent/ComRequestsTest.h"
 
-#include <functional>
-#include <future>
 #include <thread>
-
-#include "os/OsClock.h"
-#include "platform/Protool.h"
-#include "platform/TcpServer.h"
-#include "tests/unit/agent/AskedPeer.h"
 
 namespace
 {
 
-class ComRequests : public AgentTest
-{
-  protected:
-    void SetUp() override
-    {
-        AgentTest::SetUp();
-        ServerRun = mLogin = 1; // a session is up
-    }
-
-    void TearDown() override
-    {
-        ServerRun = 0;
-        AgentTest::TearDown();
-    }
-
-    bool Logged(const std::string &line) { return Log().find(line + "\n\n") != std::string::npos; }
-
-    // Runs `request` while the peer answers its frame, which is returned.
-    Bytes Exchange(const std::function<int()> &request, uint8_t status, const Bytes &answer, int *result)
-    {
-        auto asked = std::async(std::launch::async, request);
-        const Bytes frame = peer.Frame();
-        AskedPeer::Answer(status, answer);
-        *result = asked.get();
-        return frame;
-    }
-
-    AskedPeer peer;
-};
+using ComRequests = ComRequestsTest;
 
 struct Request {
     const char *function;
@@ -51,9 +16,6 @@ struct Request {
     const char *failure;
     const char *name; // in CommSendCmd's log line
 };
-
-uint8_t s_out[2];
-uint8_t s_wan[228];
 
 // Every request with an answer but that of the auto-report configuration, whose answer is no stored one.
 const std::vector<Request> &Requests()
@@ -79,11 +41,11 @@ const std::vector<Request> &Requests()
         {"ComF_get_mesh_roaming_threshold", [] { return ComF_get_mesh_roaming_threshold(s_out); },
          "5A5A 4D00 01000000 01000000 6900 69", 2, "ERROR: send get mesh roaming threshold command failed!",
          "get mesh roaming threshold"},
-        {"ComF_get_mesh_topology", ComF_get_mesh_topology, "5A5A 4E00 01000000 01000000 6900 69", 0,
+        {"ComF_get_mesh_topology", AskForMore<ComF_get_mesh_topology>, "5A5A 4E00 01000000 01000000 6900 69", 2,
          "ERROR: send get mesh topology command failed!", "get mesh topology"},
-        {"ComF_get_adj_wifi_info", ComF_get_adj_wifi_info, "5A5A 4F00 01000000 01000000 6900 69", 0,
+        {"ComF_get_adj_wifi_info", AskForMore<ComF_get_adj_wifi_info>, "5A5A 4F00 01000000 01000000 6900 69", 2,
          "ERROR: send get adj wifi info command failed!", "get adj wifi info"},
-        {"ComF_get_bssid", ComF_get_bssid, "5A5A 5000 01000000 01000000 6900 69", 0,
+        {"ComF_get_bssid", AskForMore<ComF_get_bssid>, "5A5A 5000 01000000 01000000 6900 69", 2,
          "ERROR: send get bssid command failed!", "get bssid"},
         {"ComF_trig_onekey_optimize", ComF_trig_onekey_optimize, "5A5A 5300 01000000 01000000 6900 69", 0,
          "ERROR: send trigger onekey optimize command failed!", "trigger one key optimize"},
@@ -385,71 +347,4 @@ TEST_F(ComRequests, TheConfigurationOfAutoReportsTellsWhenItHasCome)
     Exchange([] { return ComF_get_autoreport_conf(); }, 3, {}, &result);
     EXPECT_EQ(3, result);
     EXPECT_FALSE(Logged("]-> DEBUG: get auto report config info success."));
-}
-
-// ---- Answers that come late, or to something else ----
-
-TEST_F(ComRequests, AnAnswerFromBeforeTheRequestDoesNotCount)
-{
-    AskedPeer::Answer(0, Hex("01"));
-    FakeClockAuto(true);
-    uint8_t on = 0xEE;
-    EXPECT_EQ(1, ComF_get_mesh_switch(&on));
-    EXPECT_EQ(0xEE, on);
-    EXPECT_EQ(10000, OsNowMs());
-}
-
-TEST_F(ComRequests, AnAnswerThatComesLateIsTakenForThatOfTheNextRequestThatWaits)
-{
-    FakeClockAuto(true);
-    uint8_t on = 0xEE;
-    EXPECT_EQ(1, ComF_get_mesh_switch(&on));
-    FakeClockAuto(false);
-    peer.Frame();
-    int result = -1;
-    Exchange([&] { return ComF_get_mesh_roaming_switch(&on); }, 0, Hex("01"), &result); // meant for the one before
-    EXPECT_EQ(0, result);
-    EXPECT_EQ(1, on);
-}
-
-TEST_F(ComRequests, AFrameThatIsNoAnswerEndsTheWaitWithTheAnswerBefore)
-{
-    AskedPeer::Answer(0, Hex("05"));
-    uint8_t on = 0xEE;
-    auto asked = std::async(std::launch::async, [&] { return ComF_get_mesh_switch(&on); });
-    peer.Frame();
-    AskedPeer::Report();
-    EXPECT_EQ(0, asked.get());
-    EXPECT_EQ(5, on);
-}
-
-// ---- CommAnswer ----
-
-TEST_F(ComRequests, AnAnswersBytesAreAsManyAsCame)
-{
-    uint8_t out[8];
-    memset(out, 0xEE, sizeof out);
-    AskedPeer::Answer(0, Hex("01 02 03"));
-    EXPECT_EQ(3u, CommAnswer(out, sizeof out));
-    EXPECT_EQ(Hex("01 02 03 EE EE EE EE EE"), Bytes(out, out + 8));
-    AskedPeer::Answer(0, {});
-    EXPECT_EQ(0u, CommAnswer(out, sizeof out));
-}
-
-TEST_F(ComRequests, AnAnswersBytesAreNoMoreThanThereIsRoomFor)
-{
-    uint8_t out[8];
-    memset(out, 0xEE, sizeof out);
-    AskedPeer::Answer(0, Hex("01 02 03"));
-    EXPECT_EQ(2u, CommAnswer(out, 2));
-    EXPECT_EQ(Hex("01 02 EE"), Bytes(out, out + 3));
-}
-
-TEST_F(ComRequests, AnAnswersLengthIsNotTrustedPastItsStore)
-{
-    static uint8_t out[0x10000];
-    rxData[1] = rxData[2] = 0xFF;
-    EXPECT_EQ(kRxDataSize - 3, CommAnswer(out, sizeof out));
-    rxData[1] = rxData[2] = 0; // as after an answer with no bytes at all
-    EXPECT_EQ(0u, CommAnswer(out, sizeof out));
 }

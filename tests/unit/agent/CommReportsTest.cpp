@@ -124,6 +124,14 @@ TEST_F(CommReports, AreShownOnStandardOutputWhenDebugging)
     EXPECT_EQ("", testing::internal::GetCapturedStdout());
 }
 
+TEST_F(CommReports, AreShownAtOnce)
+{
+    l_debug = 1;
+    const StandardOutput shown;
+    Handle(84, Hex("7B"));
+    EXPECT_EQ("\nFuncID 84, Auto report info:\n01 00 54 00 00 00 01 00 7B \n", shown.SoFar());
+}
+
 // ---- FuncID 81 ----
 
 TEST_F(CommReports, RecordsHaveTheirFiveAddressesReversedAndNothingElse)
@@ -204,6 +212,18 @@ TEST_F(CommReports, Type1DroppedForComingTooSoonIsStillTheOneNotToRepeat)
     At(63);
     Expect89(Hex("01 BB"), false);
     At(123);
+    Expect89(Hex("01 AA"), true);
+}
+
+TEST_F(CommReports, Type1IsComparedWithTheLastOneHoweverLongAgoThatWas)
+{
+    At(0);
+    Expect89(Hex("01 AA"), true);
+    At(7200);
+    Expect89(Hex("01 BB"), true);
+    At(7260);
+    Expect89(Hex("01 BB"), false);
+    At(7320);
     Expect89(Hex("01 AA"), true);
 }
 
@@ -289,6 +309,44 @@ TEST_F(CommReports, EachTypeHasAClockOfItsOwn)
     Expect89(Hex("01 AA"), true);
     Expect89(Hex("02 AA"), true);
     Expect89(Hex("03 AA"), true);
+}
+
+TEST_F(CommReports, TheFirstReportOfEachTypeGoesUpWhateverTheYear)
+{
+    // 1970, the last second of 32 bits and the ones behind it, 2106
+    for (const time_t now : {time_t(0), time_t(3), time_t(49), time_t(0x7FFFFFFF), time_t(0x80000000),
+                             time_t(0x80000000 + 40), time_t(0xFFFFFFFF), time_t(0x100000003)}) {
+        CommReportsReset();
+        FakeClockSetWallTime(now);
+        for (uint8_t type = 1; type <= 3; type++) Expect89({type, 0xAA}, true);
+    }
+}
+
+TEST_F(CommReports, TheRulesHoldInEveryYear)
+{
+    for (const time_t first : {time_t(3), time_t(0x7FFFFFF0), time_t(0x180000000)}) {
+        CommReportsReset();
+        FakeClockSetWallTime(first);
+        Expect89(Hex("01 AA"), true);
+        Expect89(Hex("02 AA"), true);
+        Expect89(Hex("03 AA"), true);
+        FakeClockSetWallTime(first + 49);
+        Expect89(Hex("01 AA"), false);
+        Expect89(Hex("03 AA"), false);
+        FakeClockSetWallTime(first + 1169);
+        Expect89(Hex("01 AA"), true);
+        Expect89(Hex("02 AA"), false);
+        Expect89(Hex("03 AA"), true);
+    }
+}
+
+TEST_F(CommReports, AClockThatIsSetAfterTheFirstReportCountsAsTheTimeBetween)
+{
+    FakeClockSetWallTime(3); // until the network has told the time
+    Expect89(Hex("01 AA"), true);
+    At(0);
+    Expect89(Hex("01 AA"), true);
+    EXPECT_TRUE(Logged("CommAutoReport89", "Type1 report interval: 1699999997 seconds!"));
 }
 
 TEST_F(CommReports, OtherTypesAreDropped)

@@ -12,6 +12,11 @@ const OsReadable T = OS_TIMED_OUT;
 
 class CommServerPeer : public CommServer
 {
+  protected:
+    static Bytes Part(const Bytes &frame, size_t begin, size_t end)
+    {
+        return Bytes(frame.begin() + static_cast<long>(begin), frame.begin() + static_cast<long>(end));
+    }
 };
 
 } // namespace
@@ -54,23 +59,89 @@ TEST_F(CommServerPeer, SeveralFramesInOneReadAreHandledOneByOne)
     EXPECT_EQ("comm_get_version\ncomm_get_base_info\ncomm_get_wan_cfg\n", Lines(AllLogged(), "CommHandleProc"));
 }
 
-TEST_F(CommServerPeer, AFurtherFrameThatIsCutOffIsCompletedByTheNextReads)
+TEST_F(CommServerPeer, AFurtherFrameThatIsCutOffIsCompletedByTheNextRead)
 {
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
     const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3, 4, 5});
-    for (size_t cut = 1; cut + 1 < second.size(); cut++) {
-        const Bytes head(second.begin(), second.begin() + static_cast<long>(cut));
-        const Bytes middle(second.begin() + static_cast<long>(cut), second.end() - 1);
+    for (size_t cut = 1; cut < second.size(); cut++) {
         CommReceived = 0;
-        ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + head));
+        ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, cut)));
         ASSERT_TRUE(AwaitLog("comm_get_version", cut));
-        ASSERT_TRUE(peer.Send(middle)); // and this is not all of it either
-        ASSERT_TRUE(peer.Send({5}));
+        ASSERT_TRUE(peer.Send(Part(second, cut, second.size())));
         ASSERT_TRUE(AwaitLog("comm_get_base_info", cut)) << cut;
     }
     EXPECT_EQ(std::string::npos, AllLogged().find("error"));
+}
+
+TEST_F(CommServerPeer, FramesBehindTheOneThatAReadCompletesAreItemsOfTheirOwn)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3});
+    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, 9)));
+    ASSERT_TRUE(AwaitLog("comm_get_version"));
+    const Bytes third = LocalFrame(3, 3, {0});
+    ASSERT_TRUE(peer.Send(Part(second, 9, 18) + third + Part(LocalFrame(4, 4, {0, 1}), 0, 15)));
+    ASSERT_TRUE(AwaitLog("comm_get_wan_cfg"));
+    ASSERT_TRUE(peer.Send(Part(LocalFrame(4, 4, {0, 1}), 15, 16))); // and its last one is completed as well
+    EXPECT_TRUE(AwaitLog("comm_get_wans_cfg"));
+    EXPECT_EQ("comm_get_version\ncomm_get_base_info\ncomm_get_wan_cfg\ncomm_get_wans_cfg\n",
+              Lines(AllLogged(), "CommHandleProc"));
+}
+
+TEST_F(CommServerPeer, AFrameThatStaysCutOffSwallowsNoneOfThoseThatFollow)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    // The announced length is within what the next read brings, and far behind it.
+    const size_t announced[] = {20, 8000};
+    uint32_t sequence = 0;
+    size_t handled = 0;
+    for (const size_t length : announced) {
+        const Bytes half = Part(LocalFrame(84, 1000, Bytes(length, 1)), 0, 17);
+        ASSERT_TRUE(peer.Send(LocalFrame(1, ++sequence, {0}) + half));
+        ASSERT_TRUE(AwaitLog("comm_get_version", ++handled));
+        ASSERT_TRUE(peer.Send(LocalFrame(2, sequence + 1, {0}) + LocalFrame(3, sequence + 2, {0})));
+        sequence += 2;
+        EXPECT_TRUE(AwaitLog("comm_get_base_info", handled)) << length;
+        EXPECT_TRUE(AwaitLog("comm_get_wan_cfg", handled)) << length;
+        EXPECT_TRUE(Answered(&peer, ++sequence)) << length;
+        EXPECT_EQ(handled, LoggedTimes("Receive  checkSum error.")) << "the half is an item of its own";
+    }
+}
+
+TEST_F(CommServerPeer, AFurtherFrameIsNotWaitedForLongerThanOneRead)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3, 4, 5});
+    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, 8)));
+    ASSERT_TRUE(AwaitLog("comm_get_version"));
+    ASSERT_TRUE(peer.Send(Part(second, 8, 15)));
+    EXPECT_TRUE(AwaitLog("Receive length error, length is 8"));
+    EXPECT_TRUE(AwaitLog("Receive length error, length is 7"));
+    ASSERT_TRUE(peer.Send(Part(second, 15, 20)));
+    EXPECT_TRUE(AwaitLog("Receive length error, length is 5"));
+    EXPECT_TRUE(Answered(&peer, 3));
+}
+
+TEST_F(CommServerPeer, ARestThatCompletesADamagedFrameIsTakenAllTheSame)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    Bytes second = LocalFrame(2, 2, {0, 1, 2, 3});
+    second.back() ^= 1;
+    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, 15)));
+    ASSERT_TRUE(AwaitLog("comm_get_version"));
+    ASSERT_TRUE(peer.Send(Part(second, 15, 18) + LocalFrame(3, 3, {0})));
+    EXPECT_TRUE(AwaitLog("comm_get_wan_cfg")) << "the frame behind it begins where it ends";
+    EXPECT_EQ(1u, LoggedTimes("Receive  checkSum error."));
 }
 
 TEST_F(CommServerPeer, ManyFramesThatFillMoreThanOneReadAllArrive)

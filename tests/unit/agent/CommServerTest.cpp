@@ -83,32 +83,64 @@ TEST_F(CommServer, APlantedLinkIsRemovedAndNotFollowed)
     EXPECT_EQ("mine", FileContent(target));
 }
 
-TEST_F(CommServer, WithoutASocketTheAcceptThreadEndsForGood)
+TEST_F(CommServer, WithoutASocketItTriesAgainAfterFiveSeconds)
 {
     FakeFailSocket();
     EXPECT_EQ(0, CommServerStart());
     EXPECT_TRUE(AwaitLog("Create socket failed"));
-    EXPECT_EQ("Create socket failed\n", Lines(AllLogged(), "CommServerProc"));
     EXPECT_FALSE(std::filesystem::exists(kPathCommServer));
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(5000, FakeClockNextDeadlineMs());
+    FakeClockAdvanceMs(5000);
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(Served());
+    EXPECT_EQ("Create socket failed\n", Lines(AllLogged(), "CommServerProc"));
 }
 
-TEST_F(CommServer, WhereItCannotBindTheAcceptThreadEndsForGood)
+TEST_F(CommServer, WhereItCannotBindItTriesAgainEveryFiveSeconds)
 {
     std::filesystem::create_directories(std::string(kPathCommServer) + "/planted");
     EXPECT_EQ(0, CommServerStart());
-    EXPECT_TRUE(AwaitLog("bind failed"));
-    EXPECT_EQ("bind failed\n", Lines(AllLogged(), "CommServerProc"));
+    for (size_t tries = 1; tries <= 3; tries++) {
+        ASSERT_TRUE(AwaitLog("bind failed", tries));
+        FakeClockAwaitSleepers(1);
+        EXPECT_EQ(5000, FakeClockNextDeadlineMs());
+        FakeClockAdvanceMs(4999);
+        EXPECT_EQ(tries, LoggedTimes("bind failed"));
+        if (tries == 3) std::filesystem::remove_all(kPathCommServer);
+        FakeClockAdvanceMs(1);
+    }
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(Served());
+    EXPECT_TRUE(Answered(&peer, 1));
 }
 
-TEST_F(CommServer, WhereItCannotListenTheAcceptThreadEndsForGood)
+TEST_F(CommServer, WhereItCannotListenItTriesAgainAndLosesNoDescriptor)
 {
     const size_t before = OpenDescriptors();
     FakeFailListen();
     EXPECT_EQ(0, CommServerStart());
     EXPECT_TRUE(AwaitLog("listen failed"));
-    EXPECT_EQ("listen failed\n", Lines(AllLogged(), "CommServerProc"));
+    FakeClockAwaitSleepers(1);
+    FakeClockAdvanceMs(5000);
+    LocalPeer peer;
+    ASSERT_TRUE(peer.Connect());
+    EXPECT_TRUE(Served());
+    peer.Close();
     CommServerStop();
+    EXPECT_EQ("listen failed\n", Lines(AllLogged(), "CommServerProc"));
     EXPECT_EQ(before, OpenDescriptors());
+}
+
+TEST_F(CommServer, StopsWhileItWaitsToTryAgain)
+{
+    std::filesystem::create_directories(std::string(kPathCommServer) + "/planted");
+    EXPECT_EQ(0, CommServerStart());
+    FakeClockAwaitSleepers(1);
+    CommServerStop(); // although the clock stands still
+    EXPECT_TRUE(std::filesystem::exists(std::string(kPathCommServer) + "/planted"));
 }
 
 TEST_F(CommServer, DoesNotStartWithoutMemoryForItsQueue)
@@ -195,11 +227,31 @@ TEST_F(CommServer, TheReaperPausesASecondAfterEachInstance)
     ASSERT_TRUE(AwaitLog("Close instance.", 2));
     EXPECT_EQ(1, InstanceState) << "not reaped yet";
     ASSERT_TRUE(third.Connect());
-    EXPECT_TRUE(third.AtEnd()) << "so it is shut out";
-    FakeClockAwaitSleepers(2);
+    FakeClockAwaitWaiters(3); // handler, reaper and now the accept thread
+    EXPECT_TRUE(third.Open()) << "it waits for the reaper";
+    EXPECT_EQ(0, InstanceSocket);
     FakeClockAdvanceMs(1000);
     EXPECT_TRUE(AwaitLog("release ok", 2));
-    EXPECT_EQ(0, InstanceState);
+    EXPECT_TRUE(Served());
+    EXPECT_TRUE(Answered(&third, 1));
+    EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
+}
+
+TEST_F(CommServer, APeerThatComesRightBehindOneThatHasGoneIsServedWithoutARefusal)
+{
+    LocalPeer peer;
+    Serve(&peer);
+    FakeClockAuto(true);
+    for (uint32_t i = 1; i <= 200; i++) {
+        LocalPeer next;
+        peer.Close(); // and nobody waits until the agent has noticed
+        ASSERT_TRUE(next.Connect());
+        ASSERT_TRUE(Answered(&next, i)) << i;
+        next.Close();
+        ASSERT_TRUE(peer.Connect());
+        ASSERT_TRUE(Served());
+    }
+    EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
 }
 
 TEST_F(CommServer, APeerThatClosesWithoutAByteLeavesEverybodyWaiting)
@@ -323,6 +375,23 @@ TEST_F(CommServer, StopsInThePausesOfHandlerReaperAndRefusal)
     FakeClockAwaitSleepers(3);
     CommServerStop(); // although the clock stands still
     EXPECT_TRUE(second.AtEnd());
+}
+
+TEST_F(CommServer, StopsWhileAPeerWaitsForTheReaper)
+{
+    LocalPeer first, second, third;
+    Serve(&first);
+    first.Close();
+    ASSERT_TRUE(AwaitLog("release ok"));
+    FakeClockAwaitSleepers(1);
+    ASSERT_TRUE(second.Connect());
+    ASSERT_TRUE(Served());
+    second.Close();
+    ASSERT_TRUE(AwaitLog("Close instance.", 2));
+    ASSERT_TRUE(third.Connect());
+    FakeClockAwaitWaiters(3);
+    CommServerStop(); // although the clock stands still
+    EXPECT_TRUE(third.AtEnd());
 }
 
 TEST_F(CommServer, StopsTheWaitOfARequester)

@@ -11,27 +11,6 @@
 namespace
 {
 
-// The command line: what each option leaves behind.
-class Options : public AgentTest
-{
-  protected:
-    static int Parse(std::vector<std::string> words)
-    {
-        words.insert(words.begin(), "plug");
-        std::vector<char *> argv;
-        for (std::string &word : words) argv.push_back(&word[0]);
-        argv.push_back(nullptr);
-        optind = 0; // getopt() forgets the words of the last command line, which are gone
-        (void)getopt(1, argv.data(), "");
-        return config_line_proc(static_cast<int>(words.size()), argv.data());
-    }
-    static Bytes Mac() { return Bytes(l_mac, l_mac + 6); }
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
-};
-
-const char kMacMessage[] = "Error: mac format must be \"aabbccddeeff\".";
-const char kFileMessage[] = "Error: -f argument given but no file specified.";
-
 // The configuration file: what is taken for a value.
 class Config : public AgentTest
 {
@@ -52,89 +31,6 @@ class Config : public AgentTest
 const std::string kSection = "[Protool]\n";
 
 } // namespace
-
-// ---- Command line ----
-
-TEST_F(Options, NoneLeaveEverythingUnset)
-{
-    EXPECT_EQ(0, Parse({}));
-    EXPECT_EQ(0, l_debug);
-    EXPECT_STREQ("", l_config_file);
-    EXPECT_EQ(Bytes(6, 0), Mac());
-}
-
-TEST_F(Options, AllThreeAreTakenInAnyOrder)
-{
-    EXPECT_EQ(0, Parse({"-m", "aabbccddeeff", "-d", "-f", "/etc/plug.conf"}));
-    EXPECT_EQ(1, l_debug);
-    EXPECT_STREQ("/etc/plug.conf", l_config_file);
-    EXPECT_EQ(Hex("aabbccddeeff"), Mac());
-    ClearOptions();
-    EXPECT_EQ(0, Parse({"-f/tmp/x", "-m0123456789AB"}));
-    EXPECT_EQ(0, l_debug);
-    EXPECT_STREQ("/tmp/x", l_config_file);
-    EXPECT_EQ(Hex("0123456789ab"), Mac());
-    EXPECT_EQ("", Log());
-}
-
-TEST_F(Options, ABareFileOptionIsMissingItsFile)
-{
-    EXPECT_EQ(-1, Parse({"-d", "-f"}));
-    EXPECT_EQ(1, l_debug);
-    EXPECT_TRUE(Logged(kFileMessage));
-    EXPECT_EQ(-1, Parse({"-f", ""}));
-    EXPECT_TRUE(Logged(kFileMessage));
-}
-
-TEST_F(Options, APathOf255CharactersFitsAndALongerOneIsRefused)
-{
-    EXPECT_EQ(0, Parse({"-f", std::string(255, 'x')}));
-    EXPECT_EQ(std::string(255, 'x'), l_config_file);
-    ClearOptions();
-    EXPECT_EQ(-1, Parse({"-f", std::string(256, 'x')}));
-    EXPECT_TRUE(Logged("Error: -f argument is longer than 255 characters."));
-    EXPECT_STREQ("", l_config_file);
-}
-
-TEST_F(Options, AMacOfAnyOtherLengthThanTwelveEndsInTheFormatMessage)
-{
-    for (const char *text : {"aabbccddeef", "aabbccddeefff", "", "a", "aa:bb:cc:dd:ee:ff"}) {
-        EXPECT_EQ(-2, Parse({"-m", text})) << text;
-        EXPECT_TRUE(Logged(kMacMessage)) << text;
-        EXPECT_EQ(Bytes(6, 0), Mac());
-    }
-}
-
-TEST_F(Options, ABareMacOptionEndsInTheFormatMessage)
-{
-    EXPECT_EQ(-2, Parse({"-m"}));
-    EXPECT_TRUE(Logged(kMacMessage));
-}
-
-TEST_F(Options, CharactersOfTheMacAreNotChecked)
-{
-    EXPECT_EQ(0, Parse({"-m", "zz1gg1AbzZ--"}));
-    EXPECT_EQ(Hex("00 10 01 ab 00 00"), Mac());
-    EXPECT_EQ("", Log());
-}
-
-TEST_F(Options, AnUnknownOneIsToldAndParsingGoesOn)
-{
-    EXPECT_EQ(0, Parse({"-x", "-d"}));
-    EXPECT_TRUE(Logged("Unknown option: x"));
-    EXPECT_EQ(1, l_debug);
-}
-
-TEST_F(Options, MessagesShowUnderTheFirstLogLevel)
-{
-    d_set_log_level(LOG_LEVEL_ERR);
-    Parse({"-x"});
-    EXPECT_TRUE(Logged("Unknown option: x"));
-    Parse({"-f"});
-    EXPECT_TRUE(Logged(kFileMessage));
-    Parse({"-m", "1"});
-    EXPECT_TRUE(Logged(kMacMessage));
-}
 
 // ---- Choice of the file ----
 
@@ -182,24 +78,146 @@ TEST_F(Config, WhatIsNoRegularFileCannotBeRead)
     EXPECT_TRUE(Logged(std::string("use config file\t[") + kPathLocalConfig + "]"));
 }
 
-TEST_F(Config, ALinkAtTheDefaultPathIsNotFollowed)
+TEST_F(Config, AnEmptyOrOverlongPathOfTheOptionIsPassedOver)
 {
-    WriteFile(InFolder("planted"), kSection + "KEY=planted\n");
-    ASSERT_EQ(0, symlink(InFolder("planted").c_str(), kPathDefaultConfig));
-    NewProgramProfile(kPathDefaultConfig);
-    EXPECT_TRUE(Logged(std::string("use config file\t[") + kPathLocalConfig + "]"));
+    WriteFile(kPathDefaultConfig, kSection + "KEY=default\n");
+    // A name that a cut would make of it exists.
+    std::string path = InFolder("long");
+    path += std::string(255 - path.size(), 'x');
+    WriteFile(path, kSection + "KEY=cut\n");
+    for (const std::string &given : {std::string(), path + "x"}) {
+        std::string words[] = {"plug", "-f", given};
+        char *argv[] = {&words[0][0], &words[1][0], &words[2][0], nullptr};
+        ASSERT_EQ(0, config_line_proc(3, argv));
+        NewProgramProfile(kPathDefaultConfig);
+        EXPECT_TRUE(Logged(std::string("use config file  [") + kPathDefaultConfig + "]")) << given;
+    }
 }
 
-TEST_F(Config, ALinkThatIsPlantedAfterTheChoiceIsNotFollowedEither)
+// ---- Whose file it is ----
+//
+// Anybody may have planted something in /tmp: a file there counts when it belongs to root or to us.
+
+class DefaultConfig : public Config
 {
-    WriteFile(InFolder("planted"), kSection + "KEY=planted\n");
-    WriteFile(kPathDefaultConfig, kSection + "KEY=real\n");
-    NewProgramProfile(kPathDefaultConfig);
+  protected:
+    void SetUp() override
+    {
+        Config::SetUp();
+        if (geteuid() != 0) GTEST_SKIP() << "only root can make files of somebody else";
+        WriteFile(mFile, kSection + "KEY=there\n");
+    }
+    static void GiveToAStranger(const std::string &path) { ASSERT_EQ(0, lchown(path.c_str(), kStranger, kStranger)); }
+    // What the default path gives; "passed over" when the local file is chosen in its place, with an error line.
+    std::string Choice()
+    {
+        WriteFile(kPathLocalConfig, kSection + "KEY=local\n");
+        Log();
+        NewProgramProfile(kPathDefaultConfig);
+        const std::string log = Log();
+        char value[16];
+        EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "", value, sizeof value));
+        const bool told = log.find("[ERR] [Common->NewProgramProfile->") != std::string::npos &&
+                          log.find(std::string(kPathDefaultConfig) + " is passed over: ") != std::string::npos;
+        return strcmp(value, "local") != 0 ? value : told ? "passed over" : "passed over without a word";
+    }
+    const std::string mFile = InFolder("there.conf");
+    static constexpr uid_t kStranger = 65534;
+};
+
+TEST_F(DefaultConfig, AFileOfOursIsTaken)
+{
+    ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
+    EXPECT_EQ("there", Choice());
+}
+
+TEST_F(DefaultConfig, AFileOfAStrangerIsPassedOver)
+{
+    ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
+    GiveToAStranger(kPathDefaultConfig);
+    EXPECT_EQ("passed over", Choice());
+}
+
+TEST_F(DefaultConfig, ALinkOfOursToAFileOfOursIsFollowed)
+{
+    ASSERT_EQ(0, symlink(mFile.c_str(), kPathDefaultConfig));
+    EXPECT_EQ("there", Choice());
     ASSERT_EQ(0, unlink(kPathDefaultConfig));
-    ASSERT_EQ(0, symlink(InFolder("planted").c_str(), kPathDefaultConfig));
-    char value[16];
-    EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", "safe", value, sizeof value));
-    EXPECT_STREQ("safe", value);
+    ASSERT_EQ(0, symlink("there.conf", kPathDefaultConfig)); // from the folder of the link
+    EXPECT_EQ("there", Choice());
+}
+
+TEST_F(DefaultConfig, ALinkOfAStrangerToAFileOfOursIsPassedOver)
+{
+    ASSERT_EQ(0, symlink(mFile.c_str(), kPathDefaultConfig));
+    GiveToAStranger(kPathDefaultConfig);
+    EXPECT_EQ("passed over", Choice());
+}
+
+TEST_F(DefaultConfig, ALinkOfOursToAFileOfAStrangerIsPassedOver)
+{
+    ASSERT_EQ(0, symlink(mFile.c_str(), kPathDefaultConfig));
+    GiveToAStranger(mFile);
+    EXPECT_EQ("passed over", Choice());
+}
+
+TEST_F(DefaultConfig, OfLinksToLinksEachMustBeOurs)
+{
+    const std::string middle = InFolder("middle");
+    ASSERT_EQ(0, symlink(mFile.c_str(), middle.c_str()));
+    ASSERT_EQ(0, symlink(middle.c_str(), kPathDefaultConfig));
+    EXPECT_EQ("there", Choice());
+    GiveToAStranger(middle);
+    EXPECT_EQ("passed over", Choice());
+}
+
+TEST_F(DefaultConfig, LinksInACircleArePassedOver)
+{
+    ASSERT_EQ(0, symlink(kPathDefaultConfig, kPathDefaultConfig));
+    EXPECT_EQ("passed over", Choice());
+}
+
+TEST_F(DefaultConfig, AFolderOrFifoIsPassedOver)
+{
+    ASSERT_EQ(0, mkdir(kPathDefaultConfig, 0755));
+    EXPECT_EQ("passed over", Choice());
+    ASSERT_EQ(0, rmdir(kPathDefaultConfig));
+    ASSERT_EQ(0, mkfifo(kPathDefaultConfig, 0644));
+    EXPECT_EQ("passed over", Choice());
+}
+
+TEST_F(DefaultConfig, NothingThereIsPassedOverWithoutAWord)
+{
+    EXPECT_EQ("passed over without a word", Choice());
+    ASSERT_EQ(0, symlink(InFolder("missing").c_str(), kPathDefaultConfig));
+    EXPECT_EQ("passed over without a word", Choice());
+}
+
+TEST_F(DefaultConfig, WhatAStrangerPutsThereAfterTheChoiceIsNotRead)
+{
+    ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
+    ASSERT_EQ("there", Choice());
+    WriteFile(mFile, kSection + "KEY=planted\n");
+    const auto value = [] {
+        char text[16];
+        EXPECT_EQ(-1, getKeyValueStr("Protool", "KEY", "safe", text, sizeof text));
+        return std::string(text);
+    };
+    ASSERT_EQ(0, unlink(kPathDefaultConfig));
+    ASSERT_EQ(0, symlink(mFile.c_str(), kPathDefaultConfig));
+    GiveToAStranger(kPathDefaultConfig);
+    EXPECT_EQ("safe", value());
+    GiveToAStranger(mFile);
+    ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
+    EXPECT_EQ("safe", value());
+    EXPECT_TRUE(Logged(std::string("Can not fopen(\"") + kPathDefaultConfig + "\")."));
+}
+
+TEST_F(DefaultConfig, AFileGivenWithTheOptionMayBeAnybodys)
+{
+    GiveToAStranger(mFile);
+    strcpy(l_config_file, mFile.c_str());
+    EXPECT_EQ("there", Choice());
 }
 
 TEST_F(Config, ALinkGivenWithTheOptionIsFollowed)

@@ -39,7 +39,8 @@ TEST_F(DownloadTest, DoesNotFollowALinkInTheFilesPlace)
     EXPECT_EQ(Body(1500), FileContent(mFile));
 }
 
-TEST_F(DownloadTest, FailsWhenTheFileCannotTakeTheWholeBody)
+// Its digest tells, and then it is removed.
+TEST_F(DownloadTest, AFileThatCannotTakeTheWholeBodyStaysShort)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(20000) + Body(20000)); });
     struct rlimit before;
@@ -50,9 +51,26 @@ TEST_F(DownloadTest, FailsWhenTheFileCannotTakeTheWholeBody)
     const int result = ToFile(server);
     setrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, handler);
-    EXPECT_EQ(-1, result);
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(Body(4096), FileContent(mFile));
     EXPECT_NE(std::string::npos, Log().find("]-> can't write local file: "));
     EXPECT_EQ(0, m_s);
+}
+
+TEST_F(DownloadTest, GoesOnAfterTheSessionAsLongAsBytesCome)
+{
+    const std::string body = Body(5000);
+    HttpServer server([&](HttpConnection &connection) {
+        connection.Send(HeaderFor(body.size()));
+        for (size_t sent = 0; sent < body.size(); sent += 1000) {
+            connection.AwaitReader();
+            EndSession(); // a second, and another one every time
+            FakeClockAdvanceMs(8000);
+            connection.Send(body.substr(sent, 1000));
+        }
+    });
+    EXPECT_EQ(0, ToFile(server));
+    EXPECT_EQ(body, FileContent(mFile));
 }
 
 // ---- The rate ----

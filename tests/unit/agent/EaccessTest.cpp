@@ -102,6 +102,40 @@ TEST_F(EaccessTest, ADaemonThreadThatCannotStartIsLoggedAndNotedInTheStatusFile)
     EXPECT_EQ("102\n", StatusFile());
 }
 
+TEST_F(EaccessTest, ARuleThatIsStoredRightBehindTheStartStays)
+{
+    for (int i = 0; i < 200; i++) {
+        FakeClockAuto(false);
+        ASSERT_EQ(0, StartEaccess());
+        set_surf_rule("A", "1", NewRule(8, 0, 9, 0));
+        FakeClockAuto(true);
+        StopEaccess();
+        ASSERT_EQ(1, hash_table_size) << i;
+        hash_table_destroy();
+    }
+}
+
+TEST_F(EaccessTest, AStartThatIsTriedAgainKeepsTheRulesThatHaveComeMeanwhile)
+{
+    struct {
+        int thread; // which cannot be started: the daemon, its rule thread (after the event-poll thread)
+        int error;
+        int result;
+    } const kFailures[] = {{1, EAGAIN, EAGAIN}, {3, EAGAIN, DAEMON_NOT_JOINED}, {3, -11, DAEMON_NO_THREAD}};
+    for (const auto &failure : kFailures) {
+        FakeClockAuto(false);
+        FakeFailThreadStart(failure.thread, failure.error);
+        EXPECT_EQ(failure.result, StartEaccess());
+        set_surf_rule("A", "1", NewRule(8, 0, 9, 0));
+        ASSERT_EQ(0, StartEaccess());
+        EXPECT_EQ(1, pollRun);
+        EXPECT_NE(nullptr, hash_table_lookup("A|1"));
+        FakeClockAuto(true);
+        StopEaccess();
+        EXPECT_TRUE(Holds(Log(), "]-> TimeRuleProc return...\n"));
+    }
+}
+
 TEST_F(EaccessTest, ADaemonThatIsStoppedReturnsZero)
 {
     int result = 1;

@@ -73,10 +73,10 @@ STAND_IN(int, "ComF_send_pluginstate", _Z21ComF_send_pluginstatev, 0)
 STAND_IN(int, "ComF_get_autoreport_conf", _Z24ComF_get_autoreport_confv, 0)
 STAND_IN(void, "ComF_send_calibration", _Z21ComF_send_calibrationv, 0)
 STAND_IN(int, "dev_fwversion_report", _Z20dev_fwversion_reportv, 0)
-STAND_IN(int, "StartEaccess", _Z12StartEaccessv, 0)
+STAND_IN(int, "StartEaccess", _Z12StartEaccessv, s_spy->results["StartEaccess"])
 STAND_IN(int, "CommServerStart", _Z15CommServerStartv, s_spy->serverResult)
-STAND_IN(int, "Fn39Init", _Z8Fn39Initv, 0)
-STAND_IN(int, "Fn40Init", _Z8Fn40Initv, 0)
+STAND_IN(int, "Fn39Init", _Z8Fn39Initv, s_spy->results["Fn39Init"])
+STAND_IN(int, "Fn40Init", _Z8Fn40Initv, s_spy->results["Fn40Init"])
 STAND_IN(int, "StartSubdev", _Z11StartSubdevv, s_spy->devicesResult)
 #undef STAND_IN
 

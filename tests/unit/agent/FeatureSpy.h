@@ -29,7 +29,7 @@ class FeatureSpy
     int devicesResult = 0; // of StartSubdev
     int plugCode = 0;      // of ParserPlugData
 
-    // Requests to the local peer, rules and diagnostics, by name.
+    // Requests to the local peer, rules, diagnostics and the starts of the other services, by name.
     std::map<std::string, int> results;                  // else 0
     std::map<std::string, std::vector<uint8_t>> answers; // what comes back, with a failure too
     bool diagnostics = false; // stands in for the handlers of ping, traceroute and rate test as well

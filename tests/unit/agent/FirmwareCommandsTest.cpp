@@ -95,6 +95,23 @@ TEST_F(FirmwareCommandsTest, AFirmwareUpdateWithoutACheckHasNoFromVersion)
     EXPECT_EQ(Parameters(""), Bytes(frame.begin() + kCommHeaderSize, frame.end()));
 }
 
+TEST_F(FirmwareCommandsTest, TextsMayFillTheFieldsOfTheRecord)
+{
+    AskedPeer local;
+    ASSERT_EQ(0, ParserPlug(15, ("{\"fromVersion\":\"" + std::string(70, 'f') + "\",\"toVersion\":5}").c_str()));
+    EXPECT_EQ(0,
+              ParserPlugData(16, ("{\"fromVersion\":0,\"toVersion\":\"" + std::string(64, 't') + "\",\"url\":\"" +
+                                  std::string(300, 'u') + "\",\"fileLength\":-1,\"checkMethod\":\"1\",\"chkSum\":\"" +
+                                  std::string(40, 'c') + "\"}")
+                                     .c_str()));
+    EXPECT_NE(std::string::npos, Log().find("]-> MD5: " + std::string(40, 'c') + "\n"));
+    const Bytes frame = local.Frame();
+    ASSERT_EQ(kCommHeaderSize + 432, frame.size());
+    const Bytes expected =
+        Bytes(64, 'f') + Bytes(64, 't') + Bytes(256, 'u') + Hex("FF FF FF FF 00 00 00 00") + Bytes(40, 'c');
+    EXPECT_EQ(expected, Bytes(frame.begin() + kCommHeaderSize, frame.end()));
+}
+
 TEST_F(FirmwareCommandsTest, AFirmwareUpdateThatNobodyTakesIsAnUnknownError)
 {
     EXPECT_EQ(-1, ParserPlugData(16, kFirmwareUpdate));

@@ -186,6 +186,38 @@ TEST_F(Function39, TheCyclesGoOnWhereALostSessionHasHeldThemUp)
     EXPECT_EQ(1u, gSdk.calls.size());
 }
 
+TEST_F(Function39, ASessionThatEndsInThePauseBeforeAQueryLosesNoDevice)
+{
+    Household({1});
+    Start();
+    Pass(5);
+    mLogin = 0;
+    Pass(1);
+    EXPECT_TRUE(gSdk.calls.empty());
+    EXPECT_FALSE(KnownHas(SubdevMac(1).data()));
+    Pass(3);
+    mLogin = 1;
+    Pass(2); // one that had begun, and the one before the query, which is still due
+    EXPECT_EQ(1u, gSdk.calls.size());
+    ExpectReport(1);
+    Pass(6);
+    ExpectNothingSent();
+}
+
+TEST_F(Function39, ASessionThatEndsDuringAQueryLosesNoDevice)
+{
+    Fn40Interval = 6; // not even when the renewal falls into the same cycle
+    Household({1});
+    gSdk.onCall = [](const std::string &) { mLogin = 0; };
+    Start();
+    Pass(6);
+    gSdk.onCall = nullptr;
+    EXPECT_FALSE(KnownHas(SubdevMac(1).data()));
+    mLogin = 1;
+    Pass(2);
+    ExpectReport(1);
+}
+
 TEST_F(Function39, ADeviceFoundWhileReportsAreBeingSwitchedOffCountsAsReported)
 {
     Household({1});
@@ -214,6 +246,17 @@ TEST_F(Function39, WithDebugAReportIsShownOnStandardOutput)
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("[Function39->Fn39OnlineReport->"));
     EXPECT_NE(std::string::npos, log.find("]-> Online subdev:\n\n"));
+}
+
+TEST_F(Function39, WithDebugAReportIsShownAtOnce)
+{
+    l_debug = 1;
+    Household({1});
+    Start();
+    const StandardOutput shown;
+    Pass(6);
+    EXPECT_EQ(47u * 3 + 1, shown.SoFar().size());
+    EXPECT_EQ('\n', shown.SoFar().back());
 }
 
 // ---- The renewal ----

@@ -68,6 +68,7 @@ class Function40 : public LinkedTest
         CommClientReg = 0;
         FakeFailThreadStart(1, EAGAIN); // an empty table, and no thread unless the test starts one
         EXPECT_EQ(-1, Fn40Init());
+        Fn40Stop(); // what is started next is no second try
         Log();
     }
 
@@ -319,6 +320,16 @@ TEST_F(Function40, WithDebugAReportIsShownOnStandardOutput)
     EXPECT_NE(std::string::npos, log.find("]-> Online subdev:\n\n"));
 }
 
+TEST_F(Function40, WithDebugAReportIsShownAtOnce)
+{
+    l_debug = 1;
+    Enter(1);
+    Enter(2);
+    const StandardOutput shown;
+    Fn40Cycle();
+    EXPECT_EQ(2u * (47 * 3 + 1), shown.SoFar().size());
+}
+
 TEST_F(Function40, WithoutDebugNothingIsShown)
 {
     Enter(1);
@@ -381,4 +392,17 @@ TEST_F(Function40, AThreadThatCannotBeMadeIsReportedAndStoppingIsRightAllTheSame
     EXPECT_EQ(-1, Fn40Init());
     EXPECT_TRUE(Logged("Create Fn40FilterProc failed."));
     Fn40Stop();
+}
+
+TEST_F(Function40, AStartThatIsTriedAgainKeepsWhatHasComeMeanwhile)
+{
+    FakeFailThreadStart(1, EAGAIN);
+    EXPECT_EQ(-1, Fn40Init());
+    Enter(1);
+    CommClientReg = 1;
+    ASSERT_EQ(0, Fn40Init());
+    EXPECT_TRUE(Knows(1));
+    ASSERT_TRUE(AwaitPause());
+    FakeClockAdvanceMs(10000);
+    ExpectReport(1);
 }

@@ -35,16 +35,11 @@ static int AskedFor(FeatureSpy *spy, uint8_t *out, const char *name, Arguments..
     return Asked(spy, name, arguments...);
 }
 
-// The answer stays where CommAnswer() finds it.
-static int AskedForText(FeatureSpy *spy, const char *name)
+static int AskedForText(FeatureSpy *spy, const char *name, uint8_t *out, uint32_t room, uint32_t *came)
 {
     const std::vector<uint8_t> &answer = AnswerOf(*spy, name);
-    const size_t came = answer.size() + 1; // with the status
-    rxData[0] = static_cast<uint8_t>(ResultOf(*spy, name));
-    rxData[1] = static_cast<uint8_t>(came);
-    rxData[2] = static_cast<uint8_t>(came >> 8);
-    std::copy(answer.begin(), answer.end(), rxData + 3);
-    rxData[3 + answer.size()] = '\0';
+    *came = static_cast<uint32_t>(std::min<size_t>(room, answer.size()));
+    std::copy_n(answer.begin(), *came, out);
     return Asked(spy, name);
 }
 
@@ -65,7 +60,9 @@ static int Answered(FeatureSpy *spy, const char *name, WireWriter *reply)
         return spy && (condition) ? (result) : __real_##symbol arguments;                                              \
     }
 #define BYTE_QUERY(name, symbol) STAND_IN(symbol, (uint8_t * out), (out), true, AskedFor(spy, out, name))
-#define TEXT_QUERY(name, symbol) STAND_IN(symbol, (), (), true, AskedForText(spy, name))
+#define TEXT_QUERY(name, symbol)                                                                                       \
+    STAND_IN(symbol, (uint8_t * out, uint32_t room, uint32_t * came), (out, room, came), true,                         \
+             AskedForText(spy, name, out, room, came))
 #define ACTION(name, symbol) STAND_IN(symbol, (), (), true, Asked(spy, name))
 #define BYTE_SETTING(name, symbol) STAND_IN(symbol, (uint8_t value), (value), true, Asked(spy, name, value))
 #define RULES(name, symbol) STAND_IN(symbol, (const char *text), (text), true, Asked(spy, name, text))
@@ -81,9 +78,9 @@ BYTE_QUERY("ComF_get_mesh_support", _Z21ComF_get_mesh_supportPh)
 BYTE_QUERY("ComF_get_mesh_switch", _Z20ComF_get_mesh_switchPh)
 BYTE_QUERY("ComF_get_mesh_roaming_switch", _Z28ComF_get_mesh_roaming_switchPh)
 BYTE_QUERY("ComF_get_mesh_roaming_threshold", _Z31ComF_get_mesh_roaming_thresholdPh)
-TEXT_QUERY("ComF_get_mesh_topology", _Z22ComF_get_mesh_topologyv)
-TEXT_QUERY("ComF_get_adj_wifi_info", _Z22ComF_get_adj_wifi_infov)
-TEXT_QUERY("ComF_get_bssid", _Z14ComF_get_bssidv)
+TEXT_QUERY("ComF_get_mesh_topology", _Z22ComF_get_mesh_topologyPhjPj)
+TEXT_QUERY("ComF_get_adj_wifi_info", _Z22ComF_get_adj_wifi_infoPhjPj)
+TEXT_QUERY("ComF_get_bssid", _Z14ComF_get_bssidPhjPj)
 BYTE_SETTING("ComF_set_mesh_switch", _Z20ComF_set_mesh_switchh)
 BYTE_SETTING("ComF_set_mesh_roaming_switch", _Z28ComF_set_mesh_roaming_switchh)
 STAND_IN(_Z31ComF_set_mesh_roaming_thresholdhh, (uint8_t a, uint8_t b), (a, b), true,

@@ -1,5 +1,7 @@
 // The two threads that keep a session alive, over a logged-in connection; only the tests move the clock.
 #include <cerrno>
+#include <cjson/cJSON.h>
+#include <cstdlib>
 #include <cstring>
 
 #include "os/OsClock.h"
@@ -137,6 +139,33 @@ TEST_F(HeartbeatTest, WithAcknowledgementsStoppingTheSessionEndsSixtyToSeventySe
     }
 }
 
+TEST_F(HeartbeatTest, ADateThatIsSetBackHidesNoPlatformThatIsSilent)
+{
+    mHeartInterval = 20;
+    Start();
+    AdvanceTo(5000);
+    Acknowledge();
+    AdvanceTo(25000);
+    FakeClockSetWallTime(kFakeEpoch - 86400);
+    AdvanceTo(69999);
+    EXPECT_EQ(0, mQuitPro);
+    FakeClockAdvanceMs(1);
+    EXPECT_TRUE(Within([] { return mQuitPro == 1; }));
+}
+
+TEST_F(HeartbeatTest, ADateThatIsSetForwardEndsNoSession)
+{
+    mHeartInterval = 20;
+    Start();
+    for (int day = 1; day <= 10; day++) {
+        Acknowledge();
+        AdvanceThrough(25000, 2); // the next heartbeat has cleared the acknowledgement
+        FakeClockSetWallTime(kFakeEpoch + day * 86400);
+        AdvanceThrough(25000, 2);
+        EXPECT_EQ(0, mQuitPro) << day;
+    }
+}
+
 TEST_F(HeartbeatTest, NothingIsHeldAgainstThePlatformBeforeItsFirstAcknowledgement)
 {
     mHeartInterval = 20;
@@ -191,6 +220,33 @@ TEST_F(HeartbeatTest, RulesRequestIsNotSentWhileLoggedOut)
     mLogin = 0;
     RulesRequest();
     ExpectNothingSent();
+}
+
+TEST_F(HeartbeatTest, WhereverMemoryRunsOutNoRulesRequestIsSentAndNothingLost)
+{
+    static int s_left, s_alive;
+    cJSON_Hooks hooks = {
+        [](size_t size) -> void * { return s_left-- > 0 && ++s_alive ? malloc(size) : nullptr; },
+        [](void *memory) {
+            s_alive -= memory != nullptr;
+            free(memory);
+        },
+    };
+    cJSON_InitHooks(&hooks);
+    s_left = 1000;
+    s_alive = 0;
+    RulesRequest();
+    const int needed = 1000 - s_left;
+    EXPECT_EQ(17, TypeOf(peer.ReceiveFrame()));
+    EXPECT_EQ(0, s_alive);
+    EXPECT_GT(needed, 3);
+    for (int allocations = 0; allocations < needed; allocations++) {
+        s_left = allocations;
+        RulesRequest();
+        EXPECT_EQ(0, s_alive) << allocations;
+    }
+    ExpectNothingSent();
+    cJSON_InitHooks(nullptr);
 }
 
 // ---- Start and end of the threads ----

@@ -20,7 +20,7 @@ class HttpSocketTest : public AgentTest
     {
         AgentTest::SetUp();
         ServerRun = 1;
-        ASSERT_TRUE(HttpClaim());
+        ASSERT_TRUE(HttpClaim(HTTP_ENDS_WITH_SESSION));
         NewCHttpSocket();
     }
     void TearDown() override
@@ -33,6 +33,23 @@ class HttpSocketTest : public AgentTest
     {
         ASSERT_TRUE(CreateHttpSocket());
         ASSERT_EQ(1, ConnectHttp("127.0.0.1", server.Port()));
+    }
+
+    // As the main thread ends a session, and what it then does every second while it waits for this thread. A second
+    // passes.
+    static void EndSession()
+    {
+        SessionContext context = {};
+        FakeClockAuto(true);
+        DeleteServer(&context);
+        FakeClockAuto(false);
+    }
+
+    // From here on as one that has been claimed so.
+    static void ClaimAgain(HttpEnd end)
+    {
+        HttpRelease();
+        ASSERT_TRUE(HttpClaim(end));
     }
 
     // Sends a request and reads what `answer` sends for a header.
@@ -310,9 +327,9 @@ TEST_F(HttpSocketTest, TimeoutIsOfSendingOrOfReceiving)
 
 TEST_F(HttpSocketTest, BelongsToOneCallerAtATime)
 {
-    EXPECT_FALSE(HttpClaim());
+    EXPECT_FALSE(HttpClaim(HTTP_ENDS_WITH_SESSION));
     HttpRelease();
-    EXPECT_TRUE(HttpClaim());
+    EXPECT_TRUE(HttpClaim(HTTP_ENDS_WITH_SESSION));
 }
 
 TEST_F(HttpSocketTest, ALetGoEndsThisTransferOnly)
@@ -321,6 +338,65 @@ TEST_F(HttpSocketTest, ALetGoEndsThisTransferOnly)
     EXPECT_TRUE(HttpPause(1000)); // although the clock stands still
     EXPECT_FALSE(CreateHttpSocket());
     HttpRelease();
-    ASSERT_TRUE(HttpClaim());
+    ASSERT_TRUE(HttpClaim(HTTP_ENDS_WITH_SESSION));
     EXPECT_TRUE(CreateHttpSocket());
+}
+
+// ---- The end of the session ----
+
+TEST_F(HttpSocketTest, TheEndOfTheSessionEndsATransferAtOnce)
+{
+    HttpServer server([&](HttpConnection &connection) {
+        connection.Send(HeaderFor(7));
+        connection.AwaitEnd();
+    });
+    Ask(&server);
+    EndSession();
+    char byte;
+    EXPECT_EQ(0, ReceiveHttp(&byte, 1));
+    EXPECT_TRUE(HttpPause(1000)); // although the clock stands still
+}
+
+TEST_F(HttpSocketTest, ATransferThatOutlastsTheSessionGoesOnUntilTheServerHasBeenSilentForTenSeconds)
+{
+    ClaimAgain(HTTP_OUTLASTS_SESSION);
+    HttpServer server([&](HttpConnection &connection) {
+        connection.Send(HeaderFor(7) + "1");
+        connection.AwaitEnd();
+    });
+    Ask(&server);
+    FakeClockAdvanceMs(9999);
+    EndSession();
+    char byte;
+    EXPECT_EQ(1, ReceiveHttp(&byte, 1)); // at 10,999 ms
+    FakeClockAdvanceMs(9999);
+    EndSession(); // at 20,998 ms
+    EXPECT_FALSE(HttpPause(0));
+    EndSession(); // at 21,998 ms
+    EXPECT_EQ(0, ReceiveHttp(&byte, 1));
+    EXPECT_TRUE(HttpPause(1000));
+}
+
+TEST_F(HttpSocketTest, AServerIsNotSilentBeforeItIsTurnedTo)
+{
+    ClaimAgain(HTTP_OUTLASTS_SESSION);
+    FakeClockAdvanceMs(20000); // as a look-up may take
+    HttpServer server([&](HttpConnection &connection) { connection.Send(HeaderFor(7)); });
+    Connect(server);
+    EndSession();
+    size_t length;
+    ASSERT_NE(nullptr, FormatRequestHeader("host", "/", &length, nullptr, nullptr));
+    EXPECT_EQ(1, SendRequest(nullptr, 0));
+    EXPECT_EQ(HeaderFor(7), m_ResponseHeader);
+}
+
+TEST_F(HttpSocketTest, AConnectionThatIsClosedIsNotWaitedForAfterTheSession)
+{
+    ClaimAgain(HTTP_OUTLASTS_SESSION);
+    HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(7)); });
+    Ask(&server);
+    char byte;
+    EXPECT_EQ(0, ReceiveHttp(&byte, 1));
+    EndSession();
+    EXPECT_TRUE(HttpPause(1000));
 }

@@ -13,6 +13,7 @@
 #include <poll.h>
 #include <sched.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -20,6 +21,7 @@
 
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
+#include "os/OsWait.h"
 
 namespace
 {
@@ -30,7 +32,7 @@ std::string OutputOf(const char *text)
     if (OsCommandOpen(&command, text) != 0) return "cannot start";
     std::string output;
     char line[64];
-    while (OsCommandReadLine(&command, line, sizeof line) > 0) output += line;
+    while (OsCommandReadLine(&command, line, sizeof line, OS_FOREVER) > 0) output += line;
     EXPECT_EQ(0, OsCommandClose(&command));
     return output;
 }
@@ -108,15 +110,32 @@ TEST(OsCommandReadLine, GivesLineByLineAndTheLastOneWithoutALineFeed)
     OsCommand command;
     char line[64];
     ASSERT_EQ(0, OsCommandOpen(&command, "printf 'one\\n\\nthree'"));
-    EXPECT_EQ(4u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(4u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_STREQ("one\n", line);
-    EXPECT_EQ(1u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(1u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_STREQ("\n", line);
-    EXPECT_EQ(5u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(5u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_STREQ("three", line);
-    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_STREQ("", line);
-    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
+    EXPECT_EQ(0, OsCommandClose(&command));
+}
+
+TEST(OsCommandReadLine, WaitsNoLongerThanItsDeadline)
+{
+    OsCommand command;
+    ASSERT_EQ(0, OsCommandOpen(&command, "printf 'one\ntwo'; exec sleep 1000"));
+    char line[64];
+    EXPECT_EQ(4u, OsCommandReadLine(&command, line, sizeof line, OsNowMs() + 10000));
+    EXPECT_STREQ("one\n", line);
+    const int64_t begin = OsNowMs();
+    EXPECT_EQ(3u, OsCommandReadLine(&command, line, sizeof line, begin + 100));
+    EXPECT_STREQ("two", line); // as far as it has come
+    EXPECT_GE(OsNowMs(), begin + 100);
+    EXPECT_LT(OsNowMs(), begin + 10000);
+    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line, begin));
+    OsCommandStop(&command);
     EXPECT_EQ(0, OsCommandClose(&command));
 }
 
@@ -125,12 +144,12 @@ TEST(OsCommandReadLine, GivesALongLineInPieces)
     OsCommand command;
     char line[256];
     ASSERT_EQ(0, OsCommandOpen(&command, "printf '%0600d\\n' 7"));
-    EXPECT_EQ(255u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(255u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_EQ(std::string(255, '0'), line);
-    EXPECT_EQ(255u, OsCommandReadLine(&command, line, sizeof line));
-    EXPECT_EQ(91u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(255u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
+    EXPECT_EQ(91u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_EQ(std::string(89, '0') + "7\n", line);
-    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_EQ(0, OsCommandClose(&command));
 }
 
@@ -139,7 +158,7 @@ TEST(OsCommandClose, EndsACommandThatGoesOnWriting)
     OsCommand command;
     char line[16];
     ASSERT_EQ(0, OsCommandOpen(&command, "yes"));
-    EXPECT_EQ(2u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(2u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     EXPECT_EQ(0, OsCommandClose(&command));
 }
 
@@ -187,6 +206,33 @@ TEST(OsCommand, InheritsStandardOutputAndErrorButNoneOfOurDescriptors)
     EXPECT_EQ("/dev/null\n", OutputOf("readlink /proc/self/fd/0"));
 }
 
+TEST(OsCommandRunInto, PutsTheOutputBehindTheDescriptorAndLeavesItOpen)
+{
+    const int file = memfd_create("output", MFD_CLOEXEC);
+    ASSERT_GE(file, 0);
+    OsCommand command;
+    EXPECT_EQ(3, OsCommandRunInto(&command, "echo one; echo error >&2; exit 3", file));
+    EXPECT_EQ(0, OsCommandRunInto(&command, "echo two | cat", file));
+    char text[16] = "";
+    EXPECT_EQ(8, pread(file, text, sizeof text, 0));
+    EXPECT_STREQ("one\ntwo\n", text);
+    close(file);
+}
+
+TEST(OsCommandRunInto, ReachesTheFileThatWasOpenedWhateverHasItsNameNow)
+{
+    char name[] = "/tmp/os-test-XXXXXX";
+    const int file = mkstemp(name);
+    ASSERT_GE(file, 0);
+    ASSERT_EQ(0, unlink(name));
+    ASSERT_EQ(0, symlink("/nowhere", name));
+    OsCommand command;
+    EXPECT_EQ(0, OsCommandRunInto(&command, "echo one", file));
+    EXPECT_EQ(4, lseek(file, 0, SEEK_END));
+    unlink(name);
+    close(file);
+}
+
 TEST(OsCommand, LeadsAProcessGroupOfItsOwn)
 {
     EXPECT_EQ("1\n", OutputOf("[ \"$(ps -o pgid= $$ | tr -d ' ')\" = $$ ] && echo 1"));
@@ -213,9 +259,9 @@ TEST(OsCommandStop, EndsTheWaitForALine)
     OsCommand command;
     char line[64];
     ASSERT_EQ(0, OsCommandOpen(&command, "echo first; sleep 1000; echo second"));
-    EXPECT_EQ(6u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(6u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     std::thread stopping([&] { OsCommandStop(&command); });
-    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line));
+    EXPECT_EQ(0u, OsCommandReadLine(&command, line, sizeof line, OS_FOREVER));
     stopping.join();
     EXPECT_EQ(0, OsCommandClose(&command));
 }
@@ -341,7 +387,7 @@ TEST(OsCommand, NoneIsLeftWhenTheSignalComesWhileCommandsStart)
                             OsCommand command;
                             char line[8];
                             if (OsCommandOpen(&command, "echo; sleep 1000 & sleep 1000") != 0) continue;
-                            OsCommandReadLine(&command, line, sizeof line);
+                            OsCommandReadLine(&command, line, sizeof line, OS_FOREVER);
                             OsCommandStop(&command);
                             OsCommandClose(&command);
                         }

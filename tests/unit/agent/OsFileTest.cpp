@@ -2,9 +2,12 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "tests/unit/agent/AgentTest.h"
@@ -41,6 +44,13 @@ class FileSizeLimit
     sighandler_t mHandler;
 };
 
+struct stat Status(const std::string &path)
+{
+    struct stat status = {};
+    EXPECT_EQ(0, lstat(path.c_str(), &status)) << path;
+    return status;
+}
+
 bool IsLink(const std::string &path)
 {
     struct stat status;
@@ -72,6 +82,31 @@ TEST_F(OsFile, ALinkIsFollowedOnlyOnDemand)
     close(fd);
 }
 
+// What is whose is tested with the configuration file, which is what this is for.
+TEST_F(OsFile, OfATrustedFileTheNamesMayBeLongAndTheLinksMany)
+{
+    WriteFile(mTarget, "text");
+    EXPECT_EQ(-1, OsOpenTrusted((FakeFolder() + std::string(5000, '/') + "target").c_str()));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+    // A relative target that fits alone, but not behind the folder's name.
+    const std::string far = "." + std::string(4080, '/') + "target";
+    ASSERT_EQ(0, symlink(far.c_str(), mPath.c_str()));
+    EXPECT_EQ(-1, OsOpenTrusted(mPath.c_str()));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+    std::string last = mTarget;
+    for (int links = 1; links <= 8; links++) {
+        const std::string next = FakeFolder() + "/link" + std::to_string(links);
+        ASSERT_EQ(0, symlink(last.c_str(), next.c_str()));
+        const int fd = OsOpenTrusted(next.c_str());
+        EXPECT_EQ(links < 8, fd >= 0) << links;
+        if (fd >= 0)
+            close(fd);
+        else
+            EXPECT_EQ(ELOOP, errno);
+        last = next;
+    }
+}
+
 TEST_F(OsFile, WhatIsNoRegularFileIsNotOpenedAndNotWaitedFor)
 {
     EXPECT_EQ(-1, OsOpenForReading(FakeFolder().c_str(), true));
@@ -95,23 +130,52 @@ TEST_F(OsFile, AFileThatIsRefusedIsClosedAgain)
     EXPECT_EQ(before, after);
 }
 
-TEST_F(OsFile, ReplaceCreatesAFileOfMode0644)
+TEST_F(OsFile, ReplaceCreatesAFileOfTheModeAskedForWhateverTheUmask)
 {
-    const mode_t mask = umask(0);
-    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4));
-    umask(mask);
-    EXPECT_EQ("001\n", FileContent(mPath));
-    struct stat status;
-    ASSERT_EQ(0, stat(mPath.c_str(), &status));
-    EXPECT_EQ(0644u, status.st_mode & 07777);
+    for (const mode_t mask : {0u, 077u}) {
+        for (const mode_t mode : {0644u, 0600u}) {
+            unlink(mPath.c_str());
+            const mode_t before = umask(mask);
+            EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, mode));
+            umask(before);
+            EXPECT_EQ("001\n", FileContent(mPath));
+            EXPECT_EQ(mode, Status(mPath).st_mode & 07777);
+        }
+    }
+}
+
+TEST_F(OsFile, ReplaceGivesAFileOfOursTheModeAskedFor)
+{
+    WriteFile(mPath, "001\n");
+    ASSERT_EQ(0, chmod(mPath.c_str(), 0644));
+    const struct stat before = Status(mPath);
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "002\n", 4, 0600));
+    EXPECT_EQ(before.st_ino, Status(mPath).st_ino);
+    EXPECT_EQ(0600u, Status(mPath).st_mode & 07777);
+}
+
+// Somebody may have opened it for writing, and would go on writing.
+TEST_F(OsFile, AFileOfOursThatOthersMayWriteIsMadeAnewAndNotRead)
+{
+    for (const mode_t mode : {0666u, 0620u, 0602u}) {
+        WriteFile(mPath, "004\n");
+        ASSERT_EQ(0, chmod(mPath.c_str(), mode));
+        const int theirs = open(mPath.c_str(), O_WRONLY | O_CLOEXEC);
+        EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
+        EXPECT_EQ(EINVAL, errno);
+        EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
+        EXPECT_EQ(4, pwrite(theirs, "004\n", 4, 0));
+        close(theirs);
+        EXPECT_EQ("001\n", FileContent(mPath));
+    }
 }
 
 TEST_F(OsFile, ReplaceLeavesNothingOfALongerContent)
 {
     WriteFile(mPath, "something much longer");
-    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "103\n", 4));
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "103\n", 4, 0644));
     EXPECT_EQ("103\n", FileContent(mPath));
-    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "", 0));
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "", 0, 0644));
     EXPECT_EQ("", FileContent(mPath));
 }
 
@@ -121,7 +185,7 @@ TEST_F(OsFile, ReplaceKeepsTheFileItself)
     struct stat before;
     struct stat after;
     ASSERT_EQ(0, stat(mPath.c_str(), &before));
-    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "002\n", 4));
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "002\n", 4, 0644));
     ASSERT_EQ(0, stat(mPath.c_str(), &after));
     EXPECT_EQ(before.st_ino, after.st_ino); // so it works on a full disk, too
 }
@@ -130,7 +194,7 @@ TEST_F(OsFile, ReplaceRemovesAPlantedLinkAndLeavesItsTarget)
 {
     WriteFile(mTarget, "precious");
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
-    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4));
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
     EXPECT_FALSE(IsLink(mPath));
     EXPECT_EQ("001\n", FileContent(mPath));
     EXPECT_EQ("precious", FileContent(mTarget));
@@ -139,30 +203,97 @@ TEST_F(OsFile, ReplaceRemovesAPlantedLinkAndLeavesItsTarget)
 TEST_F(OsFile, ReplaceDoesNotCreateTheTargetOfADanglingLink)
 {
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
-    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4));
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
     EXPECT_FALSE(IsLink(mPath));
     EXPECT_NE(0, access(mTarget.c_str(), F_OK));
 }
 
-TEST_F(OsFile, ReplaceLeavesADirectoryOrAFifoAlone)
+TEST_F(OsFile, ReplaceLeavesAFolderAndWhatIsInItAlone)
 {
     ASSERT_EQ(0, mkdir(mPath.c_str(), 0755));
-    EXPECT_EQ(-1, OsReplaceFile(mPath.c_str(), "001\n", 4));
+    WriteFile(mPath + "/in-it", "somebody else's");
+    EXPECT_EQ(-1, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
+    EXPECT_EQ(EISDIR, errno);
+    EXPECT_EQ(-1, OsOpenForWriting(mPath.c_str()));
+    EXPECT_EQ(EISDIR, errno);
+    EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
+    EXPECT_EQ("somebody else's", FileContent(mPath + "/in-it"));
+    ASSERT_EQ(0, unlink((mPath + "/in-it").c_str()));
+    EXPECT_EQ(-1, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644)); // an empty one as well
     EXPECT_EQ(0, rmdir(mPath.c_str()));
-    ASSERT_EQ(0, mkfifo(mPath.c_str(), 0644));
-    EXPECT_EQ(-1, OsReplaceFile(mPath.c_str(), "001\n", 4)); // nobody reads: opening would block
-    EXPECT_EQ(ENXIO, errno);
-    const int reader = open(mPath.c_str(), O_RDONLY | O_NONBLOCK);
-    EXPECT_EQ(-1, OsReplaceFile(mPath.c_str(), "001\n", 4));
+}
+
+TEST_F(OsFile, ReplaceRemovesAFifoWhetherSomebodyReadsOrNot)
+{
+    for (const bool reads : {false, true}) {
+        unlink(mPath.c_str());
+        ASSERT_EQ(0, mkfifo(mPath.c_str(), 0644));
+        const int reader = reads ? open(mPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+        EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
+        EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
+        EXPECT_EQ("001\n", FileContent(mPath));
+        char byte;
+        EXPECT_EQ(reads ? 0 : -1, read(reader, &byte, 1)) << "something was written into the FIFO";
+        close(reader);
+    }
+}
+
+TEST_F(OsFile, ReplaceRemovesASocket)
+{
+    struct sockaddr_un at = {};
+    at.sun_family = AF_UNIX;
+    strcpy(at.sun_path, mPath.c_str());
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(0, bind(listener, reinterpret_cast<struct sockaddr *>(&at), sizeof at));
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
+    close(listener);
+    EXPECT_EQ("001\n", FileContent(mPath));
+}
+
+TEST_F(OsFile, AFileThatHasASecondNameIsMadeAnewAndNotRead)
+{
+    WriteFile(mTarget, "precious");
+    ASSERT_EQ(0, link(mTarget.c_str(), mPath.c_str()));
+    EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
     EXPECT_EQ(EINVAL, errno);
-    char byte;
-    EXPECT_EQ(0, read(reader, &byte, 1)) << "something was written into the FIFO";
-    close(reader);
+    EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
+    EXPECT_EQ("001\n", FileContent(mPath));
+    EXPECT_EQ("precious", FileContent(mTarget));
+}
+
+// Or our own file would be gone for nothing.
+TEST_F(OsFile, ReplaceRemovesNothingBecauseDescriptorsAreShort)
+{
+    WriteFile(mPath, "001\n");
+    struct rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const struct rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const int result = OsReplaceFile(mPath.c_str(), "002\n", 4, 0644);
+    const int error = errno;
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(EMFILE, error);
+    EXPECT_EQ("001\n", FileContent(mPath));
+}
+
+TEST_F(OsFile, OursIsARegularFileAndNoLinkToOne)
+{
+    WriteFile(mTarget, "text");
+    const int fd = OsOpenOurs(mTarget.c_str());
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(FD_CLOEXEC, fcntl(fd, F_GETFD) & FD_CLOEXEC);
+    close(fd);
+    ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
+    EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
+    EXPECT_EQ(ELOOP, errno);
+    EXPECT_EQ(-1, OsOpenOurs((FakeFolder() + "/missing").c_str()));
+    EXPECT_EQ(ENOENT, errno);
 }
 
 TEST_F(OsFile, ReplaceInAFolderThatIsNotThereCannotOpen)
 {
-    EXPECT_EQ(-1, OsReplaceFile((FakeFolder() + "/missing/file").c_str(), "001\n", 4));
+    EXPECT_EQ(-1, OsReplaceFile((FakeFolder() + "/missing/file").c_str(), "001\n", 4, 0644));
     EXPECT_EQ(ENOENT, errno);
 }
 
@@ -172,7 +303,7 @@ TEST_F(OsFile, ReplaceTellsAFailedWriteFromAFailedOpen)
     int error;
     {
         FileSizeLimit limit(0);
-        result = OsReplaceFile(mPath.c_str(), "001\n", 4);
+        result = OsReplaceFile(mPath.c_str(), "001\n", 4, 0644);
         error = errno;
     }
     EXPECT_EQ(-2, result);
@@ -185,7 +316,7 @@ TEST_F(OsFile, ReplaceTakesAPartialWriteForAFailedOne)
     int error;
     {
         FileSizeLimit limit(2);
-        result = OsReplaceFile(mPath.c_str(), "001\n", 4);
+        result = OsReplaceFile(mPath.c_str(), "001\n", 4, 0644);
         error = errno;
     }
     EXPECT_EQ(-2, result);
@@ -205,7 +336,21 @@ TEST_F(OsFile, OpenedForWritingAFileIsEmptyAndCloseOnExec)
     EXPECT_EQ("one two", FileContent(mPath));
 }
 
-TEST_F(OsFile, OpeningForWritingRemovesALinkAndRefusesAllElse)
+TEST_F(OsFile, OpenedForWritingAFileHasMode0600AndReadsBackWhatWasWritten)
+{
+    const mode_t before = umask(0);
+    const int fd = OsOpenForWriting(mPath.c_str());
+    umask(before);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(0600u, Status(mPath).st_mode & 07777);
+    EXPECT_EQ(0, OsWriteAll(fd, "one", 3));
+    char text[4] = "";
+    EXPECT_EQ(3, pread(fd, text, sizeof text, 0));
+    EXPECT_STREQ("one", text);
+    close(fd);
+}
+
+TEST_F(OsFile, OpeningForWritingRemovesALinkAndAFifo)
 {
     WriteFile(mTarget, "precious");
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
@@ -214,8 +359,8 @@ TEST_F(OsFile, OpeningForWritingRemovesALinkAndRefusesAllElse)
     EXPECT_EQ("precious", FileContent(mTarget));
     unlink(mPath.c_str());
     ASSERT_EQ(0, mkfifo(mPath.c_str(), 0644));
-    EXPECT_EQ(-1, OsOpenForWriting(mPath.c_str()));
-    EXPECT_EQ(-1, OsOpenForWriting(FakeFolder().c_str()));
+    close(OsOpenForWriting(mPath.c_str()));
+    EXPECT_TRUE(S_ISREG(Status(mPath).st_mode));
 }
 
 TEST_F(OsFile, WritingAllFailsWhenTheFileTakesLess)
@@ -247,49 +392,44 @@ TEST_F(OsFile, AFileOpenedForWritingIsANewOne)
     EXPECT_EQ("ours", FileContent(mPath));
 }
 
-TEST_F(OsFile, PutInPlaceReplacesAFileOrALinkByTheWholeFile)
-{
-    const std::string part = FakeFolder() + "/part";
-    WriteFile(part, "new");
-    WriteFile(mPath, "old");
-    EXPECT_EQ(0, OsPutInPlace(part.c_str(), mPath.c_str()));
-    EXPECT_EQ("new", FileContent(mPath));
-    EXPECT_NE(0, access(part.c_str(), F_OK));
-    unlink(mPath.c_str());
-    WriteFile(mTarget, "precious");
-    ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
-    WriteFile(part, "newer");
-    EXPECT_EQ(0, OsPutInPlace(part.c_str(), mPath.c_str()));
-    EXPECT_FALSE(IsLink(mPath));
-    EXPECT_EQ("newer", FileContent(mPath));
-    EXPECT_EQ("precious", FileContent(mTarget));
-}
-
-TEST_F(OsFile, PutInPlaceTakesNothingButAFile)
-{
-    const std::string part = FakeFolder() + "/part";
-    errno = 0;
-    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
-    EXPECT_EQ(ENOENT, errno);
-    ASSERT_EQ(0, symlink(mTarget.c_str(), part.c_str()));
-    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
-    unlink(part.c_str());
-    ASSERT_EQ(0, mkfifo(part.c_str(), 0600));
-    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
-    unlink(part.c_str());
-    WriteFile(part, "new");
-    ASSERT_EQ(0, mkdir(mPath.c_str(), 0700));
-    EXPECT_EQ(-1, OsPutInPlace(part.c_str(), mPath.c_str()));
-    EXPECT_EQ("new", FileContent(part));
-    rmdir(mPath.c_str());
-}
-
 TEST_F(OsFile, RemovingMayFindNothingAndFollowsNoLink)
 {
     OsRemoveFile(mPath.c_str());
     WriteFile(mTarget, "precious");
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
     OsRemoveFile(mPath.c_str());
+    EXPECT_FALSE(IsLink(mPath));
+    EXPECT_EQ("precious", FileContent(mTarget));
+}
+
+TEST_F(OsFile, AFileIsRemovedOnlyWhileItIsTheOneThatWasMeant)
+{
+    OsFileId id;
+    EXPECT_FALSE(OsFileIdOf(mPath.c_str(), &id));
+    WriteFile(mPath, "first");
+    const int held = open(mPath.c_str(), O_RDONLY | O_CLOEXEC); // so that its number is not given away again
+    ASSERT_TRUE(OsFileIdOf(mPath.c_str(), &id));
+    unlink(mPath.c_str());
+    OsRemoveFileIf(mPath.c_str(), id);
+    WriteFile(mPath, "second");
+    OsRemoveFileIf(mPath.c_str(), id);
+    EXPECT_EQ("second", FileContent(mPath));
+    ASSERT_TRUE(OsFileIdOf(mPath.c_str(), &id));
+    OsRemoveFileIf(mPath.c_str(), id);
+    EXPECT_EQ(-1, access(mPath.c_str(), F_OK));
+    close(held);
+}
+
+TEST_F(OsFile, ALinkIsTakenForItselfAndNotForWhatItPointsTo)
+{
+    WriteFile(mTarget, "precious");
+    OsFileId id;
+    ASSERT_TRUE(OsFileIdOf(mTarget.c_str(), &id));
+    ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
+    OsRemoveFileIf(mPath.c_str(), id);
+    EXPECT_TRUE(IsLink(mPath));
+    ASSERT_TRUE(OsFileIdOf(mPath.c_str(), &id));
+    OsRemoveFileIf(mPath.c_str(), id);
     EXPECT_FALSE(IsLink(mPath));
     EXPECT_EQ("precious", FileContent(mTarget));
 }

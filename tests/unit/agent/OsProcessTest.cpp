@@ -99,6 +99,27 @@ TEST(OsProcess, InterruptSignalRemovesTheFilesAndExitsWithZero)
     EXPECT_FALSE(file.Exists());
 }
 
+TEST(OsProcess, WhatHasTakenAFilesPlaceIsNotRemovedAtTheEnd)
+{
+    for (const int signal : {SIGTERM, SIGINT}) {
+        const TemporaryFile file, other;
+        EXPECT_EQ(0, StatusAfter(signal, file, [&] { rename(other.Path(), file.Path()); }));
+        EXPECT_TRUE(file.Exists());
+    }
+    const TemporaryFile file, other;
+    EXPECT_EQ(7, StatusOf(Fork([&]() -> int {
+                  OsRemoveAtEnd(file.Path());
+                  rename(other.Path(), file.Path());
+                  OsExit(7);
+              })));
+    EXPECT_TRUE(file.Exists());
+}
+
+TEST(OsProcess, AFileThatIsNotThereCannotBeNamedForRemoval)
+{
+    EXPECT_EQ(-1, OsRemoveAtEnd("/tmp/os-test-that-is-not-there"));
+}
+
 TEST(OsProcess, TerminationDoesNotWaitForOtherThreads)
 {
     const TemporaryFile file;
@@ -166,9 +187,9 @@ TEST(OsProcess, EightFilesCanBeNamedForRemoval)
     const TemporaryFile last;
     EXPECT_EQ(7, StatusOf(Fork([&]() -> int {
                   for (int i = 0; i < 7; i++)
-                      if (OsRemoveAtEnd("/tmp/os-test-that-is-not-there") != 0) OsExit(1);
+                      if (OsRemoveAtEnd(last.Path()) != 0) OsExit(1);
                   if (OsRemoveAtEnd(last.Path()) != 0) OsExit(2);
-                  OsExit(OsRemoveAtEnd("/tmp/os-test-one-too-many") == -1 ? 7 : 3);
+                  OsExit(OsRemoveAtEnd(last.Path()) == -1 ? 7 : 3);
               })));
     EXPECT_FALSE(last.Exists());
 }

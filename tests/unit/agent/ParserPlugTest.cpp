@@ -44,22 +44,35 @@ TEST_F(ParserPlugTest, EveryMemberIsRequiredAndHasItsOwnCode)
     }
 }
 
-TEST_F(ParserPlugTest, AValueOfAnotherTypeCountsAsMissing)
+TEST_F(ParserPlugTest, AMemberThatIsThereIsEnoughWhateverItIs)
 {
     for (const Command &command : Commands()) {
         for (size_t i = 0; i < command.missing.size(); i++) {
-            if (command.dataType == 4) continue; // is there, whatever it is
+            const std::string &name = command.members.all[i].first;
+            if (name == "url" && command.dataType == 2) continue; // has to be one
+            if (name == "func40Interval") continue;               // has limits
             for (const std::string &value : HostileValues()) {
-                const bool number = command.members.all[i].second[0] != '"';
-                if (number && (isdigit(static_cast<unsigned char>(value[0])) || value[0] == '-')) continue;
                 const std::string text = command.members.With(i, value).Text();
-                EXPECT_EQ(command.missing[i], ParserPlug(command.dataType, text.c_str())) << text;
+                EXPECT_EQ(0, ParserPlug(command.dataType, text.c_str())) << text;
             }
-            if (command.members.all[i].second[0] != '"') {
-                const std::string text = command.members.With(i, "\"5\"").Text();
-                EXPECT_EQ(command.missing[i], ParserPlug(command.dataType, text.c_str())) << text;
-            }
+            const std::string text = command.members.With(i, "\"2000\"").Text();
+            EXPECT_EQ(0, ParserPlug(command.dataType, text.c_str())) << text;
         }
+    }
+}
+
+TEST_F(ParserPlugTest, WhatIsNoTextIsAnEmptyOne)
+{
+    for (const std::string &value : HostileValues()) {
+        ASSERT_EQ(0, ParserPlug(1, kUpdateCmd));
+        EXPECT_EQ(0,
+                  ParserPlug(1, ("{\"pluginID\":\"p2\",\"fromVersion\":" + value + ",\"toVersion\":\"3\"}").c_str()));
+        EXPECT_STREQ("p2", mPluginID);
+        EXPECT_STREQ("", mFromVersion) << value;
+        EXPECT_STREQ("3", mToVersion);
+        EXPECT_EQ(-1,
+                  ParserPlug(2, ("{\"url\":" + value + ",\"fileLength\":1,\"fileMD5\":\"\",\"token\":\"\"}").c_str()))
+            << value; // the empty text is no URL
     }
 }
 
@@ -67,7 +80,7 @@ TEST_F(ParserPlugTest, TheFirstMissingMemberDecides)
 {
     EXPECT_EQ(1, ParserPlug(15, "{}"));
     EXPECT_EQ(1, ParserPlug(16, "{}"));
-    EXPECT_EQ(2, ParserPlug(16, "{\"fromVersion\":\"1\",\"url\":3}"));
+    EXPECT_EQ(2, ParserPlug(16, "{\"fromVersion\":1,\"url\":3}"));
     EXPECT_EQ(5, ParserPlug(16, "{\"fromVersion\":\"1\",\"toVersion\":\"1\",\"url\":\"1\"}")); // before 4
 }
 
@@ -92,34 +105,34 @@ TEST_F(ParserPlugTest, AMissingMemberTakesNothingBackAndTouchesNothingBehindIt)
     EXPECT_STREQ("2.0", mToVersion);
 }
 
-TEST_F(ParserPlugTest, ATextFitsItsFieldWithATerminatorOrIsRefused)
+TEST_F(ParserPlugTest, OfATextThatIsTooLongItsFieldKeepsWhatFits)
 {
     struct Field {
         uint8_t dataType;
         size_t member;
         char *text;
         size_t size;
+        size_t room; // a record's field is filled, the agent's own texts are terminated
     };
     const Field fields[] = {
-        {1, 0, mPluginID, 128},        {1, 1, mFromVersion, 16}, {1, 2, mToVersion, 128},
-        {2, 2, mFileMD5, 64},          {2, 3, mToken, 128},      {15, 0, upParm.fromVersion, 64},
-        {16, 1, upParm.toVersion, 64}, {16, 2, upParm.url, 256}, {16, 5, upParm.chkSum, 40},
+        {1, 0, mPluginID, 128, 127},       {1, 1, mFromVersion, 16, 15},  {1, 2, mToVersion, 128, 127},
+        {2, 2, mFileMD5, 64, 63},          {2, 3, mToken, 128, 127},      {15, 0, upParm.fromVersion, 64, 64},
+        {16, 1, upParm.toVersion, 64, 64}, {16, 2, upParm.url, 256, 256}, {16, 5, upParm.chkSum, 40, 40},
     };
     for (const Field &field : fields) {
         for (const Command &command : Commands()) {
             if (command.dataType != field.dataType) continue;
-            const auto with = [&](size_t length) {
-                return command.members.With(field.member, "\"" + std::string(length, 'x') + "\"").Text();
+            const auto expectKept = [&](size_t kept, size_t length) {
+                const std::string text =
+                    command.members.With(field.member, "\"" + std::string(length, 'x') + "\"").Text();
+                EXPECT_EQ(0, ParserPlug(field.dataType, text.c_str())) << length;
+                EXPECT_EQ(std::string(kept, 'x') + std::string(field.size - kept, '\0'),
+                          std::string(field.text, field.size))
+                    << int(field.dataType) << " " << field.member << " " << length;
             };
-            EXPECT_EQ(0, ParserPlug(field.dataType, with(field.size - 1).c_str()));
-            EXPECT_EQ(std::string(field.size - 1, 'x'), field.text);
-            EXPECT_EQ(0, ParserPlug(field.dataType, with(3).c_str()));
-            EXPECT_EQ(std::string("xxx") + std::string(field.size - 3, '\0'), std::string(field.text, field.size));
-            for (const size_t length : {field.size, field.size + 1, size_t{1400}, size_t{10000}}) {
-                EXPECT_EQ(command.missing[field.member], ParserPlug(field.dataType, with(length).c_str())) << length;
-                // The check forgets what the last one has brought.
-                EXPECT_STREQ(field.dataType == 15 ? "" : "xxx", field.text);
-            }
+            for (const size_t length : {field.room - 1, field.room, size_t{3}, size_t{0}}) expectKept(length, length);
+            for (const size_t length : {field.room + 1, field.size + 1, size_t{1400}, size_t{10000}})
+                expectKept(field.room, length);
         }
     }
 }
@@ -131,18 +144,19 @@ TEST_F(ParserPlugTest, NoTextRunsOverItsFieldOrComesInAnotherForm)
         for (const Command &command : Commands()) {
             for (size_t i = 0; i < command.missing.size(); i++) {
                 const int result = ParserPlug(command.dataType, command.members.With(i, text).Text().c_str());
-                if (command.dataType == 1 && result == 0) {
-                    EXPECT_EQ(hostile.text, i == 0 ? mPluginID : i == 1 ? mFromVersion : mToVersion);
-                }
+                if (command.dataType != 1) continue;
+                EXPECT_EQ(0, result) << text;
+                EXPECT_EQ(hostile.text.substr(0, i == 1 ? 15 : 127), i == 0   ? mPluginID
+                                                                     : i == 1 ? mFromVersion
+                                                                              : mToVersion);
             }
         }
         EXPECT_NE(nullptr, memchr(mPluginID, 0, sizeof mPluginID));
         EXPECT_NE(nullptr, memchr(mFromVersion, 0, sizeof mFromVersion));
         EXPECT_NE(nullptr, memchr(mDownloadServer, 0, sizeof mDownloadServer));
-        EXPECT_NE(nullptr, memchr(upParm.url, 0, sizeof upParm.url));
-        EXPECT_NE(nullptr, memchr(upParm.chkSum, 0, sizeof upParm.chkSum));
+        EXPECT_EQ(1u, upParm.fileLength); // the neighbours of the fields
+        EXPECT_EQ(1u, upParm.checkMethod);
     }
-    EXPECT_EQ(Hex("02 11 22 33 44 AF"), Bytes(mMac, mMac + 6));
     EXPECT_TRUE(FakeCommands().empty());
 }
 
@@ -230,21 +244,43 @@ TEST_F(ParserPlugTest, AUrlHasAtMost255Characters)
     EXPECT_EQ("h|80|" + path, Place());
 }
 
-TEST_F(ParserPlugTest, ALengthIsAWholeNumberOf32Bits)
+TEST_F(ParserPlugTest, ALengthIsCutToItsField)
 {
     const auto parse = [](const std::string &length) {
         return ParserPlug(
             2, ("{\"url\":\"http://h/p\",\"fileLength\":" + length + ",\"fileMD5\":\"\",\"token\":\"\"}").c_str());
     };
-    EXPECT_EQ(0, parse("4294967295"));
-    EXPECT_EQ(4294967295u, mFileLength);
-    EXPECT_EQ(0, parse("0"));
-    EXPECT_EQ(0u, mFileLength);
-    EXPECT_EQ(0, parse("1e3"));
-    EXPECT_EQ(1000u, mFileLength);
-    for (const char *length : {"4294967296", "-1", "1.5", "1e308", "1e999", "-1e999", "123456789012345678901234567890"})
-        EXPECT_EQ(-1, parse(length)) << length;
-    EXPECT_EQ(1000u, mFileLength);
+    const struct {
+        const char *sent;
+        uint32_t kept;
+    } kLengths[] = {
+        {"2000", 2000}, // a number that fits is kept as it is, up to the last of 32 bits
+        {"0", 0},
+        {"1e3", 1000},
+        {"2147483648", 2147483648u},
+        {"4294967295", 4294967295u},
+        {"1.9", 1},
+        {"-0.9", 0},
+        {"-1", 4294967295u},
+        {"-2147483648", 2147483648u},
+        {"4294967296", 4294967295u}, // beyond, the nearest
+        {"1e308", 4294967295u},
+        {"1e999", 4294967295u},
+        {"123456789012345678901234567890", 4294967295u},
+        {"-1e999", 2147483648u},
+        {"\"2000\"", 0}, // a text has no number
+        {"\"\"", 0},
+        {"null", 0},
+        {"false", 0},
+        {"true", 1},
+        {"{}", 0},
+        {"[5]", 0},
+    };
+    for (const auto &length : kLengths) {
+        mFileLength = 77;
+        EXPECT_EQ(0, parse(length.sent)) << length.sent;
+        EXPECT_EQ(length.kept, mFileLength) << length.sent;
+    }
 }
 
 // ---- 4 to 7: devices ----
@@ -273,26 +309,48 @@ TEST_F(ParserPlugTest, AMacIsStoredByTheThreeCommandsThatBringOne)
     ExpectNothingSent();
 }
 
-TEST_F(ParserPlugTest, WhatIsNotTwelveHexadecimalDigitsIsNoMac)
+TEST_F(ParserPlugTest, AMacReadsAsFarAsItScansAndTheRestIsZero)
 {
-    ASSERT_EQ(0, ParserPlug(5, "{\"mac\":\"021122334455\"}"));
-    for (const char *digits : {"", "0211223344", "02112233445", "0211223344556", "02:11:22:33:44:55", "0211223344gg",
-                               " 21122334455", "0x1122334455", "02112233445\\u0000"})
-        for (const uint8_t dataType : {5, 6, 7})
-            EXPECT_EQ(-1, ParserPlugData(dataType, ("{\"mac\":\"" + std::string(digits) + "\",\"result\":1}").c_str()))
-                << digits;
-    EXPECT_EQ(Hex("02 11 22 33 44 55"), Bytes(mMac, mMac + 6));
+    const struct {
+        const char *sent;
+        const char *kept;
+    } kMacs[] = {
+        {"\"02:11:22:33:44:55\"", "02 00 00 00 00 00"},
+        {"\"0211223344\"", "02 11 22 33 44 00"},
+        {"\"02112233445\"", "02 11 22 33 44 05"},
+        {"\"0211223344556\"", "02 11 22 33 44 55"},
+        {"\"0211223344gg\"", "02 11 22 33 44 00"},
+        {"\" 021122 334455\"", "02 11 22 33 44 55"},
+        {"\"02112233445\\u0000\"", "02 11 22 33 44 05"},
+        {"\"mac\"", "00 00 00 00 00 00"},
+        {"\"\"", "00 00 00 00 00 00"},
+        {"21122334455", "00 00 00 00 00 00"},
+        {"null", "00 00 00 00 00 00"},
+    };
+    for (const auto &one : kMacs) {
+        for (const uint8_t dataType : {5, 6, 7}) {
+            memset(mMac, 'x', sizeof mMac);
+            EXPECT_EQ(0, ParserPlugData(dataType, (std::string("{\"mac\":") + one.sent + ",\"result\":1}").c_str()));
+            EXPECT_EQ(Hex(one.kept), Bytes(mMac, mMac + 6)) << one.sent;
+        }
+    }
 }
 
-TEST_F(ParserPlugTest, ARecognitionHasAResultOfEightBits)
+TEST_F(ParserPlugTest, ARecognitionsResultIsCutToEightBits)
 {
-    EXPECT_EQ(0, ParserPlugData(6, "{\"mac\":\"021122334455\",\"result\":255}"));
-    EXPECT_EQ(255, mRecogResult);
-    EXPECT_TRUE(Logged("devrecog result  : 255"));
-    EXPECT_EQ(-1, ParserPlugData(6, "{\"mac\":\"021122334466\",\"result\":256}"));
-    EXPECT_EQ(-1, ParserPlugData(6, "{\"mac\":\"021122334466\",\"result\":-1}"));
+    const struct {
+        const char *sent;
+        uint8_t kept;
+    } kResults[] = {{"255", 255}, {"256", 0}, {"257", 1}, {"-1", 255}, {"7.9", 7}, {"\"5\"", 0}, {"null", 0}};
+    for (const auto &result : kResults) {
+        mRecogResult = 99;
+        EXPECT_EQ(
+            0, ParserPlugData(6, (std::string("{\"mac\":\"021122334455\",\"result\":") + result.sent + "}").c_str()));
+        EXPECT_EQ(result.kept, mRecogResult) << result.sent;
+        EXPECT_TRUE(Logged("devrecog result  : " + std::to_string(result.kept)));
+    }
     EXPECT_EQ(-1, ParserPlugData(6, "{\"mac\":\"021122334466\"}"));
-    EXPECT_EQ(255, mRecogResult);
+    EXPECT_EQ(0, mRecogResult);
     EXPECT_EQ(0x66, mMac[5]); // it stood before
     EXPECT_EQ(std::string::npos, Log().find("devrecog"));
 }
@@ -320,11 +378,25 @@ TEST_F(ParserPlugTest, AReportPeriodOfZeroTurnsTheReportsOff)
     EXPECT_TRUE(Logged("Close subdev auto report."));
 }
 
+TEST_F(ParserPlugTest, AReportPeriodIsCutToWholeMinutes)
+{
+    EXPECT_EQ(0, ParserPlugData(18, "{\"func40Interval\":19.99}"));
+    EXPECT_EQ(114, Fn40Interval);
+    EXPECT_EQ(0, ParserPlugData(18, "{\"func40Interval\":1.5}"));
+    EXPECT_EQ(6, Fn40Interval);
+    for (const char *minutes : {"0.5", "-0.5", "\"5\"", "\"\"", "null", "[5]"}) { // all of them are 0
+        AutoReportDevinfo = 1;
+        EXPECT_EQ(0, ParserPlugData(18, ("{\"func40Interval\":" + std::string(minutes) + "}").c_str())) << minutes;
+        EXPECT_EQ(0, AutoReportDevinfo) << minutes;
+        EXPECT_TRUE(Logged("Close subdev auto report."));
+    }
+    EXPECT_EQ(6, Fn40Interval);
+}
+
 TEST_F(ParserPlugTest, EveryOtherReportPeriodIsRefused)
 {
     Fn40Interval = 30;
-    for (const char *minutes :
-         {"20", "-1", "0.5", "1.5", "19.01", "255", "4294967296", "4294967297", "1e308", "-1e999"}) {
+    for (const char *minutes : {"20", "-1", "255", "4294967296", "4294967297", "1e308", "-1e999"}) {
         EXPECT_EQ(-1, ParserPlugData(18, ("{\"func40Interval\":" + std::string(minutes) + "}").c_str())) << minutes;
         EXPECT_TRUE(Logged("Set subdev auto report error.")) << minutes;
     }

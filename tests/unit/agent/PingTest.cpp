@@ -324,9 +324,56 @@ TEST_F(PingTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndLeavesTheLas
     EXPECT_EQ(Result("and works again\n"), Call(PingResult));
 }
 
+// ---- Without a count ----
+
+TEST_F(PingTest, WithoutACountIsKilledAfter500Seconds)
+{
+    for (const char *count : {"00 00", "FF FF", "00 80"}) {
+        FakeClockAuto(false);
+        FakeScript endless;
+        endless.output = "heading\n";
+        endless.lasts = true;
+        FakeCommand("ping ", endless);
+        ASSERT_EQ(0, Call(PingStart, Request(count)).status);
+        for (int pause = 0; pause < 2; pause++) { // before the line and before the next
+            FakeClockAwaitSleepers(1);
+            FakeClockAdvanceMs(50);
+        }
+        FakeClockAwaitSleepers(1);
+        EXPECT_EQ(500000 - 100, FakeClockNextDeadlineMs());
+        FakeClockAdvanceMs(500000 - 101);
+        EXPECT_EQ(1, FakeCommandsRunning());
+        FakeClockAdvanceMs(1);
+        ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
+        EXPECT_EQ(0, FakeCommandsRunning());
+        EXPECT_TRUE(Logged("kill ping"));
+        EXPECT_EQ(Result("heading\n"), Call(PingResult));
+    }
+}
+
+TEST_F(PingTest, WithoutACountMayEndBeforeByItself)
+{
+    Run(kOutput, Request("00 00"));
+    EXPECT_EQ(Result(kKept), Call(PingResult));
+    EXPECT_FALSE(Logged("kill ping"));
+}
+
+TEST_F(PingTest, WithACountIsWaitedForHoweverLongItTakes)
+{
+    FakeClockAuto(false);
+    FakeScript endless;
+    endless.lasts = true;
+    FakeCommand("ping ", endless);
+    ASSERT_EQ(0, Call(PingStart, Request("01 00")).status);
+    FakeClockAwaitSleepers(1);
+    FakeClockAdvanceMs(50);
+    FakeClockAwaitWaiters(1);
+    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+}
+
 // ---- Letting go ----
 
-TEST_F(PingTest, AResultRequestLetsGoWhenTheSessionEnds)
+TEST_F(PingTest, TheEndOfTheSessionEndsTheWaitForAResultNotThePing)
 {
     StartLasting();
     Answer answer = {};
@@ -335,10 +382,13 @@ TEST_F(PingTest, AResultRequestLetsGoWhenTheSessionEnds)
     EndSession();
     request.Join();
     EXPECT_EQ((Answer{1, {}}), answer);
-    EXPECT_EQ(0, FakeCommandsRunning());
-    EXPECT_EQ(0, pingRes);
+    EXPECT_EQ(1, FakeCommandsRunning());
     ServerRun = 1;
-    EXPECT_EQ(Result(kKept), Call(PingResult)); // what it had printed
+    EXPECT_EQ((Answer{1, {}}), Call(PingStart, Request())); // until it ends
+    FakeCommandEnd();
+    ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
+    EXPECT_EQ(Result(kKept), Call(PingResult));
+    EXPECT_EQ(0, pingRes);
     Run("new\n");
     EXPECT_EQ(Result("new\n"), Call(PingResult));
 }

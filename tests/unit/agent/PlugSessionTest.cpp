@@ -81,7 +81,7 @@ class PlugSessionTest : public AgentTest
         Login();
         FakeClockAdvanceMs(10);
         ASSERT_EQ(0x21, login.ReceiveFrame()[2]); // first heartbeat
-        FakeClockAwaitWaiters(4); // and the response thread; the main thread may have no deadline
+        FakeClockAwaitWaiters(4);                 // and the response thread; the main thread may have no deadline
         begin = OsNowMs();
     }
 
@@ -253,9 +253,29 @@ TEST_F(PlugSessionTest, ASessionThatEndsAfterTheWeekEndsTheProcess)
     const auto run = [this] {
         BeginSession();
         SetSessionFlag(mQuitPro, 1);
+        LetTheConnectionClose();
         agent->Join();
     };
     EXPECT_ENDS(run(), "After a week exit, restart \\.\\.\\.");
+}
+
+TEST_F(PlugSessionTest, TheEndOfTheWeekWaitsForACommandAsEveryTeardownDoes)
+{
+    static ServerStopCall call = {[] {
+                                      fprintf(stderr, "asked to let go\n");
+                                      return false;
+                                  },
+                                  false, nullptr};
+    PlugSetDutyCounter(302400);
+    const auto run = [this] {
+        ServerOnStop(&call);
+        BeginSession();
+        fprintf(stderr, "session\n");
+        SetSessionFlag(mQuitPro, 1);
+        LetTheConnectionClose();
+        agent->Join();
+    };
+    EXPECT_ENDS(run(), "session.*After a week exit.*asked to let go");
 }
 
 TEST_F(PlugSessionTest, TheWeekIsOverOnlyWhenTheSessionIs)
@@ -266,6 +286,7 @@ TEST_F(PlugSessionTest, TheWeekIsOverOnlyWhenTheSessionIs)
         AdvanceThrough(3600000, 2);
         fprintf(stderr, "still running\n");
         SetSessionFlag(mQuitPro, 1);
+        LetTheConnectionClose();
         agent->Join();
     };
     EXPECT_ENDS(run(), "still running.*After a week exit, restart \\.\\.\\.");

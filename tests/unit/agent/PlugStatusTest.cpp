@@ -4,6 +4,7 @@
 
 #include "os/Paths.h"
 #include "tests/unit/agent/AgentTest.h"
+#include "tests/unit/agent/PlatformSide.h"
 
 typedef AgentTest PlugStatusTest;
 
@@ -51,4 +52,19 @@ TEST_F(PlugStatusTest, APlantedLinkIsNotFollowed)
     EXPECT_EQ("untouched", FileContent(target));
     EXPECT_EQ("103\n", StatusFile());
     EXPECT_FALSE(std::filesystem::is_symlink(kPathPlugStatus));
+}
+
+TEST_F(PlugStatusTest, BehindTheLastCodeNoOtherIsWritten)
+{
+    // In a process of its own, because for this one nothing would come behind it.
+    EXPECT_ENDS(
+        {
+            LogPlugStatus(PLUG_UPDATE_FETCHED);
+            LogPlugStatus(PLUG_LINK_LOST);
+            EXPECT_EQ(0, LogLastPlugStatus(PLUG_UPDATE_FETCHED));
+            EXPECT_EQ(0, LogPlugStatus(PLUG_LINK_LOST));
+            exit(255);
+        },
+        "");
+    EXPECT_EQ("004\n", StatusFile());
 }

@@ -1,6 +1,7 @@
 // Start-up and the part of the cycle that needs no platform: registration attempts that fail.
 #include "core/Plug.h"
 
+#include <cerrno>
 #include <cstring>
 #include <list>
 
@@ -138,6 +139,45 @@ TEST_F(PlugTest, ADeviceWorkerThatCannotStartEndsTheProcess)
 {
     spy.devicesResult = 3;
     EXPECT_ENDS(Start({"-d"}), "StartSubdev failed\\.");
+}
+
+TEST_F(PlugTest, AServiceThatCouldNotBeStartedIsTriedAgainWithEveryCycleUntilItStands)
+{
+    const std::vector<std::string> all = {"StartEaccess", "CommServerStart", "Fn39Init", "Fn40Init", "StartSubdev"};
+    spy.results = {{"StartEaccess", EAGAIN}, {"Fn39Init", -1}, {"Fn40Init", -1}};
+    Start({});
+    NobodyListens(0);
+    EXPECT_EQ(all, spy.Names());
+    PlugCycle();
+    std::vector<std::string> expected = all;
+    expected.insert(expected.end(), {"StartEaccess", "Fn39Init", "Fn40Init"});
+    EXPECT_EQ(expected, spy.Names());
+    spy.results = {{"Fn39Init", -1}};
+    PlugCycle();
+    expected.insert(expected.end(), {"StartEaccess", "Fn39Init", "Fn40Init"});
+    EXPECT_EQ(expected, spy.Names());
+    spy.results.clear();
+    PlugCycle();
+    expected.insert(expected.end(), {"Fn39Init"});
+    EXPECT_EQ(expected, spy.Names());
+    PlugCycle();
+    EXPECT_EQ(expected, spy.Names());
+    EXPECT_EQ("001\n", StatusFile()); // a failure's 102 does not stand in the way of the next stage
+}
+
+TEST_F(PlugTest, WhatEndsTheStartIsSaidInOneLineWithoutTheLog)
+{
+    spy.serverResult = -1;
+    EXPECT_ENDS(Start({}), "^plug: Comm server start error\\.\n$");
+    spy.serverResult = 0;
+    spy.devicesResult = 3;
+    EXPECT_ENDS(Start({}), "^plug: StartSubdev failed\\.\n$");
+}
+
+TEST_F(PlugTest, WhatEndsTheStartIsSaidOnceWithTheLog)
+{
+    spy.serverResult = -1;
+    EXPECT_ENDS(Start({"-d"}), "\\[Plug->main->[0-9]+\\]-> [^ ]*Comm server start error\\.[^.]*$");
 }
 
 // ---- Failed registrations ----

@@ -1,9 +1,11 @@
 // The update of the agent itself: what stands in its file and in the status, and what is reported.
 #include "plugin/PlugUpdate.h"
 
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,6 +51,9 @@ class PlugUpdateTest : public LinkedTest
         strcpy(mToVersion, "2.0");
         mFileMD5[0] = '\0';
         mProcess = 0;
+        FakeScript remove;
+        remove.run = [] { unlink(kPathPlugDownload); };
+        FakeCommand(std::string("rm -f ") + kPathPlugDownload, remove);
     }
 
     static std::string Command(uint16_t port, const std::string &md5)
@@ -70,6 +75,15 @@ class PlugUpdateTest : public LinkedTest
         HttpServer server(std::move(answer));
         EXPECT_EQ(0, ParserPlugData(2, Command(server.Port(), md5).c_str()));
         ExpectFailure();
+    }
+
+    // What the main thread does at the end of a session, without the session.
+    static void EndSession()
+    {
+        SessionContext none = {};
+        FakeClockAuto(true);
+        DeleteServer(&none);
+        FakeClockAuto(false);
     }
 
     static std::string Update() { return FileContent(kPathPlugDownload); }
@@ -215,7 +229,6 @@ TEST_F(PlugUpdateTest, AnotherDigestIsAFailureAndRemovesTheFile)
     WriteFile(kPathPlugDownload, "of an earlier update");
     ExpectFailureOf(Serving(NewAgent()), "00000000000000000000000000000000");
     EXPECT_FALSE(Exists(kPathPlugDownload));
-    EXPECT_FALSE(Exists(kPathPlugPart));
     EXPECT_EQ(std::vector<std::string>{"rm -f " + std::string(kPathPlugDownload)}, FakeCommands());
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("]-> 1-----------md5: down :00000000000000000000000000000000\n"));
@@ -242,31 +255,27 @@ TEST_F(PlugUpdateTest, ADigestThatIsEmptyOrOnlyBeginsAlikeNeverMatches)
 TEST_F(PlugUpdateTest, AFailedDownloadLeavesWhatCameInItsPlace)
 {
     WriteFile(kPathPlugDownload, "of an earlier update, which is longer than what comes of this one");
-    Running end([this] {
+    Running end([] {
         FakeClockAwaitSleepers(1); // on the rest
-        SessionContext none = {};
-        FakeClockAuto(true);
-        DeleteServer(&none);
-        FakeClockAuto(false);
+        EndSession();
     });
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(2048) + "half an agent"); });
     EXPECT_EQ(0, ParserPlugData(2, Command(server.Port(), kBodyMd5).c_str()));
     end.Join();
     EXPECT_EQ("half an agent", Update());
-    EXPECT_FALSE(Exists(kPathPlugPart));
     EXPECT_EQ("104\n", StatusFile());
     EXPECT_TRUE(FakeCommands().empty());
 }
 
-TEST_F(PlugUpdateTest, NothingOfThatNameStandsWhileTheFileComes)
+TEST_F(PlugUpdateTest, TheFileComesUnderItsNameAndOnlyTheStatusSaysThatItIsWhole)
 {
     WriteFile(kPathPlugDownload, "of an earlier update");
     ExpectFailureOf(
         [](HttpConnection &connection) {
             const std::string body = NewAgent();
             connection.Send(HeaderFor(body.size()) + body.substr(0, 2000));
-            connection.AwaitReader();
-            EXPECT_FALSE(Exists(kPathPlugDownload));
+            EXPECT_TRUE(Within([&] { return Update() == body.substr(0, 2000); }));
+            EXPECT_NE("004\n", StatusFile());
             connection.Send(body.substr(2000));
         },
         "00000000000000000000000000000000");
@@ -276,29 +285,65 @@ TEST_F(PlugUpdateTest, AFileThatSomebodyElseHasPreparedIsNotWritten)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, "precious");
-    ASSERT_EQ(0, link(precious.c_str(), kPathPlugPart));
-    ASSERT_EQ(0, symlink(precious.c_str(), kPathPlugDownload));
-    ExpectFailureOf(Serving(NewAgent()), "00000000000000000000000000000000");
-    EXPECT_EQ("precious", FileContent(precious));
+    for (auto plant : {link, symlink}) {
+        ASSERT_EQ(0, plant(precious.c_str(), kPathPlugDownload));
+        ExpectFailureOf(Serving(NewAgent()), "00000000000000000000000000000000");
+        EXPECT_EQ("precious", FileContent(precious));
+        EXPECT_FALSE(Exists(kPathPlugDownload));
+    }
 }
 
-TEST_F(PlugUpdateTest, AFileThatCannotBeMadeOrPutInPlaceIsAFailure)
+TEST_F(PlugUpdateTest, AFolderInTheFilesPlaceIsAFailureBeforeAnythingIsAskedOfTheServer)
 {
-    ASSERT_EQ(0, mkdir(kPathPlugPart, 0700));
-    ExpectFailureOf(Serving(NewAgent()));
-    rmdir(kPathPlugPart);
     ASSERT_EQ(0, mkdir(kPathPlugDownload, 0700));
-    ExpectFailureOf(Serving(NewAgent()));
-    EXPECT_FALSE(Exists(kPathPlugPart));
+    HttpServer server(Serving(NewAgent()));
+    EXPECT_EQ(0, ParserPlugData(2, Command(server.Port(), kBodyMd5).c_str()));
+    ExpectFailure();
+    const std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("]-> download filename: " + std::string(kPathPlugDownload) + "\n"));
+    EXPECT_NE(std::string::npos, log.find("]-> can't open local file\n"));
+    EXPECT_TRUE(server.Requests().empty());
     EXPECT_EQ(0, mProcess);
+    rmdir(kPathPlugDownload);
+}
+
+TEST_F(PlugUpdateTest, AFileThatTheDiskCannotTakeWholeIsRemoved)
+{
+    struct rlimit before;
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    const struct rlimit small = {65536, before.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+    ExpectFailureOf(Serving(std::string(200000, 'x')));
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+    EXPECT_FALSE(Exists(kPathPlugDownload));
+    EXPECT_EQ(1u, FakeCommands().size());
 }
 
 TEST_F(PlugUpdateTest, ASecondDownloadAtATimeIsAFailure)
 {
-    ASSERT_TRUE(HttpClaim());
+    WriteFile(kPathPlugDownload, "of an earlier update");
+    ASSERT_TRUE(HttpClaim(HTTP_ENDS_WITH_SESSION));
     EXPECT_EQ(0, ParserPlugData(2, Command(1, kBodyMd5).c_str()));
     HttpRelease();
     ExpectFailure();
+    EXPECT_EQ("of an earlier update", Update());
+    EXPECT_TRUE(FakeCommands().empty());
+}
+
+TEST_F(PlugUpdateTest, OneThatIsReceivingGoesOnAfterItsSessionAndEndsWithItsStatus)
+{
+    HttpServer server([](HttpConnection &connection) {
+        const std::string body = NewAgent();
+        connection.Send(HeaderFor(body.size()) + body.substr(0, 1000));
+        connection.AwaitReader();
+        EndSession();
+        connection.Send(body.substr(1000));
+    });
+    EXPECT_EQ(0, ParserPlugData(2, Command(server.Port(), "00000000000000000000000000000000").c_str()));
+    EXPECT_NE(std::string::npos, Log().find("]-> md5: self:" + std::string(kBodyMd5) + "===down :"));
+    EXPECT_EQ("104\n", StatusFile());
 }
 
 TEST_F(PlugUpdateTest, TheReportOfAFailureHoldsTheTextsOfTheAnnouncement)
@@ -330,7 +375,6 @@ TEST_F(PlugUpdateTest, AVerifiedUpdateIsReportedOnceAndEndsTheProcessWith255)
     ExpectNothingSent();
     EXPECT_EQ("004\n", StatusFile());
     EXPECT_EQ(NewAgent(), Update());
-    EXPECT_FALSE(Exists(kPathPlugPart));
     struct stat status;
     ASSERT_EQ(0, lstat(kPathPlugDownload, &status));
     EXPECT_TRUE(S_ISREG(status.st_mode));

@@ -7,6 +7,7 @@
 #include "core/Common.h"
 #include "tests/data/HostileTexts.h"
 #include "tests/unit/agent/LinkTest.h"
+#include "tests/unit/agent/PlatformSide.h"
 
 namespace
 {
@@ -79,6 +80,26 @@ class PortForward : public LinkTest
     {
         FakeCommandEnd();
         LinkTest::TearDown();
+    }
+    // What the main thread does at the end of a session, and then every second while it waits. A second passes.
+    static void EndSession()
+    {
+        SessionContext none = {};
+        FakeClockAuto(true);
+        DeleteServer(&none);
+        FakeClockAuto(false);
+    }
+    // A command that runs until it is ended.
+    static FakeScript Endless()
+    {
+        FakeScript script;
+        script.lasts = true;
+        return script;
+    }
+    // Waits until so many commands have been started and the last one runs.
+    static void AwaitCommands(size_t count)
+    {
+        ASSERT_TRUE(Within([=] { return FakeCommands().size() == count && FakeCommandsRunning() == 1; }));
     }
     // The messages logged since the last call, without stamp and origin.
     Texts Messages()
@@ -353,30 +374,54 @@ TEST_F(PortForward, NoTextAtAllForgetsNothing)
 
 // ---- The end of the session ----
 
-TEST_F(PortForward, TheEndOfTheSessionKillsTheCommandAndStartsNoFurtherOne)
+TEST_F(PortForward, TheEndOfTheSessionLeavesNothingHalfDone)
 {
-    Connect();
-    FakeScript endless;
-    endless.lasts = true;
-    std::mutex lock;
-    std::condition_variable started;
-    bool running = false;
-    endless.run = [&] {
-        std::lock_guard<std::mutex> guard(lock);
-        running = true;
-        started.notify_all();
-    };
-    FakeCommand("iptables", endless);
+    ServerRun = 1;
+    FakeCommand("iptables", Endless());
     int result = -1;
     Running command([&] { result = Parse(Forwarding("1")); });
-    {
-        std::unique_lock<std::mutex> guard(lock);
-        EXPECT_TRUE(started.wait_for(guard, std::chrono::seconds(10), [&] { return running; }));
+    AwaitCommands(1);
+    EndSession();
+    for (size_t number = 1; number <= kAddition.size(); number++) {
+        AwaitCommands(number);
+        FakeCommandEnd();
     }
-    Stop();
     command.Join();
     EXPECT_EQ(0, result);
-    EXPECT_EQ(Texts({kAddition[0]}), FakeCommands());
+    EXPECT_EQ(kAddition, FakeCommands());
+}
+
+TEST_F(PortForward, ACommandThatStillRunsTenSecondsAfterTheTeardownBeganIsEndedAndTheNextOneRuns)
+{
+    ServerRun = 1;
+    FakeCommand("iptables", Endless());
+    Running command([&] { Parse(Forwarding("1")); });
+    for (size_t number = 1; number <= kAddition.size(); number++) {
+        AwaitCommands(number);
+        EndSession(); // as the teardown says every second; one passes
+        FakeClockAdvanceMs(8999);
+        EndSession(); // after 9999 ms
+        EXPECT_EQ(1, FakeCommandsRunning());
+        EXPECT_EQ(number, FakeCommands().size());
+        EndSession();
+    }
+    command.Join();
+    EXPECT_EQ(kAddition, FakeCommands());
+}
+
+TEST_F(PortForward, WithinASessionACommandMayTakeItsTime)
+{
+    ServerRun = 1;
+    FakeCommand("iptables", Endless());
+    Running command([&] { Parse(Forwarding("0")); });
+    AwaitCommands(1);
+    FakeClockAdvanceMs(3600 * 1000);
+    EXPECT_EQ(1, FakeCommandsRunning());
+    EXPECT_EQ(1u, FakeCommands().size());
+    for (size_t number = 1; number <= kDeletes.size(); number++) {
+        AwaitCommands(number);
+        FakeCommandEnd();
+    }
 }
 
 TEST_F(PortForward, TheNextSessionsCommandRunsAgain)

@@ -124,13 +124,18 @@ TEST_F(RateUrl, HasAHostOf3To64Characters)
     }
 }
 
-TEST_F(RateUrl, HasAPortOfAtMost7DigitsBetween1And65535)
+TEST_F(RateUrl, HasAPortOfAtMost7Characters)
 {
     EXPECT_EQ("abc 65535 /x", Split("http://abc:65535/x"));
     EXPECT_EQ("abc 80 /x", Split("http://abc:0000080/x"));
-    for (const char *port :
-         {"", "0", "65536", "9999999", "00000080", "80a", "-80", "+80", " 80", "4294967376", "80:90"})
+    for (const char *port : {"00000080", "4294967376", "port-number"})
         EXPECT_EQ("refused", Split(std::string("http://abc:") + port + "/x")) << port;
+}
+
+TEST_F(RateUrl, HasPortZeroWhereItsPortIsNoNumberBetween1And65535)
+{
+    for (const char *port : {"", "0", "0000000", "65536", "9999999", "80a", "-80", "+80", " 80", "80:90"})
+        EXPECT_EQ("abc 0 /x", Split(std::string("http://abc:") + port + "/x")) << port;
 }
 
 TEST_F(RateUrl, TakesAColonBehindTheFirstSlashForAPartOfThePath)
@@ -257,9 +262,24 @@ TEST_F(RateTestTest, ARateOfZeroIsNoFailure)
 
 TEST_F(RateTestTest, AMalformedUrlEndsWithoutAReport)
 {
-    for (const char *url : {"", "abc", "http://ab/x", "http://abcdef", "http://abc:/x", "http://abc:80000/x"})
+    for (const char *url :
+         {"", "abc", "http://ab/x", "http://ab:/x", "http://abcdef", "http://abcdef:80", "http://abc:00000080/x"})
         ExpectNoTest(url);
     ExpectNoTest("http://" + std::string(65, 'h') + "/x");
+    ExpectNoTest("http://" + std::string(65, 'h') + ":0/x");
+}
+
+TEST_F(RateTestTest, APortThatIsNoneIsAFailedTest)
+{
+    for (const char *port : {"", "0", "65536", "80000", "9999999", "80a", "-80", "80:90"}) {
+        gDownRate = 5;
+        EXPECT_EQ(0, ConfigureUrl(std::string("http://127.0.0.1:") + port + "/x"));
+        ExpectFailureRecord();
+        EXPECT_TRUE(AwaitEnd()) << port;
+        EXPECT_EQ(-1, gDownRate) << port;
+        EXPECT_TRUE(Logged("route rate up ret -1")) << port;
+    }
+    ExpectNothingSent();
 }
 
 TEST_F(RateTestTest, TextsThatAreNoConfigurationAreRefused)

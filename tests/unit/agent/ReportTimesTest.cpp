@@ -173,7 +173,6 @@ TEST_F(ReportTimesTest, AnUnusableQuietPeriodRefusesTheDailyReport)
     for (const char *text : {"1:00-1:59", "123456789", "1:00=2:00"}) {
         ReportTimes times;
         EXPECT_EQ(-1, ReportTimesOf(Daily(1, 100, text), &times)) << text;
-        EXPECT_NE(std::string::npos, Log().find("]-> jump time is error!\n\n")) << text;
     }
 }
 
@@ -181,7 +180,6 @@ TEST_F(ReportTimesTest, AQuietPeriodOfTheWholeDayRefusesTheDailyReport)
 {
     ReportTimes times;
     EXPECT_EQ(-1, ReportTimesOf(Daily(1, 100, "0:00-24:00"), &times));
-    EXPECT_NE(std::string::npos, Log().find("]-> jump time is error!\n\n"));
 }
 
 TEST_F(ReportTimesTest, AQuietPeriodThatEndsDaysLaterLeavesTheSlotAsItIs)

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "core/Common.h"
 #include "core/Config.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
@@ -264,6 +265,19 @@ TEST_F(SessionTest, AnEmptyKeyEndsTheProcess)
 {
     gProtoolKey[0] = '\0';
     EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "ERROR: KEY is empty, plese check your plug.conf!");
+}
+
+TEST_F(SessionTest, WhatEndsTheProcessIsSaidInOneLineWithoutTheLog)
+{
+    d_set_log_level(LOG_LEVEL_NONE);
+    gProtoolKey[0] = '\0';
+    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: KEY is empty, plese check your plug.conf!\n$");
+    g_pin_code[0] = '\0';
+    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: PIN is empty, plese check your plug.conf!\n$");
+    gSdk.serial = "";
+    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: SN is invalid!\n$");
+    gSdk.result = -1;
+    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: get sn failed!\n$");
 }
 
 // ---- Login ----

@@ -122,6 +122,22 @@ TEST_F(Settings, ServerNamesKeepTheirFirst31Characters)
     EXPECT_STREQ("10.0.0.5", RegisterIpAddr2);
 }
 
+TEST_F(Settings, AServerNameThatIsCutIsToldAtErrorLevel)
+{
+    const std::string name(31, 's');
+    FakeHost(name, "long", {"10.0.0.5"});
+    Init("[Protool]\nSERVER1=" + name + "\nSERVER2=" + name + "\n");
+    EXPECT_EQ(std::string::npos, Log().find("is cut"));
+    for (const char *key : {"SERVER1", "SERVER2"}) {
+        EXPECT_EQ(0, Init(Servers(std::string(key) + "=" + name + "X\n")));
+        const std::string log = Log();
+        const size_t at = log.find("]-> " + std::string(key) + " is cut to its first 31 characters: " + name + "\n\n");
+        ASSERT_NE(std::string::npos, at) << key;
+        EXPECT_EQ(log.rfind("[ERR] ", at), log.rfind("[ERR] [Protool->InitProtool->", at)) << key;
+        EXPECT_EQ(log.find("is cut"), log.rfind("is cut")) << "and no other is";
+    }
+}
+
 TEST_F(Settings, OfTwoPortLinesTheSecondWins)
 {
     EXPECT_EQ(0, Init(Servers("PORT=5000\nPORT=6000\n")));

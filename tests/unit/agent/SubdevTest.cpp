@@ -93,7 +93,7 @@ void SubdevTest::Start()
 void SubdevTest::Table(const std::string &lines)
 {
     FakeScript script;
-    script.run = [lines] { WriteFile(kPathSubdev, lines); };
+    script.output = lines;
     FakeCommand("cat /proc/net/arp", script);
 }
 
@@ -158,10 +158,8 @@ TEST_F(SubdevTest, OneDeviceIsReportedByteByByte)
     ExpectReport(0, record);
     EXPECT_EQ(Calls({"get_devs_cfg", "get_dev_ds_bw(02:1A:2B:00:00:14)", "get_dev_us_bw(02:1A:2B:00:00:14)"}),
               gSdk.calls); // downstream first
-    EXPECT_EQ(
-        std::vector<std::string>{std::string("cat /proc/net/arp | grep 192.168.1. | grep -v 00:00:00:00:00:00 > ") +
-                                 kPathSubdev},
-        FakeCommands());
+    EXPECT_EQ(std::vector<std::string>{"cat /proc/net/arp | grep 192.168.1. | grep -v 00:00:00:00:00:00"},
+              FakeCommands());
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("[DEBUG] [Subdev->StartSubdev->"));
     EXPECT_NE(std::string::npos, log.find("]-> Start Subdevice task.\n\n"));
@@ -358,12 +356,11 @@ TEST_F(SubdevTest, AnArpTableOfAThousandFillsTheReportUp)
 TEST_F(SubdevTest, WithoutTheFileTheRoutersOwnDevicesAreReported)
 {
     gSdk.devices = {SubdevDevice(1)};
-    FakeScript script;
-    script.run = [] { unlink(kPathSubdev); };
-    FakeCommand("cat /proc/net/arp", script);
+    ASSERT_EQ(0, mkdir(kPathSubdev, 0755));
     Start();
     Scan({20, 20, 20, 4000});
     ExpectReport(0, OnlineBytes(1));
+    EXPECT_TRUE(FakeCommands().empty());
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("[ERR] [Subdev->GetOffLineInfo->"));
     EXPECT_NE(std::string::npos, log.find("]-> Unable to open file " + std::string(kPathSubdev) + ".\n\n"));
@@ -381,7 +378,7 @@ TEST_F(SubdevTest, ACommandThatCannotBeStartedLeavesNothingOfTheFormerTable)
     ExpectReport(0, OnlineBytes(1));
 }
 
-TEST_F(SubdevTest, ALinkInThePlaceOfTheFileIsRemovedBeforeTheShellWouldFollowIt)
+TEST_F(SubdevTest, ALinkInThePlaceOfTheFileIsNotFollowed)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, "precious");
@@ -395,15 +392,23 @@ TEST_F(SubdevTest, ALinkInThePlaceOfTheFileIsRemovedBeforeTheShellWouldFollowIt)
     unlink(precious.c_str());
 }
 
-TEST_F(SubdevTest, WhatIsNoFileInItsPlaceIsLeftAloneAndNoCommandIsRun)
+TEST_F(SubdevTest, WhatIsPutInThePlaceOfTheFileWhileItIsWrittenIsNeitherReadNorWritten)
 {
-    ASSERT_EQ(0, mkfifo(kPathSubdev, 0644)); // a shell would wait for its reader
+    const std::string precious = FakeFolder() + "/precious";
+    WriteFile(precious, ArpLine(8));
     gSdk.devices = {SubdevDevice(1)};
+    FakeScript script;
+    script.run = [&] {
+        unlink(kPathSubdev);
+        EXPECT_EQ(0, symlink(precious.c_str(), kPathSubdev));
+    };
+    script.output = ArpLine(7);
+    FakeCommand("cat /proc/net/arp", script);
     Start();
-    Scan({20, 20, 20, 4000});
-    ExpectReport(0, OnlineBytes(1));
-    EXPECT_TRUE(Logged("Unable to open file " + std::string(kPathSubdev) + "."));
-    EXPECT_TRUE(FakeCommands().empty());
+    Scan();
+    ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
+    EXPECT_EQ(ArpLine(8), FileContent(precious));
+    unlink(precious.c_str());
 }
 
 TEST_F(SubdevTest, TheFileStaysBehindTheScan)

@@ -168,10 +168,8 @@ TEST_F(SubdevTest, ALockThatFailsCostsANameAndIsTriedAgainForTheList)
 {
     gSdk.devices = {SubdevDevice(1)};
     FakeScript script;
-    script.run = [] {
-        WriteFile(kPathSubdev, ArpLine(7));
-        pthread_mutex_lock(&SubdevMutex); // on the worker, which from now on gets EDEADLK
-    };
+    script.output = ArpLine(7);
+    script.run = [] { pthread_mutex_lock(&SubdevMutex); }; // on the worker, which from now on gets EDEADLK
     FakeCommand("cat /proc/net/arp", script);
     l_debug = 1;
     Start();

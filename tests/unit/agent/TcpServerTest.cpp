@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -65,6 +67,24 @@ TEST_F(TcpServer, InitSetsReuseAddressAndTheSendBuffer)
     Init();
     EXPECT_EQ(1, FakeSocketOption(SO_REUSEADDR));
     EXPECT_EQ(16384, FakeSocketOption(SO_SNDBUF));
+}
+
+TEST_F(TcpServer, TheUserTimeoutIsThreeHeartbeatIntervalsAndFollowsThem)
+{
+    Init();
+    EXPECT_EQ(150000, FakeSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP));
+    mHeartInterval = 32767;
+    ServerFollowInterval();
+    EXPECT_EQ(98301000, FakeSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP));
+}
+
+TEST_F(TcpServer, AKernelWithoutAUserTimeoutIsNoTrouble)
+{
+    FakeFailSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP);
+    Connect();
+    EXPECT_EQ(-1, FakeSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP));
+    EXPECT_TRUE(mPeer.Send(Hex(kShort)));
+    EXPECT_TRUE(AwaitFrames(1));
 }
 
 TEST_F(TcpServer, InitIsRefusedWhileTheClientRuns)

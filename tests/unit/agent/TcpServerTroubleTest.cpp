@@ -8,6 +8,7 @@
 #include "platform/Protool.h"
 #include "platform/TcpServer.h"
 #include "tests/unit/agent/LinkTest.h"
+#include "tests/unit/agent/PlatformSide.h"
 
 namespace
 {
@@ -16,6 +17,19 @@ std::atomic<int> s_sigpipes;
 // Calls of what ServerOnStop() named, for the two tests of it: what is named once is called in every later session.
 std::atomic<int> s_letGo;
 std::atomic<int> s_letGoMany;
+std::atomic<int> s_reminders;
+
+// A command that goes on until the test says that it may end.
+OsWaiter s_command;
+bool s_commandEnds; // guarded by s_command
+std::atomic<int> s_commands;
+
+void CarryOut(const ReceivedFrame &)
+{
+    OsGuard guard(&s_command);
+    s_commands++;
+    while (!s_commandEnds) OsWaitUntil(&s_command, OS_FOREVER);
+}
 
 void CountSigpipe(int)
 {
@@ -27,6 +41,13 @@ size_t Count(const std::string &text, const std::string &part)
     size_t count = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
     return count;
+}
+
+void EndCommand()
+{
+    OsGuard guard(&s_command);
+    s_commandEnds = true;
+    OsWakeAll(&s_command);
 }
 
 class ServerRecv : public FrameLinkTest
@@ -259,11 +280,12 @@ TEST_F(ServerRecv, WaitForServerStopTellsAStopFromTheEndOfTheTime)
     EXPECT_TRUE(WaitForServerStop(5000));
 }
 
-TEST_F(ServerRecv, StoppingCallsWhatWasNamedOnceAndAfterTheFlagIsCleared)
+TEST_F(ServerRecv, StoppingCallsWhatWasNamedWhenTheFlagIsClearedAndAfterThePause)
 {
     s_letGo = 0;
     const auto letGo = [] {
         if (ServerRun == 0) s_letGo++;
+        return false;
     };
     static ServerStopCall call = {letGo, false, nullptr};
     ServerOnStop(&call);
@@ -271,10 +293,10 @@ TEST_F(ServerRecv, StoppingCallsWhatWasNamedOnceAndAfterTheFlagIsCleared)
     Connect();
     EXPECT_EQ(0, s_letGo);
     Stop();
-    EXPECT_EQ(1, s_letGo);
+    EXPECT_EQ(2, s_letGo); // once more after the pause, for a command that was just about to begin
     Connect();
     Stop();
-    EXPECT_EQ(2, s_letGo);
+    EXPECT_EQ(4, s_letGo);
 }
 
 TEST_F(ServerRecv, ThereIsRoomForEveryCallThatIsNamedAndEachIsCalledOnce)
@@ -282,15 +304,69 @@ TEST_F(ServerRecv, ThereIsRoomForEveryCallThatIsNamedAndEachIsCalledOnce)
     static ServerStopCall calls[50];
     s_letGoMany = 0;
     for (ServerStopCall &call : calls) {
-        call.letGo = [] { s_letGoMany++; };
+        call.letGo = [] {
+            s_letGoMany++;
+            return false;
+        };
         ServerOnStop(&call);
     }
     ServerOnStop(&calls[0]); // the first, with others in front of it by now
     ServerOnStop(&calls[49]);
     Connect();
     EXPECT_EQ(0, s_letGoMany);
-    Stop();
+    SessionContext none = {};
+    FakeClockAuto(true);
+    DeleteServer(&none);
+    FakeClockAuto(false);
     EXPECT_EQ(50, s_letGoMany);
+}
+
+TEST_F(ServerRecv, WhatKeepsTheResponseThreadIsRemindedEverySecondUntilThatThreadHasEnded)
+{
+    static const auto letGo = [] {
+        s_reminders++;
+        return s_commands == 1; // whether it goes on
+    };
+    static ServerStopCall call = {letGo, false, nullptr};
+    ServerOnStop(&call);
+    ServerOnFrame(CarryOut);
+    s_commandEnds = false;
+    s_commands = s_reminders = 0;
+    Connect();
+    mPeer.Send(Hex(kShort));
+    ASSERT_TRUE(Within([] { return s_commands == 1; }));
+    Running deleter([this] { EXPECT_EQ(0, DeleteServer(&mContext)); });
+    FakeClockAwaitSleepers(1);
+    for (int second = 1; second <= 5; second++) {
+        EXPECT_EQ(second, s_reminders);
+        EXPECT_EQ(1000, FakeClockNextDeadlineMs());
+        FakeClockAdvanceMs(1000);
+        FakeClockAwaitSleepers(1);
+    }
+    EndCommand();
+    deleter.Join(); // although the clock stands still
+    EXPECT_LE(6, s_reminders);
+    EXPECT_GE(7, s_reminders); // the end wakes whom it finds waiting
+    EXPECT_EQ(0, mContext.serverThreads);
+    s_commands = 0; // of the tests that follow
+}
+
+TEST_F(ServerRecv, ACommandThatNobodyWantsToHearOfIsWaitedForWithoutATick)
+{
+    ServerOnFrame(CarryOut);
+    s_commandEnds = false;
+    s_commands = 0;
+    Connect();
+    mPeer.Send(Hex(kShort));
+    ASSERT_TRUE(Within([] { return s_commands == 1; }));
+    s_commands = 0; // for the call of the test above
+    Running deleter([this] { EXPECT_EQ(0, DeleteServer(&mContext)); });
+    FakeClockAwaitSleepers(1);
+    FakeClockAdvanceMs(1000); // the pause
+    FakeClockAwaitWaiters(2); // command and teardown
+    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+    EndCommand();
+    deleter.Join();
 }
 
 TEST_F(ServerRecv, SendingToAConnectionThatIsGoneRaisesNoSigpipe)

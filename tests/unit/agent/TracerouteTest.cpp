@@ -1,4 +1,4 @@
-// Traceroutes with scripted commands that write the real file, which lies in the tests' own folder.
+// Traceroutes with scripted commands whose output goes into the real file, which lies in the tests' own folder.
 #include "functions/Traceroute.h"
 
 #include <cerrno>
@@ -30,11 +30,11 @@ class TracerouteTest : public DiagnosticsTest
         FakeClockAuto(false); // or the watcher would not wait
     }
 
-    // What a traceroute writes; one that lasts goes on until it is stopped.
+    // What a traceroute prints; one that lasts goes on until it is stopped.
     static void Script(const std::string &text, bool lasts)
     {
         FakeScript script;
-        script.run = [=] { WriteFile(kPathTraceroute, text); };
+        script.output = text;
         script.lasts = lasts;
         FakeCommand("traceroute ", script);
     }
@@ -68,7 +68,8 @@ class TracerouteTest : public DiagnosticsTest
 TEST_F(TracerouteTest, RunsTheCommandWithTheAddressIntoTheFile)
 {
     Run(kHops);
-    EXPECT_EQ(std::string("traceroute -n 192.168.1.20 > ") + kPathTraceroute, FakeCommands().front());
+    EXPECT_EQ("traceroute -n 192.168.1.20", FakeCommands().front());
+    EXPECT_EQ(kHops, FileContent(kPathTraceroute));
 }
 
 TEST_F(TracerouteTest, DoesNotWriteThroughALink)
@@ -83,11 +84,28 @@ TEST_F(TracerouteTest, DoesNotWriteThroughALink)
 
 TEST_F(TracerouteTest, RunsNothingWhenThereIsNoFileToWriteInto)
 {
-    ASSERT_EQ(0, mkfifo(kPathTraceroute, 0600)); // the shell would wait there for a reader
+    ASSERT_EQ(0, mkdir(kPathTraceroute, 0700));
     ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
     ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
     EXPECT_EQ(0u, FakeCommands().size());
     EXPECT_TRUE(Logged(std::string("can't open ") + kPathTraceroute));
+    EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, WhatIsPutInThePlaceOfTheFileWhileItStartsIsNeitherWrittenNorRead)
+{
+    const std::string precious = FakeFolder() + "/precious";
+    WriteFile(precious, "precious");
+    FakeScript script;
+    script.run = [&] {
+        unlink(kPathTraceroute);
+        EXPECT_EQ(0, symlink(precious.c_str(), kPathTraceroute));
+    };
+    script.output = kHops;
+    FakeCommand("traceroute ", script);
+    ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
+    ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
+    EXPECT_EQ("precious", FileContent(precious));
     EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
 }
 
@@ -251,17 +269,40 @@ TEST_F(TracerouteTest, TheWatcherKillsAlsoWhenNobodyFetchedTheResult)
 
 TEST_F(TracerouteTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndLeavesNothing)
 {
-    for (int thread : {1, 2}) { // the watcher, the traceroute
-        FakeFailThreadStart(thread, EAGAIN);
-        EXPECT_EQ((Answer{EAGAIN, {}}), Call(TracerouteStart, kRequest));
-        EXPECT_NE(std::string::npos, Log().find(" Failed: " + std::to_string(EAGAIN)));
-        EXPECT_EQ(0, gTraceThreadState);
-        EXPECT_EQ(0, traceRes);
-        EXPECT_EQ(0, killRun);
-        EXPECT_EQ(0u, FakeCommands().size());
-    }
+    FakeFailThreadStart(2, EAGAIN); // the watcher comes first
+    EXPECT_EQ((Answer{EAGAIN, {}}), Call(TracerouteStart, kRequest));
+    EXPECT_NE(std::string::npos, Log().find("]-> Create TracerouteThread Failed: " + std::to_string(EAGAIN)));
+    EXPECT_EQ(0, gTraceThreadState);
+    EXPECT_EQ(0, traceRes);
+    EXPECT_EQ(0, killRun);
+    EXPECT_EQ(0u, FakeCommands().size());
     Run(kHops);
     EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+}
+
+TEST_F(TracerouteTest, RunsWithoutAWatcherWhenThereCanBeNone)
+{
+    FakeFailThreadStart(1, EAGAIN);
+    Run(kHops);
+    EXPECT_NE(std::string::npos, Log().find("]-> Create KillTrace500s Failed: " + std::to_string(EAGAIN)));
+    EXPECT_EQ(1, traceRes);
+    EXPECT_EQ(0, killRun);
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(0, traceRes);
+}
+
+TEST_F(TracerouteTest, WithoutAWatcherItIsEndedByItsResultAndWatchedTheNextTime)
+{
+    FakeFailThreadStart(1, EAGAIN);
+    Script(kHops, true);
+    ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
+    FakeClockAwaitWaiters(1); // the command
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(0, FakeCommandsRunning());
+    StartLasting();
+    EXPECT_EQ(1, killRun);
+    EXPECT_EQ(Result(kHops), Call(TracerouteResult));
+    EXPECT_EQ(0, killRun);
 }
 
 TEST_F(TracerouteTest, ACommandThatCannotBeStartedGivesAnEmptyResult)

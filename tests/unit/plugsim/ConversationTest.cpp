@@ -1,6 +1,5 @@
-#include "simulator/Conversation.h"
-#include "simulator/Arrival.h"
-#include "tests/unit/plugsim/Frames.h"
+#include "simulator/platform/Conversation.h"
+#include "tests/support/Frames.h"
 
 using namespace sim;
 

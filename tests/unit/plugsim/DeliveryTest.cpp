@@ -1,5 +1,6 @@
-#include "simulator/Delivery.h"
-#include "tests/unit/plugsim/Frames.h"
+#include "simulator/platform/Delivery.h"
+#include "simulator/platform/PlatformFaults.h"
+#include "tests/support/Frames.h"
 
 using namespace sim;
 
@@ -9,9 +10,9 @@ struct Misbehaving : testing::Test {
     bool Add(const std::string &wrong)
     {
         Words words;
-        return SplitWords(wrong, &words, &error) && misbehaviour.Add(words, &error);
+        return SplitWords(wrong, &words, &error) && faults.Add(words, &error);
     }
-    Delivery Send(const OutFrame &frame) { return Deliver(frame, kKey, &misbehaviour, &random); }
+    Delivery Send(const OutFrame &frame) { return Deliver(frame, kKey, &faults, &random); }
     Bytes SendBytes(const OutFrame &frame)
     {
         Bytes bytes;
@@ -42,7 +43,7 @@ struct Misbehaving : testing::Test {
         frame.plain = InnerRecordBytes(1, Hex("021122334455"), Hex("01000100000000000000"));
         return frame;
     }
-    Misbehaviour misbehaviour;
+    Faults faults{kPlatformFaults};
     std::mt19937_64 random{1};
     std::string error;
 };
@@ -54,7 +55,7 @@ TEST_F(Misbehaving, AWellBehavedFrameIsOneChunkAtOnce)
     ASSERT_EQ(1u, delivery.chunks.size());
     EXPECT_EQ(0, delivery.chunks[0].pauseMs);
     EXPECT_EQ(Hex(kLoginAckFrame), delivery.chunks[0].bytes);
-    EXPECT_TRUE(delivery.wrongs.empty());
+    EXPECT_TRUE(delivery.faults.empty());
     EXPECT_FALSE(delivery.closeAfter);
     EXPECT_EQ(Hex(kRegisterAckFrame), SendBytes(registerAck));
     EXPECT_EQ(Hex(kVersionCommandFrame), SendBytes(command));
@@ -68,7 +69,7 @@ TEST_F(Misbehaving, HappensAsOftenAsItsCountSays)
     EXPECT_EQ(wrong, SendBytes(command));
     EXPECT_EQ(wrong, SendBytes(command));
     EXPECT_EQ(Hex(kVersionCommandFrame), SendBytes(command));
-    EXPECT_TRUE(misbehaviour.Active().empty());
+    EXPECT_TRUE(faults.Active().empty());
 }
 
 TEST_F(Misbehaving, HappensOnlyAtItsStep)
@@ -76,18 +77,18 @@ TEST_F(Misbehaving, HappensOnlyAtItsStep)
     ASSERT_TRUE(Add("silent@login"));
     EXPECT_TRUE(Send(loginAck).chunks.empty());
     EXPECT_FALSE(Send(registerAck).chunks.empty());
-    EXPECT_EQ(std::vector<std::string>{"silent@login"}, Send(loginAck).wrongs);
+    EXPECT_EQ(std::vector<std::string>{"silent@login"}, Send(loginAck).faults);
 }
 
 TEST_F(Misbehaving, EndsWhenSwitchedOff)
 {
     ASSERT_TRUE(Add("silent"));
     ASSERT_TRUE(Add("bad-checksum"));
-    EXPECT_EQ(1u, misbehaviour.Off("silent"));
+    EXPECT_EQ(1u, faults.Off("silent"));
     EXPECT_FALSE(Send(loginAck).chunks.empty());
-    EXPECT_EQ(0u, misbehaviour.Off("silent"));
-    EXPECT_EQ(1u, misbehaviour.Off(""));
-    EXPECT_TRUE(misbehaviour.Active().empty());
+    EXPECT_EQ(0u, faults.Off("silent"));
+    EXPECT_EQ(1u, faults.Off(""));
+    EXPECT_TRUE(faults.Active().empty());
 }
 
 TEST_F(Misbehaving, IntervalIsWhatTheLoginIsTold)
@@ -180,6 +181,16 @@ TEST_F(Misbehaving, LateAndDripTogether)
     EXPECT_EQ(1000, delivery.chunks[1].pauseMs);
 }
 
+TEST_F(Misbehaving, DeafFollowsTheFrameAndChangesNothingOfIt)
+{
+    ASSERT_TRUE(Add("deaf@command=1.5 1"));
+    const Delivery delivery = Send(command);
+    EXPECT_EQ(1500, delivery.deafMs);
+    ASSERT_EQ(1u, delivery.chunks.size());
+    EXPECT_EQ(Hex(kVersionCommandFrame), delivery.chunks[0].bytes);
+    EXPECT_EQ(0, Send(command).deafMs);
+}
+
 TEST_F(Misbehaving, GarbageHoldsNoMagicAndIsTheSameForTheSameSeed)
 {
     ASSERT_TRUE(Add("garbage=5000"));
@@ -229,16 +240,16 @@ TEST_F(Misbehaving, RawBytesAreSentAsTheyStandHoweverWrongTheRestIs)
     ASSERT_TRUE(Add("bad-checksum"));
     command.raw = Hex(kHeartbeatFrame);
     EXPECT_EQ(Hex(kHeartbeatFrame), SendBytes(command));
-    EXPECT_EQ(1u, misbehaviour.Active().size());
+    EXPECT_EQ(1u, faults.Active().size());
 }
 
 TEST_F(Misbehaving, IsRefusedWhenItIsNone)
 {
-    for (const char *wrong : {"", "nonsense", "late", "late=x", "late=-1", "silent=1", "silent 0", "silent x",
-                             "silent 1 2", "silent@nowhere", "interval@register=1", "interval=32768", "refuse@command",
-                             "fragments=0", "fragments=5,x", "announce=1.2.3:4", "noise=65"}) {
+    for (const char *wrong : {"", "nonsense", "late", "late=x", "late=-1", "deaf", "deaf=x", "silent=1", "silent 0",
+                              "silent x", "silent 1 2", "silent@nowhere", "interval@register=1", "interval=32768",
+                              "refuse@command", "fragments=0", "fragments=5,x", "announce=1.2.3:4", "noise=65"}) {
         EXPECT_FALSE(Add(wrong)) << wrong;
         EXPECT_NE("", error) << wrong;
     }
-    EXPECT_TRUE(misbehaviour.Active().empty());
+    EXPECT_TRUE(faults.Active().empty());
 }

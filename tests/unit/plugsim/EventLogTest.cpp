@@ -1,4 +1,4 @@
-#include "simulator/EventLog.h"
+#include "simulator/console/EventLog.h"
 
 #include <gtest/gtest.h>
 
@@ -100,6 +100,41 @@ TEST(Wait, KeepsABoundedNumberOfEvents)
     EXPECT_FALSE(log.Lost());
 }
 
+TEST(Wait, KeepsABoundedNumberOfBytes)
+{
+    EventLog log;
+    for (int i = 0; i < 10000; i++) log.Add({"upload", {TextField("payload", std::string(5000, 'x'))}});
+    EXPECT_GT(log.Bytes(), 31u << 20);
+    EXPECT_LE(log.Bytes(), 32u << 20);
+    EXPECT_TRUE(log.Lost());
+    EXPECT_TRUE(log.Take(Query({"upload"})));
+}
+
+TEST(Wait, TakesAnEventAsItCame)
+{
+    EventLog log;
+    const Fields fields = {TextField("text", std::string("a\0b", 3) + std::string(300, 'c')),
+                           NumberField("time", -5, "ms"), FlagField("flag", false),
+                           ObjectField("object", {ListField("list", {"p", ""}), RealField("real", 1.5, 3)})};
+    log.Add({"upload", fields});
+    ASSERT_TRUE(log.Take(Query({"any"})));
+    EXPECT_EQ(ToJson(fields), ToJson(log.Taken()->fields));
+    EXPECT_EQ(ToLines(fields, 0), ToLines(log.Taken()->fields, 0)); // units too
+}
+
+TEST(Wait, FindsAnEventBehindThoseThatItHasLookedAtBefore)
+{
+    EventLog log;
+    log.Add(Reply(1, 0));
+    EXPECT_FALSE(log.Take(Query({"reply", "function=2"})));
+    EXPECT_FALSE(log.Take(Query({"reply", "function=3"})));
+    log.Add(Reply(2, 0));
+    EXPECT_FALSE(log.Take(Query({"reply", "function=3"})));
+    EXPECT_TRUE(log.Take(Query({"reply", "function=2"})));
+    log.Add(Reply(1, 0));
+    EXPECT_TRUE(log.Take(Query({"reply", "function=1"})));
+}
+
 TEST(Expect, ComparesAFieldOfTheEvent)
 {
     const Event event = Reply(2, -9);
@@ -118,4 +153,49 @@ TEST(Expect, ComparesAFieldOfTheEvent)
     EXPECT_FALSE(CheckExpectation(event, {"field", "model", ">", "5"}, &error));
     EXPECT_FALSE(CheckExpectation(event, {"status"}, &error));
     EXPECT_FALSE(CheckExpectation(event, {"status", "is", "0"}, &error));
+}
+
+static Event Output(const std::string &program, const std::string &text)
+{
+    return {"output", {TextField("program", program), TextField("text", text)}};
+}
+
+TEST(Wait, FindsAPartOfAValue)
+{
+    EventLog log;
+    log.Add(Output("agent", "Register server1 success."));
+    EXPECT_FALSE(log.Take(Query({"output", "text~server2"})));
+    EXPECT_FALSE(log.Take(Query({"output", "text=server1"})));
+    EXPECT_TRUE(log.Take(Query({"output", "text~server1"})));
+    EXPECT_EQ("output text~server1 program=agent", WaitText(Query({"output", "text~server1", "program=agent"})));
+}
+
+TEST(Wait, ReadsEachProgramsOutputByItself)
+{
+    EventLog log;
+    log.Add(Output("agent", "one"));
+    log.Add(Output("router", "one"));
+    log.Add({"login", {}});
+    log.Add(Output("agent", "two"));
+    EXPECT_TRUE(log.Take(Query({"login"})));
+    log.MarkHere(); // a command
+    EXPECT_TRUE(log.Take(Query({"output", "program=router"})));
+    EXPECT_TRUE(log.Take(Query({"output", "program=agent", "text=one"})));
+    EXPECT_FALSE(log.Take(Query({"output", "program=agent", "text=one"})));
+    EXPECT_TRUE(log.Take(Query({"output", "program=agent", "text=two"})));
+    EXPECT_FALSE(log.Take(Query({"output", "program=router"})));
+}
+
+TEST(Recall, LooksAtTheLatestOfAllAndMovesNoMark)
+{
+    EventLog log;
+    log.Add(Reply(1, 0));
+    log.Add(Reply(2, 0));
+    log.Add(Reply(2, 7));
+    log.MarkHere();
+    log.Add({"login", {}});
+    EXPECT_FALSE(log.Recall(Query({"heartbeat"})));
+    EXPECT_TRUE(log.Recall(Query({"reply", "function=2"})));
+    EXPECT_EQ("7", FindField(log.Taken()->fields, "status")->value);
+    EXPECT_TRUE(log.Take(Query({"login"})));
 }

@@ -1,7 +1,8 @@
 #include <set>
 
-#include "simulator/FunctionParameters.h"
-#include "tests/unit/plugsim/Frames.h"
+#include "protocol/FunctionParameters.h"
+#include "simulator/console/ParameterCompletions.h"
+#include "tests/support/Frames.h"
 
 using namespace sim;
 

@@ -1,4 +1,4 @@
-#include "simulator/HttpContent.h"
+#include "simulator/http/HttpContent.h"
 
 #include <cstdlib>
 #include <fcntl.h>

@@ -1,4 +1,5 @@
-#include "simulator/HttpReply.h"
+#include "simulator/http/HttpReply.h"
+#include "simulator/http/HttpFaults.h"
 
 #include <gtest/gtest.h>
 
@@ -21,14 +22,14 @@ struct HttpReplies : testing::Test {
     bool Add(const std::string &line)
     {
         Words words;
-        return SplitWords(line, &words, &error) && wrongs.Add(words, &error);
+        return SplitWords(line, &words, &error) && faults.Add(words, &error);
     }
     HttpReply Reply()
     {
         HttpBody body;
         body.found = found;
         body.size = found ? 5000 : 0;
-        return MakeHttpReply(request, std::move(body), wrongs.Take(request.path));
+        return MakeHttpReply(request, std::move(body), faults.TakeAll({request.path}));
     }
     // The reply to one request with `wrong`, and to none after it.
     HttpReply With(const std::string &wrong)
@@ -37,7 +38,7 @@ struct HttpReplies : testing::Test {
         return Reply();
     }
     HttpRequest request;
-    HttpWrongs wrongs;
+    Faults faults{kHttpFaults};
     bool found = true;
     std::string error;
 };
@@ -53,7 +54,7 @@ TEST_F(HttpReplies, AGoodOneAnnouncesWhatItSends)
     EXPECT_EQ(0, reply.lateMs);
     EXPECT_EQ(-1, reply.dripMs);
     EXPECT_EQ(0, reply.rate);
-    EXPECT_TRUE(reply.wrongs.empty());
+    EXPECT_TRUE(reply.faults.empty());
 }
 
 TEST_F(HttpReplies, ToOneThatClosesTheyClose)
@@ -253,23 +254,23 @@ TEST_F(HttpReplies, MisbehaviourIsForItsPathAndAsOftenAsItsCount)
 {
     ASSERT_TRUE(Add("/download/y close"));
     ASSERT_TRUE(Add("/download/x size=10 late=1 2"));
-    EXPECT_EQ((std::vector<std::string>{"size=10", "late=1"}), Reply().wrongs);
+    EXPECT_EQ((std::vector<std::string>{"size=10", "late=1"}), Reply().faults);
     ASSERT_TRUE(Add("* size=20 1")); // the later one holds
-    EXPECT_EQ((std::vector<std::string>{"size=20", "late=1"}), Reply().wrongs);
-    EXPECT_TRUE(Reply().wrongs.empty());
-    ASSERT_EQ(1u, wrongs.Active().size());
-    EXPECT_EQ("/download/y", wrongs.Active()[0].path);
+    EXPECT_EQ((std::vector<std::string>{"size=20", "late=1"}), Reply().faults);
+    EXPECT_TRUE(Reply().faults.empty());
+    ASSERT_EQ(1u, faults.Active().size());
+    EXPECT_EQ("/download/y", faults.Active()[0].where);
 }
 
 TEST_F(HttpReplies, MisbehaviourEndsWhenSwitchedOff)
 {
     ASSERT_TRUE(Add("* close=5 late=1"));
     ASSERT_TRUE(Add("/a close"));
-    EXPECT_EQ(2u, wrongs.Off("close"));
-    EXPECT_EQ(0u, wrongs.Off("close"));
-    EXPECT_EQ((std::vector<std::string>{"late=1"}), Reply().wrongs);
-    EXPECT_EQ(1u, wrongs.Off(""));
-    EXPECT_TRUE(Reply().wrongs.empty());
+    EXPECT_EQ(2u, faults.Off("close"));
+    EXPECT_EQ(0u, faults.Off("close"));
+    EXPECT_EQ((std::vector<std::string>{"late=1"}), Reply().faults);
+    EXPECT_EQ(1u, faults.Off(""));
+    EXPECT_TRUE(Reply().faults.empty());
 }
 
 TEST_F(HttpReplies, MisbehaviourIsRefusedWholeWhenAPartOfItIsNone)
@@ -304,7 +305,7 @@ TEST_F(HttpReplies, MisbehaviourIsRefusedWholeWhenAPartOfItIsNone)
         EXPECT_NE("", error) << line;
     }
     EXPECT_FALSE(Add("* length=" + std::string(4001, '1')));
-    EXPECT_TRUE(wrongs.Active().empty());
+    EXPECT_TRUE(faults.Active().empty());
     for (int i = 0; i < 1000; i++) ASSERT_TRUE(Add("* close"));
     EXPECT_FALSE(Add("* close"));
 }
@@ -325,10 +326,10 @@ TEST(HttpSize, HasLettersForPowersOf1024)
         EXPECT_FALSE(ParseSize(bad, &bytes)) << bad;
 }
 
-TEST(HttpWrongs, AreAllListedWithWhatTheyDo)
+TEST(HttpFaults, AreAllListedWithWhatTheyDo)
 {
-    const std::string list = HttpWrongList();
-    for (const HttpWrongRow &row : kHttpWrongs) {
+    const std::string list = FaultsHelp(kHttpFaults);
+    for (const FaultRow &row : kHttpFaults.rows) {
         EXPECT_NE(std::string::npos, list.find(std::string("\n  ") + row.name)) << row.name;
         EXPECT_NE(std::string::npos, list.find(row.help)) << row.name;
     }

@@ -1,4 +1,4 @@
-#include "simulator/HttpRequest.h"
+#include "simulator/http/HttpRequest.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simulator/HttpServer.h"
+#include "simulator/http/HttpServer.h"
 
 #include <cerrno>
 #include <csignal>
@@ -13,7 +13,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "simulator/Net.h"
+#include "simulator/net/Net.h"
 
 using namespace sim;
 
@@ -52,7 +52,7 @@ struct Http : testing::Test {
     {
         Words words;
         std::string error;
-        ASSERT_TRUE(SplitWords(line, &words, &error) && server->Wrongs()->Add(words, &error)) << error;
+        ASSERT_TRUE(SplitWords(line, &words, &error) && server->Misbehaviour()->Add(words, &error)) << error;
     }
     Client *Connect()
     {

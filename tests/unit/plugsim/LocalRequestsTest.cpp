@@ -14,7 +14,7 @@ struct LocalRequests : testing::Test {
     LocalExchange Ask(uint16_t id, const Bytes &payload) { return AnswerRequest({id, 1, payload}, {&house, &keeper}); }
     static std::string Field(const Fields &fields, const std::string &path)
     {
-        const sim::Field *field = FindField(fields, path);
+        const protocol::Field *field = FindField(fields, path);
         return field ? field->value : "nothing at " + path;
     }
 };

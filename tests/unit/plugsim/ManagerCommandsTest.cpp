@@ -13,7 +13,7 @@ using namespace sim;
 namespace
 {
 
-struct LocalCommands : testing::Test {
+struct LocalCommandLines : testing::Test {
     Household house;
     LocalOutgoing frame;
     std::string error;
@@ -27,15 +27,21 @@ struct LocalCommands : testing::Test {
     std::string Text() const { return std::string(frame.payload.begin(), frame.payload.end()); }
 };
 
+// The commands of the manager, of which none is run.
+struct ManagerTool {
+    ManagerTool() { AddManagerCommands(&interpreter, nullptr); }
+    Interpreter interpreter{nullptr};
+};
+
 bool Offers(const Words &before, const std::string &wanted)
 {
-    const std::vector<std::string> found = ManagerCompletions(before);
+    const std::vector<std::string> found = ManagerTool().interpreter.Completions(before);
     return std::find(found.begin(), found.end(), wanted) != found.end();
 }
 
 } // namespace
 
-TEST_F(LocalCommands, MakeReports)
+TEST_F(LocalCommandLines, MakeReports)
 {
     ASSERT_TRUE(Make("report 84 {\"a\": 1}")) << error;
     EXPECT_EQ(84, frame.id);
@@ -49,7 +55,7 @@ TEST_F(LocalCommands, MakeReports)
     EXPECT_EQ("\003{\"type\":3,\"online\":[\"office-pc\",\"phone-anna\"]}", Text());
 }
 
-TEST_F(LocalCommands, ReportAWanInTheRoutersOwnOrder)
+TEST_F(LocalCommandLines, ReportAWanInTheRoutersOwnOrder)
 {
     ASSERT_TRUE(Make("report wan mtu=1400 ip=192.0.2.77"));
     EXPECT_EQ(81, frame.id);
@@ -62,7 +68,7 @@ TEST_F(LocalCommands, ReportAWanInTheRoutersOwnOrder)
     EXPECT_FALSE(Make("report wan mtu=99999"));
 }
 
-TEST_F(LocalCommands, ReportDevicesAndRememberThem)
+TEST_F(LocalCommandLines, ReportDevicesAndRememberThem)
 {
     ASSERT_TRUE(Make("devices online 02:00:00:00:00:01=lamp 02:1a:2b:00:00:15"));
     EXPECT_EQ(40, frame.id);
@@ -84,7 +90,7 @@ TEST_F(LocalCommands, ReportDevicesAndRememberThem)
     EXPECT_EQ(4u, house.Records("device").size()); // nothing of a line that is refused
 }
 
-TEST_F(LocalCommands, MakeAnyFrame)
+TEST_F(LocalCommandLines, MakeAnyFrame)
 {
     ASSERT_TRUE(Make("frame mesh hex=0001 sequence=0xffffffff checksum=2 length=3"));
     EXPECT_EQ(73, frame.id);
@@ -101,7 +107,7 @@ TEST_F(LocalCommands, MakeAnyFrame)
     EXPECT_EQ((Bytes{8}), frame.payload);
 }
 
-TEST_F(LocalCommands, AreRefusedWithAReason)
+TEST_F(LocalCommandLines, AreRefusedWithAReason)
 {
     for (const char *line :
          {"report", "report 85 x", "report 84", "report typed", "report typed 256", "devices maybe 020000000001",
@@ -115,15 +121,16 @@ TEST_F(LocalCommands, AreRefusedWithAReason)
 
 TEST(ManagerHelp, KnowsEveryCommandAndSetting)
 {
+    const ManagerTool tool;
     std::string text;
-    ASSERT_TRUE(ManagerHelp("", &text));
+    ASSERT_TRUE(tool.interpreter.Help("", &text));
     for (const char *name : {"report", "devices", "every", "reconnect", "misbehave", "wait", "quit", "firmware-result"})
         EXPECT_NE(std::string::npos, text.find(std::string("\n  ") + name)) << name;
-    ASSERT_TRUE(ManagerHelp("neighbour", &text));
+    ASSERT_TRUE(tool.interpreter.Help("neighbour", &text));
     EXPECT_NE(std::string::npos, text.find("[ssid]"));
-    ASSERT_TRUE(ManagerHelp("wait", &text));
+    ASSERT_TRUE(tool.interpreter.Help("wait", &text));
     EXPECT_NE(std::string::npos, text.find("answered"));
-    EXPECT_FALSE(ManagerHelp("no-such-thing", &text));
+    EXPECT_FALSE(tool.interpreter.Help("no-such-thing", &text));
 }
 
 TEST(ManagerCompletions, OfferWhatMayFollow)

@@ -60,8 +60,9 @@ struct TheManager : testing::Test {
     }
     uint64_t Count(const std::string &name) const
     {
-        const auto found = journal.Counts().find(name);
-        return found == journal.Counts().end() ? 0 : found->second;
+        const Fields counts = journal.Counts();
+        const Field *count = FindField(counts, name);
+        return count ? strtoull(count->value.c_str(), nullptr, 10) : 0;
     }
     void Say(const Bytes &bytes)
     {
@@ -153,11 +154,11 @@ TEST_F(TheManager, SendsABurstInOneWriteAndNumbersItsFrames)
 TEST_F(TheManager, MisbehavesWithOneAnswer)
 {
     StartConnected();
-    ASSERT_TRUE(manager->Wrongs()->Add({"silent@mesh", "1"}, &error));
+    ASSERT_TRUE(manager->Misbehaviour()->Add({"silent@mesh", "1"}, &error));
     Say(kQuestion);
     ASSERT_TRUE(Until("withheld", 1));
     EXPECT_EQ(Bytes(), Heard());
-    ASSERT_TRUE(manager->Wrongs()->Add({"disconnect", "1"}, &error));
+    ASSERT_TRUE(manager->Misbehaviour()->Add({"disconnect", "1"}, &error));
     Bytes next = kQuestion;
     next[4] = 8;
     Say(next);

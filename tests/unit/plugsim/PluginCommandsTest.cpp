@@ -1,9 +1,8 @@
-#include "simulator/PluginCommands.h"
-#include "simulator/Commands.h"
-#include "simulator/DevicesCommand.h"
-#include "simulator/FrameCommands.h"
-#include "simulator/UpdateCommand.h"
-#include "tests/unit/plugsim/Frames.h"
+#include "simulator/platform/DevicesCommand.h"
+#include "simulator/platform/FrameCommands.h"
+#include "simulator/platform/UpdateCommand.h"
+#include "tests/support/Frames.h"
+#include "tests/unit/plugsim/PlatformTool.h"
 
 #include <cstdlib>
 #include <unistd.h>
@@ -61,12 +60,12 @@ TEST_F(PluginCommands, OfFirmwareAreJson)
 
 TEST_F(PluginCommands, OfFirmwareFitIntoWhatAnAgentPassesOn)
 {
-    EXPECT_NE("", Text("firmware-update " + std::string(63, 'f') + ' ' + std::string(63, 't') + ' ' +
-                       std::string(255, 'u') + " 1 1 " + std::string(39, 'c')));
-    EXPECT_EQ("", Text("firmware-check 1 " + std::string(64, 't')));
-    EXPECT_EQ("toVersion: '" + std::string(64, 't') + "' has more than 63 characters", error);
-    EXPECT_EQ("", Text("firmware-update 1 2 " + std::string(256, 'u') + " 1 1 c"));
-    EXPECT_EQ("", Text("firmware-update 1 2 u 1 1 " + std::string(40, 'c')));
+    EXPECT_NE("", Text("firmware-update " + std::string(64, 'f') + ' ' + std::string(64, 't') + ' ' +
+                       std::string(256, 'u') + " 1 1 " + std::string(40, 'c')));
+    EXPECT_EQ("", Text("firmware-check 1 " + std::string(65, 't')));
+    EXPECT_EQ("toVersion: '" + std::string(65, 't') + "' has more than 64 characters", error);
+    EXPECT_EQ("", Text("firmware-update 1 2 " + std::string(257, 'u') + " 1 1 c"));
+    EXPECT_EQ("", Text("firmware-update 1 2 u 1 1 " + std::string(41, 'c')));
 }
 
 TEST_F(PluginCommands, OfTheReportIntervalTakeAnyNumberForAnAgentToRefuse)
@@ -87,16 +86,6 @@ TEST_F(PluginCommands, WithoutACommandOfTheirOwnHaveNames)
         EXPECT_EQ("{\"result\":1}", Text(std::string("plugin ") + row.first + " {\"result\":1}")) << row.first;
         EXPECT_EQ(row.second, dataType);
     }
-}
-
-TEST(PluginResults, HaveMeanings)
-{
-    EXPECT_EQ("the text is no JSON or has no result", PluginResultMeaning(4, -1));
-    EXPECT_EQ("fromVersion is missing", PluginResultMeaning(15, 1));
-    EXPECT_EQ("toVersion is missing", PluginResultMeaning(15, 2));
-    EXPECT_EQ("the text is no JSON, or func40Interval is missing or not 0 to 19", PluginResultMeaning(18, -1));
-    EXPECT_EQ("", PluginResultMeaning(18, 5));
-    EXPECT_EQ("", PluginResultMeaning(250, 0));
 }
 
 TEST(Devices, AreShownAsATable)

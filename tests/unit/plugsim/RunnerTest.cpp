@@ -1,4 +1,4 @@
-#include "simulator/Runner.h"
+#include "simulator/console/Runner.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simulator/UpdateCommand.h"
+#include "simulator/platform/UpdateCommand.h"
 
 #include <cstdlib>
 #include <memory>
@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "platform/Frame.h"
-#include "simulator/Runner.h"
-#include "tests/unit/plugsim/Frames.h"
+#include "simulator/console/Runner.h"
+#include "tests/support/Frames.h"
 
 using namespace sim;
 
@@ -141,7 +141,7 @@ struct Update : testing::Test {
     {
         ParseAddress("127.0.0.1:0", &options.login);
         options.registrationServers = {options.login};
-        options.token = "tok";
+        options.session.token = "tok";
         platform = std::make_unique<Platform>(options, &loop, &journal);
         std::string error;
         ASSERT_TRUE(platform->Start(&error)) << error;
@@ -179,12 +179,14 @@ struct Update : testing::Test {
         context.platform = platform.get();
         context.journal = &journal;
         context.waitTimeoutMs = 30000;
+        Interpreter interpreter(&journal);
+        AddPlatformCommands(&interpreter, &context);
         RunnerRules rules;
         rules.exitAtEnd = true;
         bool finished = false;
         Runner runner(
-            &loop, &journal, rules, [&](const Words &words) { return RunCommand(words, &context); },
-            [] { return false; }, [&](int) { finished = true; });
+            &loop, &journal, rules, [&](const Words &words) { return interpreter.Run(words); }, [] { return false; },
+            [&](int) { finished = true; });
         runner.AddLine(line);
         runner.EndOfLines();
         while (!finished && loop.RunOnce()) {

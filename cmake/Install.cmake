@@ -1,0 +1,39 @@
+# `cmake --install`: what a distribution's package holds, where it expects it. Three components: agent, sdk (for those who
+# write a router library) and tools.
+#
+# The installed scripts name each other and the agent by their full paths, so the prefix is set when configuring
+# (-DCMAKE_INSTALL_PREFIX=/usr); DESTDIR stages them in another folder.
+include(GNUInstallDirs)
+set(PLUG_SYSTEMD_UNITS "${CMAKE_INSTALL_PREFIX}/lib/systemd/system" CACHE PATH "folder of systemd's units")
+
+# plug_installed_copy(FILE): a copy of a file of packaging/ with the paths of this installation, in `installed_copy`
+function(plug_installed_copy file)
+  file(READ ${CMAKE_SOURCE_DIR}/packaging/${file} text)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/packaging/${file})
+  string(REPLACE "/usr/sbin/" "${CMAKE_INSTALL_FULL_SBINDIR}/" text "${text}")
+  string(REPLACE "/etc/plug.conf" "${CMAKE_INSTALL_FULL_SYSCONFDIR}/plug.conf" text "${text}")
+  string(REPLACE "/etc/default/" "${CMAKE_INSTALL_FULL_SYSCONFDIR}/default/" text "${text}")
+  set(copy ${CMAKE_BINARY_DIR}/packaging/${file})
+  file(WRITE ${copy} "${text}")
+  set(installed_copy ${copy} PARENT_SCOPE)
+endfunction()
+
+install(TARGETS plug RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
+plug_installed_copy(plug-supervisor.sh)
+install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
+plug_installed_copy(plug.init)
+install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/init.d RENAME plug COMPONENT agent)
+plug_installed_copy(plug.service)
+install(FILES ${installed_copy} DESTINATION ${PLUG_SYSTEMD_UNITS} COMPONENT agent)
+# An example only: the real one holds a secret and belongs to the operator.
+install(FILES packaging/plug.conf.example DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples RENAME plug.conf COMPONENT agent)
+install(FILES docs/man/plug.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
+
+configure_file(packaging/plug-router-sdk.pc.in packaging/plug-router-sdk.pc @ONLY)
+install(FILES sdk/RouterSdk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/plug COMPONENT sdk)
+install(FILES ${CMAKE_BINARY_DIR}/packaging/plug-router-sdk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT sdk)
+
+if(PLUG_TOOLS)
+  install(TARGETS plugsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES docs/man/plugsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+endif()

@@ -1,0 +1,25 @@
+// FieldValues.h - one field of a layout: from the word that a person writes to its bytes, and back to a named value.
+// State: none. Threads: any.
+#pragma once
+
+#include <string>
+
+#include "core/Wire.h"
+#include "protocol/Bytes.h"
+#include "protocol/Layout.h"
+#include "protocol/Tree.h"
+
+namespace protocol
+{
+
+// Appends the bytes of what `text` says. False with a reason that names the field.
+bool PutValue(const FieldLayout &field, const std::string &text, Bytes *out, std::string *error);
+
+// Appends the bytes of a field that was not given: its initial value, else zeros, else an empty text.
+void PutInitial(const FieldLayout &field, Bytes *out);
+
+// Reads a field that is no list; the reader has failed when its bytes are not there. Names of values and texts come
+// out as texts, numbers as numbers. Returns false for a field without a value: Zeros, Always, Length.
+bool TakeValue(const FieldLayout &field, WireReader *r, Field *value);
+
+} // namespace protocol

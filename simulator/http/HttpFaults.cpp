@@ -1,0 +1,44 @@
+#include "simulator/http/HttpFaults.h"
+
+namespace sim
+{
+
+static const int64_t kMaxFiller = 65536; // bytes of header lines that mean nothing
+
+const FaultTable kHttpFaults = {
+    "http",
+    nullptr,
+    "http PATH|* NAME[=VALUE]... [COUNT]; without COUNT until \"http off\" or \"http off NAME\".\n"
+    "SIZE and N are bytes, with K, M or G for 1024 and its powers.\n\n",
+    ", ",
+    " times",
+    {
+        {"size", SizeValue("SIZE", nullptr, 0, kMaxSize), "a made-up body of this size, whatever the path"},
+        {"late", SecondsValue(), "answer SECONDS later"},
+        {"not-found", SizeValue("SIZE", "2000", 0, kMaxSize),
+         "\"404 Not Found\" with a Content-Length and a made-up body of this size"},
+        {"drip-header", SizeValue("MS", "10", 0, 3600000), "send the header a byte every MS milliseconds"},
+        {"cut-header", SizeValue("N", "20", 0, kMaxFiller),
+         "send the first N bytes of the header and nothing else, then close (or stall, or reset)"},
+        {"no-header-end", kNoValue, "leave out the empty line: the body follows the last header line"},
+        {"bare-lf", kNoValue, "end header lines with LF: no CR LF anywhere"},
+        {"long-header", SizeValue("N", "2000", 12, kMaxFiller), "N bytes of header behind Content-Length"},
+        {"late-length", SizeValue("N", "2000", 12, kMaxFiller), "N bytes of header before Content-Length"},
+        {"header", FaultValue{FaultValue::Line, "TEXT", nullptr}, "one more header line, before Content-Length"},
+        {"length", FaultValue{FaultValue::Line, "TEXT", nullptr},
+         "announce this, a number or not: -1, 4294967297, nonsense; the body stays as it is"},
+        {"length-line", SizeValue("N", "64", 17, 4000),
+         "lengthen the Content-Length line to N characters, with zeros before the number"},
+        {"no-length", kNoValue, "leave out Content-Length; close behind the body"},
+        {"announce-more", SizeValue("N", "1", 1, kMaxSize), "announce N bytes more than are sent, then close"},
+        {"send-more", SizeValue("N", "1", 1, kMaxSize), "send N bytes more than are announced"},
+        {"slow", SizeValue("SIZE", "1000", 1, kMaxSize), "send the body with SIZE bytes a second"},
+        {"stall", SizeValue("SIZE", "0", 0, kMaxSize), "send nothing after SIZE bytes of the body, stay connected"},
+        {"close", SizeValue("SIZE", "0", 0, kMaxSize), "close after SIZE bytes of the body"},
+        {"reset", SizeValue("SIZE", "0", 0, kMaxSize), "close with a TCP reset after SIZE bytes of the body"},
+    },
+    nullptr,
+    nullptr,
+};
+
+} // namespace sim

@@ -1,0 +1,52 @@
+#!/bin/sh
+# Installs a build into an empty folder and looks at what is there.
+#
+#   InstallTest.sh CMAKE BUILD STAGE C-COMPILER PREFIX SBINDIR SYSCONFDIR INCLUDEDIR LIBDIR MANDIR DOCDIR UNITS TOOLS
+#
+# The folders are the full paths of the installation; TOOLS is empty when plugsim is not built.
+set -eu
+cmake=$1 build=$2 stage=$3 cc=$4 prefix=$5 sbin=$6 etc=$7 include=$8
+shift 8
+lib=$1 man=$2 doc=$3 units=$4 tools=${5:-}
+
+die() { echo "InstallTest: $*" >&2; exit 1; }
+
+rm -rf "$stage"
+DESTDIR=$stage "$cmake" --install "$build" >/dev/null
+
+wanted="755 $etc/init.d/plug
+644 $include/plug/RouterSdk.h
+644 $lib/pkgconfig/plug-router-sdk.pc
+644 $man/man8/plug.8
+755 $sbin/plug
+755 $sbin/plug-supervisor.sh
+644 $doc/examples/plug.conf
+644 $units/plug.service"
+[ -z "$tools" ] || wanted="$wanted
+755 $prefix/bin/plugsim
+644 $man/man1/plugsim.1"
+found=$(cd "$stage" && find . -type f -exec stat -c '%a %n' {} + | sed 's| \./| /|')
+echo "$wanted" | sort >"$stage/wanted"
+echo "$found" | sort >"$stage/found"
+diff -u "$stage/wanted" "$stage/found" || die "that is not what is to be installed"
+
+# Each script names what was installed, and nothing else of its kind.
+for file in "$sbin/plug-supervisor.sh" "$etc/init.d/plug"; do
+    sh -n "$stage$file" || die "$file is damaged"
+done
+grep -qx "PLUG=$sbin/plug" "$stage$sbin/plug-supervisor.sh" || die "the supervisor starts another agent"
+grep -q "^PLUG_OPTIONS=\"-f $etc/plug.conf\"" "$stage$sbin/plug-supervisor.sh" || die "the supervisor has another configuration"
+grep -qx "PLUG_SUPERVISOR=$sbin/plug-supervisor.sh" "$stage$etc/init.d/plug" || die "the init script starts another supervisor"
+grep -qx "ExecStart=$sbin/plug-supervisor.sh" "$stage$units/plug.service" || die "the unit starts another supervisor"
+grep -q "^PIN=" "$stage$doc/examples/plug.conf" || die "the example has no PIN"
+
+# The build's own folder would be searched for the router library on somebody else's machine.
+if readelf -d "$stage$sbin/plug" | grep -E 'R(UN)?PATH'; then die "the installed agent has a path of the build"; fi
+
+# A router library compiles with what the .pc file says.
+flags=$(sed -n 's/^Cflags: //p' "$stage$lib/pkgconfig/plug-router-sdk.pc" | sed "s|\${includedir}|$stage$include|")
+printf '#include <RouterSdk.h>\nint get_router_mac(uint8_t mac[6]) { return mac[0]; }\n' >"$stage/maker.c"
+# shellcheck disable=SC2086 # a list of words
+"$cc" $flags -fsyntax-only "$stage/maker.c" || die "the header cannot be used with: $flags"
+grep -qx "includedir=$include" "$stage$lib/pkgconfig/plug-router-sdk.pc" || die "the .pc file names another folder"
+echo "all there"

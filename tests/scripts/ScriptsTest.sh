@@ -1,0 +1,83 @@
+#!/usr/bin/env bash
+# One test of the checks in scripts/.
+#
+#   ScriptsTest.sh TEST REPOSITORY FOLDER CMAKE CTEST
+set -euo pipefail
+name=$1 repo=$2 folder=$3 cmake=$4 ctest=$5
+rm -rf "$folder"
+mkdir -p "$folder"
+cd "$folder"
+
+die() { echo "$*" >&2; exit 1; }
+
+# says STATUS TEXT COMMAND...: the command ends with this status and says this text
+says() {
+    local status=0 said
+    said=$("${@:3}" 2>&1) || status=$?
+    [ "$status" = "$1" ] || die "${*:3} ended with $status and said: $said"
+    [[ $said = *"$2"* ]] || die "${*:3} did not say \"$2\" but: $said"
+}
+
+order() { "$repo/scripts/folder-order.sh" "$folder" "subdev/Up.cpp comm"; }
+
+# An agent of a few files, with an arrow up that is known.
+some_agent() {
+    mkdir -p core os comm subdev
+    echo '#include "os/Clock.h"' >core/Log.h
+    echo '#include "core/Log.h"' >comm/Server.h
+    echo '#include "comm/Server.h"' | tee subdev/Up.cpp >core/main.cpp
+    : >os/Clock.h
+    says 0 '' order
+}
+
+case $name in
+NamesTheTestsThatNeededASecondRun)
+    cat >CMakeLists.txt <<'CMAKE'
+cmake_minimum_required(VERSION 3.25)
+project(tests NONE)
+enable_testing()
+foreach(name Fails Crashes)
+  add_test(NAME Once.${name} COMMAND sh -c "[ -e ${name} ] || { : >${name}; [ ${name} = Fails ] || kill -SEGV $$; exit 1; }")
+endforeach()
+add_test(NAME Never.Passes COMMAND false)
+add_test(NAME Always.Passes COMMAND true)
+CMAKE
+    "$cmake" -B build . >/dev/null
+    "$ctest" --test-dir build --repeat until-pass:2 >log 2>&1 || true
+    [ "$("$repo/scripts/second-runs.sh" log | sort | paste -sd' ')" = "Once.Crashes Once.Fails" ] ||
+        die "$("$repo/scripts/second-runs.sh" log; cat log)"
+    ;;
+FindsAFolderThatLooksUp)
+    some_agent
+    echo '#include "comm/Server.h"' >core/Log.cpp
+    says 1 'core/Log.cpp includes comm/Server.h, and comm stands above core' order
+    ;;
+FindsACircleOfHeaders)
+    some_agent
+    echo '#include "core/Log.h"' >core/Bytes.h
+    echo '#include "core/Bytes.h"' >core/Log.h
+    says 1 'headers include each other in a circle' order
+    ;;
+FindsAKnownArrowThatIsMended)
+    some_agent
+    : >subdev/Up.cpp
+    says 1 'no longer so, take it from the list of known ones: subdev/Up.cpp comm' order
+    ;;
+FindsADocumentThatPointsNowhere)
+    links=$repo/scripts/document-links.sh
+    printf '# A heading\n[here](#a-heading) `core/Plug` `scripts/*.sh` `no/path`\n' >right.md
+    says 0 '' "$links" "$folder/right.md"
+    printf '[gone](gone.md)\n' >wrong.md
+    says 1 'there is no gone.md' "$links" "$folder/wrong.md"
+    printf '[gone](right.md#gone)\n' >wrong.md
+    says 1 'is gone' "$links" "$folder/wrong.md"
+    printf '`scripts/gone.sh`\n' >wrong.md
+    says 1 'there is no scripts/gone.sh' "$links" "$folder/wrong.md"
+    ;;
+FindsAHeadingThatThousandsFollow) # those do not fit the pipe between the two who look for it
+    { echo '# The first' && seq -f '## Heading %g of this long document' 4000; } >long.md
+    echo '[there](long.md#the-first)' >right.md
+    says 0 '' "$repo/scripts/document-links.sh" "$folder/right.md"
+    ;;
+*) die "there is no test $name" ;;
+esac
