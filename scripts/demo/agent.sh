@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# agent.sh - becomes the agent of the demo, by itself or under its supervisor, with a clock that runs faster.
+#
+#   agent.sh plug | supervised [ADDRESS:PORT]
+#
+# With the platform's address it writes the agent's configuration first. The log goes to $out/agent.log as it is, and to
+# standard output in short: without colours, "Place->procedure->line" as "procedure". The other values are demo.sh's.
+# shellcheck disable=SC2154,SC2016 # those values; texts for other scripts
+set -eu
+
+if [ -n "${2:-}" ]; then
+    cat >"$out/plug.conf" <<CONF
+[Dev]
+PIN=$pin
+[Protool]
+KEY=$key
+SERVER1=127.0.0.1
+SERVER2=127.0.0.1
+PORT=${2##*:}
+CONF
+fi
+
+# The agent's commands would inherit its fast clock, by which no packet's time can be measured; and its killall reaches
+# only what the agent, a session of its own, has begun.
+mkdir -p "$out/bin"
+for name in ping traceroute; do
+    printf '#!/bin/sh\nunset LD_PRELOAD\nexec %s "$@"\n' "$(command -v $name)" >"$out/bin/$name"
+done
+printf '#!/bin/sh\nunset LD_PRELOAD\nexec pkill "$1" -s 0 -x "$2"\n' >"$out/bin/killall"
+chmod +x "$out"/bin/*
+
+options="-d -f $out/plug.conf -m $mac"
+if [ "$1" = plug ]; then
+    # shellcheck disable=SC2086 # a list of words
+    set -- "$bin/plug" $options
+else
+    rm -f "$out"/plug.update*
+    # The clock makes the supervisor's pauses short as well, but not the time that it measures a run with.
+    cat >"$out/supervisor.conf" <<CONF
+PLUG='$bin/plug'
+PLUG_OPTIONS='$options'
+PLUG_NEW='$out/plug.update'
+TRIAL=2
+log() { echo "supervisor: \$*" >&2; }
+CONF
+    export PLUG_DEFAULTS=$out/supervisor.conf LD_LIBRARY_PATH=$bin # the update stands in another folder
+    set -- sh "$repo/packaging/plug-supervisor.sh"
+fi
+
+export ROUTER_SIM_STATE=$out/household.json ROUTER_SIM_LOG=$out/calls PATH=$out/bin:$PATH
+exec 3>&1
+exec env LD_PRELOAD="$clock" FASTCLOCK_FACTOR="$factor" "$@" </dev/null >/dev/null 2> >(
+    tee -a "$out/agent.log" | sed -u -E -e 's/\t/ /g' -e 's/\x1b\[[0-9;]*m//g' -e '/^$/d' \
+        -e 's/^[0-9]+-[0-9]+-[0-9]+ ([0-9:]+) \[([A-Z]+)\] +\[[^>]*->([^>]*)->[0-9]+\]-> /\1 \2 \3: /' >&3
+) 3>&-
