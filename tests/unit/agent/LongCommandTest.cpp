@@ -31,6 +31,7 @@ class LongCommand : public LinkedTest
         ASSERT_TRUE(Within([] { return mHeartTime != 0; }));
         FakeClockAwaitSleepers(3); // and the pause behind the frame
         FakeClockAdvanceMs(10);
+        ASSERT_TRUE(Within([] { return CurrentResponseState() == RESPONSE_WAITS; }));
     }
     void TearDown() override
     {
