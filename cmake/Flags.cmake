@@ -31,7 +31,7 @@ target_compile_options(plug_router_code INTERFACE
   $<$<BOOL:${CMAKE_INTERPROCEDURAL_OPTIMIZATION}>:-ffat-lto-objects>
   # Nothing unwinds the stack of what is shipped: no exceptions, no thread is cancelled.
   $<$<CONFIG:MinSizeRel>:-fno-asynchronous-unwind-tables>)
-target_include_directories(plug_router_code INTERFACE ${CMAKE_SOURCE_DIR})
+target_include_directories(plug_router_code INTERFACE ${CMAKE_SOURCE_DIR}/agent ${CMAKE_SOURCE_DIR})
 target_link_libraries(plug_router_code INTERFACE plug_warnings)
 
 # Links a target with the C driver, so that libstdc++ is not even offered to it. Code and constants share a segment: each

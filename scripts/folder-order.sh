@@ -3,26 +3,23 @@
 #
 #   scripts/folder-order.sh [FOLDER [KNOWN]...]
 #
-# FOLDER holds core/, os/ and the others; this checkout's unless given. KNOWN: arrows up in the place of those below.
+# FOLDER is the agent's; that of this checkout unless given. KNOWN: arrows up in the place of those below.
 set -euo pipefail
 
-# Lowest first: a file may include what stands in its own folder or in one before it.
+# Lowest first: a file may include what stands in its own folder or in one before it. Those in none are on top.
 floors=(os core sdk platform http subdev rules comm functions plugin top)
-# Who stands on top of all, wherever they are kept.
-on_top='^(core/|platform/)?(main|Plug|CBHandle)\.(cpp|h)$'
 # Arrows up that are known. One that is mended must go from this list.
 known=("subdev/Function39.cpp comm" "subdev/Function40.cpp comm")
 [ $# -lt 2 ] || known=("${@:2}")
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
-root=${1:-$repo}
-[ -d "$root/core" ] || root=$root/agent
+root=${1:-$repo/agent}
 [ -d "$root/core" ] || { echo "folder-order.sh: there is no core/ in $root" >&2; exit 2; }
 cd "$root"
 
 floor_of() { # FILE: the number of its floor, nothing for what is no part of the agent
-    local i name=${1%%/*}
-    if [[ $1 =~ $on_top ]]; then name=top; fi
+    local i name=top
+    case $1 in */*) name=${1%%/*} ;; esac
     for i in "${!floors[@]}"; do [ "${floors[i]}" != "$name" ] || echo "$i"; done
 }
 
@@ -46,7 +43,7 @@ while IFS=: read -r file line; do
     else
         fault "$file includes $included, and ${floors[to]} stands above ${floors[from]}"
     fi
-done < <(find . -maxdepth 3 \( -path ./build -o -path ./tests -o -path ./simulator \) -prune -o -name '*.cpp' -print -o -name '*.h' -print |
+done < <(find . -name '*.cpp' -o -name '*.h' |
     sed 's|^\./||' | xargs grep -E '^#include "' /dev/null)
 
 for exception in "${known[@]}"; do

@@ -13,10 +13,10 @@
 #include <unistd.h>
 #include <vector>
 
+#include "CBHandle.h"
 #include "FuzzOs.h"
 #include "core/Common.h"
 #include "functions/ProtoolSdk.h"
-#include "platform/CBHandle.h"
 #include "platform/Crypt.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"

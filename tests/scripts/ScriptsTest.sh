@@ -25,7 +25,7 @@ some_agent() {
     mkdir -p core os comm subdev
     echo '#include "os/Clock.h"' >core/Log.h
     echo '#include "core/Log.h"' >comm/Server.h
-    echo '#include "comm/Server.h"' | tee subdev/Up.cpp >core/main.cpp
+    echo '#include "comm/Server.h"' | tee subdev/Up.cpp >main.cpp
     : >os/Clock.h
     says 0 '' order
 }
@@ -65,7 +65,7 @@ FindsAKnownArrowThatIsMended)
     ;;
 FindsADocumentThatPointsNowhere)
     links=$repo/scripts/document-links.sh
-    printf '# A heading\n[here](#a-heading) `core/Plug` `scripts/*.sh` `no/path`\n' >right.md
+    printf '# A heading\n[here](#a-heading) `core/Config` `scripts/*.sh` `no/path`\n' >right.md
     says 0 '' "$links" "$folder/right.md"
     printf '[gone](gone.md)\n' >wrong.md
     says 1 'there is no gone.md' "$links" "$folder/wrong.md"

@@ -11,11 +11,11 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "CBHandle.h"
+#include "Plug.h"
 #include "core/Common.h"
 #include "core/Config.h"
-#include "core/Plug.h"
 #include "os/Paths.h"
-#include "platform/CBHandle.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"
 #include "platform/TcpServer.h"

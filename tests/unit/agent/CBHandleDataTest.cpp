@@ -1,5 +1,5 @@
 // What becomes of data frames: commands, their answers, and acknowledgements of what was sent up.
-#include "platform/CBHandle.h"
+#include "CBHandle.h"
 
 #include <cstring>
 

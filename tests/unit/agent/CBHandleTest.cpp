@@ -1,5 +1,5 @@
 // What becomes of session frames: acknowledgements, forced disconnect, network failure, and types that are not ours.
-#include "platform/CBHandle.h"
+#include "CBHandle.h"
 
 #include <cstring>
 #include <netinet/in.h>

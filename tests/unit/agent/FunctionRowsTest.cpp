@@ -3,10 +3,10 @@
 #include <map>
 #include <set>
 
+#include "CBHandle.h"
 #include "core/Common.h"
 #include "functions/FunctionList.h"
 #include "functions/ProtoolSdk.h"
-#include "platform/CBHandle.h"
 #include "subdev/Subdev.h"
 #include "tests/unit/agent/FeatureSpy.h"
 #include "tests/unit/agent/FunctionTest.h"

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "CBHandle.h"
 #include "os/OsClock.h"
-#include "platform/CBHandle.h"
 #include "platform/Protool.h"
 #include "platform/Session.h"
 #include "tests/unit/agent/PlatformSide.h"

@@ -9,9 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "CBHandle.h"
+#include "Plug.h"
 #include "core/Common.h"
 #include "core/Config.h"
-#include "core/Plug.h"
 #include "functions/Download.h"
 #include "functions/FwVersionReport.h"
 #include "functions/ProtoolSdk.h"
@@ -19,7 +20,6 @@
 #include "functions/Traceroute.h"
 #include "os/OsClock.h"
 #include "os/OsWait.h"
-#include "platform/CBHandle.h"
 #include "platform/Crypt.h"
 #include "platform/Protool.h"
 #include "platform/Sending.h"

@@ -4,7 +4,7 @@
 #include <memory>
 #include <unistd.h>
 
-#include "core/Plug.h"
+#include "Plug.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"

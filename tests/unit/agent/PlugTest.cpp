@@ -1,5 +1,5 @@
 // Start-up and the part of the cycle that needs no platform: registration attempts that fail.
-#include "core/Plug.h"
+#include "Plug.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,9 +1,10 @@
 #define LOG_MODULE "Plug"
-#include "core/Plug.h"
+#include "Plug.h"
 
 #include <cstring>
 #include <initializer_list>
 
+#include "CBHandle.h"
 #include "comm/ComRequests.h"
 #include "comm/CommServer.h"
 #include "core/About.h"
@@ -15,7 +16,6 @@
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"
-#include "platform/CBHandle.h"
 #include "platform/PlugStatus.h"
 #include "platform/Protool.h"
 #include "platform/Session.h"

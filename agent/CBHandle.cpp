@@ -1,5 +1,5 @@
 #define LOG_MODULE "Protool"
-#include "platform/CBHandle.h"
+#include "CBHandle.h"
 
 #include <cstdio>
 #include <cstring>

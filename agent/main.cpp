@@ -1,4 +1,4 @@
-#include "core/Plug.h"
+#include "Plug.h"
 #include "os/OsProcess.h"
 
 int main(int argc, char *argv[])
