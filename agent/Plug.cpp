@@ -6,6 +6,7 @@
 
 #include "CBHandle.h"
 #include "comm/ComRequests.h"
+#include "comm/CommHandle.h"
 #include "comm/CommServer.h"
 #include "core/About.h"
 #include "core/Common.h"
@@ -97,6 +98,7 @@ void PlugStart(int argc, char *argv[])
     LOG_AS(LOG_LEVEL_INFO, "main", ">>>>>>>>>>>>>>>>> Plugin Version = %s", kPluginVersionTagged);
     OsSleepMs(50);
     ServerOnFrame(CBHandle);
+    CommOnDevices(Fn40Handle);
     SysInit();
     Start(&s_accessDaemon);
     if (CommServerStart() != 0) LOG_FATAL("main", "Comm server start error.");

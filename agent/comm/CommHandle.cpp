@@ -12,13 +12,13 @@
 #include "core/Common.h"
 #include "core/Wire.h"
 #include "platform/Protool.h"
-#include "subdev/Function40.h"
 
 OsWaiter gCommAnswer;
 std::atomic<int> CommReceived;
 uint32_t CommAsked;
 uint8_t rxData[kRxDataSize];
 
+static DevicesHandler s_onDevices;
 static OsWaiter s_frames; // woken when a frame has been queued or CommRun is cleared
 
 static const int64_t kFramePauseMs = 10;
@@ -86,7 +86,7 @@ static void TellPluginState(const CommFrame &frame)
         LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "ERROR: send plugin state failed!");
 }
 
-// Answers that nothing is made of.
+// Answers that are only logged.
 static void Note(const char *name)
 {
     LOG_AS(LOG_LEVEL_DEBUG, "CommHandleProc", "%s", name);
@@ -100,7 +100,9 @@ static void Dispatch(const CommFrame &frame)
     case 3: Note("comm_get_wan_cfg"); break;
     case 4: Note("comm_get_wans_cfg"); break;
     case 5: Note("comm_get_wan_tcp_con_num"); break;
-    case 40: Fn40Handle(frame.payload, frame.length); break;
+    case 40:
+        if (s_onDevices) s_onDevices(frame.payload, frame.length);
+        break;
     case 70:
     case 71:
     case 72:
@@ -125,6 +127,11 @@ static void Dispatch(const CommFrame &frame)
     case 999: CommFwUpdateResult(frame); break;
     default: LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Error funcID"); break;
     }
+}
+
+void CommOnDevices(DevicesHandler handler)
+{
+    s_onDevices = handler;
 }
 
 void CommHandleFrame(uint8_t *slot)

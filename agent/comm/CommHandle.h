@@ -1,7 +1,7 @@
 // CommHandle.h - takes the local peer's frames out of the queue and acts on them.
 //
 // Three kinds of frames come: answers to the agent's requests (ComRequests.h), which are kept for whoever waits;
-// reports, which go on to the platform (CommReports.h) or to the Function 40 filter; and notices.
+// reports, which go on to the platform (CommReports.h) or to whoever takes devices; and notices.
 //
 // State:    the last answer and CommReceived.
 // Threads:  CommHandleProc() is a thread of its own, made by CommServer; the answer is for the requesters' threads.
@@ -38,6 +38,12 @@ constexpr size_t kRxAnswerMax = 3999; // most bytes behind the status
 extern uint8_t rxData[kRxDataSize];
 
 // ---- Handling ----
+
+// Takes the payload of a report of devices (FuncID 40), `length` bytes; called on the handler thread.
+typedef void (*DevicesHandler)(const uint8_t *data, size_t length);
+
+// Names the handler of reports of devices. Before CommServerStart(); without one they are dropped.
+void CommOnDevices(DevicesHandler handler);
 
 // The thread: handles one frame after the other with 10 ms in between until CommRun is cleared. `queue` is the
 // RingQueue of received frames. Returns nullptr.

@@ -15,17 +15,15 @@
 #include "comm/CommReports.h"
 #include "comm/RingQueue.h"
 #include "core/Common.h"
+#include "core/LocalPeer.h"
 #include "os/OsClock.h"
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
-#include "subdev/Function39.h"
-#include "subdev/Function40.h"
 
 std::atomic<int> CommRun;
 std::atomic<int> InstanceState;
 std::atomic<int> InstanceSocket;
-std::atomic<int> CommClientReg;
 
 static RingQueue *pCommRQ; // main thread; the instance and handler threads use what it points to
 
@@ -248,10 +246,14 @@ static void CloseListener()
 
 static bool MakeInstance(int fd)
 {
+    {
+        OsGuard guard(&s_state);
+        void *const descriptor = reinterpret_cast<void *>(static_cast<intptr_t>(fd));
+        if (OsThreadStart(&InsPID, ServerThread, descriptor) != 0) return false;
+    }
+    LocalPeerCame(); // with no other lock held
     OsGuard guard(&s_state);
-    if (OsThreadStart(&InsPID, ServerThread, reinterpret_cast<void *>(static_cast<intptr_t>(fd))) != 0) return false;
     InstanceState = 1;
-    CommClientReg = 1;
     OsWakeAll(&s_state);
     return true;
 }
@@ -302,8 +304,6 @@ static void AcceptOnce()
         return;
     }
     StartInstance(fd);
-    Fn39ClientCame();
-    Fn40ClientCame();
 }
 
 static void *CommServerProc(void *)
@@ -335,7 +335,8 @@ static void Reset()
 {
     InstanceState = InstanceSocket = 0;
     CommTxSeq = CommRxSeq = 0;
-    CommClientReg = CommReceived = 0;
+    LocalPeerReset();
+    CommReceived = 0;
     CommReportsReset();
     intervalFlag1 = intervalFlag2 = intervalFlag3 = -1;
     s_started = 0;

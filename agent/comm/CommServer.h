@@ -16,7 +16,6 @@
 extern std::atomic<int> CommRun;        // 1 while the server runs
 extern std::atomic<int> InstanceState;  // 1 from the start of an instance until it has been reaped
 extern std::atomic<int> InstanceSocket; // the peer's descriptor; 0 when there is none
-extern std::atomic<int> CommClientReg;  // 1 once a peer has come; it stays 1 when the peer goes
 
 // Starts the server. Returns 0; -1 with a log line when there is no memory or a thread cannot be made. Threads that run
 // by then keep running and the queue is kept. That the socket cannot be opened is not noticed here: the accept thread

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <pthread.h>
 
-#include "comm/CommServer.h"
 #include "core/Common.h"
+#include "core/LocalPeer.h"
 #include "os/OsClock.h"
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
@@ -22,10 +22,9 @@ static const int64_t kCycleMs = 10000;
 static const int64_t kFailureMs = 60000;
 static const int32_t kCyclesPerQuery = 6;
 
-static std::atomic<int> Fn39Run;
-static bool Fn39Started; // main thread only, as is the next
+static std::atomic<int> Fn39Run; // guarded by gLocalPeer, as its thread waits for either
+static bool Fn39Started;         // main thread only, as is the next
 static pthread_t Fn39PID;
-static OsWaiter s_wake; // woken when Fn39Run or CommClientReg changes
 
 // The report thread's own.
 static DevCfg *pF39Dev;  // ROUTER_SDK_DEVICES records
@@ -37,8 +36,8 @@ static uint16_t s_count; // devices of the last list, at most kKnownMost
 static void Pause(int64_t milliseconds, bool whateverClient)
 {
     const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&s_wake);
-    while (Fn39Run == 1 && (whateverClient || CommClientReg != 1) && OsWaitUntil(&s_wake, deadline)) {
+    OsGuard guard(&gLocalPeer);
+    while (Fn39Run == 1 && (whateverClient || CommClientReg != 1) && OsWaitUntil(&gLocalPeer, deadline)) {
     }
 }
 
@@ -153,18 +152,12 @@ int Fn39Init()
 void Fn39Stop()
 {
     {
-        OsGuard guard(&s_wake);
+        OsGuard guard(&gLocalPeer);
         Fn39Run = 0;
-        OsWakeAll(&s_wake);
+        OsWakeAll(&gLocalPeer);
     }
     if (!Fn39Started) return;
     OsThreadJoin(Fn39PID);
     OsFree(pF39Dev);
     Fn39Started = false;
-}
-
-void Fn39ClientCame()
-{
-    OsGuard guard(&s_wake);
-    OsWakeAll(&s_wake);
 }

@@ -5,7 +5,7 @@
 // has left the router is reported again when it returns. While there is no session nothing is asked or reported.
 //
 // State:    the device buffer pF39Dev and the known devices, used by the report thread alone once it runs.
-// Threads:  Fn39Init() and Fn39Stop() on the main thread; Fn39ClientCame() on any.
+// Threads:  Fn39Init() and Fn39Stop() on the main thread.
 #pragma once
 
 // Loads the known devices and starts the report thread; does neither when a local client has come already. Returns 0,
@@ -14,6 +14,3 @@ int Fn39Init();
 
 // Ends the report thread, whatever it waits for, joins it and frees the buffer. Also right when none was started.
 void Fn39Stop();
-
-// To be called when CommClientReg has become 1: the report thread ends, at the latest with the cycle it is in.
-void Fn39ClientCame();

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "comm/CommServer.h"
 #include "core/Common.h"
+#include "core/LocalPeer.h"
 #include "core/Wire.h"
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
@@ -35,11 +35,10 @@ pthread_mutex_t fn40Lock = PTHREAD_MUTEX_INITIALIZER;
 static Entry fn40Dev[kFn40Devices]; // guarded by fn40Lock
 static int s_cycles;                // since the table was emptied; guarded by fn40Lock
 
-static std::atomic<int> Fn40Run;
-static bool Fn40Started; // main thread only, as is the next
-static bool s_tryAgain;  // the last start has failed: what the local client has reported since is to stay
+static std::atomic<int> Fn40Run; // guarded by gLocalPeer, as its thread waits for either
+static bool Fn40Started;         // main thread only, as is the next
+static bool s_tryAgain;          // the last start has failed: what the local client has reported since is to stay
 static pthread_t Fn40PID;
-static OsWaiter s_wake; // woken when Fn40Run or CommClientReg changes
 
 // ---- The table ----
 
@@ -119,10 +118,10 @@ void Fn40Cycle()
 // Waits until a local client has come and then for a cycle's time. Returns whether the thread is to go on.
 static bool AwaitCycle()
 {
-    OsGuard guard(&s_wake);
-    while (Fn40Run == 1 && CommClientReg != 1) OsWaitUntil(&s_wake, OS_FOREVER);
+    OsGuard guard(&gLocalPeer);
+    while (Fn40Run == 1 && CommClientReg != 1) OsWaitUntil(&gLocalPeer, OS_FOREVER);
     const int64_t deadline = OsNowMs() + kCycleMs;
-    while (Fn40Run == 1 && OsWaitUntil(&s_wake, deadline)) {
+    while (Fn40Run == 1 && OsWaitUntil(&gLocalPeer, deadline)) {
     }
     return Fn40Run == 1;
 }
@@ -151,16 +150,10 @@ int Fn40Init()
 void Fn40Stop()
 {
     {
-        OsGuard guard(&s_wake);
+        OsGuard guard(&gLocalPeer);
         Fn40Run = 0;
-        OsWakeAll(&s_wake);
+        OsWakeAll(&gLocalPeer);
     }
     if (Fn40Started) OsThreadJoin(Fn40PID);
     Fn40Started = s_tryAgain = false;
-}
-
-void Fn40ClientCame()
-{
-    OsGuard guard(&s_wake);
-    OsWakeAll(&s_wake);
 }

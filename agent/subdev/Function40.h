@@ -6,8 +6,7 @@
 //
 // State:    the filter table, guarded by fn40Lock, which the report thread keeps while it sends what a cycle brings;
 //           nothing is saved.
-// Threads:  Fn40Init() and Fn40Stop() on the main thread; Fn40Handle() and Fn40Recv() on the local command handler's;
-//           Fn40ClientCame() on any.
+// Threads:  Fn40Init() and Fn40Stop() on the main thread; Fn40Handle() and Fn40Recv() on the local command handler's.
 #pragma once
 
 #include <cstddef>
@@ -25,9 +24,6 @@ int Fn40Init();
 
 // Ends the report thread, wherever it waits, and joins it. Also right when none was started.
 void Fn40Stop();
-
-// To be called when CommClientReg has become 1: the report thread begins its cycles.
-void Fn40ClientCame();
 
 // Takes a message of the local client: a 16-bit count (1 to 128, little-endian) and as many records; `length` bytes in
 // all. A message that counts wrongly or is not 39 to 5128 bytes long is dropped with a log line. Nothing past `length`

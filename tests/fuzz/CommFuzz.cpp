@@ -17,6 +17,7 @@
 #include "core/Common.h"
 #include "core/Config.h"
 #include "platform/Protool.h"
+#include "subdev/Function40.h"
 
 typedef std::vector<uint8_t> Bytes;
 
@@ -178,6 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     mLogin = 1;
     CommRxSeq = CommTxSeq = 0;
     CommReportsReset();
+    CommOnDevices(Fn40Handle);
     s_cut.clear();
     memset(rxData, 0, sizeof rxData);
     memset(s_slot, 0, sizeof s_slot);

@@ -52,6 +52,12 @@ FindsAFolderThatLooksUp)
     echo '#include "comm/Server.h"' >core/Log.cpp
     says 1 'core/Log.cpp includes comm/Server.h, and comm stands above core' order
     ;;
+FindsAFolderThatLooksUpWhenNoArrowIsKnown)
+    some_agent
+    says 1 'subdev/Up.cpp includes comm/Server.h, and comm stands above subdev' "$repo/scripts/folder-order.sh" "$folder"
+    : >subdev/Up.cpp
+    says 0 '' "$repo/scripts/folder-order.sh" "$folder"
+    ;;
 FindsACircleOfHeaders)
     some_agent
     echo '#include "core/Log.h"' >core/Bytes.h

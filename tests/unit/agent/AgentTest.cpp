@@ -13,12 +13,14 @@
 
 #include "CBHandle.h"
 #include "Plug.h"
+#include "comm/CommHandle.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "os/Paths.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"
 #include "platform/TcpServer.h"
+#include "subdev/Function40.h"
 #include "tests/unit/agent/LogNames.h"
 
 void AgentTest::SetUp()
@@ -42,6 +44,7 @@ void AgentTest::SetUp()
     ServerRun = 0;
     NewTcpQueue();
     ServerOnFrame(CBHandle);
+    CommOnDevices(Fn40Handle);
     PlugResetCounters();
     d_set_log_level(LOG_LEVEL_ALL);
     testing::internal::CaptureStderr();

@@ -8,6 +8,7 @@
 #include "comm/CommFrame.h"
 #include "comm/CommHandle.h"
 #include "comm/CommServer.h"
+#include "core/LocalPeer.h"
 #include "tests/unit/agent/CommTest.h"
 
 // The peer without the server's threads: what the agent sends is read here, and the peer's frames are handled on the

@@ -167,6 +167,15 @@ TEST_F(CommHandle, DevicesGoToTheFunction40Filter)
     EXPECT_EQ(Hex("EE EE"), RxData(2));
 }
 
+TEST_F(CommHandle, DevicesThatNobodyTakesAreDropped)
+{
+    CommOnDevices(nullptr);
+    Handle(40, Hex("01 00  02 AA BB CC DD 02") + Bytes(32, 0x20) + Bytes{1});
+    EXPECT_FALSE(Fn40Knows(Hex("02 AA BB CC DD 02").data()));
+    EXPECT_EQ(1, CommReceived);
+    ExpectNothingSent();
+}
+
 TEST_F(CommHandle, TheAutoReportConfigurationIsTaken)
 {
     CommReceived = 0;

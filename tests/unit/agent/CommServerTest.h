@@ -7,6 +7,7 @@
 
 #include "comm/CommHandle.h"
 #include "comm/CommServer.h"
+#include "core/LocalPeer.h"
 #include "os/Paths.h"
 #include "platform/Protool.h"
 #include "tests/fakes/FakeLibraries.h"

@@ -21,8 +21,7 @@ TEST_F(Function39, ALocalClientEndsTheThreadBehindTheCycleItIsIn)
     Household({1});
     Start();
     Pass(5);
-    CommClientReg = 1;
-    Fn39ClientCame();
+    LocalPeerCame();
     AwaitPause(10000); // the query is due
     FakeClockAdvanceMs(10000);
     ExpectReport(1);
@@ -35,8 +34,7 @@ TEST_F(Function39, ALocalClientEndsAPauseWithNothingBehindItAtOnce)
 {
     mLogin = 0;
     Start();
-    CommClientReg = 1;
-    Fn39ClientCame();
+    LocalPeerCame();
     ExpectHandOver();
     EXPECT_EQ(0, OsNowMs());
 }

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <unistd.h>
 
-#include "comm/CommServer.h"
 #include "core/Config.h"
+#include "core/LocalPeer.h"
 #include "os/OsClock.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"

@@ -1,8 +1,8 @@
 // Devices that a local client reports: the walk through its message, the filter table, the report thread.
 #include "subdev/Function40.h"
 
-#include "comm/CommServer.h"
 #include "core/Config.h"
+#include "core/LocalPeer.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"
@@ -348,8 +348,7 @@ TEST_F(Function40, TheThreadWaitsForALocalClientAndThenReportsEvery10Seconds)
     Enter(1);
     FakeClockAdvanceMs(600000);
     ExpectNothingSent();
-    CommClientReg = 1;
-    Fn40ClientCame();
+    LocalPeerCame();
     ASSERT_TRUE(AwaitPause());
     FakeClockAdvanceMs(9999);
     ExpectNothingSent();

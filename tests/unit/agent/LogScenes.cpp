@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "comm/ComRequests.h"
+#include "core/LocalPeer.h"
 #include "os/Paths.h"
 #include "rules/Bandwidth.h"
 #include "rules/PortForward.h"

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <list>
 
+#include "comm/CommHandle.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "os/OsClock.h"
@@ -12,6 +13,8 @@
 #include "platform/Protool.h"
 #include "platform/Settings.h"
 #include "platform/TcpServer.h"
+#include "subdev/Function40.h"
+#include "tests/unit/agent/CommTest.h"
 #include "tests/unit/agent/FeatureSpy.h"
 #include "tests/unit/agent/PlatformSide.h"
 
@@ -117,6 +120,19 @@ TEST_F(PlugTest, StartsTheServicesInOrderWithTheirPauses)
         EXPECT_EQ(expected[i].name, calls[i].name);
         EXPECT_EQ(expected[i].atMs, calls[i].atMs);
     }
+}
+
+TEST_F(PlugTest, HandsTheDevicesOfTheLocalPeerToFunction40)
+{
+    const Bytes device = Hex("02 AA BB CC DD 03");
+    CommOnDevices(nullptr);
+    Start({});
+    Fn40Interval = AutoReportDevinfo = 0;
+    Fn40Cycle(); // at this interval it empties the filter
+    mLogin = 1;
+    Bytes slot = Slot(LocalFrame(40, CommRxSeq + 1, Hex("01 00") + device + Bytes(32, 0x20) + Bytes{1}));
+    CommHandleFrame(slot.data());
+    EXPECT_TRUE(Fn40Knows(device.data()));
 }
 
 TEST_F(PlugTest, ReadsTheSettingsOfTheDefaultFileAndGoesOnWithoutThem)

@@ -1,0 +1,16 @@
+#include "core/LocalPeer.h"
+
+std::atomic<int> CommClientReg;
+OsWaiter gLocalPeer;
+
+void LocalPeerCame()
+{
+    OsGuard guard(&gLocalPeer);
+    CommClientReg = 1;
+    OsWakeAll(&gLocalPeer);
+}
+
+void LocalPeerReset()
+{
+    CommClientReg = 0;
+}
