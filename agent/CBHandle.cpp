@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/PlugStatus.h"
 #include "functions/ProtoolSdk.h"
 #include "os/OsClock.h"
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
 #include "platform/Crypt.h"
-#include "platform/PlugStatus.h"
 #include "platform/Protool.h"
 #include "platform/Sending.h"
 #include "platform/Settings.h"

@@ -7,11 +7,11 @@
 
 #include "core/Common.h"
 #include "core/Config.h"
+#include "core/PlugStatus.h"
 #include "core/Version.h"
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
-#include "platform/PlugStatus.h"
 #include "platform/Protool.h"
 #include "platform/Sending.h"
 #include "platform/Settings.h"

@@ -12,10 +12,10 @@
 #include <unistd.h>
 
 #include "core/Common.h"
+#include "core/PlugStatus.h"
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
-#include "platform/PlugStatus.h"
 #include "platform/Protool.h"
 #include "platform/SignOfLife.h"
 

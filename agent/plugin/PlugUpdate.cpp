@@ -7,13 +7,13 @@
 #include <unistd.h>
 
 #include "core/Common.h"
+#include "core/PlugStatus.h"
 #include "functions/Download.h"
 #include "os/OsCommand.h"
 #include "os/OsFile.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"
-#include "platform/PlugStatus.h"
 #include "platform/Sending.h"
 #include "plugin/BuildJson.h"
 #include "plugin/ParseJson.h"

@@ -2,8 +2,8 @@
 #include "rules/eaccess.h"
 
 #include "core/Common.h"
+#include "core/PlugStatus.h"
 #include "os/OsProcess.h"
-#include "platform/PlugStatus.h"
 #include "rules/SurfTable.h"
 #include "rules/iot_poll.h"
 #include "rules/iot_signal.h"

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "platform/PlugStatus.h"
+#include "core/PlugStatus.h"
 #include "rules/SurfRules.h"
 #include "rules/iot_poll.h"
 #include "tests/unit/agent/SurfTest.h"

@@ -1,4 +1,4 @@
-#include "platform/PlugStatus.h"
+#include "core/PlugStatus.h"
 
 #include <filesystem>
 

@@ -9,9 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/PlugStatus.h"
 #include "functions/HttpSocket.h"
 #include "os/Paths.h"
-#include "platform/PlugStatus.h"
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
 #include "tests/data/HostileTexts.h"

@@ -10,10 +10,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "core/PlugStatus.h"
 #include "functions/Download.h"
 #include "functions/Traceroute.h"
 #include "os/Paths.h"
-#include "platform/PlugStatus.h"
 #include "platform/Protool.h"
 #include "subdev/KnownDevices.h"
 #include "tests/fakes/FakeLibraries.h"

@@ -1,5 +1,5 @@
 #define LOG_MODULE "Protool"
-#include "platform/PlugStatus.h"
+#include "core/PlugStatus.h"
 
 #include <cerrno>
 #include <cstdio>
