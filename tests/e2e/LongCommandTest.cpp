@@ -4,7 +4,7 @@
 
 #include "tests/e2e/Diagnostics.h"
 #include "tests/e2e/LocalSession.h"
-#include "tests/unit/agent/HttpServer.h"
+#include "tests/support/HttpServer.h"
 
 namespace
 {

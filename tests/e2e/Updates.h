@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tests/e2e/Diagnostics.h"
-#include "tests/unit/agent/HttpServer.h"
+#include "tests/support/HttpServer.h"
 
 constexpr char kUpdate[] = "/tmp/plug_download";
 constexpr char kHome[] = "/tmp/home"; // of the supervised agents

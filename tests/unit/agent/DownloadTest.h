@@ -4,8 +4,8 @@
 #include "functions/Download.h"
 #include "platform/TcpServer.h"
 #include "tests/fakes/FakeLibraries.h"
+#include "tests/support/HttpServer.h"
 #include "tests/unit/agent/AgentTest.h"
-#include "tests/unit/agent/HttpServer.h"
 
 class DownloadTest : public AgentTest
 {

@@ -5,8 +5,8 @@
 #include <sys/time.h>
 
 #include "platform/TcpServer.h"
+#include "tests/support/HttpServer.h"
 #include "tests/unit/agent/AgentTest.h"
-#include "tests/unit/agent/HttpServer.h"
 #include "tests/unit/agent/PlatformSide.h"
 
 namespace

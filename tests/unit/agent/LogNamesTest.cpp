@@ -29,8 +29,8 @@
 #include "plugin/ParseJson.h"
 #include "plugin/PlugUpdate.h"
 #include "tests/fakes/FakeLibraries.h"
+#include "tests/support/HttpServer.h"
 #include "tests/unit/agent/FeatureSpy.h"
-#include "tests/unit/agent/HttpServer.h"
 #include "tests/unit/agent/LogScenes.h"
 
 // ---- Start-up ----

@@ -15,7 +15,7 @@
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
 #include "tests/data/HostileTexts.h"
-#include "tests/unit/agent/HttpServer.h"
+#include "tests/support/HttpServer.h"
 #include "tests/unit/agent/PlatformSide.h"
 
 namespace

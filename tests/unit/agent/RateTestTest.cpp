@@ -7,8 +7,8 @@
 #include "functions/HttpSocket.h"
 #include "platform/Protool.h"
 #include "tests/fakes/FakeLibraries.h"
+#include "tests/support/HttpServer.h"
 #include "tests/unit/agent/DiagnosticsTest.h"
-#include "tests/unit/agent/HttpServer.h"
 
 namespace
 {

@@ -17,7 +17,7 @@
 #include "platform/Protool.h"
 #include "subdev/KnownDevices.h"
 #include "tests/fakes/FakeLibraries.h"
-#include "tests/unit/agent/HttpServer.h"
+#include "tests/support/HttpServer.h"
 #include "tests/unit/agent/SubdevTest.h"
 
 namespace

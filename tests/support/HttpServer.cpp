@@ -1,4 +1,4 @@
-#include "tests/unit/agent/HttpServer.h"
+#include "tests/support/HttpServer.h"
 
 #include <arpa/inet.h>
 #include <chrono>
