@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "CBHandle.h"
+#include "comm/AutoReport.h"
 #include "comm/ComRequests.h"
 #include "comm/CommHandle.h"
 #include "comm/CommServer.h"

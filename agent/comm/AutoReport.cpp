@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "comm/ComRequests.h"
+#include "comm/CommAnswer.h"
 #include "comm/ReportTimes.h"
 #include "core/Common.h"
 #include "core/JsonParse.h"

@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "comm/CommFrame.h"
-#include "comm/CommServer.h"
+#include "comm/CommLink.h"
 #include "core/Common.h"
 #include "core/Version.h"
 #include "core/Wire.h"
@@ -151,8 +151,7 @@ static bool Ended()
 
 static bool LetGo()
 {
-    OsGuard guard(&gCommAnswer);
-    OsWakeAll(&gCommAnswer);
+    CommWakeRequesters();
     return false;
 }
 
@@ -209,19 +208,13 @@ static bool AwaitTurn()
 
 CommTurn::CommTurn(uint32_t id) : mHeld(AwaitTurn())
 {
-    if (!mHeld) return;
-    OsGuard guard(&gCommAnswer);
-    CommAsked = id;
-    CommReceived = 0;
+    if (mHeld) CommExpectAnswer(id);
 }
 
 CommTurn::~CommTurn()
 {
     if (!mHeld) return;
-    {
-        OsGuard guard(&gCommAnswer);
-        CommAsked = 0;
-    }
+    CommExpectNothing();
     SetSessionFlag(s_free, 1);
 }
 

@@ -3,7 +3,7 @@
 // Every request is one frame; a query waits for the peer's answer. Results: 0 done, otherwise the peer's status byte,
 // or 1 when nothing could be sent or no answer came in time. While no peer is connected every request fails at once.
 //
-// There is one answer at a time (CommHandle.h): nearly every frame of the peer that arrives ends the wait, and what is
+// There is one answer at a time (CommAnswer.h): nearly every frame of the peer that arrives ends the wait, and what is
 // read then is the answer that came last. Requests are made one at a time, so that is the right one unless the peer was
 // late. Whoever asks while another request is being made waits for it; the end of the session or the server ends either
 // wait.
@@ -16,8 +16,7 @@
 #include <cstdint>
 #include <pthread.h>
 
-#include "comm/AutoReport.h"
-#include "comm/CommHandle.h"
+#include "comm/CommAnswer.h"
 
 // ---- Sending ----
 

@@ -1,80 +1,26 @@
 #define LOG_MODULE "CommServer"
 #include "comm/CommHandle.h"
 
-#include <cstring>
-
 #include "comm/AutoReport.h"
 #include "comm/ComRequests.h"
+#include "comm/CommAnswer.h"
 #include "comm/CommFrame.h"
+#include "comm/CommLink.h"
 #include "comm/CommReports.h"
-#include "comm/CommServer.h"
 #include "comm/RingQueue.h"
 #include "core/Common.h"
-#include "core/Wire.h"
+#include "os/OsWait.h"
 #include "platform/Protool.h"
-
-OsWaiter gCommAnswer;
-std::atomic<int> CommReceived;
-uint32_t CommAsked;
-uint8_t rxData[kRxDataSize];
 
 static DevicesHandler s_onDevices;
 static OsWaiter s_frames; // woken when a frame has been queued or CommRun is cleared
 
 static const int64_t kFramePauseMs = 10;
-static const uint8_t kTooLarge = 1; // status of an answer that cannot be kept
 static const uint16_t kSetAutoReport = 88;
 static const uint16_t kAutoReportConf = 997;
 static const uint32_t kPluginState = 998;
 
-static_assert(kRxDataHead + kRxAnswerMax + 1 <= kRxDataSize, "the longest answer and its NUL do not fit");
-
-// ---- Whose answer it is ----
-
-// Whether a frame of `funcId` is of no concern to the request that is being made. gCommAnswer is held.
-static bool ForAnother(uint16_t funcId)
-{
-    const bool ofDuties = funcId == kSetAutoReport || funcId == kAutoReportConf;
-    return ofDuties && CommAsked != 0 && CommAsked != funcId;
-}
-
-void CommForgetAnswer(uint16_t funcId)
-{
-    OsGuard guard(&gCommAnswer);
-    if (!ForAnother(funcId)) CommReceived = 0;
-}
-
-static void Announce(uint16_t funcId)
-{
-    OsGuard guard(&gCommAnswer);
-    if (ForAnother(funcId)) return;
-    CommReceived = 1;
-    OsWakeAll(&gCommAnswer);
-}
-
 // ---- What a frame does ----
-
-static void KeepAnswer(const CommFrame &frame)
-{
-    const uint8_t status = frame.payload[0];
-    OsGuard guard(&gCommAnswer);
-    if (ForAnother(frame.funcId)) return;
-    if (status != 0) {
-        rxData[0] = status;
-        return;
-    }
-    if (frame.length < 1 || frame.length - 1 > kRxAnswerMax) {
-        LOG_AS(LOG_LEVEL_ERR, "CommFuncRecv", "ERROR: receive data too large!");
-        rxData[0] = kTooLarge;
-        return;
-    }
-    WireWriter w = WireWrite(rxData, sizeof rxData);
-    WirePut8(&w, 0);
-    WirePutLe16(&w, static_cast<uint16_t>(frame.length));
-    WirePutBytes(&w, frame.payload + 1, frame.length - 1);
-    WirePut8(&w, '\0');
-    LOG_AS(LOG_LEVEL_DEBUG, "CommFuncRecv", "Recv length: %d", static_cast<int>(frame.length));
-}
 
 static void TellPluginState(const CommFrame &frame)
 {
@@ -117,7 +63,7 @@ static void Dispatch(const CommFrame &frame)
     case 82:
     case 83:
     case 85:
-    case kSetAutoReport: KeepAnswer(frame); break;
+    case kSetAutoReport: CommKeepAnswer(frame.funcId, frame.payload, frame.length); break;
     case 81: CommAutoReport(frame); break;
     case 84:
     case 86: CommAutoJsonReport(frame); break;
@@ -140,7 +86,7 @@ void CommHandleFrame(uint8_t *slot)
     CommFrame frame;
     if (!CommFrameCheck(slot, &frame)) return;
     Dispatch(frame);
-    Announce(frame.funcId);
+    CommAnnounceAnswer(frame.funcId);
 }
 
 // ---- The thread ----

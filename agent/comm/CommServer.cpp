@@ -3,14 +3,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "comm/AutoReport.h"
+#include "comm/CommAnswer.h"
 #include "comm/CommFrame.h"
 #include "comm/CommHandle.h"
+#include "comm/CommLink.h"
 #include "comm/CommListener.h"
 #include "comm/CommReports.h"
 #include "comm/RingQueue.h"
@@ -21,14 +22,9 @@
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 
-std::atomic<int> CommRun;
-std::atomic<int> InstanceState;
-std::atomic<int> InstanceSocket;
-
 static RingQueue *pCommRQ; // main thread; the instance and handler threads use what it points to
 
-static OsWaiter s_state; // guards InsPID and s_listener; woken when CommRun is cleared or InstanceState changes
-static pthread_t InsPID; // of the instance while InstanceState is 1
+static pthread_t InsPID; // of the instance while InstanceState is 1; guarded by gCommLink, as is the next
 static int s_listener;   // 0 when closed
 static pthread_t CommHandlePID;
 static pthread_t CommServerPID;
@@ -36,43 +32,14 @@ static pthread_t CommReleasePID;
 static int s_started; // threads that CommServerStop() has to join, in the order of their start; main thread
 
 static pthread_mutex_t commLock = PTHREAD_MUTEX_INITIALIZER; // around each read and the pushes that it brings
-static pthread_mutex_t s_socketLock =
-    PTHREAD_MUTEX_INITIALIZER;       // around each use of InstanceSocket, its close included
-static uint8_t rxbuf[kCommSlotSize]; // instance thread, under commLock; so are the next two
-static uint8_t s_cut[kCommFrameMax]; // the frame that the last read ended in
-static size_t s_cutSize;             // bytes of it; 0: that read ended with a frame
+static uint8_t rxbuf[kCommSlotSize];                         // instance thread, under commLock; so are the next two
+static uint8_t s_cut[kCommFrameMax];                         // the frame that the last read ended in
+static size_t s_cutSize;                                     // bytes of it; 0: that read ended with a frame
 
 static const int kFailuresToEnd = 6; // in a row without bytes between them, of waits or of reads
 static const int64_t kRefusalPauseMs = 5000;
 static const int64_t kReaperPauseMs = 1000;
 static const int64_t kListenerRetryMs = 5000;
-
-// ---- Sending ----
-
-int32_t CommServerSend(const uint8_t *buffer, uint32_t length)
-{
-    OsGuard guard(&s_socketLock);
-    if (InstanceSocket < 1) return -1;
-    const ssize_t count = send(InstanceSocket, buffer, length, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (count < 0) {
-        LOG_ERR("please reconnect server");
-        return -1;
-    }
-    if (count == 0)
-        LOG_ERR("send count is 0");
-    else
-        LOG_DEBUG("send success");
-    return static_cast<int32_t>(count);
-}
-
-bool CommWaitForStop(int64_t milliseconds)
-{
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&s_state);
-    while (CommRun == 1 && OsWaitUntil(&s_state, deadline)) {
-    }
-    return CommRun != 1;
-}
 
 // ---- The instance ----
 
@@ -162,13 +129,6 @@ static bool InstanceStep(int fd, InstanceTroubles *troubles)
     return false;
 }
 
-static void CloseInstance(int fd)
-{
-    OsGuard guard(&s_socketLock);
-    if (fd >= 0) close(fd);
-    InstanceSocket = 0;
-}
-
 static void *ServerThread(void *descriptor)
 {
     const int fd = static_cast<int>(reinterpret_cast<intptr_t>(descriptor));
@@ -179,7 +139,7 @@ static void *ServerThread(void *descriptor)
     InstanceTroubles troubles = {};
     while (CommRun == 1 && InstanceStep(fd, &troubles)) {
     }
-    CloseInstance(fd);
+    CommLinkClose(fd);
     LOG_DEBUG("Close instance.");
     return nullptr;
 }
@@ -189,8 +149,8 @@ static void *ServerThread(void *descriptor)
 // Waits until there is an instance to join. Returns false when the server ends first.
 static bool AwaitInstance()
 {
-    OsGuard guard(&s_state);
-    while (CommRun == 1 && InstanceState != 1) OsWaitUntil(&s_state, OS_FOREVER);
+    OsGuard guard(&gCommLink);
+    while (CommRun == 1 && InstanceState != 1) OsWaitUntil(&gCommLink, OS_FOREVER);
     return InstanceState == 1;
 }
 
@@ -199,14 +159,14 @@ static void Reap()
 {
     pthread_t instance;
     {
-        OsGuard guard(&s_state);
+        OsGuard guard(&gCommLink);
         instance = InsPID;
     }
     OsThreadJoin(instance);
     {
-        OsGuard guard(&s_state);
+        OsGuard guard(&gCommLink);
         InstanceState = 0;
-        OsWakeAll(&s_state);
+        OsWakeAll(&gCommLink);
     }
     LOG_AS(LOG_LEVEL_DEBUG, "CommReleaseProc", "release ok");
 }
@@ -232,14 +192,14 @@ static bool OpenListener()
         if (fd == kCommListenTaken) LOG_FATAL("CommServerProc", "another agent has the socket");
         if (CommWaitForStop(kListenerRetryMs)) return false;
     }
-    OsGuard guard(&s_state);
+    OsGuard guard(&gCommLink);
     s_listener = fd;
     return true;
 }
 
 static void CloseListener()
 {
-    OsGuard guard(&s_state);
+    OsGuard guard(&gCommLink);
     CommListenEnd(s_listener);
     s_listener = 0;
 }
@@ -247,43 +207,31 @@ static void CloseListener()
 static bool MakeInstance(int fd)
 {
     {
-        OsGuard guard(&s_state);
+        OsGuard guard(&gCommLink);
         void *const descriptor = reinterpret_cast<void *>(static_cast<intptr_t>(fd));
         if (OsThreadStart(&InsPID, ServerThread, descriptor) != 0) return false;
     }
     LocalPeerCame(); // with no other lock held
-    OsGuard guard(&s_state);
+    OsGuard guard(&gCommLink);
     InstanceState = 1;
-    OsWakeAll(&s_state);
+    OsWakeAll(&gCommLink);
     return true;
 }
 
 static void StartInstance(int fd)
 {
-    {
-        OsGuard guard(&s_socketLock);
-        InstanceSocket = fd; // before the instance runs, so that 0 always means one that is through with it
-    }
+    CommLinkOpen(fd); // before the instance runs, so that 0 always means one that is through with it
     if (MakeInstance(fd)) return;
     LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "create instance err.");
-    CloseInstance(fd);
-}
-
-// Whether the peer has closed its connection, noticed by its instance or not.
-static bool PeerHasGone()
-{
-    OsGuard guard(&s_socketLock);
-    if (InstanceSocket == 0) return true;
-    struct pollfd peer = {InstanceSocket, 0, 0};
-    return InstanceSocket > 0 && poll(&peer, 1, 0) == 1 && (peer.revents & POLLHUP);
+    CommLinkClose(fd);
 }
 
 // Waits until the instance of a peer that has gone is reaped. Returns false when there is a peer, or the server ends.
 static bool AwaitReaper()
 {
-    if (InstanceState == 1 && !PeerHasGone()) return false;
-    OsGuard guard(&s_state);
-    while (CommRun == 1 && InstanceState == 1) OsWaitUntil(&s_state, OS_FOREVER);
+    if (InstanceState == 1 && !CommLinkPeerGone()) return false;
+    OsGuard guard(&gCommLink);
+    while (CommRun == 1 && InstanceState == 1) OsWaitUntil(&gCommLink, OS_FOREVER);
     return CommRun == 1;
 }
 
@@ -370,18 +318,14 @@ int CommServerStart()
 static void StopThreads()
 {
     {
-        OsGuard guard(&s_state);
+        OsGuard guard(&gCommLink);
         CommRun = 0;
         if (s_listener > 0) shutdown(s_listener, SHUT_RD);
-        OsWakeAll(&s_state);
+        OsWakeAll(&gCommLink);
     }
     CommHandleWake();
-    {
-        OsGuard guard(&s_socketLock);
-        if (InstanceSocket > 0) shutdown(InstanceSocket, SHUT_RD);
-    }
-    OsGuard guard(&gCommAnswer);
-    OsWakeAll(&gCommAnswer);
+    CommLinkShutDown();
+    CommWakeRequesters();
 }
 
 void CommServerStop()

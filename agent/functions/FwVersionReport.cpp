@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "comm/ComRequests.h"
+#include "comm/AutoReport.h"
 #include "core/Common.h"
 #include "core/Version.h"
 #include "platform/Sending.h"

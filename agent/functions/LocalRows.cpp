@@ -1,6 +1,7 @@
 #define LOG_MODULE "ProtoolSdk"
 #include "functions/LocalRows.h"
 
+#include "comm/AutoReport.h"
 #include "comm/ComRequests.h"
 #include "functions/Parameters.h"
 #include "functions/Records.h"

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "FuzzOs.h"
+#include "comm/CommAnswer.h"
 #include "comm/CommFrame.h"
 #include "comm/CommHandle.h"
 #include "comm/CommReports.h"

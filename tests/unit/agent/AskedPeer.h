@@ -5,9 +5,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "comm/CommAnswer.h"
 #include "comm/CommFrame.h"
 #include "comm/CommHandle.h"
-#include "comm/CommServer.h"
+#include "comm/CommLink.h"
 #include "core/LocalPeer.h"
 #include "tests/unit/agent/CommTest.h"
 

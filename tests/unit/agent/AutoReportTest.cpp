@@ -4,6 +4,8 @@
 #include <future>
 
 #include "comm/ComRequests.h"
+#include "comm/CommAnswer.h"
+#include "comm/CommLink.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
 #include "platform/TcpServer.h"

@@ -3,6 +3,8 @@
 
 #include <thread>
 
+#include "comm/AutoReport.h"
+
 using ComAnswers = ComRequestsTest;
 
 // ---- Answers that come late, or to something else ----

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "comm/AutoReport.h"
-#include "comm/CommServer.h"
+#include "comm/CommAnswer.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"

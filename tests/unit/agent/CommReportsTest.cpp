@@ -1,5 +1,6 @@
 #include "comm/CommReports.h"
 
+#include "comm/CommAnswer.h"
 #include "comm/CommHandle.h"
 #include "core/Config.h"
 #include "platform/Protool.h"

@@ -5,7 +5,8 @@
 #include <filesystem>
 #include <unistd.h>
 
-#include "comm/CommHandle.h"
+#include "comm/CommAnswer.h"
+#include "comm/CommLink.h"
 #include "comm/CommServer.h"
 #include "core/LocalPeer.h"
 #include "os/Paths.h"

@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "comm/CommAnswer.h"
 #include "comm/CommHandle.h"
 #include "comm/CommReports.h"
 #include "core/Config.h"

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "comm/ComRequests.h"
+#include "comm/AutoReport.h"
 #include "functions/FwVersionReport.h"
 #include "platform/Protool.h"
 #include "tests/unit/agent/PlatformSide.h"

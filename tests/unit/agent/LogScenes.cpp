@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include "comm/ComRequests.h"
+#include "comm/CommAnswer.h"
+#include "comm/CommServer.h"
 #include "core/LocalPeer.h"
 #include "os/Paths.h"
 #include "rules/Bandwidth.h"

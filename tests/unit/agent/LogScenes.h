@@ -6,8 +6,8 @@
 
 #include "comm/AutoReport.h"
 #include "comm/CommHandle.h"
+#include "comm/CommLink.h"
 #include "comm/CommReports.h"
-#include "comm/CommServer.h"
 #include "core/Config.h"
 #include "functions/ProtoolSdk.h"
 #include "os/Paths.h"

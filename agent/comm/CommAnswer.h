@@ -1,0 +1,52 @@
+// CommAnswer.h - the last answer: what the local peer has said to the agent's request.
+//
+// There is one. The handler thread (CommHandle.h) writes it, requesters (ComRequests.h) wait for it and read it.
+//
+// State:    the answer, whether it has come, and which request is being made; all guarded by gCommAnswer.
+// Threads:  any; the handler keeps and announces, a requester in its turn asks and reads.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "os/OsWait.h"
+
+// Woken when CommReceived becomes 1. Nothing else is locked while it is held.
+extern OsWaiter gCommAnswer;
+
+// 1 after every valid frame of the peer, whatever its FuncID: a requester sets it to 0 before it sends. Only frames of
+// FuncIDs 88 and 997 leave it alone while a request of another number is being made: a command must not take the answer
+// to a duty of the main thread for its own.
+extern std::atomic<int> CommReceived;
+
+// The FuncID of the request that is being made, 0 for none.
+extern uint32_t CommAsked;
+
+// Byte 0: the peer's status, or 1 for an answer that was too large. Bytes 1 and 2: the number of bytes that came, the
+// status included, little-endian. From byte 3: the bytes after the status, and a NUL. A status other than 0 changes
+// byte 0 only; the rest stays as the answer before left it.
+constexpr size_t kRxDataSize = 4096;
+constexpr size_t kRxDataHead = 3;
+constexpr size_t kMaxRxAnswer = 3999; // bytes after the status
+extern uint8_t rxData[kRxDataSize];
+
+// Keeps the answer to request `funcId`: `length` bytes that the frame declares, the status first. `payload` has at
+// least one byte, and all of `length` if that is at most kMaxRxAnswer + 1. An answer without a status byte or with more
+// than kMaxRxAnswer bytes after it is logged and becomes status 1. Handler thread.
+void CommKeepAnswer(uint16_t funcId, const uint8_t *payload, uint32_t length);
+
+// Sets CommReceived to 1 and wakes the requester, unless a frame of `funcId` leaves it alone. Handler thread.
+void CommAnnounceAnswer(uint16_t funcId);
+
+// Sets CommReceived to 0, unless a frame of `funcId` leaves it alone. Handler thread.
+void CommForgetAnswer(uint16_t funcId);
+
+// Notes that the request `funcId` is being made and sets CommReceived to 0. A requester that has the turn.
+void CommExpectAnswer(uint32_t funcId);
+
+// Notes that no request is being made any more. A requester that gives the turn back.
+void CommExpectNothing();
+
+// Wakes every requester, so that it looks whether the session or the server still runs.
+void CommWakeRequesters();
