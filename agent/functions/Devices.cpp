@@ -9,6 +9,7 @@
 #include "functions/Records.h"
 #include "platform/Settings.h"
 #include "subdev/DeviceTable.h"
+#include "subdev/Subdev.h"
 
 static const uint16_t kMostDevices = 128; // of one reply; the router has room for one more
 

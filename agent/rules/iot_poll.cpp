@@ -11,7 +11,7 @@
 #include "platform/Settings.h"
 #include "rules/SurfTable.h"
 #include "sdk/RouterSdk.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 
 std::atomic<int> pollRun{0};
 static OsWaiter s_poll; // woken when pollRun is cleared, and when a start has come to its end

@@ -2,10 +2,8 @@
 // State: none of its own. Threads: any. Whoever includes it has named itself with LOG_MODULE.
 #pragma once
 
-#include <pthread.h>
-
 #include "core/Common.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 
 // Makes the calls of `body`, which returns an int, under SubdevMutex. Nothing else belongs into it: no send, no pause,
 // no other lock. Returns the result of `body`, or the error number of the lock; then `body` has not run.

@@ -30,7 +30,6 @@ static const size_t kSegmentMax = 12;   // "100.100.100."
 static const size_t kCommandSize = 127;
 static const char kThread[] = "SubdevThread"; // in the log
 
-pthread_mutex_t SubdevMutex = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
 std::atomic<int> SubdevRun;
 std::atomic<int> nQuerySubdev;
 

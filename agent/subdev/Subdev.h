@@ -4,19 +4,13 @@
 // each has sent and received, and reports it all in one frame (SubdevReport.h). Between its steps it pauses for 20 ms,
 // behind a report for 3 or 4 seconds; requests that come until then are taken for answered.
 //
-// State:    SubdevMutex and nQuerySubdev, both below; the devices of the last scan and the LAN's segment, which only
-//           the worker uses.
+// State:    SubdevRun and nQuerySubdev below; the devices of the last scan and the LAN's segment, which only the worker
+//           uses.
 // Threads:  StartSubdev() and SubdevStop() on the main thread; RequestSubdev() on any.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
-#include <pthread.h>
-
-// Serialises all queries and settings of the router's device table, by whatever thread. Held for nothing else: never
-// across a send, a pause or another lock but hashTableMutex, the innermost one, which the pass of the access daemon
-// takes for single look-ups. It checks for errors, so a thread that locks it twice gets EDEADLK.
-extern pthread_mutex_t SubdevMutex;
 
 extern std::atomic<int> SubdevRun;    // the worker runs while it is 1
 extern std::atomic<int> nQuerySubdev; // 1 from a request until the rest behind its report is over

@@ -15,7 +15,7 @@
 #include "core/Common.h"
 #include "functions/FunctionList.h"
 #include "functions/ProtoolSdk.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/fakes/RecordingSdk.h"
 
 static const size_t kGuard = 64;

@@ -10,7 +10,7 @@
 #include "rules/BadItem.h"
 #include "rules/Bandwidth.h"
 #include "sdk/RouterSdk.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 
 struct Setting {
     bool up;

@@ -5,7 +5,7 @@
 
 #include "core/Common.h"
 #include "rules/BadItem.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/data/HostileTexts.h"
 #include "tests/unit/agent/LinkTest.h"
 

@@ -7,7 +7,7 @@
 #include "functions/Download.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/data/HostileTexts.h"
 #include "tests/unit/agent/AgentTest.h"
 

@@ -4,6 +4,7 @@
 
 #include "platform/Settings.h"
 #include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/unit/agent/FunctionTest.h"
 
 typedef FunctionTest FunctionDevicesTest;

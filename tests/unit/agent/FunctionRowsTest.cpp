@@ -8,6 +8,7 @@
 #include "functions/FunctionList.h"
 #include "functions/ProtoolSdk.h"
 #include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/unit/agent/FeatureSpy.h"
 #include "tests/unit/agent/FunctionTest.h"
 

@@ -6,7 +6,7 @@
 #include "core/Common.h"
 #include "os/OsClock.h"
 #include "platform/Settings.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 
 // ---- The pass ----
 

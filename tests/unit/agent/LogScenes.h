@@ -14,6 +14,7 @@
 #include "platform/Settings.h"
 #include "rules/SurfTable.h"
 #include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/fakes/FakeLibraries.h"
 #include "tests/unit/agent/CommTest.h"
 #include "tests/unit/agent/FunctionTest.h"

@@ -3,6 +3,7 @@
 
 #include "platform/Settings.h"
 #include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/unit/agent/PlatformSide.h"
 
 // Of the router's library, in order.

@@ -7,7 +7,7 @@
 #include "platform/Settings.h"
 #include "platform/TcpServer.h"
 #include "rules/BadItem.h"
-#include "subdev/Subdev.h"
+#include "subdev/SubdevMutex.h"
 #include "tests/unit/agent/SurfTest.h"
 
 static const char kMac[] = "02:00:00:00:00:0A";
