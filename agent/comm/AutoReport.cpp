@@ -7,6 +7,7 @@
 
 #include "comm/ComRequests.h"
 #include "comm/CommAnswer.h"
+#include "comm/FuncIdList.h"
 #include "comm/ReportTimes.h"
 #include "core/Common.h"
 #include "core/JsonParse.h"
@@ -15,8 +16,6 @@
 #include "platform/Protool.h"
 
 static const char kSet[] = "ComF_set_auto_report"; // what the parts of it are logged as
-static const uint32_t kSetAutoReport = 88;
-static const uint16_t kAutoReportConf = 997;
 static const int kConfTextMin = 2;
 static const int kConfTextMax = 1023; // the platform's text
 static const size_t kAnswerMin = 5;   // the peer's answer with its status
@@ -90,7 +89,7 @@ void Comm_get_88Conf(const uint8_t *payload, size_t length)
         cJSON_Delete(json);
     }
     AutoReportConfSet(conf);
-    CommForgetAnswer(kAutoReportConf);
+    CommForgetAnswer(FUNCID_AUTO_REPORT_CONFIG);
 }
 
 // ---- The times ----
@@ -184,11 +183,11 @@ int ComF_set_auto_report(const char *text, int length)
     AutoReportConf conf;
     char request[kAutoReportTextMax + 1];
     if (AutoReportRequest(text, length, &conf, request) != 0) return 1;
-    const CommTurn turn(kSetAutoReport);
+    const CommTurn turn(FUNCID_SET_AUTO_REPORT);
     if (!turn.Held()) return 1;
     AutoReportConfSet(conf); // in our turn: the answer to a question for what the peer had before must not replace it
-    return CommAskInTurn({__func__, "ERROR: send set autoreport switch command failed!", kSetAutoReport, request,
-                          static_cast<uint32_t>(strlen(request)), kAnswerTicks, nullptr, 0, nullptr});
+    return CommAskInTurn({__func__, "ERROR: send set autoreport switch command failed!", FUNCID_SET_AUTO_REPORT,
+                          request, static_cast<uint32_t>(strlen(request)), kAnswerTicks, nullptr, 0, nullptr});
 }
 
 // ---- Calibration ----
@@ -208,7 +207,8 @@ static bool NothingToCalibrate(const AutoReportConf &conf)
 
 void ComF_send_calibration()
 {
-    const CommTurn turn(kSetAutoReport); // waits for it first: meanwhile a command may bring another configuration
+    const CommTurn turn(
+        FUNCID_SET_AUTO_REPORT); // waits for it first: meanwhile a command may bring another configuration
     if (!turn.Held()) return;
     const AutoReportConf conf = AutoReportConfNow();
     if (!ReferNumInRange(__func__, conf) || NothingToCalibrate(conf)) return;
@@ -220,7 +220,7 @@ void ComF_send_calibration()
                                 "\"cycleReportStart\":\"%f\",\"save\":0}",
                                 conf.interval1, conf.interval2, conf.interval3, times.day, times.cycle);
     LOG_DEBUG("set auto report info:\n%s, length=%d", request, length);
-    if (CommSendCmd(kSetAutoReport, request, static_cast<uint32_t>(length)) == 0)
+    if (CommSendCmd(FUNCID_SET_AUTO_REPORT, request, static_cast<uint32_t>(length)) == 0)
         LOG_DEBUG("Send calibration success, No need return!");
     else
         LOG_ERR("ERROR: send set autoreport switch command failed!");

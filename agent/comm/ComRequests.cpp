@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 
 #include "comm/CommFrame.h"
 #include "comm/CommLink.h"
+#include "comm/FuncIdList.h"
 #include "core/Common.h"
 #include "core/Version.h"
 #include "core/Wire.h"
@@ -25,8 +25,6 @@ static const size_t kWanRecordSize = 228;
 
 static const uint32_t kFuncMin = 1;
 static const uint32_t kFuncMax = 1000;
-static const uint32_t kSubdevReport = 40;
-static const uint32_t kPluginState = 998;
 
 // ---- Sending ----
 
@@ -34,58 +32,6 @@ static const size_t kStateTextSize = 500;
 
 pthread_mutex_t txLock = PTHREAD_MUTEX_INITIALIZER;
 static uint8_t txbuf[kCommSendMax]; // guarded by txLock
-
-namespace
-{
-
-enum PayloadKind {
-    PAYLOAD_NONE,
-    PAYLOAD_TWO,    // two bytes of the caller's
-    PAYLOAD_CALLER, // all of the caller's
-    PAYLOAD_MARK,   // the character 'i'
-    PAYLOAD_STATE,  // the plugin state as JSON
-};
-
-struct Request {
-    uint16_t id;
-    PayloadKind payload;
-    const char *name;
-};
-
-} // namespace
-
-static const Request kRequests[] = {
-    {1, PAYLOAD_NONE, "comm_get_version"},
-    {2, PAYLOAD_NONE, "comm_get_base_info"},
-    {3, PAYLOAD_NONE, "comm_get_wan_cfg"},
-    {4, PAYLOAD_NONE, "comm_get_wans_cfg"},
-    {5, PAYLOAD_TWO, "comm_get_wan_tcp_con_num"},
-    {70, PAYLOAD_CALLER, "get freqband"},
-    {71, PAYLOAD_MARK, "get mesh support"},
-    {72, PAYLOAD_CALLER, "set mesh switch"},
-    {73, PAYLOAD_MARK, "get mesh switch"},
-    {74, PAYLOAD_CALLER, "set mesh roaming switch"},
-    {75, PAYLOAD_MARK, "get mesh roaming switch"},
-    {76, PAYLOAD_CALLER, "set mesh roaming threshold"},
-    {77, PAYLOAD_MARK, "get mesh roaming threshold"},
-    {78, PAYLOAD_MARK, "get mesh topology"},
-    {79, PAYLOAD_MARK, "get adj wifi info"},
-    {80, PAYLOAD_MARK, "get bssid"},
-    {82, PAYLOAD_CALLER, "set wan configure"},
-    {83, PAYLOAD_MARK, "trigger one key optimize"},
-    {85, PAYLOAD_MARK, "trigger fault diagnosis"},
-    {88, PAYLOAD_CALLER, "set auto report"},
-    {997, PAYLOAD_MARK, "get autoreport conf"},
-    {kPluginState, PAYLOAD_STATE, "send plugin state"},
-    {999, PAYLOAD_CALLER, "Firmware update"},
-};
-
-static const Request *FindRequest(uint32_t id)
-{
-    const Request *end = std::end(kRequests);
-    const Request *found = std::find_if(std::begin(kRequests), end, [id](const Request &r) { return r.id == id; });
-    return found == end ? nullptr : found;
-}
 
 static int StateText(char text[kStateTextSize])
 {
@@ -105,18 +51,21 @@ static int SendPayload(const void *data, size_t length)
     return CommServerSend(txbuf, static_cast<uint32_t>(size)) > 0 ? 0 : -1;
 }
 
-static int SendRequest(const Request &request, const void *data, size_t length)
+static int SendRequest(const FuncIdRow &row, const void *data, size_t length)
 {
-    LOG_AS(LOG_LEVEL_DEBUG, "CommSendCmd", "%s", request.name);
-    switch (request.payload) {
-    case PAYLOAD_NONE: return SendPayload(nullptr, 0);
-    case PAYLOAD_MARK: return SendPayload("i", 1);
-    case PAYLOAD_STATE: {
+    LOG_AS(LOG_LEVEL_DEBUG, "CommSendCmd", "%s", row.text);
+    switch (row.request) {
+    case REQUEST_EMPTY: return SendPayload(nullptr, 0);
+    case REQUEST_MARK: return SendPayload("i", 1);
+    case REQUEST_WAN_INDEX: return SendPayload(length < 2 ? nullptr : data, 2);
+    case REQUEST_STATE: {
         char text[kStateTextSize];
         return SendPayload(text, static_cast<size_t>(StateText(text)));
     }
-    case PAYLOAD_TWO: return SendPayload(length < 2 ? nullptr : data, 2);
-    case PAYLOAD_CALLER: break;
+    case REQUEST_PARAMETERS:
+    case REQUEST_JSON:
+    case REQUEST_HAND_OVER:
+    case REQUEST_NEVER: break;
     }
     return SendPayload(data, length);
 }
@@ -129,12 +78,12 @@ int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len)
         return -1;
     }
     CommFrameHead(txbuf, static_cast<uint16_t>(FuncID)); // a request that is refused has its number all the same
-    if (FuncID == kSubdevReport) {
+    if (FuncID == FUNCID_DEVICES) {
         LOG_ERR("Error comm_subdev_report"); // devices are only ever reported to us
         return -1;
     }
-    const Request *request = FindRequest(FuncID);
-    if (!request) {
+    const FuncIdRow *const request = FuncIdFind(FuncID);
+    if (!request || request->request == REQUEST_NEVER) {
         LOG_ERR("funcCMD error");
         return -1;
     }
@@ -270,85 +219,88 @@ static int Setting(const char *function, uint32_t id, const char *failure, const
 int ComF_get_wifi_freqband(uint32_t band, uint8_t *out)
 {
     const uint8_t byte = static_cast<uint8_t>(band);
-    return CommRequest({__func__, "ERROR: send command failed!", 70, &byte, 1, kAnswerTicks, out, 1, nullptr});
+    return CommRequest(
+        {__func__, "ERROR: send command failed!", FUNCID_WIFI_BAND, &byte, 1, kAnswerTicks, out, 1, nullptr});
 }
 
 int ComF_get_mesh_support(uint8_t *out)
 {
-    return Query(__func__, 71, "ERROR: send get mesh support command failed!", out, 1);
+    return Query(__func__, FUNCID_MESH_SUPPORT, "ERROR: send get mesh support command failed!", out, 1);
 }
 
 int ComF_set_mesh_switch(uint8_t on)
 {
-    return Setting(__func__, 72, "ERROR: send set mesh switch command failed!", &on, 1);
+    return Setting(__func__, FUNCID_SET_MESH, "ERROR: send set mesh switch command failed!", &on, 1);
 }
 
 int ComF_get_mesh_switch(uint8_t *out)
 {
-    return Query(__func__, 73, "ERROR: send get mesh switch command failed!", out, 1);
+    return Query(__func__, FUNCID_MESH, "ERROR: send get mesh switch command failed!", out, 1);
 }
 
 int ComF_set_mesh_roaming_switch(uint8_t on)
 {
-    return Setting(__func__, 74, "ERROR: send set mesh roaming switch command failed!", &on, 1);
+    return Setting(__func__, FUNCID_SET_MESH_ROAMING, "ERROR: send set mesh roaming switch command failed!", &on, 1);
 }
 
 int ComF_get_mesh_roaming_switch(uint8_t *out)
 {
-    return Query(__func__, 75, "ERROR: send get mesh roaming switch command failed!", out, 1);
+    return Query(__func__, FUNCID_MESH_ROAMING, "ERROR: send get mesh roaming switch command failed!", out, 1);
 }
 
 int ComF_set_mesh_roaming_threshold(uint8_t a, uint8_t b)
 {
     const uint8_t both[] = {a, b};
-    return Setting(__func__, 76, "ERROR: send set mesh roaming threshold command failed!", both, sizeof both);
+    return Setting(__func__, FUNCID_SET_THRESHOLDS, "ERROR: send set mesh roaming threshold command failed!", both,
+                   sizeof both);
 }
 
 int ComF_get_mesh_roaming_threshold(uint8_t out[2])
 {
-    return Query(__func__, 77, "ERROR: send get mesh roaming threshold command failed!", out, 2);
+    return Query(__func__, FUNCID_THRESHOLDS, "ERROR: send get mesh roaming threshold command failed!", out, 2);
 }
 
 int ComF_get_mesh_topology(uint8_t *out, uint32_t room, uint32_t *came)
 {
-    return Query(__func__, 78, "ERROR: send get mesh topology command failed!", out, room, came);
+    return Query(__func__, FUNCID_MESH_TOPOLOGY, "ERROR: send get mesh topology command failed!", out, room, came);
 }
 
 int ComF_get_adj_wifi_info(uint8_t *out, uint32_t room, uint32_t *came)
 {
-    return Query(__func__, 79, "ERROR: send get adj wifi info command failed!", out, room, came, kScanTicks);
+    return Query(__func__, FUNCID_ADJACENT_WIFI_INFO, "ERROR: send get adj wifi info command failed!", out, room, came,
+                 kScanTicks);
 }
 
 int ComF_get_bssid(uint8_t *out, uint32_t room, uint32_t *came)
 {
-    return Query(__func__, 80, "ERROR: send get bssid command failed!", out, room, came);
+    return Query(__func__, FUNCID_BSSID, "ERROR: send get bssid command failed!", out, room, came);
 }
 
 int ComF_set_wan_cfg(const uint8_t record[228])
 {
-    return Setting(__func__, 82, "ERROR: send set wan cfg command failed!", record, kWanRecordSize);
+    return Setting(__func__, FUNCID_SET_WAN_CONFIG, "ERROR: send set wan cfg command failed!", record, kWanRecordSize);
 }
 
 int ComF_trig_onekey_optimize()
 {
-    return Query(__func__, 83, "ERROR: send trigger onekey optimize command failed!");
+    return Query(__func__, FUNCID_ONE_KEY_OPTIMIZE, "ERROR: send trigger onekey optimize command failed!");
 }
 
 int ComF_trig_fault_diagnosis()
 {
-    return Query(__func__, 85, "ERROR: send trigger fault diagnosis command failed!");
+    return Query(__func__, FUNCID_FAULT_DIAGNOSIS, "ERROR: send trigger fault diagnosis command failed!");
 }
 
 int ComF_get_autoreport_conf()
 {
-    const int result = Query(__func__, 997, "ERROR: get auto report config info failed!");
+    const int result = Query(__func__, FUNCID_AUTO_REPORT_CONFIG, "ERROR: get auto report config info failed!");
     if (result == 0) LOG_DEBUG("DEBUG: get auto report config info success.");
     return result;
 }
 
 int ComF_send_pluginstate()
 {
-    if (CommSendCmd(kPluginState, nullptr, 0) != 0) {
+    if (CommSendCmd(FUNCID_PLUGIN_STATE, nullptr, 0) != 0) {
         LOG_ERR("ERROR: send plugin state failed!");
         return kFailed;
     }

@@ -1,6 +1,7 @@
 #define LOG_MODULE "CommServer"
 #include "comm/CommAnswer.h"
 
+#include "comm/FuncIdList.h"
 #include "core/Common.h"
 #include "core/Wire.h"
 
@@ -10,15 +11,13 @@ uint32_t CommAsked;
 uint8_t rxData[kRxDataSize];
 
 static const uint8_t kTooLarge = 1; // status of an answer that cannot be kept
-static const uint16_t kSetAutoReport = 88;
-static const uint16_t kAutoReportConf = 997;
 
 static_assert(kRxDataHead + kMaxRxAnswer + 1 <= kRxDataSize, "the longest answer and its NUL do not fit");
 
 // Returns whether a frame of `funcId` is of no concern to the request that is being made. gCommAnswer is held.
 static bool ForAnother(uint16_t funcId)
 {
-    const bool ofDuties = funcId == kSetAutoReport || funcId == kAutoReportConf;
+    const bool ofDuties = funcId == FUNCID_SET_AUTO_REPORT || funcId == FUNCID_AUTO_REPORT_CONFIG;
     return ofDuties && CommAsked != 0 && CommAsked != funcId;
 }
 

@@ -7,6 +7,7 @@
 #include "comm/CommFrame.h"
 #include "comm/CommLink.h"
 #include "comm/CommReports.h"
+#include "comm/FuncIdList.h"
 #include "comm/RingQueue.h"
 #include "core/Common.h"
 #include "os/OsWait.h"
@@ -16,9 +17,6 @@ static DevicesHandler s_onDevices;
 static OsWaiter s_frames; // woken when a frame has been queued or CommRun is cleared
 
 static const int64_t kFramePauseMs = 10;
-static const uint16_t kSetAutoReport = 88;
-static const uint16_t kAutoReportConf = 997;
-static const uint32_t kPluginState = 998;
 
 // ---- What a frame does ----
 
@@ -26,52 +24,31 @@ static void TellPluginState(const CommFrame &frame)
 {
     if (frame.payload[0] != 'i')
         LOG_AS(LOG_LEVEL_DEBUG, "CommHandleProc", "Old plugin no plugin state notice.");
-    else if (CommSendCmd(kPluginState, nullptr, 0) == 0)
+    else if (CommSendCmd(FUNCID_PLUGIN_STATE, nullptr, 0) == 0)
         LOG_AS(LOG_LEVEL_DEBUG, "CommHandleProc", "send plugin state ok, no need ack.");
     else
         LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "ERROR: send plugin state failed!");
 }
 
-// Answers that are only logged.
-static void Note(const char *name)
-{
-    LOG_AS(LOG_LEVEL_DEBUG, "CommHandleProc", "%s", name);
-}
-
 static void Dispatch(const CommFrame &frame)
 {
-    switch (frame.funcId) {
-    case 1: Note("comm_get_version"); break;
-    case 2: Note("comm_get_base_info"); break;
-    case 3: Note("comm_get_wan_cfg"); break;
-    case 4: Note("comm_get_wans_cfg"); break;
-    case 5: Note("comm_get_wan_tcp_con_num"); break;
-    case 40:
+    const FuncIdRow *const row = FuncIdFind(frame.funcId);
+    if (!row) {
+        LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Error funcID");
+        return;
+    }
+    switch (row->arrival) {
+    case ARRIVAL_LOGGED: LOG_AS(LOG_LEVEL_DEBUG, "CommHandleProc", "%s", row->text); break;
+    case ARRIVAL_ANSWER: CommKeepAnswer(frame.funcId, frame.payload, frame.length); break;
+    case ARRIVAL_CONFIG: Comm_get_88Conf(frame.payload, frame.length); break;
+    case ARRIVAL_DEVICES:
         if (s_onDevices) s_onDevices(frame.payload, frame.length);
         break;
-    case 70:
-    case 71:
-    case 72:
-    case 73:
-    case 74:
-    case 75:
-    case 76:
-    case 77:
-    case 78:
-    case 79:
-    case 80:
-    case 82:
-    case 83:
-    case 85:
-    case kSetAutoReport: CommKeepAnswer(frame.funcId, frame.payload, frame.length); break;
-    case 81: CommAutoReport(frame); break;
-    case 84:
-    case 86: CommAutoJsonReport(frame); break;
-    case 89: CommAutoReport89(frame); break;
-    case kAutoReportConf: Comm_get_88Conf(frame.payload, frame.length); break;
-    case kPluginState: TellPluginState(frame); break;
-    case 999: CommFwUpdateResult(frame); break;
-    default: LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Error funcID"); break;
+    case ARRIVAL_WAN_REPORT: CommAutoReport(frame); break;
+    case ARRIVAL_JSON_REPORT: CommAutoJsonReport(frame); break;
+    case ARRIVAL_TYPED_REPORT: CommAutoReport89(frame); break;
+    case ARRIVAL_QUESTION: TellPluginState(frame); break;
+    case ARRIVAL_RESULT: CommFwUpdateResult(frame); break;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "comm/FirmwareAnswer.h"
+#include "comm/FuncIdList.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "core/Wire.h"
@@ -30,8 +31,6 @@ static const int64_t kType1Same = 120; // seconds within which type 1 may not re
 static const int64_t kType1Least = 5;
 static const int64_t kType2Least = 1170;
 static const int64_t kType3Least = 50;
-
-static const uint16_t kFuncRecord = 81;
 
 void CommReportsReset()
 {
@@ -64,7 +63,7 @@ static void Forward(const CommFrame &frame, const char *function)
     WirePutLe16(&w, swapInt16(autoReportSeq++));
     WirePutLe16(&w, swapInt16(frame.funcId));
     WirePutLe16(&w, 0);
-    if (frame.funcId != kFuncRecord) WirePutLe16(&w, swapInt16(static_cast<uint16_t>(frame.length)));
+    if (frame.funcId != FUNCID_WAN_REPORT) WirePutLe16(&w, swapInt16(static_cast<uint16_t>(frame.length)));
     WirePutBytes(&w, frame.payload, frame.length);
     if (l_debug == 1) Dump(frame, report, w.used);
     SendIpUpData(report, static_cast<int>(w.used), static_cast<uint8_t>(frame.funcId), 1, gRoutemac);

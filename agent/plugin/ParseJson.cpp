@@ -10,6 +10,7 @@
 
 #include "comm/ComRequests.h"
 #include "comm/FirmwareAnswer.h"
+#include "comm/FuncIdList.h"
 #include "core/Common.h"
 #include "core/JsonParse.h"
 #include "functions/Url.h"
@@ -23,7 +24,6 @@ static const size_t kPortMax = 7; // characters
 static const int kHttpPort = 80;
 static const int kIntervalMax = 19;    // minutes
 static const int kCyclesPerMinute = 6; // of the device reports
-static const uint32_t kFirmware = 999; // the local peer's command
 static const int kFirmwareUnknown = 9; // an error without a code of its own
 
 // ---- Members ----
@@ -221,7 +221,7 @@ static int UpdateFirmware(const char *payload)
         return -1;
     }
     LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "MD5: %.*s", static_cast<int>(sizeof upParm.chkSum), upParm.chkSum);
-    if (CommSendCmd(kFirmware, &upParm, sizeof upParm) != 0) {
+    if (CommSendCmd(FUNCID_FIRMWARE_UPDATE, &upParm, sizeof upParm) != 0) {
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "send update firmware command failed.");
         SendFirmwareAnswer(kFirmwareUnknown, FirmwareText(kFirmwareUnknown));
         return -1;

@@ -1,11 +1,10 @@
 #include "simulator/manager/LocalCommands.h"
 
+#include "comm/FuncIdList.h"
 #include "simulator/manager/LocalRequests.h"
 
 namespace sim
 {
-
-static const uint16_t kDevices = 40, kWanReport = 81, kTypedReport = 89, kPluginState = 998, kFirmware = 999;
 
 static bool Refuse(const std::string &reason, std::string *error)
 {
@@ -24,7 +23,7 @@ static bool MakeWanReport(const Words &words, Household *household, LocalOutgoin
     if (!wan) return Refuse("there is no WAN " + index, error);
     Bytes record = *wan;
     if (!ChangeRecord(kWan, From(words, indexed ? 3 : 2), &record, error)) return false;
-    frame->id = kWanReport;
+    frame->id = FUNCID_WAN_REPORT;
     frame->payload = WithAddressesTurned(kWan, record);
     return true;
 }
@@ -46,7 +45,7 @@ static bool MakeTypedReport(const Words &words, Household *household, LocalOutgo
         return Refuse("use: report typed TYPE [TEXT]", error);
     Bytes content = ToBytes(TypedReportText(static_cast<int>(type), *household));
     if (words.size() > 3 && !TakeContent(words, 3, &content, error)) return false;
-    frame->id = kTypedReport;
+    frame->id = FUNCID_TYPED_REPORT;
     frame->payload = {static_cast<uint8_t>(type)};
     Append(&frame->payload, content);
     return true;
@@ -57,7 +56,7 @@ static bool MakeReport(const Words &words, Household *household, LocalOutgoing *
     if (words[1] == "wan") return MakeWanReport(words, household, frame, error);
     if (words[1] == "typed") return MakeTypedReport(words, household, frame, error);
     if (words[1] != "84" && words[1] != "86") return Refuse("'" + words[1] + "' is none of wan, 84, 86, typed", error);
-    frame->id = words[1] == "84" ? 84 : 86;
+    frame->id = words[1] == "84" ? FUNCID_REPORT_84 : FUNCID_REPORT_86;
     if (words.size() == 2) return Refuse("use: report " + words[1] + " TEXT", error);
     return TakeContent(words, 2, &frame->payload, error);
 }
@@ -108,7 +107,7 @@ static bool MakeDevices(const Words &words, Household *household, LocalOutgoing 
         *household = changed;
     }
     const size_t count = records.size() / FixedSize(kSeenDevice);
-    frame->id = kDevices;
+    frame->id = FUNCID_DEVICES;
     frame->payload = {static_cast<uint8_t>(count), static_cast<uint8_t>(count >> 8)};
     Append(&frame->payload, records);
     return true;
@@ -118,7 +117,7 @@ static bool MakeDevices(const Words &words, Household *household, LocalOutgoing 
 
 static bool MakePluginState(const Words &words, Household *, LocalOutgoing *frame, std::string *)
 {
-    frame->id = kPluginState;
+    frame->id = FUNCID_PLUGIN_STATE;
     frame->payload = ToBytes(words.size() > 1 ? Joined(words, 1) : "i");
     return true;
 }
@@ -127,7 +126,7 @@ static bool MakeFirmwareResult(const Words &words, Household *, LocalOutgoing *f
 {
     int64_t code;
     if (!ParseNumber(words[1], 0, 255, &code)) return Refuse("'" + words[1] + "' is no result", error);
-    frame->id = kFirmware;
+    frame->id = FUNCID_FIRMWARE_UPDATE;
     frame->payload = {static_cast<uint8_t>(code)};
     return true;
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <iterator>
 
+#include "comm/FuncIdList.h"
 #include "protocol/FunctionDecoders.h"
 
 namespace sim
@@ -15,24 +16,7 @@ namespace
 constexpr FieldLayout kIndexFields[] = {Number(Type::U16, "wan", "", "index of the WAN")};
 constexpr Layout kIndex = {kIndexFields};
 constexpr uint8_t kRefused = 1;
-constexpr uint16_t kWanReport = 81;
-
-enum class Payload {
-    Empty,
-    Mark,   // "i"
-    Record, // of a layout: the function's parameters unless the row has another one
-    Json,
-};
-
 using Answer = std::function<LocalAnswer(const Bytes &payload, const LocalKnowledge &knowledge)>;
-
-struct RequestRow {
-    uint16_t id;
-    const char *name; // nullptr: the function's
-    Payload payload;
-    Layout layout;
-    Answer answer;
-};
 
 LocalAnswer Data(const Bytes &data)
 {
@@ -149,30 +133,34 @@ LocalAnswer Firmware(const Bytes &, const LocalKnowledge &k)
     return {result != kNoFirmwareResult, result, {}, ""};
 }
 
-const RequestRow kRequests[] = {
-    {1, "get-version", Payload::Empty, {}, Tell("version")},
-    {2, "get-base-info", Payload::Empty, {}, Tell("version")},
-    {3, "get-wan-config", Payload::Empty, {}, FirstWan},
-    {4, "get-wan-configs", Payload::Empty, {}, AllWans},
-    {5, "get-wan-connections", Payload::Record, kIndex, NoConnections},
-    {70, nullptr, Payload::Record, {}, WifiBand},
-    {71, nullptr, Payload::Mark, {}, Tell("mesh-support")},
-    {72, nullptr, Payload::Record, {}, SetMesh},
-    {73, nullptr, Payload::Mark, {}, Tell("mesh")},
-    {74, nullptr, Payload::Record, {}, Keep("roaming")},
-    {75, nullptr, Payload::Mark, {}, Tell("roaming")},
-    {76, nullptr, Payload::Record, {}, Keep("thresholds")},
-    {77, nullptr, Payload::Mark, {}, Tell("thresholds")},
-    {78, nullptr, Payload::Mark, {}, Topology},
-    {79, nullptr, Payload::Mark, {}, Scan},
-    {80, nullptr, Payload::Mark, {}, Tell("bssid")},
-    {82, nullptr, Payload::Record, {}, SetWan},
-    {83, nullptr, Payload::Mark, {}, DoneAlways},
-    {85, nullptr, Payload::Mark, {}, DoneAlways},
-    {88, nullptr, Payload::Json, {}, SetAutoReport},
-    {997, "auto-report-config", Payload::Mark, {}, AutoReport},
-    {998, "plugin-state", Payload::Json, {}, Silence},
-    {999, "firmware-update", Payload::Record, kHandOver, Firmware},
+struct AnswerRow {
+    uint16_t id;
+    Answer answer;
+};
+const AnswerRow kAnswers[] = {
+    {FUNCID_VERSION, Tell("version")},
+    {FUNCID_BASE_INFO, Tell("version")},
+    {FUNCID_WAN_CONFIG, FirstWan},
+    {FUNCID_WAN_CONFIGS, AllWans},
+    {FUNCID_WAN_CONNECTIONS, NoConnections},
+    {FUNCID_WIFI_BAND, WifiBand},
+    {FUNCID_MESH_SUPPORT, Tell("mesh-support")},
+    {FUNCID_SET_MESH, SetMesh},
+    {FUNCID_MESH, Tell("mesh")},
+    {FUNCID_SET_MESH_ROAMING, Keep("roaming")},
+    {FUNCID_MESH_ROAMING, Tell("roaming")},
+    {FUNCID_SET_THRESHOLDS, Keep("thresholds")},
+    {FUNCID_THRESHOLDS, Tell("thresholds")},
+    {FUNCID_MESH_TOPOLOGY, Topology},
+    {FUNCID_ADJACENT_WIFI_INFO, Scan},
+    {FUNCID_BSSID, Tell("bssid")},
+    {FUNCID_SET_WAN_CONFIG, SetWan},
+    {FUNCID_ONE_KEY_OPTIMIZE, DoneAlways},
+    {FUNCID_FAULT_DIAGNOSIS, DoneAlways},
+    {FUNCID_SET_AUTO_REPORT, SetAutoReport},
+    {FUNCID_AUTO_REPORT_CONFIG, AutoReport},
+    {FUNCID_PLUGIN_STATE, Silence},
+    {FUNCID_FIRMWARE_UPDATE, Firmware},
 };
 
 // What the management process says by itself.
@@ -184,58 +172,71 @@ constexpr FieldLayout kResultFields[] = {Number(Type::U8, "code", "", "0 done, o
 
 struct SayingRow {
     uint16_t id;
-    const char *name; // nullptr: the request's
     Layout layout;
 };
 const SayingRow kSayings[] = {
-    {40, "devices", kDevicesFields},
-    {81, "wan-report", kWan},
-    {84, "report-84", kTextReportFields},
-    {86, "report-86", kTextReportFields},
-    {89, "typed-report", kTypedReportFields},
-    {998, nullptr, kTextReportFields},
-    {999, nullptr, kResultFields},
+    {FUNCID_DEVICES, kDevicesFields},          {FUNCID_WAN_REPORT, kWan},
+    {FUNCID_REPORT_84, kTextReportFields},     {FUNCID_REPORT_86, kTextReportFields},
+    {FUNCID_TYPED_REPORT, kTypedReportFields}, {FUNCID_PLUGIN_STATE, kTextReportFields},
+    {FUNCID_FIRMWARE_UPDATE, kResultFields},
 };
 
-const char *NameOf(const RequestRow &row)
+// The agent's list of FuncIDs.
+struct NameRow {
+    uint16_t id;
+    const char *name;
+    FuncIdRequest request;
+};
+constexpr NameRow kNames[] = {
+#define NAME_ROW(number, constant, name, text, request, arrival) {number, name, REQUEST_##request},
+    FUNCID_LIST(NAME_ROW)
+#undef NAME_ROW
+};
+
+// The row of `id` in a table; nullptr when it has none.
+template <typename Row, size_t count>
+const Row *FindRow(const Row (&rows)[count], uint16_t id)
 {
-    return row.name ? row.name : FindFunction(row.id)->name;
+    const Row *const row = std::find_if(rows, rows + count, [id](const Row &r) { return r.id == id; });
+    return row == rows + count ? nullptr : row;
 }
 
-const RequestRow *FindRequest(uint16_t id)
+// The layout of a request whose payload is a record.
+Layout RequestLayout(const NameRow &row)
 {
-    const auto row =
-        std::find_if(std::begin(kRequests), std::end(kRequests), [&](const RequestRow &r) { return r.id == id; });
-    return row == std::end(kRequests) ? nullptr : &*row;
-}
-
-Layout RequestLayout(const RequestRow &row)
-{
-    return row.layout.count > 0 ? row.layout : FindFunction(row.id)->layout.request;
+    switch (row.request) {
+    case REQUEST_WAN_INDEX: return kIndex;
+    case REQUEST_HAND_OVER: return kHandOver;
+    default: return FindFunction(row.id)->layout.request;
+    }
 }
 
 // The decoded payload. What must not be is added to `problems`.
-Fields Decode(const RequestRow &row, const Bytes &payload, std::vector<std::string> *problems)
+Fields Decode(const NameRow &row, const Bytes &payload, std::vector<std::string> *problems)
 {
     const std::string text(payload.begin(), payload.end());
     std::string problem;
     Fields fields;
     Field json;
-    switch (row.payload) {
-    case Payload::Empty:
+    switch (row.request) {
+    case REQUEST_NEVER: break;
+    case REQUEST_EMPTY:
         if (!payload.empty()) problem = std::to_string(payload.size()) + " bytes of payload instead of none";
         break;
-    case Payload::Mark:
+    case REQUEST_MARK:
         if (text != "i") problem = "the payload is not the one byte i";
         break;
-    case Payload::Record: {
+    case REQUEST_WAN_INDEX:
+    case REQUEST_PARAMETERS:
+    case REQUEST_HAND_OVER: {
         const Layout layout = RequestLayout(row);
         fields = DecodeRecord(layout, payload, &problem);
         // The addresses of a whole WAN are in network order.
         if (problem.empty() && layout.Shared()) fields = ShowRecord(layout, WithAddressesTurned(layout, payload));
         break;
     }
-    case Payload::Json:
+    case REQUEST_JSON:
+    case REQUEST_STATE:
         if (!FieldFromJson("", text, &json) || json.kind != Field::Kind::Object)
             problem = "the payload is no JSON object";
         fields = json.children;
@@ -245,12 +246,13 @@ Fields Decode(const RequestRow &row, const Bytes &payload, std::vector<std::stri
     return fields;
 }
 
-Fields DecodeAnswer(const RequestRow &row, const LocalAnswer &answer)
+// An answer to a function is the function's reply; another one is JSON or nothing that can be decoded.
+Fields DecodeAnswer(const NameRow &row, const LocalAnswer &answer)
 {
     std::string problem;
-    const Function *function = FindFunction(row.id);
     if (answer.status != 0 || !answer.wanted) return {};
-    if (function && function->layout.reply.count > 0 && row.name == nullptr)
+    const Function *function = FindFunction(row.id);
+    if (function && std::string(function->name) == row.name && function->layout.reply.count > 0)
         return DecodeRecord(function->layout.reply, answer.data, &problem);
     Field json;
     if (FieldFromJson("", std::string(answer.data.begin(), answer.data.end()), &json)) return json.children;
@@ -263,62 +265,47 @@ LocalExchange AnswerRequest(const LocalFrame &request, const LocalKnowledge &kno
 {
     LocalExchange exchange;
     exchange.answer.wanted = false;
-    const RequestRow *row = FindRequest(request.id);
-    if (!row) {
+    const NameRow *row = FindRow(kNames, request.id);
+    const AnswerRow *answer = FindRow(kAnswers, request.id);
+    if (!row || !answer) {
         exchange.problems.push_back("there is no request " + std::to_string(request.id));
         return exchange;
     }
-    exchange.name = NameOf(*row);
+    exchange.name = row->name;
     exchange.fields = Decode(*row, request.payload, &exchange.problems);
     if (!exchange.problems.empty()) return exchange;
-    exchange.answer = row->answer(request.payload, knowledge);
+    exchange.answer = answer->answer(request.payload, knowledge);
     exchange.answerFields = DecodeAnswer(*row, exchange.answer);
     return exchange;
 }
 
 Fields DecodeSaying(uint16_t id, const Bytes &payload)
 {
-    for (const SayingRow &row : kSayings) {
-        if (row.id != id) continue;
-        std::string problem;
-        const Layout &layout = row.layout;
-        return DecodeRecord(layout, id == kWanReport ? WithAddressesTurned(layout, payload) : payload, &problem);
-    }
-    return {};
-}
-
-// Of everything that has one: requests, and what is said without being asked.
-static const std::vector<std::pair<uint16_t, std::string>> &AllNames()
-{
-    static const auto names = [] {
-        std::vector<std::pair<uint16_t, std::string>> all;
-        for (const RequestRow &row : kRequests) all.emplace_back(row.id, NameOf(row));
-        for (const SayingRow &row : kSayings)
-            if (row.name) all.emplace_back(row.id, row.name);
-        return all;
-    }();
-    return names;
+    const SayingRow *row = FindRow(kSayings, id);
+    if (!row) return {};
+    std::string problem;
+    const bool wan = id == FUNCID_WAN_REPORT;
+    return DecodeRecord(row->layout, wan ? WithAddressesTurned(row->layout, payload) : payload, &problem);
 }
 
 std::string LocalName(uint16_t id)
 {
-    for (const auto &entry : AllNames())
-        if (entry.first == id) return entry.second;
-    return "";
+    const NameRow *row = FindRow(kNames, id);
+    return row ? row->name : "";
 }
 
 std::vector<std::string> LocalNames()
 {
     std::vector<std::string> names;
-    for (const auto &entry : AllNames()) names.push_back(entry.second);
+    for (const NameRow &row : kNames) names.push_back(row.name);
     return names;
 }
 
 bool LocalNumber(const std::string &text, uint16_t *id)
 {
     int64_t number = -1;
-    for (const auto &entry : AllNames())
-        if (entry.second == text) number = entry.first;
+    for (const NameRow &row : kNames)
+        if (row.name == text) number = row.id;
     if (number < 0 && !ParseNumber(text, 0, UINT16_MAX, &number)) return false;
     *id = static_cast<uint16_t>(number);
     return true;

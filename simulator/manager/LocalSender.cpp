@@ -3,12 +3,11 @@
 #include <algorithm>
 
 #include "comm/CommFrame.h"
+#include "comm/FuncIdList.h"
 #include "simulator/manager/LocalFaults.h"
 
 namespace sim
 {
-
-static const uint16_t kPluginState = 998;
 
 uint32_t LocalSender::Number()
 {
@@ -57,7 +56,7 @@ LocalDelivery LocalSender::Deliver(const LocalOutgoing &outgoing, Faults *faults
     }
     if (taker.Take("noise")) bytes.insert(bytes.begin(), static_cast<size_t>(taker.Number()), 'n');
     // An agent passes over a plugin-state question that is not asked with an i.
-    if (taker.Take("two-in-one")) Append(&bytes, EncodeLocal({kPluginState, Number(), {'-'}}));
+    if (taker.Take("two-in-one")) Append(&bytes, EncodeLocal({FUNCID_PLUGIN_STATE, Number(), {'-'}}));
 
     delivery.chunks = {{0, bytes}};
     if (taker.Take("split")) delivery.chunks = InTwo(bytes, taker.Number());

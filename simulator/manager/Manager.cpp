@@ -7,6 +7,7 @@
 #include <fstream>
 #include <unistd.h>
 
+#include "comm/FuncIdList.h"
 #include "simulator/manager/LocalCommands.h"
 #include "simulator/manager/LocalFaults.h"
 #include "simulator/manager/ReportTimetable.h"
@@ -165,7 +166,7 @@ void Manager::Arrived(const LocalArrival &arrival)
         if (options_.hex) fields.push_back(TextField("raw", ToHex(arrival.raw)));
         journal_->Emit("request", fields);
         Reply(arrival.frame, exchange);
-        if (exchange.name == "set-auto-report" && exchange.problems.empty()) {
+        if (arrival.frame.id == FUNCID_SET_AUTO_REPORT && exchange.problems.empty()) {
             journal_->Emit("auto-report", autoReport_.Show());
             ArmReports();
         }

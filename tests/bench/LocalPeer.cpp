@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include "comm/CommFrame.h"
+#include "comm/FuncIdList.h"
 #include "core/Wire.h"
 
 static const double kConnectMs = 5000;
 static const double kRetryMs = 10;
-static const uint16_t kPluginState = 998; // said, not asked
 
 static int Connect()
 {
@@ -51,7 +51,7 @@ void LocalPeer::Answer()
             const size_t size = kCommHeaderSize + WireGetLe32(&r);
             if (received.size() < size) break;
             received.erase(received.begin(), received.begin() + static_cast<long>(size));
-            if (funcId != kPluginState) Send(funcId, {0, 1});
+            if (funcId != FUNCID_PLUGIN_STATE) Send(funcId, {0, 1});
         }
     }
 }
