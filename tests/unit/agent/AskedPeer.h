@@ -9,6 +9,7 @@
 #include "comm/CommFrame.h"
 #include "comm/CommHandle.h"
 #include "comm/CommLink.h"
+#include "comm/FuncIdList.h"
 #include "core/LocalPeer.h"
 #include "tests/unit/agent/CommTest.h"
 
@@ -62,10 +63,10 @@ class AskedPeer
 
     // A frame of the peer's, handled as the handler thread does it. As an answer to a request it brings `bytes` behind
     // its status, and whoever waits is woken.
-    static void Answer(uint8_t status, const Bytes &bytes) { Say(71, Bytes{status} + bytes); }
+    static void Answer(uint8_t status, const Bytes &bytes) { Say(FUNCID_MESH_SUPPORT, Bytes{status} + bytes); }
 
     // A frame that is no answer.
-    static void Report() { Say(1, {0}); }
+    static void Report() { Say(FUNCID_VERSION, {0}); }
 
     // Any frame.
     static void Say(uint16_t funcId, const Bytes &payload)

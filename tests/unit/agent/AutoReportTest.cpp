@@ -6,6 +6,7 @@
 #include "comm/ComRequests.h"
 #include "comm/CommAnswer.h"
 #include "comm/CommLink.h"
+#include "comm/FuncIdList.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
 #include "platform/TcpServer.h"
@@ -258,10 +259,10 @@ TEST_F(AutoReport, TheAnswerToAnEarlierQuestionDoesNotReplaceThePlatformsConfigu
     peer.Frame();
     auto set = std::async(std::launch::async, [] { return Set(kBothReports); });
     FakeClockAwaitWaiters(2);
-    AskedPeer::Say(997, Bytes{0} + Text(R"({"referNum":77})"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Bytes{0} + Text(R"({"referNum":77})"));
     question.get();
     peer.Frame();
-    AskedPeer::Say(88, {0});
+    AskedPeer::Say(FUNCID_SET_AUTO_REPORT, {0});
     EXPECT_EQ(0, set.get());
     EXPECT_EQ("100 0 5 1440 30 ''", ConfText());
 }

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "comm/AutoReport.h"
+#include "comm/FuncIdList.h"
 
 using ComAnswers = ComRequestsTest;
 
@@ -98,17 +99,17 @@ TEST_F(ComAnswers, WhoeverAsksWhileAnotherDoesWaitsForHisAnswer)
     auto duty = std::async(std::launch::async, ComF_get_autoreport_conf);
     FakeClockAwaitWaiters(2);
     EXPECT_TRUE(peer.NothingSent());
-    AskedPeer::Say(73, Hex("00 05"));
+    AskedPeer::Say(FUNCID_MESH, Hex("00 05"));
     EXPECT_EQ(0, command.get());
     EXPECT_EQ(5, on);
     EXPECT_EQ(Hex("5A5A E503 02000000 01000000 6900 69"), peer.Frame());
     auto next = std::async(std::launch::async, [&] { return ComF_get_mesh_switch(&on); });
     FakeClockAwaitWaiters(2);
     EXPECT_TRUE(peer.NothingSent()) << "nor the other way round";
-    AskedPeer::Say(997, Hex("00 7B 20 20 7D"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Hex("00 7B 20 20 7D"));
     EXPECT_EQ(0, duty.get());
     EXPECT_EQ(Hex("5A5A 4900 03000000 01000000 6900 69"), peer.Frame());
-    AskedPeer::Say(73, Hex("00 06"));
+    AskedPeer::Say(FUNCID_MESH, Hex("00 06"));
     EXPECT_EQ(0, next.get());
     EXPECT_EQ(6, on);
     EXPECT_EQ(0, OsNowMs());
@@ -125,7 +126,7 @@ TEST_F(ComAnswers, ARequestThatTimesOutMakesRoomForTheNext)
     EXPECT_EQ(Hex("5A5A E503 02000000 01000000 6900 69"), peer.Frame());
     FakeClockAwaitSleepers(1);
     EXPECT_EQ(10000, FakeClockNextDeadlineMs()) << "its time begins with its turn";
-    AskedPeer::Say(997, Hex("01"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Hex("01"));
     duty.get();
 }
 
@@ -196,11 +197,11 @@ TEST_F(ComAnswers, FramesOf88And997EndNoWaitForAnotherAnswer)
     auto asked = std::async(std::launch::async, [&] { return ComF_get_mesh_switch(&on); });
     peer.Frame();
     FakeClockAwaitSleepers(1);
-    AskedPeer::Say(88, Hex("00 07"));
+    AskedPeer::Say(FUNCID_SET_AUTO_REPORT, Hex("00 07"));
     EXPECT_EQ(0, CommReceived);
-    AskedPeer::Say(997, Hex("00 7B 20 20 7D"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Hex("00 7B 20 20 7D"));
     EXPECT_EQ(0, CommReceived);
-    AskedPeer::Say(73, Hex("03"));
+    AskedPeer::Say(FUNCID_MESH, Hex("03"));
     EXPECT_EQ(3, asked.get());
     EXPECT_NE(7, on) << "nor is what they bring its answer";
 }
@@ -208,8 +209,8 @@ TEST_F(ComAnswers, FramesOf88And997EndNoWaitForAnotherAnswer)
 TEST_F(ComAnswers, AFrameOf997DoesNotTakeBackTheAnswerToAnother)
 {
     const CommTurn turn(73);
-    AskedPeer::Say(73, Hex("00 05"));
-    AskedPeer::Say(997, Hex("00 7B 20 20 7D"));
+    AskedPeer::Say(FUNCID_MESH, Hex("00 05"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Hex("00 7B 20 20 7D"));
     EXPECT_EQ(1, CommReceived);
 }
 
@@ -218,15 +219,15 @@ TEST_F(ComAnswers, FramesOf88And997EndTheWaitForTheirOwn)
     AutoReportConf before = AutoReportConfNow();
     auto set = std::async(std::launch::async, [] { return ComF_set_auto_report(R"({"referNum":5})", 14); });
     peer.Frame();
-    AskedPeer::Say(997, Hex("00 7B 20 20 7D"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Hex("00 7B 20 20 7D"));
     EXPECT_EQ(0, CommReceived);
-    AskedPeer::Say(88, Hex("04"));
+    AskedPeer::Say(FUNCID_SET_AUTO_REPORT, Hex("04"));
     EXPECT_EQ(4, set.get());
     auto get = std::async(std::launch::async, ComF_get_autoreport_conf);
     peer.Frame();
-    AskedPeer::Say(88, Hex("00"));
+    AskedPeer::Say(FUNCID_SET_AUTO_REPORT, Hex("00"));
     EXPECT_EQ(0, CommReceived);
-    AskedPeer::Say(997, Hex("00 7B 20 20 7D"));
+    AskedPeer::Say(FUNCID_AUTO_REPORT_CONFIG, Hex("00 7B 20 20 7D"));
     get.get();
     AutoReportConfSet(before);
 }

@@ -1,6 +1,8 @@
 // What the agent asks of the router's management process: frames, waits, results.
 #include "tests/unit/agent/ComRequestsTest.h"
 
+#include "comm/FuncIdList.h"
+
 #include <thread>
 
 namespace
@@ -73,7 +75,7 @@ TEST_F(ComRequests, FuncIds0And1001FailWithoutTakingANumber)
 
 TEST_F(ComRequests, FuncId40FailsAfterTakingANumber)
 {
-    EXPECT_NE(0, CommSendCmd(40, "x", 1));
+    EXPECT_NE(0, CommSendCmd(FUNCID_DEVICES, "x", 1));
     EXPECT_TRUE(Logged("]-> Error comm_subdev_report"));
     EXPECT_EQ(1u, CommTxSeq);
     EXPECT_TRUE(peer.NothingSent());
@@ -92,13 +94,13 @@ TEST_F(ComRequests, OtherFuncIdsWithoutARequestFailAfterTakingANumber)
 
 TEST_F(ComRequests, FuncIds1To4GoWithoutPayloadWhateverTheCallerPasses)
 {
-    EXPECT_EQ(0, CommSendCmd(1, "xyz", 3));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_VERSION, "xyz", 3));
     EXPECT_TRUE(Logged("]-> comm_get_version"));
-    EXPECT_EQ(0, CommSendCmd(2, nullptr, 0));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_BASE_INFO, nullptr, 0));
     EXPECT_TRUE(Logged("]-> comm_get_base_info"));
-    EXPECT_EQ(0, CommSendCmd(3, nullptr, 9));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_WAN_CONFIG, nullptr, 9));
     EXPECT_TRUE(Logged("]-> comm_get_wan_cfg"));
-    EXPECT_EQ(0, CommSendCmd(4, "x", 1));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_WAN_CONFIGS, "x", 1));
     EXPECT_TRUE(Logged("]-> comm_get_wans_cfg"));
     EXPECT_EQ(Hex("5A5A 0100 01000000 00000000 0000"), peer.Frame());
     EXPECT_EQ(Hex("5A5A 0200 02000000 00000000 0000"), peer.Frame());
@@ -108,11 +110,11 @@ TEST_F(ComRequests, FuncIds1To4GoWithoutPayloadWhateverTheCallerPasses)
 
 TEST_F(ComRequests, FuncId5CarriesTwoBytesOfTheCallers)
 {
-    EXPECT_EQ(0, CommSendCmd(5, "\xFF\x02\x07", 3));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_WAN_CONNECTIONS, "\xFF\x02\x07", 3));
     EXPECT_TRUE(Logged("]-> comm_get_wan_tcp_con_num"));
     EXPECT_EQ(Hex("5A5A 0500 01000000 02000000 0101 FF02"), peer.Frame()); // FF + 02 = 101
-    EXPECT_NE(0, CommSendCmd(5, "\xFF", 1));
-    EXPECT_NE(0, CommSendCmd(5, nullptr, 2));
+    EXPECT_NE(0, CommSendCmd(FUNCID_WAN_CONNECTIONS, "\xFF", 1));
+    EXPECT_NE(0, CommSendCmd(FUNCID_WAN_CONNECTIONS, nullptr, 2));
     EXPECT_TRUE(peer.NothingSent());
 }
 
@@ -124,7 +126,7 @@ TEST_F(ComRequests, RequestsOfTheCallersBytesCarryAllOfThem)
         const Bytes head = {0x5A, 0x5A, id, 0, ++number};
         EXPECT_EQ(head + Hex("000000 03000000 8301 808182"), peer.Frame());
     }
-    EXPECT_EQ(0, CommSendCmd(999, "\x80\x81\x82", 3));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_FIRMWARE_UPDATE, "\x80\x81\x82", 3));
     EXPECT_TRUE(Logged("]-> Firmware update"));
     EXPECT_EQ(Hex("5A5A E703 07000000 03000000 8301 808182"), peer.Frame());
 }
@@ -142,21 +144,21 @@ TEST_F(ComRequests, TheOthersCarryTheCharacterIWhateverTheCallerPasses)
 TEST_F(ComRequests, AFrameHasAtMost1500Bytes)
 {
     const Bytes payload(1487, 0xFF);
-    EXPECT_EQ(0, CommSendCmd(88, payload.data(), 1486));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_SET_AUTO_REPORT, payload.data(), 1486));
     const Bytes frame = peer.Frame();
     ASSERT_EQ(1500u, frame.size());
     // 1486 * FF = 5C832 hexadecimal, of which the lower 16 bits are kept
     EXPECT_EQ(Hex("5A5A 5800 01000000 CE050000 32C8 FF"), Bytes(frame.begin(), frame.begin() + 15));
-    EXPECT_NE(0, CommSendCmd(88, payload.data(), 1487));
-    EXPECT_NE(0, CommSendCmd(88, payload.data(), 0xFFFFFFFF));
+    EXPECT_NE(0, CommSendCmd(FUNCID_SET_AUTO_REPORT, payload.data(), 1487));
+    EXPECT_NE(0, CommSendCmd(FUNCID_SET_AUTO_REPORT, payload.data(), 0xFFFFFFFF));
     EXPECT_TRUE(peer.NothingSent());
 }
 
 TEST_F(ComRequests, NumbersGoOnFromTheLargestTo0)
 {
     CommTxSeq = 0xFFFFFFFE;
-    EXPECT_EQ(0, CommSendCmd(71, nullptr, 0));
-    EXPECT_EQ(0, CommSendCmd(71, nullptr, 0));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_MESH_SUPPORT, nullptr, 0));
+    EXPECT_EQ(0, CommSendCmd(FUNCID_MESH_SUPPORT, nullptr, 0));
     EXPECT_EQ(Hex("5A5A 4700 FFFFFFFF 01000000 6900 69"), peer.Frame());
     EXPECT_EQ(Hex("5A5A 4700 00000000 01000000 6900 69"), peer.Frame());
 }
@@ -165,7 +167,7 @@ TEST_F(ComRequests, FramesOfSeveralThreadsLeaveWholeAndInTheOrderOfTheirNumbers)
 {
     const int each = 100; // as many as the socket takes without being read
     const auto send = [] {
-        for (int i = 0; i < each; i++) EXPECT_EQ(0, CommSendCmd(71, nullptr, 0));
+        for (int i = 0; i < each; i++) EXPECT_EQ(0, CommSendCmd(FUNCID_MESH_SUPPORT, nullptr, 0));
     };
     const Running one(send), other(send);
     for (uint32_t number = 1; number <= 2 * each; number++) {

@@ -4,6 +4,7 @@
 
 #include "comm/AutoReport.h"
 #include "comm/CommAnswer.h"
+#include "comm/FuncIdList.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"
@@ -26,20 +27,20 @@ class CommHandle : public HandleTest
 TEST_F(CommHandle, FramesAreDroppedWithoutAWordWhileNotLoggedIn)
 {
     mLogin = 0;
-    Handle(71, Hex("00 01"));
+    Handle(FUNCID_MESH_SUPPORT, Hex("00 01"));
     HandleRead(Hex("01 02 03")); // nor is this told
     EXPECT_EQ(0, CommReceived);
     EXPECT_EQ(Hex("EE EE"), RxData(2));
     EXPECT_EQ("", Log());
     mLogin = 1;
     sequence = 0;
-    Handle(71, Hex("00 01")); // the same sequence: it has not been used
+    Handle(FUNCID_MESH_SUPPORT, Hex("00 01")); // the same sequence: it has not been used
     EXPECT_EQ(1, CommReceived);
 }
 
 TEST_F(CommHandle, AFrameThatFailsACheckDoesNothingAndAnnouncesNothing)
 {
-    Bytes damaged = LocalFrame(71, 1, Hex("00 01"));
+    Bytes damaged = LocalFrame(FUNCID_MESH_SUPPORT, 1, Hex("00 01"));
     damaged.back() = 2;
     HandleRead(damaged);
     EXPECT_TRUE(Logged("CommHandleProc", "Receive  checkSum error."));
@@ -94,14 +95,14 @@ TEST_F(CommHandle, AnAnswerIsKeptWithItsLengthAndANul)
 
 TEST_F(CommHandle, AnAnswerOfAStatusAloneHasNoBytes)
 {
-    Handle(72, Hex("00"));
+    Handle(FUNCID_SET_MESH, Hex("00"));
     EXPECT_EQ(Hex("00 01 00 00 EE"), RxData(5));
 }
 
 TEST_F(CommHandle, AnAnswerThatFailsChangesTheStatusAlone)
 {
-    Handle(78, Hex("00 A1 A2"));
-    Handle(78, Hex("07 B1 B2 B3"));
+    Handle(FUNCID_MESH_TOPOLOGY, Hex("00 A1 A2"));
+    Handle(FUNCID_MESH_TOPOLOGY, Hex("07 B1 B2 B3"));
     EXPECT_EQ(Hex("07 03 00 A1 A2 00"), RxData(6));
 }
 
@@ -109,7 +110,7 @@ TEST_F(CommHandle, AnAnswerOf4000BytesIsKept)
 {
     Bytes answer(4000, 0x41);
     answer[0] = 0;
-    Handle(79, answer);
+    Handle(FUNCID_ADJACENT_WIFI_INFO, answer);
     EXPECT_EQ(Hex("00 A0 0F 41"), RxData(4)); // 4000 = 0x0FA0
     EXPECT_EQ(0x41, rxData[3 + 3998]);
     EXPECT_EQ(0, rxData[3 + 3999]);
@@ -120,7 +121,7 @@ TEST_F(CommHandle, AnAnswerOf4001BytesIsTooLarge)
 {
     Bytes answer(4001, 0x41);
     answer[0] = 0;
-    Handle(79, answer);
+    Handle(FUNCID_ADJACENT_WIFI_INFO, answer);
     EXPECT_TRUE(Logged("CommFuncRecv", "ERROR: receive data too large!"));
     EXPECT_EQ(Hex("01 EE EE EE"), RxData(4));
 }
@@ -147,7 +148,7 @@ TEST_F(CommHandle, TheAnswerWakesWhoeverWaitsForItAtOnce)
         while (CommReceived != 1) OsWaitUntil(&gCommAnswer, OsNowMs() + 10000);
     });
     FakeClockAwaitSleepers(1);
-    Handle(71, Hex("00 01"));
+    Handle(FUNCID_MESH_SUPPORT, Hex("00 01"));
     requester.Join(); // although the clock stands still
     EXPECT_EQ(1, CommReceived);
 }
@@ -162,7 +163,7 @@ TEST_F(CommHandle, DevicesGoToTheFunction40Filter)
     Fn40Interval = AutoReportDevinfo = 0;
     Fn40Cycle(); // at this interval it empties the filter
     ASSERT_FALSE(Fn40Knows(Hex("02 AA BB CC DD 01").data()));
-    Handle(40, message);
+    Handle(FUNCID_DEVICES, message);
     EXPECT_TRUE(Fn40Knows(Hex("02 AA BB CC DD 01").data()));
     EXPECT_EQ(Hex("EE EE"), RxData(2));
 }
@@ -170,7 +171,7 @@ TEST_F(CommHandle, DevicesGoToTheFunction40Filter)
 TEST_F(CommHandle, DevicesThatNobodyTakesAreDropped)
 {
     CommOnDevices(nullptr);
-    Handle(40, Hex("01 00  02 AA BB CC DD 02") + Bytes(32, 0x20) + Bytes{1});
+    Handle(FUNCID_DEVICES, Hex("01 00  02 AA BB CC DD 02") + Bytes(32, 0x20) + Bytes{1});
     EXPECT_FALSE(Fn40Knows(Hex("02 AA BB CC DD 02").data()));
     EXPECT_EQ(1, CommReceived);
     ExpectNothingSent();
@@ -179,7 +180,8 @@ TEST_F(CommHandle, DevicesThatNobodyTakesAreDropped)
 TEST_F(CommHandle, TheAutoReportConfigurationIsTaken)
 {
     CommReceived = 0;
-    Handle(997, Bytes{0} + Text("{\"referNum\":100,\"interval1\":5,\"interval2\":1440,\"interval3\":60}"));
+    Handle(FUNCID_AUTO_REPORT_CONFIG,
+           Bytes{0} + Text("{\"referNum\":100,\"interval1\":5,\"interval2\":1440,\"interval3\":60}"));
     EXPECT_EQ(5, intervalFlag1);
     EXPECT_EQ(1440, intervalFlag2);
     EXPECT_EQ(60, intervalFlag3);
@@ -190,14 +192,14 @@ TEST_F(CommHandle, TheAutoReportConfigurationIsTaken)
 
 TEST_F(CommHandle, AQueryOfThePluginStateThatCannotBeAnsweredIsAnError)
 {
-    Handle(998, Text("i"));
+    Handle(FUNCID_PLUGIN_STATE, Text("i"));
     EXPECT_TRUE(Logged("CommHandleProc", "ERROR: send plugin state failed!")); // there is no peer
 }
 
 TEST_F(CommHandle, AQueryOfThePluginStateWithAnotherMarkIsAnOldPlugins)
 {
-    Handle(998, Text("x"));
+    Handle(FUNCID_PLUGIN_STATE, Text("x"));
     EXPECT_TRUE(Logged("CommHandleProc", "Old plugin no plugin state notice."));
-    Handle(998, Text("xi"));
+    Handle(FUNCID_PLUGIN_STATE, Text("xi"));
     EXPECT_TRUE(Logged("CommHandleProc", "Old plugin no plugin state notice."));
 }

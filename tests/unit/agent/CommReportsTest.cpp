@@ -2,6 +2,7 @@
 
 #include "comm/CommAnswer.h"
 #include "comm/CommHandle.h"
+#include "comm/FuncIdList.h"
 #include "core/Config.h"
 #include "platform/Protool.h"
 #include "tests/unit/agent/CommTest.h"
@@ -16,7 +17,7 @@ class CommReports : public HandleTest
     // A report of FuncID 89 arrives; `forwarded` says whether it has to go up under the next number.
     void Expect89(const Bytes &payload, bool forwarded)
     {
-        Handle(89, payload);
+        Handle(FUNCID_TYPED_REPORT, payload);
         if (!forwarded) return ExpectNothingSent();
         const Bytes length = {static_cast<uint8_t>(payload.size()), 0};
         ExpectReport(89, Bytes{number++, 0} + Hex("59 00 00 00") + length + payload);
@@ -30,34 +31,34 @@ class CommReports : public HandleTest
 
 TEST_F(CommReports, JsonReportsGoUpBehindEightBytes)
 {
-    Handle(84, Text("{}"));
+    Handle(FUNCID_REPORT_84, Text("{}"));
     ExpectReport(84, Hex("01 00  54 00  00 00  02 00  7B 7D"));
-    Handle(86, Text("[1]"));
+    Handle(FUNCID_REPORT_86, Text("[1]"));
     ExpectReport(86, Hex("02 00  56 00  00 00  03 00  5B 31 5D"));
 }
 
 TEST_F(CommReports, RecordsGoUpBehindSixBytes)
 {
-    Handle(81, Hex("01 02 03"));
+    Handle(FUNCID_WAN_REPORT, Hex("01 02 03"));
     ExpectReport(81, Hex("01 00  51 00  00 00  01 02 03"));
 }
 
 TEST_F(CommReports, TypedReportsGoUpBehindEightBytes)
 {
-    Handle(89, Hex("02 AA"));
+    Handle(FUNCID_TYPED_REPORT, Hex("02 AA"));
     ExpectReport(89, Hex("01 00  59 00  00 00  02 00  02 AA"));
 }
 
 TEST_F(CommReports, AllKindsShareOneCounterThatWraps)
 {
     autoReportSeq = 0xFFFE;
-    Handle(81, {1});
+    Handle(FUNCID_WAN_REPORT, {1});
     ExpectReport(81, Hex("FE FF  51 00  00 00  01"));
-    Handle(84, {1});
+    Handle(FUNCID_REPORT_84, {1});
     ExpectReport(84, Hex("FF FF  54 00  00 00  01 00  01"));
-    Handle(89, {2});
+    Handle(FUNCID_TYPED_REPORT, {2});
     ExpectReport(89, Hex("00 00  59 00  00 00  01 00  02"));
-    Handle(86, {1});
+    Handle(FUNCID_REPORT_86, {1});
     ExpectReport(86, Hex("01 00  56 00  00 00  01 00  01"));
 }
 
@@ -71,7 +72,7 @@ TEST_F(CommReports, TheCounterGoesOnWhenTheServerStartsAnew)
 TEST_F(CommReports, TheLongestFrameGoesUpWhole)
 {
     const Bytes payload(8086, 0x41);
-    Handle(84, payload);
+    Handle(FUNCID_REPORT_84, payload);
     ExpectReport(84, Hex("01 00  54 00  00 00  96 1F") + payload); // 8086 = 0x1F96
 }
 
@@ -105,7 +106,7 @@ TEST_F(CommReports, AreDroppedWithoutAWordWhenMemoryRunsOut)
 {
     Log();
     FakeFailAllocation(1);
-    Handle(84, {1});
+    Handle(FUNCID_REPORT_84, {1});
     EXPECT_EQ("", Log());
     ExpectNothingSent();
     EXPECT_EQ(1, CommReceived);
@@ -115,13 +116,13 @@ TEST_F(CommReports, AreShownOnStandardOutputWhenDebugging)
 {
     l_debug = 1;
     testing::internal::CaptureStdout();
-    Handle(84, Hex("7B 0A FF"));
+    Handle(FUNCID_REPORT_84, Hex("7B 0A FF"));
     EXPECT_EQ("\nFuncID 84, Auto report info:\n01 00 54 00 00 00 03 00 7B 0A FF \n",
               testing::internal::GetCapturedStdout());
     ExpectReport(84, Hex("01 00  54 00  00 00  03 00  7B 0A FF"));
     l_debug = 0;
     testing::internal::CaptureStdout();
-    Handle(84, {1});
+    Handle(FUNCID_REPORT_84, {1});
     EXPECT_EQ("", testing::internal::GetCapturedStdout());
 }
 
@@ -129,7 +130,7 @@ TEST_F(CommReports, AreShownAtOnce)
 {
     l_debug = 1;
     const StandardOutput shown;
-    Handle(84, Hex("7B"));
+    Handle(FUNCID_REPORT_84, Hex("7B"));
     EXPECT_EQ("\nFuncID 84, Auto report info:\n01 00 54 00 00 00 01 00 7B \n", shown.SoFar());
 }
 
@@ -142,14 +143,14 @@ TEST_F(CommReports, RecordsHaveTheirFiveAddressesReversedAndNothingElse)
     Bytes expected = record;
     const Bytes reversed = Hex("D0 CF CE CD  D4 D3 D2 D1  D8 D7 D6 D5  DC DB DA D9  E0 DF DE DD"); // 205 = 0xCD
     std::copy(reversed.begin(), reversed.end(), expected.begin() + 205);
-    Handle(81, record);
+    Handle(FUNCID_WAN_REPORT, record);
     ExpectReport(81, Hex("01 00 51 00 00 00") + expected);
 }
 
 TEST_F(CommReports, AShortRecordIsConvertedInItsSlotAndNowhereElse)
 {
     // The record ends inside the first address; what stands behind it in the slot takes part.
-    Bytes slot = Slot(LocalFrame(81, 1, Bytes(207, 0x11)));
+    Bytes slot = Slot(LocalFrame(FUNCID_WAN_REPORT, 1, Bytes(207, 0x11)));
     slot[18 + 207] = 0xA1;
     slot[18 + 208] = 0xA2;
     slot[18 + 221] = 0xB1;
@@ -293,7 +294,7 @@ TEST_F(CommReports, Type3WithinFiftySecondsIsDroppedAndItsTimeCounts)
     Expect89(Hex("03 AA"), true);
     EXPECT_TRUE(Logged("CommAutoReport89", "Type3 report interval: 1700000000 seconds!"));
     At(49);
-    Handle(89, Hex("03 BB"));
+    Handle(FUNCID_TYPED_REPORT, Hex("03 BB"));
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("]-> Type3 report interval: 49 seconds!\n\n"));
     EXPECT_NE(std::string::npos, log.find("]-> ERROR: type3 report error!\n\n"));
@@ -356,7 +357,7 @@ TEST_F(CommReports, OtherTypesAreDropped)
         Expect89({type, 0xAA}, false);
         At(type + 1);
     }
-    Handle(89, {4});
+    Handle(FUNCID_TYPED_REPORT, {4});
     EXPECT_TRUE(Logged("CommAutoReport89", "ERROR: type error!"));
     EXPECT_EQ(1, autoReportSeq);
 }
@@ -374,7 +375,7 @@ TEST_F(CommReports, TheServersStartForgetsWhenReportsCame)
 
 TEST_F(CommReports, ASuccessfulFirmwareUpdateGoesUpAsText)
 {
-    Handle(999, {0});
+    Handle(FUNCID_FIRMWARE_UPDATE, {0});
     EXPECT_TRUE(Logged("CommFwUpdateResult", "update firmware success."));
     ExpectPlainReport(17, "{\"result\":0,\"resultDesc\":\"success\"}");
 }
@@ -397,7 +398,7 @@ TEST_F(CommReports, AFailedFirmwareUpdateGoesUpWithItsReason)
         {255, "{\"result\":255,\"resultDesc\":\"unKnown error.\"}"},
     };
     for (const auto &failure : kFailures) {
-        Handle(999, {failure.code});
+        Handle(FUNCID_FIRMWARE_UPDATE, {failure.code});
         EXPECT_TRUE(Logged("CommFwUpdateResult", "update firmware file error.")) << failure.text;
         ExpectPlainReport(17, failure.text);
     }
@@ -405,7 +406,7 @@ TEST_F(CommReports, AFailedFirmwareUpdateGoesUpWithItsReason)
 
 TEST_F(CommReports, AFirmwareResultThatIsNotOneByteIsNotSent)
 {
-    Handle(999, {0, 0});
+    Handle(FUNCID_FIRMWARE_UPDATE, {0, 0});
     EXPECT_TRUE(Logged("CommFwUpdateResult", "Firmware update return length error."));
     HandleRead(Hex("5A 5A E7 03 02 00 00 00 00 00 00 00 00 00  00"));
     EXPECT_TRUE(Logged("CommFwUpdateResult", "Firmware update return length error."));

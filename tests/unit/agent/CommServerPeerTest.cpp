@@ -3,6 +3,8 @@
 
 #include "tests/unit/agent/CommServerTest.h"
 
+#include "comm/FuncIdList.h"
+
 namespace
 {
 
@@ -31,7 +33,7 @@ TEST_F(CommServerPeer, AFrameIsHandledAtOnceAndTheNextTenMillisecondsLater)
     FakeClockAwaitSleepers(1);
     EXPECT_EQ(10, FakeClockNextDeadlineMs());
     CommReceived = 0;
-    ASSERT_TRUE(peer.Send(LocalFrame(71, 2, {0, 1})));
+    ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_MESH_SUPPORT, 2, {0, 1})));
     FakeClockAdvanceMs(9);
     FakeClockAwaitSleepers(1);
     EXPECT_EQ(0, CommReceived);
@@ -54,7 +56,8 @@ TEST_F(CommServerPeer, SeveralFramesInOneReadAreHandledOneByOne)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + LocalFrame(2, 2, {0, 1}) + LocalFrame(3, 3, {0, 1, 2})));
+    ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_VERSION, 1, {0}) + LocalFrame(FUNCID_BASE_INFO, 2, {0, 1}) +
+                          LocalFrame(FUNCID_WAN_CONFIG, 3, {0, 1, 2})));
     EXPECT_TRUE(AwaitLog("comm_get_wan_cfg"));
     EXPECT_EQ("comm_get_version\ncomm_get_base_info\ncomm_get_wan_cfg\n", Lines(AllLogged(), "CommHandleProc"));
 }
@@ -64,10 +67,10 @@ TEST_F(CommServerPeer, AFurtherFrameThatIsCutOffIsCompletedByTheNextRead)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3, 4, 5});
+    const Bytes second = LocalFrame(FUNCID_BASE_INFO, 2, {0, 1, 2, 3, 4, 5});
     for (size_t cut = 1; cut < second.size(); cut++) {
         CommReceived = 0;
-        ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, cut)));
+        ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_VERSION, 1, {0}) + Part(second, 0, cut)));
         ASSERT_TRUE(AwaitLog("comm_get_version", cut));
         ASSERT_TRUE(peer.Send(Part(second, cut, second.size())));
         ASSERT_TRUE(AwaitLog("comm_get_base_info", cut)) << cut;
@@ -80,13 +83,14 @@ TEST_F(CommServerPeer, FramesBehindTheOneThatAReadCompletesAreItemsOfTheirOwn)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3});
-    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, 9)));
+    const Bytes second = LocalFrame(FUNCID_BASE_INFO, 2, {0, 1, 2, 3});
+    ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_VERSION, 1, {0}) + Part(second, 0, 9)));
     ASSERT_TRUE(AwaitLog("comm_get_version"));
-    const Bytes third = LocalFrame(3, 3, {0});
-    ASSERT_TRUE(peer.Send(Part(second, 9, 18) + third + Part(LocalFrame(4, 4, {0, 1}), 0, 15)));
+    const Bytes third = LocalFrame(FUNCID_WAN_CONFIG, 3, {0});
+    ASSERT_TRUE(peer.Send(Part(second, 9, 18) + third + Part(LocalFrame(FUNCID_WAN_CONFIGS, 4, {0, 1}), 0, 15)));
     ASSERT_TRUE(AwaitLog("comm_get_wan_cfg"));
-    ASSERT_TRUE(peer.Send(Part(LocalFrame(4, 4, {0, 1}), 15, 16))); // and its last one is completed as well
+    ASSERT_TRUE(
+        peer.Send(Part(LocalFrame(FUNCID_WAN_CONFIGS, 4, {0, 1}), 15, 16))); // and its last one is completed as well
     EXPECT_TRUE(AwaitLog("comm_get_wans_cfg"));
     EXPECT_EQ("comm_get_version\ncomm_get_base_info\ncomm_get_wan_cfg\ncomm_get_wans_cfg\n",
               Lines(AllLogged(), "CommHandleProc"));
@@ -102,10 +106,11 @@ TEST_F(CommServerPeer, AFrameThatStaysCutOffSwallowsNoneOfThoseThatFollow)
     uint32_t sequence = 0;
     size_t handled = 0;
     for (const size_t length : announced) {
-        const Bytes half = Part(LocalFrame(84, 1000, Bytes(length, 1)), 0, 17);
-        ASSERT_TRUE(peer.Send(LocalFrame(1, ++sequence, {0}) + half));
+        const Bytes half = Part(LocalFrame(FUNCID_REPORT_84, 1000, Bytes(length, 1)), 0, 17);
+        ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_VERSION, ++sequence, {0}) + half));
         ASSERT_TRUE(AwaitLog("comm_get_version", ++handled));
-        ASSERT_TRUE(peer.Send(LocalFrame(2, sequence + 1, {0}) + LocalFrame(3, sequence + 2, {0})));
+        ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_BASE_INFO, sequence + 1, {0}) +
+                              LocalFrame(FUNCID_WAN_CONFIG, sequence + 2, {0})));
         sequence += 2;
         EXPECT_TRUE(AwaitLog("comm_get_base_info", handled)) << length;
         EXPECT_TRUE(AwaitLog("comm_get_wan_cfg", handled)) << length;
@@ -119,8 +124,8 @@ TEST_F(CommServerPeer, AFurtherFrameIsNotWaitedForLongerThanOneRead)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    const Bytes second = LocalFrame(2, 2, {0, 1, 2, 3, 4, 5});
-    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, 8)));
+    const Bytes second = LocalFrame(FUNCID_BASE_INFO, 2, {0, 1, 2, 3, 4, 5});
+    ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_VERSION, 1, {0}) + Part(second, 0, 8)));
     ASSERT_TRUE(AwaitLog("comm_get_version"));
     ASSERT_TRUE(peer.Send(Part(second, 8, 15)));
     EXPECT_TRUE(AwaitLog("Receive length error, length is 8"));
@@ -135,11 +140,11 @@ TEST_F(CommServerPeer, ARestThatCompletesADamagedFrameIsTakenAllTheSame)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    Bytes second = LocalFrame(2, 2, {0, 1, 2, 3});
+    Bytes second = LocalFrame(FUNCID_BASE_INFO, 2, {0, 1, 2, 3});
     second.back() ^= 1;
-    ASSERT_TRUE(peer.Send(LocalFrame(1, 1, {0}) + Part(second, 0, 15)));
+    ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_VERSION, 1, {0}) + Part(second, 0, 15)));
     ASSERT_TRUE(AwaitLog("comm_get_version"));
-    ASSERT_TRUE(peer.Send(Part(second, 15, 18) + LocalFrame(3, 3, {0})));
+    ASSERT_TRUE(peer.Send(Part(second, 15, 18) + LocalFrame(FUNCID_WAN_CONFIG, 3, {0})));
     EXPECT_TRUE(AwaitLog("comm_get_wan_cfg")) << "the frame behind it begins where it ends";
     EXPECT_EQ(1u, LoggedTimes("Receive  checkSum error."));
 }
@@ -150,7 +155,8 @@ TEST_F(CommServerPeer, ManyFramesThatFillMoreThanOneReadAllArrive)
     Serve(&peer);
     FakeClockAuto(true);
     Bytes all;
-    for (uint32_t i = 1; i <= 6; i++) all = all + LocalFrame(70, i, Bytes(3000, static_cast<uint8_t>(i % 2)));
+    for (uint32_t i = 1; i <= 6; i++)
+        all = all + LocalFrame(FUNCID_WIFI_BAND, i, Bytes(3000, static_cast<uint8_t>(i % 2)));
     ASSERT_EQ(18084u, all.size()); // three reads, two of them end inside a frame
     ASSERT_TRUE(peer.Send(all));
     EXPECT_TRUE(Within([] { return CommRxSeq == 6; }));
@@ -162,7 +168,7 @@ TEST_F(CommServerPeer, AFrameThatAReadBeginsWithAndThatIsCutOffIsNotWaitedFor)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    const Bytes frame = LocalFrame(70, 1, {0, 1, 2, 3, 4, 5});
+    const Bytes frame = LocalFrame(FUNCID_WIFI_BAND, 1, {0, 1, 2, 3, 4, 5});
     ASSERT_TRUE(peer.Send(Bytes(frame.begin(), frame.begin() + 16)));
     EXPECT_TRUE(AwaitLog("Receive  checkSum error."));
     ASSERT_TRUE(peer.Send(Bytes(frame.begin() + 16, frame.end())));
@@ -175,8 +181,8 @@ TEST_F(CommServerPeer, WhatAPeerDidNotCompleteIsNotHeldAgainstTheNext)
     LocalPeer first, second;
     Serve(&first);
     FakeClockAuto(true);
-    const Bytes half = LocalFrame(70, 2, Bytes(100, 1));
-    ASSERT_TRUE(first.Send(LocalFrame(1, 1, {0}) + Bytes(half.begin(), half.begin() + 50)));
+    const Bytes half = LocalFrame(FUNCID_WIFI_BAND, 2, Bytes(100, 1));
+    ASSERT_TRUE(first.Send(LocalFrame(FUNCID_VERSION, 1, {0}) + Bytes(half.begin(), half.begin() + 50)));
     ASSERT_TRUE(AwaitLog("comm_get_version"));
     first.Close();
     ASSERT_TRUE(AwaitLog("release ok"));
@@ -193,7 +199,7 @@ TEST_F(CommServerPeer, SequencesGoOnFromOnePeerToTheNext)
     first.Close();
     ASSERT_TRUE(AwaitLog("release ok"));
     ASSERT_TRUE(second.Connect());
-    ASSERT_TRUE(second.Send(LocalFrame(71, 5, {0, 1})));
+    ASSERT_TRUE(second.Send(LocalFrame(FUNCID_MESH_SUPPORT, 5, {0, 1})));
     EXPECT_TRUE(AwaitLog("Receive  sequence error."));
     EXPECT_TRUE(Answered(&second, 6));
 }
@@ -205,7 +211,7 @@ TEST_F(CommServerPeer, NineFramesWaitAndATenthIsLost)
     ASSERT_TRUE(Answered(&peer, 1));
     FakeClockAwaitSleepers(1); // the handler pauses, so that what comes now waits
     Bytes all;
-    for (uint32_t i = 2; i <= 11; i++) all = all + LocalFrame(1, i, {0});
+    for (uint32_t i = 2; i <= 11; i++) all = all + LocalFrame(FUNCID_VERSION, i, {0});
     ASSERT_TRUE(peer.Send(all));
     EXPECT_TRUE(AwaitLog("reveive data err=-2"));
     for (uint32_t i = 2; i <= 10; i++) {
@@ -355,8 +361,8 @@ TEST_F(CommServerPeer, ThePluginStateIsSentToThePeerThatAsks)
 {
     LocalPeer peer;
     Serve(&peer);
-    ASSERT_TRUE(peer.Send(LocalFrame(998, 1, Text("i"))));
+    ASSERT_TRUE(peer.Send(LocalFrame(FUNCID_PLUGIN_STATE, 1, Text("i"))));
     const std::string text = "{\"pluginState\":\"online\",\"pluginVersion\":\"2.0.0.7-20220406\"}";
-    EXPECT_EQ(LocalFrame(998, 1, Text(text)), peer.Receive(14 + text.size()));
+    EXPECT_EQ(LocalFrame(FUNCID_PLUGIN_STATE, 1, Text(text)), peer.Receive(14 + text.size()));
     EXPECT_TRUE(AwaitLog("send plugin state ok, no need ack."));
 }

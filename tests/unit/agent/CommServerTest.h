@@ -8,6 +8,7 @@
 #include "comm/CommAnswer.h"
 #include "comm/CommLink.h"
 #include "comm/CommServer.h"
+#include "comm/FuncIdList.h"
 #include "core/LocalPeer.h"
 #include "os/Paths.h"
 #include "platform/Protool.h"
@@ -62,7 +63,8 @@ class CommServer : public AgentTest
     static bool Answered(LocalPeer *peer, uint32_t sequence)
     {
         CommReceived = 0;
-        return peer->Send(LocalFrame(71, sequence, {0, 1})) && Within([] { return CommReceived == 1; });
+        return peer->Send(LocalFrame(FUNCID_MESH_SUPPORT, sequence, {0, 1})) &&
+               Within([] { return CommReceived == 1; });
     }
     // The texts that `function` has put into `log`, one a line.
     static std::string Lines(const std::string &log, const std::string &function)

@@ -7,6 +7,7 @@
 #include "comm/ComRequests.h"
 #include "comm/CommAnswer.h"
 #include "comm/CommServer.h"
+#include "comm/FuncIdList.h"
 #include "core/LocalPeer.h"
 #include "os/Paths.h"
 #include "rules/Bandwidth.h"
@@ -142,20 +143,20 @@ void LogNames::Local()
 {
     HandleRead(Bytes(14));
     HandleRead(Bytes(15));
-    Bytes frame = LocalFrame(1, ++mSequence, {1});
+    Bytes frame = LocalFrame(FUNCID_VERSION, ++mSequence, {1});
     HandleRead(frame);
     HandleRead(frame);
-    frame = LocalFrame(1, ++mSequence, {1});
+    frame = LocalFrame(FUNCID_VERSION, ++mSequence, {1});
     frame.back() ^= 1;
     HandleRead(frame);
     Handle(6, {0});
-    Handle(998, Text("x"));
-    Handle(998, Text("i"));
-    Handle(71, {0, 1});
-    Handle(71, Bytes(4001));
-    for (uint8_t type : {1, 1, 2, 2, 3, 3, 4}) Handle(89, {type});
-    for (const Bytes &result : {Bytes{0, 0}, Bytes{0}, Bytes{1}}) Handle(999, result);
-    Handle(997, Bytes{0} + Text("{  }"));
+    Handle(FUNCID_PLUGIN_STATE, Text("x"));
+    Handle(FUNCID_PLUGIN_STATE, Text("i"));
+    Handle(FUNCID_MESH_SUPPORT, {0, 1});
+    Handle(FUNCID_MESH_SUPPORT, Bytes(4001));
+    for (uint8_t type : {1, 1, 2, 2, 3, 3, 4}) Handle(FUNCID_TYPED_REPORT, {type});
+    for (const Bytes &result : {Bytes{0, 0}, Bytes{0}, Bytes{1}}) Handle(FUNCID_FIRMWARE_UPDATE, result);
+    Handle(FUNCID_AUTO_REPORT_CONFIG, Bytes{0} + Text("{  }"));
 }
 
 void LogNames::Requests()

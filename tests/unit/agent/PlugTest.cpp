@@ -6,6 +6,7 @@
 #include <list>
 
 #include "comm/CommHandle.h"
+#include "comm/FuncIdList.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "os/OsClock.h"
@@ -130,7 +131,7 @@ TEST_F(PlugTest, HandsTheDevicesOfTheLocalPeerToFunction40)
     Fn40Interval = AutoReportDevinfo = 0;
     Fn40Cycle(); // at this interval it empties the filter
     mLogin = 1;
-    Bytes slot = Slot(LocalFrame(40, CommRxSeq + 1, Hex("01 00") + device + Bytes(32, 0x20) + Bytes{1}));
+    Bytes slot = Slot(LocalFrame(FUNCID_DEVICES, CommRxSeq + 1, Hex("01 00") + device + Bytes(32, 0x20) + Bytes{1}));
     CommHandleFrame(slot.data());
     EXPECT_TRUE(Fn40Knows(device.data()));
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "comm/FuncIdList.h"
+
 using namespace sim;
 
 namespace
@@ -33,15 +35,15 @@ TEST_F(LocalRequests, AreAnsweredWithTheBytesOfTheHousehold)
         uint16_t id;
         Bytes payload, data;
     } questions[] = {
-        {70, {1}, {5}},
-        {71, kMark, {1}},
-        {73, kMark, {1}},
-        {75, kMark, {1}},
-        {77, kMark, {70, 60}},
-        {83, kMark, {}},
-        {85, kMark, {}},
-        {1, {}, ToBytes("1.0.0-simulated")},
-        {5, {0, 0}, {0, 0, 0, 0}},
+        {FUNCID_WIFI_BAND, {1}, {5}},
+        {FUNCID_MESH_SUPPORT, kMark, {1}},
+        {FUNCID_MESH, kMark, {1}},
+        {FUNCID_MESH_ROAMING, kMark, {1}},
+        {FUNCID_THRESHOLDS, kMark, {70, 60}},
+        {FUNCID_ONE_KEY_OPTIMIZE, kMark, {}},
+        {FUNCID_FAULT_DIAGNOSIS, kMark, {}},
+        {FUNCID_VERSION, {}, ToBytes("1.0.0-simulated")},
+        {FUNCID_WAN_CONNECTIONS, {0, 0}, {0, 0, 0, 0}},
     };
     for (const auto &question : questions) {
         const LocalExchange exchange = Ask(question.id, question.payload);
@@ -50,21 +52,21 @@ TEST_F(LocalRequests, AreAnsweredWithTheBytesOfTheHousehold)
         EXPECT_EQ(0, exchange.answer.status) << question.id;
         EXPECT_EQ(question.data, exchange.answer.data) << question.id;
     }
-    EXPECT_EQ(231u, Ask(79, kMark).answer.data.size());
-    EXPECT_EQ("5", Field(Ask(70, {1}).answerFields, "band"));
+    EXPECT_EQ(231u, Ask(FUNCID_ADJACENT_WIFI_INFO, kMark).answer.data.size());
+    EXPECT_EQ("5", Field(Ask(FUNCID_WIFI_BAND, {1}).answerFields, "band"));
 }
 
 TEST_F(LocalRequests, ChangeTheHousehold)
 {
-    EXPECT_EQ(0, Ask(72, {0}).answer.status);
-    EXPECT_EQ((Bytes{0}), Ask(73, kMark).answer.data);
-    EXPECT_EQ(0, Ask(74, {0}).answer.status);
-    EXPECT_EQ((Bytes{0}), Ask(75, kMark).answer.data);
-    EXPECT_EQ(0, Ask(76, {9, 8}).answer.status);
-    EXPECT_EQ((Bytes{9, 8}), Ask(77, kMark).answer.data);
+    EXPECT_EQ(0, Ask(FUNCID_SET_MESH, {0}).answer.status);
+    EXPECT_EQ((Bytes{0}), Ask(FUNCID_MESH, kMark).answer.data);
+    EXPECT_EQ(0, Ask(FUNCID_SET_MESH_ROAMING, {0}).answer.status);
+    EXPECT_EQ((Bytes{0}), Ask(FUNCID_MESH_ROAMING, kMark).answer.data);
+    EXPECT_EQ(0, Ask(FUNCID_SET_THRESHOLDS, {9, 8}).answer.status);
+    EXPECT_EQ((Bytes{9, 8}), Ask(FUNCID_THRESHOLDS, kMark).answer.data);
     house.SetValue("mesh-support", {0});
-    EXPECT_EQ(1, Ask(72, {1}).answer.status);
-    EXPECT_EQ(1, Ask(70, {2}).answer.status); // a band that there is not
+    EXPECT_EQ(1, Ask(FUNCID_SET_MESH, {1}).answer.status);
+    EXPECT_EQ(1, Ask(FUNCID_WIFI_BAND, {2}).answer.status); // a band that there is not
 }
 
 TEST_F(LocalRequests, TakeAWanWithItsAddressesInNetworkOrder)
@@ -76,13 +78,13 @@ TEST_F(LocalRequests, TakeAWanWithItsAddressesInNetworkOrder)
     record[206] = 0;
     record[207] = 2;
     record[208] = 77;
-    const LocalExchange exchange = Ask(82, record);
+    const LocalExchange exchange = Ask(FUNCID_SET_WAN_CONFIG, record);
     EXPECT_EQ(0, exchange.answer.status);
     EXPECT_EQ("192.0.2.77", Field(exchange.fields, "ip"));
     ASSERT_NE(nullptr, house.Find("wan", "0"));
     EXPECT_EQ("192.0.2.77", Field(ShowRecord(kWan, *house.Find("wan", "0")), "ip"));
     EXPECT_EQ("1500", Field(ShowRecord(kWan, *house.Find("wan", "0")), "mtu"));
-    EXPECT_EQ(record, Ask(3, {}).answer.data);
+    EXPECT_EQ(record, Ask(FUNCID_WAN_CONFIG, {}).answer.data);
 }
 
 TEST_F(LocalRequests, WithAnotherPayloadThanTheyHaveAreFaultsAndNotAnswered)
@@ -90,25 +92,34 @@ TEST_F(LocalRequests, WithAnotherPayloadThanTheyHaveAreFaultsAndNotAnswered)
     const struct {
         uint16_t id;
         Bytes payload;
-    } wrong[] = {{73, {'j'}},         {73, {}},          {73, {'i', 'i'}}, {72, {}},
-                 {72, {1, 1}},        {76, {1}},         {82, Bytes(227)}, {88, ToBytes("no json")},
-                 {998, ToBytes("i")}, {999, Bytes(431)}, {1, {1}},         {5, {0}}};
+    } wrong[] = {{FUNCID_MESH, {'j'}},
+                 {FUNCID_MESH, {}},
+                 {FUNCID_MESH, {'i', 'i'}},
+                 {FUNCID_SET_MESH, {}},
+                 {FUNCID_SET_MESH, {1, 1}},
+                 {FUNCID_SET_THRESHOLDS, {1}},
+                 {FUNCID_SET_WAN_CONFIG, Bytes(227)},
+                 {FUNCID_SET_AUTO_REPORT, ToBytes("no json")},
+                 {FUNCID_PLUGIN_STATE, ToBytes("i")},
+                 {FUNCID_FIRMWARE_UPDATE, Bytes(431)},
+                 {FUNCID_VERSION, {1}},
+                 {FUNCID_WAN_CONNECTIONS, {0}}};
     for (const auto &request : wrong) {
         const LocalExchange exchange = Ask(request.id, request.payload);
         EXPECT_EQ(1u, exchange.problems.size()) << request.id;
         EXPECT_FALSE(exchange.answer.wanted) << request.id;
     }
     EXPECT_EQ("there is no request 6", Ask(6, {}).problems.at(0));
-    EXPECT_EQ("there is no request 40", Ask(40, {}).problems.at(0));
+    EXPECT_EQ("there is no request 40", Ask(FUNCID_DEVICES, {}).problems.at(0));
 }
 
 TEST_F(LocalRequests, TellTheConfigurationThatWasHandedOver)
 {
-    EXPECT_EQ(1, Ask(997, kMark).answer.status); // nothing yet
-    const LocalExchange handed = Ask(88, ToBytes(kConfiguration));
+    EXPECT_EQ(1, Ask(FUNCID_AUTO_REPORT_CONFIG, kMark).answer.status); // nothing yet
+    const LocalExchange handed = Ask(FUNCID_SET_AUTO_REPORT, ToBytes(kConfiguration));
     EXPECT_TRUE(handed.answer.wanted);
     EXPECT_EQ(0, handed.answer.status);
-    const LocalExchange told = Ask(997, kMark);
+    const LocalExchange told = Ask(FUNCID_AUTO_REPORT_CONFIG, kMark);
     EXPECT_EQ(0, told.answer.status);
     EXPECT_EQ("{\"referNum\":100,\"serverDiff\":-3,\"interval1\":5,\"interval2\":1440,\"interval3\":60,"
               "\"jumpTime\":\"8:00-22:00\"}",
@@ -117,10 +128,10 @@ TEST_F(LocalRequests, TellTheConfigurationThatWasHandedOver)
 
 TEST_F(LocalRequests, ACalibrationIsNotAnsweredAndChangesTimesOnly)
 {
-    Ask(88, ToBytes(kConfiguration));
-    const LocalExchange calibration =
-        Ask(88, ToBytes("{\"interval1\":9,\"interval2\":9,\"interval3\":9,\"dayReportTime\":\"5.5\","
-                        "\"cycleReportStart\":\"6.25\",\"save\":0}"));
+    Ask(FUNCID_SET_AUTO_REPORT, ToBytes(kConfiguration));
+    const LocalExchange calibration = Ask(
+        FUNCID_SET_AUTO_REPORT, ToBytes("{\"interval1\":9,\"interval2\":9,\"interval3\":9,\"dayReportTime\":\"5.5\","
+                                        "\"cycleReportStart\":\"6.25\",\"save\":0}"));
     EXPECT_FALSE(calibration.answer.wanted);
     EXPECT_EQ(5, *keeper.Plan().interval1);
     EXPECT_EQ(5.5, keeper.Plan().dayReportTime);
@@ -139,7 +150,7 @@ TEST_F(LocalRequests, AFirmwareHandOverIsShownAndAnsweredWithOneByte)
     put(384, std::string("\x40\xE2\x01\x00\x01\x00\x00\x00", 8)); // 123456, method 1
     put(392, "0123456789abcdef0123456789abcdef");
     house.SetValue("firmware-result", {7});
-    const LocalExchange exchange = Ask(999, record);
+    const LocalExchange exchange = Ask(FUNCID_FIRMWARE_UPDATE, record);
     EXPECT_EQ("1.0", Field(exchange.fields, "from_version"));
     EXPECT_EQ("2.0", Field(exchange.fields, "to_version"));
     EXPECT_EQ("http://host/file", Field(exchange.fields, "url"));
@@ -150,14 +161,14 @@ TEST_F(LocalRequests, AFirmwareHandOverIsShownAndAnsweredWithOneByte)
     EXPECT_EQ(7, exchange.answer.status);
     EXPECT_TRUE(exchange.answer.data.empty());
     house.SetValue("firmware-result", {255});
-    EXPECT_FALSE(Ask(999, record).answer.wanted);
+    EXPECT_FALSE(Ask(FUNCID_FIRMWARE_UPDATE, record).answer.wanted);
 }
 
 TEST(LocalNames, AreThoseOfTheFunctionsWhereThereAreSome)
 {
-    EXPECT_EQ("mesh", LocalName(73));
-    EXPECT_EQ("devices", LocalName(40));
-    EXPECT_EQ("firmware-update", LocalName(999));
+    EXPECT_EQ("mesh", LocalName(FUNCID_MESH));
+    EXPECT_EQ("devices", LocalName(FUNCID_DEVICES));
+    EXPECT_EQ("firmware-update", LocalName(FUNCID_FIRMWARE_UPDATE));
     EXPECT_EQ("", LocalName(6));
     uint16_t id = 0;
     for (const std::string &name : LocalNames()) {
