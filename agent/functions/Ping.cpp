@@ -10,7 +10,7 @@
 #include "os/OsCommand.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
-#include "platform/TcpServer.h"
+#include "platform/ServerStop.h"
 
 std::atomic<int8_t> gPingThreadState;
 std::atomic<uint16_t> gPingState;

@@ -13,17 +13,15 @@
 
 #include "core/Common.h"
 #include "core/PlugStatus.h"
-#include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "platform/Protool.h"
+#include "platform/ServerStop.h"
 #include "platform/SignOfLife.h"
 
 #ifndef TCP_USER_TIMEOUT
 #define TCP_USER_TIMEOUT 18 // Linux has it since 2.6.37, the C libraries of some routers do not name it
 #endif
-
-std::atomic<int> ServerRun;
 
 static int ServerSock; // 0 when closed
 // Taken around every send, recv and close of ServerSock.
@@ -35,10 +33,6 @@ static struct {
     size_t length;
 } s_rest;
 static FrameHandler s_onFrame;
-static OsWaiter s_stop; // woken when ServerRun is cleared
-
-static ServerStopCall *s_stopCalls; // called when ServerRun has been cleared; guarded by s_stop
-static bool s_responding;           // the response thread has not come to its end; guarded by s_stop
 
 static const int kSendBuffer = 16384;
 static const size_t kReadSize = 1500;
@@ -46,7 +40,7 @@ static const int kFailuresToEnd = 6;     // consecutive, of select or of recv
 static const int kEmptyReadsToEnd = 300; // consecutive, 10 ms apart: frames that came before the end are still handled
 static const int kEmptyReadPauseMs = 10;
 static const int kFramePauseMs = 10;
-static const int kStopPauseMs = 1000; // also between two calls of what is to let go
+static const int kStopPauseMs = 1000;
 
 void ServerOnFrame(FrameHandler handler)
 {
@@ -69,24 +63,6 @@ static bool SendRest()
     const ssize_t sent = send(ServerSock, s_rest.bytes + s_rest.sent, left, MSG_NOSIGNAL);
     if (sent > 0) s_rest.sent += static_cast<size_t>(sent);
     return s_rest.sent == s_rest.length;
-}
-
-bool WaitForServerStop(int64_t milliseconds)
-{
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&s_stop);
-    while (ServerRun == 1 && OsWaitUntil(&s_stop, deadline)) {
-    }
-    return ServerRun != 1;
-}
-
-void ServerOnStop(ServerStopCall *call)
-{
-    OsGuard guard(&s_stop);
-    if (call->named) return;
-    call->named = true;
-    call->next = s_stopCalls;
-    s_stopCalls = call;
 }
 
 static void EndSession()
@@ -179,9 +155,7 @@ static void *RespProc(void *)
         s_onFrame(frame);
         WaitForServerStop(kFramePauseMs);
     }
-    OsGuard guard(&s_stop);
-    s_responding = false;
-    OsWakeAll(&s_stop);
+    SetServerResponding(false);
     return nullptr;
 }
 
@@ -217,7 +191,7 @@ static int Connect(const char *address, uint16_t port)
 
 static int StartThreads(SessionContext *context)
 {
-    s_responding = true; // nobody else looks while there is no such thread
+    SetServerResponding(true);
     if (OsThreadStart(&context->responseThread, RespProc, nullptr) != 0) {
         LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create response thread failed");
         return -1;
@@ -278,45 +252,13 @@ int SendData(const uint8_t *frame, size_t length)
     return -1;
 }
 
-// Returns whether one of them wants to be called again.
-static bool CallStopCalls()
-{
-    const ServerStopCall *call;
-    {
-        OsGuard guard(&s_stop);
-        call = s_stopCalls;
-    }
-    // Calls are only ever put in front, so what hangs on this one stays as it is; and they lock what they wake.
-    bool again = false;
-    for (; call; call = call->next) again = call->letGo() || again;
-    return again;
-}
-
 // Clears the run flag and wakes every wait of the two threads.
 static void StopThreads()
 {
-    {
-        OsGuard guard(&s_stop);
-        ServerRun = 0;
-        OsWakeAll(&s_stop);
-    }
-    CallStopCalls();
+    BeginServerStop();
     QueueClose();
     OsGuard guard(&mMutexTcp);
     if (ServerSock > 0) shutdown(ServerSock, SHUT_RD);
-}
-
-// Waits until the command that is being carried out is through, and calls what lets go as often as it wants meanwhile.
-static void AwaitResponseThread()
-{
-    bool ended = false;
-    while (!ended) {
-        const int64_t next = CallStopCalls() ? OsNowMs() + kStopPauseMs : OS_FOREVER;
-        OsGuard guard(&s_stop);
-        while (s_responding && OsWaitUntil(&s_stop, next)) {
-        }
-        ended = !s_responding;
-    }
 }
 
 int DeleteServer(SessionContext *context)
@@ -325,7 +267,7 @@ int DeleteServer(SessionContext *context)
     OsSleepMs(kStopPauseMs);
     int result = 0;
     if (context->serverThreads >= SERVER_THREADS_RESPONSE) {
-        AwaitResponseThread();
+        AwaitServerResponse();
         result = OsThreadJoin(context->responseThread);
         if (result != 0) LOG_ERR("Stop response thread error...");
     }

@@ -1,16 +1,16 @@
 // TcpServer.h - the one TCP connection to the platform (a client, whatever the name says) and its two threads.
 //
-// State:    the socket and the run flag; the thread handles stand in the caller's SessionContext.
+// State:    the socket; the run flag is that of ServerStop.h, the thread handles stand in the caller's SessionContext.
 // Threads:  ServerInit() and DeleteServer() belong to the main thread; SendData() is safe from any. The receive
 //           thread moves bytes into TcpQueue; the response thread cuts frames out of it and hands each to the frame
 //           handler, one at a time.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
 
+#include "platform/ServerStop.h"
 #include "platform/TcpQueue.h"
 
 enum ServerThreads { SERVER_THREADS_NONE = 0, SERVER_THREADS_RESPONSE = 1, SERVER_THREADS_BOTH = 2 };
@@ -25,8 +25,6 @@ struct SessionContext {
     int32_t checkRunning; // 1 while there is a thread to join
     int32_t heartbeatRunning;
 };
-
-extern std::atomic<int> ServerRun; // 1 while the client runs
 
 // Takes one received frame; called on the response thread.
 typedef void (*FrameHandler)(const ReceivedFrame &frame);
@@ -52,23 +50,6 @@ int SendData(const uint8_t *frame, size_t length);
 // and closes what is still open. A command that is being carried out is waited for, as long as its own rules let it go
 // on. Safe after a failed ServerInit(). Returns the last join's result.
 int DeleteServer(SessionContext *context);
-
-// Waits until the server is asked to stop, at most `milliseconds`. For whatever waits on the response thread.
-// Returns whether it is.
-bool WaitForServerStop(int64_t milliseconds);
-
-// What wakes a wait of the response thread for something else than ServerRun. Static, one per waiting module: the place
-// is the module's own, so that there is one for each however many there are.
-struct ServerStopCall {
-    bool (*letGo)();      // returns whether something goes on all the same, so that it is to be called again
-    bool named;           // for TcpServer alone, as the next
-    ServerStopCall *next; // named before this one
-};
-
-// Has DeleteServer() call `letGo` on its thread once ServerRun is cleared, in this session and in every later one. It
-// is called again a second later, and, as long as one of them wants it, every further second until the response thread
-// has ended. Naming a call twice is naming it once. Any thread.
-void ServerOnStop(ServerStopCall *call);
 
 // Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).
 // A numeric host resolves to itself. Returns 0; -1 when the look-up fails; -2 when it brings no address and `dest`

@@ -1,7 +1,7 @@
 #include "rules/BadItem.h"
 
+#include "platform/ServerStop.h"
 #include "platform/SignOfLife.h"
-#include "platform/TcpServer.h"
 
 static const int64_t kPauseMs = 1000;
 

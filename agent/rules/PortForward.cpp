@@ -11,7 +11,7 @@
 #include "os/OsClock.h"
 #include "os/OsCommand.h"
 #include "os/OsWait.h"
-#include "platform/TcpServer.h"
+#include "platform/ServerStop.h"
 
 static const size_t kAddressSize = 32;
 static const size_t kPortSize = 8;

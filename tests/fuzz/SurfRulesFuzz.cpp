@@ -12,7 +12,7 @@
 #include "FuzzOs.h"
 #include "core/Common.h"
 #include "os/OsClock.h"
-#include "platform/TcpServer.h"
+#include "platform/ServerStop.h"
 #include "rules/BadItem.h"
 #include "rules/SurfRules.h"
 #include "rules/iot_poll.h"

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "platform/ServerStop.h"
 #include "platform/Settings.h"
-#include "platform/TcpServer.h"
 #include "rules/BadItem.h"
 #include "subdev/SubdevMutex.h"
 #include "tests/unit/agent/SurfTest.h"
