@@ -24,6 +24,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/MacText.h"
+
 constexpr uint8_t kFrameMagic0 = 0xCC;
 constexpr uint8_t kFrameMagic1 = 0xDD;
 constexpr size_t kFrameLeadSize = 3;                                   // magic and MsgType byte
@@ -32,8 +34,7 @@ constexpr size_t kFrameHeaderSize = kFrameLeadSize + kFrameFieldsSize; // what s
 constexpr size_t kFrameMax = 8192;                                     // the longest frame that is ever sent
 constexpr size_t kFrameMaxReceivedBody = 1508;                         // a longer one announced to us is no frame
 constexpr size_t kPayloadMax = 8100;                                   // of one data frame
-constexpr size_t kMacSize = 6;
-constexpr size_t kInnerHeadMax = 3 + kMacSize + 2; // of an inner record, before its payload
+constexpr size_t kInnerHeadMax = 3 + kMacSize + 2;                     // of an inner record, before its payload
 
 enum MsgType : uint8_t {
     MSG_HEARTBEAT = 1,

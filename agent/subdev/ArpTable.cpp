@@ -5,7 +5,7 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "subdev/MacText.h"
+#include "core/MacText.h"
 
 static const int kMacField = 3; // counted from 0
 static const size_t kMacLength = 17;

@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include "core/Common.h"
+#include "core/MacText.h"
 #include "os/OsFile.h"
 #include "os/Paths.h"
 #include "platform/Protool.h"
-#include "subdev/MacText.h"
 
 static const size_t kLineMax = 31; // characters of a line that is read
 static const mode_t kFileMode = 0600;

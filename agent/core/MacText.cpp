@@ -1,10 +1,9 @@
-#include "subdev/MacText.h"
+#include "core/MacText.h"
 
 #include <cctype>
 #include <cstring>
 
 #include "core/Common.h"
-#include "platform/Frame.h"
 
 static bool IsDigit(char c)
 {
