@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "simulator/console/Markdown.h"
+
 namespace sim
 {
 
@@ -14,17 +16,22 @@ const Command *FindCommand(const CommandList &commands, const std::string &name)
     return command == commands.end() ? nullptr : &*command;
 }
 
+static std::string UseOf(const Command &command)
+{
+    return std::string(command.name) + (*command.arguments ? " " : "") + command.arguments;
+}
+
 Outcome RunCommand(const Command &command, const Words &words, Journal *journal)
 {
     if (words.size() - 1 < command.least || words.size() - 1 > command.most)
-        return Outcome::Fail(std::string("use: ") + command.name + (*command.arguments ? " " : "") + command.arguments);
+        return Outcome::Fail("use: " + UseOf(command));
     if (command.acts && journal) journal->Log().MarkHere();
     return command.run(words);
 }
 
-void Interpreter::Add(const std::string &title, const CommandList &commands)
+void Interpreter::Add(const std::string &title, const CommandList &commands, bool common)
 {
-    sections_.push_back({title, false, commands});
+    sections_.push_back({title, false, common, commands});
 }
 
 void Interpreter::AddFrames(const std::string &title, CommandList commands,
@@ -37,7 +44,7 @@ void Interpreter::AddFrames(const std::string &title, CommandList commands,
         command.acts = true;
         command.run = send;
     }
-    sections_.push_back({title, true, commands});
+    sections_.push_back({title, true, false, commands});
 }
 
 Outcome Interpreter::Run(const Words &words) const
@@ -51,8 +58,7 @@ Outcome Interpreter::Run(const Words &words) const
 
 static std::string HelpLines(const Command &command)
 {
-    return std::string("  ") + command.name + (*command.arguments ? " " : "") + command.arguments + "\n        " +
-           command.help + "\n";
+    return "  " + UseOf(command) + "\n        " + command.help + "\n";
 }
 
 bool Interpreter::Help(const std::string &name, std::string *text) const
@@ -67,6 +73,17 @@ bool Interpreter::Help(const std::string &name, std::string *text) const
         }
     }
     return !text->empty();
+}
+
+std::string Interpreter::Markdown(bool common) const
+{
+    std::string text = MarkdownHead({"command", ""});
+    for (const Section &section : sections_) {
+        if (section.common != common) continue;
+        for (const Command &command : section.commands)
+            if (command.help) text += MarkdownRow({MarkdownCode(UseOf(command)), command.help});
+    }
+    return text;
 }
 
 void Interpreter::AddNames(bool framesOnly, std::vector<std::string> *names) const
@@ -134,8 +151,8 @@ CommandList RepeatCommands(const Interpreter *interpreter, const char *burstHelp
     };
     const Completer behind = FrameBehind(interpreter, 2);
     return {
-        {"flood", "COUNT COMMAND", "send a frame command COUNT times back to back", 2, kMaxWords, true, repeated(false),
-         behind},
+        {"flood", "COUNT COMMAND", "send a frame command COUNT times (at most 100000) back to back", 2, kMaxWords, true,
+         repeated(false), behind},
         {"burst", "COUNT COMMAND", burstHelp, 2, kMaxWords, true, repeated(true), behind},
     };
 }

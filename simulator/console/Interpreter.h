@@ -44,8 +44,8 @@ class Interpreter
     Interpreter(const Interpreter &) = delete;
     Interpreter &operator=(const Interpreter &) = delete;
 
-    // Adds commands, under a title of their own in help unless it is empty.
-    void Add(const std::string &title, const CommandList &commands);
+    // Adds commands, under a title of their own in help unless it is empty. `common`: every tool has them.
+    void Add(const std::string &title, const CommandList &commands, bool common = false);
 
     // The same for commands that send a frame, each by handing its words to `send`.
     void AddFrames(const std::string &title, CommandList commands, const std::function<Outcome(const Words &)> &send);
@@ -56,6 +56,9 @@ class Interpreter
     // What `help` says: all commands for an empty name. False when there is no such command.
     bool Help(const std::string &name, std::string *text) const;
 
+    // The commands as a table for a document: those that every tool has (`common`), or the tool's own.
+    std::string Markdown(bool common) const;
+
     // What may follow the words that stand before the one being typed. `framesOnly`: of commands that send a frame.
     std::vector<std::string> Completions(const Words &before, bool framesOnly = false) const;
 
@@ -63,6 +66,7 @@ class Interpreter
     struct Section {
         std::string title;
         bool frames; // its commands send one each
+        bool common; // every tool has them
         CommandList commands;
     };
     void AddNames(bool framesOnly, std::vector<std::string> *names) const;

@@ -40,7 +40,7 @@ CLI::Option *AddFaultOption(CLI::App *app, const char *name, const FaultTable &t
         ->type_name("WHAT")
         ->expected(1)
         ->take_all()
-        ->check(CLI::Validator(check, "", "misbehaviour"));
+        ->check(CLI::Validator(check, "", "fault"));
 }
 
 } // namespace sim

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "simulator/console/Markdown.h"
+
 namespace sim
 {
 
@@ -15,18 +17,41 @@ static const int64_t kMaxPauseMs = 3600000;
 
 // ---- Tables
 
+// "late=SECONDS"; "close[=SIZE]" when the value may be left out.
+static std::string UseOf(const FaultRow &row)
+{
+    const char *unset = row.value.unset;
+    return row.name + (row.value.name ? std::string(unset ? "[=" : "=") + row.value.name + (unset ? "]" : "") : "");
+}
+
+// "register [login]": where it happens, and where it happens only when narrowed to that place.
+static std::string PlacesText(const FaultTable &table, const FaultRow &row)
+{
+    const unsigned more = row.allowed & ~row.places;
+    return table.placesText(row.places) + (more ? " [" + table.placesText(more) + "]" : "");
+}
+
 std::string FaultsHelp(const FaultTable &table)
 {
     std::string text = table.help;
     for (const FaultRow &row : table.rows) {
-        std::string line = std::string("  ") + row.name;
-        const char *unset = row.value.unset;
-        if (row.value.name) line += std::string(unset ? "[=" : "=") + row.value.name + (unset ? "]" : "");
+        const std::string line = "  " + UseOf(row);
         text += line + std::string(line.size() < kHelpColumn ? kHelpColumn - line.size() : 1, ' ') + row.help + "\n";
-        if (!table.placesText) continue;
-        const unsigned more = row.allowed & ~row.places;
-        text += std::string(kHelpColumn, ' ') + "at " + table.placesText(row.places);
-        text += (more ? " [" + table.placesText(more) + "]" : "") + "\n";
+        if (table.placesText) text += std::string(kHelpColumn, ' ') + "at " + PlacesText(table, row) + "\n";
+    }
+    return text;
+}
+
+std::string FaultsMarkdown(const FaultTable &table)
+{
+    std::vector<std::string> columns = {"fault", "default", ""};
+    if (table.placesText) columns.push_back("at");
+    std::string text = MarkdownHead(columns);
+    for (const FaultRow &row : table.rows) {
+        std::vector<std::string> cells = {MarkdownCode(UseOf(row)),
+                                          MarkdownCode(row.value.unset ? row.value.unset : ""), row.help};
+        if (table.placesText) cells.push_back(PlacesText(table, row));
+        text += MarkdownRow(cells);
     }
     return text;
 }
@@ -80,8 +105,7 @@ bool Faults::Read(const std::string &word, ActiveFault *fault, std::string *erro
     const size_t at = table_->narrow ? front.find('@') : std::string::npos;
     const std::string name = front.substr(0, at);
     const FaultRow *row = FindRow(*table_, name);
-    *error = table_->narrow ? "there is no misbehaviour '" + name + "'"
-                            : "there is no '" + name + "' for " + table_->command;
+    *error = table_->narrow ? "there is no fault '" + name + "'" : "there is no '" + name + "' for " + table_->command;
     if (!row) return false;
     fault->row = row;
     fault->places = row->places;

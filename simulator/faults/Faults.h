@@ -77,6 +77,8 @@ struct FaultTable {
 
 // The table with names, values and what they do, a line each.
 std::string FaultsHelp(const FaultTable &table);
+// The same as a table for a document.
+std::string FaultsMarkdown(const FaultTable &table);
 std::vector<std::string> FaultNames(const FaultTable &table);
 
 // ---- What is switched on

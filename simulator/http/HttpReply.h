@@ -28,7 +28,7 @@ struct HttpReply {
     int64_t lateMs = 0;              // before the first byte
     int64_t dripMs = -1;             // before each further byte of the header; -1: the header leaves at once
     int64_t rate = 0;                // bytes of the body a second; 0: as fast as they go
-    std::vector<std::string> faults; // that happen to it on purpose
+    std::vector<std::string> faults; // that happened to it on purpose on purpose
 };
 
 // The reply to `request`, for whose path `body` was found. A request that is refused gets its status and no fault.

@@ -14,7 +14,7 @@ static const int64_t kProgressMs = 1000;
 
 HttpServer::HttpServer(const HttpSettings &settings, Loop *loop, Journal *journal, std::function<unsigned()> nextId)
     : settings_(settings), loop_(loop), journal_(journal), nextId_(std::move(nextId)),
-      faults_(kHttpFaults, settings.misbehaviours)
+      faults_(kHttpFaults, settings.faults)
 {
 }
 

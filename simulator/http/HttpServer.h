@@ -23,7 +23,7 @@ struct HttpSettings {
     Address address;
     int64_t size = 100 << 20; // of made-up files
     std::string root;         // folder of real files; empty: none
-    std::vector<std::string> misbehaviours;
+    std::vector<std::string> faults;
     int64_t idleMs = 60000; // within which a connection has to bring a request
 };
 
@@ -44,7 +44,7 @@ class HttpServer
     bool Offer(const std::string &path, int file, std::string *error) { return content_.Offer(path, file, error); }
 
     const Address &At() const { return settings_.address; } // the real one once started
-    Faults *Misbehaviour() { return &faults_; }
+    Faults *FaultSet() { return &faults_; }
     Fields Status() const;
 
   private:

@@ -32,7 +32,7 @@ static Outcome RunEvery(const Words &words, CommandContext *context)
 
 static Outcome RunMisbehave(const Words &words, CommandContext *context)
 {
-    return RunFaultCommand(words, context->platform->Misbehaviour(), context->journal);
+    return RunFaultCommand(words, context->platform->FaultSet(), context->journal);
 }
 
 static Outcome RunHttp(const Words &words, CommandContext *context)
@@ -40,7 +40,7 @@ static Outcome RunHttp(const Words &words, CommandContext *context)
     HttpServer *server = context->platform->Http();
     Faults none(kHttpFaults);
     if (!server && words.size() > 1) return Outcome::Fail("there is no HTTP server: start with --http ADDR:PORT");
-    return RunFaultCommand(words, server ? server->Misbehaviour() : &none, context->journal);
+    return RunFaultCommand(words, server ? server->FaultSet() : &none, context->journal);
 }
 
 static Outcome RunTarget(const Words &words, CommandContext *context)
@@ -80,34 +80,41 @@ void AddPlatformCommands(Interpreter *interpreter, CommandContext *context)
         std::string error;
         return Result(send(words, 1, false, &error), error);
     };
-    interpreter->AddFrames("Frames, sent to the latest agent that logged in:\n", FrameCommands(nullptr, nullptr),
-                           sendOne);
+    interpreter->AddFrames("Frames, sent to the target (see target):\n", FrameCommands(nullptr, nullptr), sendOne);
     interpreter->AddFrames("", FunctionCommands(), sendOne);
-    interpreter->Add("Everything else:\n", RepeatCommands(interpreter, "the same, all frames in one piece", send));
+    interpreter->Add("Everything else:\n", RepeatCommands(interpreter, "the same, all frames in one write", send));
     interpreter->Add(
         "",
         {
-            {"every", "MS COUNT COMMAND", "send a frame command COUNT times, MS milliseconds apart, while others go on",
-             3, kMaxWords, true, with(RunEvery), FrameBehind(interpreter, 3)},
+            {"every", "MS COUNT COMMAND",
+             "send a frame command COUNT times, MS milliseconds apart, while other commands go on", 3, kMaxWords, true,
+             with(RunEvery), FrameBehind(interpreter, 3)},
             {"drop", "", "close the connection", 0, 0, true, cut(Platform::Cut::Drop)},
             {"reset", "", "close the connection with a TCP reset", 0, 0, true, cut(Platform::Cut::Reset)},
-            {"half-close", "", "end what is sent, go on receiving", 0, 0, true, cut(Platform::Cut::HalfClose)},
-            {"target", "CONN | latest", "send the following commands to this connection", 1, 1, false, with(RunTarget)},
-            {"devices", "[SECONDS]", "ask for the report of all devices, wait for it and show them (report-devices)", 0,
-             1, true, with(RunDevices)},
+            {"half-close", "", "shut down the sending direction, go on receiving", 0, 0, true,
+             cut(Platform::Cut::HalfClose)},
+            {"target", "CONN | latest",
+             "send what follows to this connection; latest, as at the start: to the agent that logged in last", 1, 1,
+             false, with(RunTarget)},
+            {"devices", "[SECONDS]",
+             "ask for the report of all devices (function 64), wait for it and show it as a table", 0, 1, true,
+             with(RunDevices)},
             {"update",
              "FILE [from=V] [to=V] [id=ID] [md5=HEX] [length=N] [token=T] [url=URL] [within=SECONDS] [expect-failure]",
-             "give the agent FILE as its new plugin: serves it over HTTP, sends both commands of an update and waits "
-             "for the report. Fails when the agent reports a failure, with expect-failure when it does not. What is "
-             "not given is true, or taken from the login; within: how long nothing may happen",
+             "give the agent FILE as its new plugin: serve it over HTTP, send both commands of an update, wait for the "
+             "report. Fails when the agent reports a failure; with expect-failure, when it does not. What is not "
+             "given is true, or taken from the login; within: how long nothing may happen",
              1, 9, true, with(RunUpdate), UpdateCompletions},
-            {"misbehave", "[NAME[@STEP][=VALUE] [COUNT] | off [NAME]]", "do something wrong; alone: list what there is",
-             0, 2, false, with(RunMisbehave), MisbehaveCompletions(kPlatformFaults)},
+            {"misbehave", "[NAME[@STEP][=VALUE] [COUNT] | off [NAME]]",
+             "switch on a fault; off: switch off; alone: list the faults", 0, 2, false, with(RunMisbehave),
+             MisbehaveCompletions(kPlatformFaults)},
             {"http", "[PATH|* NAME[=VALUE]... [COUNT] | off [NAME]]",
-             "let the HTTP server do something wrong with a path; alone: list what there is", 0, 30, false,
-             with(RunHttp), HttpCompletions},
-            {"functions", "[NAME]", "list the functions of the router; show one byte by byte", 0, 1, false,
-             with(RunFunctions), Choice(FunctionNameList())},
+             "switch on a fault of the HTTP server for requests for PATH, or for all with *; off: switch off; alone: "
+             "list "
+             "the faults",
+             0, 30, false, with(RunHttp), HttpCompletions},
+            {"functions", "[NAME]", "list the functions; show one byte by byte", 0, 1, false, with(RunFunctions),
+             Choice(FunctionNameList())},
         });
     AddConsoleCommands(interpreter, context, kEvents);
 }

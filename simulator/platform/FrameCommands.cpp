@@ -232,34 +232,35 @@ CommandList FrameCommands(FrameContext *context, OutFrame *frame)
              return Outcome::Ok();
          }},
         {"function", "ID [HEX | text=TEXT | datatype=N]...",
-         "send any function command: ID by number or name, then its parameters as they stand", 1, 32, true,
-         make(MakeFunction), Choice(FunctionNameList())},
-        {"record", "HEX [datatype=N]", "send a function command whose whole request record is HEX", 1, 2, true,
-         make(MakeRecord)},
-        {"plugin", "TYPE [TEXT]", "send a plugin data command: TYPE by number or name, then its text, mostly JSON", 1,
-         kMaxWords, true, make(MakePlugin), Choice(PluginTypeNames())},
+         "send any function command, by number or name, with its parameters as they stand. The DataType is the low "
+         "byte "
+         "of ID unless given",
+         1, 32, true, make(MakeFunction), Choice(FunctionNameList())},
+        {"record", "HEX [datatype=N]", "send a function command whose whole request record is HEX, however short", 1, 2,
+         true, make(MakeRecord)},
+        {"plugin", "TYPE [TEXT]",
+         "send a plugin data command (MsgType 18): TYPE by number or name, then its text, mostly JSON", 1, kMaxWords,
+         true, make(MakePlugin), Choice(PluginTypeNames())},
         {"forward", "add|del PRE_IP PRE_PORT POST_IP POST_PORT",
-         "forward TCP connections to PRE_IP:PRE_PORT to POST_IP:POST_PORT, or no longer (plugin route-set)", 5, 5, true,
-         plugin(ForwardText, PLUG_ROUTE_SET), Choice({"add", "del"})},
+         "forward TCP connections for PRE_IP:PRE_PORT to POST_IP:POST_PORT; del: stop it (plugin route-set)", 5, 5,
+         true, plugin(ForwardText, PLUG_ROUTE_SET), Choice({"add", "del"})},
         {"limit", "MAC UP DOWN | limit MAC off",
-         "limit what a device sends and receives, in the router's unit; off: no longer (function 66)", 2, 3, true,
-         function(LimitText, kLimitFunction), LimitCompletions},
+         "limit what a device sends and receives, in the router's unit; off: remove the limit (function 66)", 2, 3,
+         true, function(LimitText, kLimitFunction), LimitCompletions},
         {"surf", "add|del MAC DAYS START STOP",
-         "refuse a device the internet from START to STOP (H:MM, both included), or no longer (function 69). DAYS has "
-         "a digit for each weekday: 1 Monday, 2 Tuesday, 3 Wednesday, 4 Thursday, 5 Friday, 6 Saturday. 7 is stored "
-         "and never acts: an agent counts Sunday as 0, for which there are no rules",
+         "block a device's internet access from START to STOP (H:MM, both included); del: remove the rule (function "
+         "69). DAYS has a digit for each weekday: 1 Monday, 2 Tuesday, 3 Wednesday, 4 Thursday, 5 Friday, 6 Saturday. "
+         "7 is stored and never matches: an agent counts Sunday as 0, for which there are no rules",
          5, 5, true, function(SurfText, kSurfFunction), Choice({"add", "del"})},
-        {"surf-json", "TEXT", "send function 69 with this text, whatever it is", 1, kMaxWords, true,
-         make(MakeSurfJson)},
+        {"surf-json", "TEXT", "send function 69 with this text, valid or not", 1, kMaxWords, true, make(MakeSurfJson)},
         {"firmware-check", "FROM TO",
          "ask whether firmware FROM may become TO (plugin firmware-check); answered as an upload", 2, 2, true,
          plugin(FirmwareCheckText, PLUGIN_FIRMWARE_CHECK)},
         {"firmware-update", "FROM TO URL LENGTH METHOD SUM",
-         "have the router's management process update the firmware (plugin firmware-update); what came of it is an "
-         "upload",
+         "have the router's management process update the firmware (plugin firmware-update); the result is an upload",
          6, 6, true, plugin(FirmwareUpdateText, PLUGIN_FIRMWARE_UPDATE)},
         {"report-interval", "MINUTES",
-         "report every device that comes online, and again after MINUTES (1 to 19); 0: report none (plugin "
+         "report each device that comes online, and again after MINUTES (1 to 19); 0: report none (plugin "
          "report-interval)",
          1, 1, true, plugin(ReportIntervalText, PLUGIN_REPORT_INTERVAL)},
         {"frame", "MSGTYPE [head=HEX] [plain=HEX | body=HEX] [checksum=N] [length=N] [flag=N]",
@@ -282,9 +283,10 @@ CommandList FunctionCommands()
             return ParameterCompletions(function, From(words, 1));
         };
         // The list has one line for all of them.
-        const char *line = commands.empty() ? "  FUNCTION [PARAMETER]...\n        ask or set something of the router: "
-                                              "\"functions\" lists them all\n"
-                                            : "";
+        const char *line = commands.empty()
+                               ? "  FUNCTION [PARAMETER]...\n        query or set something of the router: "
+                                 "\"functions\" lists them all\n"
+                               : "";
         const auto help = [&function, line](bool alone) { return alone ? FunctionHelp(function) : line; };
         commands.push_back({function.name, "", nullptr, 0, 0, true, nullptr, completions, help});
     }

@@ -16,8 +16,7 @@ namespace sim
 static const size_t kShownBytes = 256; // of a bad frame
 
 Platform::Platform(const PlatformOptions &options, Loop *loop, Journal *journal)
-    : options_(options), loop_(loop), journal_(journal), faults_(kPlatformFaults, options.misbehaviours),
-      random_(options.seed)
+    : options_(options), loop_(loop), journal_(journal), faults_(kPlatformFaults, options.faults), random_(options.seed)
 {
 }
 

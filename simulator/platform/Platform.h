@@ -56,7 +56,7 @@ class Platform
     bool FilesFor(const TargetFacts &target, Address *address, std::string *error);
 
     Fields Status() const;
-    Faults *Misbehaviour() { return &faults_; }
+    Faults *FaultSet() { return &faults_; }
     HttpServer *Http() { return http_.get(); } // nullptr without one
     bool Busy() const;                         // something is still to be sent
 

@@ -89,7 +89,7 @@ static void AddHttpOptions(CLI::App *app, PlatformOptions *o)
         ->type_name("DIR")
         ->needs(http)
         ->group(group);
-    AddFaultOption(app, "--http-misbehave", kHttpFaults, &o->http.misbehaviours,
+    AddFaultOption(app, "--http-misbehave", kHttpFaults, &o->http.faults,
                    "do something wrong: 'PATH|* NAME[=VALUE]... [COUNT]', may be repeated; \"http\" lists the names")
         ->needs(http)
         ->group(group);
@@ -119,7 +119,7 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
     app->add_flag_callback(
            "--no-upload-ack", [o] { o->session.ackUploads = false; }, "do not acknowledge uploads")
         ->group(group);
-    AddFaultOption(app, "--misbehave", kPlatformFaults, &o->misbehaviours,
+    AddFaultOption(app, "--misbehave", kPlatformFaults, &o->faults,
                    "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
         ->group(group);
     app->add_option("--seed", o->seed, "start of the random numbers in garbage and noise [1]")

@@ -19,7 +19,7 @@ struct PlatformOptions : ConsoleOptions {
     Address login;
     std::optional<Address> announce; // otherwise where it listens
     ConversationSettings session;
-    std::vector<std::string> misbehaviours;
+    std::vector<std::string> faults;
     uint64_t seed = 1;
     bool httpOn = false;
     HttpSettings http;

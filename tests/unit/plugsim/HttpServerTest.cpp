@@ -52,7 +52,7 @@ struct Http : testing::Test {
     {
         Words words;
         std::string error;
-        ASSERT_TRUE(SplitWords(line, &words, &error) && server->Misbehaviour()->Add(words, &error)) << error;
+        ASSERT_TRUE(SplitWords(line, &words, &error) && server->FaultSet()->Add(words, &error)) << error;
     }
     Client *Connect()
     {
