@@ -8,7 +8,7 @@
 #   shell       shellcheck finds nothing in the scripts
 #   man         mandoc finds nothing in the man pages
 #   links       what the documents point to is there
-#   folders     the agent's folders include each other in one direction
+#   folders     the agent's folders include each other in one direction, as docs/architecture.md draws it
 #
 # The last line says how many checks passed and which failed; exit status 1 when one failed.
 # Packages: scripts/install-packages.sh lint.
@@ -35,7 +35,7 @@ check_tidy() {
 check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init; } | xargs shellcheck -x -S style; }
 check_man() { files 'plug*.[1-8]' | xargs mandoc -Tlint -W warning; }
 check_links() { scripts/document-links.sh; }
-check_folders() { scripts/folder-order.sh; }
+check_folders() { scripts/folder-order.sh && scripts/folder-plan.sh; }
 
 passed=0 failed=()
 [ $# -gt 0 ] || set -- format tidy shell man links folders

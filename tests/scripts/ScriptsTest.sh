@@ -69,6 +69,19 @@ FindsAKnownArrowThatIsMended)
     : >subdev/Up.cpp
     says 1 'no longer so, take it from the list of known ones: subdev/Up.cpp comm' order
     ;;
+FindsADiagramThatIsOutOfDate)
+    some_agent
+    plan() { "$repo/scripts/folder-plan.sh" "$folder" plan.md; }
+    row() { printf ' %s   what it does   ──> %s\n' "$@"; }
+    { row agent/ comm && row subdev/ comm && row comm/ core && row core/ 'os' && row os/ 'POSIX'; } >plan.md
+    says 0 '' plan
+    row core/ 'os comm' >>plan.md
+    says 1 'no file makes the arrow core ──> comm of plan.md' plan
+    sed -i '/subdev/d; $d' plan.md
+    says 1 'plan.md lacks the arrow subdev ──> comm' plan
+    echo '# No diagram' >plan.md
+    says 1 'plan.md has no diagram' plan
+    ;;
 FindsADocumentThatPointsNowhere)
     links=$repo/scripts/document-links.sh
     printf '# A heading\n[here](#a-heading) `core/Config` `scripts/*.sh` `no/path`\n' >right.md
