@@ -15,15 +15,15 @@
 #include "os/OsWait.h"
 #include "platform/Protool.h"
 
-static const char kSet[] = "ComF_set_auto_report"; // what the parts of it are logged as
-static const int kConfTextMin = 2;
-static const int kConfTextMax = 1023; // the platform's text
-static const size_t kAnswerMin = 5;   // the peer's answer with its status
-static const size_t kAnswerMax = 1023;
-static const size_t kJumpTimeMin = 9;      // "1:00-2:00"
-static const size_t kJumpTimeMax = 11;     // "01:00-02:00"
+static const char kSet[] = "ComF_set_auto_report"; // the name in the log for its helpers
+static const int kMinConfText = 2;                 // bytes of the platform's text
+static const int kMaxConfText = 1023;
+static const size_t kMinAnswer = 5; // bytes of the peer's answer with its status
+static const size_t kMaxAnswer = 1023;
+static const size_t kMinJumpTime = 9;      // "1:00-2:00"
+static const size_t kMaxJumpTime = 11;     // "01:00-02:00"
 static const int64_t kStampTolerance = 90; // seconds between the platform's time stamp and our clock
-static const double kStampMax = 1e15;      // far behind any date; what lies past it fits no integer
+static const double kMaxStamp = 1e15;      // far after any date; what is above may fit no integer
 
 std::atomic<int> intervalFlag1{-1};
 std::atomic<int> intervalFlag2{-1};
@@ -32,7 +32,7 @@ std::atomic<int> referNum{-1};
 std::atomic<int> serverErr{0};
 static char jumpTime[kJumpTimeSize];
 
-// Guards jumpTime, and that the values above change together.
+// Guards jumpTime, and every change of the values above.
 static pthread_mutex_t s_confLock = PTHREAD_MUTEX_INITIALIZER;
 
 AutoReportConf AutoReportConfNow()
@@ -62,7 +62,7 @@ static void TakeInt(const cJSON *json, const char *name, int *value)
     if (cJSON_IsNumber(item)) *value = item->valueint;
 }
 
-// What both the platform's configuration and the peer's answer hold.
+// Reads the members that the platform's configuration and the peer's answer have in common.
 static void TakeConf(const cJSON *json, AutoReportConf *conf)
 {
     TakeInt(json, "referNum", &conf->referNum);
@@ -72,14 +72,14 @@ static void TakeConf(const cJSON *json, AutoReportConf *conf)
     const char *quiet = cJSON_GetStringValue(cJSON_GetObjectItem(json, "jumpTime"));
     if (!quiet) return;
     const size_t length = strlen(quiet);
-    if (length >= kJumpTimeMin && length <= kJumpTimeMax) memcpy(conf->jumpTime, quiet, length + 1);
+    if (length >= kMinJumpTime && length <= kMaxJumpTime) memcpy(conf->jumpTime, quiet, length + 1);
 }
 
 void Comm_get_88Conf(const uint8_t *payload, size_t length)
 {
     AutoReportConf conf;
-    if (length >= kAnswerMin && length <= kAnswerMax && payload[0] == 0) {
-        char text[kAnswerMax];
+    if (length >= kMinAnswer && length <= kMaxAnswer && payload[0] == 0) {
+        char text[kMaxAnswer];
         memcpy(text, payload + 1, length - 1);
         text[length - 1] = '\0';
         LOG_DEBUG("Receive 88 info:\n%s, length=%d", text, static_cast<int>(length) - 1);
@@ -94,12 +94,12 @@ void Comm_get_88Conf(const uint8_t *payload, size_t length)
 
 // ---- The times ----
 
-// Between our clock and the platform's, as its time stamp tells it. Returns false when the stamp is too old.
+// Stores the platform's clock, by its time stamp, minus ours. Returns false when they are too far apart.
 static bool ClockDifference(const cJSON *json, int64_t now, int *difference)
 {
     const cJSON *stamp = cJSON_GetObjectItem(json, "timestamp");
     const double seconds = cJSON_IsNumber(stamp) ? stamp->valuedouble : 0;
-    if (!(seconds >= 0 && seconds < kStampMax)) return false;
+    if (!(seconds >= 0 && seconds < kMaxStamp)) return false;
     const int64_t apart = static_cast<int64_t>(seconds) - now;
     if (apart < -kStampTolerance || apart > kStampTolerance) return false;
     *difference = static_cast<int>(apart);
@@ -108,7 +108,7 @@ static bool ClockDifference(const cJSON *json, int64_t now, int *difference)
 
 static bool ReferNumInRange(const char *function, const AutoReportConf &conf)
 {
-    if (conf.referNum >= kReferNumMin && conf.referNum <= kReferNumMax) return true;
+    if (conf.referNum >= kMinReferNum && conf.referNum <= kMaxReferNum) return true;
     LOG_AS(LOG_LEVEL_ERR, function, "referNum is error !!!!!!");
     return false;
 }
@@ -132,7 +132,7 @@ static int TimesFor(const char *function, const AutoReportConf &conf, int64_t no
 
 // ---- The platform's configuration ----
 
-// The text goes on to the peer as it came, so its end has to be the brace behind which more can be put.
+// The text goes to the peer as it came, with more members appended: they replace its last brace.
 static size_t LengthWithoutBrace(const char *text)
 {
     size_t length = strlen(text);
@@ -140,7 +140,7 @@ static size_t LengthWithoutBrace(const char *text)
     return length > 0 ? length - 1 : 0;
 }
 
-static int RequestFrom(const cJSON *json, const char *text, AutoReportConf *conf, char request[kAutoReportTextMax + 1])
+static int RequestFrom(const cJSON *json, const char *text, AutoReportConf *conf, char request[kMaxAutoReportText + 1])
 {
     *conf = {};
     TakeConf(json, conf);
@@ -153,11 +153,11 @@ static int RequestFrom(const cJSON *json, const char *text, AutoReportConf *conf
     ReportTimes times;
     if (TimesFor(kSet, *conf, now, &times) != 0) return 1;
     const int length =
-        snprintf(request, kAutoReportTextMax + 1,
+        snprintf(request, kMaxAutoReportText + 1,
                  "%.*s,\"serverDiff\":%d,\"dayReportTime\":\"%f\",\"cycleReportStart\":\"%f\",\"save\":1}",
                  static_cast<int>(LengthWithoutBrace(text)), text, conf->serverErr, times.day, times.cycle);
-    if (length > static_cast<int>(kAutoReportTextMax)) {
-        // Half a JSON text would tell the peer nothing.
+    if (length > static_cast<int>(kMaxAutoReportText)) {
+        // Half a JSON text is useless to the peer.
         LOG_AS(LOG_LEVEL_ERR, kSet, "auto report info too long, length=%d", length);
         return 1;
     }
@@ -165,13 +165,13 @@ static int RequestFrom(const cJSON *json, const char *text, AutoReportConf *conf
     return 0;
 }
 
-int AutoReportRequest(const char *text, int length, AutoReportConf *conf, char request[kAutoReportTextMax + 1])
+int AutoReportRequest(const char *text, int length, AutoReportConf *conf, char request[kMaxAutoReportText + 1])
 {
-    if (length < kConfTextMin || length > kConfTextMax) return 1;
-    char copy[kConfTextMax + 1];
+    if (length < kMinConfText || length > kMaxConfText) return 1;
+    char copy[kMaxConfText + 1];
     snprintf(copy, sizeof copy, "%.*s", length, text);
     LOG_AS(LOG_LEVEL_DEBUG, kSet, "Receive 88 info:\n%s, length=%d", copy, length);
-    cJSON *json = JsonParse(copy, true); // nothing but blanks behind it
+    cJSON *json = JsonParse(copy, true); // nothing but blanks after it
     if (!json) return 1;
     const int result = RequestFrom(json, copy, conf, request);
     cJSON_Delete(json);
@@ -181,11 +181,11 @@ int AutoReportRequest(const char *text, int length, AutoReportConf *conf, char r
 int ComF_set_auto_report(const char *text, int length)
 {
     AutoReportConf conf;
-    char request[kAutoReportTextMax + 1];
+    char request[kMaxAutoReportText + 1];
     if (AutoReportRequest(text, length, &conf, request) != 0) return 1;
     const CommTurn turn(FUNCID_SET_AUTO_REPORT);
     if (!turn.Held()) return 1;
-    AutoReportConfSet(conf); // in our turn: the answer to a question for what the peer had before must not replace it
+    AutoReportConfSet(conf); // in our turn: a late answer with the peer's previous configuration must not replace it
     return CommAskInTurn({__func__, "ERROR: send set autoreport switch command failed!", FUNCID_SET_AUTO_REPORT,
                           request, static_cast<uint32_t>(strlen(request)), kAnswerTicks, nullptr, 0, nullptr});
 }
@@ -207,14 +207,13 @@ static bool NothingToCalibrate(const AutoReportConf &conf)
 
 void ComF_send_calibration()
 {
-    const CommTurn turn(
-        FUNCID_SET_AUTO_REPORT); // waits for it first: meanwhile a command may bring another configuration
+    const CommTurn turn(FUNCID_SET_AUTO_REPORT); // before the configuration is read: a command may replace it meanwhile
     if (!turn.Held()) return;
     const AutoReportConf conf = AutoReportConfNow();
     if (!ReferNumInRange(__func__, conf) || NothingToCalibrate(conf)) return;
     ReportTimes times;
     if (TimesFor(__func__, conf, OsWallTime(), &times) != 0) return;
-    char request[kAutoReportTextMax + 1];
+    char request[kMaxAutoReportText + 1];
     const int length = snprintf(request, sizeof request,
                                 "{\"interval1\":%d,\"interval2\":%d,\"interval3\":%d,\"dayReportTime\":\"%f\","
                                 "\"cycleReportStart\":\"%f\",\"save\":0}",

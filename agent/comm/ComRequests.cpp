@@ -17,21 +17,21 @@
 #include "platform/Session.h"
 #include "platform/TcpServer.h"
 
-static const int kFailed = 1; // nothing sent, or no answer
+static const int kFailed = 1; // nothing was sent, or no answer came
 static const int64_t kTickMs = 50;
-static const int kMostTicks = 1200;
-static const int kScanTicks = 1200; // the peer looks for the neighbours' networks
+static const int kMaxTicks = 1200;
+static const int kScanTicks = 1200; // a minute: the peer scans for the neighbours' networks
 static const size_t kWanRecordSize = 228;
 
-static const uint32_t kFuncMin = 1;
-static const uint32_t kFuncMax = 1000;
+static const uint32_t kMinFuncId = 1;
+static const uint32_t kMaxFuncId = 1000;
 
 // ---- Sending ----
 
 static const size_t kStateTextSize = 500;
 
 pthread_mutex_t txLock = PTHREAD_MUTEX_INITIALIZER;
-static uint8_t txbuf[kCommSendMax]; // guarded by txLock
+static uint8_t txbuf[kMaxCommSend]; // guarded by txLock
 
 static int StateText(char text[kStateTextSize])
 {
@@ -39,10 +39,10 @@ static int StateText(char text[kStateTextSize])
                     mLogin == 1 ? "online" : "offline", kPluginVersionTagged);
 }
 
-// Sends the frame that has been begun in txbuf; txLock is held.
+// Completes the frame in txbuf with its payload and sends it; txLock is held.
 static int SendPayload(const void *data, size_t length)
 {
-    if (length > kCommSendPayloadMax || (length > 0 && !data)) {
+    if (length > kMaxCommSendPayload || (length > 0 && !data)) {
         LOG_AS(LOG_LEVEL_ERR, "CommSendCmd", "send data length error, length is %u", static_cast<unsigned>(length));
         return -1;
     }
@@ -73,13 +73,13 @@ static int SendRequest(const FuncIdRow &row, const void *data, size_t length)
 int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len)
 {
     OsGuard guard(&txLock);
-    if (FuncID < kFuncMin || FuncID > kFuncMax) {
+    if (FuncID < kMinFuncId || FuncID > kMaxFuncId) {
         LOG_ERR("Function CMD error.");
         return -1;
     }
-    CommFrameHead(txbuf, static_cast<uint16_t>(FuncID)); // a request that is refused has its number all the same
+    CommFrameHead(txbuf, static_cast<uint16_t>(FuncID)); // a request that is refused below uses up its number, too
     if (FuncID == FUNCID_DEVICES) {
-        LOG_ERR("Error comm_subdev_report"); // devices are only ever reported to us
+        LOG_ERR("Error comm_subdev_report"); // only the peer sends devices
         return -1;
     }
     const FuncIdRow *const request = FuncIdFind(FuncID);
@@ -92,7 +92,7 @@ int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len)
 
 // ---- Waiting ----
 
-// Nobody could do anything with an answer any more.
+// Returns whether nobody can use an answer any more.
 static bool Ended()
 {
     return CommRun != 1 || ServerRun != 1;
@@ -104,12 +104,12 @@ static bool LetGo()
     return false;
 }
 
-// The deadline of a wait that begins now; from here on the end of the session wakes it.
+// Returns the deadline of a wait that begins now. From here on the end of the session wakes the wait.
 static int64_t BeginWait(int ticks)
 {
     static ServerStopCall s_onStop = {LetGo, false, nullptr};
     ServerOnStop(&s_onStop);
-    return OsNowMs() + std::min(ticks, kMostTicks) * kTickMs;
+    return OsNowMs() + std::min(ticks, kMaxTicks) * kTickMs;
 }
 
 // gCommAnswer is held.
@@ -145,7 +145,7 @@ static bool TakeTurn()
     return s_free.compare_exchange_strong(free, 0);
 }
 
-// The main thread ends a session, so it must not wait for a turn in one that is to end: hence the session's own wait.
+// Waits on the session: the main thread ends the session, so it must not wait for a turn in one that has to end.
 static bool AwaitTurn()
 {
     while (!TakeTurn()) {
@@ -169,7 +169,7 @@ CommTurn::~CommTurn()
 
 // ---- Asking ----
 
-// What lies in rxData behind the status and the length; gCommAnswer is held.
+// Copies the answer in rxData, without its status and length; gCommAnswer is held.
 static void ReadAnswer(const CommQuestion &question)
 {
     size_t bytes = question.outSize;
@@ -189,7 +189,7 @@ int CommAskInTurn(const CommQuestion &question)
         return kFailed;
     }
     const int64_t deadline = BeginWait(question.ticks);
-    OsGuard guard(&gCommAnswer); // over waiting and reading, so that nothing that comes then is read instead
+    OsGuard guard(&gCommAnswer); // for waiting and reading: a later answer must not come between them
     if (AwaitAnswer(deadline) != 0) return kFailed;
     ReadAnswer(question);
     return rxData[0];
@@ -203,14 +203,14 @@ int CommRequest(const CommQuestion &question)
 
 // ---- The family ----
 
-// A request without a payload of ours, and the first `size` bytes of its answer.
+// Makes a request without a payload of the caller's and stores the first `size` bytes of the answer.
 static int Query(const char *function, uint32_t id, const char *failure, uint8_t *out = nullptr, size_t size = 0,
                  uint32_t *came = nullptr, int ticks = kAnswerTicks)
 {
     return CommRequest({function, failure, id, nullptr, 0, ticks, out, size, came});
 }
 
-// A request of which only the status comes back.
+// Makes a request whose answer is only a status.
 static int Setting(const char *function, uint32_t id, const char *failure, const void *data, uint32_t length)
 {
     return CommRequest({function, failure, id, data, length, kAnswerTicks, nullptr, 0, nullptr});

@@ -1,15 +1,14 @@
-// ComRequests.h - what the agent asks of the router's management process, its local peer.
+// ComRequests.h - the agent's requests to the local peer.
 //
 // Every request is one frame; a query waits for the peer's answer. Results: 0 done, otherwise the peer's status byte,
-// or 1 when nothing could be sent or no answer came in time. While no peer is connected every request fails at once.
+// or 1 when nothing could be sent or no answer came in time. While no peer is connected, every request fails at once.
 //
-// There is one answer at a time (CommAnswer.h): nearly every frame of the peer that arrives ends the wait, and what is
-// read then is the answer that came last. Requests are made one at a time, so that is the right one unless the peer was
-// late. Whoever asks while another request is being made waits for it; the end of the session or the server ends either
-// wait.
+// There is one answer at a time (CommAnswer.h): nearly every frame of the peer ends the wait, and the requester then
+// reads the last answer. Requests are made one at a time, so this is the right one unless the peer was late. A second
+// requester waits for its turn. The end of the session or of the server ends both waits.
 //
 // State:    the transmit buffer, guarded by txLock, and whose turn it is. Threads: the main thread (duties) and the
-//           response thread (functions); CommSendCmd() and ComF_send_pluginstate() any.
+//           response thread (functions); CommSendCmd() and ComF_send_pluginstate() on any.
 #pragma once
 
 #include <cstddef>
@@ -20,32 +19,31 @@
 
 // ---- Sending ----
 
-// Held from the numbering of a frame to the end of its sending, so that frames leave in the order of their numbers.
+// Held from the numbering of a frame to the end of its sending: frames leave in the order of their numbers.
 extern pthread_mutex_t txLock;
 
-// Sends the request FuncID (1 to 1000) to the peer. `data` and `len` are its payload where the request has one of the
-// caller's: 70, 72, 74, 76, 82, 88 and 999, at most 1486 bytes, and 5 with its two. The others make their own.
-// Returns 0 when the frame was sent, -1 otherwise: no such request, a payload too long, no peer.
-int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len);
+// Sends the request FuncID (1 to 1000) to the peer. `data` and `len` (at most 1486 bytes) are its payload if the list
+// of FuncIDs says PARAMETERS, JSON, HAND_OVER or WAN_INDEX (2 bytes); the other requests ignore them and make their
+// own. Returns 0 when the frame was sent, -1 otherwise: no such request, wrong length, no peer.
+[[nodiscard]] int CommSendCmd(uint32_t FuncID, const void *data, uint32_t len);
 
-// Waits for the answer to what was sent, at most `ticks` of 50 ms and never over 1200 of them. Returns 0 as soon as it
-// is there, and at once when `ticks` is 0 or less; -1 when it did not come, or when the server or the platform session
-// ends meanwhile.
-int Route_Wait(int ticks);
+// Waits for the answer to what was sent, at most `ticks` (up to 1200) of 50 ms. Returns 0 as soon as it is there, and
+// at once when `ticks` is 0 or less; -1 when it does not come or the server or the platform session ends.
+[[nodiscard]] int Route_Wait(int ticks);
 
 constexpr int kAnswerTicks = 200; // 10 s
 
-// The turn to ask, from the clearing of the last answer to the reading of the next, held for the length of a block. No
-// other lock is held where one begins.
+// The turn to ask, held for the length of a block: from the clearing of the last answer to the reading of the next. No
+// lock may be held when it is taken.
 class CommTurn
 {
   public:
-    // Waits for the turn and forgets the last answer. `id` is the FuncID of the request.
+    // Waits for the turn and clears the last answer. `id` is the FuncID of the request.
     explicit CommTurn(uint32_t id);
     ~CommTurn();
     CommTurn(const CommTurn &) = delete;
     CommTurn &operator=(const CommTurn &) = delete;
-    bool Held() const { return mHeld; } // false when session or server have ended first: nothing is to be asked then
+    [[nodiscard]] bool Held() const { return mHeld; } // false: the session or the server ended first; ask nothing
 
   private:
     bool mHeld;
@@ -58,44 +56,45 @@ struct CommQuestion {
     uint32_t id;
     const void *data; // as for CommSendCmd()
     uint32_t length;
-    int ticks;    // how long to wait
-    uint8_t *out; // the first bytes behind the status go here, whatever the status is
+    int ticks;    // of 50 ms: how long to wait
+    uint8_t *out; // gets the first outSize bytes after the status, whatever the status is
     size_t outSize;
-    uint32_t *came; // not nullptr: only as many bytes go there as came, and this becomes their number
+    uint32_t *came; // if not nullptr: `out` gets at most the bytes that came, and this their number
 };
 
-// Sends the request and waits, in the caller's turn. Returns the peer's status, or 1.
-int CommAskInTurn(const CommQuestion &question);
+// Sends the request and waits for its answer, in the caller's turn. Returns the peer's status, or 1.
+[[nodiscard]] int CommAskInTurn(const CommQuestion &question);
 
-// The same in a turn of its own.
-int CommRequest(const CommQuestion &question);
+// Does the same in a turn of its own.
+[[nodiscard]] int CommRequest(const CommQuestion &question);
 
-// ---- Queries with an answer of a byte or two, stored at `out` when the result is 0 ----
+// ---- Queries with an answer of one or two bytes, stored at `out` when an answer came ----
 
-int ComF_get_wifi_freqband(uint32_t band, uint8_t *out); // `band` travels as its low byte
-int ComF_get_mesh_support(uint8_t *out);
-int ComF_get_mesh_switch(uint8_t *out);
-int ComF_get_mesh_roaming_switch(uint8_t *out);
-int ComF_get_mesh_roaming_threshold(uint8_t out[2]);
+[[nodiscard]] int ComF_get_wifi_freqband(uint32_t band, uint8_t *out); // sends the low byte of `band`
+[[nodiscard]] int ComF_get_mesh_support(uint8_t *out);
+[[nodiscard]] int ComF_get_mesh_switch(uint8_t *out);
+[[nodiscard]] int ComF_get_mesh_roaming_switch(uint8_t *out);
+[[nodiscard]] int ComF_get_mesh_roaming_threshold(uint8_t out[2]);
 
 // ---- Queries with a longer answer: up to `room` bytes of it are stored at `out`, and their number in `came` ----
 
-int ComF_get_mesh_topology(uint8_t *out, uint32_t room, uint32_t *came);
-int ComF_get_adj_wifi_info(uint8_t *out, uint32_t room, uint32_t *came); // waits up to a minute: the peer scans
-int ComF_get_bssid(uint8_t *out, uint32_t room, uint32_t *came);
+[[nodiscard]] int ComF_get_mesh_topology(uint8_t *out, uint32_t room, uint32_t *came);
+[[nodiscard]] int ComF_get_bssid(uint8_t *out, uint32_t room, uint32_t *came);
+// Waits up to a minute, because the peer scans.
+[[nodiscard]] int ComF_get_adj_wifi_info(uint8_t *out, uint32_t room, uint32_t *came);
 
 // ---- Settings and actions ----
 
-int ComF_set_mesh_switch(uint8_t on);
-int ComF_set_mesh_roaming_switch(uint8_t on);
-int ComF_set_mesh_roaming_threshold(uint8_t a, uint8_t b);
-int ComF_set_wan_cfg(const uint8_t record[228]); // a WanCfg in the router's own order
-int ComF_trig_onekey_optimize();
-int ComF_trig_fault_diagnosis();
+[[nodiscard]] int ComF_set_mesh_switch(uint8_t on);
+[[nodiscard]] int ComF_set_mesh_roaming_switch(uint8_t on);
+[[nodiscard]] int ComF_set_mesh_roaming_threshold(uint8_t a, uint8_t b);
+[[nodiscard]] int ComF_set_wan_cfg(const uint8_t record[228]); // a WanCfg in the router's byte order
+[[nodiscard]] int ComF_trig_onekey_optimize();
+[[nodiscard]] int ComF_trig_fault_diagnosis();
 
 // Tells the peer whether the agent is online. Returns 0 when it was sent, 1 otherwise.
 int ComF_send_pluginstate();
 
-// Asks the peer for the auto-report configuration, which the handler takes from the answer. Returns the peer's status,
-// or 1 when it did not answer.
+// Asks the peer for the auto-report configuration, which the handler thread keeps (AutoReport.h). Returns the status
+// byte of the last answer, or 1 when the peer did not answer.
 int ComF_get_autoreport_conf();

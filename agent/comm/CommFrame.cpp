@@ -58,13 +58,13 @@ size_t CommFrameWrite(uint16_t funcId, uint32_t sequence, const uint8_t *payload
 
 // ---- Reading ----
 
-// Whether a head stands at `data`, or as much of one as there is.
+// Returns whether `data` begins with a head, or with its first byte if there is no more.
 static bool BeginsLikeHead(const uint8_t *data, size_t length)
 {
     return memcmp(data, kHead, length < sizeof kHead ? length : sizeof kHead) == 0;
 }
 
-// The payload length that a whole header at `data` declares.
+// Returns the payload length that a whole header at `data` declares.
 static uint32_t DeclaredLength(const uint8_t *data)
 {
     WireReader r = WireRead(data + kBeginSize, kCommHeaderSize - kBeginSize);
@@ -73,7 +73,7 @@ static uint32_t DeclaredLength(const uint8_t *data)
 
 size_t CommFrameCut(const uint8_t *data, size_t length, bool further)
 {
-    // A stray head byte in front of a frame, not a head: no FuncID that is used has this low byte.
+    // A stray head byte before a frame, not a head: no FuncID has this low byte (FuncIdList.cpp).
     if (further && length > sizeof kHead && BeginsLikeHead(data, length) && data[sizeof kHead] == kCommHeadByte)
         return 1;
     if (!BeginsLikeHead(data, length)) return length;
@@ -81,7 +81,7 @@ size_t CommFrameCut(const uint8_t *data, size_t length, bool further)
 
     const uint32_t payload = DeclaredLength(data);
     if (payload > length - kCommHeaderSize) {
-        const bool mayCome = payload <= kCommFrameMax - kCommHeaderSize;
+        const bool mayCome = payload <= kMaxCommFrame - kCommHeaderSize;
         return further && mayCome ? 0 : length;
     }
     const size_t end = kCommHeaderSize + payload;
@@ -95,7 +95,7 @@ size_t CommFrameRest(const uint8_t *data, size_t cut, size_t length)
     if (payload > length - kCommHeaderSize) return 0;
     WireReader r = WireRead(data + kCommHeaderSize - kChecksumSize, kChecksumSize);
     const bool whole = WireGetLe16(&r) == CommChecksum(data + kCommHeaderSize, payload);
-    // With a head of its own the read holds other frames, which only happen to have bytes enough.
+    // A read that begins with a head holds other frames, which only happen to have enough bytes.
     if (!whole && BeginsLikeHead(data + cut, length - cut)) return 0;
     return kCommHeaderSize + payload - cut;
 }
@@ -104,7 +104,7 @@ bool CommFrameCheck(uint8_t *slot, CommFrame *frame)
 {
     uint32_t came;
     memcpy(&came, slot, kRingLengthSize);
-    if (came < kCommFrameMin || came > kCommFrameMax) {
+    if (came < kMinCommFrame || came > kMaxCommFrame) {
         LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive length error, length is %d", static_cast<int>(came));
         return false;
     }
@@ -122,7 +122,7 @@ bool CommFrameCheck(uint8_t *slot, CommFrame *frame)
         LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive  sequence error.");
         return false;
     }
-    CommRxSeq = frame->sequence; // before the checksum is looked at: a damaged frame cannot be sent once more
+    CommRxSeq = frame->sequence; // before the checksum is checked: a damaged frame cannot be sent again
     const uint16_t checksum = WireGetLe16(&r);
     if (frame->length > kCommSlotPayload || checksum != CommChecksum(frame->payload, frame->length)) {
         LOG_AS(LOG_LEVEL_ERR, "CommHandleProc", "Receive  checkSum error.");

@@ -13,7 +13,7 @@
 #include "os/OsWait.h"
 #include "platform/Protool.h"
 
-static DevicesHandler s_onDevices;
+static CommDevicesHandler s_onDevices;
 static OsWaiter s_frames; // woken when a frame has been queued or CommRun is cleared
 
 static const int64_t kFramePauseMs = 10;
@@ -52,7 +52,7 @@ static void Dispatch(const CommFrame &frame)
     }
 }
 
-void CommOnDevices(DevicesHandler handler)
+void CommOnDevices(CommDevicesHandler handler)
 {
     s_onDevices = handler;
 }
@@ -68,7 +68,7 @@ void CommHandleFrame(uint8_t *slot)
 
 // ---- The thread ----
 
-// Waits for a frame. Returns its slot, or nullptr when the server ends.
+// Waits for a frame. Returns its slot; nullptr when the server ends.
 static uint8_t *AwaitFrame(RingQueue *queue)
 {
     OsGuard guard(&s_frames);

@@ -30,14 +30,14 @@ struct Address {
 };
 
 enum Place {
-    PLACE_FREE,    // nothing, or something that may go
-    PLACE_TAKEN,   // another agent's
-    PLACE_UNKNOWN, // we may not look
+    PLACE_FREE,    // nothing, or something that may be removed
+    PLACE_TAKEN,   // the socket of another agent
+    PLACE_UNKNOWN, // cannot be told
 };
 
 } // namespace
 
-// Without a terminator: this is the address that peers know.
+// Without a terminator: peers know the address in this form.
 static Address Here()
 {
     Address here = {};
@@ -54,16 +54,16 @@ static int Connect(int fd, const Address &there)
     return connect(fd, reinterpret_cast<const struct sockaddr *>(&there.name), there.size);
 }
 
-// ---- What stands there ----
+// ---- What is there ----
 
 static bool Trusted(uid_t uid)
 {
     return uid == geteuid() || uid == 0;
 }
 
-// Whether somebody has the socket there open. We ask with a socket of another kind: one in use refuses it for its kind,
-// one that is left over for having nobody behind it, and a server does not notice. A connection, however short, would
-// be a peer to it.
+// Returns whether a process has the socket there open. It asks with a socket of another type: a socket in use refuses
+// it for its type, one that nobody has open refuses it as such, and the server does not notice. A connection, however
+// short, would count as a peer there.
 static Place AskKind(const Address &there)
 {
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -74,7 +74,7 @@ static Place AskKind(const Address &there)
     return error == 0 || error == ECONNREFUSED || error == ENOENT ? PLACE_FREE : PLACE_UNKNOWN;
 }
 
-// Whether the kernel knows who listens for one of ours.
+// Returns whether the process that listens there has our own uid or is root's.
 static bool ListenerTrusted(const Address &there)
 {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); // a full queue must not hold us
@@ -91,7 +91,7 @@ static Place PlaceNow(const Address &here)
     struct stat file;
     if (lstat(kPathCommServer, &file) != 0 || !S_ISSOCK(file.st_mode)) return PLACE_FREE;
     const Place place = AskKind(here);
-    // Whoever made the file listens at it, as a rule. A stranger's file says nothing about that.
+    // As a rule the owner of the file listens there. The file of another user may have been put in its place.
     if (place == PLACE_TAKEN && !Trusted(file.st_uid) && !ListenerTrusted(here)) return PLACE_FREE;
     return place;
 }
@@ -101,10 +101,10 @@ static Place PlaceNow(const Address &here)
 // Returns nullptr, or what to log.
 static const char *Bind(int fd, const Address &here)
 {
-    unlink(kPathCommServer); // whatever stands there, a link is not followed
+    unlink(kPathCommServer); // whatever is there; a link is not followed
     if (bind(fd, reinterpret_cast<const struct sockaddr *>(&here.name), here.size) != 0) return "bind failed";
     if (!OsFileIdOf(kPathCommServer, &s_made)) return "bind failed";
-    // Nobody can connect before we listen, so what the umask left of the mode until here does not matter.
+    // Nobody can connect before listen(), so the mode that the umask left does not matter until here.
     const bool listens = chmod(kPathCommServer, kMode) == 0 && listen(fd, kBacklog) == 0;
     if (listens) return nullptr;
     OsRemoveFileIf(kPathCommServer, s_made);

@@ -1,6 +1,6 @@
-// CommListener.h - the listening socket of the local command server, and what may stand where it belongs.
+// CommListener.h - the listening socket of the local server.
 //
-// Anybody may put something into the folder, so what is found there is taken away, but for the socket of another agent.
+// Any user may put something at its path, so whatever is there is removed, except the socket of another agent.
 //
 // State:    which socket file is ours. Threads: the accept thread (CommServer.h); after its end the one that joined it.
 #pragma once
@@ -8,12 +8,11 @@
 constexpr int kCommListenFailed = -1;
 constexpr int kCommListenTaken = -2;
 
-// Makes the socket at kPathCommServer, which owner and group may use (0660, whatever the umask), and listens.
+// Makes the socket at kPathCommServer, with mode 0660 whatever the umask, and listens.
 //
-// Returns the descriptor, close-on-exec. kCommListenTaken when another agent has the place: a socket that somebody
-// listens at, of our own uid or root's. kCommListenFailed with a log line for everything else that is in the way, and
-// then nothing of ours is left there.
-int CommListen();
+// Returns the descriptor, close-on-exec. kCommListenTaken when another agent, of our own uid or root's, listens there.
+// kCommListenFailed with a log line for every other failure; then no file of ours is left there.
+[[nodiscard]] int CommListen();
 
 // Removes the socket file if it is still the one that was made, and closes `fd`, which is CommListen()'s.
 void CommListenEnd(int fd);

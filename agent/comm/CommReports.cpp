@@ -17,20 +17,21 @@
 uint16_t autoReportSeq = 1;
 
 // When the last report of each type of FuncID 89 came, dropped ones included: seconds since the epoch.
-static const int64_t kNoneYet = INT64_MIN; // 0 would be a time as good as any other, on a router without a clock
+static const int64_t kNoneYet = INT64_MIN; // not 0, which is a valid time on a router without a clock
 static int64_t oldSecond1 = kNoneYet;
 static int64_t oldSecond2 = kNoneYet;
 static int64_t oldSecond3 = kNoneYet;
 static uint8_t oldSum; // of the last report of type 1
 
 static const size_t kReportRoom = 8192;
-static const size_t kReportHeadMax = 8;
-static_assert(kReportHeadMax + kCommSlotPayload <= kReportRoom, "a report may not fit");
+static const size_t kMaxReportHead = 8;
+static_assert(kMaxReportHead + kCommSlotPayload <= kReportRoom, "a report may not fit");
 
-static const int64_t kType1Same = 120; // seconds within which type 1 may not repeat its bytes
-static const int64_t kType1Least = 5;
-static const int64_t kType2Least = 1170;
-static const int64_t kType3Least = 50;
+// Shortest intervals in seconds.
+static const int64_t kMinType1Same = 120; // between reports of type 1 with the same sum
+static const int64_t kMinType1 = 5;
+static const int64_t kMinType2 = 1170;
+static const int64_t kMinType3 = 50;
 
 void CommReportsReset()
 {
@@ -50,7 +51,7 @@ static void Dump(const CommFrame &frame, const uint8_t *report, size_t length)
     funlockfile(stdout);
 }
 
-// Sends the frame's payload up behind the agent's header. `function` is named in the log.
+// Sends the frame's payload to the platform after the agent's header. `function` stands in the log.
 static void Forward(const CommFrame &frame, const char *function)
 {
     if (frame.length < 1) {
@@ -70,8 +71,8 @@ static void Forward(const CommFrame &frame, const char *function)
     OsFree(report);
 }
 
-// What the slot holds at `at` of the payload, brought into network order. Fields behind a payload that is too short
-// are the slot's all the same, so nothing outside it is touched.
+// Turns the 32-bit field at `at` of the payload into network order. Fields after the end of a short payload still lie
+// in the slot.
 static void ToNetworkOrder(uint8_t *payload, size_t at)
 {
     WireReader r = WireRead(payload + at, 4);
@@ -80,9 +81,9 @@ static void ToNetworkOrder(uint8_t *payload, size_t at)
 
 void CommAutoReport(const CommFrame &frame)
 {
-    // The 16-bit fields of the record, at 0, 3, 5 and 225, travel as they are.
+    // The 16-bit fields of the record, at 0, 3, 5 and 225, stay as they are.
     static const size_t kAddresses[] = {205, 209, 213, 217, 221};
-    static_assert(221 + 4 <= kCommSlotPayload, "a field lies behind the slot");
+    static_assert(221 + 4 <= kCommSlotPayload, "a field lies outside the slot");
     for (const size_t at : kAddresses) ToNetworkOrder(frame.payload, at);
     Forward(frame, __func__);
 }
@@ -94,8 +95,8 @@ void CommAutoJsonReport(const CommFrame &frame)
 
 // ---- FuncID 89 ----
 
-// The seconds since the last report of a type, which now becomes this one; INT64_MAX when there was none. The date may
-// have moved either way.
+// Returns the seconds since the last report of a type, INT64_MAX when there was none, and notes this one in `last`. The
+// result is negative if the date was set back.
 static int64_t Interval(int64_t *last)
 {
     const int64_t now = OsWallTime();
@@ -104,7 +105,7 @@ static int64_t Interval(int64_t *last)
     return interval;
 }
 
-// The first interval is shown as it counts from the epoch.
+// The first interval is logged as the seconds since the epoch.
 static void ShowInterval(int type, int64_t interval, int64_t now)
 {
     LOG_AS(LOG_LEVEL_DEBUG, "CommAutoReport89", "Type%d report interval: %lld seconds!", type,
@@ -118,14 +119,14 @@ static bool Type1Comes(const CommFrame &frame)
     const uint8_t sum = GetCheckSum(frame.payload, frame.length);
     const bool same = sum == oldSum;
     oldSum = sum;
-    if (interval >= kType1Same || (!same && interval >= kType1Least)) return true;
+    if (interval >= kMinType1Same || (!same && interval >= kMinType1)) return true;
     LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type1 report error!");
     return false;
 }
 
 static bool Type2Comes()
 {
-    if (Interval(&oldSecond2) >= kType2Least) return true;
+    if (Interval(&oldSecond2) >= kMinType2) return true;
     LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type2 report error!");
     return false;
 }
@@ -134,7 +135,7 @@ static bool Type3Comes()
 {
     const int64_t interval = Interval(&oldSecond3);
     ShowInterval(3, interval, oldSecond3);
-    if (interval >= kType3Least) return true;
+    if (interval >= kMinType3) return true;
     LOG_AS(LOG_LEVEL_ERR, "CommAutoReport89", "ERROR: type3 report error!");
     return false;
 }

@@ -22,21 +22,21 @@
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 
-static RingQueue *pCommRQ; // main thread; the instance and handler threads use what it points to
+static RingQueue *pCommRQ; // set by the main thread; the instance and handler threads use the queue
 
 static pthread_t InsPID; // of the instance while InstanceState is 1; guarded by gCommLink, as is the next
 static int s_listener;   // 0 when closed
 static pthread_t CommHandlePID;
 static pthread_t CommServerPID;
 static pthread_t CommReleasePID;
-static int s_started; // threads that CommServerStop() has to join, in the order of their start; main thread
+static int s_started; // how many threads CommServerStop() has to join, in the order of their start; main thread
 
-static pthread_mutex_t commLock = PTHREAD_MUTEX_INITIALIZER; // around each read and the pushes that it brings
+static pthread_mutex_t commLock = PTHREAD_MUTEX_INITIALIZER; // around each read and its pushes
 static uint8_t rxbuf[kCommSlotSize];                         // instance thread, under commLock; so are the next two
-static uint8_t s_cut[kCommFrameMax];                         // the frame that the last read ended in
-static size_t s_cutSize;                                     // bytes of it; 0: that read ended with a frame
+static uint8_t s_cut[kMaxCommFrame];                         // the cut-off frame at the end of the last read
+static size_t s_cutSize;                                     // bytes of it; 0: the last frame was whole
 
-static const int kFailuresToEnd = 6; // in a row without bytes between them, of waits or of reads
+static const int kFailuresToEnd = 6; // failed waits, or failed reads, in a row without bytes between them
 static const int64_t kRefusalPauseMs = 5000;
 static const int64_t kReaperPauseMs = 1000;
 static const int64_t kListenerRetryMs = 5000;
@@ -52,8 +52,8 @@ static void Push(const uint8_t *data, size_t length)
         CommHandleWake();
 }
 
-// Queues the bytes of a read frame by frame; `further` says that a frame went before them. A last one that is cut off
-// is kept for the next read if `keep` allows it, and queued like the others if not.
+// Queues the bytes of a read frame by frame; `further` says that a frame came before them. A last frame that is cut off
+// is kept for the next read if `keep` is set, otherwise queued like the others.
 static void PushFrames(const uint8_t *data, size_t length, bool further, bool keep)
 {
     while (length > 0) {
@@ -71,8 +71,8 @@ static void PushFrames(const uint8_t *data, size_t length, bool further, bool ke
     }
 }
 
-// Queues the `length` bytes that are in rxbuf. They complete what the read before has left, or it stays as it is: a
-// frame that never goes on must not take those that follow with it.
+// Queues the `length` bytes in rxbuf. They complete the frame that the last read left cut off, or that is queued as it
+// is: a frame without an end must not swallow the frames that follow.
 static void TakeRead(size_t length)
 {
     const size_t cut = s_cutSize;
@@ -88,17 +88,17 @@ static void TakeRead(size_t length)
     PushFrames(rxbuf + rest, length - rest, rest > 0, rest > 0);
 }
 
-// What an instance has met since bytes last came.
+// Failures of an instance since bytes last came.
 struct InstanceTroubles {
     int waits;
     int reads;
 };
 
-// One read of the ready socket. Returns false when the instance is to end.
+// Reads the ready socket once. Returns false when the instance has to end.
 static bool ReadOnce(int fd, InstanceTroubles *troubles)
 {
     OsGuard guard(&commLock);
-    const ssize_t count = recv(fd, rxbuf, kCommReadMax, MSG_DONTWAIT);
+    const ssize_t count = recv(fd, rxbuf, kMaxCommRead, MSG_DONTWAIT);
     if (count == 0) {
         LOG_AS(LOG_LEVEL_ERR, "ServerThread", "Close link.");
         return false;
@@ -113,10 +113,10 @@ static bool ReadOnce(int fd, InstanceTroubles *troubles)
     return true;
 }
 
-// Waits for bytes and takes them. Returns false when the instance is to end.
+// Waits for bytes and queues them. Returns false when the instance has to end.
 static bool InstanceStep(int fd, InstanceTroubles *troubles)
 {
-    const OsReadable ready = fd < 0 ? OS_OTHER_EVENT : OsWaitReadable(fd, -1); // no descriptor is never ready
+    const OsReadable ready = fd < 0 ? OS_OTHER_EVENT : OsWaitReadable(fd, -1); // without a descriptor
     if (CommRun != 1) return false;
     switch (ready) {
     case OS_READABLE: return ReadOnce(fd, troubles);
@@ -154,7 +154,7 @@ static bool AwaitInstance()
     return InstanceState == 1;
 }
 
-// Joins the instance, which takes as long as it lives.
+// Joins the instance; waits until it ends.
 static void Reap()
 {
     pthread_t instance;
@@ -171,7 +171,7 @@ static void Reap()
     LOG_AS(LOG_LEVEL_DEBUG, "CommReleaseProc", "release ok");
 }
 
-// The pause bounds what a peer that comes and goes, or an accept that keeps failing, can cost.
+// The pause limits the load of a peer that connects again and again, or of an accept that keeps failing.
 static void *CommReleaseProc(void *)
 {
     while (AwaitInstance()) {
@@ -183,8 +183,8 @@ static void *CommReleaseProc(void *)
 
 // ---- The accept thread ----
 
-// Returns whether the listener is open; false when the server ends first. What keeps it from being opened may go away,
-// but for another agent: the two would take the peer, the files and the rules from each other.
+// Opens the listener; tries again until it succeeds. Returns false when the server ends first. Another agent at the
+// socket is fatal: the two would take the peer, the files and the rules from each other.
 static bool OpenListener()
 {
     int fd;
@@ -220,13 +220,14 @@ static bool MakeInstance(int fd)
 
 static void StartInstance(int fd)
 {
-    CommLinkOpen(fd); // before the instance runs, so that 0 always means one that is through with it
+    CommLinkOpen(fd); // before the instance runs: 0 then always means that the instance has closed it
     if (MakeInstance(fd)) return;
     LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "create instance err.");
     CommLinkClose(fd);
 }
 
-// Waits until the instance of a peer that has gone is reaped. Returns false when there is a peer, or the server ends.
+// Waits until the instance of a peer that has gone is reaped. Returns false when a peer is connected or the server
+// ends.
 static bool AwaitReaper()
 {
     if (InstanceState == 1 && !CommLinkPeerGone()) return false;
@@ -237,12 +238,12 @@ static bool AwaitReaper()
 
 static void AcceptOnce()
 {
-    const int fd = accept4(s_listener, nullptr, nullptr, SOCK_CLOEXEC); // the stop shuts the listener down
+    const int fd = accept4(s_listener, nullptr, nullptr, SOCK_CLOEXEC); // StopThreads() shuts the listener down
     if (CommRun != 1) {
         if (fd >= 0) close(fd);
         return;
     }
-    // One that failed goes the way of any other: its instance ends at once, and the pauses keep this from spinning.
+    // A failed accept is handled like any other: its instance ends at once, and the pauses keep this from spinning.
     if (fd < 0) LOG_AS(LOG_LEVEL_ERR, "CommServerProc", "accept err");
     if (!AwaitReaper()) {
         if (fd >= 0) close(fd);
@@ -314,7 +315,7 @@ int CommServerStart()
     return 0;
 }
 
-// Clears the run flag and wakes every wait of the server's threads.
+// Clears the run flag and wakes all threads of the server.
 static void StopThreads()
 {
     {
@@ -335,7 +336,7 @@ void CommServerStop()
     // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): s_started is 3 at most
     for (int i = 0; i < s_started; i++) OsThreadJoin(*threads[i]);
     s_started = 0;
-    if (InstanceState == 1) Reap(); // it came when the reaper had gone already, or there was none
+    if (InstanceState == 1) Reap(); // started after the reaper ended, or without a reaper
     RingQueue_Destroy(pCommRQ);
     OsFree(pCommRQ);
     pCommRQ = nullptr;

@@ -7,9 +7,9 @@
 #include "core/Common.h"
 
 static const int kDaySeconds = 86400;
-static const int kLeastSpan = 3600;       // between the two ends of a quiet period, seconds
-static const size_t kJumpTextSize = 20;   // longest quiet period that is looked at, with its NUL
-static const int kJustPassedSeconds = 30; // a start that has passed by less is still met
+static const int kMinSpan = 3600;         // seconds between the two ends of a quiet period
+static const size_t kJumpTextSize = 20;   // bytes of a quiet period that are read, with the NUL
+static const int kJustPassedSeconds = 30; // a start less than this ago still counts
 
 // ---- The quiet period ----
 
@@ -18,7 +18,7 @@ static int TwoDigits(const char *digits)
     return (digits[0] - '0') * 10 + (digits[1] - '0');
 }
 
-// Seconds of the day that `time` says. Returns 0, or -1 with a log line.
+// Stores the seconds of the day that `time` says. Returns 0, or -1 with a log line.
 static int TimeOfDay(const char *time, int *seconds)
 {
     const size_t length = strlen(time);
@@ -53,7 +53,7 @@ int jumpTimeToSec(int *endOut, int *startOut, char *text)
     }
     if (TimeOfDay(second, endOut) != 0) return -1;
     const int apart = *endOut - *startOut;
-    if (apart > -kLeastSpan && apart < kLeastSpan) {
+    if (apart > -kMinSpan && apart < kMinSpan) {
         LOG_ERR("jump time is little than 3600!");
         return -1;
     }
@@ -62,25 +62,25 @@ int jumpTimeToSec(int *endOut, int *startOut, char *text)
 
 // ---- The times ----
 
-// This router's slot of `length` seconds that are cut into plan.referNum slots.
+// Returns where this router's slot begins in `length` seconds that are divided into plan.referNum slots.
 static double Slot(const ReportPlan &plan, double length)
 {
     const uint32_t slots = static_cast<uint32_t>(plan.referNum);
     return plan.macValue % slots * (length / slots);
 }
 
-// The daily report falls between the end of the quiet period and its next begin. The slot of the whole day is wrapped
-// into that span instead of being computed anew, as the platform expects the same time.
+// The daily report falls between the end of the quiet period and its next start. The slot of the whole day is wrapped
+// into that span and not computed anew: the platform expects the same time.
 static int DayOutsideQuietPeriod(const ReportPlan &plan, double slot, double *day)
 {
     char text[kJumpTextSize];
     snprintf(text, sizeof text, "%s", plan.jumpTime);
-    int begin, end;
-    if (jumpTimeToSec(&end, &begin, text) != 0) return -1;
-    if (end >= begin) begin += kDaySeconds;
-    // Hours are not checked, so the span may come out negative; as the modulus it is taken for unsigned. It can also
-    // come out as nothing, and then there is no time to report at.
-    const uint32_t span = static_cast<uint32_t>(begin - end);
+    int start, end;
+    if (jumpTimeToSec(&end, &start, text) != 0) return -1;
+    if (end >= start) start += kDaySeconds;
+    // Hours are not checked, so the span may be negative; as the modulus it counts as unsigned. If it is 0, there is no
+    // time to report at.
+    const uint32_t span = static_cast<uint32_t>(start - end);
     if (span == 0) return -1;
     const uint32_t whole = static_cast<uint32_t>(slot);
     const uint32_t wrapped = whole % span;

@@ -5,13 +5,13 @@
 #include "os/OsMemory.h"
 #include "os/OsWait.h"
 
-static const int32_t kCountMin = 3;
-static const int32_t kCountMax = 50;
-static const int32_t kSlotSizeMax = 9000;
+static const int32_t kMinCount = 3;
+static const int32_t kMaxCount = 50;
+static const int32_t kMaxSlotSize = 9000;
 static const int32_t kStorageEnd = 102421; // bytes; a queue stays below
-static const int32_t kSlotOverhead = 8;    // of a slot's size is no room for an item's bytes
+static const int32_t kSlotOverhead = 8;    // bytes of a slot that no item may use
 
-// One lock for a queue, from the heap. Returns nullptr when there is none.
+// Makes the lock of a queue, on the heap. Returns nullptr when that fails.
 static pthread_mutex_t *NewLock()
 {
     pthread_mutex_t *lock = static_cast<pthread_mutex_t *>(OsAllocate(sizeof(pthread_mutex_t)));
@@ -31,7 +31,7 @@ static void FreeAll(RingQueue *queue)
 int32_t RingQueue_Init(RingQueue *queue, int32_t count, int32_t slotSize)
 {
     if (!queue || queue->initialised) return -1;
-    if (count < kCountMin || count > kCountMax || slotSize < 1 || slotSize > kSlotSizeMax) return -1;
+    if (count < kMinCount || count > kMaxCount || slotSize < 1 || slotSize > kMaxSlotSize) return -1;
     if (count * slotSize >= kStorageEnd) return -1;
 
     queue->slots = static_cast<uint8_t **>(OsAllocate(static_cast<size_t>(count) * sizeof(uint8_t *)));
@@ -64,7 +64,7 @@ static uint32_t Next(const RingQueue *queue, uint32_t slot)
     return (slot + 1) % static_cast<uint32_t>(queue->count);
 }
 
-// With the lock held.
+// The lock is held.
 static bool Full(const RingQueue *queue)
 {
     return Next(queue, queue->tail) == queue->head;

@@ -1,7 +1,7 @@
-// RingQueue.h - a bounded queue of byte items between one thread that puts them in and one that takes them out.
+// RingQueue.h - a bounded queue of byte items between one thread that pushes and one that pops.
 //
-// Items lie in slots of one fixed size; one slot always stays free, which tells a full queue from an empty one. A slot
-// is a 32-bit length in the machine's own order and that many bytes behind it.
+// Items are kept in slots of one fixed size; one slot always stays free, so that a full queue differs from an empty
+// one. A slot is a 32-bit length in the machine's own byte order, then that many bytes.
 //
 // State:    all of it in the RingQueue that the caller owns, zeroed before RingQueue_Init().
 // Threads:  Init and Destroy while nobody else uses the queue; one thread pushes, one thread pops, any may ask.
@@ -18,9 +18,9 @@ struct RingQueue {
     uint8_t **slots;            // `count` pointers into the storage
     uint8_t *storage;           // count * slotSize bytes
     int32_t count;              // of slots
-    int32_t slotSize;           // bytes, the item's length included
-    std::atomic<uint32_t> head; // the slot to be read next; changed under the lock
-    std::atomic<uint32_t> tail; // the slot to be written next; changed under the lock
+    int32_t slotSize;           // bytes, with the item's length
+    std::atomic<uint32_t> head; // the slot to read next; changed under the lock
+    std::atomic<uint32_t> tail; // the slot to write next; changed under the lock
     pthread_mutex_t *lock;
     int32_t initialised; // 1 between RingQueue_Init() and RingQueue_Destroy()
 };
@@ -29,32 +29,33 @@ struct RingQueue {
 enum RingResult {
     RING_OK = 0,
     RING_INVALID = -1,  // no queue, no data
-    RING_FULL = -2,     // the item is not taken; none is ever overwritten
+    RING_FULL = -2,     // the item is dropped; none is ever overwritten
     RING_TOO_LONG = -6, // longer than slotSize - 8
     RING_NO_BYTES = -7, // a length below 1
 };
 
-// Makes an empty queue. Returns 0; -1 when it is there already, `count` is not 3 to 50, `slotSize` not 1 to 9000, both
-// together take 102421 bytes or more, or there is no memory, and then nothing is left allocated.
-int32_t RingQueue_Init(RingQueue *queue, int32_t count, int32_t slotSize);
+// Makes an empty queue of `count` slots (3 to 50) of `slotSize` bytes (1 to 9000), below 102421 bytes in all. Returns
+// 0; -1 when the queue is initialised already, an argument is out of its range or there is no memory. Then nothing
+// stays allocated.
+[[nodiscard]] int32_t RingQueue_Init(RingQueue *queue, int32_t count, int32_t slotSize);
 
-// Frees what the queue has. A queue that is not initialised is left alone.
+// Frees the queue's memory. Does nothing to a queue that is not initialised.
 void RingQueue_Destroy(RingQueue *queue);
 
 // Copies `length` bytes into the queue as one item. Returns a RingResult.
-int32_t RingQueue_Push(RingQueue *queue, const void *data, int32_t length);
+[[nodiscard]] int32_t RingQueue_Push(RingQueue *queue, const void *data, int32_t length);
 
-// Takes the oldest item out. Returns its slot, slotSize bytes, or nullptr when there is none. The slot stays as it is
-// until the next pop: the one that was popped last is never among those that are written.
-uint8_t *RingQueue_Pop(RingQueue *queue);
+// Removes the oldest item. Returns its slot of slotSize bytes, or nullptr when the queue is empty. The slot keeps its
+// content until the next pop: a push never writes to the slot that was popped last.
+[[nodiscard]] uint8_t *RingQueue_Pop(RingQueue *queue);
 
-// Throws all items away. By the thread that pops.
+// Drops all items. On the thread that pops.
 void RingQueue_Clear(RingQueue *queue);
 
-bool RingQueue_IsEmpty(const RingQueue *queue); // also when not initialised
-bool RingQueue_IsFull(const RingQueue *queue);
+[[nodiscard]] bool RingQueue_IsEmpty(const RingQueue *queue); // also when not initialised
+[[nodiscard]] bool RingQueue_IsFull(const RingQueue *queue);
 
-// How many slots are free or used; without the lock, so that each is a moment's view. The slot that always stays free
-// counts as free.
-int32_t RingQueue_FreeCount(const RingQueue *queue);
-int32_t RingQueue_UsedCount(const RingQueue *queue);
+// How many slots are free or used. They take no lock: the number may be out of date when it is returned. The slot that
+// always stays free counts as free.
+[[nodiscard]] int32_t RingQueue_FreeCount(const RingQueue *queue);
+[[nodiscard]] int32_t RingQueue_UsedCount(const RingQueue *queue);

@@ -59,9 +59,9 @@ bool LocalCutter::Next(LocalArrival *arrival)
     arrival->frame.sequence = WireGetLe32(&r);
     const uint32_t length = WireGetLe32(&r);
     const uint16_t checksum = WireGetLe16(&r);
-    if (length > kCommSendPayloadMax) {
+    if (length > kMaxCommSendPayload) {
         arrival->problems.push_back(std::to_string(length) + " bytes are announced, and " +
-                                    std::to_string(kCommSendPayloadMax) + " are the most");
+                                    std::to_string(kMaxCommSendPayload) + " are the most");
         return Give(bytes_.size(), arrival);
     }
     if (length > r.left) return false;

@@ -34,12 +34,12 @@ static bool SaneConf(const AutoReportConf &conf)
 static void PlatformsConfiguration(const std::string &text)
 {
     AutoReportConf conf;
-    char request[kAutoReportTextMax + 1];
+    char request[kMaxAutoReportText + 1];
     if (AutoReportRequest(text.c_str(), static_cast<int>(text.size()), &conf, request) != 0) return;
-    REQUIRE(conf.referNum >= kReferNumMin && conf.referNum <= kReferNumMax);
+    REQUIRE(conf.referNum >= kMinReferNum && conf.referNum <= kMaxReferNum);
     REQUIRE(conf.serverErr >= -90 && conf.serverErr <= 90);
     REQUIRE(SaneConf(conf));
-    REQUIRE(strlen(request) <= kAutoReportTextMax);
+    REQUIRE(strlen(request) <= kMaxAutoReportText);
 
     cJSON *json = cJSON_ParseWithOpts(request, nullptr, true);
     REQUIRE(json != nullptr);

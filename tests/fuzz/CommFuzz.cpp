@@ -121,8 +121,8 @@ static size_t Complete(const Bytes &read)
     const size_t cut = s_cut.size();
     Bytes joined = s_cut;
     joined.insert(joined.end(), read.begin(), read.end());
-    const size_t rest = CommFrameRest(joined.data(), cut, std::min(joined.size(), kCommFrameMax));
-    REQUIRE(rest <= read.size() && cut + rest <= kCommFrameMax);
+    const size_t rest = CommFrameRest(joined.data(), cut, std::min(joined.size(), kMaxCommFrame));
+    REQUIRE(rest <= read.size() && cut + rest <= kMaxCommFrame);
     REQUIRE(rest == 0 || cut + rest == kCommHeaderSize + Le(joined.data() + 8, 4));
     s_cut.clear();
     Handle(joined.data(), cut + rest);
@@ -131,7 +131,7 @@ static size_t Complete(const Bytes &read)
 
 static void Read(FuzzInput *input, bool further)
 {
-    size_t length = input->Word() % (kCommReadMax + 1);
+    size_t length = input->Word() % (kMaxCommRead + 1);
     const uint8_t *bytes = input->Bytes(&length);
     const Bytes read(bytes, bytes + length);
     size_t at = s_cut.empty() || read.empty() ? 0 : Complete(read);
@@ -141,7 +141,7 @@ static void Read(FuzzInput *input, bool further)
         REQUIRE(piece <= length - at);
         REQUIRE(further || piece > 0); // what a read begins with is never waited for
         if (piece == 0) {
-            REQUIRE(length - at < kCommFrameMax); // there is room for the rest
+            REQUIRE(length - at < kMaxCommFrame); // there is room for the rest
             s_cut.assign(read.begin() + static_cast<long>(at), read.end());
             return;
         }

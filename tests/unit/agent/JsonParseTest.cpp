@@ -104,7 +104,7 @@ int ReadAnswer(const std::string &text)
 int ReadAutoReport(const std::string &text)
 {
     static AutoReportConf conf;
-    static char request[kAutoReportTextMax + 1];
+    static char request[kMaxAutoReportText + 1];
     return AutoReportRequest(text.c_str(), static_cast<int>(text.size()), &conf, request);
 }
 

@@ -161,13 +161,13 @@ void LogNames::Local()
 
 void LogNames::Requests()
 {
-    for (uint32_t id : {0u, 40u, 6u}) CommSendCmd(id, nullptr, 0);
+    for (uint32_t id : {0u, 40u, 6u}) EXPECT_EQ(-1, CommSendCmd(id, nullptr, 0));
     uint8_t byte;
-    ComF_get_mesh_support(&byte);
+    EXPECT_EQ(1, ComF_get_mesh_support(&byte));
     ComF_send_pluginstate();
     ComF_get_autoreport_conf();
     CommReceived = 0;
-    Route_Wait(1);
+    EXPECT_EQ(-1, Route_Wait(1));
 }
 
 void LogNames::Reporting()

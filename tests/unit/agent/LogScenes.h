@@ -106,7 +106,7 @@ class LogNames : public LinkedTest, public testing::WithParamInterface<const cha
     }
     static void SetAutoReport(const std::string &json)
     {
-        ComF_set_auto_report(json.c_str(), static_cast<int>(json.size()));
+        EXPECT_EQ(1, ComF_set_auto_report(json.c_str(), static_cast<int>(json.size()))); // there is no peer
     }
     // Calls `body` while nobody gets at the device table.
     template <typename Body>
