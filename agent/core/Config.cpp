@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "core/Common.h"
+#include "core/MacText.h"
 #include "os/OsFile.h"
 #include "os/Paths.h"
 
@@ -47,7 +48,7 @@ static int TakeMacOption(const char *text)
         LOG_AS(LOG_LEVEL_ERR, kOptions, "Error: mac format must be \"aabbccddeeff\".");
         return -2;
     }
-    for (size_t i = 0; i < sizeof l_mac; i++) CharToHex(&l_mac[i], text + 2 * i);
+    MacFromAnyText(text, l_mac);
     return 0;
 }
 

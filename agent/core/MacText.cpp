@@ -1,9 +1,23 @@
 #include "core/MacText.h"
 
 #include <cctype>
+#include <cstdio>
 #include <cstring>
 
 #include "core/Common.h"
+
+const char *MacToText(const uint8_t *mac, char separator, MacCase digits, char (&text)[kMacTextSize])
+{
+    const char *const hex = digits == MAC_UPPER_CASE ? "0123456789ABCDEF" : "0123456789abcdef";
+    char *end = text;
+    for (size_t i = 0; i < kMacSize; i++) {
+        if (separator && i > 0) *end++ = separator;
+        *end++ = hex[mac[i] >> 4];
+        *end++ = hex[mac[i] & 15];
+    }
+    *end = '\0';
+    return text;
+}
 
 static bool IsDigit(char c)
 {
@@ -21,4 +35,16 @@ bool MacFromText(const char *text, char separator, uint8_t *mac)
     }
     memcpy(mac, bytes, sizeof bytes);
     return true;
+}
+
+bool MacScan(const char *text, char separator, uint8_t *mac)
+{
+    memset(mac, 0, kMacSize);
+    const char *const format = separator ? "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx" : "%2hhx%2hhx%2hhx%2hhx%2hhx%2hhx";
+    return sscanf(text, format, mac, mac + 1, mac + 2, mac + 3, mac + 4, mac + 5) != EOF;
+}
+
+void MacFromAnyText(const char *text, uint8_t *mac)
+{
+    for (size_t i = 0; i < kMacSize; i++) CharToHex(mac + i, text + 2 * i);
 }

@@ -7,6 +7,7 @@
 
 #include "core/Common.h"
 #include "core/Config.h"
+#include "core/MacText.h"
 #include "core/PlugStatus.h"
 #include "core/Version.h"
 #include "os/OsClock.h"
@@ -31,8 +32,8 @@ static void FindRouterMac()
     static const uint8_t kNoMac[kMacSize] = {};
     if (memcmp(l_mac, kNoMac, kMacSize) == 0) get_router_mac(l_mac);
     memcpy(gRoutemac, l_mac, kMacSize);
-    LOG_AS(LOG_LEVEL_DEBUG, "RegisterStart", "ROUTER MAC: %02X %02X %02X %02X %02X %02X", gRoutemac[0], gRoutemac[1],
-           gRoutemac[2], gRoutemac[3], gRoutemac[4], gRoutemac[5]);
+    char text[kMacTextSize];
+    LOG_AS(LOG_LEVEL_DEBUG, "RegisterStart", "ROUTER MAC: %s", MacToText(gRoutemac, ' ', MAC_UPPER_CASE, text));
 }
 
 static void FindSerialNumber()
@@ -169,11 +170,10 @@ static void *CheckProc(void *)
 
 void RulesRequest()
 {
-    char mac[2 * kMacSize + 1];
-    snprintf(mac, sizeof mac, "%02X%02X%02X%02X%02X%02X", gRoutemac[0], gRoutemac[1], gRoutemac[2], gRoutemac[3],
-             gRoutemac[4], gRoutemac[5]);
+    char mac[kMacTextSize];
     cJSON *request = cJSON_CreateObject();
-    char *printed = cJSON_AddStringToObject(request, "MAC", mac) ? cJSON_Print(request) : nullptr;
+    const cJSON *member = cJSON_AddStringToObject(request, "MAC", MacToText(gRoutemac, 0, MAC_UPPER_CASE, mac));
+    char *printed = member ? cJSON_Print(request) : nullptr;
     cJSON_Delete(request);
     if (!printed) return;
     char text[kRulesTextMax + 1];

@@ -5,21 +5,20 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/MacText.h"
 #include "functions/Download.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
 #include "sdk/RouterSdk.h"
 #include "subdev/DeviceTable.h"
 
-static const size_t kMacDigits = 12;
 static const size_t kNameSize = 64;
 
 // The router's name of the device, terminated. Returns 0 or the code of BuildJson().
 static int NameOf(const char *text, char name[kNameSize + 1])
 {
-    if (strspn(text, "0123456789abcdefABCDEF") < kMacDigits) return kJsonNoMac;
-    uint8_t mac[6];
-    for (size_t i = 0; i < sizeof mac; i++) CharToHex(mac + i, text + 2 * i);
+    uint8_t mac[kMacSize];
+    if (!MacFromText(text, 0, mac)) return kJsonNoMac;
     memset(name, 0, kNameSize + 1);
     return WithDeviceTable([&] { return get_dev_name(mac, name); }, "BuildJson");
 }

@@ -4,7 +4,6 @@
 #include <cjson/cJSON.h>
 #include <climits>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -13,6 +12,7 @@
 #include "comm/FuncIdList.h"
 #include "core/Common.h"
 #include "core/JsonParse.h"
+#include "core/MacText.h"
 #include "functions/Url.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
@@ -110,13 +110,6 @@ static void StoreNumber(const Member &member, uint32_t number)
 }
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first bytes of a number are its low ones");
 
-// Two digits a byte, as far as there are any.
-static void StoreMac(const char *text)
-{
-    memset(mMac, 0, sizeof mMac);
-    sscanf(text, "%2hhx%2hhx%2hhx%2hhx%2hhx%2hhx", &mMac[0], &mMac[1], &mMac[2], &mMac[3], &mMac[4], &mMac[5]);
-}
-
 static bool TakeUrl(const char *url)
 {
     UrlParts parts;
@@ -159,7 +152,7 @@ static bool Take(const Member &member, const cJSON *item)
     case TEXT:
     case FIELD: StoreText(member, TextOf(item)); return true;
     case NUMBER: StoreNumber(member, NumberOf(item)); return true;
-    case MAC: StoreMac(TextOf(item)); return true;
+    case MAC: MacScan(TextOf(item), 0, mMac); return true;
     case URL: return TakeUrl(TextOf(item));
     case INTERVAL: return SetInterval(item->valueint);
     }

@@ -4,12 +4,12 @@
 #include <cjson/cJSON.h>
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/Common.h"
 #include "core/JsonParse.h"
+#include "core/MacText.h"
 #include "rules/BadItem.h"
 #include "sdk/RouterSdk.h"
 #include "subdev/DeviceTable.h"
@@ -67,9 +67,8 @@ static int ApplyItem(const cJSON *item)
         LOG_AS(LOG_LEVEL_ERR, kFunction, "Wrong tc rule param");
         return kStay;
     }
-    uint8_t mac[6] = {};
-    if (sscanf(texts[MAC], "%hhX:%hhX:%hhX:%hhX:%hhX:%hhX", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4], &mac[5]) ==
-        EOF) {
+    uint8_t mac[kMacSize];
+    if (!MacScan(texts[MAC], ':', mac)) {
         LOG_AS(LOG_LEVEL_ERR, kFunction, "Wrong tc rule param dev_mac");
         return kStay;
     }

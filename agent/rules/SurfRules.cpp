@@ -9,6 +9,7 @@
 
 #include "core/Common.h"
 #include "core/JsonParse.h"
+#include "core/MacText.h"
 #include "os/OsMemory.h"
 #include "os/OsWait.h"
 #include "platform/Settings.h"
@@ -47,8 +48,8 @@ int set_surf_rule(const char *mac, const char *day, SurfRule *rule)
 // The rule thread leaves a device alone that has no rules, so nobody else would do this.
 static void GiveAccessBack(const char *mac)
 {
-    uint8_t bytes[6] = {};
-    sscanf(mac, "%hhX:%hhX:%hhX:%hhX:%hhX:%hhX", &bytes[0], &bytes[1], &bytes[2], &bytes[3], &bytes[4], &bytes[5]);
+    uint8_t bytes[kMacSize];
+    MacScan(mac, ':', bytes);
     bool changed = false;
     WithDeviceTable([&] {
         DevCfg device = {};

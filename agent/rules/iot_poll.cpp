@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "core/Common.h"
+#include "core/MacText.h"
 #include "os/OsClock.h"
 #include "os/OsWait.h"
 #include "platform/Settings.h"
@@ -24,7 +25,6 @@ static const int64_t kPassMs = 30000;
 static const int64_t kStopMs = 2000;
 static const uint16_t kMostDevices = 128; // of one pass; the router has room for one more
 static const size_t kLookUpSize = 128;
-static const size_t kMacTextSize = 18;
 
 // ---- The pass ----
 
@@ -42,10 +42,9 @@ static Verdict RuleFor(const char *key, const struct tm &now)
 static void Enforce(DevCfg device, const struct tm &now)
 {
     static const char kFunction[] = "surf_rule_func";
-    const uint8_t *mac = device.mac;
     char text[kMacTextSize];
     char key[kLookUpSize];
-    snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+    MacToText(device.mac, ':', MAC_UPPER_CASE, text);
     snprintf(key, sizeof key, "%s|%d", text, now.tm_wday);
     const Verdict verdict = RuleFor(key, now);
     if (verdict == NO_RULES) {

@@ -94,8 +94,8 @@ int Fn39UpdateMac()
     char text[kKnownMost * kLineSize + 1];
     size_t length = 0;
     for (int32_t i = 0; i < f39Num; i++) {
-        const uint8_t *m = OnlineMac[i].mac;
-        snprintf(text + length, kLineSize + 1, "%02x%02x%02x%02x%02x%02x\r\n", m[0], m[1], m[2], m[3], m[4], m[5]);
+        char mac[kMacTextSize];
+        snprintf(text + length, kLineSize + 1, "%s\r\n", MacToText(OnlineMac[i].mac, 0, MAC_LOWER_CASE, mac));
         length += kLineSize;
     }
     if (OsReplaceFile(kPathMacConfig, text, length, kFileMode) == 0) return 0;

@@ -7,6 +7,7 @@
 
 #include "core/Common.h"
 #include "core/Config.h"
+#include "core/MacText.h"
 #include "core/Wire.h"
 #include "platform/Protool.h"
 #include "platform/Sending.h"
@@ -72,9 +73,9 @@ void GetBlackInfo(SubdevReport *report)
     count = std::min<uint16_t>(count, ROUTER_SDK_BLACK_LIST);
     LOG_DEBUG("BlackNum=%d", count);
     for (int i = 0; i < count; i++) {
-        const uint8_t *m = macs[i];
-        LOG_DEBUG("BlackMac%d=%02x:%02x:%02x:%02x:%02x:%02x", i, m[0], m[1], m[2], m[3], m[4], m[5]);
-        if (SubdevRecord *record = SubdevReportFind(report, m)) record->allowed = 0;
+        char text[kMacTextSize];
+        LOG_DEBUG("BlackMac%d=%s", i, MacToText(macs[i], ':', MAC_LOWER_CASE, text));
+        if (SubdevRecord *record = SubdevReportFind(report, macs[i])) record->allowed = 0;
     }
 }
 
