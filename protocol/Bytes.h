@@ -11,7 +11,7 @@ namespace protocol
 
 using Bytes = std::vector<uint8_t>;
 
-// Lower-case digits without separators; `separator` stands between two bytes when it is not 0.
+// Lower-case digits; `separator` between two bytes unless it is 0.
 std::string ToHex(const Bytes &bytes, char separator = 0);
 
 // Reads pairs of hexadecimal digits; blanks and colons may stand between pairs. False for anything else.

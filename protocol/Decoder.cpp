@@ -15,7 +15,7 @@
 namespace protocol
 {
 
-// Head values of acknowledgements that no sequence is.
+// Head values of acknowledgements that are not sequence numbers.
 static const uint16_t kAckChecksumWrong = 11;
 static const uint16_t kAckParserError = 0xFFFF;
 
@@ -53,7 +53,7 @@ static void DescribeRegister(ParsedFrame *frame, Fields *head, Fields *fields)
     head->push_back(TextField("pin", PinText(request.pin)));
     fields->push_back(TextField("serial", std::string(request.serial, request.serialLen)));
     fields->push_back(TextField("mac", MacText(Bytes(request.mac, request.mac + kMacSize))));
-    // There is one way to write a registration: write it again and compare.
+    // A registration can be written in one way only: write it again and compare.
     Bytes again(kRegisterRecordMax);
     again.resize(RegisterRecordWrite(request, again.data(), again.size()));
     if (again != frame->plain) frame->problems.push_back("bytes of the registration that must be zero are not");
@@ -103,7 +103,7 @@ static bool PrintableText(const std::string &text)
     });
 }
 
-// A payload that is a text: also shown as such, and taken apart when it is JSON.
+// A payload that is a text: also shown as a text, and parsed if it is JSON.
 static void DescribeText(const Bytes &payload, Fields *out)
 {
     const std::string text(payload.begin(), payload.end());
@@ -185,7 +185,7 @@ static void DescribeAckHead(const ParsedFrame &frame, Fields *head)
     head->push_back(NumberField("ack", value));
     if (value == kAckChecksumWrong && frame.header.bodyLen == 0)
         head->push_back(TextField("meaning", "checksum wrong"));
-    else if (value == kAckParserError && frame.header.msgType == MSG_ACK_MAC) // elsewhere it is the result -1
+    else if (value == kAckParserError && frame.header.msgType == MSG_ACK_MAC) // in other frames it is the result -1
         head->push_back(TextField("meaning", "parser error"));
 }
 

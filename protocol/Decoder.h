@@ -9,11 +9,11 @@
 namespace protocol
 {
 
-// What the frame holds. `step` tells the two meanings of a session acknowledgement apart and is not looked at
-// otherwise. Faults found in the content are added to `frame->problems`.
+// The fields of the frame. `step` tells the two meanings of a session acknowledgement apart and is otherwise ignored.
+// Errors in the content are added to `frame->problems`.
 Fields DescribeFrame(ParsedFrame *frame, Step step);
 
-// The event that the arrival of this frame is: "register", "login", "heartbeat", "upload", "ack" (of a plugin
+// The name of the event for the arrival of this frame: "register", "login", "heartbeat", "upload", "ack" (of a plugin
 // command), "reply" (to a function command), "frame" for everything else.
 std::string ArrivalEvent(uint8_t msgType);
 

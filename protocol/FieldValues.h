@@ -1,4 +1,4 @@
-// FieldValues.h - one field of a layout: from the word that a person writes to its bytes, and back to a named value.
+// FieldValues.h - one field of a layout: from a typed word to its bytes, and back to a named value.
 // State: none. Threads: any.
 #pragma once
 
@@ -12,14 +12,14 @@
 namespace protocol
 {
 
-// Appends the bytes of what `text` says. False with a reason that names the field.
+// Appends the bytes of the value in `text`. False with a reason that names the field.
 bool PutValue(const FieldLayout &field, const std::string &text, Bytes *out, std::string *error);
 
 // Appends the bytes of a field that was not given: its initial value, else zeros, else an empty text.
 void PutInitial(const FieldLayout &field, Bytes *out);
 
-// Reads a field that is no list; the reader has failed when its bytes are not there. Names of values and texts come
-// out as texts, numbers as numbers. Returns false for a field without a value: Zeros, Always, Length.
+// Reads a field that is not a list; the reader has failed if bytes are missing. Named values and texts become texts,
+// numbers become numbers. Returns false for a field without a value: Zeros, Always, Length.
 bool TakeValue(const FieldLayout &field, WireReader *r, Field *value);
 
 } // namespace protocol

@@ -34,7 +34,7 @@ bool FrameCutter::Pop(Bytes *frame, std::string *problem)
     return true;
 }
 
-// Removes the padding of RFC 5652, 6.3. False, with everything left in place, when it is none.
+// Removes the padding of RFC 5652, 6.3. False, with nothing changed, if it is invalid.
 static bool StripPadding(Bytes *plain)
 {
     const size_t count = plain->empty() ? 0 : plain->back();
@@ -52,7 +52,7 @@ static void Expect(ParsedFrame *frame, bool holds, const std::string &problem)
 
 namespace
 {
-// What an agent writes: flag, length of the head block, whether a body must follow and is an inner record.
+// Frames of an agent: flag, length of the head block, whether a body must follow and is an inner record.
 struct AgentFrameRow {
     uint8_t msgType;
     uint8_t flag;

@@ -1,7 +1,7 @@
-// FrameCodec.h - frames out of a byte stream, taken apart and checked, and frames put together.
+// FrameCodec.h - cuts a byte stream into frames, parses and checks them; builds frames.
 //
-// The layout and the checksum are the agent's own (platform/Frame.h); the checks here are stricter than a receiver
-// needs: everything that an agent must write in one way only is looked at.
+// Layout and checksum are the agent's own (platform/Frame.h). The checks here are stricter than a receiver needs: they
+// cover everything that an agent must write in one way only.
 //
 // State: none but in FrameCutter. Threads: any, one FrameCutter per thread.
 #pragma once
@@ -33,8 +33,8 @@ class FrameCutter
   public:
     void Push(const uint8_t *data, size_t size) { pending_.insert(pending_.end(), data, data + size); }
 
-    // The next whole frame. `*problem` becomes the reason why bytes were skipped in front of it, or empty; it may be
-    // set although no frame is there yet. False when more bytes are needed.
+    // The next whole frame. `*problem` is the reason why bytes before it were skipped, or empty; it may be set although
+    // there is no frame yet. False if more bytes are needed.
     bool Pop(Bytes *frame, std::string *problem);
 
     // Bytes of a frame that has begun but not ended.
@@ -51,14 +51,14 @@ struct ParsedFrame {
     Bytes plain;             // the decrypted body without its padding
     bool checksumOk = false; // over the plaintext
     uint8_t checksumExpected = 0;
-    bool hasRecord = false; // the body is an inner record, and the three below are set
+    bool hasRecord = false; // the body is an inner record, and these three are set:
     uint8_t dataType = 0;
-    Bytes mac; // empty in records without
+    Bytes mac; // empty in records without one
     Bytes payload;
-    std::vector<std::string> problems; // what is wrong besides the checksum
+    std::vector<std::string> problems; // errors other than the checksum
 };
 
-// Takes one whole frame apart. `fromAgent` adds the checks on flag, head length and record that an agent must pass.
+// Parses one whole frame. `fromAgent` adds the checks on flag, head length and record that an agent must pass.
 ParsedFrame ParseFrame(const Bytes &raw, const std::string &key, bool fromAgent);
 
 // ---- Sent ---------------------------------------------------------------------------------------------------------
@@ -68,15 +68,15 @@ struct OutFrame {
     uint8_t msgType = 0;
     uint8_t flag = 0;
     Bytes head;
-    bool hasPlain = false; // the body is `plain`, encrypted; otherwise `body` as it stands
+    bool hasPlain = false; // the body is `plain`, encrypted; otherwise `body`, unchanged
     Bytes plain;
     Bytes body;
     std::optional<uint8_t> checksum;    // instead of the right one
     std::optional<uint16_t> bodyLength; // announced instead of the right one
-    Bytes raw;                          // not empty: these bytes as they stand, and nothing else of this struct
+    Bytes raw;                          // not empty: these bytes, and nothing else of this struct
 };
 
-// The bytes of a frame. `key` encrypts.
+// The bytes of a frame, encrypted with `key`.
 Bytes EncodeFrame(const OutFrame &frame, const std::string &key);
 
 // An inner record, with a MAC when `mac` is not empty.

@@ -55,7 +55,7 @@ static Field TakeList(const FieldLayout &field, WireReader *r, std::string *prob
     return list;
 }
 
-// What is wrong with the `size` bytes at `at`, which have no value of their own; `left` bytes follow them.
+// The error in the `size` bytes at `at`, which have no value of their own; `left` bytes follow them.
 static std::string Wrong(const FieldLayout &field, const uint8_t *at, size_t left)
 {
     WireReader r = WireRead(at, field.size);
@@ -117,7 +117,7 @@ Fields DecodeReply(unsigned id, int status, const Bytes &data, std::vector<std::
         problems->push_back("this function has no reply");
         return {};
     }
-    // A failure may come alone; so does the answer of an agent that does not have the function.
+    // A failure may consist of a status alone; so does the answer of an agent that does not have the function.
     if (data.empty() && status == kNotSupported) return {};
     if (function->status == STATUS_ZERO && status != 0)
         problems->push_back("status " + std::to_string(status) + " from a function that always answers 0");

@@ -11,7 +11,7 @@ namespace protocol
 namespace
 {
 
-// ---- Parameters and data that several functions have
+// ---- Parameters and data of several functions
 
 constexpr Layout kNothing = {};
 constexpr FieldLayout kWanIndexFields[] = {Number(Type::U16, "wan", "", "index of the WAN")};
@@ -48,7 +48,7 @@ constexpr Layout kJson = {kJsonFields};
 constexpr FieldLayout kLongJsonFields[] = {LongText("json", "JSON text of 2 to 1023 bytes")};
 constexpr Layout kLongJson = {kLongJsonFields};
 
-// ---- Those of one function each
+// ---- Parameters and data of one function each
 
 constexpr FieldLayout kVersionFields[] = {Text("version", 60, "version of the firmware"),
                                           Date("date", "build date; 14 18 06 01 is 1 June 2024")};
@@ -163,7 +163,7 @@ constexpr FieldLayout kBandFields[] = {Number(Type::U8, "band", "", "which band 
 constexpr Layout kBand = {kBandFields};
 constexpr FieldLayout kBandAnswerFields[] = {Number(Type::U8, "band", "", "the management process's answer")};
 constexpr Layout kBandAnswer = {kBandAnswerFields};
-constexpr FieldLayout kSupportFields[] = {Named("support", kNoYes, "whether there can be a mesh")};
+constexpr FieldLayout kSupportFields[] = {Named("support", kNoYes, "whether the router supports a mesh")};
 constexpr Layout kSupport = {kSupportFields};
 constexpr FieldLayout kTopologyFields[] = {TextToEnd("topology", "the management process's text")};
 constexpr Layout kTopology = {kTopologyFields};
@@ -175,30 +175,32 @@ constexpr Layout kWifiInfo = {kWifiInfoFields};
 constexpr FieldLayout kBssidFields[] = {TextToEnd("bssid", "the management process's text")};
 constexpr Layout kBssid = {kBssidFields};
 
-// ---- When a reply has no more than its header, and other things to know
+// ---- Notes: when a reply is a header alone, and the like
 
-constexpr char kTable[] = "While the device table is not to be had, the reply is only the 6 bytes of its header; the "
+constexpr char kTable[] = "If the device table cannot be locked, the reply is only the 6 bytes of its header; the "
                           "status is the error number.";
-constexpr char kLocal[] = "The router's management process is asked. When it refuses or does not answer, the reply is "
-                          "only the 6 bytes of its header, with a status other than 0.";
-constexpr char kAsked[] = "The router's management process is asked; the status is its own, 1 when it does not answer.";
+constexpr char kLocal[] =
+    "The agent asks the router's management process. If it refuses or does not answer, the reply is "
+    "only the 6 bytes of its header, with a status other than 0.";
+constexpr char kAsked[] =
+    "The agent asks the router's management process; the status is its answer, 1 if there is none.";
 
-// What status 1 means where it has a meaning of its own.
+// Meanings of status 1, where it has one of its own.
 constexpr char kUnanswered[] = "the router's management process is not connected, did not answer in time, or refused";
 constexpr char kStillRuns[] = "the one before still runs";
 
 constexpr FunctionLayout kUnsupported = {};
-constexpr FunctionLayout kNoOperation = {"nothing at all, without a reply"};
+constexpr FunctionLayout kNoOperation = {"does nothing and has no reply"};
 constexpr FunctionLayout kReservedQuery = {"reserved; the answer is fixed", kNothing, kReserved};
-constexpr FunctionLayout kReservedSetting = {"reserved; nothing is done"};
+constexpr FunctionLayout kReservedSetting = {"reserved; does nothing"};
 
-// One row a function, each at its own number.
+// One row for each function, at its own number.
 constexpr FunctionLayout kLayouts[] = {
     /*  0 */ kUnsupported,
     /*  1 */ {"version and build date of the router's firmware", kNothing, kVersion},
     /*  2 */
-    {"who the router is and what it is made of", kNothing, kIdentity,
-     "The status is the result of asking for the name. What the router could not tell is zero."},
+    {"identity and hardware of the router", kNothing, kIdentity,
+     "The status is the result of asking for the name. Values that the router could not provide are zero."},
     /*  3 */ {"configuration of one WAN", kWanIndex, kWan},
     /*  4 */ {"configurations of all WANs", kNothing, kWans},
     /*  5 */ {"TCP connections of a WAN", kWanIndex, kConnections},
@@ -206,11 +208,11 @@ constexpr FunctionLayout kLayouts[] = {
     /*  7 */ {"bytes that a WAN has received", kWanIndex, kReceived},
     /*  8 */
     {"start a ping", kPing, kNothing,
-     "Status 0: it runs, and ping-result has its output. 1: the one before still runs.", kStillRuns},
+     "Status 0: it runs; ping-result returns its output. 1: the one before still runs.", kStillRuns},
     /*  9 */
     {"output of the last ping", kNothing, kResultText,
-     "While a ping runs, or when it could not be started, the reply is only the 6 bytes of its header with "
-     "status 1. The end of the session does not end the ping: the next one gets its whole output.",
+     "While a ping runs, or if it could not be started, the reply is only the 6 bytes of its header with "
+     "status 1. The end of the session does not end the ping: the next session can get its whole output.",
      "a ping runs, or none could be started"},
     /* 10 */ {"the router's side of the LAN", kNothing, kLan},
     /* 11 */ {"number of LAN ports", kNothing, kPorts},
@@ -219,7 +221,7 @@ constexpr FunctionLayout kLayouts[] = {
     /* 14 */ {"whether an SSID is on", kSsidIndex, kSwitch},
     /* 15 */ {"switch an SSID on or off", kSsidSwitch, kNothing},
     /* 16 */ {"configuration of one SSID", kSsidIndex, kSsid},
-    /* 17 */ {"change an SSID", kSsid, kNothing, "The SSID becomes what the whole record says."},
+    /* 17 */ {"change an SSID", kSsid, kNothing, "The whole record replaces the SSID's configuration."},
     /* 18 */ {"whether the radios are on", kNothing, kSwitch},
     /* 19 */ {"switch the radios on or off", kSwitch, kNothing},
     /* 20 */ kReservedQuery,
@@ -231,52 +233,51 @@ constexpr FunctionLayout kLayouts[] = {
     /* 26 */ {"which services are on", kNothing, kServices},
     /* 27 */ {"switch the services on or off", kServices, kNothing},
     /* 28 */ {"accounts of the services", kNothing, kAccounts},
-    /* 29 */ {"set the accounts of the services", kAccounts, kNothing, "A field of 16 characters passes whole."},
+    /* 29 */ {"set the accounts of the services", kAccounts, kNothing, "A field may use all its 16 characters."},
     /* 30 */ {"whether WPS is on", kNothing, kSwitch},
     /* 31 */ {"switch WPS on or off", kSwitch, kNothing},
-    /* 32 */ {"allow a device the internet or refuse it", kDevice, kNothing, kTable},
+    /* 32 */ {"allow or block a device's internet access", kDevice, kNothing, kTable},
     /* 33 */ {"what a device sends and receives", kDeviceKey, kFlow, kTable},
     /* 34 */ {"limits of a device", kDeviceKey, kLimits, kTable},
     /* 35 */ {"set the limits of a device", kSetLimits, kNothing, kTable},
     /* 36 */ {"name of a device", kDeviceKey, kDeviceName, kTable},
-    /* 37 */ {"name a device", kSetDeviceName, kNothing, kTable},
+    /* 37 */ {"set the name of a device", kSetDeviceName, kNothing, kTable},
     /* 38 */ {"configuration of one device", kDeviceKey, kDevice, kTable},
     /* 39 */ {"all devices that are connected", kNothing, kDevices, kTable},
     /* 40 */ kNoOperation,
     /* 41 */ {"link speeds of a device", kDeviceKey, kSpeeds, kTable},
     /* 42 */ {"Wi-Fi networks of the neighbours", kNothing, kNeighbours, kTable},
     /* 43 */ {"devices on the black list", kNothing, kBlackList, kTable},
-    /* 44 */ {"resolvers that the router asks", kNothing, kDns},
-    /* 45 */ {"set the resolvers", kDns, kNothing},
-    /* 46 */ {"name the router", kName, kNothing},
+    /* 44 */ {"DNS servers of the router", kNothing, kDns},
+    /* 45 */ {"set the DNS servers", kDns, kNothing},
+    /* 46 */ {"set the name of the router", kName, kNothing},
     /* 47 */ {"use of the processor", kNothing, kUse},
     /* 48 */ {"use of the memory", kNothing, kUse},
     /* 49 */ {"which links are up", kNothing, kLinkStatus},
-    /* 50 */ {"let the router use its full capacity or not", kFullLoad, kNothing},
+    /* 50 */ {"switch full capacity on or off", kFullLoad, kNothing},
     /* 51 */
     {"start a traceroute", kHost, kNothing,
      "Status 0: it runs, and traceroute-result ends it. 1: the one before still runs.", kStillRuns},
     /* 52 */
-    {"output of the traceroute, which is ended if it still runs", kNothing, kResultText,
-     "Without any output to read the reply is only the 6 bytes of its header with status 1.",
-     "there is no output to read"},
+    {"output of the traceroute; ends it if it still runs", kNothing, kResultText,
+     "If there is no output, the reply is only the 6 bytes of its header with status 1.", "there is no output to read"},
     /* 53 */ {"set the router's clock", kTime, kNothing},
     /* 54 */ {"time since the router started", kNothing, kUpTime},
     /* 55 */ {"restart the router", kNothing, kNothing},
-    /* 56 */ {"set where web pages are redirected to", kRedirection, kNothing},
+    /* 56 */ {"set the redirection of web pages", kRedirection, kNothing},
     /* 57 */ {"install other firmware", kRom, kNothing, "Its text begins at byte 11, not 10."},
-    /* 58 */ {"traffic of the whole router at the moment", kNothing, kRates},
-    /* 59 */ {"set the page by which the router tests its connection", kUrl, kNothing},
+    /* 58 */ {"present traffic of the whole router", kNothing, kRates},
+    /* 59 */ {"set the page with which the router tests its connection", kUrl, kNothing},
     /* 60 */ {"PIN of the router", kNothing, kPin},
     /* 61 */
     {"start a test of the download rate", kNothing, kRateTest,
-     "The rate comes later, as a report under number 62. While a test runs another one does nothing."},
+     "The rate follows as a report under number 62. While a test runs, another start does nothing."},
     /* 62 */
     {"the measured download rate, which the router reports by itself", kNothing, kRateReport,
-     "Sent like a reply, with MsgType 26, DataType 62 and tag 0, when a test that function 61 or 87 began has "
-     "ended. The status is 0, or 1 when the test failed; the rate is then all ones."},
+     "Sent like a reply, with MsgType 26, DataType 62 and tag 0, when a test of function 61 or 87 has ended. The "
+     "status is 0, or 1 if the test failed; the rate is then all ones."},
     /* 63 */ kUnsupported,
-    /* 64 */ {"report the devices now", kNothing, kNothing, "The report comes by itself, as an upload."},
+    /* 64 */ {"report the devices now", kNothing, kNothing, "The report follows as an upload."},
     /* 65 */ kUnsupported,
     /* 66 */
     {"limit the bandwidth of devices", kJson, kNothing,
@@ -285,38 +286,38 @@ constexpr FunctionLayout kLayouts[] = {
     /* 67 */ kUnsupported,
     /* 68 */ kUnsupported,
     /* 69 */
-    {"set when devices have no internet", kJson, kNothing,
+    {"set the times when devices have no internet access", kJson, kNothing,
      "{\"LIST\":[{\"FLAG\":\"1\",\"MAC\":\"02:1A:2B:00:00:01\",\"DAY\":\"12345\",\"START\":\"21:00\","
      "\"STOP\":\"23:30\",\"ALLOW\":\"0\"}]}, all values as texts; FLAG 1 adds a rule, 0 deletes it. Status: 0 "
      "done, 2 no JSON, 3 to 8 an item without FLAG, MAC, DAY, START, STOP, ALLOW."},
     /* 70 */ {"Wi-Fi frequency band", kBand, kBandAnswer, kLocal, kUnanswered},
-    /* 71 */ {"whether there can be a mesh", kNothing, kSupport, kLocal, kUnanswered},
+    /* 71 */ {"whether the router supports a mesh", kNothing, kSupport, kLocal, kUnanswered},
     /* 72 */ {"switch the mesh on or off", kSwitch, kNothing, kAsked, kUnanswered},
     /* 73 */ {"whether the mesh is on", kNothing, kSwitch, kLocal, kUnanswered},
     /* 74 */ {"switch roaming in the mesh on or off", kSwitch, kNothing, kAsked, kUnanswered},
     /* 75 */ {"whether roaming in the mesh is on", kNothing, kSwitch, kLocal, kUnanswered},
     /* 76 */ {"set the thresholds of roaming", kThreshold, kNothing, kAsked, kUnanswered},
     /* 77 */ {"thresholds of roaming", kNothing, kThreshold, kLocal, kUnanswered},
-    /* 78 */ {"how the mesh hangs together", kNothing, kTopology, kLocal, kUnanswered},
+    /* 78 */ {"topology of the mesh", kNothing, kTopology, kLocal, kUnanswered},
     /* 79 */ {"Wi-Fi networks of the neighbours, scanned anew", kNothing, kWifiInfo, kLocal, kUnanswered},
     /* 80 */ {"BSSID data of the router", kNothing, kBssid, kLocal, kUnanswered},
     /* 81 */ kNoOperation,
     /* 82 */ {"change a WAN", kWan, kNothing, kAsked, kUnanswered},
     /* 83 */ {"start the router's one-key optimisation", kNothing, kNothing, kAsked, kUnanswered},
     /* 84 */ kNoOperation,
-    /* 85 */ {"have the router look for faults", kNothing, kNothing, kAsked, kUnanswered},
+    /* 85 */ {"start the router's diagnosis", kNothing, kNothing, kAsked, kUnanswered},
     /* 86 */ kNoOperation,
     /* 87 */
-    {"configuration data; \"value_func61\" is the URL of a rate test to begin", kLongJson, kNothing,
-     "{\"value_func61\":\"http://host:port/path\"}. Status: 0 found, 1 no such member or no JSON. A port that is no "
-     "number from 1 to 65535 is a test that fails; without \"://\", a host of 3 to 64 characters, a \"/\" behind it "
-     "and a port of less than 8 characters there is no test and no report.",
+    {"configuration data; \"value_func61\" is the URL of a rate test to start", kLongJson, kNothing,
+     "{\"value_func61\":\"http://host:port/path\"}. Status: 0 found, 1 no such member or no JSON. With a port "
+     "outside 1 to 65535 the test fails; without \"://\", a host of 3 to 64 characters, a \"/\" behind it and a port "
+     "of less than 8 characters there is no test and no report.",
      "the text is no JSON or has no value_func61"},
     /* 88 */
     {"set what the router reports by itself, and when", kLongJson, kNothing,
      "{\"timestamp\":1700000000,\"referNum\":1000,\"interval1\":60,\"interval2\":1440,\"interval3\":60,"
-     "\"jumpTime\":\"1:00-6:00\"}, intervals in minutes. The management process is told; status 0, its own, or 1 "
-     "when the text is wrong or it does not answer.",
+     "\"jumpTime\":\"1:00-6:00\"}, intervals in minutes. The agent passes it on to the router's management process; "
+     "status: its answer, or 1 if the text is invalid or there is no answer.",
      "the text is wrong, or the router's management process is not connected, did not answer in time, or refused"},
 };
 static_assert(std::size(kLayouts) == kFunctionCount, "a row is missing");
@@ -326,7 +327,7 @@ constexpr Function kRows[] = {FUNCTION_LIST(FUNCTION_ROW)};
 #undef FUNCTION_ROW
 static_assert(std::size(kRows) == kFunctionCount, "a row is missing");
 
-// ---- What the compiler checks
+// ---- Checks at compile time
 
 constexpr bool LengthsAgree()
 {

@@ -1,5 +1,5 @@
-// FunctionLayouts.h - the one table of what every function takes and answers, byte by byte. Commands, decoded replies,
-// help and the documentation are all made from it.
+// FunctionLayouts.h - the table of the parameters and replies of all functions, byte by byte. Commands, decoded
+// replies, help and the documentation are made from it.
 //
 // Numbers, names, kinds of status and lengths are the agent's own (functions/FunctionList.h); the compiler refuses a
 // layout that differs from them. State: none. Threads: any.
@@ -21,7 +21,7 @@ struct FunctionLayout {
     Layout request = {}; // from kRequestHeader on
     Layout reply = {};   // from kReplyHeader on
     const char *note = "";
-    const char *failed = ""; // what status 1 means; empty: nothing in particular
+    const char *failed = ""; // the meaning of status 1; empty: none of its own
 };
 
 struct Function {
@@ -36,9 +36,9 @@ struct Function {
 
 extern const Function (&kFunctions)[kFunctionCount]; // each at its own number
 
-// By number, nullptr when there is none; a function that is not supported is there all the same.
+// By number; nullptr if there is none. Functions that are not supported are included.
 const Function *FindFunction(unsigned id);
-// By name alone: a number is no name.
+// By name only: a number is not a name.
 const Function *FindFunction(const std::string &name);
 
 } // namespace protocol

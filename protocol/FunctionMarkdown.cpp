@@ -8,9 +8,9 @@ namespace protocol
 static const char kIntroduction[] = R"(
 ### How functions are described
 
-Offsets are those of the whole request and of the whole reply, so parameters begin at 10 and data at 6. Offsets in a
-record of a list are those of the record. Lists hold exactly as many records as are told, one directly behind the
-other. Texts are UTF-8.
+Offsets count from the start of the whole request or reply, so parameters begin at 10 and data at 6. Offsets in a record
+of a list count from the start of the record. A list has exactly the stated number of records, without gaps. Texts are
+UTF-8.
 
 | type | |
 |---|---|
@@ -25,9 +25,9 @@ The status is 16 bits, the lowest byte first, in one of three ways:
 
 | status | |
 |---|---|
-| router | the low 16 bits of the router's own result, 0 for success, otherwise the maker's code; of several calls the first that failed. What could not be told is zero in the data |
-| agent | the result of the agent's own work or of the router's management process: 0 for success, otherwise mostly 1 |
-| always 0 | 0 whatever the router said |
+| router | the low 16 bits of the router library's result: 0 for success, otherwise the maker's code; of several calls the first that failed. Data that the router could not provide is zero |
+| agent | the result of the agent itself or of the router's management process: 0 for success, otherwise mostly 1 |
+| always 0 | 0 whatever the router library returns |
 )";
 
 static std::string Heading(const Function &function)
@@ -91,7 +91,7 @@ static std::string Section(const Function &function)
     return text;
 }
 
-// Every record that a list holds, once, where the first such list is.
+// The record of a list, at the first list that has it.
 static std::string Records(const Function &function, std::string *known)
 {
     std::string text;

@@ -1,4 +1,4 @@
-// FunctionMarkdown.h - the part of docs/protocol.md that describes every function, for somebody who writes a platform.
+// FunctionMarkdown.h - the part of docs/protocol.md that describes the functions.
 // State: none. Threads: any.
 #pragma once
 

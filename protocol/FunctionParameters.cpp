@@ -85,7 +85,7 @@ bool AssignValues(const Function &function, const std::vector<std::string> &valu
         } else {
             field = FirstNotGiven(request, *given);
             if (!field) return fail("'" + values[i] + "' is one word too many");
-            // A misspelt name must not become a text; the text of a whole line may look like anything.
+            // A misspelt name must not become a text; a text that takes the rest of the line may contain anything.
             if (!name.empty() && !TakesTheRest(field->type)) return fail("there is no parameter '" + name + "'");
             if (named && !TakesTheRest(field->type)) return fail("'" + values[i] + "' stands behind a NAME=VALUE");
         }

@@ -1,5 +1,5 @@
-// Layout.h - how a record lies on the wire, as data: the parameters of a function, what it answers, one record of a
-// list. Everything plugsim knows about such bytes is made from these rows.
+// Layout.h - the layout of a record on the wire, as data: the parameters of a function, its reply, one record of a
+// list. Everything that plugsim knows about such bytes comes from these rows.
 //
 // Integers are little-endian. State: none; everything here is a constant. Threads: any.
 #pragma once
@@ -22,8 +22,8 @@ enum class Type : uint8_t {
     Mac,         // 6 bytes in the order they are written
     Date,        // 4 bytes: century, year, month, day
     Text,        // `size` bytes, zero-filled; a text that fills them has no terminator
-    Opaque,      // `size` bytes without a meaning of their own
-    Zeros,       // `size` bytes that mean nothing
+    Opaque,      // `size` bytes without a meaning
+    Zeros,       // `size` bytes that are not used
     Always,      // `size` bytes, a number that is always `most`
     Length,      // 16 bits: how many bytes follow
     TextToEnd,   // from here to the end of the record
@@ -35,7 +35,7 @@ enum class Type : uint8_t {
 
 struct FieldLayout;
 
-// A whole record. One that several functions share has a title; of a titled one every parameter may be left out.
+// A whole record. One that several functions share has a title; every parameter of such a record may be left out.
 struct Layout {
     const FieldLayout *fields = nullptr;
     size_t count = 0;
@@ -51,7 +51,7 @@ struct Layout {
     constexpr bool Shared() const { return *title != '\0'; }
 };
 
-// What the values of a byte are called, from 0.
+// The names of a byte's values, from 0.
 struct ValueNames {
     const char *const *names = nullptr;
     size_t count = 0;
@@ -73,8 +73,8 @@ struct FieldLayout {
     const char *unit = "";          // of a number
     ValueNames values = {};         // of a U8
     Layout record = {};             // of a list
-    size_t most = 0;                // records of a list; the number that is Always the same
-    int64_t initial = kMustBeGiven; // of a number that need not be given
+    size_t most = 0;                // greatest number of records of a list; the value of Always
+    int64_t initial = kMustBeGiven; // of a number that may be left out
 };
 
 constexpr const FieldLayout *Layout::end() const
@@ -82,7 +82,7 @@ constexpr const FieldLayout *Layout::end() const
     return fields + count;
 }
 
-// ---- Fields, as the tables write them
+// ---- Fields, for the tables
 
 constexpr FieldLayout Number(Type type, const char *name, const char *unit, const char *about)
 {
@@ -142,7 +142,7 @@ constexpr FieldLayout Zeros(size_t size)
     return {Type::Zeros, "", size, "not used, zero"};
 }
 
-// A number of 8 or 16 bits that cannot be another one.
+// A constant of 8 or 16 bits.
 constexpr FieldLayout Always(size_t size, size_t number, const char *about)
 {
     return {Type::Always, "", size, about, "", {}, {}, number};
@@ -178,7 +178,7 @@ constexpr FieldLayout CountedList(const char *name, Layout record, size_t most, 
     return {Type::CountedList, name, 0, about, "", {}, record, most};
 }
 
-// ---- What follows from them
+// ---- Derived values
 
 constexpr bool IsList(Type type)
 {
@@ -197,7 +197,7 @@ constexpr bool IsFixed(const Layout &layout)
     return true;
 }
 
-// Bytes of a record whose fields are all of one size.
+// Bytes of a record whose fields all have a fixed size.
 constexpr size_t FixedSize(const Layout &layout)
 {
     size_t size = 0;

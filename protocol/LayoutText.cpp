@@ -5,7 +5,7 @@ namespace protocol
 
 namespace
 {
-// Where a field stands: a number of bytes and, behind lists, multiples of their counts.
+// The offset of a field: a number of bytes and, behind lists, multiples of their counts.
 struct Place {
     size_t bytes;
     std::string counts;

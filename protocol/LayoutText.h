@@ -1,4 +1,4 @@
-// LayoutText.h - layouts as people read them: a row a field, lengths, kinds of status.
+// LayoutText.h - layouts as text for people: a row for each field, lengths, kinds of status.
 // State: none. Threads: any.
 #pragma once
 
@@ -14,11 +14,11 @@ struct LayoutRow {
     std::string offset, size, type, name, about;
 };
 
-// One row a field; those with a length or count in front have two. `start` is where the layout begins. Counts of lists
-// are n, m, ... in offsets and sizes.
+// One row for each field; two for a field with a length or count in front. `start` is the offset of the layout. Counts
+// of lists are n, m, ... in offsets and sizes.
 std::vector<LayoutRow> LayoutRows(const Layout &layout, size_t start);
 
-// "12", "12 + n", "16 and more"; of a whole request or reply with `header` bytes before the layout.
+// "12", "12 + n", "16 and more": the length of a whole request or reply with `header` bytes before the layout.
 std::string LengthText(const Layout &layout, size_t header);
 
 // What the status of a reply is.

@@ -1,4 +1,4 @@
-// Meanings.h - what the results in an agent's answers mean, where they have a meaning of their own.
+// Meanings.h - the meanings of results in an agent's answers.
 // State: none. Threads: any.
 #pragma once
 
@@ -11,7 +11,7 @@ namespace protocol
 constexpr uint16_t kLimitFunction = 66;
 constexpr uint16_t kSurfFunction = 69;
 
-// The status of a function's reply, the result of a plugin command. Empty for one without a meaning.
+// Of the status of a function's reply, of the result of a plugin command. Empty if it has none.
 std::string StatusMeaning(unsigned function, int status);
 std::string ResultMeaning(uint8_t dataType, int result);
 

@@ -47,7 +47,7 @@ const NameRow kPluginTypes[] = {
     {18, "report-interval"},
 };
 
-// Replies that come without a request.
+// Replies without a request.
 const NameRow kReportTypes[] = {
     {62, "rate-result"},
 };

@@ -19,7 +19,7 @@ enum PluginType : uint8_t {
     PLUGIN_REPORT_INTERVAL = 18,
 };
 
-// "heartbeat-ack" for 2; empty for a MsgType that nobody uses.
+// "heartbeat-ack" for 2; empty for a MsgType that is not used.
 std::string MsgTypeName(uint8_t msgType);
 
 // What a DataType means in a frame of this MsgType: plugin data in the frames without MAC, a function in the others.

@@ -1,4 +1,4 @@
-// Numbers.h - whole numbers out of texts.
+// Numbers.h - integers from texts.
 // State: none. Threads: any.
 #pragma once
 
@@ -8,7 +8,7 @@
 namespace protocol
 {
 
-// A whole number, decimal or 0x..., within [low, high]. False for anything else.
+// An integer, decimal or 0x..., within [low, high]. False for anything else.
 bool ParseNumber(const std::string &text, int64_t low, int64_t high, int64_t *number);
 
 } // namespace protocol

@@ -1,4 +1,4 @@
-// RecordLayouts.h - the records that more than one function carries, or a list holds.
+// RecordLayouts.h - the records that several functions share, and those of lists.
 // State: none; everything here is a constant. Threads: any.
 #pragma once
 

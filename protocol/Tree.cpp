@@ -198,7 +198,7 @@ std::string LeafList(const Field &field)
     return text;
 }
 
-// A text of several lines, each one behind `indent` blanks.
+// A text of several lines, each indented by `indent` blanks.
 static std::string TextLines(const std::string &text, size_t indent)
 {
     std::string out;

@@ -13,7 +13,7 @@ struct Field {
     enum class Kind { Text, Number, Flag, Null, Object, List };
     std::string name; // empty inside a list
     Kind kind;
-    std::string value; // numbers as decimal text, so that no 64-bit counter is rounded; flags "true" or "false"
+    std::string value; // numbers as decimal text, which keeps 64-bit counters exact; flags "true" or "false"
     std::string unit;  // shown to people only
     std::vector<Field> children;
 };
@@ -29,20 +29,20 @@ Field ListField(const std::string &name, const std::vector<std::string> &texts);
 // The field at `path`: names, and positions in lists (from 0), with dots between them. nullptr when there is none.
 const Field *FindField(const Fields &fields, const std::string &path);
 
-// Reads a JSON text into fields. False when it is none.
+// Reads a JSON text into fields. False if it is not JSON.
 bool FieldFromJson(const std::string &name, const std::string &text, Field *field);
 
-// One object on one line. Bytes that are no UTF-8 are written as \u0080 to \u00ff.
+// One object on one line. Bytes that are not UTF-8 are written as \u0080 to \u00ff.
 std::string ToJson(const Fields &fields);
 
-// "name  value unit" a line, nested fields and texts of several lines deeper, each line behind `indent` blanks and
-// ended by a newline.
+// A line "name  value unit" for each field, nested fields and texts of several lines indented further. Each line begins
+// with `indent` blanks and ends with a newline.
 std::string ToLines(const Fields &fields, size_t indent);
 
-// The values of a list that holds no objects and no lists, with commas between them; empty for everything else.
+// The values of a list without objects and lists, separated by commas; empty for everything else.
 std::string LeafList(const Field &field);
 
-// A text with control characters and bytes that are no UTF-8 made visible as \xNN.
+// A text in which control characters and bytes that are not UTF-8 are written as \xNN.
 std::string Visible(const std::string &text);
 
 } // namespace protocol

@@ -113,7 +113,7 @@ constexpr FieldLayout kAnswerFields[] = {Number(Type::I32, "result", "", "0, or 
                                          TextToEnd("resultDesc", "the same in words")};
 constexpr Layout kAnswer = {kAnswerFields};
 
-// ---- What they say
+// ---- Meanings
 
 std::string Value(const Fields &fields, const std::string &path)
 {
@@ -153,7 +153,7 @@ std::string UpdateMeaning(const Fields &content, std::string *problem)
     return result == "0" ? "the file is there and right; the agent ends itself" : "the update has failed";
 }
 
-// The firmware's check and its update have two texts for some codes.
+// For some codes the firmware's check and its update have different texts.
 constexpr struct {
     int result;
     const char *text;
@@ -241,7 +241,7 @@ const Upload *FindUpload(uint8_t msgType, uint8_t dataType)
 
 // ---- Decoding
 
-// An agent writes the members of a text in one order, and no others.
+// An agent writes exactly these members, in this order.
 static void CheckMembers(const Layout &layout, const Field &json, std::vector<std::string> *problems)
 {
     size_t at = 0;
@@ -278,7 +278,7 @@ static Fields DecodeBytes(const Upload &upload, const Bytes &payload, std::vecto
     if (!problem.empty()) problems->push_back(problem);
     if (fields.empty()) return fields;
     if (payload.size() < upload.least) problems->push_back("the report is empty");
-    Field json; // the management process's: it may well be none
+    Field json; // the local peer's text, which may be no JSON
     if (fields.back().name == "json" && FieldFromJson("json", fields.back().value, &json)) fields.back() = json;
     return fields;
 }

@@ -1,4 +1,4 @@
-// UploadMarkdown.h - what an agent reports by itself, for the document of the protocol.
+// UploadMarkdown.h - the part of docs/protocol.md that describes the reports.
 // State: none. Threads: any.
 #pragma once
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# demo.sh - builds the agent and shows it at work: the real agent, the simulated router, platform and management process.
+# demo.sh - builds the agent and shows it at work: the real agent, the simulated router, test platform and local peer.
 set -uo pipefail
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
@@ -31,7 +31,7 @@ out=$repo/build/demo
 clock=$out/libfastclock.so
 factor=20
 build=yes
-inside='' way='' # set when we have started ourselves again in the private place
+inside='' way='' # set when the script has restarted itself in the private place
 
 die() { echo "demo.sh: $*" >&2; exit 2; }
 
@@ -47,7 +47,7 @@ while [ $# -gt 0 ]; do
 done
 [[ $factor =~ ^([1-9]|[1-5][0-9]|60)$ ]] || die "--factor is a whole number from 1 to 60"
 
-# ---- Outside: packages, build, and a place of its own
+# ---- Outside: packages, build, and a private place (namespaces)
 
 prepare() {
     title "Preparing"
@@ -60,7 +60,7 @@ prepare() {
             cmake --build "$bin" -j "$(nproc)" --target plug plug_next plugsim || die "the build failed"
     fi
     [ -x "$bin/plugsim" ] || die "there is no build in $bin; run without --no-build"
-    # The tests' own clock; built here because the demo needs none of the tests.
+    # The tests' fast clock; built here so that the demo does not need to build the tests.
     cc -shared -fPIC -O2 -std=gnu11 -fvisibility=hidden -o "$clock" "$repo"/tests/e2e/FastClock{,Calls}.c \
         -ldl -lpthread || die "could not build the fast clock"
 }
@@ -74,16 +74,16 @@ if [ -z "$inside" ]; then
     *)
         say "private place: none, this machine allows no namespaces. The platform takes free ports of the loopback, and"
         say "the agent writes this machine's own /tmp/plugstatus, which is removed in the end."
-        # An agent that is in use would lose it, and we could not tell its stages from ours.
+        # A running agent would lose it, and its stages would be mixed with the demo's.
         [ ! -e /tmp/plugstatus ] || die "there is a /tmp/plugstatus already; remove it if no agent is in use here"
         ;;
     esac
-    # exec: signals then reach the steps themselves.
+    # exec: signals then reach the steps directly.
     # shellcheck disable=SC2086 # a list of words
     [ -z "$way" ] || exec unshare $way -- bash "$repo/scripts/demo.sh" --factor "$factor" --inside "$way"
 fi
 
-# ---- Inside: what the run is given, fresh values each time, so that what comes back can only be what was told
+# ---- Inside: random input values for each run, so that correct answers cannot be stale ones
 
 random_hex() { od -An -N"$1" -tx1 /dev/urandom | tr -d ' \n'; }
 
@@ -95,7 +95,7 @@ make_inputs() {
     serial=DEMO$(random_hex 4) router_name=router-$RANDOM guest_name=guest-$RANDOM mhz=$((500 + RANDOM % 1000))
     clients=$((RANDOM % 90 + 10)) interval=60 # seconds between heartbeats, of the agent's time
     stripped=$(($(wc -c <"$bin/plug.stripped") / 1024))
-    # The guest comes for a minute every two; when that is depends on nothing that we do.
+    # The guest is online for a minute of every two, whatever the demo does.
     cat >"$out/household.json" <<JSON
 {"router": {"serial": "$serial", "vendor": "Example", "model": "R-100", "name": "$router_name", "ipv6": true},
  "cpu": {"model": "MIPS 24KEc", "mhz": $mhz, "cores": 1}, "memory": {"kilobytes": 65536, "type": "DDR2"},
@@ -106,8 +106,8 @@ JSON
     : >"$out/calls"
 }
 
-# Agent and scripts share the time zone: what is sent and shown is the agent's time. Ours will not do when no rule of
-# internet time acts on its day, a Sunday, or when the day ends soon.
+# Agent and scripts share the time zone: what is sent and shown is the agent's time. The machine's own does not suit on
+# a Sunday, for which there are no rules of internet time, or when the day ends soon.
 choose_time_zone() {
     local zone day hour
     for zone in '' UTC0 '<back>12' '<ahead>-12' '<back>24'; do
@@ -117,10 +117,10 @@ choose_time_zone() {
     [ -z "$zone" ] || export TZ=$zone
 }
 
-# Sets the platform's addresses, and steps: the scripts of scripts/demo that suit them.
+# Sets the platform's addresses, and steps: the matching scripts of scripts/demo.
 choose_place() {
     local rate_server own=''
-    # Where the agent that was built tests its download rate: only a network of our own can have that address, and a
+    # The address at which this build of the agent tests its download rate: only a private network can have it, and a
     # device that the router does not know.
     rate_server=$(sed -n 's/^PLUG_RATE_TEST_SERVER:STRING=//p' "$bin/CMakeCache.txt")
     register=127.0.0.1:0 login=127.0.0.1:0 http=127.0.0.1:0 host=127.0.0.1
@@ -143,14 +143,14 @@ run_steps() {
     local begin colour=never
     [ -z "$off" ] || colour=always
     begin=$(now_us)
-    # Answers a tenth of a second late: at once, and the stages would pass faster than a file can be looked at.
+    # Answers are a tenth of a second late: otherwise the stages would change faster than stages.sh can read the file.
     (cd "$repo/scripts/demo" && cat "${steps[@]/%/.plugsim}") |
         "$bin/plugsim" platform --script - --quiet --color $colour --log "$out/events.jsonl" --wait-timeout 30 \
             --register "$register" --login "$login" --key "$key" --interval "$interval" --http "$http" --http-size 64M \
             --misbehave late@register=0.1 --misbehave late@login=0.1 || {
         printf '\n%sThe step above failed.%s The last lines of the agent, and then of the platform:\n' "$red" "$off"
         { grep . "$out/agent.log" | tail -8; tail -4 "$out/events.jsonl"; } | cut -c1-300
-        echo "Everything that was written is in $out"
+        echo "All output is in $out"
         exit 1
     }
     printf '\n%sAll 13 steps passed in %s s.%s What the programs wrote is in build/demo.\n' \
@@ -159,7 +159,7 @@ run_steps() {
 
 # ---- The prompt
 
-bound() { exec setpriv --pdeathsig TERM -- "$@" 8>&-; } # ends with us, even when we are killed
+bound() { exec setpriv --pdeathsig TERM -- "$@" 8>&-; } # ends with this script, even if it is killed
 
 # The platform needs the terminal, so it runs in the foreground, and the agent starts as soon as it listens.
 leave_at_prompt() {
@@ -170,7 +170,7 @@ leave_at_prompt() {
     say "Try: functions   devices   mesh-topology   set-led off   update $bin/plug_next   drop   misbehave   help."
     say "A \"plugsim manager\" runs beside it. Ctrl-D or \"quit\" ends all. The agent's log: tail -f $out/agent-prompt.log"
     echo
-    trap : INT # the platform's to handle; we only have to stay
+    trap : INT # the platform handles it; this script has to stay
     (
         trap - INT EXIT
         until grep -q "$(printf ': 0100007F:%04X 00000000:0000 0A ' "$port")" /proc/net/tcp; do sleep 0.05; done
@@ -185,7 +185,7 @@ leave_at_prompt() {
     echo "The agent and the platform have ended."
 }
 
-# What is written goes into one folder of this checkout.
+# All output goes into one folder of this checkout.
 exec 8>"$out/lock"
 flock -n 8 || die "another demo is running in this checkout"
 if [ -n "$inside" ]; then private_enter "$way" "$repo" || die "could not make the private place"; fi

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# document-links.sh - checks that what the documents of this repository point to is there: links between documents, and
-# paths in backticks that begin with one of its folders, or with one of agent/, from which sources name each other.
+# document-links.sh - checks that the targets of the documents exist: links between documents, and paths in backticks
+# that begin with a folder of the repository or of agent/.
 #
 #   scripts/document-links.sh [DOCUMENT]...     (all Markdown files of the repository unless given)
 set -euo pipefail
@@ -18,7 +18,7 @@ fault() {
     faults=$((faults + 1))
 }
 
-# anchors FILE: what GitHub and others make of its headings
+# anchors FILE: the anchors of its headings, as GitHub and others make them
 anchors() { sed -nE 's/^#+ +//p' "$1" | tr '[:upper:]' '[:lower:]' | sed -E 's/[^a-z0-9 _-]//g; s/ /-/g'; }
 
 for document in "${documents[@]}"; do
@@ -30,11 +30,12 @@ for document in "${documents[@]}"; do
         [ -z "$file" ] || target=$folder/$file
         if [ ! -e "$target" ]; then
             fault "$document: there is no $link"
-        elif [ -n "$anchor" ] && ! anchors "$target" | grep -xF -- "$anchor" >/dev/null; then # to its end: sed must not meet a closed pipe
+        elif [ -n "$anchor" ] && ! anchors "$target" | grep -xF -- "$anchor" >/dev/null; then
+            # grep, not grep -q: it reads to the end, so that sed does not write into a closed pipe.
             fault "$document: no heading of $target is $anchor"
         fi
     done < <(grep -oE '\]\([^)]+\)' "$document" | sed 's/^](//; s/)$//' || true)
-    # A path without the extension of its sources is a module; a build folder is not kept.
+    # A path without an extension is a module; build folders are not checked.
     while IFS= read -r path; do
         known='' found=''
         for root in '' agent/; do

@@ -1,15 +1,15 @@
 #!/bin/sh
-# install-packages.sh - installs the Debian packages that this project needs and that are not there yet.
+# install-packages.sh - installs the Debian packages that this project needs and that are missing.
 #
 #   scripts/install-packages.sh [build] [run] [check] [lint] [mipsel]      (no group: build run)
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
-#   run      what the demo, the end-to-end tests and the benchmarks call
+#   run      the programs that the demo, the end-to-end tests and the benchmarks call
 #   check    fuzzing and memory checking
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
 #   mipsel   cross-building for the router and running the result under emulation
 #
-# Says nothing and needs no privileges when everything is there; otherwise one line, and root or sudo.
+# Prints nothing and needs no privileges if nothing is missing; otherwise prints one line, and needs root or sudo.
 set -eu
 
 die() { echo "install-packages.sh: $*" >&2; exit 1; }
@@ -17,21 +17,21 @@ die() { echo "install-packages.sh: $*" >&2; exit 1; }
 packages_of() {
     case $1 in
     build)
-        # make is spelt out because cmake only recommends it.
+        # make is listed because cmake only recommends it.
         echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev ;;
     run)
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
-        # daemon; curl and openssl are what is measured against; the others (killall is in psmisc) are what the
-        # agent itself runs.
+        # daemon; benchmarks compare with curl and openssl; the agent itself runs the others (killall
+        # is in psmisc).
         echo iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc ;;
     check)
-        # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports
-        # name no lines; without libc's symbols valgrind takes the C library's fast string code for overreads.
+        # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
+        # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.
         echo clang libclang-rt-dev llvm valgrind libc6-dbg ;;
     lint)
         echo clang clang-format clang-tidy shellcheck mandoc ;;
     mipsel)
-        # googletest has the sources from which the target's copy of the test library is built.
+        # googletest has the sources of the test library, which is built for the target.
         echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
     *)
         die "unknown group \"$1\" (build, run, check, lint, mipsel)" ;;
@@ -49,7 +49,7 @@ for group; do
     wanted="$wanted $list"
 done
 
-# A package of another architecture with the same name does not count: it cannot be compiled against.
+# A package of another architecture with the same name does not count: this build cannot use it.
 native=$(dpkg --print-architecture)
 is_installed() {
     dpkg-query -W -f '${Architecture} ${db:Status-Status}\n' "$1" 2>/dev/null |
@@ -76,13 +76,13 @@ echo "Installing Debian packages:$missing"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-# Another apt may be at work (unattended upgrades): wait for it rather than fail.
+# Another apt may be running (unattended upgrades): wait for it rather than fail.
 apt() {
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y \
         -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3 "$@" >>"$log" 2>&1 </dev/null
 }
 
-# One unreachable third-party source makes the update fail and need not matter: the installation decides.
+# An unreachable third-party source makes the update fail, which may not matter: the installation decides.
 apt update || echo "(apt-get update failed)" >>"$log"
 # shellcheck disable=SC2086 # a list of words
 if ! apt install --no-install-recommends $missing; then

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# lint.sh - checks what a compiler does not: the form of the code, its usual mistakes, scripts, man pages, documents.
+# lint.sh - checks what a compiler does not: formatting, usual mistakes, scripts, man pages, documents.
 #
 #   scripts/lint.sh [CHECK]...     (all unless given)
 #
@@ -7,7 +7,7 @@
 #   tidy        clang-tidy finds nothing in the agent (.clang-tidy); needs build/clang configured
 #   shell       shellcheck finds nothing in the scripts
 #   man         mandoc finds nothing in the man pages
-#   links       what the documents point to is there
+#   links       links and paths in the documents exist
 #   folders     the agent's folders include each other in one direction, as docs/architecture.md draws it
 #
 # The last line says how many checks passed and which failed; exit status 1 when one failed.
@@ -22,13 +22,13 @@ cd "$repo" || exit
 
 check_format() { files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run -Werror; }
 
-# The sources of the agent are what the build says they are.
+# The agent's sources are those of the build.
 check_tidy() {
     local database=build/clang/compile_commands.json agent
     [ -e $database ] || { echo "there is no $database; run cmake --preset clang"; return 1; }
     agent=$(sed -nE 's|.*"file": "'"$repo"'/(agent/[^"]*)".*|\1|p' $database | sort -u)
     [ -n "$agent" ] || { echo "found no sources of the agent in $database"; return 1; }
-    # What it tells of findings in headers that it does not show is no finding.
+    # Its messages about findings in headers that it does not show are ignored.
     xargs -P "$(nproc)" -n 6 clang-tidy --quiet -p build/clang <<<"$agent" 2> >(grep -v ' warnings\? generated\|^Suppressed\|^Use -header-filter')
 }
 

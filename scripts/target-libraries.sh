@@ -1,12 +1,12 @@
 #!/bin/sh
-# target-libraries.sh - fetches the libraries of the router's architecture that the agent links, into a private folder.
+# target-libraries.sh - fetches the agent's libraries for the router's architecture into a private folder.
 #
 #   scripts/target-libraries.sh [FOLDER]     (default: $PLUG_TARGET_LIBRARIES, else build/target-libraries)
 #
 # The folder then holds usr/include and usr/lib/mipsel-linux-gnu of libcrypto and cJSON for mipsel. Nothing is
-# installed and the system's dpkg never hears of a foreign architecture: Debian would refuse these packages beside a
-# newer libssl3 of its own architecture, and a build has no business changing the machine. So apt runs with its own
-# lists, cache and (empty) package status, but with this machine's sources, keys, proxies and certificates.
+# installed, and the system's dpkg gets no foreign architecture: Debian would refuse these packages beside a newer
+# libssl3 of its own architecture, and a build must not change the machine. So apt runs with its own lists, cache and
+# (empty) package status, but with this machine's sources, keys, proxies and certificates.
 # Needs no privileges. A complete folder is left alone; delete it to fetch the current versions.
 set -eu
 
@@ -21,8 +21,8 @@ mkdir -p "$(dirname "$folder")" || die "cannot create the folder above $folder"
 folder=$(cd "$(dirname "$folder")" && pwd)/$(basename "$folder")
 stamp=$folder/versions
 
-# The stamp comes last into the folder and names every package, so an interrupted run or a folder of an older list
-# of packages is never taken for complete.
+# The stamp is written last and names every package, so the folder of an interrupted run or of an older list of packages
+# never counts as complete.
 is_complete() {
     for package in $packages; do
         grep -q "^$package [^ ]* $arch\$" "$stamp" 2>/dev/null || return 1
@@ -38,7 +38,7 @@ exec 9>"$folder.lock" || die "cannot write to $(dirname "$folder")"
 flock 9
 if is_complete; then exit 0; fi
 
-# Never delete what this script did not make, whatever folder it was told.
+# Never delete anything that this script did not make, whatever folder was given.
 [ -f "$stamp" ] || rmdir "$folder" 2>/dev/null || [ ! -e "$folder" ] || die "$folder exists and is not ours; delete it"
 
 work=$(mktemp -d "$folder.XXXXXX")
@@ -47,7 +47,7 @@ trap 'exit 1' HUP INT TERM
 mkdir -p "$work/state/lists/partial" "$work/cache/archives/partial" "$work/packages" "$work/root"
 : >"$work/state/status"
 
-# Read behind the machine's own settings, so it has the last word.
+# Read after the machine's own settings, so it overrides them.
 cat >"$work/apt.conf" <<END
 #clear APT::Architectures;
 #clear APT::Update::Pre-Invoke;
@@ -74,7 +74,7 @@ fail() {
 
 echo "Fetching the $arch libraries: $packages"
 apt-get -q -c "$work/apt.conf" update >"$work/log" 2>&1 || echo "(apt-get update failed)" >>"$work/log"
-# One unreachable third-party source may have failed; what counts is whether the packages can be had. apt checks
+# A third-party source may have failed; what counts is whether the packages can be downloaded. apt checks
 # the signature of the lists and the packages' hashes in them.
 # shellcheck disable=SC2086 # a list of words
 (cd "$work/packages" && apt-get -q -c "$work/apt.conf" download $packages) >>"$work/log" 2>&1 ||

@@ -51,7 +51,7 @@ while [ $# -gt 0 ]; do
     shift
 done
 
-# ---- What each stage is made of
+# ---- The stages
 
 build() { # PRESET
     mkdir -p "$logs"
@@ -74,7 +74,7 @@ run_ctest() {
     local preset=$1 results=$repo/build/$1/results.xml log=$logs/$1-tests.log name status tests failures unrun way=()
     shift
     rm -f "$results"
-    # ThreadSanitizer does not find its way about every randomised address space. Not all containers allow this.
+    # ThreadSanitizer does not work in every randomised address space. Not all containers allow this.
     if setarch -R true 2>/dev/null; then way=(setarch -R); fi
     "${way[@]}" ctest --test-dir "$repo/build/$preset" -j $((jobs + 1)) --output-on-failure --no-tests=error \
         --repeat until-pass:2 --output-junit "$results" "${filter[@]}" "$@" </dev/null | tee "$log" |
@@ -111,7 +111,7 @@ run_lint() {
     return $status
 }
 
-# fuzz_one TARGET: with a copy of its corpus, so that finds do not get into the repository by themselves
+# fuzz_one TARGET: runs it with a copy of its corpus, so that new inputs do not get into the repository by themselves
 fuzz_one() {
     local name=${1##*/} corpus work log units
     corpus=$repo/tests/fuzz/corpus/$name work=$repo/build/fuzz/found/$name log=$logs/$name.log

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# agent.sh - becomes the agent of the demo, by itself or under its supervisor, with a clock that runs faster.
+# agent.sh - runs the agent of the demo, by itself or under its supervisor, with a clock that runs faster.
 #
 #   agent.sh plug | supervised [ADDRESS:PORT]
 #
-# With the platform's address it writes the agent's configuration first. The log goes to $out/agent.log as it is, and to
-# standard output in short: without colours, "Place->procedure->line" as "procedure". The other values are demo.sh's.
+# With the platform's address it writes the agent's configuration first. The log goes unchanged to $out/agent.log, and
+# shortened to standard output: without colours, "Place->procedure->line" as "procedure". The other values are
+# demo.sh's.
 # shellcheck disable=SC2154,SC2016 # those values; texts for other scripts
 set -eu
 
@@ -20,8 +21,8 @@ PORT=${2##*:}
 CONF
 fi
 
-# The agent's commands would inherit its fast clock, by which no packet's time can be measured; and its killall reaches
-# only what the agent, a session of its own, has begun.
+# The agent's commands would inherit its fast clock, which cannot measure a packet's time. Its killall is limited to
+# processes of the agent's own session.
 mkdir -p "$out/bin"
 for name in ping traceroute; do
     printf '#!/bin/sh\nunset LD_PRELOAD\nexec %s "$@"\n' "$(command -v $name)" >"$out/bin/$name"
@@ -35,7 +36,7 @@ if [ "$1" = plug ]; then
     set -- "$bin/plug" $options
 else
     rm -f "$out"/plug.update*
-    # The clock makes the supervisor's pauses short as well, but not the time that it measures a run with.
+    # The clock shortens the supervisor's pauses as well, but not the time with which it measures a run.
     cat >"$out/supervisor.conf" <<CONF
 PLUG='$bin/plug'
 PLUG_OPTIONS='$options'
@@ -43,7 +44,7 @@ PLUG_NEW='$out/plug.update'
 TRIAL=2
 log() { echo "supervisor: \$*" >&2; }
 CONF
-    export PLUG_DEFAULTS=$out/supervisor.conf LD_LIBRARY_PATH=$bin # the update stands in another folder
+    export PLUG_DEFAULTS=$out/supervisor.conf LD_LIBRARY_PATH=$bin # the update is in another folder
     set -- sh "$repo/packaging/plug-supervisor.sh"
 fi
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # stages.sh - writes every change of the agent's status file: "001", then "002 after 001" and so on.
 last=''
-exec 3<> <(:) # waiting for what nobody writes is a sleep without a process
+exec 3<> <(:) # reading from a pipe that nobody writes is a sleep without a process
 while :; do
     stage=''
     { IFS= read -r stage </tmp/plugstatus; } 2>/dev/null

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# files.sh - which files the project consists of. Not asked of git: a copy without its history is checked as well.
+# files.sh - the project's files. Does not use git: a copy without history can be checked as well.
 
-# files PATTERN...: the files with such names, from the repository's root, where the caller stands
+# files PATTERN...: the files with such names, relative to the repository's root, which is the caller's folder
 files() {
     local names=() pattern
     for pattern; do names+=(-o -name "$pattern"); done

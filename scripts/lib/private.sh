@@ -1,14 +1,13 @@
 # shellcheck shell=bash
-# private.sh - a place of its own for programs whose paths and ports are fixed; sourced, bash.
+# private.sh - a private place for programs whose paths and ports are fixed; sourced, bash.
 #
-# A mount namespace gives them a /tmp, a network namespace a loopback. Nothing has to be undone: both end with the
-# last process inside. Which of them can be had depends on the machine: root has both; an ordinary user has both where
-# the kernel lets users make namespaces; in many containers neither is allowed.
+# A mount namespace gives them a /tmp, a network namespace a loopback. Nothing has to be undone: both end with the last
+# process inside. Root can make both, an ordinary user only where the kernel allows it; many containers allow neither.
 
-# private_ways: the ways in, best first: what unshare(1) is told
+# private_ways: arguments for unshare(1), best first
 private_ways=('--mount --net' '--map-root-user --mount --net' '--mount' '--map-root-user --mount')
 
-# private_way: prints the first way that works here; nothing when there is none
+# private_way: prints the first way that works here; nothing if none does
 private_way() {
     local way
     for way in "${private_ways[@]}"; do
@@ -22,15 +21,15 @@ private_way() {
     done
 }
 
-# private_enter WAY FOLDER: to be called inside: an empty /tmp, the loopback up, and FOLDER still where it was
+# private_enter WAY FOLDER: call it inside: it makes an empty /tmp, sets the loopback up and keeps FOLDER at its path
 private_enter() {
     local way=$1 folder=$2
-    mount --make-rprivate / 2>/dev/null || true # unshare(1) does this already, older ones did not
+    mount --make-rprivate / 2>/dev/null || true # older versions of unshare(1) do not do this
     cd "$folder" || return
     mount -t tmpfs -o mode=1777 tmpfs /tmp || return
     case $folder/ in
     /tmp/*)
-        # It has just been covered, but this shell still stands in it.
+        # The new /tmp hides it, but this shell is still in it.
         mkdir -p "$folder" && mount --no-canonicalize --rbind . "$folder" && cd "$folder" || return
         ;;
     esac

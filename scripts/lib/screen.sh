@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# screen.sh - how the scripts write to the screen; sourced, bash.
+# screen.sh - output of the scripts to the screen; sourced, bash.
 # shellcheck disable=SC2034 # the colours are for who sources it
 # Colour only on a terminal, and never when NO_COLOR is set.
 
@@ -21,13 +21,13 @@ now_us() { # the time in microseconds; EPOCHREALTIME has six decimals, behind a 
 seconds() { printf '%d.%02d' $(($1 / 1000000)) $(($1 % 1000000 / 10000)); }
 
 # quietly LOG TEXT COMMAND...: runs a command with its output in LOG. Of a build's percentages every fifth part is
-# shown. When the command fails its last words are shown, and the result is 1.
+# shown. If the command fails, the end of its output is shown, and the result is 1.
 quietly() {
     local log=$1 text=$2 line shown=0 start
     shift 2
     start=$(now_us)
     say "$text ..."
-    # The status goes through the pipe's own array; the reader must not end early, or the command dies of SIGPIPE.
+    # PIPESTATUS has the command's status; the reader must not end early, or the command dies of SIGPIPE.
     "$@" 2>&1 </dev/null | while IFS= read -r line; do
         printf '%s\n' "$line" >&3
         if [[ $line =~ ^\[\ *([0-9]+)%\] ]] && ((BASH_REMATCH[1] >= shown + 20)); then

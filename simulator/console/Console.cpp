@@ -16,7 +16,7 @@ namespace sim
 
 static const size_t kMaxPendingLines = 1000;
 
-// SIGINT and SIGTERM as a descriptor, so that they end the loop between two events and not inside one.
+// SIGINT and SIGTERM as a descriptor: they end the loop between two events, not inside one.
 static int CatchEndSignals()
 {
     sigset_t set;
@@ -28,7 +28,7 @@ static int CatchEndSignals()
     return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-// A thousand agents need more descriptors than a process begins with.
+// A thousand agents need more descriptors than a process may open by default.
 static void RaiseDescriptorLimit()
 {
     struct rlimit limit;
@@ -85,7 +85,7 @@ void Console::Write(const std::string &text)
     if (prompt_)
         prompt_->Print(text);
     else if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0)
-        Finish(EXIT_CHECK_FAILED); // nobody would see what goes wrong from here on
+        Finish(EXIT_CHECK_FAILED); // nobody would see later errors
     if (runner_) runner_->Wake();
 }
 
@@ -103,7 +103,7 @@ void Console::StartReading(const Interpreter &interpreter, const std::function<b
     rules.interactive = promptWanted;
     rules.strict = scripted;
     rules.exitAtEnd = options_.atEnd.empty() ? scripted : options_.atEnd == "exit";
-    // Only in scripts: what is typed, and what programs send line by line, may hold any text.
+    // In scripts only: lines that people type or programs send may contain any text.
     const auto run = [this, scripted, &interpreter](const Words &words) {
         Words replaced = words;
         std::string error;

@@ -1,5 +1,5 @@
-// Console.h - a tool that is driven by command lines: from a script, from standard input or from a prompt, with every
-// event on standard output. It owns what all of them share; the tool brings its commands.
+// Console.h - what all tools share: command lines from a script, standard input or a prompt, and every event on
+// standard output. A tool adds its commands.
 // State: one Console per process. Threads: main.
 #pragma once
 
@@ -28,15 +28,15 @@ class Console
     Console(const Console &) = delete;
     Console &operator=(const Console &) = delete;
 
-    // Opens the script, and takes SIGINT and SIGTERM. False, with a message on standard error, when it cannot.
+    // Opens the script and catches SIGINT and SIGTERM. False, with a message on standard error, if it cannot.
     bool Open();
 
     Loop *EventLoop() { return &loop_; }
     Journal *Events() { return &journal_; }
     Script *ScriptState() { return &commands_; }
 
-    // Runs the loop until the commands, a signal or the prompt's end stop it. `busy`: something that a command has set
-    // going is not over. Returns the exit status.
+    // Runs the loop until the commands, a signal or the prompt's end stop it. `busy`: work that a command has started
+    // is not finished. Returns the exit status.
     int Run(const Interpreter &interpreter, const std::function<bool()> &busy);
 
   private:

@@ -46,7 +46,7 @@ static Outcome RunQuit(const Words &words, ConsoleContext *)
     return outcome;
 }
 
-// What `help wait` says of the tool's events.
+// What `help wait` says about the tool's events.
 static std::string EventsHelp(const std::vector<std::string> &events)
 {
     std::string text;

@@ -1,4 +1,4 @@
-// ConsoleOptions.h - the options that every tool with commands has: where they come from, what its output looks like.
+// ConsoleOptions.h - the options of every tool: where its commands come from, what its output looks like.
 // State: none. Threads: start-up only.
 #pragma once
 
@@ -11,7 +11,7 @@ namespace sim
 
 struct ConsoleOptions {
     std::string script; // "-" is standard input
-    std::string atEnd;  // "exit", "stay", or empty: what suits the source of the commands
+    std::string atEnd;  // "exit", "stay", or empty: depends on the source of the commands
     bool prompt = true; // when standard input is a terminal
     int64_t waitTimeoutMs = 60000;
 

@@ -1,10 +1,10 @@
-// EventLog.h - what has happened lately, and the rule by which a wait finds it.
+// EventLog.h - the latest events, and the rule by which a wait finds one.
 //
 // Events are numbered from 1. There is one mark: a wait looks at events behind the mark, the oldest first, and the one
 // that it takes becomes the mark. A command that acts on the wire sets the mark to the last event before it acts. So
 // nothing that happens between a command and the wait for its effect is missed, and no event satisfies two waits.
-// The output of a program that a script runs has a mark of its own, which commands leave alone: its lines come when
-// they like, between whatever else happens.
+// The output of each program that a script runs has a mark of its own, which commands leave alone: its lines arrive at
+// any time between other events.
 //
 // Kept are the latest events, packed: at most 20,000, and at most 32 MB of them.
 //
@@ -51,21 +51,21 @@ class EventLog
   public:
     void Add(const Event &event);
 
-    // Forgets everything so far, for waits.
+    // Waits ignore everything before this call.
     void MarkHere() { mark_ = last_; }
 
-    // The oldest event behind the mark that `query` wants: becomes the mark and stays available as Taken().
+    // Takes the oldest event behind the mark that matches `query`: it becomes the mark and is available as Taken().
     bool Take(const WaitQuery &query);
 
-    // The latest event of all, which becomes Taken(); no mark is moved.
+    // Takes the latest event that matches, also before the mark, as Taken(); no mark moves.
     bool Recall(const WaitQuery &query);
-    // Makes an event that is not among them Taken().
+    // Makes an event that is not in the log Taken().
     void Put(const Event &event);
 
     // What the last wait took; nullptr before the first.
     const Event *Taken() const { return taken_ ? &takenEvent_ : nullptr; }
 
-    // An event went by behind the mark that is no longer kept: a wait might look for it in vain.
+    // An event behind the mark is no longer kept, so a wait might miss it.
     bool Lost() const { return last_ - events_.size() > mark_; }
 
     size_t Bytes() const { return bytes_; } // of what is kept
@@ -77,7 +77,7 @@ class EventLog
         double seconds;
     };
     void DropFirst();
-    // Unpacks what the query wants, as Taken(). Returns whether it does.
+    // If the event matches the query, unpacks it as Taken() and returns true.
     bool PutIf(const Kept &kept, const WaitQuery &query);
     uint64_t *MarkFor(const WaitQuery &query);
 
@@ -86,7 +86,7 @@ class EventLog
     uint64_t last_ = 0;
     uint64_t mark_ = 0;
     std::map<std::string, uint64_t> outputMarks_; // of programs
-    WaitQuery sought_ = {};                       // by the last Take(), in vain
+    WaitQuery sought_ = {};                       // by the last Take(), without success
     uint64_t soughtUpTo_ = 0;                     // this event
     bool taken_ = false;
     Event takenEvent_;

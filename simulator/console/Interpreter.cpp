@@ -7,7 +7,7 @@
 namespace sim
 {
 
-static const int64_t kMaxFrames = 100000; // of one command: they are put together before the first one leaves
+static const int64_t kMaxFrames = 100000; // of one command: all are built before the first one leaves
 
 const Command *FindCommand(const CommandList &commands, const std::string &name)
 {
@@ -38,7 +38,7 @@ void Interpreter::AddFrames(const std::string &title, CommandList commands,
                             const std::function<Outcome(const Words &)> &send)
 {
     for (Command &command : commands) {
-        // Words are counted when the frame is made, and that is when there is somebody to send it to.
+        // Words are counted when the frame is made, which needs a connection to send it to.
         command.least = 0;
         command.most = SIZE_MAX;
         command.acts = true;

@@ -1,4 +1,4 @@
-// Interpreter.h - a tool's table of commands, and what makes words of a line do something.
+// Interpreter.h - a tool's table of commands, and the procedure that runs a line by it.
 // State: one Interpreter object; the commands keep pointers to what they act on. Threads: the loop's.
 #pragma once
 
@@ -13,9 +13,9 @@
 namespace sim
 {
 
-constexpr size_t kMaxWords = 1000; // behind a name, where any number will do
+constexpr size_t kMaxWords = 1000; // behind a name, where any number is allowed
 
-// What may follow the words of a command line, its name first.
+// Completions: what may follow the words of a command line, its name first.
 using Completer = std::function<std::vector<std::string>(const Words &)>;
 
 struct Command {
@@ -23,10 +23,10 @@ struct Command {
     const char *arguments; // as help shows them
     const char *help;      // nullptr: not listed
     size_t least, most;    // words after the name
-    bool acts;             // on the wire: waits look at what happens from here on
+    bool acts;             // on the wire: waits look only at events from here on
     std::function<Outcome(const Words &)> run;
     Completer completions = nullptr;
-    // What help says besides; `alone` when it is asked about this command.
+    // What help adds; `alone` if it was asked about this command only.
     std::function<std::string(bool alone)> more = nullptr;
 };
 using CommandList = std::vector<Command>;
@@ -59,13 +59,13 @@ class Interpreter
     // The commands as a table for a document: those that every tool has (`common`), or the tool's own.
     std::string Markdown(bool common) const;
 
-    // What may follow the words that stand before the one being typed. `framesOnly`: of commands that send a frame.
+    // What may follow the words before the one being typed. `framesOnly`: only commands that send a frame.
     std::vector<std::string> Completions(const Words &before, bool framesOnly = false) const;
 
   private:
     struct Section {
         std::string title;
-        bool frames; // its commands send one each
+        bool frames; // each of its commands sends one
         bool common; // every tool has them
         CommandList commands;
     };
@@ -81,7 +81,7 @@ class Interpreter
 Words From(const Words &words, size_t first);
 std::string Joined(const Words &words, size_t first);
 
-// What a step that may fail came to.
+// The outcome of a step that may fail.
 Outcome Result(bool ok, const std::string &error);
 
 // Completions of the word behind the name.
@@ -90,7 +90,7 @@ Completer Choice(const std::vector<std::string> &choice);
 // Completions of a command that stands behind the first `count` words and sends a frame.
 Completer FrameBehind(const Interpreter *interpreter, size_t count);
 
-// What commands need of a tool. Its own context derives from it.
+// What commands need from a tool. The tool's own context derives from it.
 struct ConsoleContext {
     Journal *journal;
     int64_t waitTimeoutMs;
@@ -98,7 +98,8 @@ struct ConsoleContext {
     struct Script *script = nullptr; // values and programs
 };
 
-// Adds wait, expect, mark, sleep, status, echo, help, quit, and those of ScriptCommands. `events` are those that `help wait` names.
+// Adds wait, expect, mark, sleep, status, echo, help, quit, and those of ScriptCommands. `events` are those that
+// `help wait` names.
 void AddConsoleCommands(Interpreter *interpreter, ConsoleContext *context, const std::vector<std::string> &events);
 
 // The commands `flood` and `burst` of a tool: `send` sends the frames of the words COUNT times.

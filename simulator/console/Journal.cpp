@@ -27,7 +27,7 @@ static bool IsLoud(const std::string &event)
     return IsFault(event) || event == "failed";
 }
 
-// What is shown although --quiet asks for silence.
+// Whether the event is shown with --quiet too.
 static bool Wanted(const std::string &event)
 {
     static const char *const kWanted[] = {"listening", "answer", "status", "household", "done", "exit"};
@@ -78,7 +78,7 @@ static std::string FrameHeadline(const Fields &f)
     return text;
 }
 
-// Fields that the headline of a frame has told already, or that only programs want.
+// Fields that the headline of a frame has shown already, or that only programs need.
 static bool InFrameHeadline(const Field &field)
 {
     static const char *const kNames[] = {
@@ -102,7 +102,7 @@ static Fields FrameDetails(const Fields &fields)
         if (field.name == "text" && FindField(fields, "json")) continue;
         if (field.name == "mac" && FindField(fields, "fields.mac")) continue;
         if (field.value.empty() && field.children.empty()) continue;
-        // Head and fields hold few values with names of their own: no need for another level.
+        // Head and fields have few values, with names of their own: no need for another level.
         if (field.name == "head" || field.name == "fields")
             details.insert(details.end(), field.children.begin(), field.children.end());
         else
@@ -111,7 +111,7 @@ static Fields FrameDetails(const Fields &fields)
     return details;
 }
 
-// The answer of a command, and what a script shows: a headline, a finding, lines that somebody else wrote.
+// The answer of a command, and what a script shows: a headline, a finding, lines of another program.
 static std::string AnswerText(const Fields &fields, const JournalStyle &style)
 {
     const auto in = [&](const char *colour, const std::string &text) {
@@ -176,7 +176,7 @@ std::string RenderEvent(const Event &event, double seconds, const JournalStyle &
     return ToJson(fields) + '\n';
 }
 
-// What plugsim itself does for a command. Nothing to wait for.
+// Events of plugsim itself around a command. No wait looks for them.
 static bool IsBookkeeping(const std::string &event)
 {
     return event == "command" || event == "done" || event == "failed" || event == "answer" || event == "status";

@@ -1,4 +1,4 @@
-// Journal.h - where every event goes: to the reader of standard output, to the waits and into the counters.
+// Journal.h - takes every event: to standard output, to the waits and into the counters.
 // State: one Journal object. Threads: the caller's.
 #pragma once
 
@@ -11,17 +11,17 @@
 namespace sim
 {
 
-// What standard output is to look like.
+// What standard output looks like.
 struct JournalStyle {
     bool json = false;
     bool colour = false;
-    bool quiet = false; // only faults, failures and what was asked for
+    bool quiet = false; // only errors, failures and answers
 };
 
 // One line or block of text for an event, ended by a newline. `seconds` is the wall time since the epoch.
 std::string RenderEvent(const Event &event, double seconds, const JournalStyle &style);
 
-// Whether the event counts as a fault of the other side.
+// Whether the event is an error of the other side.
 bool IsFault(const std::string &event);
 
 class Journal
@@ -35,13 +35,13 @@ class Journal
 
     void Emit(const std::string &name, Fields fields);
 
-    // Gives every event, shown or not, to `write` too, as a line of JSON.
+    // Passes every event, shown or not, to `write` as well, as a line of JSON.
     void AlsoTo(std::function<void(const std::string &)> write) { alsoTo_ = std::move(write); }
 
     // Calls `happened` after every event, also those that are not shown.
     void OnEvent(std::function<void()> happened) { happened_ = std::move(happened); }
 
-    // For the answers of commands: text to people, an event to programs.
+    // For answers of commands: a text for people, an event for programs.
     void Say(const std::string &text);
 
     EventLog &Log() { return log_; }

@@ -11,7 +11,7 @@ std::vector<std::string> ParameterCompletions(const Function &function, const Wo
     AssignedValues given;
     std::string error;
     if (!AssignValues(function, words, &given, &error)) return found;
-    const FieldLayout *next = nullptr; // what a value without a name would be for
+    const FieldLayout *next = nullptr; // the field that a value without a name is for
     for (const FieldLayout *field : SettableFields(function.layout.request)) {
         if (given.count(field)) continue;
         if (!next) next = field;

@@ -17,9 +17,9 @@ namespace sim
 {
 
 static const size_t kMaxLine = 65536;
-static const int kEndMs = 5000; // for a program to end after SIGTERM, when we end
+static const int kEndMs = 5000; // for a program to end after SIGTERM, when plugsim ends
 
-// Forgets the signals that a descriptor has for us.
+// Drops the signals that are waiting in a descriptor.
 static void Drain(int signals)
 {
     signalfd_siginfo info;
@@ -143,7 +143,7 @@ void Programs::SomeEnded()
 
 void Programs::Ended(const std::string &name, int status)
 {
-    Read(name); // its last words
+    Read(name); // its last output
     const Program program = running_.at(name);
     if (!program.partial.empty()) Line(name, program.partial);
     Close(program);
@@ -164,7 +164,7 @@ void Programs::Close(const Program &program)
 Programs::~Programs()
 {
     for (const auto &entry : running_) {
-        kill(entry.second.pid, SIGTERM); // it may have no session of its own yet
+        kill(entry.second.pid, SIGTERM); // it may not have its own session yet
         kill(-entry.second.pid, SIGTERM);
     }
     const int64_t patience = Loop::NowMs() + kEndMs;

@@ -1,5 +1,5 @@
-// Programs.h - other programs that a script runs: every line they write is an event, and so is their end.
-// State: one Programs object; each program is a session of its own and ends with us. Threads: the loop's.
+// Programs.h - programs that a script runs: every line that they write is an event, and so is their end.
+// State: one Programs object; each program has a session of its own and ends with plugsim. Threads: the loop's.
 #pragma once
 
 #include <map>
@@ -21,8 +21,8 @@ class Programs
     Programs(const Programs &) = delete;
     Programs &operator=(const Programs &) = delete;
 
-    // Runs a command under a name. What it writes, on standard output or standard error, comes as "output" events with
-    // `program`, `text` and, for a line that is a JSON object, `json`; its end as "ended" with `status`, or `signal`.
+    // Runs a command under a name. Lines on its standard output and standard error become "output" events with
+    // `program`, `text` and, for a line that is a JSON object, `json`; its end is "ended" with `status` or `signal`.
     bool Start(const std::string &name, const Words &command, std::string *error);
     // Writes a line to its standard input.
     bool Tell(const std::string &name, const std::string &line, std::string *error);

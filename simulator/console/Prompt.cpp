@@ -96,7 +96,7 @@ Prompt::~Prompt()
 {
     loop_->Unwatch(STDIN_FILENO);
     rl_clear_visible_line();
-    rl_callback_handler_remove(); // gives the terminal back as it was
+    rl_callback_handler_remove(); // restores the terminal
     if (!s_prompt.historyFile.empty()) write_history(s_prompt.historyFile.c_str());
 }
 

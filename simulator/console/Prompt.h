@@ -34,7 +34,7 @@ class Prompt
 class LineReader
 {
   public:
-    // `roomFor` says whether more lines are welcome: a writer that is too fast is held up.
+    // `roomFor` says whether there is room for more lines: a writer that is too fast has to wait.
     LineReader(Loop *loop, int fd, std::function<void(const std::string &)> line, std::function<void()> end,
                std::function<bool()> roomFor);
     ~LineReader();

@@ -46,7 +46,7 @@ void Runner::Step()
         }
     }
     if (state_ != State::Ready || !ended_ || !rules_.exitAtEnd) return;
-    // What a command has set going is part of it.
+    // Work that a command has started is part of the command.
     if (!busy_()) {
         Finish(0);
     } else if (!timer_) {
@@ -101,7 +101,7 @@ void Runner::Settle(Outcome outcome)
     }
 }
 
-// The event that a command waited for is there.
+// The event that a command waited for has happened.
 void Runner::Took()
 {
     if (timer_) loop_->Cancel(timer_);
@@ -116,7 +116,7 @@ void Runner::Succeed()
     if (timer_) loop_->Cancel(timer_);
     timer_ = 0;
     state_ = State::Ready;
-    // People see the effect; a program wants to know when the next command may be given.
+    // People see the effect; a program needs to know when it may send the next command.
     if (journal_->Style().json) journal_->Emit("done", {TextField("command", current_)});
 }
 

@@ -1,5 +1,5 @@
-// Runner.h - runs command lines one after the other, wherever they come from; a wait or a sleep holds up the lines
-// behind it, never the loop.
+// Runner.h - runs command lines one after the other, whatever their source. A wait or a sleep delays the lines behind
+// it, never the loop.
 //
 // State: one Runner object. Threads: the loop's.
 #pragma once
@@ -16,12 +16,12 @@
 namespace sim
 {
 
-// What a command came to.
+// The outcome of a command.
 struct Outcome {
     enum { Done, Failed, Wait, Sleep, Quit } kind = Done;
     std::string reason;  // Failed, Wait
     WaitQuery wait = {}; // Wait
-    // Wait: what to do with the event; without it the command has ended well. A reason is what is told when none came.
+    // Wait: what to do with the event; nullptr: the command has succeeded. `reason` is shown if no event comes.
     std::function<Outcome(const Event &)> then = nullptr;
     int64_t sleepMs = 0; // Sleep
     int status = 0;      // Quit
@@ -63,8 +63,8 @@ class Runner
     void EndOfLines(); // no more will come
     size_t Pending() const { return lines_.size(); }
 
-    // Something has happened that a wait may be for; events of the journal say so themselves. Safe to call from
-    // anywhere: nothing runs at once.
+    // Something has happened that a wait may be for; the journal calls this for its events. Safe to call from anywhere:
+    // nothing runs at once.
     void Wake();
 
     uint64_t Failures() const { return failures_; }

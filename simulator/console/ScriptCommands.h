@@ -1,5 +1,5 @@
-// ScriptCommands.h - the commands that a script keeps values, runs other programs and shows its findings with; rows of
-// the table in ConsoleCommands.
+// ScriptCommands.h - commands for scripts, which keep values, run programs and show findings; rows of the table in
+// ConsoleCommands.
 // State: one Script per console. Threads: the loop's.
 #pragma once
 

@@ -22,7 +22,7 @@ static std::string Decimals(double number, int decimals)
     return text;
 }
 
-// With what decimals it has, at most three.
+// With the decimals that it has, at most three.
 static std::string NumberText(double number)
 {
     std::string text = Decimals(number, 3);
@@ -38,7 +38,7 @@ static double Now()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-// As FindField(), and on into a text on the path that is a JSON object.
+// As FindField(); the path continues into a text that is a JSON object.
 static bool FindDeep(const Fields &fields, const std::string &path, Field *found)
 {
     for (size_t end = path.size(); end != std::string::npos && end > 0; end = path.rfind('.', end - 1)) {
@@ -86,7 +86,7 @@ bool Values::Find(const std::string &name, const Event *taken, std::string *valu
     return true;
 }
 
-// "8" fills up to 8 characters, ".1" writes a number with one decimal, "4+2" keeps the two characters behind the
+// "8" pads to 8 characters, ".1" writes a number with one decimal, "4+2" keeps the two characters behind the
 // fourth.
 static bool Shape(const std::string &shape, std::string *value)
 {

@@ -1,4 +1,4 @@
-// Values.h - what a script keeps under names, and how its lines get it: ${NAME}.
+// Values.h - the named values of a script, and their expansion in its lines: ${NAME}.
 // State: one Values object. Threads: the caller's.
 #pragma once
 
@@ -15,12 +15,11 @@ class Values
   public:
     void Set(const std::string &name, const std::string &value) { values_[name] = value; }
 
-    // Replaces each ${...} of `words`. ${NAME} is what Set() was told, ${now} the time in seconds, any other name one
-    // of the environment's; ${.PATH} is a value of the event `taken`, ${.t} its time, ${.PATH.#} the length of a list.
-    // A path goes on into a text that is a JSON object.
-    // ${X:8} is filled with blanks to 8 characters, ${X:.1} a number with one decimal, ${X:4+2} the two characters
-    // behind the fourth; one such shape may follow the other. What replaces is not looked at again. False with the
-    // reason.
+    // Replaces each ${...} of `words`. ${NAME} is what Set() has stored, ${now} the time in seconds, any other name an
+    // environment variable; ${.PATH} is a value of the event `taken`, ${.t} its time, ${.PATH.#} the length of a list.
+    // A path continues into a text that is a JSON object.
+    // ${X:8} is padded with blanks to 8 characters, ${X:.1} a number with one decimal, ${X:4+2} the two characters
+    // behind the fourth; they can be combined. The result is not expanded again. False with the reason.
     bool Expand(const Event *taken, Words *words, std::string *error) const;
 
   private:

@@ -1,4 +1,4 @@
-// Words.h - a command line as words, and the small values that stand in them.
+// Words.h - a command line as words, and the small values in them.
 // State: none. Threads: any.
 #pragma once
 
@@ -16,15 +16,15 @@ using namespace protocol;
 
 using Words = std::vector<std::string>;
 
-// Among completions: the name of any file.
+// As a completion: the name of any file.
 constexpr char kAnyFile[] = "FILE";
 
 // Splits at blanks. '...' keeps everything, "..." everything but \" and \\, and a word that starts with # begins a
-// comment. A quote inside a word is an ordinary character, and a word that begins with { goes on to the brace that
+// comment. A quote inside a word is an ordinary character, and a word that begins with { extends to the brace that
 // closes it, so that JSON needs no quoting. Returns false with the reason when a quote is not closed.
 bool SplitWords(const std::string &line, Words *words, std::string *error);
 
-// Seconds, with decimals if you like, as milliseconds; at most a day.
+// Seconds, decimals allowed, as milliseconds; at most a day.
 bool ParseSeconds(const std::string &text, int64_t *milliseconds);
 
 // "1500", "100K", "3M", "1G": bytes, the letters for 1024 and its powers.

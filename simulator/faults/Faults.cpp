@@ -11,7 +11,7 @@ namespace sim
 
 static const size_t kHelpColumn = 28;
 static const size_t kMaxActive = 1000; // switched on together
-static const size_t kMaxLine = 4000;   // of a text that becomes part of a line
+static const size_t kMaxLine = 4000;   // of a value that becomes part of a header line
 static const int64_t kMaxCount = 1000000000;
 static const int64_t kMaxPauseMs = 3600000;
 

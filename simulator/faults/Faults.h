@@ -1,7 +1,7 @@
-// Faults.h - what a tool does wrong on purpose: a table of what it can do, and what of that is switched on.
+// Faults.h - what a tool does wrong on purpose: its table of faults, and those that are switched on.
 //
-// A fault is written NAME[@WHERE][=VALUE] [COUNT], those of a server of files PATH|* NAME[=VALUE]... [COUNT]. WHERE or
-// PATH narrows it to one place, COUNT is how often it happens (until switched off when left out).
+// A fault is written NAME[@WHERE][=VALUE] [COUNT], or PATH|* NAME[=VALUE]... [COUNT] for a file server. WHERE or PATH
+// narrows it to one place, COUNT is how often it happens (without it: until switched off).
 //
 // State: one Faults object; tables are constants. Threads: the caller's.
 #pragma once
@@ -19,7 +19,7 @@ namespace sim
 struct FaultValue {
     enum Kind { None, Text, Line, Number, NumberAndPause, Size, Seconds, AddressAndPort } kind = None;
     const char *name = nullptr;  // as help shows it
-    const char *unset = nullptr; // when none is given; nullptr: one must be given
+    const char *unset = nullptr; // the default; nullptr: a value is required
     int64_t low = 0, high = 0;   // of a number or size
 };
 
@@ -64,18 +64,18 @@ struct ActiveFault {
 
 struct FaultTable {
     const char *command; // that switches them on
-    const char *where;   // as help shows it; nullptr: a PATH stands in front
+    const char *where;   // as help shows it; nullptr: a PATH comes first
     const char *help;    // before the list
     const char *before;  // around the number of times in a status
     const char *after;
     std::vector<FaultRow> rows;
-    // Narrows `*fault` to the place called `where`. False with the reason. nullptr where a PATH stands in front.
+    // Narrows `*fault` to the place called `where`. False with the reason. nullptr where a PATH comes first.
     bool (*narrow)(const std::string &where, ActiveFault *fault, std::string *error);
-    // Of places, for help; nullptr: help does not tell them.
+    // The names of places, for help; nullptr: help does not show them.
     std::string (*placesText)(unsigned places);
 };
 
-// The table with names, values and what they do, a line each.
+// The table for help: names, values and what they do, one line each.
 std::string FaultsHelp(const FaultTable &table);
 // The same as a table for a document.
 std::string FaultsMarkdown(const FaultTable &table);
@@ -83,7 +83,7 @@ std::vector<std::string> FaultNames(const FaultTable &table);
 
 // ---- What is switched on
 
-// Where something is about to happen.
+// Where a fault may happen now.
 struct FaultPlace {
     std::string name;
     unsigned bit = 1; // one of the table's own
@@ -92,7 +92,7 @@ struct FaultPlace {
 class Faults
 {
   public:
-    // `lines` are switched on at once; they have been checked with the command line.
+    // `lines` are switched on from the start; the command line has checked them.
     explicit Faults(const FaultTable &table, const std::vector<std::string> &lines = {});
 
     // Switches on what the words say, all or nothing. False with the reason.
@@ -105,13 +105,13 @@ class Faults
     // copies it to `*taken`.
     bool Take(const std::string &name, const FaultPlace &place, ActiveFault *taken);
 
-    // Everything that happens at `place` now. Of two with the same name the later one holds.
+    // All faults that happen at `place` now. Of two with the same name the later one holds.
     std::vector<ActiveFault> TakeAll(const FaultPlace &place);
 
     const std::vector<ActiveFault> &Active() const { return active_; }
     const FaultTable &Table() const { return *table_; }
 
-    // What is switched on and how often it is still to happen, for a status.
+    // The faults that are on, and how often each is still to happen, for a status.
     std::vector<std::string> Shown() const;
 
   private:
@@ -121,7 +121,7 @@ class Faults
     std::vector<ActiveFault> active_;
 };
 
-// "late@login=3" - how it could be written again, without a PATH.
+// "late@login=3": the fault as a user would write it, without a PATH.
 std::string FaultText(const FaultTable &table, const ActiveFault &active);
 
 // Asks for one fault after the other at one place, and notes those that happen.

@@ -13,7 +13,7 @@
 namespace sim
 {
 
-static const int64_t kMaxAtOnce = 4 << 20; // bytes of one reply before other connections have their turn
+static const int64_t kMaxAtOnce = 4 << 20; // bytes of one reply before other connections get their turn
 static const int64_t kRateStepMs = 20;
 static const int64_t kLingerMs = 1000;
 static const int64_t kDrainStepMs = 5, kDrainMs = 1000;
@@ -50,7 +50,7 @@ void HttpConnection::SetTimer(int64_t ms, std::function<void()> due)
 
 void HttpConnection::Watch()
 {
-    // A hang-up shows even when nothing more is read for now.
+    // poll reports a hang-up even while nothing is read.
     short events = inputEnded_ ? 0 : POLLIN;
     if (!inputEnded_ && Replying() && reader_.Full()) events = POLLRDHUP;
     if (blocked_) events |= POLLOUT;
@@ -88,7 +88,7 @@ void HttpConnection::Read()
 
 void HttpConnection::InputEnded()
 {
-    // The other end may have closed its own direction only: a reply under way goes on until it cannot be sent.
+    // The other end may have closed only its own direction: the present reply continues until it cannot be sent.
     inputEnded_ = true;
     if (state_ == State::Stalled) Report("agent-closed");
     if (state_ == State::Stalled || state_ == State::Lingering) Close();
@@ -187,7 +187,7 @@ ssize_t HttpConnection::SendSome(int64_t most)
     if (inFile > 0) {
         off_t offset = sent_;
         const ssize_t count = sendfile(fd_, reply_.body.file, &offset, static_cast<size_t>(std::min(most, inFile)));
-        if (count == 0) errno = EIO; // the file has become shorter since its length was announced
+        if (count == 0) errno = EIO; // the file is shorter than when its length was announced
         return count == 0 ? -1 : count;
     }
     const MadeUpBytes bytes = MadeUpAt(sent_);
@@ -214,7 +214,7 @@ bool HttpConnection::WriteBody()
         sent_ += count;
         allowed -= count;
     }
-    // The rest as soon as the loop comes by again.
+    // The rest in the loop's next turn.
     blocked_ = sent_ < reply_.send;
     return !blocked_;
 }
@@ -247,7 +247,7 @@ void HttpConnection::EndReply()
 
 void HttpConnection::ResetOnceDrained()
 {
-    int unsent = 0; // or not yet acknowledged: a reset would throw it away
+    int unsent = 0; // or not yet acknowledged: a reset would discard it
     if (ioctl(fd_, SIOCOUTQ, &unsent) == 0 && unsent > 0 && Loop::NowMs() < drainUntilMs_) {
         SetTimer(kDrainStepMs, [this] { ResetOnceDrained(); });
         return;

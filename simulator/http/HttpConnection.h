@@ -1,6 +1,6 @@
 // HttpConnection.h - one accepted HTTP connection: requests in, one after the other, and each one's reply out.
 //
-// State:    one HttpConnection object; it owns the socket. Once closed it stays quiet for good.
+// State:    one HttpConnection object; it owns the socket. Once closed it does nothing more.
 // Threads:  the loop's. The callbacks must not destroy the HttpConnection they are called from.
 #pragma once
 
@@ -18,14 +18,14 @@ class HttpConnection
   public:
     struct Callbacks {
         std::function<HttpReply(const HttpRequest &)> answer;
-        std::function<void(int64_t sent)> stalled; // the reply has come to where it is to stall
-        // A reply has ended: bytes of body that were sent, milliseconds since the request, and how: "complete",
-        // "closed" or "reset" by us before its time, "agent-closed", "agent-reset", or the reason of an error.
+        std::function<void(int64_t sent)> stalled; // the reply has reached the point where it stalls
+        // A reply has ended: bytes of body sent, milliseconds since the request, and how: "complete", "closed" or
+        // "reset" by us before the announced length, "agent-closed", "agent-reset", or the reason of an error.
         std::function<void(int64_t sent, int64_t ms, const std::string &end)> done;
         std::function<void()> gone; // the connection is closed
     };
 
-    // Closes by itself when no whole request comes within `idleMs`.
+    // Closes by itself if no whole request arrives within `idleMs`.
     HttpConnection(Loop *loop, int fd, int64_t idleMs, Callbacks callbacks);
     ~HttpConnection();
     HttpConnection(const HttpConnection &) = delete;
@@ -33,7 +33,7 @@ class HttpConnection
 
     bool Open() const { return fd_ >= 0; }
     bool Replying() const { return state_ == State::Header || state_ == State::Body || state_ == State::Stalled; }
-    int64_t Sent() const { return sent_; } // bytes of the body of the reply under way
+    int64_t Sent() const { return sent_; } // bytes of the present reply's body
 
   private:
     enum class State {
@@ -42,13 +42,13 @@ class HttpConnection
         Body,     // being sent
         Stalled,  // until the other end closes
         Draining, // until the other end has everything, before a reset
-        Lingering // closed for sending; what still comes is thrown away, as it would reset the connection too early
+        Lingering // closed for sending; received bytes are discarded: unread ones would reset the connection too early
     };
     void Ready(short events);
     void Read();
     void InputEnded();
     void Go();
-    bool TakeRequest(); // this one and the next two: false when there is nothing to be done for now
+    bool TakeRequest(); // this one and the next two: false if there is nothing to do now
     bool WriteHeader();
     bool WriteBody();
     void Begin(const HttpRequest &request);

@@ -15,7 +15,7 @@ namespace sim
 {
 
 static const size_t kLine = 64;
-// Big enough that a system call costs nothing against the copying, small enough to stay in the processor's cache.
+// Large enough that the cost of a system call is small against copying, small enough for the processor's cache.
 static const size_t kBlock = 256 * 1024;
 static const char kMadeUpFolder[] = "/download/";
 
@@ -78,7 +78,7 @@ bool HttpContent::Offer(const std::string &path, int file, std::string *error)
     return true;
 }
 
-// Opens what is on offer, as long as it is now.
+// Opens an offered file, with its present length.
 static void OpenOffer(int offer, HttpBody *body)
 {
     struct stat about;
@@ -96,7 +96,7 @@ bool HttpContent::Open(const std::string &root, int64_t size, std::string *error
     return root_ >= 0;
 }
 
-// The names in a path; false when one of them is empty or leads elsewhere.
+// The names in a path; false if one is empty, "." or "..".
 static bool SplitPath(const std::string &path, std::vector<std::string> *names)
 {
     if (path.empty() || path[0] != '/') return false;
@@ -109,12 +109,12 @@ static bool SplitPath(const std::string &path, std::vector<std::string> *names)
     return true;
 }
 
-// Opens one name after the other, none of which may be a link: there is no moment at which one could be exchanged.
+// Opens one name after the other, none of which may be a link: nothing can be exchanged in between.
 static int OpenBelow(int root, const std::vector<std::string> &names)
 {
     int folder = fcntl(root, F_DUPFD_CLOEXEC, 0);
     for (size_t i = 0; i < names.size() && folder >= 0; i++) {
-        // A pipe of that name must not hold us up.
+        // A pipe of that name must not block.
         const int kind = i + 1 < names.size() ? O_DIRECTORY | O_PATH : O_RDONLY | O_NONBLOCK;
         const int next = openat(folder, names[i].c_str(), kind | O_NOFOLLOW | O_CLOEXEC);
         close(folder);

@@ -3,7 +3,7 @@
 namespace sim
 {
 
-static const int64_t kMaxFiller = 65536; // bytes of header lines that mean nothing
+static const int64_t kMaxFiller = 65536; // bytes of filler in header lines
 
 const FaultTable kHttpFaults = {
     "http",

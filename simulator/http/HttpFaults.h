@@ -1,4 +1,4 @@
-// HttpFaults.h - what the HTTP server can do wrong on purpose with a path.
+// HttpFaults.h - the faults of the HTTP server.
 // State: none; the table is a constant. Threads: any.
 #pragma once
 

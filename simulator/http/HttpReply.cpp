@@ -10,11 +10,11 @@ namespace sim
 
 namespace
 {
-// The parts that a header is put together from.
+// The parts of a header.
 struct Parts {
     int64_t announced = 0;           // bytes
     std::optional<std::string> text; // instead of their number
-    size_t lengthLine = 0;           // characters that the Content-Length line has at least
+    size_t lengthLine = 0;           // least number of characters of the Content-Length line
     bool withLength = true;
     bool keepAlive = true;
     std::string before, after; // whole lines around Content-Length
@@ -37,7 +37,7 @@ static std::string Reason(int status)
     }
 }
 
-// A header line of `size` bytes, its CR LF included.
+// A header line of `size` bytes, CR LF included.
 static std::string Filler(int64_t size)
 {
     const std::string name = "X-Filler: ", end = "\r\n";
@@ -65,7 +65,7 @@ static std::string HeaderText(int status, const Parts &parts)
     return text;
 }
 
-// Ends the reply after `bytes` of the body, unless it ends earlier anyway.
+// Ends the reply after `bytes` of the body, unless it ends earlier.
 static void EndAfter(HttpReply *reply, int64_t bytes, HttpReply::End end)
 {
     if (bytes > reply->send || (reply->early && bytes == reply->send)) return;
@@ -74,7 +74,7 @@ static void EndAfter(HttpReply *reply, int64_t bytes, HttpReply::End end)
     reply->early = true;
 }
 
-// What there is to be sent, in which time.
+// What is sent, and when.
 static void ApplyToBody(const ActiveFault &fault, HttpReply *reply)
 {
     if (fault.Is("size") || fault.Is("not-found")) {
@@ -116,7 +116,7 @@ HttpReply MakeHttpReply(const HttpRequest &request, HttpBody body, const std::ve
     parts.keepAlive = request.keepAlive;
     if (request.refusal || request.method != "GET") {
         reply.status = request.refusal ? request.refusal : 405;
-        parts.keepAlive = false; // whatever else was sent with it is not looked at
+        parts.keepAlive = false; // anything sent after it is ignored
         reply.end = HttpReply::End::Close;
         reply.header = HeaderText(reply.status, parts);
         return reply;

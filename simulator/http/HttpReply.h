@@ -1,4 +1,4 @@
-// HttpReply.h - what is answered to a request, byte by byte and in which time, decided before anything is sent.
+// HttpReply.h - the reply to a request, byte by byte and when, decided before anything is sent.
 // State: none. Threads: any.
 #pragma once
 
@@ -17,21 +17,21 @@ struct HttpReply {
         Keep,  // ready for the next request
         Close, // behind the reply
         Reset, // close with a TCP reset
-        Stall, // say nothing more, stay connected
+        Stall, // send nothing more, stay connected
     };
     int status = 200;
     std::string header; // everything before the body
     HttpBody body;
     int64_t send = 0; // bytes of the body that are sent; those beyond a file's end are made up
     End end = End::Keep;
-    bool early = false;              // the end is another one than the request was promised
+    bool early = false;              // it ends before the announced length
     int64_t lateMs = 0;              // before the first byte
     int64_t dripMs = -1;             // before each further byte of the header; -1: the header leaves at once
-    int64_t rate = 0;                // bytes of the body a second; 0: as fast as they go
-    std::vector<std::string> faults; // that happened to it on purpose on purpose
+    int64_t rate = 0;                // bytes of the body a second; 0: no limit
+    std::vector<std::string> faults; // that happen to it on purpose
 };
 
-// The reply to `request`, for whose path `body` was found. A request that is refused gets its status and no fault.
+// The reply to `request`; `body` is the content of its path. A refused request gets its status and no fault.
 HttpReply MakeHttpReply(const HttpRequest &request, HttpBody body, const std::vector<ActiveFault> &faults);
 
 } // namespace sim

@@ -13,7 +13,7 @@ namespace
 {
 struct Header {
     size_t hosts = 0;
-    bool body = false; // something follows the request
+    bool body = false; // the request has a body
     bool close = false, keepAlive = false;
 };
 } // namespace
@@ -30,7 +30,7 @@ static std::string Trimmed(const std::string &text)
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t") + 1 - first);
 }
 
-// What a method and the name of a header line consist of.
+// A character of a method or of a header line's name.
 static bool IsToken(const std::string &text)
 {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
@@ -117,18 +117,18 @@ static bool Parse(HttpRequest *request)
             return false;
     }
     if (newer && header.hosts == 0) return Refuse(request, 400, "there is no Host");
-    // What follows a request that brings a body of its own is not read, so that nothing can come behind it.
+    // The body of a request is not read, so no further request can follow it.
     request->keepAlive = (newer ? !header.close : header.keepAlive) && !header.body;
     return true;
 }
 
 bool HttpRequestReader::Pop(HttpRequest *request)
 {
-    // Some send an empty line behind their last request.
+    // Some clients send an empty line after a request.
     while (bytes_.compare(0, 2, "\r\n") == 0) bytes_.erase(0, 2);
     *request = HttpRequest();
     if (bytes_.empty() || bytes_ == "\r") return false;
-    // What cannot become a request is refused at once, not when 8 KB of it have come.
+    // Bytes that cannot become a request are refused at once, not after 8 KB.
     const bool garbage = !isalpha(static_cast<unsigned char>(bytes_[0]));
     const size_t good = bytes_.find("\r\n\r\n"), bare = bytes_.find("\n\n");
     size_t end = std::min(good == std::string::npos ? good : good + 4, bare == std::string::npos ? bare : bare + 2);

@@ -1,4 +1,4 @@
-// HttpRequest.h - the bytes of an HTTP connection cut into requests (RFC 9112), each of bounded length.
+// HttpRequest.h - splits the bytes of an HTTP connection into requests (RFC 9112) of limited length.
 // State: one reader object per connection. Threads: the caller's.
 #pragma once
 
@@ -11,13 +11,13 @@ namespace sim
 constexpr size_t kMaxRequestBytes = 8192; // of a request's lines together
 
 struct HttpRequest {
-    std::string text;   // all lines as they came, the empty one included
+    std::string text;   // all lines as received, the empty one included
     std::string method; // as written
     std::string target; // as written: path and query
     std::string path;   // decoded and without the query; empty when it cannot be decoded
     std::string host;   // the Host line's value
     bool keepAlive = false;
-    int refusal = 0; // the status that answers a request that is none; 0 for a good one
+    int refusal = 0; // the status that refuses an invalid request; 0 for a valid one
     std::string problem;
 };
 
@@ -26,13 +26,13 @@ class HttpRequestReader
   public:
     void Push(const uint8_t *data, size_t size) { bytes_.append(reinterpret_cast<const char *>(data), size); }
 
-    // The next request, good or to be refused. False while its end has not come. What stands behind a refused one means
-    // nothing, so that the connection is to be closed.
+    // The next request, valid or to be refused. False while it is incomplete. Bytes after a refused one have no
+    // meaning, so the connection must be closed.
     bool Pop(HttpRequest *request);
 
     size_t Left() const { return bytes_.size(); }
     const std::string &Rest() const { return bytes_; }
-    bool Full() const { return bytes_.size() >= kMaxRequestBytes; } // enough has come for now
+    bool Full() const { return bytes_.size() >= kMaxRequestBytes; } // no more is read for now
 
   private:
     std::string bytes_;

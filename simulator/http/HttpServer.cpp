@@ -9,7 +9,7 @@
 namespace sim
 {
 
-static const size_t kMaxConnections = 200; // more wait until one of these is gone
+static const size_t kMaxConnections = 200; // more wait until one of these has ended
 static const int64_t kProgressMs = 1000;
 
 HttpServer::HttpServer(const HttpSettings &settings, Loop *loop, Journal *journal, std::function<unsigned()> nextId)

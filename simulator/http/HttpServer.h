@@ -24,7 +24,7 @@ struct HttpSettings {
     int64_t size = 100 << 20; // of made-up files
     std::string root;         // folder of real files; empty: none
     std::vector<std::string> faults;
-    int64_t idleMs = 60000; // within which a connection has to bring a request
+    int64_t idleMs = 60000; // in which a connection has to send a request
 };
 
 class HttpServer
@@ -43,7 +43,7 @@ class HttpServer
     // with the reason.
     bool Offer(const std::string &path, int file, std::string *error) { return content_.Offer(path, file, error); }
 
-    const Address &At() const { return settings_.address; } // the real one once started
+    const Address &At() const { return settings_.address; } // the real one after Start()
     Faults *FaultSet() { return &faults_; }
     Fields Status() const;
 
@@ -54,7 +54,7 @@ class HttpServer
         std::string path; // of the latest request
         int status;       // that it was answered with
         int64_t size;     // of that answer's body
-        int64_t told;     // of it, by the last progress
+        int64_t told;     // bytes of it in the last progress event
         std::unique_ptr<HttpConnection> connection;
     };
     void WatchListener();

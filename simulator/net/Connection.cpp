@@ -101,7 +101,7 @@ void Connection::Queue(Delivery delivery)
 
 std::vector<Connection::Outgoing>::iterator Connection::Next()
 {
-    // One under way is in front of all others; of equal times the first that was queued is.
+    // A delivery that has begun comes first; of equal times the one queued first does.
     return std::min_element(outgoing_.begin(), outgoing_.end(), [](const Outgoing &a, const Outgoing &b) {
         return a.begun != b.begun ? a.begun : a.dueMs < b.dueMs;
     });

@@ -1,6 +1,6 @@
 // Connection.h - one connection: bytes in, deliveries out at their time.
 //
-// State:    one Connection object; it owns the socket. Once closed it stays quiet for good.
+// State:    one Connection object; it owns the socket. Once closed it does nothing more.
 // Threads:  the loop's. The callbacks must not destroy the Connection they are called from.
 #pragma once
 
@@ -17,15 +17,15 @@ namespace sim
 using namespace protocol;
 
 struct Chunk {
-    int64_t pauseMs; // before it, counted from the chunk before (the first: from now)
+    int64_t pauseMs; // before it, after the chunk before (the first: from now)
     Bytes bytes;
 };
 
 struct Delivery {
     std::vector<Chunk> chunks; // none: nothing is sent
     bool closeAfter = false;
-    std::vector<std::string> faults; // that happened to it on purpose
-    int64_t deafMs = 0;              // for so long nothing is read behind it
+    std::vector<std::string> faults; // that happen to it
+    int64_t deafMs = 0;              // how long nothing is read after it
 };
 
 class Connection
@@ -33,16 +33,16 @@ class Connection
   public:
     struct Callbacks {
         std::function<void(const uint8_t *, size_t)> received;
-        std::function<void(const std::string &by, const std::string &reason)> closed; // by "agent" or ourselves
+        std::function<void(const std::string &by, const std::string &reason)> closed; // by "agent" or `self`
     };
 
-    // `self` is what we are called when we close.
+    // `self` is the name of our side in `closed`.
     Connection(Loop *loop, int fd, Callbacks callbacks, const std::string &self = "platform");
     ~Connection();
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
-    // Sends a delivery. One that waits for its time lets others pass; once begun it is not interrupted.
+    // Sends a delivery. While it waits for its time others may overtake; once begun it is not interrupted.
     void Queue(Delivery delivery);
 
     void Close(const std::string &reason);

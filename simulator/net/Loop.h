@@ -20,11 +20,11 @@ class Loop
     void Watch(int fd, short events, std::function<void(short)> ready);
     void Unwatch(int fd) { watched_.erase(fd); }
 
-    // Calls `due` once, `delayMs` from now. The number that is returned cancels it.
+    // Calls `due` once, `delayMs` from now. The returned number cancels it.
     uint64_t After(int64_t delayMs, std::function<void()> due);
     void Cancel(uint64_t timer) { timers_.erase(timer); }
 
-    // Runs until Stop() is called; returns at once when it has been.
+    // Runs until Stop() is called; returns at once if it was called before.
     void Run();
     void Stop() { stopped_ = true; }
 

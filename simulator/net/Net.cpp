@@ -48,7 +48,7 @@ int AcceptFrom(int listener, Address *peer)
     socklen_t size = sizeof from;
     const int fd = accept4(listener, reinterpret_cast<sockaddr *>(&from), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return -1;
-    // Every piece of a frame that is sent in pieces is to be a segment of its own.
+    // If a frame is sent in pieces, each piece is a segment of its own.
     const int yes = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     *peer = FromSocketAddress(from);

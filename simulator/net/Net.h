@@ -11,11 +11,11 @@ namespace sim
 
 using namespace protocol;
 
-// A listening socket on `*address`, which becomes the real one when the port was 0. As many connections as the system
-// allows may wait to be accepted. -1 with the reason.
+// A listening socket on `*address`, which is set to the real address if the port was 0. The backlog is the largest that
+// the system allows. -1 with the reason.
 int ListenOn(Address *address, std::string *error);
 
-// The next waiting connection, or -1 when there is none. `*peer` is the other end.
+// Accepts the next connection; -1 if there is none. `*peer` is the other end.
 int AcceptFrom(int listener, Address *peer);
 
 // This end of a connection.

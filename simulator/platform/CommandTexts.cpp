@@ -20,7 +20,7 @@ static bool Refuse(const std::string &name, const std::string &word, const std::
     return false;
 }
 
-// ---- Single words, as the documents have them
+// ---- Single words, as members of the documents
 
 static bool TakeFlag(const std::string &word, Fields *item, std::string *error)
 {
@@ -29,7 +29,7 @@ static bool TakeFlag(const std::string &word, Fields *item, std::string *error)
     return true;
 }
 
-// An agent stores the MAC of a rule as it stands, and looks it up in upper case.
+// An agent stores the MAC of a rule as it was sent, and looks it up in upper case.
 static bool TakeMac(const std::string &word, Fields *item, std::string *error)
 {
     Bytes mac;
@@ -120,7 +120,7 @@ bool LimitText(const Words &words, std::string *text, std::string *error)
     const bool off = words.size() == 3;
     if (off && words[2] != "off") return Refuse("", words[2], "is not off, and behind an UP a DOWN is missing", error);
     Fields item = {TextField("FLAG", off ? "0" : "1")};
-    // What is cleared needs its members too.
+    // Clearing a limit needs the members too.
     if (!TakeMac(words[1], &item, error) ||
         !TakeNumber("UP", off ? "0" : words[2], INT32_MIN, INT32_MAX, &item, error) ||
         !TakeNumber("DOWN", off ? "0" : words[3], INT32_MIN, INT32_MAX, &item, error))
@@ -138,7 +138,7 @@ bool SurfText(const Words &words, std::string *text, std::string *error)
         return false;
     if (stop < start)
         return Refuse("STOP", words[5], "is before START; no rule reaches over midnight, that takes two", error);
-    item.push_back(TextField("ALLOW", "0")); // has to be there, and says nothing
+    item.push_back(TextField("ALLOW", "0")); // required, and without effect
     *text = ListOf(item);
     return true;
 }

@@ -9,8 +9,8 @@
 namespace sim
 {
 
-// The text of a whole command line. False with a reason that names the word when one is wrong: what an agent is to cope
-// with all the same is sent as a text (`plugin`, `set-bandwidth`, `surf-json`).
+// The text of a whole command line. False, with a reason that names the word, if one is invalid: to send an agent
+// something invalid, use a text (`plugin`, `set-bandwidth`, `surf-json`).
 using CommandText = bool(const Words &words, std::string *text, std::string *error);
 
 // The rules that a platform gives a router. A MAC is written as agents look it up: upper case, with colons.
@@ -18,7 +18,7 @@ CommandText ForwardText; // forward add|del PRE_IP PRE_PORT POST_IP POST_PORT
 CommandText LimitText;   // limit MAC UP DOWN | limit MAC off
 CommandText SurfText;    // surf add|del MAC DAYS START STOP
 
-// What the agent is told itself.
+// Commands to the agent itself.
 CommandText FirmwareCheckText;  // firmware-check FROM TO
 CommandText FirmwareUpdateText; // firmware-update FROM TO URL LENGTH METHOD SUM
 CommandText ReportIntervalText; // report-interval MINUTES

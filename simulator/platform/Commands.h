@@ -12,7 +12,7 @@ struct CommandContext : ConsoleContext {
     Platform *platform;
 };
 
-// Adds them all, and those that every tool has.
+// Adds all of them, and those that every tool has.
 void AddPlatformCommands(Interpreter *interpreter, CommandContext *context);
 
 } // namespace sim

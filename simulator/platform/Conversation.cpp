@@ -84,7 +84,7 @@ static std::vector<OutFrame> AnswerLogin(const ParsedFrame &frame, const Convers
     return {SessionAck(STEP_LOGIN, record)};
 }
 
-// An agent hands the text of an acknowledged upload to its plugin commands, where "result" is what one asks for.
+// An agent passes the text of an upload's acknowledgement to its plugin commands; one of them reads "result".
 static OutFrame UploadAck(const ParsedFrame &frame)
 {
     OutFrame answer;
@@ -136,9 +136,9 @@ Step StepOf(uint8_t msgType)
     }
 }
 
-// ---- What comes
+// ---- Received frames
 
-// Reports come as replies too, with a tag that no request had: those are not matched and not wrong.
+// Reports arrive as replies too, with a tag that no request had: no match, and no error.
 static void PairWithRequest(ParsedFrame *frame, Peer *peer, int64_t nowMs, Fields *fields)
 {
     if (!FindField(*fields, "tag")) return;

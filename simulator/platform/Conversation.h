@@ -1,4 +1,4 @@
-// Conversation.h - what a received frame says on its connection, and the frames that answer it.
+// Conversation.h - what a received frame means on its connection, and the frames that answer it.
 //
 // State:    in the two structs below, which the caller keeps. Threads: the caller's.
 // Leans on: frames only; no socket, no clock.
@@ -33,7 +33,7 @@ struct Registrations {
         Bytes mac;
     };
     std::map<std::string, Router> byToken; // the latest of each token
-    std::set<std::string> shared;          // tokens that routers with different MACs were given
+    std::set<std::string> shared;          // tokens issued to routers with different MACs
     unsigned count = 0;
 };
 
@@ -56,16 +56,16 @@ struct Peer {
     uint64_t framesIn = 0, framesOut = 0;
 };
 
-// The frames that answer `frame`, none when it needs or deserves no answer: a frame that is damaged gets none.
-// `login` is the address that a registration is told.
+// The frames that answer `frame`; none if it needs no answer or is damaged. `login` is the address of the login server
+// that a registration gets.
 std::vector<OutFrame> Answer(const ParsedFrame &frame, const ConversationSettings &settings, const Address &login,
                              Peer *peer, Registrations *registrations);
 
 // The step that a received MsgType belongs to.
 Step StepOf(uint8_t msgType);
 
-// Takes a received frame apart, pairs a reply with its request, and checks the MAC against the registration.
-// What is wrong is added to `frame->problems`, which end the fields as "problems".
+// Decodes a received frame, pairs a reply with its request, and checks the MAC against the registration. Errors are
+// added to `frame->problems`, which become the last field, "problems".
 Fields DescribeArrival(ParsedFrame *frame, Peer *peer, int64_t nowMs);
 
 } // namespace sim

@@ -10,9 +10,9 @@ namespace sim
 {
 
 static const int64_t kMegabyte = 1000000;
-static const size_t kNoiseChunk = 65536; // so that a slow receiver holds up a chunk, not a frame of megabytes
+static const size_t kNoiseChunk = 65536; // so that a slow receiver delays a chunk, not a frame of megabytes
 
-// What the frame says is changed before it is encrypted, so that only this one thing is wrong with it.
+// Faults in the content: it is changed before it is encrypted, so that nothing else is wrong with the frame.
 static void ChangeContent(FaultTaker *taker, OutFrame *frame, std::string *key)
 {
     if (taker->Take("refuse-error"))
@@ -57,7 +57,7 @@ static void SetBodyLength(Bytes *bytes, uint16_t length)
     (*bytes)[6] = static_cast<uint8_t>(length >> 8);
 }
 
-// What is wrong with the finished bytes of a frame.
+// Faults in the finished bytes of a frame.
 static void ChangeBytes(FaultTaker *taker, Bytes *bytes, std::mt19937_64 *random)
 {
     if (bytes->size() < kFrameHeaderSize) return;
@@ -112,7 +112,7 @@ Delivery Deliver(const OutFrame &frame, const std::string &key, Faults *faults, 
 
     OutFrame changed = frame;
     std::string usedKey = key;
-    const bool ownFrame = frame.raw.empty(); // raw bytes are nobody's to change
+    const bool ownFrame = frame.raw.empty(); // raw bytes stay as they are
     if (ownFrame) ChangeContent(&taker, &changed, &usedKey);
     Bytes bytes = EncodeFrame(changed, usedKey);
     if (ownFrame) ChangeBytes(&taker, &bytes, random);
@@ -139,7 +139,7 @@ Delivery Deliver(const OutFrame &frame, const std::string &key, Faults *faults, 
         AddPieces(bytes, static_cast<size_t>(taker.Number()), taker.PauseMs(), &delivery.chunks);
     else
         delivery.chunks.push_back({0, bytes});
-    if (delivery.chunks.empty()) delivery.chunks.push_back({0, {}}); // half a byte was nothing to cut up
+    if (delivery.chunks.empty()) delivery.chunks.push_back({0, {}}); // a frame of one byte has no first half
     delivery.chunks.front().pauseMs = late;
     if (taker.Take("close")) delivery.closeAfter = true;
     if (taker.Take("deaf")) delivery.deafMs = taker.Number();

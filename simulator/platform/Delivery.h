@@ -1,4 +1,4 @@
-// Delivery.h - from a frame to the bytes that leave and when: here the faults of the platform happen.
+// Delivery.h - from a frame to the bytes that leave and when; the faults of the platform happen here.
 // State: none but the generator it is given. Threads: any.
 #pragma once
 

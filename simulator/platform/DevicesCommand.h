@@ -1,4 +1,4 @@
-// DevicesCommand.h - the command `devices`: has an agent report its devices and shows them.
+// DevicesCommand.h - the command `devices`: asks an agent to report its devices and shows them.
 // State: none. Threads: the loop's.
 #pragma once
 

@@ -47,7 +47,7 @@ static OutFrame FunctionFrame(const Bytes &request, uint8_t dataType, const Peer
     return frame;
 }
 
-// A body that happens to begin with FF FF would be taken for a network failure.
+// A body that happens to begin with FF FF would be read as a network failure.
 static bool LooksLikeNetworkFailure(const OutFrame &frame, const std::string &key)
 {
     const Bytes bytes = EncodeFrame(frame, key);
@@ -70,7 +70,7 @@ static void CallFunction(uint16_t id, uint8_t dataType, const Bytes &parameters,
     peer->waiting[tag] = {id, context->nowMs};
 }
 
-// A function under its own name, with typed words.
+// A function under its own name, with typed parameters.
 static bool MakeTypedFunction(const Function &function, const Words &words, FrameContext *context, OutFrame *frame,
                               std::string *error)
 {
@@ -282,7 +282,7 @@ CommandList FunctionCommands()
         const auto completions = [&function](const Words &words) {
             return ParameterCompletions(function, From(words, 1));
         };
-        // The list has one line for all of them.
+        // The list of help has one line for all of them.
         const char *line = commands.empty()
                                ? "  FUNCTION [PARAMETER]...\n        query or set something of the router: "
                                  "\"functions\" lists them all\n"

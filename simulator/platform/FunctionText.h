@@ -1,4 +1,4 @@
-// FunctionText.h - what people are told about functions: the list of them, and each one byte by byte.
+// FunctionText.h - functions as text for people: the list of them, and each one byte by byte.
 // State: none. Threads: any.
 #pragma once
 
@@ -14,7 +14,7 @@ using namespace protocol;
 // Everything about one function.
 std::string FunctionHelp(const Function &function);
 
-// The list for an empty name, else everything about the function of that name or number. False when there is none.
+// The list for an empty name, otherwise everything about the function of that name or number. False if there is none.
 bool FunctionsText(const std::string &name, std::string *text);
 
 } // namespace sim

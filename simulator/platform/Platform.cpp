@@ -61,7 +61,7 @@ bool Platform::Start(std::string *error)
     return true;
 }
 
-// Listening everywhere: the address that a router has reached is as good as any.
+// If it listens on all addresses, the one that the router has reached is used.
 static Address Reached(Address address, const Address &local)
 {
     if (std::all_of(std::begin(address.octets), std::end(address.octets), [](uint8_t octet) { return octet == 0; }))
@@ -174,7 +174,7 @@ void Platform::EmitSent(const Session &session, const OutFrame &frame, const Del
 {
     Fields fields = {NumberField("conn", session.id), TextField("dir", "out"),
                      TextField("server", StepName(session.server->step)), TextField("step", StepName(frame.step))};
-    // Shown is what the frame was meant to be; "misbehaviours" tells what has been done to it.
+    // The event shows the frame as it was meant to be; "misbehaviours" lists the faults that happened to it.
     const Bytes bytes = EncodeFrame(frame, options_.session.key);
     if (frame.raw.empty()) {
         ParsedFrame parsed = ParseFrame(bytes, options_.session.key, false);

@@ -1,4 +1,4 @@
-// Platform.h - the test platform: its servers, its connections, and what commands do to them.
+// Platform.h - the test platform: its servers, its connections, and what commands do with them.
 // State: one Platform object. Threads: the loop's.
 #pragma once
 
@@ -29,8 +29,8 @@ class Platform
     // Opens the servers. False with the reason when one cannot listen.
     bool Start(std::string *error);
 
-    // Sends what the words of a frame command make, `count` times to the target: the latest connection that logged
-    // in, or the one chosen. `together`: as one piece. False with the reason.
+    // Sends the frame of a frame command's words `count` times to the target: the connection that logged in last, or
+    // the one chosen. `together`: in one write. False with the reason.
     bool Send(const Words &words, int64_t count, bool together, std::string *error);
 
     // The same `count` times, `periodMs` apart, the first one now.
@@ -40,10 +40,10 @@ class Platform
     enum class Cut { Drop, Reset, HalfClose };
     bool Disconnect(Cut cut, std::string *error);
 
-    // Makes connection `id` the target of commands; 0: the latest that logged in, as at first.
+    // Makes connection `id` the target of commands; 0: the one that logged in last, as at the start.
     bool Choose(unsigned id, std::string *error);
 
-    // Whom commands go to, and what is known of it.
+    // The target of commands, and what is known about it.
     struct TargetFacts {
         unsigned id;
         Address local; // this end of its connection

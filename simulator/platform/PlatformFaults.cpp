@@ -31,7 +31,7 @@ bool NarrowToStep(const std::string &where, ActiveFault *fault, std::string *err
     const FaultRow &row = *fault->row;
     for (const StepRow &step : kSteps) {
         if (where != step.name || !(step.step & row.allowed)) continue;
-        // Narrowed to where it happens anyway, it is written without.
+        // Narrowed to its default place, it is shown without @STEP.
         if (step.step != row.places) fault->where = where;
         fault->places = step.step;
         return true;

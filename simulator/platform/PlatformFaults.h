@@ -1,4 +1,4 @@
-// PlatformFaults.h - what the platform can do wrong on purpose. STEP narrows a fault to one point of the conversation.
+// PlatformFaults.h - the faults of the platform. STEP narrows a fault to one point of the conversation.
 // State: none; the table is a constant. Threads: any.
 #pragma once
 

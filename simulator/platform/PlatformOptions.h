@@ -17,7 +17,7 @@ namespace sim
 struct PlatformOptions : ConsoleOptions {
     std::vector<Address> registrationServers;
     Address login;
-    std::optional<Address> announce; // otherwise where it listens
+    std::optional<Address> announce; // if not set, where it listens
     ConversationSettings session;
     std::vector<std::string> faults;
     uint64_t seed = 1;

@@ -13,7 +13,7 @@
 namespace sim
 {
 
-static const size_t kMaxName = 100; // of a file's name in it
+static const size_t kMaxName = 100; // of a file's name in the path
 static const char kFolder[] = "/update/";
 
 // ---- Words
@@ -82,7 +82,7 @@ bool Digest(int file, int64_t *length, std::string *md5, std::string *error)
 {
     const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX *)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     if (!context || !EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr)) {
-        *error = "MD5 is not to be had";
+        *error = "cannot compute the MD5";
         return false;
     }
     Bytes block(1 << 16);
@@ -130,12 +130,12 @@ class UpdateRun : public std::enable_shared_from_this<UpdateRun>
     UpdateWords words_;
     Platform::TargetFacts target_;
     Fields document_;
-    std::string path_; // that the file is served under
+    std::string path_; // under which the file is served
     int64_t length_ = 0;
-    int64_t bytes_ = 0; // of it that have been served
+    int64_t bytes_ = 0; // of it served so far
     int64_t patienceMs_ = 0;
     int64_t untilMs_ = 0;
-    bool ordered_ = false; // the second command is out
+    bool ordered_ = false; // the second command has been sent
 };
 } // namespace
 
@@ -270,7 +270,7 @@ Outcome UpdateRun::Acknowledged(const Event &ack)
         ordered_ = true;
         return GoOn(true);
     }
-    // Its report would have come before.
+    // A report would have arrived before.
     if (ordered_ && (type.empty() || type == std::to_string(PLUGIN_UPDATE)))
         return Failed("the agent has acknowledged the update (" + result + ") and not reported on it");
     return GoOn(false);
@@ -282,7 +282,7 @@ Outcome UpdateRun::Reported(const Event &report)
     for (const char *member : {"pluginID", "fromVersion", "toVersion"}) {
         const std::string said = ValueOf(report, std::string("json.") + member),
                           asked = FindField(document_, member)->value;
-        // What was wrong with the command, the agent may not have taken over.
+        // An agent may not adopt values that were wrong in the command.
         if (said != asked && !words_.expectFailure)
             return Failed(std::string("the report names another ") + member + ": '" + said + "'");
     }
