@@ -1,15 +1,15 @@
 #!/bin/sh
-# plug-supervisor.sh - runs the plugin agent and runs it again whenever it has ended, an update in place of the agent that
-# fetched it. Plain sh: BusyBox runs it. It stays in the foreground until TERM or INT, which end the agent as well.
+# plug-supervisor.sh - runs the plugin agent and restarts it whenever it ends; runs an update instead of the agent that
+# downloaded it. Plain sh: BusyBox runs it. It stays in the foreground until TERM or INT, which end the agent as well.
 #
-# An update is tried out: the agent says with stage 004 that $PLUG_UPDATE is whole and verified; a copy of it, made
-# executable, runs as $PLUG_NEW.trial. One that ends within $TRIAL seconds is dropped and the agent before it comes back;
-# any other becomes $PLUG_NEW, which is preferred to $PLUG from then on. $PLUG itself is never written to. All moves are
-# made with mv within one folder, so a power failure leaves each agent whole or away; a trial that it broke off is one
-# again.
+# An update has a trial: stage 004 of the agent says that $PLUG_UPDATE is complete and verified; an executable copy of
+# it runs as $PLUG_NEW.trial. If it ends within $TRIAL seconds it is dropped, and the agent before it runs again;
+# otherwise it becomes $PLUG_NEW, which is preferred to $PLUG from then on. $PLUG itself is never written to. All moves
+# are made with mv within one folder, so after a power failure each agent is complete or missing; a trial that it
+# interrupted is repeated.
 #
-# /tmp is everybody's: what has a name there may be somebody else's, and another file a moment later. The stage and the
-# update are believed when they are regular files of ours or root's alone, and used where nobody else can exchange them.
+# Everybody may write in /tmp: a file there may be somebody else's, and may be exchanged at any moment. The stage and
+# the update are trusted if they are regular files of our own user or root, and are used where nobody can exchange them.
 
 # Each may be set in /etc/default/plug.
 PLUG=/usr/sbin/plug
@@ -18,19 +18,19 @@ PLUG_NEW=/usr/sbin/plug.update # in a folder that only root may write
 PLUG_STATUS=/tmp/plugstatus
 PLUG_UPDATE=/tmp/plug_download
 TRIAL=30         # seconds
-PAUSE=2          # seconds before it is started again; to each pause up to half of it is added, see draw
-LONG_PAUSE=60    # when the platform forced it off, or could not be reached
-MAX_PAUSE=600    # when it ends right after its start, again and again
+PAUSE=2          # seconds before a restart; to each pause a random part of up to half is added, see draw
+LONG_PAUSE=60    # when the platform forced the agent off, or could not be reached
+MAX_PAUSE=600    # when the agent ends right after its start, again and again
 SHORT_RUN=5      # seconds that are "right after its start"
-log() { logger -t plug "$*" 2>/dev/null || echo "plug: $*" >&2; } # may be defined anew there as well
+log() { logger -t plug "$*" 2>/dev/null || echo "plug: $*" >&2; } # may be redefined there as well
 DEFAULTS=${PLUG_DEFAULTS:-/etc/default/plug}
 # shellcheck source=/dev/null
 [ ! -r "$DEFAULTS" ] || . "$DEFAULTS"
 
 own=$(id -u)
 
-# Prints a number that is another one on each router: after an outage a fleet must not come back in one second. Routers
-# that are alike run us with the same process number, and soon after their start may have the same random bytes.
+# Prints a number that differs between routers: after an outage a fleet must not reconnect in the same second. Identical
+# routers run this script with the same process number, and soon after their start may have the same random bytes.
 draw() {
     digits=$({
         dd if=/dev/urandom bs=16 count=1
@@ -41,8 +41,8 @@ draw() {
     echo $((0x${digits:-0}))
 }
 
-# Whether FILE is a regular file of ours or root's that has LINKS names and that nobody else may write: no link, and
-# none of another user's. One call of ls, because it could be another file at the next.
+# Whether FILE is a regular file of our own user or root with LINKS names that nobody else may write: not a symbolic
+# link, not another user's. One call of ls, because at a second call it could be another file.
 trusted() { # FILE LINKS
     # shellcheck disable=SC2012,SC2046 # not every router has stat or find -links; words
     set -- "$2" $(ls -lnd "$1" 2>/dev/null)
@@ -52,9 +52,9 @@ trusted() { # FILE LINKS
     esac
 }
 
-# Prints what is in FILE, an absolute path. It gets a name in a new folder that nobody else may enter, in addition to
-# its own (ln) or in its place (mv), and is looked at there: by now it could be another file than one that was trusted.
-# With mv it is gone afterwards.
+# Prints the content of FILE, an absolute path. The file gets a name in a new folder that nobody else may enter, in
+# addition to its own (ln) or instead of it (mv), and is checked there: it could be another file than the one that was
+# trusted. With mv it is removed afterwards.
 contents() ( # ln|mv FILE
     umask 077
     folder=${2%/*}/.plug.$(draw)
@@ -74,14 +74,15 @@ contents() ( # ln|mv FILE
     exit $result
 )
 
-# The agent to run next: an update on trial, one that has stood its trial, or the one that was installed.
+# The agent to run next: an update on trial, one that has passed its trial, or the installed one.
 choose() {
     for agent in "$PLUG_NEW.trial" "$PLUG_NEW" "$PLUG"; do
         [ ! -x "$agent" ] || return 0
     done
 }
 
-# A trial ends with the first run: kept, or dropped when it was too short. Stages 004 and 005 are ends on order.
+# A trial ends with the first run: the update is kept, or dropped if the run was too short. Stages 004 and 005 are
+# regular ends.
 judge() { # AGENT STAGE SECONDS-IT-RAN
     [ "$1" = "$PLUG_NEW.trial" ] || return 0
     case $2 in 004 | 005) set -- "$1" "$2" "$TRIAL" ;; esac
@@ -114,7 +115,7 @@ after_end() { # STAGE SECONDS-IT-RAN
     004) install_update; pause=$PAUSE ;;
     005 | 102) pause=$LONG_PAUSE ;;
     *)
-        # A bad option or a missing PIN ends it at once, each time.
+        # An invalid option or a missing PIN ends the agent at once, each time.
         if [ "$2" -ge "$SHORT_RUN" ]; then
             pause=$PAUSE
         else
@@ -125,7 +126,7 @@ after_end() { # STAGE SECONDS-IT-RAN
     esac
 }
 
-# Seconds since the system's start, so that setting the date makes no run short or long.
+# Seconds since the system's start, so that setting the date does not change the length of a run.
 now() {
     read -r uptime _ </proc/uptime
     echo "${uptime%.*}"
@@ -137,7 +138,7 @@ trap 'trap "" TERM INT; [ -z "$child" ] || kill "$child" 2>/dev/null; wait; exit
 while :; do
     choose
     begin=$(now)
-    rm -f "$PLUG_STATUS" # the stage of the last run says nothing about this one
+    rm -f "$PLUG_STATUS" # the stage of the last run does not apply to this one
     # shellcheck disable=SC2086 # a list of words
     "$agent" $PLUG_OPTIONS &
     child=$!
@@ -151,7 +152,7 @@ while :; do
     after_end "$stage" "$ran"
     rest=$((pause + $(draw) % (pause / 2 + 1)))
     log "$agent ended with status $status at stage ${stage:-none}; starting again in $rest s"
-    # In the background, so that stopping us does not wait for it.
+    # In the background, so that a stop need not wait for it.
     sleep "$rest" &
     child=$!
     wait "$child"

@@ -24,7 +24,7 @@ struct HttpReply {
     HttpBody body;
     int64_t send = 0; // bytes of the body that are sent; those beyond a file's end are made up
     End end = End::Keep;
-    bool early = false;              // it ends before the announced length
+    bool early = false;              // it does not end as announced
     int64_t lateMs = 0;              // before the first byte
     int64_t dripMs = -1;             // before each further byte of the header; -1: the header leaves at once
     int64_t rate = 0;                // bytes of the body a second; 0: no limit

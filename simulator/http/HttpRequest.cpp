@@ -30,7 +30,7 @@ static std::string Trimmed(const std::string &text)
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t") + 1 - first);
 }
 
-// A character of a method or of a header line's name.
+// A token (RFC 9110, 5.6.2): a method, or the name of a header line.
 static bool IsToken(const std::string &text)
 {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {

@@ -1,8 +1,8 @@
-// HostileTexts.h - texts that must never get near a shell, for every test of a text that the platform sends.
+// HostileTexts.h - texts that must never reach a shell, for tests of every text that the platform sends.
 //
 // Each of them fails the rule for a plain word: 1 to 31 ASCII letters, digits and . : / _ -, the first of them no "-".
-// A module with more room than that takes those of kind LENGTH for what they are in its room. What is no text at all
-// is in HostileValues(). None holds a NUL, which ends a text. Should one of them get through, it does no harm.
+// A module with more room than that may accept those of kind LENGTH that fit. Values that are not texts are in
+// HostileValues(). None contains a NUL, which ends a text. All are harmless if one gets through.
 #pragma once
 
 #include <cstdio>
@@ -12,8 +12,8 @@
 
 struct HostileText {
     enum Kind {
-        EMPTY,   // nothing, or nothing to be seen
-        SHELL,   // characters that mean something to a shell
+        EMPTY,   // empty, or invisible
+        SHELL,   // characters with a meaning to a shell
         OPTION,  // begins as an option does
         LINE,    // begins a new line
         CONTROL, // control characters, DEL included

@@ -1,4 +1,4 @@
-// The table of neighbours: the reader finds the entries that a plain look at each line finds, in their order.
+// Any ARP table: the reader finds the same entries, in the same order, as a simple search line by line.
 //
 // Input: the table.
 #include <algorithm>

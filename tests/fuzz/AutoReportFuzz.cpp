@@ -1,5 +1,5 @@
-// Any text as the platform's auto-report configuration, as the peer's answer about it and as a quiet period: what goes
-// on to the peer is JSON that says what came and holds this router's times.
+// Any text as the platform's auto-report configuration, as the local peer's answer about it and as a quiet period: the
+// text for the local peer is JSON with the received values and this router's times.
 //
 // Input: MAC value (3 bytes), seconds from the fuzz clock's start (2 bytes), then the text.
 #include <cjson/cJSON.h>
@@ -45,7 +45,7 @@ static void PlatformsConfiguration(const std::string &text)
     REQUIRE(json != nullptr);
     const double now = static_cast<double>(OsWallTime());
     const double cycle = TimeIn(json, "cycleReportStart");
-    // It may have passed, but by less than 30 s; and it is no more than a period away, or two when it was too near.
+    // It may be past, but by less than 30 s; it is at most one period away, or two if it was too near.
     if (conf.interval3 >= 1)
         REQUIRE(cycle > now - 30 && cycle <= now + 30 + 120.0 * conf.interval3 + std::abs(conf.serverErr) + 86400);
     else
@@ -54,7 +54,7 @@ static void PlatformsConfiguration(const std::string &text)
     REQUIRE(cJSON_IsString(cJSON_GetObjectItem(json, "dayReportTime")));
     cJSON_Delete(json);
 
-    REQUIRE(ComF_set_auto_report(text.c_str(), static_cast<int>(text.size())) == 1); // there is no peer
+    REQUIRE(ComF_set_auto_report(text.c_str(), static_cast<int>(text.size())) == 1); // there is no local peer
     REQUIRE(AutoReportConfNow().referNum == conf.referNum && intervalFlag3 == conf.interval3);
 }
 

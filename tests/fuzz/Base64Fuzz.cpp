@@ -1,4 +1,4 @@
-// Any text to decode and any bytes to encode: the size announced is the size written, and encoding undoes decoding.
+// Any text to decode and any bytes to encode: the announced size is the written size, and encoding reverses decoding.
 #include <cstring>
 #include <string>
 #include <vector>
@@ -27,14 +27,14 @@ static void Decode(const char *text, size_t size)
     REQUIRE(Base64Decode(text, size, bytes.data(), length, &length) == 0 && bytes[length] == 0xA5);
     if (length > 0) REQUIRE(Base64Decode(text, size, bytes.data(), length - 1, &length) == -1);
 
-    // The same text without its line breaks comes back, but for bits of the last digit that hold nothing.
+    // The result is the same text without line breaks, except unused bits of the last digit.
     std::string digits;
     for (size_t i = 0; i < size; i++)
         if (text[i] != '\r' && text[i] != '\n') digits += text[i];
     std::vector<char> again((length + 2) / 3 * 4);
     REQUIRE(Base64Encode(bytes.data(), length, again.data(), again.size(), &textLen) == 0);
     REQUIRE(textLen == digits.size());
-    const size_t loose = length % 3 == 0 ? textLen : length / 3 * 4 + length % 3; // the digit with idle bits
+    const size_t loose = length % 3 == 0 ? textLen : length / 3 * 4 + length % 3; // the digit with unused bits
     for (size_t i = 0; i < textLen; i++) REQUIRE(i == loose || again[i] == digits[i]);
     REQUIRE(loose == textLen || digits[loose] != '=');
 }

@@ -1,10 +1,10 @@
-// Any bytes from the local peer: reads are cut without losing or doubling a byte, only frames in order are acted on, an
-// answer is kept as it came or not at all, reports are counted once, and nothing outside a frame's slot is touched.
+// Any bytes from the local peer: reads are split without losing or doubling a byte, only valid frames have an effect,
+// an answer is kept unchanged or not at all, reports are counted once, and nothing outside a frame's slot is touched.
 //
 // Input: steps.
-//   kind      bit 7 set: a read; bit 0: behind a frame that was cut off. Then its length (2 bytes) and its bytes.
+//   kind      bit 7 set: a read; bit 0: after a truncated frame. Then its length (2 bytes) and its bytes.
 //             bit 7 clear: a frame. bit 0: declare the right length; bit 1: the right checksum; bit 2: the next
-//             sequence; bit 3: no memory; bits 4 to 6: so many half minutes later
+//             sequence; bit 3: no memory; bits 4 to 6: half minutes that pass before
 //   FuncID, sequence, length, checksum, payload length (2 bytes each) and the payload
 #include <algorithm>
 #include <cstring>
@@ -25,7 +25,7 @@ typedef std::vector<uint8_t> Bytes;
 static const size_t kGuard = 64;
 static const uint8_t kGuardByte = 0xA5;
 
-static uint8_t s_slot[8200 + kGuard]; // one for all frames, so that each finds what the one before has left
+static uint8_t s_slot[8200 + kGuard]; // one for all frames, so that each finds the bytes of the one before
 static uint8_t s_rxBefore[sizeof rxData];
 
 static unsigned Le(const uint8_t *at, int bytes)
@@ -42,7 +42,7 @@ static unsigned Sum(const uint8_t *bytes, size_t length)
     return sum % 65536;
 }
 
-// Whether the item in the slot is to be acted on.
+// Whether the item in the slot is a valid frame.
 static bool InOrder()
 {
     uint32_t came;
@@ -77,7 +77,7 @@ static void CheckAnswer(unsigned id, const uint8_t *payload, unsigned declared)
     REQUIRE(memcmp(rxData + changed, s_rxBefore + changed, sizeof rxData - changed) == 0);
 }
 
-// Hands the item over as the queue would and checks what has become of it.
+// Passes the item on as the queue would and checks the effect.
 static void Handle(const uint8_t *item, size_t length)
 {
     const uint32_t came = static_cast<uint32_t>(length);
@@ -113,9 +113,9 @@ static void Handle(const uint8_t *item, size_t length)
     }
 }
 
-static Bytes s_cut; // what the last read has left of a frame that it cut off
+static Bytes s_cut; // the truncated frame of the last read
 
-// How many bytes of the read complete what the one before has left; that is handled, completed or not.
+// How many bytes of the read complete the truncated frame before it; that one is handled, completed or not.
 static size_t Complete(const Bytes &read)
 {
     const size_t cut = s_cut.size();
@@ -139,7 +139,7 @@ static void Read(FuzzInput *input, bool further)
     while (at < length) {
         const size_t piece = CommFrameCut(read.data() + at, length - at, further);
         REQUIRE(piece <= length - at);
-        REQUIRE(further || piece > 0); // what a read begins with is never waited for
+        REQUIRE(further || piece > 0); // the first frame of a read never waits for more
         if (piece == 0) {
             REQUIRE(length - at < kMaxCommFrame); // there is room for the rest
             s_cut.assign(read.begin() + static_cast<long>(at), read.end());

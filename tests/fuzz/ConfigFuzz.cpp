@@ -1,8 +1,8 @@
-// Any content of plug.conf and any section and key: the value is terminated inside its room, stands in the file, and
-// is never taken from a file that does not have it.
+// Any content of plug.conf and any section and key: the value is terminated inside its buffer, occurs in the file, and
+// is never read from a file that does not have it.
 //
-// Input: room for the value, options, section NUL key NUL content. Options: bit 0 a default is given, bit 1 the file
-// is missing.
+// Input: buffer size for the value, options, section NUL key NUL content. Options: bit 0 a default is given, bit 1 the
+// file is missing.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (result == 0) REQUIRE(content.find(value) != std::string::npos);
     REQUIRE(value.find('\n') == std::string::npos);
     REQUIRE(value.empty() || value[0] != ' ');
-    // The end is trimmed before the room cuts.
+    // The end is trimmed before the buffer truncates.
     if (length + 1 < capacity && length > 0) REQUIRE(!strchr("\r\n\t ", value[length - 1]));
     return 0;
 }

@@ -1,7 +1,7 @@
-// Any sequence of frames to the dispatch, properly encrypted ones too: the session flags move only as they may, the
-// status file holds a known stage, the process ends on a forced disconnect alone, and every command has its answer.
+// Any sequence of frames to the dispatch, correctly encrypted ones too: the session flags change only as allowed, the
+// status file has a known stage, the process ends only on a forced disconnect, and every command is answered.
 //
-// Input: a byte with the flags to begin with (bit 0 registered, bit 1 logged in), then frames:
+// Input: a byte with the initial flags (bit 0 registered, bit 1 logged in), then frames:
 //   kind      bit 0: the body is plaintext, encrypt it; bit 1: put the right checksum in; bit 2: put the right length
 //             into the inner record; bits 4 to 7: allocations that succeed, 15 for all
 //   msgType, headLen, checksum, bodyLen (2 bytes), head block, body
@@ -28,7 +28,7 @@ typedef std::vector<uint8_t> Bytes;
 
 static int s_platform; // the accepted connection, open for the life of the process
 
-// The agent's client connects to us; its threads do not run (FuzzOs), so the socket is all there is of it.
+// The agent's client connects to the target; its threads do not run (FuzzOs), only the socket exists.
 static void Connect()
 {
     struct sockaddr_in here = {};
@@ -41,7 +41,7 @@ static void Connect()
     static SessionContext context;
     REQUIRE(ServerInit("127.0.0.1", ntohs(here.sin_port), &context) == 0);
     s_platform = accept(listener, nullptr, nullptr);
-    ServerRun = 0; // a command that waits or downloads lets go at once: no host is looked up here
+    ServerRun = 0; // a command that waits or downloads ends at once: no host is looked up here
     REQUIRE(s_platform >= 0 && fcntl(s_platform, F_SETFL, O_NONBLOCK) == 0);
     close(listener);
     strcpy(gProtoolKey, "0123456789abcdef");
@@ -54,7 +54,7 @@ struct Answer {
     std::string payload;
 };
 
-// What the agent has sent since the last call: whole, correct frames, of which the acknowledgements are returned.
+// Reads what the agent has sent since the last call: complete, correct frames. Returns the acknowledgements.
 static std::vector<Answer> Answers()
 {
     static uint8_t stream[65536];
@@ -81,7 +81,7 @@ static std::vector<Answer> Answers()
         REQUIRE(FrameChecksum(header.bodyLen, head, header.headLen, plain.data(), plainLen) == header.checksum);
         if (header.flag == FLAG_UP) {
             REQUIRE((header.msgType == MSG_UP || header.msgType == MSG_UP_MAC) && header.headLen == 0);
-            continue; // a report that a command has set off
+            continue; // a report that a command has caused
         }
         REQUIRE((header.msgType == MSG_ACK || header.msgType == MSG_ACK_MAC) && header.headLen == 2);
         answers.push_back({header.msgType, static_cast<uint16_t>(head[0] | head[1] << 8), record.dataType,
@@ -159,7 +159,7 @@ static bool IsCommand(const ReceivedFrame &frame)
     return frame.header.msgType == MSG_PLUG_COMMAND || frame.header.msgType == MSG_FUNCTION_COMMAND;
 }
 
-// Decrypts the body, as far as it has whole blocks, and returns whether the frame's checksum is that of what it holds.
+// Decrypts the whole blocks of the body and returns whether the frame's checksum matches.
 static bool Decrypted(const ReceivedFrame &frame, Bytes *plain)
 {
     plain->assign(frame.body, frame.body + frame.header.bodyLen / kAesBlock * kAesBlock);
@@ -173,7 +173,7 @@ static bool Decrypted(const ReceivedFrame &frame, Bytes *plain)
     return padding <= plainLen && sum % 256 == frame.header.checksum;
 }
 
-// A frame that begins so, but for a command whose checksum holds, says that the platform's network is down.
+// A frame that begins so means that the platform's network is down, unless it is a command with a valid checksum.
 static bool IsNetworkFailure(const ReceivedFrame &frame)
 {
     Bytes plain;
@@ -188,7 +188,7 @@ static void CheckFlags(const ReceivedFrame &frame, const Flags &before)
     if (IsNetworkFailure(frame)) {
         REQUIRE(after.quit == 1 && after.regist == before.regist && after.login == before.login && status.empty());
     } else if (frame.header.msgType != MSG_SESSION_ACK || (before.regist == 1 && before.login == 1)) {
-        // 104: an update of the agent that came to nothing, as all do here
+        // 104: an update that failed, as all do here
         REQUIRE(after == before);
         REQUIRE(status.empty() || (status == "104\n" && cipherLen > 0 &&
                                    (frame.header.msgType == MSG_PLUG_COMMAND || frame.header.msgType == MSG_ACK)));
@@ -243,7 +243,7 @@ static void CheckAnswers(const ReceivedFrame &frame, const Flags &before, bool m
     for (const Answer &answer : answers) {
         const bool reply = answer.headValue == 0;
         REQUIRE(reply ? memcmp(answer.payload.data(), &plain[11], 4) == 0 : answer.payload == "parser error");
-        REQUIRE(reply || &answer == &answers.back()); // the reply comes first
+        REQUIRE(reply || &answer == &answers.back()); // the reply leaves first
     }
 }
 
@@ -253,7 +253,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FuzzOsReset();
     d_set_log_level(LOG_LEVEL_NONE);
     if (s_platform == 0) Connect();
-    g_world.noThreads = true; // diagnostics would wait for theirs
+    g_world.noThreads = true; // diagnostics would wait for their threads
     FuzzInput input = {data, size};
     const uint8_t begin = input.Byte();
     NewProtool();

@@ -1,5 +1,5 @@
-// Messages of the local client, one after the other with cycles in between: the filter table knows what a plain walk
-// over the messages finds, and nothing else.
+// Messages of the local peer with cycles in between: the filter table has what a simple walk over the messages finds,
+// and nothing else.
 //
 // Input: pairs of a 16-bit length and as many bytes of a message; length 0xFFFF is a cycle of the report thread.
 #include <cstring>
@@ -16,7 +16,7 @@ typedef std::vector<uint8_t> Bytes;
 
 static const uint16_t kCycle = 0xFFFF;
 
-// The MACs that a message brings.
+// The MACs in a message.
 static std::vector<Bytes> Walk(const Bytes &message)
 {
     std::vector<Bytes> macs;
@@ -25,7 +25,7 @@ static std::vector<Bytes> Walk(const Bytes &message)
     if (count > 128) return macs;
     for (size_t i = 0; i < count; i++) {
         const size_t at = 2 + 39 * i;
-        if (at + 39 > message.size() || message[at + 38] != 1) break; // what follows one that is offline is not seen
+        if (at + 39 > message.size() || message[at + 38] != 1) break; // entries behind one that is offline are ignored
         macs.emplace_back(message.begin() + static_cast<ptrdiff_t>(at),
                           message.begin() + static_cast<ptrdiff_t>(at) + 6);
     }
@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             continue;
         }
         const uint8_t *at = input.Bytes(&length);
-        const Bytes message(at, at + length); // of exactly this size, so that reading past it is noticed
+        const Bytes message(at, at + length); // of exactly this size, so that sanitizers see a read past it
         Fn40Handle(message.data(), message.size());
         for (const Bytes &mac : Walk(message)) {
             const bool none = mac == Bytes(6, 0) || mac == Bytes(6, 0xFF);

@@ -1,5 +1,5 @@
-// Any bytes as a frame header, as an inner record, as a body to encrypt and as one to decrypt: what we accept we can
-// also say, and what we encrypt we can also read.
+// Any bytes as a frame header, as an inner record, as a body to encrypt and as one to decrypt: what is accepted can be
+// written again, and what is encrypted can be decrypted.
 #include <cstring>
 #include <vector>
 
@@ -49,12 +49,12 @@ static void Encryption(const char *key, const uint8_t *data, size_t size)
     REQUIRE(size == 0 || memcmp(plain.data(), data, size) == 0);
     for (size_t i = size; i < plainLen; i++) REQUIRE(plain[i] == plainLen - size);
 
-    // In place it is the same.
+    // The result in place is the same.
     std::vector<uint8_t> same(body.size());
     if (size > 0) memcpy(same.data(), data, size);
     REQUIRE(aes_encrypt(key, same.data(), same.data(), size, &bodyLen) == 0 && same == body);
 
-    // Rubbish decrypts to rubbish of whole blocks, never more than came in.
+    // Random bytes decrypt to whole blocks, never more than the input.
     plain.resize(size);
     REQUIRE(aes_decrypt(key, data, plain.data(), size, &plainLen) == 0);
     REQUIRE(plainLen == size / kAesBlock * kAesBlock);

@@ -1,13 +1,13 @@
-// Any payload as a function request, before a router that answers anything: the reply fits its room, echoes tag and ID
-// and is as long as its row says; its status is the one that the router gave; what failed is zero; texts and records
-// reach the router terminated inside their rooms; the device table is only used under its lock.
+// Any payload as a function request, with a router that returns anything: the reply fits its buffer, echoes tag and ID
+// and has the length of its row; its status is the router's; data of failed calls is zero; texts and records reach the
+// router terminated inside their fields; the device table is only used under its lock.
 //
 // Input: the router's script (16-bit length in front), then the request. For each call the script has
-//   how      bit 0: it fails; bit 1: what it fills in then stays filled in
+//   how      bit 0: it fails; bit 1: it fills its buffers all the same
 //   result   16 bits, only when it fails
 //   figure   16 bits, of which numbers, switches and counts are made; counts may be larger than the room
 //   length   of a text in bytes; it fills its field without a terminator when it is longer
-// Behind its end everything succeeds and is zero or empty.
+// After its end everything succeeds and is zero or empty.
 #include <cerrno>
 #include <cstring>
 
@@ -20,7 +20,7 @@
 
 static const size_t kGuard = 64;
 static const uint8_t kGuardByte = 0xA5;
-static const uint8_t kRecordByte = 0xEE; // all that the router's records hold
+static const uint8_t kRecordByte = 0xEE; // every byte of the router's records
 static const size_t kHeader = 6;
 
 // ---- The router ----
@@ -40,7 +40,7 @@ static bool OfDeviceTable(const std::string &name)
     return name.find("_dev") != std::string::npos;
 }
 
-// The text between the quotes of a noted call, which nothing else follows.
+// The text between the quotes of a recorded call, up to its end.
 static size_t TextLength(const std::string &call)
 {
     const size_t quote = call.find('"');
@@ -125,7 +125,7 @@ static bool RecordsOf(size_t dataLength, size_t size, size_t most)
     return dataLength % size == 0 && dataLength / size <= most;
 }
 
-// Whether `length` bytes of data behind the header are what the lists of this function can be.
+// Whether the lists of this function can have `length` bytes of data behind the header.
 static bool VaryingLengthHolds(int id, const uint8_t *data, size_t length)
 {
     const size_t count = length < 2 ? 0 : data[0] + 256u * data[1];
@@ -142,11 +142,11 @@ static bool VaryingLengthHolds(int id, const uint8_t *data, size_t length)
         return wans <= 16 && length == 2 + count + 2 + wans + ROUTER_SDK_WIFI_MODULES;
     }
     case 79: return length <= 30 * 77;
-    default: return true; // what diagnostics and the local peer have to say
+    default: return true; // texts of diagnostics and of the local peer
     }
 }
 
-// Whose status is not the router's first failure.
+// Functions whose status is not the router's first failure.
 static bool StatusIsItsOwn(int id)
 {
     return id == 8 || id == 33 || id == 36 || id == 39 || id == 51 || id == 69;
@@ -162,7 +162,7 @@ static void CheckKnown(int id, const uint8_t *reply, int replyLen)
     }
     REQUIRE(replyLen >= static_cast<int>(kHeader));
     const size_t dataLength = static_cast<size_t>(replyLen) - kHeader;
-    // Only what cannot be had from elsewhere than the router's library is left out.
+    // If the agent itself or the local peer fails, the data may be missing.
     const bool leftOut = row.status == STATUS_PROTOCOL && status != 0 && dataLength == 0;
     if (row.length != VARIES)
         REQUIRE(replyLen == row.length || leftOut);
@@ -179,14 +179,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static uint8_t request[kFunctionRequestSize + kGuard];
     static uint8_t reply[kFunctionReplySize + kGuard];
     FuzzOsReset();
-    g_world.noThreads = true; // diagnostics would wait for theirs
+    g_world.noThreads = true; // diagnostics would wait for their threads
     d_set_log_level(LOG_LEVEL_NONE);
     FuzzInput input = {data, size};
     size_t scriptLen = input.Word();
     const uint8_t *script = input.Bytes(&scriptLen);
     ResetRouter(script, scriptLen);
     const uint8_t *sent = input.data;
-    if (input.left < kFunctionRequestMin || input.left > kFunctionRequestSize) return 0; // never gets here
+    if (input.left < kFunctionRequestMin || input.left > kFunctionRequestSize) return 0; // refused before
 
     memset(request, 0, kFunctionRequestSize);
     memcpy(request, sent, input.left);

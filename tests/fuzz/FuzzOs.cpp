@@ -56,7 +56,7 @@ const uint8_t *FuzzInput::Bytes(size_t *size)
 
 std::string FuzzInput::Text()
 {
-    if (left == 0) return ""; // an empty input may have no address either
+    if (left == 0) return ""; // an empty input may have a null address
     const size_t length = strnlen(reinterpret_cast<const char *>(data), left);
     std::string text(reinterpret_cast<const char *>(data), length);
     size_t taken = length + 1;
@@ -157,7 +157,7 @@ void OsFree(void *memory)
     free(memory);
 }
 
-// Threads "start" but nothing runs: the target does what they would do.
+// Threads "start" but do not run: the target does their work.
 int OsThreadStart(pthread_t *, void *(*)(void *), void *)
 {
     return g_world.noThreads ? EAGAIN : 0;

@@ -1,8 +1,8 @@
 // Any response header: an announced length is accepted exactly when the first "Content-Length:" line is shorter than 64
-// characters, ends with CR LF and brings a number between 1025 and 2^31 - 1; the header's lines are its bytes; nothing
+// characters, ends with CR LF and has a number between 1025 and 2^31 - 1; the header's lines are its bytes; nothing
 // reads past the end.
 //
-// Input: the header as it came, cut at 1024 bytes.
+// Input: the header as received, at most 1024 bytes.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -15,7 +15,7 @@
 
 static const char kName[] = "Content-Length:";
 
-// The length by the rules above, worked out digit by digit. Returns -1 when there is none.
+// The length by the rules above, computed digit by digit. Returns -1 if there is none.
 static long long Expected(const std::string &header)
 {
     const size_t begin = header.find(kName);

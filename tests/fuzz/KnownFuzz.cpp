@@ -1,5 +1,5 @@
-// The file of the known devices: what is loaded is what a plain look at its first 128 lines finds, and once it has been
-// written, loading it again changes nothing.
+// Any file of the known devices: the loaded devices are those of a simple search of its first 128 lines, and writing
+// and loading again changes nothing.
 //
 // Input: the file.
 #include <algorithm>
@@ -12,8 +12,7 @@
 #include "platform/Protool.h"
 #include "subdev/KnownDevices.h"
 
-// What the file would be if only the lines stood there that are taken. Text that is not looked at begins behind 128
-// lines of 31 characters.
+// The file with its accepted lines only. Text behind 128 lines of 31 characters is ignored.
 static std::string Taken(std::string content)
 {
     content = content.substr(0, 128 * 32);

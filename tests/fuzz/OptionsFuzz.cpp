@@ -1,4 +1,5 @@
-// Any words as the command line: each option is taken or refused as documented, and nothing is written past its room.
+// Any words as the command line: each option is accepted or refused by the rules of docs/man/plug.8, and nothing is
+// written past its buffer.
 //
 // Input: the words, a NUL behind each.
 #include <cstring>

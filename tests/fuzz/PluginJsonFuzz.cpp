@@ -1,9 +1,9 @@
-// Any text as a command to the agent itself: nothing runs over its field, a result means that what is required is
-// there, and what the agent reports about it is one JSON object that says it.
+// Any text as a plugin command: no text exceeds its field, a good result means that all required members are there, and
+// the agent's report is one JSON object with the result.
 //
 // Input: data type (1 byte; its low 5 bits), length of the previous command's text (2 bytes), that text, then the text.
-// The previous command is of the type that goes before: an announcement before an update, a check before the
-// firmware's.
+// The previous command is of the type that comes before: an announcement before an update, a check before a firmware
+// update.
 #include <cjson/cJSON.h>
 #include <cstring>
 
@@ -16,13 +16,13 @@
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
 
-// Behind the end of a text in a record nothing stands that could travel.
+// The bytes behind the end of a text in a record are zero.
 static void RequireField(const char *text, size_t size)
 {
     for (size_t i = strnlen(text, size); i < size; i++) REQUIRE(text[i] == '\0');
 }
 
-// A text of the agent's own ends within its field, too.
+// A text of the agent itself ends within its field, too.
 static void RequireText(const char *text, size_t size)
 {
     REQUIRE(strnlen(text, size) < size);
@@ -53,7 +53,7 @@ static void RequireResult(uint8_t dataType, const std::string &text, int result)
     cJSON *document = JsonParse(text.c_str());
     if (!document) REQUIRE(result == -1);
     const auto has = [&](const char *name) { return cJSON_GetObjectItem(document, name) != nullptr; };
-    // Whether the field of `size` bytes holds what fits of the member's text.
+    // Whether the field of `size` bytes has the part of the member's text that fits.
     const auto is = [&](const char *name, const char *field, size_t size, bool terminated) {
         const char *there = cJSON_GetStringValue(cJSON_GetObjectItem(document, name));
         return has(name) && strncmp(there ? there : "", field, size - terminated) == 0;
@@ -99,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FuzzOsReset();
     d_set_log_level(LOG_LEVEL_NONE);
-    REQUIRE(ServerRun == 0); // so that an update lets go before it looks a host up
+    REQUIRE(ServerRun == 0); // so that an update ends before it looks a host up
     Fn40Interval = 6;
     AutoReportDevinfo = 1;
     FuzzInput input = {data, size};

@@ -1,7 +1,7 @@
-// Any text as a port-forwarding command, or any five texts as its members: whatever is run consists of the two
-// documented commands with plain words in them, and only a command with result 0 runs anything.
+// Any text as a port-forwarding command, or any five texts as its members: everything that runs is one of the two known
+// commands with plain words in it, and only a command with result 0 runs anything.
 //
-// Input: 0 and a document as it is; anything else, and the five texts, each ended by a NUL.
+// Input: 0 and a document; or any other byte and the five texts, each ended by a NUL.
 #include <cstring>
 
 #include "FuzzOs.h"
@@ -72,7 +72,7 @@ static void RequirePair(size_t at, const char *action)
 {
     RequireCommand(g_world.commands[at], action, true);
     RequireCommand(g_world.commands[at + 1], action, false);
-    // What the one matches is what the other rewrites to.
+    // One matches what the other rewrites to.
     const std::vector<std::string> pre = WordsOf(g_world.commands[at]), post = WordsOf(g_world.commands[at + 1]);
     REQUIRE(pre[16] == post[6] + ":" + post[12]);
     REQUIRE(post[16] == pre[6] + ":" + pre[12]);

@@ -1,4 +1,4 @@
-// Pushes and popups in any order against a plain model of the receive queue.
+// Pushes and popups in any order, compared with a simple model of the receive queue.
 //
 // Input: steps. A byte N of 0 to 127: push the N bytes that follow. 128 to 191: take a frame out. 192 to 223: push
 // the byte that follows (N - 191) * 1024 times, which is how a small input fills the queue. 224 and above: a frame
@@ -13,19 +13,19 @@
 typedef std::vector<uint8_t> Bytes;
 
 static Bytes s_model;
-static bool s_news; // pushed since the last look
+static bool s_news; // pushed since the last popup
 
 static void Push(const Bytes &bytes)
 {
     const bool fits = s_model.size() + bytes.size() <= 204800;
-    static const uint8_t nothing = 0; // an empty vector has no address, push() wants one
+    static const uint8_t nothing = 0; // an empty vector has no address, push() needs one
     REQUIRE(push(bytes.empty() ? &nothing : bytes.data(), bytes.size()) == (fits ? 0 : -1));
     if (!fits) return;
     s_model.insert(s_model.end(), bytes.begin(), bytes.end());
     s_news = true;
 }
 
-// Where the frame that has to come out starts, and its length; false when there is none yet.
+// The start and length of the frame that popup() must return; false if there is none yet.
 static bool FindFrame(size_t *start, size_t *length)
 {
     for (size_t i = 0; i + 2 < s_model.size(); i++) {
@@ -91,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             const uint16_t bodyLen = input.Word();
             Push(MadeFrame(static_cast<uint8_t>(step - 224), bodyLen, input.Byte()));
         }
-        if (s_news) QueueWait(); // what came since the last look is never waited for
+        if (s_news) QueueWait(); // never waits for bytes that have arrived since
     }
     QueueClose();
     QueueWait();

@@ -1,5 +1,5 @@
-// Any URL of a rate test: what is accepted keeps every limit and says the same as the URL; what is refused lacks a part
-// or breaks a limit. And any text as the configuration that carries one.
+// Any URL of a rate test: an accepted one keeps every limit and has the parts of the URL; a refused one lacks a part or
+// breaks a limit. Also any text as the configuration with a URL.
 //
 // Input: the URL up to a NUL; then the configuration text.
 #include <cstdlib>
@@ -10,7 +10,7 @@
 #include "core/Common.h"
 #include "functions/RateTest.h"
 
-// Whether the rules allow this URL, worked out another way round: from the slash that begins the path.
+// Whether the rules allow this URL, computed in another way: from the slash that begins the path.
 static bool Allowed(const std::string &url)
 {
     const size_t mark = url.find("://");
@@ -24,7 +24,7 @@ static bool Allowed(const std::string &url)
     return colon == std::string::npos || authority.size() - colon - 1 <= 7;
 }
 
-// The port that an allowed URL names behind its host: 0 when that is none.
+// The port behind the host of an allowed URL: 0 if it is invalid.
 static int PortBehind(const std::string &url, size_t hostEnd)
 {
     if (url[hostEnd] == '/') return 80;
@@ -45,7 +45,7 @@ static void CheckUrl(const std::string &url)
     REQUIRE(host.size() >= 3 && host.size() <= 64 && host.find('/') == std::string::npos);
     REQUIRE(!path.empty() && path[0] == '/');
     REQUIRE(target.port == PortBehind(url, url.find("://") + 3 + host.size()));
-    // What was left out of the URL is a scheme and, in some way to write it, the port.
+    // The result lacks only the scheme and the port of the URL.
     REQUIRE(url.size() >= 3 + host.size() + path.size());
     REQUIRE(url.compare(url.size() - path.size(), path.size(), path) == 0);
     REQUIRE(url.find("://" + host + (url.find("://" + host + ":") == url.find("://") ? ":" : "/")) == url.find("://"));

@@ -16,7 +16,8 @@ static bool RunFile(const std::filesystem::path &path)
         return false;
     }
     std::vector<uint8_t> input((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    fprintf(stderr, "%s (%zu bytes)\n", path.c_str(), input.size()); // before the run: names the file of a crash
+    fprintf(stderr, "%s (%zu bytes)\n", path.c_str(),
+            input.size()); // before the run, so that the last name is that of a crash
     input.shrink_to_fit(); // a sanitizer then sees the first byte past the end
     LLVMFuzzerTestOneInput(input.data(), input.size());
     return true;

@@ -1,5 +1,5 @@
-// Any bytes as each head block and record of registration, login and heartbeat: what is accepted is written again the
-// same, but for the bytes that are fixed or not used.
+// Any bytes as each head block and record of registration, login and heartbeat: what is accepted is the same when
+// written again, except bytes that are constant or not used.
 #include <cstring>
 #include <vector>
 

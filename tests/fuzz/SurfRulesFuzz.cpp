@@ -1,9 +1,9 @@
-// Any texts as surf-rule commands, with a pass at any time behind each: the result is one that is known, the table
-// keeps its shape and its bounds, a pass writes those devices alone that its rules say otherwise about, and no memory
-// is lost.
+// Any texts as surf-rule commands, each followed by a pass at any time: the result is a known one, the table stays
+// consistent and within its limits, a pass writes only devices whose access differs from their rules, and no memory
+// leaks.
 //
 // Input: commands, each:
-//   allocations that succeed while it is carried out, 255 for all; minutes that the clock moves on (2 bytes);
+//   allocations that succeed while it is carried out, 255 for all; minutes by which the clock advances (2 bytes);
 //   the text, up to a NUL
 #include <cstring>
 #include <set>
@@ -70,7 +70,7 @@ static void CheckTable()
     REQUIRE(hash_table_size >= static_cast<int>(keys.size()) && hash_table_size <= kHashInsertions);
 }
 
-// What the rules of the present weekday and time say about a device: 1 refused, 0 allowed, -1 nothing.
+// What the rules of the present weekday and time say about a device: 1 blocked, 0 allowed, -1 nothing.
 static int Verdict(const DevCfg &device, const struct tm &now)
 {
     char key[32];
@@ -100,7 +100,7 @@ static void CheckPass()
         REQUIRE(verdict >= 0 ? s_devices[i].access == 1 - verdict : !s_written[i]);
     }
     memset(s_written, 0, sizeof s_written);
-    surf_rule_func(); // at the same time there is nothing left to do
+    surf_rule_func(); // a second pass at the same time changes nothing
     for (bool written : s_written) REQUIRE(!written);
 }
 
@@ -108,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FuzzOsReset();
     d_set_log_level(LOG_LEVEL_NONE);
-    ServerRun = 0; // an item that keeps the thread lets it go at once
+    ServerRun = 0; // an item that holds the thread releases it at once
     memset(s_devices, 0, sizeof s_devices);
     for (size_t i = 0; i < kDevices; i++) {
         s_devices[i].mac[0] = 2;

@@ -1,5 +1,5 @@
-// Any text as a bandwidth command: the router is asked for both limits of a device or for none, always under the lock
-// of its device table, for no more devices than there are items, and for all of them when the result is 0.
+// Any text as a bandwidth command: the agent sets both limits of a device or none, always under the lock of the device
+// table, for no more devices than there are items, and for all of them if the result is 0.
 #include <cerrno>
 #include <cjson/cJSON.h>
 #include <cstring>
@@ -30,7 +30,7 @@ static int Note(bool up, const uint8_t *mac, int64_t limit)
     return limit < 0 ? -1 : 0;
 }
 
-// In front of the router library's.
+// Called instead of the router library's.
 int set_dev_us_max_bw(const uint8_t mac[6], int64_t limit)
 {
     return Note(true, mac, limit);
@@ -41,7 +41,7 @@ int set_dev_ds_max_bw(const uint8_t mac[6], int64_t limit)
     return Note(false, mac, limit);
 }
 
-// Items of the list; -1 when the text is no JSON that the agent reads.
+// Items of the list; -1 if the agent cannot read the text as JSON.
 static int ItemsOf(const char *text)
 {
     cJSON *document = JsonParse(text);

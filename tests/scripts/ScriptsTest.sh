@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# One test of the checks in scripts/.
+# Runs one test of the checks in scripts/.
 #
 #   ScriptsTest.sh TEST REPOSITORY FOLDER CMAKE CTEST
 set -euo pipefail
@@ -10,7 +10,7 @@ cd "$folder"
 
 die() { echo "$*" >&2; exit 1; }
 
-# says STATUS TEXT COMMAND...: the command ends with this status and says this text
+# says STATUS TEXT COMMAND...: checks that the command ends with this status and prints this text
 says() {
     local status=0 said
     said=$("${@:3}" 2>&1) || status=$?
@@ -20,7 +20,7 @@ says() {
 
 order() { "$repo/scripts/folder-order.sh" "$folder" "subdev/Up.cpp comm"; }
 
-# An agent of a few files, with an arrow up that is known.
+# An agent of a few files, with one known arrow up.
 some_agent() {
     mkdir -p core os comm subdev
     echo '#include "os/Clock.h"' >core/Log.h
@@ -47,12 +47,12 @@ CMAKE
     [ "$("$repo/scripts/second-runs.sh" log | sort | paste -sd' ')" = "Once.Crashes Once.Fails" ] ||
         die "$("$repo/scripts/second-runs.sh" log; cat log)"
     ;;
-FindsAFolderThatLooksUp)
+FindsAnIncludeThatPointsUp)
     some_agent
     echo '#include "comm/Server.h"' >core/Log.cpp
     says 1 'core/Log.cpp includes comm/Server.h, and comm stands above core' order
     ;;
-FindsAFolderThatLooksUpWhenNoArrowIsKnown)
+FindsAnIncludeThatPointsUpWithNoKnownArrow)
     some_agent
     says 1 'subdev/Up.cpp includes comm/Server.h, and comm stands above subdev' "$repo/scripts/folder-order.sh" "$folder"
     : >subdev/Up.cpp
@@ -93,7 +93,7 @@ FindsADocumentThatPointsNowhere)
     printf '`scripts/gone.sh`\n' >wrong.md
     says 1 'there is no scripts/gone.sh' "$links" "$folder/wrong.md"
     ;;
-FindsAHeadingThatThousandsFollow) # those do not fit the pipe between the two who look for it
+FindsAHeadingBeforeThousandsOfOthers) # they do not fit into the pipe between sed and grep
     { echo '# The first' && seq -f '## Heading %g of this long document' 4000; } >long.md
     echo '[there](long.md#the-first)' >right.md
     says 0 '' "$repo/scripts/document-links.sh" "$folder/right.md"

@@ -83,7 +83,7 @@ TEST_F(FrameLines, VersionAsksFunctionOne)
     EXPECT_EQ(1, peer.waiting[1].function);
 }
 
-TEST_F(FrameLines, FunctionTakesANameAndParametersOfAllKinds)
+TEST_F(FrameLines, FunctionTakesANameAndParametersOfEveryKind)
 {
     // DataType 46, MAC, length 18; tag 1, function 46, six bytes of nothing, "New" and 00 01 02 03 04
     EXPECT_EQ(Hex("0000 2e 021122334455 1200 0100 2e00 000000000000 4e6577 0001020304"),
@@ -91,13 +91,13 @@ TEST_F(FrameLines, FunctionTakesANameAndParametersOfAllKinds)
     EXPECT_EQ(Hex("0000 07 021122334455 0a00 0200 409c 000000000000"), Plain("function 40000 datatype=7"));
 }
 
-TEST_F(FrameLines, EveryFunctionCommandHasATagOfItsOwn)
+TEST_F(FrameLines, EveryFunctionCommandGetsADistinctTag)
 {
     Make("version");
     EXPECT_EQ(Hex("0000 02 021122334455 0a00 0200 0200 000000000000"), Plain("identity"));
 }
 
-TEST_F(FrameLines, EveryFunctionIsACommandOfItsOwn)
+TEST_F(FrameLines, EveryFunctionIsACommand)
 {
     // DataType 3, MAC, length 12; tag 1, function 3, six bytes of nothing, WAN 2
     EXPECT_EQ(Hex("0000 03 021122334455 0c00 0100 0300 000000000000 0200"), Plain("wan-config 2"));
@@ -128,7 +128,7 @@ TEST_F(FrameLines, PluginSendsItsTextUnderADataType)
     EXPECT_EQ(0x12, Make("plugin 4 {}")[2]); // MsgType 18, flag 0
 }
 
-TEST_F(FrameLines, FrameAndRawSendWhatTheyAreTold)
+TEST_F(FrameLines, FrameAndRawSendTheGivenBytes)
 {
     EXPECT_EQ(Hex("cc dd 02 00 00 00 00"), Make("frame heartbeat-ack"));
     EXPECT_EQ(Hex("cc dd 34 02 05 03 00 aabb 010203"), Make("frame 20 head=aabb body=010203 checksum=5 flag=1"));
@@ -147,7 +147,7 @@ TEST_F(FrameLines, NetworkFailureIsABodyOfOnes)
     EXPECT_EQ(Hex("cc dd 02 00 10 10 00 ffffffffffffffffffffffffffffffff"), Make("network-failure"));
 }
 
-TEST_F(FrameLines, RefuseWhatTheyDoNotUnderstand)
+TEST_F(FrameLines, RefuseInvalidLines)
 {
     for (const char *line : {"function",
                              "function 65536",

@@ -46,7 +46,7 @@ struct WholeScript : testing::Test {
 };
 } // namespace
 
-TEST_F(WholeScript, ShowsWhatItFinds)
+TEST_F(WholeScript, ShowsItsFindings)
 {
     EXPECT_EQ("\n1. A step\n  agent   hello world\n  me      ok, 5\n  me      two\n  ok      done\n0",
               Run("title 1. A step\n"
@@ -63,7 +63,7 @@ TEST_F(WholeScript, ShowsWhatItFinds)
                   "ok done\n"));
 }
 
-TEST_F(WholeScript, EndsWithACheckThatDoesNotHold)
+TEST_F(WholeScript, EndsAtAFailedCheck)
 {
     const std::string text = Run("let n 3\ncheck ${n} > 4\nok never\n");
     EXPECT_NE(std::string::npos,
@@ -73,14 +73,14 @@ TEST_F(WholeScript, EndsWithACheckThatDoesNotHold)
     EXPECT_EQ('1', text.back());
 }
 
-TEST_F(WholeScript, EndsWithAValueThatIsNotThere)
+TEST_F(WholeScript, EndsAtAMissingValue)
 {
     const std::string text = Run("show me ${.status}\n");
     EXPECT_NE(std::string::npos, text.find("there is no value for ${.status}")) << text;
     EXPECT_EQ('1', text.back());
 }
 
-TEST_F(WholeScript, ChecksItsStatus)
+TEST_F(WholeScript, ChecksTheStatus)
 {
     EXPECT_EQ('0', Run("status\nexpect faults 0\nexpect events.listening 1\n").back());
 }

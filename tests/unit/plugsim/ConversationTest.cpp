@@ -48,13 +48,13 @@ TEST_F(Conversation, AnswersALoginWithTheIntervalAndKnowsTheRouterByItsToken)
     EXPECT_EQ(Hex("02 11 22 33 44 55"), second.mac);
 }
 
-TEST_F(Conversation, NoticesATokenThatWasNotIssued)
+TEST_F(Conversation, ReportsATokenThatWasNotIssued)
 {
     EXPECT_EQ(Hex(kLoginAckFrame), Say(kLoginFrame, &first));
     EXPECT_FALSE(first.tokenOk);
 }
 
-TEST_F(Conversation, GivesEveryRegistrationATokenOfItsOwnUnlessOneIsSet)
+TEST_F(Conversation, IssuesANewTokenToEveryRegistrationUnlessOneIsSet)
 {
     settings.token.clear();
     const Bytes one = Say(kRegisterFrame, &first);
@@ -101,7 +101,7 @@ TEST_F(Conversation, PairsAReplyWithItsRequestByTheTag)
     EXPECT_EQ("false", At(DescribeArrival(&again, &first, 1000), "matched"));
 }
 
-TEST_F(Conversation, ReportsAReplyThatNamesAnotherFunctionThanWasAsked)
+TEST_F(Conversation, ReportsAReplyOfAnotherFunctionThanItsRequest)
 {
     first.waiting[1] = {2, 0};
     ParsedFrame frame = FromAgent(kNotSupportedFrame);
@@ -120,7 +120,7 @@ TEST_F(Conversation, ReportsAMacThatIsNotTheRegisteredOne)
     EXPECT_EQ("the MAC is not the registered 02:11:22:33:44:56", frame.problems[0]);
 }
 
-TEST_F(Conversation, IsNotSureOfTheMacWhenTwoRoutersWereGivenTheSameToken)
+TEST_F(Conversation, DoesNotCheckTheMacWhenTwoRoutersHaveTheSameToken)
 {
     registrations.byToken["tok"] = {"other", Hex("02 00 00 00 00 01")};
     Say(kRegisterFrame, &first);

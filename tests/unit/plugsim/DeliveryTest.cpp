@@ -6,7 +6,7 @@ using namespace sim;
 
 namespace
 {
-struct Misbehaving : testing::Test {
+struct PlatformFaults : testing::Test {
     bool Add(const std::string &wrong)
     {
         Words words;
@@ -49,7 +49,7 @@ struct Misbehaving : testing::Test {
 };
 } // namespace
 
-TEST_F(Misbehaving, AWellBehavedFrameIsOneChunkAtOnce)
+TEST_F(PlatformFaults, WithoutAFaultAFrameIsOneChunkAtOnce)
 {
     const Delivery delivery = Send(loginAck);
     ASSERT_EQ(1u, delivery.chunks.size());
@@ -61,7 +61,7 @@ TEST_F(Misbehaving, AWellBehavedFrameIsOneChunkAtOnce)
     EXPECT_EQ(Hex(kVersionCommandFrame), SendBytes(command));
 }
 
-TEST_F(Misbehaving, HappensAsOftenAsItsCountSays)
+TEST_F(PlatformFaults, HappenAsOftenAsTheirCount)
 {
     ASSERT_TRUE(Add("bad-checksum 2"));
     Bytes wrong = Hex(kVersionCommandFrame);
@@ -72,7 +72,7 @@ TEST_F(Misbehaving, HappensAsOftenAsItsCountSays)
     EXPECT_TRUE(faults.Active().empty());
 }
 
-TEST_F(Misbehaving, HappensOnlyAtItsStep)
+TEST_F(PlatformFaults, HappenOnlyAtTheirStep)
 {
     ASSERT_TRUE(Add("silent@login"));
     EXPECT_TRUE(Send(loginAck).chunks.empty());
@@ -80,7 +80,7 @@ TEST_F(Misbehaving, HappensOnlyAtItsStep)
     EXPECT_EQ(std::vector<std::string>{"silent@login"}, Send(loginAck).faults);
 }
 
-TEST_F(Misbehaving, EndsWhenSwitchedOff)
+TEST_F(PlatformFaults, EndWhenSwitchedOff)
 {
     ASSERT_TRUE(Add("silent"));
     ASSERT_TRUE(Add("bad-checksum"));
@@ -91,20 +91,20 @@ TEST_F(Misbehaving, EndsWhenSwitchedOff)
     EXPECT_TRUE(faults.Active().empty());
 }
 
-TEST_F(Misbehaving, IntervalIsWhatTheLoginIsTold)
+TEST_F(PlatformFaults, IntervalChangesTheIntervalInTheLoginAcknowledgement)
 {
     ASSERT_TRUE(Add("interval=-2"));
     EXPECT_EQ(Hex("0000 feff"), ParseFrame(SendBytes(loginAck), kKey, false).plain);
 }
 
-TEST_F(Misbehaving, AnnounceIsTheLoginServerThatTheRegistrationIsTold)
+TEST_F(PlatformFaults, AnnounceChangesTheLoginServerInTheRegistrationAcknowledgement)
 {
     ASSERT_TRUE(Add("announce=1.2.3.4:513"));
     const Bytes plain = ParseFrame(SendBytes(registerAck), kKey, false).plain;
     EXPECT_EQ(Hex("01020304 0102"), Bytes(plain.begin() + 34, plain.begin() + 40));
 }
 
-TEST_F(Misbehaving, RefuseErrorIsAHeadBlockUnderARightChecksum)
+TEST_F(PlatformFaults, RefuseErrorAddsAHeadBlockAndKeepsTheChecksumRight)
 {
     ASSERT_TRUE(Add("refuse-error=0x0102"));
     const ParsedFrame frame = ParseFrame(SendBytes(registerAck), kKey, false);
@@ -112,13 +112,13 @@ TEST_F(Misbehaving, RefuseErrorIsAHeadBlockUnderARightChecksum)
     EXPECT_TRUE(frame.checksumOk);
 }
 
-TEST_F(Misbehaving, EmptyAckIsABareHeader)
+TEST_F(PlatformFaults, EmptyAckIsABareHeader)
 {
     ASSERT_TRUE(Add("empty-ack"));
     EXPECT_EQ(Hex("cc dd 0b 00 00 00 00"), SendBytes(loginAck));
 }
 
-TEST_F(Misbehaving, WrongKeyGarblesABodyUnderARightChecksum)
+TEST_F(PlatformFaults, WrongKeyGarblesTheBodyAndKeepsTheChecksumRight)
 {
     ASSERT_TRUE(Add("'wrong-key=another key 0000'"));
     const Bytes bytes = SendBytes(command);
@@ -127,7 +127,7 @@ TEST_F(Misbehaving, WrongKeyGarblesABodyUnderARightChecksum)
     EXPECT_EQ(0x2e, bytes[4]);
 }
 
-TEST_F(Misbehaving, InnerLengthIsTheOnlyThingWrongWithTheRecord)
+TEST_F(PlatformFaults, InnerLengthChangesNothingElseOfTheRecord)
 {
     ASSERT_TRUE(Add("inner-length=256"));
     const ParsedFrame frame = ParseFrame(SendBytes(command), kKey, false);
@@ -135,7 +135,7 @@ TEST_F(Misbehaving, InnerLengthIsTheOnlyThingWrongWithTheRecord)
     EXPECT_EQ(Hex("0000 01 021122334455 0a01 01000100000000000000"), frame.plain);
 }
 
-TEST_F(Misbehaving, BodiesAreShortenedAndLengthenedAgainstTheirHeaders)
+TEST_F(PlatformFaults, BodiesMayBeShorterOrLongerThanAnnounced)
 {
     const Bytes right = Hex(kVersionCommandFrame);
     ASSERT_TRUE(Add("short-body=5 1"));
@@ -154,13 +154,13 @@ TEST_F(Misbehaving, BodiesAreShortenedAndLengthenedAgainstTheirHeaders)
     EXPECT_EQ(7u, SendBytes(command).size());
 }
 
-TEST_F(Misbehaving, NetworkFailureIsABodyOfOnes)
+TEST_F(PlatformFaults, NetworkFailureIsABodyOfOnes)
 {
     ASSERT_TRUE(Add("network-failure@login"));
     EXPECT_EQ(Hex("cc dd 0b 00 10 10 00 ffffffffffffffffffffffffffffffff"), SendBytes(loginAck));
 }
 
-TEST_F(Misbehaving, FragmentsAreSentApart)
+TEST_F(PlatformFaults, FragmentsAreSentWithPausesBetween)
 {
     ASSERT_TRUE(Add("fragments=10,250"));
     const Delivery delivery = Send(loginAck);
@@ -171,7 +171,7 @@ TEST_F(Misbehaving, FragmentsAreSentApart)
     EXPECT_EQ(Hex(kLoginAckFrame), SendBytes(loginAck));
 }
 
-TEST_F(Misbehaving, LateAndDripTogether)
+TEST_F(PlatformFaults, LateAndDripCanBeCombined)
 {
     ASSERT_TRUE(Add("late=2.5"));
     ASSERT_TRUE(Add("drip"));
@@ -181,7 +181,7 @@ TEST_F(Misbehaving, LateAndDripTogether)
     EXPECT_EQ(1000, delivery.chunks[1].pauseMs);
 }
 
-TEST_F(Misbehaving, DeafFollowsTheFrameAndChangesNothingOfIt)
+TEST_F(PlatformFaults, DeafFollowsTheFrameAndDoesNotChangeIt)
 {
     ASSERT_TRUE(Add("deaf@command=1.5 1"));
     const Delivery delivery = Send(command);
@@ -191,7 +191,7 @@ TEST_F(Misbehaving, DeafFollowsTheFrameAndChangesNothingOfIt)
     EXPECT_EQ(0, Send(command).deafMs);
 }
 
-TEST_F(Misbehaving, GarbageHoldsNoMagicAndIsTheSameForTheSameSeed)
+TEST_F(PlatformFaults, GarbageHoldsNoMagicAndIsTheSameForTheSameSeed)
 {
     ASSERT_TRUE(Add("garbage=5000"));
     const Bytes bytes = SendBytes(command);
@@ -203,13 +203,13 @@ TEST_F(Misbehaving, GarbageHoldsNoMagicAndIsTheSameForTheSameSeed)
     EXPECT_EQ(bytes, SendBytes(command));
 }
 
-TEST_F(Misbehaving, NoiseIsMegabytesBeforeTheFrame)
+TEST_F(PlatformFaults, NoiseIsMegabytesBeforeTheFrame)
 {
     ASSERT_TRUE(Add("noise=2"));
     EXPECT_EQ(2000000 + Hex(kVersionCommandFrame).size(), SendBytes(command).size());
 }
 
-TEST_F(Misbehaving, ClosesBehindOrInsideTheFrame)
+TEST_F(PlatformFaults, CloseBehindOrInsideTheFrame)
 {
     ASSERT_TRUE(Add("close@command 1"));
     EXPECT_TRUE(Send(command).closeAfter);
@@ -223,7 +223,7 @@ TEST_F(Misbehaving, ClosesBehindOrInsideTheFrame)
     EXPECT_TRUE(Send(command).closeAfter);
 }
 
-TEST_F(Misbehaving, DuplicateAndForcedDisconnectFollowTheFrame)
+TEST_F(PlatformFaults, DuplicateAndForcedDisconnectFollowTheFrame)
 {
     ASSERT_TRUE(Add("duplicate@command 1"));
     Bytes expected = Hex(kVersionCommandFrame);
@@ -235,7 +235,7 @@ TEST_F(Misbehaving, DuplicateAndForcedDisconnectFollowTheFrame)
     EXPECT_EQ(expected, SendBytes(loginAck));
 }
 
-TEST_F(Misbehaving, RawBytesAreSentAsTheyStandHoweverWrongTheRestIs)
+TEST_F(PlatformFaults, LeaveRawBytesUnchanged)
 {
     ASSERT_TRUE(Add("bad-checksum"));
     command.raw = Hex(kHeartbeatFrame);
@@ -243,7 +243,7 @@ TEST_F(Misbehaving, RawBytesAreSentAsTheyStandHoweverWrongTheRestIs)
     EXPECT_EQ(1u, faults.Active().size());
 }
 
-TEST_F(Misbehaving, IsRefusedWhenItIsNone)
+TEST_F(PlatformFaults, AreRefusedWhenInvalid)
 {
     for (const char *wrong : {"", "nonsense", "late", "late=x", "late=-1", "deaf", "deaf=x", "silent=1", "silent 0",
                               "silent x", "silent 1 2", "silent@nowhere", "interval@register=1", "interval=32768",

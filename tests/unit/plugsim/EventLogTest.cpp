@@ -33,7 +33,7 @@ TEST(Wait, IsReadWithFiltersAndATimeout)
     EXPECT_FALSE(ParseWait({"reply", "soon"}, 0, &bad, &error));
 }
 
-TEST(Wait, FindsWhatHasHappenedSinceTheLastCommand)
+TEST(Wait, FindsEventsSinceTheLastCommand)
 {
     EventLog log;
     log.Add({"login", {}});
@@ -43,7 +43,7 @@ TEST(Wait, FindsWhatHasHappenedSinceTheLastCommand)
     EXPECT_TRUE(log.Take(Query({"reply"})));
 }
 
-TEST(Wait, DoesNotFindWhatHappenedBeforeTheCommand)
+TEST(Wait, DoesNotFindEventsBeforeTheCommand)
 {
     EventLog log;
     log.Add(Reply(1, 0));
@@ -61,7 +61,7 @@ TEST(Wait, UsesEveryEventOnce)
     EXPECT_TRUE(log.Take(Query({"heartbeat"})));
 }
 
-TEST(Wait, PassesOverWhatStoodBeforeTheEventItTook)
+TEST(Wait, SkipsEventsBeforeTheOneItTook)
 {
     EventLog log;
     log.Add({"upload", {}});
@@ -70,7 +70,7 @@ TEST(Wait, PassesOverWhatStoodBeforeTheEventItTook)
     EXPECT_FALSE(log.Take(Query({"upload"})));
 }
 
-TEST(Wait, HoldsEventsAgainstItsFilters)
+TEST(Wait, ComparesEventsWithItsFilters)
 {
     EventLog log;
     log.Add(Reply(1, 0));
@@ -110,7 +110,7 @@ TEST(Wait, KeepsABoundedNumberOfBytes)
     EXPECT_TRUE(log.Take(Query({"upload"})));
 }
 
-TEST(Wait, TakesAnEventAsItCame)
+TEST(Wait, TakesAnEventUnchanged)
 {
     EventLog log;
     const Fields fields = {TextField("text", std::string("a\0b", 3) + std::string(300, 'c')),
@@ -122,7 +122,7 @@ TEST(Wait, TakesAnEventAsItCame)
     EXPECT_EQ(ToLines(fields, 0), ToLines(log.Taken()->fields, 0)); // units too
 }
 
-TEST(Wait, FindsAnEventBehindThoseThatItHasLookedAtBefore)
+TEST(Wait, FindsAnEventBehindThoseAlreadySearched)
 {
     EventLog log;
     log.Add(Reply(1, 0));
@@ -186,7 +186,7 @@ TEST(Wait, ReadsEachProgramsOutputByItself)
     EXPECT_FALSE(log.Take(Query({"output", "program=router"})));
 }
 
-TEST(Recall, LooksAtTheLatestOfAllAndMovesNoMark)
+TEST(Recall, TakesTheLatestEventAndMovesNoMark)
 {
     EventLog log;
     log.Add(Reply(1, 0));

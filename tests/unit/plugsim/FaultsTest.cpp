@@ -42,7 +42,7 @@ struct FaultTables : testing::Test {
 };
 } // namespace
 
-TEST_F(FaultTables, AFaultHappensAsOftenAsItsCountSays)
+TEST_F(FaultTables, AFaultHappensAsOftenAsItsCount)
 {
     ASSERT_TRUE(Add({"late=1.5", "2"})) << error;
     EXPECT_EQ((std::vector<std::string>{"late=1.5, 2 times"}), faults.Shown());
@@ -54,7 +54,7 @@ TEST_F(FaultTables, AFaultHappensAsOftenAsItsCountSays)
     for (int i = 0; i < 100; i++) EXPECT_TRUE(Take("stay", kDoorIn));
 }
 
-TEST_F(FaultTables, AFaultHappensWhereItsRowAndItsWordsSay)
+TEST_F(FaultTables, AFaultHappensWhereItsRowAndItsWordsAllowIt)
 {
     ASSERT_TRUE(Add({"cut"}));
     EXPECT_FALSE(Take("cut", kDoorIn)); // the row: out alone
@@ -66,7 +66,7 @@ TEST_F(FaultTables, AFaultHappensWhereItsRowAndItsWordsSay)
     EXPECT_EQ("stay@gate", FaultText(kTable, taken));
 }
 
-TEST_F(FaultTables, TheTakerNotesWhatHappens)
+TEST_F(FaultTables, TheTakerNotesTheFaultsThatHappen)
 {
     ASSERT_TRUE(Add({"cut=3"}));
     ASSERT_TRUE(Add({"stay@gate"}));
@@ -78,7 +78,7 @@ TEST_F(FaultTables, TheTakerNotesWhatHappens)
     EXPECT_EQ((std::vector<std::string>{"cut=3"}), happened);
 }
 
-TEST_F(FaultTables, OfTwoWithTheSameNameTheLaterOneHoldsWhenAllAreTaken)
+TEST_F(FaultTables, OfTwoWithTheSameNameTakeAllReturnsTheLater)
 {
     ASSERT_TRUE(Add({"cut=3", "1"}));
     ASSERT_TRUE(Add({"stay@gate"}));

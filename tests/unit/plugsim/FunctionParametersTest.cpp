@@ -137,7 +137,7 @@ TEST(FunctionParameters, MayHaveInitialValues)
     EXPECT_EQ(Hex("01 00 00 7f" + ZeroDigits(16) + "38 00 0a 00"), Made("ping count=10 host=127.0.0.1"));
 }
 
-TEST(FunctionParameters, OfARecordAreZeroWhenNotGiven)
+TEST(FunctionParameters, OfARecordDefaultToZero)
 {
     EXPECT_EQ(Hex("03 00" + Padded("A", 33) + ZeroDigits(85)), Made("set-ssid-config 3 A"));
     EXPECT_EQ(Hex(ZeroDigits(110) + "0b 00" + ZeroDigits(8)), Made("set-ssid-config channel=11"));
@@ -153,7 +153,7 @@ TEST(FunctionParameters, StandInTheOrderOfTheFieldsOrBehindTheirNames)
                    "telnet_password="));
 }
 
-TEST(FunctionParameters, OfATextToTheEndAreTheRestOfTheLine)
+TEST(FunctionParameters, ATextToTheEndTakesTheRestOfTheLine)
 {
     EXPECT_EQ(ToBytes("a b c"), Made("set-router-name a b  c"));
     EXPECT_EQ(ToBytes("a  b"), Made("set-router-name 'a  b'"));

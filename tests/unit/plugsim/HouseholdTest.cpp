@@ -24,7 +24,7 @@ struct TheHousehold : testing::Test {
 
 } // namespace
 
-TEST_F(TheHousehold, BeginsWithAMeshOfThreeAndTheirSurroundings)
+TEST_F(TheHousehold, BeginsWithAMeshOfThreeNodes)
 {
     EXPECT_EQ(3u, house.Records("node").size());
     EXPECT_EQ(3u, house.Records("neighbour").size());
@@ -36,7 +36,7 @@ TEST_F(TheHousehold, BeginsWithAMeshOfThreeAndTheirSurroundings)
     EXPECT_EQ("satellite", Shown("", "node.2.role"));
 }
 
-TEST_F(TheHousehold, TakesSettingsInTheirOwnWords)
+TEST_F(TheHousehold, ReadsSettingsFromWords)
 {
     EXPECT_TRUE(Set({"mesh", "off"}));
     EXPECT_EQ((Bytes{0}), house.Value("mesh"));
@@ -48,7 +48,7 @@ TEST_F(TheHousehold, TakesSettingsInTheirOwnWords)
     EXPECT_TRUE(house.Value("bssid").empty());
 }
 
-TEST_F(TheHousehold, RefusesWhatIsNoSettingOrNoValue)
+TEST_F(TheHousehold, RefusesUnknownSettingsAndInvalidValues)
 {
     EXPECT_FALSE(Set({}));
     EXPECT_FALSE(Set({"mash", "on"}));
@@ -61,7 +61,7 @@ TEST_F(TheHousehold, RefusesWhatIsNoSettingOrNoValue)
     EXPECT_EQ((Bytes{1}), house.Value("mesh"));
 }
 
-TEST_F(TheHousehold, KeepsItsListsByTheirFirstField)
+TEST_F(TheHousehold, FindsRecordsByTheirFirstField)
 {
     EXPECT_TRUE(Edit("device", {"add", "02:00:00:00:00:01", "lamp"}));
     EXPECT_FALSE(Edit("device", {"add", "020000000001"}));
@@ -75,7 +75,7 @@ TEST_F(TheHousehold, KeepsItsListsByTheirFirstField)
     EXPECT_TRUE(house.Records("device").empty());
 }
 
-TEST_F(TheHousehold, ChangesNothingWhenAWordIsWrong)
+TEST_F(TheHousehold, ChangesNothingWhenAWordIsInvalid)
 {
     EXPECT_FALSE(Edit("device", {"change", "02:1a:2b:00:00:11", "name=other", "colour=red"}));
     EXPECT_EQ("'colour=red' is no FIELD=VALUE of a device", error);
@@ -86,7 +86,7 @@ TEST_F(TheHousehold, ChangesNothingWhenAWordIsWrong)
     EXPECT_EQ(3u, house.Records("device").size());
 }
 
-TEST_F(TheHousehold, HasRoomForAsManyNeighboursAsAScanMayAnswer)
+TEST_F(TheHousehold, HasRoomForAsManyNeighboursAsAScanReturns)
 {
     EXPECT_TRUE(Edit("neighbour", {"clear"}));
     for (int i = 0; i < 30; i++)
@@ -110,7 +110,7 @@ TEST_F(TheHousehold, AnswersAScanWithRecordsOf77Bytes)
     EXPECT_EQ(record, house.Scan());
 }
 
-TEST_F(TheHousehold, MakesTheTopologyFromItsNodesUnlessItIsGivenAText)
+TEST_F(TheHousehold, MakesTheTopologyFromItsNodesUnlessATextIsSet)
 {
     EXPECT_TRUE(Edit("node", {"clear"}));
     EXPECT_EQ("{\"nodes\":[]}", house.Topology());
@@ -122,7 +122,7 @@ TEST_F(TheHousehold, MakesTheTopologyFromItsNodesUnlessItIsGivenAText)
     EXPECT_EQ("a tree", house.Topology());
 }
 
-TEST(LocalRecords, TurnOnlyTheAddressesOfAWan)
+TEST(LocalRecords, SwapOnlyTheAddressesOfAWan)
 {
     Bytes record(228);
     for (size_t i = 0; i < record.size(); i++) record[i] = static_cast<uint8_t>(i);

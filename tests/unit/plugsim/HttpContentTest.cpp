@@ -70,7 +70,7 @@ TEST_F(HttpFolder, NoPathLeadsOutOfIt)
     }
 }
 
-TEST_F(HttpFolder, FoldersAndPipesAreNoFiles)
+TEST_F(HttpFolder, FoldersAndPipesAreNotFound)
 {
     for (const char *path : {"/sub", "/sub/", "/pipe", "/file/x"}) EXPECT_FALSE(content.Find(path).found) << path;
 }

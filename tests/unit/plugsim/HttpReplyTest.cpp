@@ -44,7 +44,7 @@ struct HttpReplies : testing::Test {
 };
 } // namespace
 
-TEST_F(HttpReplies, AGoodOneAnnouncesWhatItSends)
+TEST_F(HttpReplies, WithoutAFaultAnnounceWhatTheySend)
 {
     const HttpReply reply = Reply();
     EXPECT_EQ(std::string(kHead) + "Content-Length: 5000\r\n\r\n", reply.header);
@@ -57,7 +57,7 @@ TEST_F(HttpReplies, AGoodOneAnnouncesWhatItSends)
     EXPECT_TRUE(reply.faults.empty());
 }
 
-TEST_F(HttpReplies, ToOneThatClosesTheyClose)
+TEST_F(HttpReplies, CloseWhenTheRequestSaysSo)
 {
     request.keepAlive = false;
     const HttpReply reply = Reply();
@@ -70,7 +70,7 @@ TEST_F(HttpReplies, ToOneThatClosesTheyClose)
     EXPECT_FALSE(reply.early);
 }
 
-TEST_F(HttpReplies, WhatIsNotThereIsNotFound)
+TEST_F(HttpReplies, AMissingFileIsNotFound)
 {
     found = false;
     const HttpReply reply = Reply();
@@ -83,7 +83,7 @@ TEST_F(HttpReplies, WhatIsNotThereIsNotFound)
     EXPECT_EQ(0, reply.send);
 }
 
-TEST_F(HttpReplies, OtherMethodsAndRefusedRequestsGetAStatusAndNothingWrong)
+TEST_F(HttpReplies, OtherMethodsAndRefusedRequestsGetAStatusAndNoFault)
 {
     ASSERT_TRUE(Add("* stall"));
     request.method = "POST";
@@ -103,7 +103,7 @@ TEST_F(HttpReplies, OtherMethodsAndRefusedRequestsGetAStatusAndNothingWrong)
     EXPECT_FALSE(reply.early);
 }
 
-TEST_F(HttpReplies, SizeMakesUpABodyWhateverThePath)
+TEST_F(HttpReplies, SizeMakesUpABodyForAnyPath)
 {
     found = false;
     const HttpReply reply = With("size=3M");
@@ -136,7 +136,7 @@ TEST_F(HttpReplies, TimesOfLateDripAndSlow)
     EXPECT_EQ(5000, With("slow").send);
 }
 
-TEST_F(HttpReplies, CutHeaderIsAllThatIsSent)
+TEST_F(HttpReplies, CutHeaderSendsNothingElse)
 {
     HttpReply reply = With("cut-header");
     EXPECT_EQ("HTTP/1.1 200 OK\r\nCon", reply.header);
@@ -211,7 +211,7 @@ TEST_F(HttpReplies, WithoutALengthTheBodyEndsWithTheConnection)
     EXPECT_FALSE(reply.early);
 }
 
-TEST_F(HttpReplies, MoreIsAnnouncedThanSentOrSentThanAnnounced)
+TEST_F(HttpReplies, TheAnnouncedLengthMayDifferFromTheSentOne)
 {
     HttpReply reply = With("announce-more=7");
     EXPECT_EQ(std::string(kHead) + "Content-Length: 5007\r\n\r\n", reply.header);
@@ -250,7 +250,7 @@ TEST_F(HttpReplies, EndEarlyInThreeWays)
     }
 }
 
-TEST_F(HttpReplies, MisbehaviourIsForItsPathAndAsOftenAsItsCount)
+TEST_F(HttpReplies, AFaultHappensToItsPathAsOftenAsItsCount)
 {
     ASSERT_TRUE(Add("/download/y close"));
     ASSERT_TRUE(Add("/download/x size=10 late=1 2"));
@@ -262,7 +262,7 @@ TEST_F(HttpReplies, MisbehaviourIsForItsPathAndAsOftenAsItsCount)
     EXPECT_EQ("/download/y", faults.Active()[0].where);
 }
 
-TEST_F(HttpReplies, MisbehaviourEndsWhenSwitchedOff)
+TEST_F(HttpReplies, AFaultEndsWhenSwitchedOff)
 {
     ASSERT_TRUE(Add("* close=5 late=1"));
     ASSERT_TRUE(Add("/a close"));
@@ -273,7 +273,7 @@ TEST_F(HttpReplies, MisbehaviourEndsWhenSwitchedOff)
     EXPECT_TRUE(Reply().faults.empty());
 }
 
-TEST_F(HttpReplies, MisbehaviourIsRefusedWholeWhenAPartOfItIsNone)
+TEST_F(HttpReplies, FaultsAreAllRefusedWhenOneIsInvalid)
 {
     for (const char *line : {"",
                              "*",

@@ -28,7 +28,7 @@ constexpr char kAgentRequest[] = "GET /download/300.data HTTP/1.1\r\n"
                                  "\r\n";
 } // namespace
 
-TEST_F(HttpRequests, TheAgentsIsUnderstood)
+TEST_F(HttpRequests, OfTheAgentAreUnderstood)
 {
     ASSERT_EQ(0, Refusal(kAgentRequest)) << request.problem;
     EXPECT_EQ(kAgentRequest, request.text);
@@ -39,7 +39,7 @@ TEST_F(HttpRequests, TheAgentsIsUnderstood)
     EXPECT_EQ(0u, reader.Left());
 }
 
-TEST_F(HttpRequests, MayComeInPiecesOfAnySize)
+TEST_F(HttpRequests, MayArriveInPiecesOfAnySize)
 {
     const std::string text = kAgentRequest;
     for (size_t i = 0; i + 1 < text.size(); i++) {
@@ -52,7 +52,7 @@ TEST_F(HttpRequests, MayComeInPiecesOfAnySize)
     EXPECT_EQ(text, request.text);
 }
 
-TEST_F(HttpRequests, MayStandOneBehindTheOther)
+TEST_F(HttpRequests, MayFollowEachOtherDirectly)
 {
     Push("GET /a HTTP/1.1\r\nHost:x\r\n\r\n\r\nGET /b HTTP/1.0\r\n\r\nGET /c");
     ASSERT_TRUE(reader.Pop(&request));
@@ -99,7 +99,7 @@ TEST_F(HttpRequests, GarbageIsRefusedWithoutWaitingForMore)
     EXPECT_EQ(0u, reader.Left()); // nothing behind it is believed
 }
 
-TEST_F(HttpRequests, LinesThatAreNoneAreRefused)
+TEST_F(HttpRequests, InvalidLinesAreRefused)
 {
     const auto withLine = [](const std::string &line) { return "GET / HTTP/1.1\r\nHost: x\r\n" + line + "\r\n\r\n"; };
     for (const std::string &bad :
@@ -118,7 +118,7 @@ TEST_F(HttpRequests, LinesThatAreNoneAreRefused)
     EXPECT_EQ(505, Refusal("GET / HTTP/1.10\r\nHost: x\r\n\r\n"));
 }
 
-TEST_F(HttpRequests, OfMoreThanTheMostBytesAreRefused)
+TEST_F(HttpRequests, LongerThanTheLimitAreRefused)
 {
     const std::string before = "GET / HTTP/1.1\r\nHost: x\r\nX: ";
     std::string text = before + std::string(8192 - before.size() - 4, 'x') + "\r\n\r\n";

@@ -155,7 +155,7 @@ TEST_F(Http, AGetIsAnsweredAndItsBeginningAndEndAreEvents)
     EXPECT_FALSE(clients.front().ended); // it may ask again
 }
 
-TEST_F(Http, ARequestMayComeByteByByte)
+TEST_F(Http, ARequestMayArriveByteByByte)
 {
     settings.size = 5;
     Start();
@@ -279,7 +279,7 @@ TEST_F(Http, AnEndlessHeaderIsCutOff)
     EXPECT_EQ(8193u, Taken("request").size());
 }
 
-TEST_F(Http, WhoBringsNoRequestIsSentAway)
+TEST_F(Http, AConnectionWithoutARequestIsClosed)
 {
     settings.idleMs = 1;
     Start();
@@ -290,7 +290,7 @@ TEST_F(Http, WhoBringsNoRequestIsSentAway)
     EXPECT_EQ(0u, slow->got.find("HTTP/1.1 408 Request Timeout\r\n"));
 }
 
-TEST_F(Http, ARequestThatBreaksOffIsToldToTheJournal)
+TEST_F(Http, AnIncompleteRequestIsAnEvent)
 {
     Start();
     Client *client = Connect();
@@ -301,7 +301,7 @@ TEST_F(Http, ARequestThatBreaksOffIsToldToTheJournal)
     EXPECT_EQ("GET / HT", Taken("request"));
 }
 
-TEST_F(Http, WhoHasSentAllRequestsStillGetsTheAnswer)
+TEST_F(Http, AClientThatHalfClosesStillGetsTheAnswer)
 {
     settings.size = 3;
     Start();
@@ -313,7 +313,7 @@ TEST_F(Http, WhoHasSentAllRequestsStillGetsTheAnswer)
     EXPECT_EQ(std::string(kHead) + "Content-Length: 3\r\n\r\n000", client->got);
 }
 
-TEST_F(Http, TheHeaderMayComeByteByByte)
+TEST_F(Http, TheHeaderMayBeSentByteByByte)
 {
     settings.size = 3;
     Start();
@@ -351,7 +351,7 @@ TEST_F(Http, EarlyEndsAreWhatTheClientSees)
     EXPECT_EQ("complete", Next("http-done", "end"));
 }
 
-TEST_F(Http, AStallLastsUntilTheClientGoes)
+TEST_F(Http, AStallLastsUntilTheClientCloses)
 {
     Start();
     const std::string head = std::string(kHead) + "Content-Length: 104857600\r\n\r\n";
@@ -362,7 +362,7 @@ TEST_F(Http, AStallLastsUntilTheClientGoes)
     EXPECT_EQ("8", Taken("bytes"));
 }
 
-TEST_F(Http, AClientThatGoesInTheMiddleEndsTheReply)
+TEST_F(Http, AClientThatClosesInTheMiddleEndsTheReply)
 {
     settings.size = 1LL << 40;
     Start();
@@ -372,7 +372,7 @@ TEST_F(Http, AClientThatGoesInTheMiddleEndsTheReply)
     EXPECT_GT(strtoll(Taken("bytes").c_str(), nullptr, 10), 0);
 }
 
-TEST_F(Http, ASlowBodyComesNoFasterThanItsRate)
+TEST_F(Http, ASlowBodyIsNoFasterThanItsRate)
 {
     settings.size = 50;
     Start();
@@ -383,7 +383,7 @@ TEST_F(Http, ASlowBodyComesNoFasterThanItsRate)
     EXPECT_GT(clients.back().reads, 2u);
 }
 
-TEST_F(Http, ALateAnswerComesNoEarlier)
+TEST_F(Http, ALateAnswerIsNotEarly)
 {
     settings.size = 1;
     Start();
@@ -392,7 +392,7 @@ TEST_F(Http, ALateAnswerComesNoEarlier)
     EXPECT_GE(Loop::NowMs() - begun, 20);
 }
 
-TEST_F(Http, StatusShowsWhatIsUnderWay)
+TEST_F(Http, StatusShowsOpenReplies)
 {
     settings.size = 50;
     Start();
@@ -414,7 +414,7 @@ TEST_F(Http, StatusShowsWhatIsUnderWay)
     Until([&] { return clients.back().ended; });
 }
 
-TEST_F(Http, CannotServeAFolderThatIsNotThereOrAPortThatIsTaken)
+TEST_F(Http, CannotServeAMissingFolderOrATakenPort)
 {
     Start();
     std::string error;

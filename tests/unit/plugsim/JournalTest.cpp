@@ -4,7 +4,7 @@
 
 using namespace sim;
 
-TEST(Journal, CountsFaultsAndKeepsThemWhenQuiet)
+TEST(Journal, CountsErrorsAndShowsThemWhenQuiet)
 {
     std::string out;
     Journal journal({true, false, true}, [&](const std::string &text) { out += text; });

@@ -35,7 +35,7 @@ TEST(LocalFrame, IsWrittenLittleEndianWithTheSumOfItsPayload)
     EXPECT_EQ((Bytes{'Z', 'Z', 1, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}), EncodeLocal({1, 1, {}}));
 }
 
-TEST(LocalFrame, IsWrittenWrongOnDemand)
+TEST(LocalFrame, IsWrittenWithTheOverridesGiven)
 {
     LocalOverrides overrides;
     overrides.checksum = 0x1234;
@@ -45,7 +45,7 @@ TEST(LocalFrame, IsWrittenWrongOnDemand)
               EncodeLocal({73, 7, {'i'}}, overrides));
 }
 
-TEST(LocalCutter, TakesFramesHoweverTheyArrive)
+TEST(LocalCutter, TakesFramesInPiecesOfAnySize)
 {
     LocalCutter cutter;
     std::vector<LocalArrival> arrivals;
@@ -73,7 +73,7 @@ TEST(LocalCutter, TakesAFrameWithoutAPayload)
     EXPECT_TRUE(arrivals[0].whole);
 }
 
-TEST(LocalCutter, FindsASequenceThatIsNotTheNext)
+TEST(LocalCutter, ReportsASequenceThatIsNotTheNext)
 {
     LocalCutter cutter;
     EXPECT_TRUE(Cut(&cutter, kQuestion)[0].problems.empty()); // the first may be any
@@ -84,7 +84,7 @@ TEST(LocalCutter, FindsASequenceThatIsNotTheNext)
     EXPECT_TRUE(skipped.whole); // it can be answered all the same
 }
 
-TEST(LocalCutter, FindsAWrongChecksumAndGoesOnBehindIt)
+TEST(LocalCutter, ReportsAWrongChecksumAndContinuesBehindIt)
 {
     LocalCutter cutter;
     Bytes bytes = With(kQuestion, 12, 0x6A);
@@ -96,7 +96,7 @@ TEST(LocalCutter, FindsAWrongChecksumAndGoesOnBehindIt)
     EXPECT_TRUE(arrivals[1].whole);
 }
 
-TEST(LocalCutter, FindsAWrongHeadAndALengthThatNoAgentHas)
+TEST(LocalCutter, ReportsAWrongHeadAndALengthOverTheLimit)
 {
     LocalCutter cutter;
     EXPECT_EQ("the head is not ZZ", Cut(&cutter, With(kQuestion, 0, 'Y'))[0].problems.at(0));

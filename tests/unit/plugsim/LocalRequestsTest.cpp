@@ -87,7 +87,7 @@ TEST_F(LocalRequests, TakeAWanWithItsAddressesInNetworkOrder)
     EXPECT_EQ(record, Ask(FUNCID_WAN_CONFIG, {}).answer.data);
 }
 
-TEST_F(LocalRequests, WithAnotherPayloadThanTheyHaveAreFaultsAndNotAnswered)
+TEST_F(LocalRequests, WithAnInvalidPayloadAreErrorsAndNotAnswered)
 {
     const struct {
         uint16_t id;
@@ -113,7 +113,7 @@ TEST_F(LocalRequests, WithAnotherPayloadThanTheyHaveAreFaultsAndNotAnswered)
     EXPECT_EQ("there is no request 40", Ask(FUNCID_DEVICES, {}).problems.at(0));
 }
 
-TEST_F(LocalRequests, TellTheConfigurationThatWasHandedOver)
+TEST_F(LocalRequests, ReturnTheStoredConfiguration)
 {
     EXPECT_EQ(1, Ask(FUNCID_AUTO_REPORT_CONFIG, kMark).answer.status); // nothing yet
     const LocalExchange handed = Ask(FUNCID_SET_AUTO_REPORT, ToBytes(kConfiguration));
@@ -138,7 +138,7 @@ TEST_F(LocalRequests, ACalibrationIsNotAnsweredAndChangesTimesOnly)
     EXPECT_EQ(6.25, keeper.Plan().cycleReportStart);
 }
 
-TEST_F(LocalRequests, AFirmwareHandOverIsShownAndAnsweredWithOneByte)
+TEST_F(LocalRequests, AFirmwareUpdateIsShownAndAnsweredWithOneByte)
 {
     Bytes record(432);
     const auto put = [&](size_t at, const std::string &text) {
@@ -164,7 +164,7 @@ TEST_F(LocalRequests, AFirmwareHandOverIsShownAndAnsweredWithOneByte)
     EXPECT_FALSE(Ask(FUNCID_FIRMWARE_UPDATE, record).answer.wanted);
 }
 
-TEST(LocalNames, AreThoseOfTheFunctionsWhereThereAreSome)
+TEST(LocalNames, AreThoseOfTheFunctionsWhereTheyExist)
 {
     EXPECT_EQ("mesh", LocalName(FUNCID_MESH));
     EXPECT_EQ("devices", LocalName(FUNCID_DEVICES));

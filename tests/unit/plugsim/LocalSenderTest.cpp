@@ -48,7 +48,7 @@ Bytes Part(const Bytes &bytes, size_t from, size_t to)
 
 } // namespace
 
-TEST_F(LocalFaults, WithoutOneFramesAreNumberedAndWhole)
+TEST_F(LocalFaults, WithoutOneFramesAreNumberedAndComplete)
 {
     EXPECT_EQ(Answer(1), Only(Deliver()));
     EXPECT_EQ(Answer(2), Only(Deliver()));
@@ -116,7 +116,7 @@ TEST_F(LocalFaults, SendMoreThanOneFrame)
     EXPECT_EQ(noisy, Only(Deliver()));
 }
 
-TEST_F(LocalFaults, HoldBackOrLetGo)
+TEST_F(LocalFaults, DelayFramesOrClose)
 {
     ASSERT_TRUE(Add({"late=1.5", "1"}));
     EXPECT_EQ(1500, Deliver().delivery.chunks.at(0).pauseMs);
@@ -132,7 +132,7 @@ TEST_F(LocalFaults, HoldBackOrLetGo)
     EXPECT_EQ(Answer(3), Only(Deliver())); // what did not leave has no number
 }
 
-TEST_F(LocalFaults, HappenToTheFramesThatTheyAreFor)
+TEST_F(LocalFaults, HappenToTheirFramesOnly)
 {
     ASSERT_TRUE(Add({"silent@mesh"}));
     ASSERT_TRUE(Add({"status@74=3"}));
@@ -147,7 +147,7 @@ TEST_F(LocalFaults, HappenToTheFramesThatTheyAreFor)
     EXPECT_EQ(1u, faults.Off(""));
 }
 
-TEST_F(LocalFaults, AreRefusedWhenTheyMakeNoSense)
+TEST_F(LocalFaults, AreRefusedWhenInvalid)
 {
     for (const Words &words : {Words{}, Words{"slow"}, Words{"late"}, Words{"late=soon"}, Words{"silent=1"},
                                Words{"silent@mash"}, Words{"silent@65536"}, Words{"oversized=14"}, Words{"status=256"},
@@ -161,7 +161,7 @@ TEST_F(LocalFaults, AreRefusedWhenTheyMakeNoSense)
             << row.name << error;
 }
 
-TEST_F(LocalFaults, AFrameMayBringItsOwnNumberAndRawBytesHaveNone)
+TEST_F(LocalFaults, AFrameMayHaveAGivenNumberAndRawBytesHaveNone)
 {
     LocalOutgoing outgoing;
     outgoing.id = 73;

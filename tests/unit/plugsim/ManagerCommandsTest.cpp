@@ -182,7 +182,7 @@ TEST(ReportTimetable, FollowsTheConfiguration)
     EXPECT_EQ(20000, reports[2].due);
 }
 
-TEST(ReportTimetable, GoesOnByWholePeriods)
+TEST(ReportTimetable, ContinuesByWholePeriods)
 {
     const std::vector<NextReport> reports = NextReports(Daily(), 10000, 100000);
     EXPECT_EQ(100300, reports.at(0).due);
@@ -190,7 +190,7 @@ TEST(ReportTimetable, GoesOnByWholePeriods)
     EXPECT_EQ(102800, reports.at(2).due);
 }
 
-TEST(ReportTimetable, IsEmptyForWhatIsOffOrNotConfigured)
+TEST(ReportTimetable, IsEmptyForReportsThatAreOffOrNotConfigured)
 {
     EXPECT_TRUE(NextReports({}, 0, 10000).empty());
     AutoReportPlan plan = Daily();
@@ -216,7 +216,7 @@ TEST(UntilClock, IsTheNextTimeThatTheClockShows)
 
 // ---- The configuration's file
 
-TEST(AutoReportKeeper, FindsInItsFileWhatAnotherOneKept)
+TEST(AutoReportKeeper, ReadsTheFileOfAnEarlierOne)
 {
     const std::string path = testing::TempDir() + "auto-report-" + std::to_string(getpid());
     std::string error;
@@ -236,7 +236,7 @@ TEST(AutoReportKeeper, FindsInItsFileWhatAnotherOneKept)
     EXPECT_EQ(-1, access(path.c_str(), F_OK));
 }
 
-TEST(AutoReportKeeper, RefusesWhatIsNoObjectAndKeepsWhatItHas)
+TEST(AutoReportKeeper, RefusesATextThatIsNoObjectAndKeepsTheOldOne)
 {
     AutoReportKeeper keeper;
     std::string error;

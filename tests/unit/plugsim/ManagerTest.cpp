@@ -101,7 +101,7 @@ TEST_F(TheManager, ConnectsAsSoonAsTheSocketAppears)
     EXPECT_TRUE(Until("connected", 1)); // long before it would try again
 }
 
-TEST_F(TheManager, AnswersWhatItIsAsked)
+TEST_F(TheManager, AnswersARequest)
 {
     StartConnected();
     Say(kQuestion);
@@ -112,7 +112,7 @@ TEST_F(TheManager, AnswersWhatItIsAsked)
     EXPECT_EQ(0u, journal.Faults());
 }
 
-TEST_F(TheManager, AnswersTwoQuestionsInOneRead)
+TEST_F(TheManager, AnswersTwoRequestsInOneRead)
 {
     StartConnected();
     Bytes two = kQuestion;
@@ -123,7 +123,7 @@ TEST_F(TheManager, AnswersTwoQuestionsInOneRead)
     EXPECT_EQ(32u, Heard().size());
 }
 
-TEST_F(TheManager, ReportsFaultsAndDoesNotAnswerDamagedFrames)
+TEST_F(TheManager, ReportsErrorsAndDoesNotAnswerDamagedFrames)
 {
     StartConnected();
     Bytes damaged = kQuestion;
@@ -151,7 +151,7 @@ TEST_F(TheManager, SendsABurstInOneWriteAndNumbersItsFrames)
     EXPECT_EQ(3u, Count("sent"));
 }
 
-TEST_F(TheManager, MisbehavesWithOneAnswer)
+TEST_F(TheManager, CausesAFaultInOneAnswer)
 {
     StartConnected();
     ASSERT_TRUE(manager->Misbehaviour()->Add({"silent@mesh", "1"}, &error));
@@ -166,7 +166,7 @@ TEST_F(TheManager, MisbehavesWithOneAnswer)
     EXPECT_TRUE(Take("disconnected", {{"by", "manager"}, {"reason", "misbehaviour"}}));
 }
 
-TEST_F(TheManager, ComesBackWhenToldAndStaysAwayWhenTold)
+TEST_F(TheManager, ReconnectsAndStaysAwayOnCommand)
 {
     StartConnected();
     manager->Disconnect(0);

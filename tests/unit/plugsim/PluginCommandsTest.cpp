@@ -58,7 +58,7 @@ TEST_F(PluginCommands, OfFirmwareAreJson)
     EXPECT_EQ("", Text("firmware-update 1.0 1.1 http://h/f 10 1"));
 }
 
-TEST_F(PluginCommands, OfFirmwareFitIntoWhatAnAgentPassesOn)
+TEST_F(PluginCommands, OfFirmwareFitIntoTheFieldsOfAnAgent)
 {
     EXPECT_NE("", Text("firmware-update " + std::string(64, 'f') + ' ' + std::string(64, 't') + ' ' +
                        std::string(256, 'u') + " 1 1 " + std::string(40, 'c')));
@@ -68,7 +68,7 @@ TEST_F(PluginCommands, OfFirmwareFitIntoWhatAnAgentPassesOn)
     EXPECT_EQ("", Text("firmware-update 1 2 u 1 1 " + std::string(41, 'c')));
 }
 
-TEST_F(PluginCommands, OfTheReportIntervalTakeAnyNumberForAnAgentToRefuse)
+TEST_F(PluginCommands, OfTheReportIntervalTakeAnyNumber)
 {
     EXPECT_EQ("{\"func40Interval\":19}", Text("report-interval 19"));
     EXPECT_EQ(18, dataType);
@@ -77,7 +77,7 @@ TEST_F(PluginCommands, OfTheReportIntervalTakeAnyNumberForAnAgentToRefuse)
     EXPECT_EQ("", Text("report-interval soon"));
 }
 
-TEST_F(PluginCommands, WithoutACommandOfTheirOwnHaveNames)
+TEST_F(PluginCommands, WithoutTheirOwnCommandHaveNames)
 {
     const std::pair<const char *, int> kNames[] = {
         {"plugin-update-check", 1}, {"plugin-update", 2}, {"online", 4}, {"vip", 5},
@@ -104,7 +104,7 @@ TEST(Devices, AreShownAsATable)
               DevicesTable({ObjectField("fields", {list})}));
 }
 
-TEST(UpdateWords, AreAFileAndWhatIsToBeSaidInsteadOfTheTruth)
+TEST(UpdateWords, AreAFileAndOverrides)
 {
     UpdateWords update;
     std::string error;
@@ -133,7 +133,7 @@ TEST(UpdateVersions, GoUpByOneInTheirLastPart)
     EXPECT_EQ("-next", NextVersion(""));
 }
 
-TEST(UpdatePaths, AreTheFilesNameWhereAnAgentTakesIt)
+TEST(UpdatePaths, AreTheFilesNameWhereAnAgentAcceptsIt)
 {
     EXPECT_EQ("/update/plug-2.0.bin", UpdatePath("/some/where/plug-2.0.bin"));
     EXPECT_EQ("/update/plugin", UpdatePath("a b"));

@@ -38,7 +38,7 @@ struct OtherPrograms : testing::Test {
 };
 } // namespace
 
-TEST_F(OtherPrograms, SayTheirLinesAndTheirStatus)
+TEST_F(OtherPrograms, WriteLinesAndEndWithAStatus)
 {
     EXPECT_EQ("", Start("talker", "echo one; echo two >&2; printf three; exit 5"));
     EXPECT_EQ("one", Said({"output", "program=talker"}, "text"));
@@ -48,14 +48,14 @@ TEST_F(OtherPrograms, SayTheirLinesAndTheirStatus)
     EXPECT_EQ("", Start("talker", "true")); // the name is free again
 }
 
-TEST_F(OtherPrograms, HaveTheirJsonTakenApart)
+TEST_F(OtherPrograms, HaveTheirJsonParsed)
 {
     Start("talker", "echo '{\"event\":\"request\",\"id\":78}'; echo '{no json'");
     EXPECT_EQ("78", Said({"output", "json.event=request"}, "json.id"));
     EXPECT_EQ("(none)", Said({"output"}, "json"));
 }
 
-TEST_F(OtherPrograms, AreToldLines)
+TEST_F(OtherPrograms, ReadLinesFromTheScript)
 {
     Start("listener", "read line; echo \"heard $line\"");
     EXPECT_TRUE(programs.Tell("listener", "this and that", &error));
@@ -74,7 +74,7 @@ TEST_F(OtherPrograms, AreStopped)
     EXPECT_FALSE(programs.Stop("sleeper", &error));
 }
 
-TEST_F(OtherPrograms, ThatAreNotThereSaySo)
+TEST_F(OtherPrograms, ThatDoNotExistFail)
 {
     EXPECT_TRUE(programs.Start("nobody", {"/no/such/program"}, &error));
     EXPECT_EQ("cannot run /no/such/program: No such file or directory", Said({"output"}, "text"));

@@ -74,14 +74,14 @@ TEST_F(RuleCommands, SurfAddsAndDeletesARule)
               Text("surf del 02:1A:2B:00:00:14 1,7 0:00 0:00"));
 }
 
-TEST_F(RuleCommands, SurfJsonIsSentAsItStands)
+TEST_F(RuleCommands, SurfJsonIsSentUnchanged)
 {
     EXPECT_EQ("20 69 {\"LIST\": [{\"FLAG\": \"2\"}]}", Text("surf-json {\"LIST\": [{\"FLAG\": \"2\"}]}"));
     EXPECT_EQ("20 69 no JSON", Text("surf-json no JSON"));
     EXPECT_EQ("20 69 ", Text("surf-json ''"));
 }
 
-TEST_F(RuleCommands, FunctionsAmongThemHaveTagsSoThatTheirRepliesAreRecognised)
+TEST_F(RuleCommands, FunctionsAmongThemHaveTags)
 {
     Text("limit 021a2b000014 off");
     Text("surf add 021a2b000014 1 0:00 0:01");
@@ -95,7 +95,7 @@ TEST_F(RuleCommands, FunctionsAmongThemHaveTagsSoThatTheirRepliesAreRecognised)
 
 // ---- Wrong words
 
-TEST_F(RuleCommands, AWrongWordIsNamedAndNothingIsSent)
+TEST_F(RuleCommands, AnInvalidWordIsNamedAndNothingIsSent)
 {
     EXPECT_EQ("'set' is neither add nor del", Error("forward set 1.1.1.1 1 2.2.2.2 2"));
     EXPECT_EQ("PRE_IP: 'router' is no IPv4 address such as 192.168.1.20", Error("forward add router 1 2.2.2.2 2"));
@@ -128,14 +128,14 @@ TEST_F(RuleCommands, AWrongWordIsNamedAndNothingIsSent)
     EXPECT_TRUE(peer.waiting.empty());
 }
 
-TEST_F(RuleCommands, ATextThatNoFrameHoldsIsRefused)
+TEST_F(RuleCommands, ATextThatFitsNoFrameIsRefused)
 {
     EXPECT_EQ("too long", Error("surf-json " + std::string(65001, 'a')));
 }
 
 // ---- The prompt
 
-TEST(RuleHelp, SaysWhichDigitIsWhichWeekday)
+TEST(RuleHelp, NamesTheWeekdayOfEachDigit)
 {
     std::string text;
     ASSERT_TRUE(HelpText("surf", &text));

@@ -78,13 +78,13 @@ TEST_F(Script, RunsItsLinesInOrderAndEndsWithThem)
     EXPECT_EQ((Words{"one", "two"}), done);
 }
 
-TEST_F(Script, WaitsForAnEventThatComesLater)
+TEST_F(Script, WaitsForALaterEvent)
 {
     EXPECT_EQ(0, Run({"later", "wait login", "after"}, Strict()));
     EXPECT_EQ((Words{"later", "wait", "after"}), done);
 }
 
-TEST_F(Script, DoesNotWaitForAnEventThatHasCome)
+TEST_F(Script, DoesNotWaitForAnEventThatHasHappened)
 {
     EXPECT_EQ(0, Run({"now", "wait login", "after"}, Strict()));
     EXPECT_EQ(3u, done.size());
@@ -98,19 +98,19 @@ TEST_F(Script, WaitsForEventsThatAreNotShown)
     EXPECT_EQ(3u, done.size());
 }
 
-TEST_F(Script, ACommandMayGoOnWithTheEventItWaitedFor)
+TEST_F(Script, ACommandMayContinueWithTheEventItWaitedFor)
 {
     EXPECT_EQ(0, Run({"now", "later", "twice well", "after"}, Strict()));
     EXPECT_EQ((Words{"now", "later", "twice", "took login", "after"}), done);
 }
 
-TEST_F(Script, ACommandMayFailWithTheEventItWaitedFor)
+TEST_F(Script, ACommandMayFailOnTheEventItWaitedFor)
 {
     EXPECT_EQ(1, Run({"now", "later", "twice badly", "after"}, Strict()));
     EXPECT_NE(std::string::npos, out.find("as told"));
 }
 
-TEST_F(Script, ACommandThatWaitsSaysItselfWhatDidNotCome)
+TEST_F(Script, ACommandThatWaitsGivesItsOwnReason)
 {
     EXPECT_EQ(1, Run({"now", "twice late", "after"}, Strict()));
     EXPECT_NE(std::string::npos, out.find("there was no second one"));
@@ -123,14 +123,14 @@ TEST_F(Script, EndsWithTheFirstFailure)
     EXPECT_NE(std::string::npos, out.find("as told"));
 }
 
-TEST_F(Script, EndsWhenAWaitIsInVain)
+TEST_F(Script, EndsWhenAWaitTimesOut)
 {
     EXPECT_EQ(1, Run({"wait login 0", "two"}, Strict()));
     EXPECT_EQ(1u, done.size());
     EXPECT_NE(std::string::npos, out.find("no login within")) << out;
 }
 
-TEST_F(Script, GoesOnBehindAFailureWhenItIsNotStrict)
+TEST_F(Script, ContinuesAfterAFailureUnlessStrict)
 {
     RunnerRules rules;
     rules.exitAtEnd = true;
@@ -139,7 +139,7 @@ TEST_F(Script, GoesOnBehindAFailureWhenItIsNotStrict)
     EXPECT_EQ(2u, failures);
 }
 
-TEST_F(Script, DoesNotHoldAPersonsMistakesAgainstTheRun)
+TEST_F(Script, DoesNotCountFailuresAtThePrompt)
 {
     RunnerRules rules;
     rules.exitAtEnd = rules.interactive = true;
@@ -147,7 +147,7 @@ TEST_F(Script, DoesNotHoldAPersonsMistakesAgainstTheRun)
     EXPECT_EQ(0u, failures);
 }
 
-TEST_F(Script, QuitsWithTheStatusItIsTold)
+TEST_F(Script, QuitsWithTheGivenStatus)
 {
     EXPECT_EQ(5, Run({"quit", "two"}, Strict()));
     EXPECT_EQ(1u, done.size());

@@ -236,7 +236,7 @@ TEST_F(Update, NeedsNothingButAFile)
               Line("\"state\":\"done\""));
 }
 
-TEST_F(Update, SaysSomethingElseWhenToldTo)
+TEST_F(Update, SendsTheOverrides)
 {
     agent->second = [this] { agent->Report(",\"process\":0,\"result\":-1"); };
     EXPECT_EQ("", Run("update " + file + " id=x from=1 to=2 md5=0 length=9 token= url=nowhere expect-failure"));
@@ -251,7 +251,7 @@ TEST_F(Update, FailsWhenTheAgentReportsAFailure)
     EXPECT_EQ("the agent reports that the update has failed", Run("update " + file));
 }
 
-TEST_F(Update, FailsWhenAFailureWasExpectedAndDoesNotCome)
+TEST_F(Update, FailsWhenAnExpectedFailureIsNotReported)
 {
     agent->second = [this] { agent->Report(",\"process\":1,\"result\":0"); };
     EXPECT_EQ("the update was to fail, and the agent reports that it is done",
@@ -265,7 +265,7 @@ TEST_F(Update, EndsWhenTheAgentRefusesTheFirstCommand)
     EXPECT_EQ(1u, agent->texts.size());
 }
 
-TEST_F(Update, EndsWhenTheAgentGoes)
+TEST_F(Update, EndsWhenTheAgentDisconnects)
 {
     agent->second = [this] { agent->Leave(); };
     EXPECT_EQ("the connection ended before the report of the update", Run("update " + file));
@@ -283,7 +283,7 @@ TEST_F(Update, EndsWhenNothingHappensForTooLong)
     EXPECT_EQ("the agent has not acknowledged the update command", Run("update " + file + " within=0"));
 }
 
-TEST_F(Update, TakesNoReportOfAnotherUpdate)
+TEST_F(Update, IgnoresTheReportOfAnotherUpdate)
 {
     agent->second = [this] {
         agent->said[2].value = "9";
@@ -306,7 +306,7 @@ TEST_F(Update, NeedsAnAgent)
     EXPECT_EQ("no agent is logged in", Run("update " + file));
 }
 
-TEST_F(Update, OfTheSameFileAgainServesItAsItIsThen)
+TEST_F(Update, OfTheSameFileAgainServesItsNewContent)
 {
     agent->second = [this] { agent->Fetch([this] { agent->Report(",\"process\":1,\"result\":0"); }); };
     EXPECT_EQ("", Run("update " + file));

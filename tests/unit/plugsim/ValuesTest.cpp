@@ -47,7 +47,7 @@ TEST_F(ScriptValues, HasTheValuesThatItKeeps)
     EXPECT_EQ("{\"clients\":6}", Expanded("{\"clients\":${n}}"));
 }
 
-TEST_F(ScriptValues, HasTheValuesOfItsEnvironmentBehindItsOwn)
+TEST_F(ScriptValues, HasTheValuesOfTheEnvironmentUnlessSet)
 {
     setenv("PLUGSIM_TEST_VALUE", "from outside", 1);
     EXPECT_EQ("from outside", Expanded("${PLUGSIM_TEST_VALUE}"));
@@ -64,7 +64,7 @@ TEST_F(ScriptValues, HasTheValuesOfTheEventThatWasTaken)
     EXPECT_EQ("1000.25", Expanded("${.t}"));
 }
 
-TEST_F(ScriptValues, ShapesItsValues)
+TEST_F(ScriptValues, FormatsItsValues)
 {
     values.Set("n", "12.345");
     EXPECT_EQ("12.345  |", Expanded("${n:8}|"));
@@ -74,7 +74,7 @@ TEST_F(ScriptValues, ShapesItsValues)
     EXPECT_EQ("12    |", Expanded("${n:0+2:6}|"));
 }
 
-TEST_F(ScriptValues, IsToldWhichValueIsNotThere)
+TEST_F(ScriptValues, NamesTheMissingValue)
 {
     EXPECT_EQ("!there is no value for ${no_such_value}", Expanded("x${no_such_value}"));
     for (const char *word : {"${}", "${", "${.fields}x${.nothing}", "${.fields.devices}", "${.status.#}",
@@ -85,7 +85,7 @@ TEST_F(ScriptValues, IsToldWhichValueIsNotThere)
     EXPECT_FALSE(values.Expand(nullptr, &words, &error)); // nothing has been waited for yet
 }
 
-TEST_F(ScriptValues, DoesNotLookAtWhatItHasReplaced)
+TEST_F(ScriptValues, DoesNotExpandItsResultAgain)
 {
     values.Set("text", "${IFS} $x");
     EXPECT_EQ("${IFS} $x", Expanded("${text}"));
@@ -103,7 +103,7 @@ TEST(ScriptSum, GoesFromLeftToRight)
     EXPECT_EQ("!use: NUMBER [+|-|*|/ NUMBER]...", Calculated({"1", "+", "2", "x", "3"}));
 }
 
-TEST(ScriptSum, IsATextWhenItHasNoOperator)
+TEST(ScriptSum, WithoutAnOperatorIsAText)
 {
     EXPECT_EQ("a b", Calculated({"a", "b"}));
     EXPECT_EQ("2", Calculated({"2"}));

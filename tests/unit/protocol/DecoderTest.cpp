@@ -44,7 +44,7 @@ TEST(Decoder, ShowsTheTimeOfAHeartbeat)
     EXPECT_EQ("1700000000", At(Describe(kHeartbeatFrame), "head.time"));
 }
 
-TEST(Decoder, TakesTheJsonOfAnUploadApart)
+TEST(Decoder, ParsesTheJsonOfAnUpload)
 {
     const Fields fields = Describe(kUploadFrame);
     EXPECT_EQ("rules-request", At(fields, "datatype_name"));
@@ -78,7 +78,7 @@ static Fields DescribeReply(const Bytes &payload, const Bytes &head = {0, 0})
     return DescribeFrame(&frame, STEP_COMMAND);
 }
 
-TEST(Decoder, TakesErrorTextsForTextsAlthoughTheyWouldFillARecord)
+TEST(Decoder, ReadsErrorTextsAsTextsAlthoughTheyWouldFillARecord)
 {
     EXPECT_EQ("length error", At(DescribeReply(ToBytes("length error")), "text"));
     EXPECT_EQ("(none)", At(DescribeReply(ToBytes("length error")), "function"));
@@ -97,7 +97,7 @@ TEST(Decoder, ShowsTheDataOfAnUnknownFunctionAsBytes)
     EXPECT_EQ("2a00", At(DescribeReply(Hex("0100 5900 0000 2a00")), "data"));
 }
 
-TEST(Decoder, ComplainsAboutAReplyShorterThanItsHeader)
+TEST(Decoder, ReportsAReplyShorterThanItsHeader)
 {
     OutFrame reply;
     reply.msgType = MSG_ACK_MAC;
@@ -110,7 +110,7 @@ TEST(Decoder, ComplainsAboutAReplyShorterThanItsHeader)
     EXPECT_EQ("a reply shorter than its header", frame.problems[0]);
 }
 
-TEST(Decoder, ShowsTheFieldsOfAReplyAndItsFaults)
+TEST(Decoder, ShowsTheFieldsOfAReplyAndItsErrors)
 {
     EXPECT_EQ("42", At(DescribeReply(Hex("0100 2f00 0000 2a00")), "fields.use"));
     OutFrame reply;

@@ -46,7 +46,7 @@ constexpr Field::Kind kNumber = Field::Kind::Number;
 constexpr Field::Kind kText = Field::Kind::Text;
 } // namespace
 
-TEST(FieldValues, ReadTheSameBothWays)
+TEST(FieldValues, AreTheSameReadAndWritten)
 {
     const Pair kPairs[] = {
         {Number(Type::U8, "x", "", ""), "255", "ff", kNumber},
@@ -91,7 +91,7 @@ TEST(FieldValues, TakeOtherSpellingsOfNumbersMacsAndSwitches)
     EXPECT_EQ(Hex("0a 00"), Put(Opaque("x", 2, ""), "0a"));
 }
 
-TEST(FieldValues, ShowDatesAndBytesThatNobodySends)
+TEST(FieldValues, ShowDatesAndBytesThatAreOnlyReceived)
 {
     EXPECT_EQ("2024-06-01", Take(Date("x", ""), "14 18 06 01").value);
     EXPECT_EQ("0102ff", Take(BytesToEnd("x", ""), "01 02 ff").value);
@@ -110,7 +110,7 @@ TEST(FieldValues, GiveNumbersTheirUnits)
     EXPECT_EQ("dBm", Take(Number(Type::I32, "x", "dBm", ""), "b9 ff ff ff").unit);
 }
 
-TEST(FieldValues, RefuseWhatIsNotOfTheirTypeByName)
+TEST(FieldValues, RefuseValuesOfTheWrongTypeByName)
 {
     for (const char *bad : {"", "x", "-1", "65536", "1 ", "1.5", "99999999999999999999"})
         EXPECT_EQ(std::string("wan: '") + bad + "' is no number from 0 to 65535",
@@ -140,7 +140,7 @@ TEST(FieldValues, RefuseWhatIsNotOfTheirTypeByName)
     EXPECT_EQ("json: more than 65535 bytes", ErrorOf(LongText("json", ""), std::string(65536, 'a')));
 }
 
-TEST(FieldValues, StandForThemselvesWhenNotGiven)
+TEST(FieldValues, HaveDefaults)
 {
     const auto initial = [](const FieldLayout &field) {
         Bytes bytes;

@@ -2,7 +2,7 @@
 
 using namespace protocol;
 
-TEST(FrameCutter, HandsOutAFrameOnlyWhenItsLastByteHasCome)
+TEST(FrameCutter, ReturnsAFrameOnlyAfterItsLastByte)
 {
     const Bytes frame = Hex(kHeartbeatFrame);
     for (size_t length = 0; length < frame.size(); length++) {
@@ -19,7 +19,7 @@ TEST(FrameCutter, HandsOutAFrameOnlyWhenItsLastByteHasCome)
     }
 }
 
-TEST(FrameCutter, TellsHowManyBytesStoodBeforeTheMagic)
+TEST(FrameCutter, CountsTheBytesBeforeTheMagic)
 {
     FrameCutter cutter;
     Bytes bytes = Hex("01 02 cc");
@@ -58,7 +58,7 @@ TEST(FrameCutter, SkipsAHeaderThatAnnouncesMoreThanTheLongestFrame)
     EXPECT_EQ(Hex(kHeartbeatFrame), cut);
 }
 
-TEST(ParseFrame, AcceptsWhatAnAgentWrites)
+TEST(ParseFrame, AcceptsTheFramesOfAnAgent)
 {
     for (const char *hex : {kRegisterFrame, kLoginFrame, kHeartbeatFrame, kUploadFrame, kNotSupportedFrame}) {
         const ParsedFrame frame = FromAgent(hex);
@@ -110,7 +110,7 @@ TEST(ParseFrame, ReportsAWrongFlagAndAWrongHeadLength)
     EXPECT_TRUE(Complains(FromAgent("cc dd 21 03 44 00 00 00 f1 53"), "head block of 3 bytes instead of 4"));
 }
 
-TEST(ParseFrame, ReportsABodyWhereNoneBelongsAndNoneWhereOneDoes)
+TEST(ParseFrame, ReportsAnUnexpectedAndAMissingBody)
 {
     EXPECT_TRUE(Complains(FromAgent("cc dd 21 04 00 01 00 00 f1 53 65 00"), "a body where none belongs"));
     EXPECT_TRUE(Complains(FromAgent("cc dd 31 00 00 00 00"), "no body"));
@@ -136,7 +136,7 @@ TEST(ParseFrame, ReportsARecordThatAnnouncesMoreThanFollows)
     EXPECT_TRUE(Complains(ParseFrame(EncodeFrame(frame, kKey), kKey, true), "two zero bytes"));
 }
 
-TEST(EncodeFrame, AnnouncesWhatItIsToldInsteadOfTheTruth)
+TEST(EncodeFrame, UsesTheOverridesGiven)
 {
     OutFrame frame;
     frame.msgType = 2;

@@ -172,7 +172,7 @@ TEST(FunctionDecoders, ReadsTheLanRecord)
     EXPECT_EQ("255.255.255.0", At(fields, "netmask"));
 }
 
-TEST(FunctionDecoders, ReadsListsThatGoOnToTheEnd)
+TEST(FunctionDecoders, ReadsListsThatExtendToTheEnd)
 {
     EXPECT_EQ(0u, FindField(Reply(42, {}), "networks")->children.size());
     const Fields one = Reply(42, NeighbourRecord());
@@ -270,7 +270,7 @@ TEST(FunctionDecoders, ReadsTheRateReport)
     EXPECT_EQ("3 bytes of data instead of 4", Fault(62, Bytes(3)));
 }
 
-TEST(FunctionDecoders, ComplainsAboutDataOfAnotherLength)
+TEST(FunctionDecoders, ReportsDataOfTheWrongLength)
 {
     EXPECT_EQ("294 bytes of data instead of 295", Fault(2, Bytes(294)));
     EXPECT_EQ("296 bytes of data instead of 295", Fault(2, Bytes(296)));
@@ -280,12 +280,12 @@ TEST(FunctionDecoders, ComplainsAboutDataOfAnotherLength)
     EXPECT_EQ("1 bytes too many at the end of the data", Fault(9, Hex("01 00 61 62")));
 }
 
-TEST(FunctionDecoders, ComplainsAboutBytesThatMustBeZero)
+TEST(FunctionDecoders, ReportsBytesThatMustBeZero)
 {
     EXPECT_EQ("bytes that must be zero are not", Fault(61, Hex("000000000000000000000001")));
 }
 
-TEST(FunctionDecoders, TakesAFailureWithoutDataForWhole)
+TEST(FunctionDecoders, AcceptsAFailureWithoutData)
 {
     EXPECT_TRUE(Reply(3, {}, -1).empty());
     EXPECT_TRUE(Reply(9, {}, 1).empty());
@@ -295,7 +295,7 @@ TEST(FunctionDecoders, TakesAFailureWithoutDataForWhole)
     EXPECT_EQ("227 bytes of data instead of 228", Fault(3, Bytes(227), -3));
 }
 
-TEST(FunctionDecoders, ComplainsAboutAStatusWhereItIsAlwaysZero)
+TEST(FunctionDecoders, ReportsAStatusWhereItIsAlwaysZero)
 {
     EXPECT_EQ("status -1 from a function that always answers 0", Fault(27, {}, -1));
     Problems problems;
@@ -303,12 +303,12 @@ TEST(FunctionDecoders, ComplainsAboutAStatusWhereItIsAlwaysZero)
     EXPECT_EQ((Problems{"status 2 from a function that always answers 0"}), problems);
 }
 
-TEST(FunctionDecoders, ComplainsAboutAReplyOfAFunctionThatHasNone)
+TEST(FunctionDecoders, ReportsAReplyOfAFunctionThatHasNone)
 {
     for (unsigned id : {40u, 81u, 84u, 86u}) EXPECT_EQ("this function has no reply", Fault(id, {})) << id;
 }
 
-TEST(FunctionDecoders, LeavesFunctionsThatDoNotExistAlone)
+TEST(FunctionDecoders, IgnoresFunctionsThatDoNotExist)
 {
     for (unsigned id : {0u, 63u, 65u, 67u, 68u, 89u, 65535u}) {
         EXPECT_TRUE(Reply(id, Hex("01 02 03")).empty());
@@ -317,7 +317,7 @@ TEST(FunctionDecoders, LeavesFunctionsThatDoNotExistAlone)
     EXPECT_TRUE(Reply(62, {}, 7).empty());
 }
 
-TEST(FunctionDecoders, ReadsTheParametersOfARequestThatIsWhole)
+TEST(FunctionDecoders, ReadsTheParametersOfACompleteRequest)
 {
     const Fields ping = DecodeRequest(8, Hex("14 01 a8 c0 00000000000000000000000000000000 38 00 04 00"));
     EXPECT_EQ("192.168.1.20", At(ping, "host"));
@@ -329,7 +329,7 @@ TEST(FunctionDecoders, ReadsTheParametersOfARequestThatIsWhole)
     EXPECT_EQ("{}", At(DecodeRequest(87, Hex("02 00 7b 7d")), "json"));
 }
 
-TEST(FunctionDecoders, TakesEveryFixedReplyAtItsLengthAlone)
+TEST(FunctionDecoders, AcceptsAFixedReplyAtItsLengthOnly)
 {
     for (const Function &function : kFunctions) {
         if (!function.Supported() || function.length <= 0) continue;

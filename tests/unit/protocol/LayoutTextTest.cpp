@@ -18,7 +18,7 @@ TEST(FunctionTable, FindsFunctionsByNumberAndByName)
     EXPECT_EQ(nullptr, FindFunction("3"));
 }
 
-TEST(FunctionTable, SaysWhatEveryFunctionIsFor)
+TEST(FunctionTable, HasASummaryOfEveryFunction)
 {
     for (const Function &function : kFunctions) {
         if (function.Supported()) {

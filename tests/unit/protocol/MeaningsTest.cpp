@@ -44,7 +44,7 @@ TEST(RuleResults, TheStatusOfSurfRulesHasAMeaning)
     EXPECT_EQ("(none)", MeaningOfStatus("4500 0900"));
 }
 
-TEST(RuleResults, TheStatusOfLimitsSaysNoMoreThanThatTheyWereRead)
+TEST(RuleResults, TheStatusOfLimitsMeansThatTheyWereRead)
 {
     EXPECT_EQ("the agent is through with the text; how that went is in its log alone", MeaningOfStatus("4200 0000"));
     EXPECT_EQ("(none)", MeaningOfStatus("4200 0300")); // never sent
@@ -73,7 +73,7 @@ TEST(RuleResults, TheResultOfAForwardingHasAMeaning)
     EXPECT_EQ("(none)", MeaningOfResult("0", {0, 0}, 250)); // another command
 }
 
-TEST(RuleResults, TheResultMinusOneIsNoParserError)
+TEST(RuleResults, TheResultMinusOneIsNotAParserError)
 {
     const Bytes minusOne = {0xFF, 0xFF};
     EXPECT_EQ("(none)", At(Describe(MSG_ACK, 9, minusOne, ToBytes("{\"result\":-1}")), "head.meaning"));

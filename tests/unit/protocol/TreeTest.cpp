@@ -13,7 +13,7 @@ TEST(Tree, WritesJsonOnOneLineWithEverythingEscaped)
               ToJson(fields));
 }
 
-TEST(Tree, EscapesOverlongAndCutOffUtf8)
+TEST(Tree, EscapesOverlongAndTruncatedUtf8)
 {
     EXPECT_EQ("{\"t\":\"\\u00c0\\u0080\"}", ToJson({TextField("t", "\xc0\x80")}));
     EXPECT_EQ("{\"t\":\"\\u00e2\\u0082\"}", ToJson({TextField("t", "\xe2\x82")}));

@@ -85,7 +85,7 @@ TEST_F(Reports, OfADeviceThatCameOnlineMayCarryDataOfTheManagementProcess)
     ExpectNone();
 }
 
-TEST_F(Reports, OfADeviceThatCameOnlineHaveFortySevenBytesWithFixedOnesAmongThem)
+TEST_F(Reports, OfADeviceThatCameOnlineHaveFortySevenBytesSomeConstant)
 {
     Bytes report = OnlineReport();
     report.pop_back();
@@ -107,7 +107,7 @@ TEST_F(Reports, OfADeviceThatCameOnlineHaveFortySevenBytesWithFixedOnesAmongThem
     }
 }
 
-TEST_F(Reports, OfAllDevicesAreReadRecordByRecordWithTheirAddressesTurnedRound)
+TEST_F(Reports, OfAllDevicesAreReadRecordByRecordWithTheirAddressesSwapped)
 {
     const Fields fields = WithMac(63, DevicesReport());
     ExpectNone();
@@ -133,7 +133,7 @@ TEST_F(Reports, OfAllDevicesAreReadRecordByRecordWithTheirAddressesTurnedRound)
         EXPECT_EQ(row.second, At(fields, std::string("fields.devices.") + row.first)) << row.first;
 }
 
-TEST_F(Reports, OfAllDevicesMayHaveNone)
+TEST_F(Reports, OfAllDevicesMayBeEmpty)
 {
     EXPECT_EQ("0 devices, 0 of them connected", At(WithMac(63, Hex("0000 3f00 0000 0000")), "meaning"));
     ExpectNone();
@@ -160,7 +160,7 @@ TEST_F(Reports, OfAllDevicesHaveAsManyRecordsAsTheyCount)
     ExpectProblem("devices: the data ends before it does");
 }
 
-TEST_F(Reports, OfAWanAreItsRecordWhenTheyAreAsLongAsOne)
+TEST_F(Reports, OfAWanAreDecodedWhenTheyHaveTheLengthOfItsRecord)
 {
     Bytes report = Hex("0100 5100 0000");      // sequence 1
     Append(&report, Hex("0000 02 6400 d405")); // WAN 0, pppoe, VLAN 100, MTU 1492
@@ -194,7 +194,7 @@ TEST_F(Reports, OfTheManagementProcessAreNeverEmpty)
     ExpectProblem("type: the data ends before it does");
 }
 
-TEST_F(Reports, OfTheManagementProcessMayBeTextsThatAreTakenApart)
+TEST_F(Reports, OfTheManagementProcessMayBeTextsThatAreParsed)
 {
     Bytes report = Hex("ff00 5400 0000 0700");
     Append(&report, ToBytes("{\"a\":1}"));
@@ -228,7 +228,7 @@ TEST_F(Reports, OfTheManagementProcessHaveTheirLengthAndDataTypeInTheHeader)
     ExpectProblem("89 where 81 must stand");
 }
 
-TEST_F(Reports, OfThreeTypesComeInIntervals)
+TEST_F(Reports, OfThreeTypesHaveIntervals)
 {
     for (int type : {1, 2, 3}) {
         Bytes report = Hex("0100 5900 0000 0300 00 aabb");
@@ -246,7 +246,7 @@ TEST_F(Reports, OfThreeTypesComeInIntervals)
     }
 }
 
-TEST_F(Reports, OfAnUpdateSayHowItEnded)
+TEST_F(Reports, OfAnUpdateHaveItsResult)
 {
     const std::string done = "{\"pluginID\":\"p\",\"fromVersion\":\"1\",\"toVersion\":\"2\",\"process\":1,\"result\":0,"
                              "\"resultDesc\":\"\"}";
@@ -318,7 +318,7 @@ TEST_F(Reports, OfFirmwareHaveTheTextThatBelongsToTheirResult)
     }
 }
 
-TEST_F(Reports, ThatAreNotKnownAreShownAsTheyStand)
+TEST_F(Reports, OfUnknownTypesAreShownUnchanged)
 {
     const Fields fields = WithMac(41, Hex("0102"));
     ExpectNone();
@@ -328,7 +328,7 @@ TEST_F(Reports, ThatAreNotKnownAreShownAsTheyStand)
     ExpectNone();
 }
 
-TEST(FailureMeanings, TellThatTheManagementProcessDidNotAnswer)
+TEST(FailureMeanings, NameALocalPeerThatDidNotAnswer)
 {
     for (unsigned id : {70u, 71u, 72u, 73u, 74u, 75u, 76u, 77u, 78u, 79u, 80u, 82u, 83u, 85u}) {
         OutFrame reply;
