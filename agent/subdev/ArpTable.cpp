@@ -7,7 +7,7 @@
 
 #include "core/MacText.h"
 
-static const int kMacField = 3; // counted from 0
+static const int kMacField = 3; // counts from 0
 static const size_t kMacLength = 17;
 
 bool ArpParse(char *line, ArpEntry *entry)
@@ -39,15 +39,15 @@ static bool NextByte(ArpReader *reader, char *byte)
     return true;
 }
 
-// Returns false when not even the end of a line is left.
-static bool NextLine(ArpReader *reader, char line[kArpLineMax + 1])
+// Stores the next line, terminated, without its line feed. Returns false when nothing is left to read.
+static bool NextLine(ArpReader *reader, char line[kMaxArpLine + 1])
 {
     size_t length = 0;
     char byte = 0;
     bool any = false;
     while (byte != '\n' && NextByte(reader, &byte)) {
         any = true;
-        if (length < kArpLineMax) line[length++] = byte;
+        if (length < kMaxArpLine) line[length++] = byte;
     }
     line[length] = '\0';
     return any;
@@ -55,7 +55,7 @@ static bool NextLine(ArpReader *reader, char line[kArpLineMax + 1])
 
 bool ArpNext(ArpReader *reader, ArpEntry *entry)
 {
-    char line[kArpLineMax + 1];
+    char line[kMaxArpLine + 1];
     while (NextLine(reader, line))
         if (ArpParse(line, entry)) return true;
     return false;

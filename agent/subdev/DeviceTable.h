@@ -1,13 +1,14 @@
-// DeviceTable.h - the one way to the router's device table: every call with `_dev` or `_devs` in its name is made here.
-// State: none of its own. Threads: any. Whoever includes it has named itself with LOG_MODULE.
+// DeviceTable.h - the only way to the router's device table: every SDK call with `_dev` or `_devs` in its name is made
+// through WithDeviceTable(). A source defines LOG_MODULE before it includes this header.
+// State: none of its own. Threads: any.
 #pragma once
 
 #include "core/Common.h"
 #include "subdev/SubdevMutex.h"
 
-// Makes the calls of `body`, which returns an int, under SubdevMutex. Nothing else belongs into it: no send, no pause,
-// no other lock. Returns the result of `body`, or the error number of the lock; then `body` has not run.
-// `function` stands in the log line of a lock that fails: the caller, unless it gives another name.
+// Runs `body`, which makes the calls and returns an int, under SubdevMutex. `body` must not send, pause or take another
+// lock. Returns the result of `body`; if the mutex cannot be locked, logs that, does not run `body` and returns the
+// error number. `function` stands in that log line: the caller, unless it gives another name.
 template <typename Body>
 int WithDeviceTable(Body body, const char *function = __builtin_FUNCTION())
 {

@@ -22,26 +22,26 @@ static const int64_t kCycleMs = 10000;
 static const int64_t kFailureMs = 60000;
 static const int32_t kCyclesPerQuery = 6;
 
-static std::atomic<int> Fn39Run; // guarded by gLocalPeer, as its thread waits for either
+static std::atomic<int> Fn39Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
 static bool Fn39Started;         // main thread only, as is the next
 static pthread_t Fn39PID;
 
-// The report thread's own.
+// Used by the report thread only.
 static DevCfg *pF39Dev;  // ROUTER_SDK_DEVICES records
-static uint16_t s_count; // devices of the last list, at most kKnownMost
+static uint16_t s_count; // devices of the last list, at most kMaxKnown
 
 // ---- Waiting ----
 
-// whateverClient: goes on although a local client has come.
-static void Pause(int64_t milliseconds, bool whateverClient)
+// Waits until the time is over or the thread has to stop; unless `whateverPeer`, also until a local peer connects.
+static void Pause(int64_t milliseconds, bool whateverPeer)
 {
     const int64_t deadline = OsNowMs() + milliseconds;
     OsGuard guard(&gLocalPeer);
-    while (Fn39Run == 1 && (whateverClient || CommClientReg != 1) && OsWaitUntil(&gLocalPeer, deadline)) {
+    while (Fn39Run == 1 && (whateverPeer || CommClientReg != 1) && OsWaitUntil(&gLocalPeer, deadline)) {
     }
 }
 
-// A pause with nothing behind it that would have to be done yet: it ends as well when a local client comes.
+// A pause after which nothing is due: it ends when a local peer connects.
 static void Idle(int64_t milliseconds)
 {
     Pause(milliseconds, false);
@@ -52,10 +52,10 @@ static void Idle(int64_t milliseconds)
 static bool ReadDevices()
 {
     uint16_t count = 0;
-    memset(pF39Dev, 0, s_count * sizeof *pF39Dev); // the rest is zero still, and its pages need not be there
+    memset(pF39Dev, 0, s_count * sizeof *pF39Dev); // the rest is still zero, and its pages stay unused
     s_count = 0;
     if (WithDeviceTable([&] { return get_devs_cfg(pF39Dev, &count); }, "Fn39ReportProc") != 0) return false;
-    s_count = std::min<uint16_t>(count, kKnownMost);
+    s_count = std::min<uint16_t>(count, kMaxKnown);
     return true;
 }
 
@@ -66,7 +66,7 @@ static void Fn39OnlineReport(const DevCfg &device)
     OnlineReportSend(LOG_MODULE, __func__, device.mac, data);
 }
 
-// Returns whether the list could be read.
+// Reads the list and reports the new devices. Returns false when the list cannot be read.
 static bool Query()
 {
     LOG_AS(LOG_LEVEL_DEBUG, "Fn39ReportProc", "Func39 query...");
@@ -82,6 +82,7 @@ static bool Query()
     return true;
 }
 
+// Makes the devices of the last list the known ones.
 static void Renew()
 {
     KnownClear();
@@ -91,21 +92,21 @@ static void Renew()
 
 // ---- The thread ----
 
-// One turn of the thread. cycle: counts from 1, and again after a renewal.
+// One turn of the thread. `cycle` counts from 1, and starts again after Renew().
 static void Turn(int32_t *cycle)
 {
     if (AutoReportDevinfo == 0 || mLogin != 1) {
         Idle(kCycleMs);
         return;
     }
-    Pause(kCycleMs, true); // the query behind it is due even if a local client comes meanwhile
+    Pause(kCycleMs, true); // a query after it is due even if a local peer connects meanwhile
     if (Fn39Run != 1) return;
     if (*cycle % kCyclesPerQuery == 0) {
         if (mLogin == 1 && !Query()) {
             Idle(mLogin == 1 ? kFailureMs : kCycleMs);
             return;
         }
-        // Without a session reports are lost, and their devices would be known all the same: the query stays due.
+        // Without a session a report is lost, but its device would become known: so the query stays due.
         if (mLogin != 1) return;
     }
     if (*cycle < Fn40Interval) {

@@ -15,8 +15,8 @@
 #include "subdev/OnlineReport.h"
 
 static const int64_t kCycleMs = 10000;
-static const size_t kMessageMin = 39;
-static const size_t kMessageMax = 5128;
+static const size_t kMinMessage = 39; // bytes
+static const size_t kMaxMessage = 5128;
 
 namespace
 {
@@ -27,26 +27,26 @@ struct Entry {
     uint8_t unused;
     uint8_t pending; // 1: not reported yet
 };
-static_assert(sizeof(Entry) == 40, "an entry has grown");
+static_assert(sizeof(Entry) == 40, "an entry is not 40 bytes");
 
 } // namespace
 
 pthread_mutex_t fn40Lock = PTHREAD_MUTEX_INITIALIZER;
-static Entry fn40Dev[kFn40Devices]; // guarded by fn40Lock
-static int s_cycles;                // since the table was emptied; guarded by fn40Lock
+static Entry fn40Dev[kMaxFn40Devices]; // guarded by fn40Lock
+static int s_cycles;                   // cycles since the table was emptied; guarded by fn40Lock
 
-static std::atomic<int> Fn40Run; // guarded by gLocalPeer, as its thread waits for either
+static std::atomic<int> Fn40Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
 static bool Fn40Started;         // main thread only, as is the next
-static bool s_tryAgain;          // the last start has failed: what the local client has reported since is to stay
+static bool s_tryAgain;          // the last start failed: devices that the local peer has reported since must stay
 static pthread_t Fn40PID;
 
 // ---- The table ----
 
 static Entry *Find(const uint8_t *mac)
 {
-    const auto found = std::find_if(fn40Dev, fn40Dev + kFn40Devices,
+    const auto found = std::find_if(fn40Dev, fn40Dev + kMaxFn40Devices,
                                     [mac](const Entry &e) { return memcmp(e.mac, mac, kMacSize) == 0; });
-    return found == fn40Dev + kFn40Devices ? nullptr : found;
+    return found == fn40Dev + kMaxFn40Devices ? nullptr : found;
 }
 
 static const uint8_t kNoMac[kMacSize] = {};
@@ -75,11 +75,11 @@ void Fn40Handle(const uint8_t *data, size_t length)
 {
     WireReader message = WireRead(data, length);
     const unsigned count = WireGetLe16(&message);
-    if (count < 1 || count > kFn40Devices) {
+    if (count < 1 || count > kMaxFn40Devices) {
         LOG_ERR("Subdev number error.");
         return;
     }
-    if (length < kMessageMin || length > kMessageMax) {
+    if (length < kMinMessage || length > kMaxMessage) {
         LOG_ERR("Subdev length error.");
         return;
     }
@@ -89,7 +89,7 @@ void Fn40Handle(const uint8_t *data, size_t length)
         if (message.data[kFn40RecordSize - 1] == 1)
             Fn40Recv(WireTake(&message, kFn40RecordSize));
         else
-            LOG_DEBUG("Subdev offline."); // and not passed: nothing behind it counts. Clients put it last.
+            LOG_DEBUG("Subdev offline."); // not passed over: it ends the message, and peers put it last
     }
 }
 
@@ -115,7 +115,7 @@ void Fn40Cycle()
     s_cycles = 1;
 }
 
-// Waits until a local client has come and then for a cycle's time. Returns whether the thread is to go on.
+// Waits until a local peer has connected, then one cycle. Returns false when the thread has to stop.
 static bool AwaitCycle()
 {
     OsGuard guard(&gLocalPeer);

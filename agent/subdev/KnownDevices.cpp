@@ -12,15 +12,15 @@
 #include "os/Paths.h"
 #include "platform/Protool.h"
 
-static const size_t kLineMax = 31; // characters of a line that is read
+static const size_t kMaxLine = 31; // characters
 static const mode_t kFileMode = 0600;
 static const size_t kLineSize = 2 * kMacSize + 2;
 
 static struct {
     uint8_t mac[kMacSize];
     uint8_t spare[2];
-} OnlineMac[kKnownMost];
-static_assert(sizeof OnlineMac[0] == 8, "an entry has grown");
+} OnlineMac[kMaxKnown];
+static_assert(sizeof OnlineMac[0] == 8, "an entry is not 8 bytes");
 int32_t f39Num;
 
 void KnownClear()
@@ -38,10 +38,10 @@ bool KnownHas(const uint8_t *mac)
 
 void KnownAdd(const uint8_t *mac)
 {
-    if (f39Num < kKnownMost) memcpy(OnlineMac[f39Num++].mac, mac, kMacSize);
+    if (f39Num < kMaxKnown) memcpy(OnlineMac[f39Num++].mac, mac, kMacSize);
 }
 
-// A line without its line feed, terminated.
+// Adds the device of one line: terminated, without its line feed.
 static void AddLine(const char *line)
 {
     uint8_t mac[kMacSize];
@@ -50,7 +50,7 @@ static void AddLine(const char *line)
     if (*end == '\0' || strcmp(end, "\r") == 0) KnownAdd(mac);
 }
 
-// Returns how many bytes the file has, at most `size`.
+// Reads the file up to `size` bytes. Returns how many were read.
 static size_t ReadUpTo(int fd, char *text, size_t size)
 {
     size_t filled = 0;
@@ -72,12 +72,12 @@ int Fn39LoadMac()
         return -1;
     }
     LOG_DEBUG("LOAD macconfig");
-    char text[kKnownMost * (kLineMax + 1) + 1];
+    char text[kMaxKnown * (kMaxLine + 1) + 1];
     char *const end = text + ReadUpTo(fd, text, sizeof text - 1);
     close(fd);
     *end = '\0';
     char *line = text;
-    for (int32_t lines = 0; lines < kKnownMost && line < end; lines++) {
+    for (int32_t lines = 0; lines < kMaxKnown && line < end; lines++) {
         char *feed = static_cast<char *>(memchr(line, '\n', static_cast<size_t>(end - line)));
         if (!feed) feed = end;
         *feed = '\0';
@@ -91,7 +91,7 @@ int Fn39UpdateMac()
 {
     if (mLogin != 1) return -2;
     LOG_DEBUG("UpdateMacProfile");
-    char text[kKnownMost * kLineSize + 1];
+    char text[kMaxKnown * kLineSize + 1];
     size_t length = 0;
     for (int32_t i = 0; i < f39Num; i++) {
         char mac[kMacTextSize];

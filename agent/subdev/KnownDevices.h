@@ -1,30 +1,31 @@
-// KnownDevices.h - which devices Function 39 has reported already, in memory and in "/tmp/macconfig".
+// KnownDevices.h - the devices that Function 39 has reported already, in memory and in "/tmp/macconfig".
 //
-// The file has one line for each: twelve lower-case hexadecimal digits, CR LF. It spares the platform a report of every
-// device whenever the agent is started again. A file that is not ours is not read. No more than 128 lines of 31
-// characters are, and a line that is not a MAC from its first to its last character is no entry.
+// The file has one line for each device: twelve lower-case hexadecimal digits, CR LF. With it, a restart of the agent
+// does not report every device again. The agent reads only a file of its own, at most 128 lines of 31 characters, and
+// ignores a line that is anything but a MAC.
 //
 // State:    OnlineMac and f39Num.
-// Threads:  Fn39Init() and the thread that it starts.
+// Threads:  those of Fn39Init() and of the thread that it starts.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-constexpr int32_t kKnownMost = 128;
+constexpr int32_t kMaxKnown = 128; // devices
 
-extern int32_t f39Num; // entries
+extern int32_t f39Num; // number of devices
 
-// Forgets all.
+// Forgets all devices.
 void KnownClear();
 
-bool KnownHas(const uint8_t *mac);
+// Returns whether the list has `mac` (6 bytes).
+[[nodiscard]] bool KnownHas(const uint8_t *mac);
 
-// Adds a MAC (6 bytes); nothing happens when kKnownMost are there.
+// Adds `mac` (6 bytes), unless the list has kMaxKnown devices.
 void KnownAdd(const uint8_t *mac);
 
-// Adds what the file says. Returns 0, or -1 with an empty list when there is no file of ours.
+// Adds the devices of the file. Returns 0; -1 with an empty list when there is no file of ours.
 int Fn39LoadMac();
 
-// Writes the list into the file. Returns 0; -1 when that fails; -2, and does nothing, while not logged in.
+// Writes the list to the file. Returns 0; -1 when that fails; -2 without writing while the agent is not logged in.
 int Fn39UpdateMac();

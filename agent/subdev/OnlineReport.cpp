@@ -25,10 +25,10 @@ void OnlineReportWrite(const uint8_t *mac, const uint8_t *data, uint8_t report[k
 
 static void Show(const uint8_t report[kOnlineReportSize])
 {
-    flockfile(stdout); // one line, whoever else prints
+    flockfile(stdout); // one whole line, whatever other threads print
     for (size_t i = 0; i < kOnlineReportSize; i++) printf("%02X ", report[i]);
     printf("\n");
-    fflush(stdout); // where it is no terminal, what is shown would wait for the buffer to fill, and be lost at a signal
+    fflush(stdout); // if it is no terminal, the line would wait in the buffer and be lost at a signal
     funlockfile(stdout);
 }
 

@@ -1,11 +1,11 @@
-// OnlineReport.h - the report of one device that came online, the same whoever has seen it.
+// OnlineReport.h - the report of one device that came online, the same for both functions that send it (39 and 40).
 // State: none. Threads: any.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-constexpr size_t kOnlineDataSize = 32; // a 16-byte name and 16 bytes, in what the router's own list tells zeros
+constexpr size_t kOnlineDataSize = 32; // a 16-byte name and 16 more bytes, zeros from the router's own list
 constexpr size_t kOnlineReportSize = 47;
 
 // Writes the report of the device `mac` (6 bytes) with its kOnlineDataSize bytes of `data`:
@@ -13,6 +13,6 @@ constexpr size_t kOnlineReportSize = 47;
 //   2  2  40, LE          6  2  1 device, LE    14  32 data
 void OnlineReportWrite(const uint8_t *mac, const uint8_t *data, uint8_t report[kOnlineReportSize]);
 
-// Sends the report to the platform unless AutoReportDevinfo is 0, and shows it on standard output when -d was given;
-// `module` and `function` stand in the log line. A failure to send is not noticed.
+// Sends the report to the platform unless AutoReportDevinfo is 0, and prints it on standard output when -d was given.
+// `module` and `function` stand in the log line. A send that fails is ignored.
 void OnlineReportSend(const char *module, const char *function, const uint8_t *mac, const uint8_t *data);

@@ -21,24 +21,24 @@
 
 static const int64_t kStepMs = 20;
 static const int64_t kRetryMs = 1000;
-static const int64_t kLockRetryMs = 50; // nothing else would keep a lock that fails from being tried without end
+static const int64_t kLockRetryMs = 50; // if the mutex cannot be locked: a scan fails without any other pause
 static const int64_t kRestMs = 3000;
 static const int64_t kRestOfFewMs = 4000;
-static const uint16_t kFewDevices = 15; // from here on the shorter rest
-static const size_t kSegmentMin = 6;    // "1.2.3."
-static const size_t kSegmentMax = 12;   // "100.100.100."
+static const uint16_t kFewDevices = 15; // from this number on the shorter rest
+static const size_t kMinSegment = 6;    // "1.2.3."
+static const size_t kMaxSegment = 12;   // "100.100.100."
 static const size_t kCommandSize = 127;
 static const char kThread[] = "SubdevThread"; // in the log
 
 std::atomic<int> SubdevRun;
 std::atomic<int> nQuerySubdev;
 
-static OsWaiter s_wake; // woken when one of the two changes
+static OsWaiter s_wake; // woken when SubdevRun or nQuerySubdev changes
 static OsCommand s_arp;
 static pthread_t s_worker; // main thread only, as is the next
 static bool s_started;
 
-// The worker's own.
+// Used by the worker only.
 static DevCfg s_devices[ROUTER_SDK_DEVICES];
 static uint16_t s_count;
 static SubdevReport s_report;
@@ -46,7 +46,7 @@ static char s_segment[kSegmentSize];
 
 // ---- Waiting ----
 
-// Both return whether the worker is to go on.
+// Both return false when the worker has to stop.
 static bool Pause(int64_t milliseconds)
 {
     const int64_t deadline = OsNowMs() + milliseconds;
@@ -71,7 +71,7 @@ static void PutFigure(uint8_t field[8], uint64_t figure)
     WirePutLe64(&w, swapInt64(figure));
 }
 
-// Fills the device array. Returns 0, or after how many milliseconds to try again.
+// Reads the router's list into s_devices. Returns 0, or the milliseconds until the next try.
 static int64_t ReadDevices()
 {
     memset(s_devices, 0, sizeof s_devices);
@@ -84,7 +84,7 @@ static int64_t ReadDevices()
             },
             kThread) != 0)
         return kLockRetryMs;
-    if (result == 0 && s_count <= kSubdevMost) return 0;
+    if (result == 0 && s_count <= kMaxSubdevs) return 0;
     LOG_AS(LOG_LEVEL_ERR, kThread, result != 0 ? "get_devs_cfg Failed." : "DeviceNum too large.");
     return kRetryMs;
 }
@@ -118,7 +118,7 @@ bool GetInNetSeg(const char *address, char segment[kSegmentSize])
     size_t length = 0;
     for (int dots = 0; dots < 3; length++) {
         const char c = address[length];
-        if (length == kSegmentMax || (c != '.' && (c < '0' || c > '9'))) return false;
+        if (length == kMaxSegment || (c != '.' && (c < '0' || c > '9'))) return false;
         if (c == '.') dots++;
     }
     memcpy(segment, address, length);
@@ -126,7 +126,8 @@ bool GetInNetSeg(const char *address, char segment[kSegmentSize])
     return true;
 }
 
-// The segment of the first device; without one, the segment stays what it was.
+// Finds the segment of the first device; without a device the segment stays as it is. Returns false when its address
+// has none.
 static bool FindSegment()
 {
     if (s_count == 0) return true;
@@ -138,8 +139,8 @@ static bool FindSegment()
     return false;
 }
 
-// Writes the segment's part of the ARP table into its file. Returns a descriptor at the beginning of what was written,
-// -1 when there can be no file.
+// Writes the segment's part of the ARP table to its file. Returns a descriptor at the start of the file; -1 when it
+// cannot be made.
 static int DumpArpTable()
 {
     char command[kCommandSize];
@@ -148,7 +149,7 @@ static int DumpArpTable()
     if (length < 0 || static_cast<size_t>(length) >= sizeof command) return -1;
     const int fd = OsOpenForWriting(kPathSubdev);
     if (fd < 0) return -1;
-    OsCommandRunInto(&s_arp, command, fd); // when it fails, the file stays empty
+    OsCommandRunInto(&s_arp, command, fd); // if the command fails, the file stays empty
     lseek(fd, 0, SEEK_SET);
     return fd;
 }
@@ -158,7 +159,7 @@ static void AddNeighbour(const ArpEntry &entry)
     char name[64] = "";
     const int error = WithDeviceTable([&] { return get_dev_name(entry.mac, name); }, "GetOffLineInfo");
     char field[sizeof SubdevRecord::name] = "";
-    // Of a text, not of a field: what stands behind its terminator is nobody's.
+    // Only the text: the bytes after its terminator are undefined.
     if (error == 0) memcpy(field, name, strnlen(name, sizeof field));
     SubdevReportAdd(&s_report, entry.ip, entry.mac, field);
 }
@@ -173,7 +174,7 @@ static void GetOffLineInfo()
     }
     ArpReader table = ArpRead(fd);
     ArpEntry entry;
-    while (goOn && s_report.count < kSubdevMost && ArpNext(&table, &entry))
+    while (goOn && s_report.count < kMaxSubdevs && ArpNext(&table, &entry))
         if (!SubdevReportFind(&s_report, entry.mac)) AddNeighbour(entry);
     close(fd);
     Pause(kStepMs);
@@ -181,7 +182,7 @@ static void GetOffLineInfo()
 
 // ---- The worker ----
 
-// Makes the report ready to be sent. Returns 0, or after how many milliseconds to try again.
+// Makes the report. Returns 0, or the milliseconds until the next try.
 static int64_t Scan()
 {
     const int64_t retry = ReadDevices();
@@ -190,7 +191,7 @@ static int64_t Scan()
     if (!Pause(kStepMs)) return kRetryMs;
     GetFlowStatisData();
     if (!FindSegment()) return kRetryMs;
-    if (strnlen(s_segment, kSegmentSize) < kSegmentMin) return 0; // there never was a device: an empty report
+    if (strnlen(s_segment, kSegmentSize) < kMinSegment) return 0; // no device since the start: an empty report
     Pause(kStepMs);
     LOG_AS(LOG_LEVEL_DEBUG, kThread, "InNetSeg=%s", s_segment);
     GetOffLineInfo();

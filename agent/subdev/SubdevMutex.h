@@ -4,7 +4,7 @@
 
 #include <pthread.h>
 
-// Serialises all queries and settings of the router's device table, by whatever thread (DeviceTable.h). Held for nothing
-// else: never across a send, a pause or another lock but hashTableMutex, the innermost one, which the pass of the access
-// daemon takes for single look-ups. It checks for errors, so a thread that locks it twice gets EDEADLK.
+// Held for every query and setting of the router's device table, on any thread (DeviceTable.h), and for nothing else:
+// never across a send, a pause or another lock, except hashTableMutex, the innermost one, which the pass of the access
+// daemon takes for single look-ups. It checks for errors: a thread that locks it twice gets EDEADLK.
 extern pthread_mutex_t SubdevMutex;

@@ -15,7 +15,7 @@
 #include "subdev/DeviceTable.h"
 
 static const uint8_t kReportDataType = 63;
-static const size_t kShownAtOnce = 333; // bytes of a frame in one line of the log
+static const size_t kShownAtOnce = 333; // bytes of a frame in one log line
 
 static uint16_t s_sequence;
 
@@ -47,7 +47,7 @@ SubdevRecord *SubdevReportFind(SubdevReport *report, const uint8_t *mac)
 
 static bool TooLarge(const SubdevReport *report, const char *function)
 {
-    if (report->count <= kSubdevMost) return false;
+    if (report->count <= kMaxSubdevs) return false;
     LOG_AS(LOG_LEVEL_ERR, function, "TotalDevice is too large.");
     return true;
 }

@@ -28,7 +28,7 @@ static std::vector<std::string> Fields(const std::string &line)
 
 static bool IsEntry(std::string line, ArpEntry *entry)
 {
-    line = line.substr(0, kArpLineMax);
+    line = line.substr(0, kMaxArpLine);
     line = line.substr(0, line.find('\0'));
     const std::vector<std::string> fields = Fields(line);
     if (fields.size() < 4 || fields[3].size() != 17) return false;

@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         Fn40Handle(message.data(), message.size());
         for (const Bytes &mac : Walk(message)) {
             const bool none = mac == Bytes(6, 0) || mac == Bytes(6, 0xFF);
-            if (!none && known.size() < kFn40Devices) known.insert(mac);
+            if (!none && known.size() < kMaxFn40Devices) known.insert(mac);
             if (!none) seen.insert(mac);
         }
     }

@@ -85,7 +85,7 @@ void LogNames::Enforcing()
 
 void LogNames::Devices()
 {
-    StartSubdev();
+    EXPECT_EQ(0, StartSubdev());
     SubdevStop();
     static SubdevReport report;
     l_debug = 1;
@@ -106,11 +106,11 @@ void LogNames::Online()
     Fn39UpdateMac();
     Fn39LoadMac();
     FakeFailAllocation(1);
-    Fn39Init();
+    EXPECT_EQ(-1, Fn39Init());
     FakeFailThreadStart(1, EAGAIN);
-    Fn39Init();
+    EXPECT_EQ(-1, Fn39Init());
     CommClientReg = 1;
-    Fn39Init();
+    EXPECT_EQ(0, Fn39Init());
     CommClientReg = 0;
 
     const auto handle = [](Bytes message, size_t length) {
@@ -121,7 +121,7 @@ void LogNames::Online()
     handle({1, 0}, 38);
     handle({1, 0}, 41);
     FakeFailThreadStart(1, EAGAIN);
-    Fn40Init();
+    EXPECT_EQ(-1, Fn40Init());
     Fn40Interval = 0;
     Fn40Cycle();
 }
