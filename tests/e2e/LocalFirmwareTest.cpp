@@ -19,7 +19,7 @@ void Check(LocalSession *local)
               local->platform.Wait("upload", {{"datatype", "17"}}).Text("text"));
 }
 
-TEST_F(LocalFirmware, AnUpdateIsHandedOverAndItsResultGoesUp)
+TEST_F(LocalFirmware, AnUpdateIsHandedOverAndItsResultIsReported)
 {
     LocalSession local;
     local.manager.Set("set firmware-result 7");
@@ -38,7 +38,7 @@ TEST_F(LocalFirmware, AnUpdateIsHandedOverAndItsResultGoesUp)
               local.platform.Wait("upload", {{"datatype", "17"}}).Text("text"));
 }
 
-TEST_F(LocalFirmware, AnUpdateWhoseTextsFillTheirFieldsOrAreNoneIsHandedOver)
+TEST_F(LocalFirmware, AnUpdateWithFullOrMissingTextsIsHandedOver)
 {
     LocalSession local;
     local.manager.Set("set firmware-result 0");

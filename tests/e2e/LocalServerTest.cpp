@@ -39,7 +39,7 @@ const Exchange kQueries[] = {
                      "00000000"}}},
 };
 
-TEST_F(LocalServer, EveryQueryIsAnsweredAsTheHouseholdHasIt)
+TEST_F(LocalServer, EveryQueryIsAnsweredFromTheHousehold)
 {
     LocalSession local;
     for (const Exchange &query : kQueries) {
@@ -79,7 +79,7 @@ TEST_F(LocalServer, SettingsReachTheHousehold)
     EXPECT_EQ(0u, local.manager.Count("bad-frame"));
 }
 
-TEST_F(LocalServer, ARefusalsStatusGoesUpAlone)
+TEST_F(LocalServer, ARefusalIsReportedAsItsStatusOnly)
 {
     LocalSession local;
     const Event refused = local.Ask("wifi-band 9");
@@ -100,7 +100,7 @@ TEST_F(LocalServer, WithoutAPeerEveryRequestFailsAtOnce)
 // ---- What the management process says by itself
 
 // Sequence and number of a report, two bytes each, and two of zero.
-TEST_F(LocalServer, AWanReportGoesUpWithItsAddressesTurned)
+TEST_F(LocalServer, AWanReportIsSentWithItsAddressesTurned)
 {
     LocalSession local;
     local.manager.Command("report wan mtu=1400 services=258");
@@ -124,7 +124,7 @@ TEST_F(LocalServer, AWanReportGoesUpWithItsAddressesTurned)
     EXPECT_EQ("02:1a:2b:00:00:01", upload.Text("mac"));
 }
 
-TEST_F(LocalServer, JsonReportsGoUpBehindTheirHeaderAndAreNumberedTogether)
+TEST_F(LocalServer, JsonReportsAreSentAfterTheirHeaderAndShareOneCounter)
 {
     LocalSession local;
     local.manager.Command("report 84 {\"cpu\":1}");
@@ -167,7 +167,7 @@ TEST_F(LocalServer, ATypeOneReportIsNotRepeatedWithinTwoMinutesNorAnyWithinFiveS
     EXPECT_EQ(3u, local.agent.CountLog("ERROR: type1 report error!"));
 }
 
-TEST_F(LocalServer, ReportsOfTypesTwoAndThreeHaveToKeepTheirDistance)
+TEST_F(LocalServer, ReportsOfTypesTwoAndThreeThatComeTooSoonAreDropped)
 {
     LocalSession local;
     for (const char *type : {"2", "3"}) {
@@ -187,7 +187,7 @@ TEST_F(LocalServer, ReportsOfTypesTwoAndThreeHaveToKeepTheirDistance)
     local.agent.WaitLog("ERROR: type error!");
 }
 
-TEST_F(LocalServer, DevicesThatComeOnlineGoUpOneByOne)
+TEST_F(LocalServer, DevicesThatComeOnlineAreReportedOneByOne)
 {
     LocalSession local;
     local.manager.Command("devices online 02:1a:2b:00:00:31=laptop 02:1a:2b:00:00:32=phone");
@@ -214,7 +214,7 @@ TEST_F(LocalServer, DevicesThatComeOnlineGoUpOneByOne)
     EXPECT_EQ(2u, local.platform.Count("upload", {{"datatype", "40"}}));
 }
 
-TEST_F(LocalServer, ThePluginStateIsToldWhenAskedForRightly)
+TEST_F(LocalServer, ThePluginStateIsSentToAValidQuery)
 {
     LocalSession local;
     local.manager.Command("plugin-state");
@@ -225,7 +225,7 @@ TEST_F(LocalServer, ThePluginStateIsToldWhenAskedForRightly)
     local.agent.WaitLog("Old plugin no plugin state notice.");
 }
 
-TEST_F(LocalServer, TheResultOfAFirmwareUpdateGoesUp)
+TEST_F(LocalServer, TheResultOfAFirmwareUpdateIsReported)
 {
     LocalSession local;
     local.manager.Command("firmware-result 0");

@@ -97,7 +97,7 @@ TEST_F(LocalSocket, AnAgentThatFindsAnotherOneEndsAndTheOtherDoesNotNotice)
     EXPECT_EQ("on", session.platform.Wait("reply").Text("fields.switch"));
 }
 
-TEST_F(LocalSocket, OfAnAgentThatWasKilledIsReplaced)
+TEST_F(LocalSocket, OfAKilledAgentIsReplaced)
 {
     {
         RunningSession session;
@@ -108,7 +108,7 @@ TEST_F(LocalSocket, OfAnAgentThatWasKilledIsReplaced)
     const LocalSession local;
 }
 
-TEST_F(LocalSocket, OfAStrangerIsReplaced)
+TEST_F(LocalSocket, OfAnotherUserIsReplaced)
 {
     if (geteuid() != 0) GTEST_SKIP() << "needs root";
     std::filesystem::permissions("/tmp", std::filesystem::perms(01777));
@@ -124,7 +124,7 @@ TEST_F(LocalSocket, OfAStrangerIsReplaced)
     EXPECT_EQ(geteuid(), status.st_uid);
 }
 
-TEST_F(LocalSocket, IsMadeOnceAFolderIsOutOfTheWay)
+TEST_F(LocalSocket, IsMadeOnceAFolderAtThePathIsGone)
 {
     std::filesystem::create_directories(std::string(kSocket) + "/planted");
     RunningSession session;
@@ -138,7 +138,7 @@ TEST_F(LocalSocket, IsMadeOnceAFolderIsOutOfTheWay)
     session.ExpectAnswers();
 }
 
-TEST_F(LocalSocket, IsRemovedAtTheEndButNotWhatHasTakenItsPlace)
+TEST_F(LocalSocket, IsRemovedAtTheEndButNotAFileThatReplacedIt)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
         RunningSession session;

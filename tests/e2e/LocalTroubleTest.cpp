@@ -94,7 +94,7 @@ const WrongAnswer kUnusable[] = {
     {"announce=20000", "Receive  checkSum error."},  {"silent", "ERROR: request timeout!"},
 };
 
-TEST_F(LocalTrouble, AnAnswerThatIsNotInOrderIsNoneAndTheNextOneIs)
+TEST_F(LocalTrouble, AnInvalidAnswerIsIgnoredAndTheNextOneCounts)
 {
     LocalSession local;
     for (const WrongAnswer &wrong : kUnusable) {
@@ -111,7 +111,7 @@ TEST_F(LocalTrouble, AnAnswerThatIsNotInOrderIsNoneAndTheNextOneIs)
     EXPECT_EQ(std::size(kUnusable), local.agent.CountLog("ERROR: request timeout!"));
 }
 
-TEST_F(LocalTrouble, AnAnswerMayHave3999BytesBehindItsStatus)
+TEST_F(LocalTrouble, AnAnswerMayHave3999BytesAfterItsStatus)
 {
     LocalSession local;
     local.manager.Set("misbehave oversized=4014 1"); // header, status and 3999 bytes
@@ -121,7 +121,7 @@ TEST_F(LocalTrouble, AnAnswerMayHave3999BytesBehindItsStatus)
     local.agent.WaitLog("ERROR: receive data too large!");
 }
 
-TEST_F(LocalTrouble, ALateAnswerIsTakenWithinTenSecondsAndNotForAnotherQuestion)
+TEST_F(LocalTrouble, ALateAnswerCountsWithinTenSecondsAndForItsOwnRequestOnly)
 {
     LocalSession local;
     local.manager.Set("misbehave late@mesh=0.2 1"); // four seconds
@@ -135,7 +135,7 @@ TEST_F(LocalTrouble, ALateAnswerIsTakenWithinTenSecondsAndNotForAnotherQuestion)
     EXPECT_EQ("70", local.Ask("roaming-threshold").Text("fields.first"));
 }
 
-TEST_F(LocalTrouble, TwoFramesInOneWriteAreBothTaken)
+TEST_F(LocalTrouble, TwoFramesInOneWriteAreBothHandled)
 {
     LocalSession local;
     local.manager.Set("misbehave two-in-one 1");
@@ -148,7 +148,7 @@ TEST_F(LocalTrouble, TwoFramesInOneWriteAreBothTaken)
                   local.platform.Wait("upload", {{"datatype", "84"}}).Text("payload").substr(0, 4));
 }
 
-TEST_F(LocalTrouble, AFrameInTwoPartsIsLostAndTheNextOneIsNot)
+TEST_F(LocalTrouble, AFrameInTwoPartsIsLostAndTheNextOneCounts)
 {
     LocalSession local;
     local.manager.Set("misbehave split=0.1 1");
@@ -156,7 +156,7 @@ TEST_F(LocalTrouble, AFrameInTwoPartsIsLostAndTheNextOneIsNot)
     EXPECT_EQ("on", local.Ask("mesh").Text("fields.switch"));
 }
 
-TEST_F(LocalTrouble, AFrameThatStaysCutOffBehindAnotherSwallowsNoneThatFollow)
+TEST_F(LocalTrouble, ACutOffFrameAfterAnotherSwallowsNoLaterFrame)
 {
     LocalSession local;
     // A question for the plugin's state that is not one, and the beginning of a report that announces 8000 bytes.
@@ -170,7 +170,7 @@ TEST_F(LocalTrouble, AFrameThatStaysCutOffBehindAnotherSwallowsNoneThatFollow)
     }
 }
 
-TEST_F(LocalTrouble, AnAnswerToWhatADutyHasAskedIsNotThatOfACommand)
+TEST_F(LocalTrouble, TheAnswerToADutyIsNotTheAnswerToACommand)
 {
     LocalSession local;
     local.manager.Set("misbehave late@mesh=0.3 1"); // six seconds
@@ -182,7 +182,7 @@ TEST_F(LocalTrouble, AnAnswerToWhatADutyHasAskedIsNotThatOfACommand)
     EXPECT_EQ(1u, local.manager.Count("answered", {{"name", "mesh"}}));
 }
 
-TEST_F(LocalTrouble, MoreFramesAtOnceThanTheQueueHoldsAreLostAndTheNextOneIsNot)
+TEST_F(LocalTrouble, FramesBeyondTheQueuesRoomAreLostAndTheNextOneCounts)
 {
     LocalSession local;
     local.manager.Command("burst 20 report 86 {\"n\":1}");
@@ -195,7 +195,7 @@ TEST_F(LocalTrouble, MoreFramesAtOnceThanTheQueueHoldsAreLostAndTheNextOneIsNot)
 
 // ---- Connections
 
-TEST_F(LocalTrouble, APeerThatLeavesInTheMiddleOfAQuestionMayComeBack)
+TEST_F(LocalTrouble, APeerThatLeavesDuringARequestMayReconnect)
 {
     LocalSession local;
     for (const char *way : {"disconnect", "close-mid-frame"}) {
@@ -212,7 +212,7 @@ TEST_F(LocalTrouble, APeerThatLeavesInTheMiddleOfAQuestionMayComeBack)
     EXPECT_EQ(0u, local.agent.CountLog("link quntity is large."));
 }
 
-TEST_F(LocalTrouble, TheManagerIsThereAgainWhenTheAgentIs)
+TEST_F(LocalTrouble, TheManagerReconnectsToARestartedAgent)
 {
     Manager manager;
     EXPECT_EQ("there is no socket", manager.Wait("waiting").Text("reason"));
@@ -229,7 +229,7 @@ TEST_F(LocalTrouble, TheManagerIsThereAgainWhenTheAgentIs)
     EXPECT_EQ("on", platform.Wait("reply").Text("fields.switch"));
 }
 
-TEST_F(LocalTrouble, PeersWithoutAByteCostNothing)
+TEST_F(LocalTrouble, PeersThatSendNothingCostNothing)
 {
     RunningSession session;
     size_t from = 0;
@@ -246,7 +246,7 @@ TEST_F(LocalTrouble, PeersWithoutAByteCostNothing)
     EXPECT_EQ("on", session.platform.Wait("reply").Text("fields.switch"));
 }
 
-TEST_F(LocalTrouble, ASecondPeerIsShutOutAndAThirdWaitsFiveSecondsForIt)
+TEST_F(LocalTrouble, ASecondPeerIsRefusedAndAThirdWaitsFiveSeconds)
 {
     LocalSession local;
     BarePeer second;
@@ -261,7 +261,7 @@ TEST_F(LocalTrouble, ASecondPeerIsShutOutAndAThirdWaitsFiveSecondsForIt)
 }
 
 // The agent's time runs so fast that its pause of a second between two peers is five milliseconds.
-TEST_F(LocalTrouble, AThousandPeersInARowLeaveNothingBehind)
+TEST_F(LocalTrouble, AThousandPeersInARowLeakNothing)
 {
     AgentOptions options;
     options.clock = 200;

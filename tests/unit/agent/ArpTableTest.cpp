@@ -43,7 +43,7 @@ TEST(ArpTable, TakesTheFirstAndTheFourthFieldOfALine)
                    "10.0.0.255       0x1         0x0         FF:Ee:dD:cc:BB:aa     *        eth0.2\n"));
 }
 
-TEST(ArpTable, BlanksMayBeAnyAndTheRestOfTheLineMayBeMissing)
+TEST(ArpTable, AnyBlanksSeparateFieldsAndTheRestOfTheLineMayBeMissing)
 {
     for (const char *line :
          {"192.168.1.20 0x1 0x2 02:1a:2b:00:00:14", "192.168.1.20 0x1 0x2 02:1a:2b:00:00:14\n",
@@ -52,7 +52,7 @@ TEST(ArpTable, BlanksMayBeAnyAndTheRestOfTheLineMayBeMissing)
         EXPECT_EQ(Entries{kEntry}, Read(line)) << line;
 }
 
-TEST(ArpTable, LinesThatAreNoEntriesAreSkipped)
+TEST(ArpTable, InvalidLinesAreSkipped)
 {
     const std::string lines[] = {"",
                                  " ",
@@ -82,7 +82,7 @@ TEST(ArpTable, LinesThatAreNoEntriesAreSkipped)
     }
 }
 
-TEST(ArpTable, ABadLineLeavesTheEntryAlone)
+TEST(ArpTable, AnInvalidLineLeavesTheEntryUnchanged)
 {
     ArpEntry entry = {{1, 2, 3, 4}, {1, 2, 3, 4, 5, 6}};
     char line[] = "192.168.1.20 0x1 0x2 02:1a:2b:00:00:1g *";
@@ -90,7 +90,7 @@ TEST(ArpTable, ABadLineLeavesTheEntryAlone)
     EXPECT_EQ("1.2.3.4 01:02:03:04:05:06", Shown(entry));
 }
 
-TEST(ArpTable, OfALineThatIsTooLongOnly158BytesAreLookedAt)
+TEST(ArpTable, Only158BytesOfALineAreRead)
 {
     const std::string entry = " 0x1 0x2 02:1a:2b:00:00:14";
     const std::string blanks(158 - 12 - entry.size(), ' ');
@@ -108,7 +108,7 @@ TEST(ArpTable, ANulEndsALineForItsReaderButNotTheTable)
     EXPECT_EQ(Entries{kEntry}, Read(std::string(kTable, sizeof kTable - 1)));
 }
 
-TEST(ArpTable, LinesMayLieAcrossTheEndsOfReads)
+TEST(ArpTable, LinesMayContinueInTheNextRead)
 {
     std::string table;
     Entries entries;

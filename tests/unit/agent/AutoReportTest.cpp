@@ -89,7 +89,7 @@ constexpr char kNothingConfigured[] = "-1 0 -1 -1 -1 ''";
 
 // ---- The platform's configuration ----
 
-TEST_F(AutoReport, TheConfigurationGoesToThePeerWithThisRoutersTimes)
+TEST_F(AutoReport, TheConfigurationIsSentToThePeerWithTheTimesOfThisRouter)
 {
     EXPECT_EQ(R"({"timestamp":1700000000,"referNum":100,"interval1":5,"interval2":1440,"interval3":30,"serverDiff":0,)"
               R"("dayReportTime":"1699958880.000000","cycleReportStart":"1700001810.000000","save":1})",
@@ -106,7 +106,7 @@ TEST_F(AutoReport, TheRequestIsFuncId88)
     EXPECT_EQ(Hex("5A5A 5800 01000000"), Bytes(frame.begin(), frame.begin() + 8));
 }
 
-TEST_F(AutoReport, TheConfigurationIsLoggedAsItCameAndAsItGoes)
+TEST_F(AutoReport, TheConfigurationIsLoggedAsReceivedAndAsSent)
 {
     Accepted(R"({"referNum":5})");
     const std::string log = Log();
@@ -126,7 +126,7 @@ TEST_F(AutoReport, WithoutEitherReportNoTimeStampIsNeededAndAllTimesAre0)
               Accepted(R"({"referNum":5,"timestamp":1})"));
 }
 
-TEST_F(AutoReport, AnIntervalOtherThanADayNeedsATimeStampAllTheSame)
+TEST_F(AutoReport, AnIntervalOtherThanADayNeedsATimeStampToo)
 {
     ExpectRefused(R"({"referNum":5,"interval2":1})", "Calibration time error !!!!!!");
     EXPECT_EQ(R"({"referNum":5,"interval2":1,"timestamp":1700000003,"serverDiff":3,"dayReportTime":"0.000000",)"
@@ -195,13 +195,13 @@ TEST_F(AutoReport, OnlyTheAnnouncedLengthOfTheTextCounts)
     EXPECT_EQ(0, set.get());
 }
 
-TEST_F(AutoReport, WhatIsNoJsonIsRefused)
+TEST_F(AutoReport, ATextThatIsNoJsonIsRefused)
 {
     for (const char *text : {"no JSON", "{\"referNum\":5", "{\"referNum\":5}}", "{\"referNum\":5} and more", "  "})
         ExpectRefused(text, "");
 }
 
-TEST_F(AutoReport, BlanksBehindTheClosingBraceAreNotSentOn)
+TEST_F(AutoReport, BlanksAfterTheClosingBraceAreNotSent)
 {
     EXPECT_EQ(0u, Accepted("{\"referNum\":5}\r\n ").find(R"({"referNum":5,"serverDiff":0,)"));
 }
@@ -235,7 +235,7 @@ TEST_F(AutoReport, ThePlatformsConfigurationIsKeptEvenWhenThePeerRefusesIt)
     EXPECT_EQ(30, intervalFlag3);
 }
 
-TEST_F(AutoReport, ThePlatformsConfigurationReplacesTheOneBeforeWhole)
+TEST_F(AutoReport, ThePlatformsConfigurationReplacesTheWholePreviousOne)
 {
     Answer88(
         R"({"referNum":100,"serverDiff":7,"interval1":5,"interval2":1440,"interval3":30,"jumpTime":"8:00-22:00"})");
@@ -245,7 +245,7 @@ TEST_F(AutoReport, ThePlatformsConfigurationReplacesTheOneBeforeWhole)
     EXPECT_TRUE(Logged("Function 89 no config, no need calibration!"));
 }
 
-TEST_F(AutoReport, ARequestThatWouldBeTooLongLeavesTheConfigurationBefore)
+TEST_F(AutoReport, ARequestThatWouldBeTooLongKeepsThePreviousConfiguration)
 {
     Answer88(R"({"referNum":100,"serverDiff":7,"interval1":5,"interval2":0,"interval3":30,"jumpTime":"8:00-22:00"})");
     EXPECT_EQ(1, Set(R"({"referNum":5,"x":")" + std::string(399, 'x') + R"("})"));
@@ -253,7 +253,7 @@ TEST_F(AutoReport, ARequestThatWouldBeTooLongLeavesTheConfigurationBefore)
     EXPECT_EQ("100 7 5 0 30 '8:00-22:00'", ConfText());
 }
 
-TEST_F(AutoReport, TheAnswerToAnEarlierQuestionDoesNotReplaceThePlatformsConfiguration)
+TEST_F(AutoReport, ALateAnswerToAQueryDoesNotReplaceThePlatformsConfiguration)
 {
     auto question = std::async(std::launch::async, ComF_get_autoreport_conf);
     peer.Frame();

@@ -10,7 +10,7 @@ using ComAnswers = ComRequestsTest;
 
 // ---- Answers that come late, or to something else ----
 
-TEST_F(ComAnswers, AnAnswerFromBeforeTheRequestDoesNotCount)
+TEST_F(ComAnswers, AnAnswerBeforeTheRequestDoesNotCount)
 {
     AskedPeer::Answer(0, Hex("01"));
     FakeClockAuto(true);
@@ -20,7 +20,7 @@ TEST_F(ComAnswers, AnAnswerFromBeforeTheRequestDoesNotCount)
     EXPECT_EQ(10000, OsNowMs());
 }
 
-TEST_F(ComAnswers, AnAnswerThatComesLateIsTakenForThatOfTheNextRequestThatWaits)
+TEST_F(ComAnswers, ALateAnswerCountsForTheNextRequestThatWaits)
 {
     FakeClockAuto(true);
     uint8_t on = 0xEE;
@@ -33,7 +33,7 @@ TEST_F(ComAnswers, AnAnswerThatComesLateIsTakenForThatOfTheNextRequestThatWaits)
     EXPECT_EQ(1, on);
 }
 
-TEST_F(ComAnswers, AFrameThatIsNoAnswerEndsTheWaitWithTheAnswerBefore)
+TEST_F(ComAnswers, AFrameThatIsNoAnswerEndsTheWaitWithThePreviousAnswer)
 {
     AskedPeer::Answer(0, Hex("05"));
     uint8_t on = 0xEE;
@@ -46,7 +46,7 @@ TEST_F(ComAnswers, AFrameThatIsNoAnswerEndsTheWaitWithTheAnswerBefore)
 
 // ---- Longer answers ----
 
-TEST_F(ComAnswers, AnAnswersBytesAreAsManyAsCame)
+TEST_F(ComAnswers, AnAnswerHasAsManyBytesAsCame)
 {
     uint8_t out[8];
     memset(out, 0xEE, sizeof out);
@@ -61,7 +61,7 @@ TEST_F(ComAnswers, AnAnswersBytesAreAsManyAsCame)
     EXPECT_EQ(0u, came);
 }
 
-TEST_F(ComAnswers, AnAnswersBytesAreNoMoreThanThereIsRoomFor)
+TEST_F(ComAnswers, AnAnswerIsCutToTheRoomOfTheCaller)
 {
     uint8_t out[8];
     memset(out, 0xEE, sizeof out);
@@ -72,7 +72,7 @@ TEST_F(ComAnswers, AnAnswersBytesAreNoMoreThanThereIsRoomFor)
     EXPECT_EQ(Hex("01 02 EE"), Bytes(out, out + 3));
 }
 
-TEST_F(ComAnswers, AnAnswersLengthIsNotTrustedPastItsStore)
+TEST_F(ComAnswers, AnAnswerIsNeverReadPastItsBuffer)
 {
     static uint8_t out[0x10000];
     uint32_t came = 0;
@@ -91,7 +91,7 @@ TEST_F(ComAnswers, AnAnswersLengthIsNotTrustedPastItsStore)
 
 // ---- One request at a time ----
 
-TEST_F(ComAnswers, WhoeverAsksWhileAnotherDoesWaitsForHisAnswer)
+TEST_F(ComAnswers, ASecondRequesterWaitsForTheFirstOnesAnswer)
 {
     uint8_t on = 0xEE;
     auto command = std::async(std::launch::async, [&] { return ComF_get_mesh_switch(&on); });
@@ -115,7 +115,7 @@ TEST_F(ComAnswers, WhoeverAsksWhileAnotherDoesWaitsForHisAnswer)
     EXPECT_EQ(0, OsNowMs());
 }
 
-TEST_F(ComAnswers, ARequestThatTimesOutMakesRoomForTheNext)
+TEST_F(ComAnswers, AfterATimeoutTheNextRequestIsMade)
 {
     auto scan = std::async(std::launch::async, AskForMore<ComF_get_adj_wifi_info>);
     peer.Frame();
@@ -191,7 +191,7 @@ TEST_F(LinkedTest, TheEndOfTheSessionEndsBothWaitsForTheAskedPeer)
 
 // ---- What duties ask and commands do not ----
 
-TEST_F(ComAnswers, FramesOf88And997EndNoWaitForAnotherAnswer)
+TEST_F(ComAnswers, FramesOf88And997DoNotEndTheWaitForAnotherAnswer)
 {
     uint8_t on = 0xEE;
     auto asked = std::async(std::launch::async, [&] { return ComF_get_mesh_switch(&on); });
@@ -206,7 +206,7 @@ TEST_F(ComAnswers, FramesOf88And997EndNoWaitForAnotherAnswer)
     EXPECT_NE(7, on) << "nor is what they bring its answer";
 }
 
-TEST_F(ComAnswers, AFrameOf997DoesNotTakeBackTheAnswerToAnother)
+TEST_F(ComAnswers, AFrameOf997DoesNotRevokeTheAnswerToAnotherRequest)
 {
     const CommTurn turn(73);
     AskedPeer::Say(FUNCID_MESH, Hex("00 05"));

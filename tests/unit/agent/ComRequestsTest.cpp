@@ -63,7 +63,7 @@ const std::vector<Request> &Requests()
 
 // ---- CommSendCmd ----
 
-TEST_F(ComRequests, FuncIds0And1001FailWithoutTakingANumber)
+TEST_F(ComRequests, FuncIds0And1001FailWithoutUsingASequence)
 {
     for (const uint32_t id : {0u, 1001u, 0x10001u, 0xFFFFFFFFu}) {
         EXPECT_NE(0, CommSendCmd(id, "x", 1)) << id;
@@ -73,7 +73,7 @@ TEST_F(ComRequests, FuncIds0And1001FailWithoutTakingANumber)
     EXPECT_TRUE(peer.NothingSent());
 }
 
-TEST_F(ComRequests, FuncId40FailsAfterTakingANumber)
+TEST_F(ComRequests, FuncId40FailsAndUsesASequence)
 {
     EXPECT_NE(0, CommSendCmd(FUNCID_DEVICES, "x", 1));
     EXPECT_TRUE(Logged("]-> Error comm_subdev_report"));
@@ -81,7 +81,7 @@ TEST_F(ComRequests, FuncId40FailsAfterTakingANumber)
     EXPECT_TRUE(peer.NothingSent());
 }
 
-TEST_F(ComRequests, OtherFuncIdsWithoutARequestFailAfterTakingANumber)
+TEST_F(ComRequests, OtherFuncIdsWithoutARequestFailAndUseASequence)
 {
     uint32_t number = 0;
     for (const uint32_t id : {6u, 39u, 41u, 69u, 81u, 84u, 86u, 87u, 89u, 90u, 996u, 1000u}) {
@@ -92,7 +92,7 @@ TEST_F(ComRequests, OtherFuncIdsWithoutARequestFailAfterTakingANumber)
     EXPECT_TRUE(peer.NothingSent());
 }
 
-TEST_F(ComRequests, FuncIds1To4GoWithoutPayloadWhateverTheCallerPasses)
+TEST_F(ComRequests, FuncIds1To4HaveNoPayloadWhateverTheCallerPasses)
 {
     EXPECT_EQ(0, CommSendCmd(FUNCID_VERSION, "xyz", 3));
     EXPECT_TRUE(Logged("]-> comm_get_version"));
@@ -108,7 +108,7 @@ TEST_F(ComRequests, FuncIds1To4GoWithoutPayloadWhateverTheCallerPasses)
     EXPECT_EQ(Hex("5A5A 0400 04000000 00000000 0000"), peer.Frame());
 }
 
-TEST_F(ComRequests, FuncId5CarriesTwoBytesOfTheCallers)
+TEST_F(ComRequests, FuncId5HasTwoBytesOfTheCaller)
 {
     EXPECT_EQ(0, CommSendCmd(FUNCID_WAN_CONNECTIONS, "\xFF\x02\x07", 3));
     EXPECT_TRUE(Logged("]-> comm_get_wan_tcp_con_num"));
@@ -118,7 +118,7 @@ TEST_F(ComRequests, FuncId5CarriesTwoBytesOfTheCallers)
     EXPECT_TRUE(peer.NothingSent());
 }
 
-TEST_F(ComRequests, RequestsOfTheCallersBytesCarryAllOfThem)
+TEST_F(ComRequests, RequestsWithThePayloadOfTheCallerHaveAllOfIt)
 {
     uint8_t number = 0;
     for (const uint8_t id : {70, 72, 74, 76, 82, 88}) {
@@ -131,7 +131,7 @@ TEST_F(ComRequests, RequestsOfTheCallersBytesCarryAllOfThem)
     EXPECT_EQ(Hex("5A5A E703 07000000 03000000 8301 808182"), peer.Frame());
 }
 
-TEST_F(ComRequests, TheOthersCarryTheCharacterIWhateverTheCallerPasses)
+TEST_F(ComRequests, TheOtherRequestsHaveTheCharacterIWhateverTheCallerPasses)
 {
     uint8_t number = 0;
     for (const uint32_t id : {71u, 73u, 75u, 77u, 78u, 79u, 80u, 83u, 85u, 997u}) {
@@ -154,7 +154,7 @@ TEST_F(ComRequests, AFrameHasAtMost1500Bytes)
     EXPECT_TRUE(peer.NothingSent());
 }
 
-TEST_F(ComRequests, NumbersGoOnFromTheLargestTo0)
+TEST_F(ComRequests, TheSequenceWrapsFromTheLargestTo0)
 {
     CommTxSeq = 0xFFFFFFFE;
     EXPECT_EQ(0, CommSendCmd(FUNCID_MESH_SUPPORT, nullptr, 0));
@@ -163,7 +163,7 @@ TEST_F(ComRequests, NumbersGoOnFromTheLargestTo0)
     EXPECT_EQ(Hex("5A5A 4700 00000000 01000000 6900 69"), peer.Frame());
 }
 
-TEST_F(ComRequests, FramesOfSeveralThreadsLeaveWholeAndInTheOrderOfTheirNumbers)
+TEST_F(ComRequests, FramesOfSeveralThreadsAreSentWholeAndInTheOrderOfTheirSequences)
 {
     const int each = 100; // as many as the socket takes without being read
     const auto send = [] {
@@ -212,7 +212,7 @@ TEST_F(ComRequests, AWaitOfNoTicksReturns0AtOnce)
     EXPECT_EQ("", Log());
 }
 
-TEST_F(ComRequests, AWaitEndsAfter50MsATickAndAfterAMinuteAtMost)
+TEST_F(ComRequests, AWaitLasts50MsPerTickAndAMinuteAtMost)
 {
     FakeClockAuto(true);
     EXPECT_EQ(-1, Route_Wait(1));
@@ -226,7 +226,7 @@ TEST_F(ComRequests, AWaitEndsAfter50MsATickAndAfterAMinuteAtMost)
     EXPECT_EQ(50 + 10000 + 2 * 60000, OsNowMs());
 }
 
-TEST_F(ComRequests, AnAnswerThatIsThereEndsTheWaitBeforeItBegins)
+TEST_F(ComRequests, WithAnAnswerAlreadyThereTheWaitReturnsAtOnce)
 {
     AskedPeer::Answer(0, {});
     EXPECT_EQ(0, Route_Wait(200));
@@ -303,7 +303,7 @@ TEST_F(ComRequests, EachRequestReturnsAStatusOtherThan0AsItIs)
     }
 }
 
-TEST_F(ComRequests, EachRequestWaits10SecondsButTheScanAMinute)
+TEST_F(ComRequests, EachRequestWaits10SecondsAndTheScanAMinute)
 {
     FakeClockAuto(true);
     for (const Request &request : Requests()) {
@@ -329,7 +329,7 @@ TEST_F(ComRequests, WithoutAPeerEachRequestFailsAtOnce)
     EXPECT_TRUE(Logged("]-> ERROR: send set wan cfg command failed!"));
 }
 
-TEST_F(ComRequests, TheWanConfigurationGoesWithItsWholeRecord)
+TEST_F(ComRequests, TheWanConfigurationIsSentAsAWholeRecord)
 {
     for (size_t i = 0; i < sizeof s_wan; i++) s_wan[i] = static_cast<uint8_t>(i);
     int result = -1;
@@ -340,7 +340,7 @@ TEST_F(ComRequests, TheWanConfigurationGoesWithItsWholeRecord)
     EXPECT_TRUE(Logged("]-> set wan configure"));
 }
 
-TEST_F(ComRequests, TheConfigurationOfAutoReportsTellsWhenItHasCome)
+TEST_F(ComRequests, TheAutoReportConfigurationIsLoggedWhenItHasCome)
 {
     int result = -1;
     Exchange([] { return ComF_get_autoreport_conf(); }, 0, {}, &result);

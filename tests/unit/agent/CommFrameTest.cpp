@@ -54,7 +54,7 @@ TEST_F(LocalFrames, AreNumberedFromOne)
     EXPECT_EQ(Hex("5A 5A 01 00 04 03 02 01"), Bytes(buffer, buffer + 8));
 }
 
-TEST_F(LocalFrames, AreSealedWithLengthAndChecksumOfWhatStandsInThem)
+TEST_F(LocalFrames, AreCompletedWithTheLengthAndChecksumOfTheirPayload)
 {
     Bytes buffer(32, 0xEE);
     CommFrameHead(buffer.data(), 71);
@@ -79,7 +79,7 @@ TEST_F(LocalFrames, TheChecksumAddsBytesWithoutSignModulo65536)
     EXPECT_EQ(0x766A, CommChecksum(many.data(), many.size()));
 }
 
-TEST_F(LocalFrames, AreNotWrittenWhereTheyDoNotFit)
+TEST_F(LocalFrames, AreNotWrittenToABufferThatIsTooShort)
 {
     Bytes buffer(1500, 0xEE);
     const Bytes payload(1487, 1);
@@ -94,7 +94,7 @@ TEST_F(LocalFrames, AreNotWrittenWhereTheyDoNotFit)
 
 // ---- Checking ----
 
-TEST_F(LocalFrames, InOrderAreTakenApart)
+TEST_F(LocalFrames, ThatAreValidAreParsed)
 {
     ASSERT_TRUE(Check(Hex("5A 5A E7 03 04 03 02 01 02 00 00 00 80 01  FF 81")));
     EXPECT_EQ(999, frame.funcId);
@@ -177,13 +177,13 @@ TEST_F(LocalFrames, ThatDeclareNoPayloadNeedChecksumZero)
     ExpectError("Receive  checkSum error.");
 }
 
-TEST_F(LocalFrames, MayDeclareLessThanCame)
+TEST_F(LocalFrames, MayDeclareFewerBytesThanCame)
 {
     EXPECT_TRUE(Check(Hex("5A 5A 47 00 07 00 00 00 01 00 00 00 69 00  69 FF FF")));
     EXPECT_EQ(1u, frame.length);
 }
 
-TEST_F(LocalFrames, MayDeclareMoreThanCameAndThenTheRestOfTheSlotCounts)
+TEST_F(LocalFrames, ThatDeclareMoreBytesThanCameUseTheRestOfTheSlot)
 {
     slot = Slot(Hex("5A 5A 47 00 07 00 00 00 04 00 00 00 6C 00  69"));
     slot[4 + 14 + 3] = 3; // from a frame before
@@ -191,7 +191,7 @@ TEST_F(LocalFrames, MayDeclareMoreThanCameAndThenTheRestOfTheSlotCounts)
     EXPECT_EQ(4u, frame.length);
 }
 
-TEST_F(LocalFrames, MayDeclareTheWholeSlotAndNoByteMore)
+TEST_F(LocalFrames, MayDeclareAtMostTheWholeSlot)
 {
     // The slot has 8200 bytes, 4 of them its length and 14 the header: 8182 = 0x1FF6.
     EXPECT_TRUE(Check(Hex("5A 5A 47 00 07 00 00 00 F6 1F 00 00 69 00  69")));
@@ -203,7 +203,7 @@ TEST_F(LocalFrames, MayDeclareTheWholeSlotAndNoByteMore)
     EXPECT_EQ(9u, CommRxSeq);
 }
 
-TEST_F(LocalFrames, FailAtTheFirstFaultInTheOrderLengthHeadSequenceChecksum)
+TEST_F(LocalFrames, AreCheckedInTheOrderLengthHeadSequenceChecksum)
 {
     Bytes read = Hex("00 5A 01 00 00 00 00 00 00 00 00 00 09 00");
     EXPECT_FALSE(Check(read));
@@ -230,7 +230,7 @@ TEST_F(LocalFrames, AReadWithOneFrameIsOneItem)
     EXPECT_EQ(15u, Cut(Hex(kFirst), true));
 }
 
-TEST_F(LocalFrames, AHeadBehindAWholeFrameBeginsANewItem)
+TEST_F(LocalFrames, AHeadAfterAWholeFrameStartsANewItem)
 {
     EXPECT_EQ(15u, Cut(Hex(kFirst) + Hex(kSecond), false));
     EXPECT_EQ(16u, Cut(Hex(kSecond) + Hex(kFirst), true));
@@ -238,21 +238,21 @@ TEST_F(LocalFrames, AHeadBehindAWholeFrameBeginsANewItem)
     EXPECT_EQ(15u, Cut(Hex(kFirst) + Hex("5A"), false));
 }
 
-TEST_F(LocalFrames, OtherBytesBehindAFrameStayWithIt)
+TEST_F(LocalFrames, OtherBytesAfterAFrameStayInItsItem)
 {
     EXPECT_EQ(17u, Cut(Hex(kFirst) + Hex("00 5A"), false));
     EXPECT_EQ(17u, Cut(Hex(kFirst) + Hex("5A 00"), false));
     EXPECT_EQ(31u, Cut(Hex(kFirst) + Hex("00") + Hex(kFirst), true));
 }
 
-TEST_F(LocalFrames, HeadsInsideAPayloadDoNotCutIt)
+TEST_F(LocalFrames, AHeadInsideAPayloadStartsNoItem)
 {
     const Bytes nested = LocalFrame(84, 1, Hex(kFirst));
     EXPECT_EQ(29u, Cut(nested, false));
     EXPECT_EQ(29u, Cut(nested + Hex(kSecond), false));
 }
 
-TEST_F(LocalFrames, WhatAReadBeginsWithIsNotWaitedFor)
+TEST_F(LocalFrames, TheFirstFrameOfAReadIsNotWaitedFor)
 {
     const Bytes whole = Hex(kSecond);
     for (size_t size = 1; size < whole.size(); size++)
@@ -267,7 +267,7 @@ TEST_F(LocalFrames, AFurtherFrameIsWaitedForUntilItIsWhole)
     EXPECT_EQ(16u, Cut(whole, true));
 }
 
-TEST_F(LocalFrames, AFurtherFrameThatAnnouncesMoreThanAFrameMayHaveIsNotWaitedFor)
+TEST_F(LocalFrames, AFurtherFrameThatDeclaresTooManyBytesIsNotWaitedFor)
 {
     EXPECT_EQ(0u, Cut(Hex("5A 5A 47 00 07 00 00 00 96 1F 00 00 69 00  69"), true));  // 8086 = 0x1F96
     EXPECT_EQ(15u, Cut(Hex("5A 5A 47 00 07 00 00 00 97 1F 00 00 69 00  69"), true)); // 8087
@@ -281,7 +281,7 @@ TEST_F(LocalFrames, BytesThatAreNoFrameAreOneItem)
     EXPECT_EQ(3u, Cut(Hex("5A 00 5A"), true));
 }
 
-TEST_F(LocalFrames, AStrayHeadByteInFrontOfAFurtherFrameIsAnItemOfItsOwn)
+TEST_F(LocalFrames, AStrayHeadByteBeforeAFurtherFrameIsAnItemOfItsOwn)
 {
     EXPECT_EQ(1u, Cut(Hex("5A") + Hex(kFirst), true));
     EXPECT_EQ(16u, Cut(Hex("5A") + Hex(kFirst), false));

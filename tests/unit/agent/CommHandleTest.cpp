@@ -24,7 +24,7 @@ class CommHandle : public HandleTest
 
 // ---- Which frames are handled ----
 
-TEST_F(CommHandle, FramesAreDroppedWithoutAWordWhileNotLoggedIn)
+TEST_F(CommHandle, FramesAreDroppedSilentlyWhileNotLoggedIn)
 {
     mLogin = 0;
     Handle(FUNCID_MESH_SUPPORT, Hex("00 01"));
@@ -51,7 +51,7 @@ TEST_F(CommHandle, AFrameThatFailsACheckDoesNothingAndAnnouncesNothing)
     ExpectNothingSent();
 }
 
-TEST_F(CommHandle, EveryFrameInOrderIsAnnouncedWhateverItIs)
+TEST_F(CommHandle, EveryValidFrameIsAnnouncedWhateverItsFuncId)
 {
     for (uint16_t id : {0, 1, 5, 6, 39, 40, 41, 69, 70, 81, 84, 86, 87, 88, 89, 90, 996, 997, 998, 999, 1000, 65535}) {
         CommReceived = 0;
@@ -60,7 +60,7 @@ TEST_F(CommHandle, EveryFrameInOrderIsAnnouncedWhateverItIs)
     }
 }
 
-TEST_F(CommHandle, FuncIdsWithoutAMeaningAreErrors)
+TEST_F(CommHandle, UnknownFuncIdsAreErrors)
 {
     for (uint16_t id : {0, 6, 39, 41, 69, 87, 90, 996, 1000, 65535}) {
         Handle(id, {0});
@@ -70,7 +70,7 @@ TEST_F(CommHandle, FuncIdsWithoutAMeaningAreErrors)
     ExpectNothingSent();
 }
 
-TEST_F(CommHandle, AnswersToTheFirstFiveRequestsAreOnlyNoted)
+TEST_F(CommHandle, AnswersToTheFirstFiveRequestsAreOnlyLogged)
 {
     const char *const names[] = {"comm_get_version", "comm_get_base_info", "comm_get_wan_cfg", "comm_get_wans_cfg",
                                  "comm_get_wan_tcp_con_num"};
@@ -93,13 +93,13 @@ TEST_F(CommHandle, AnAnswerIsKeptWithItsLengthAndANul)
     }
 }
 
-TEST_F(CommHandle, AnAnswerOfAStatusAloneHasNoBytes)
+TEST_F(CommHandle, AnAnswerWithOnlyAStatusHasNoBytes)
 {
     Handle(FUNCID_SET_MESH, Hex("00"));
     EXPECT_EQ(Hex("00 01 00 00 EE"), RxData(5));
 }
 
-TEST_F(CommHandle, AnAnswerThatFailsChangesTheStatusAlone)
+TEST_F(CommHandle, AnAnswerWithAnErrorStatusChangesOnlyTheStatus)
 {
     Handle(FUNCID_MESH_TOPOLOGY, Hex("00 A1 A2"));
     Handle(FUNCID_MESH_TOPOLOGY, Hex("07 B1 B2 B3"));
@@ -141,7 +141,7 @@ TEST_F(CommHandle, AnAnswerThatDeclaresTheWholeSlotStaysInsideIt)
     EXPECT_EQ(Hex("01 EE EE EE"), RxData(4));
 }
 
-TEST_F(CommHandle, TheAnswerWakesWhoeverWaitsForItAtOnce)
+TEST_F(CommHandle, TheAnswerWakesTheWaitingRequesterAtOnce)
 {
     Running requester([] {
         OsGuard guard(&gCommAnswer);
@@ -168,7 +168,7 @@ TEST_F(CommHandle, DevicesGoToTheFunction40Filter)
     EXPECT_EQ(Hex("EE EE"), RxData(2));
 }
 
-TEST_F(CommHandle, DevicesThatNobodyTakesAreDropped)
+TEST_F(CommHandle, DevicesWithoutAHandlerAreDropped)
 {
     CommOnDevices(nullptr);
     Handle(FUNCID_DEVICES, Hex("01 00  02 AA BB CC DD 02") + Bytes(32, 0x20) + Bytes{1});
@@ -177,7 +177,7 @@ TEST_F(CommHandle, DevicesThatNobodyTakesAreDropped)
     ExpectNothingSent();
 }
 
-TEST_F(CommHandle, TheAutoReportConfigurationIsTaken)
+TEST_F(CommHandle, TheAutoReportConfigurationIsKept)
 {
     CommReceived = 0;
     Handle(FUNCID_AUTO_REPORT_CONFIG,
@@ -190,13 +190,13 @@ TEST_F(CommHandle, TheAutoReportConfigurationIsTaken)
     EXPECT_EQ(Hex("EE EE"), RxData(2));
 }
 
-TEST_F(CommHandle, AQueryOfThePluginStateThatCannotBeAnsweredIsAnError)
+TEST_F(CommHandle, APluginStateQueryThatCannotBeAnsweredIsAnError)
 {
     Handle(FUNCID_PLUGIN_STATE, Text("i"));
     EXPECT_TRUE(Logged("CommHandleProc", "ERROR: send plugin state failed!")); // there is no peer
 }
 
-TEST_F(CommHandle, AQueryOfThePluginStateWithAnotherMarkIsAnOldPlugins)
+TEST_F(CommHandle, APluginStateQueryWithAnotherMarkComesFromAnOldPlugin)
 {
     Handle(FUNCID_PLUGIN_STATE, Text("x"));
     EXPECT_TRUE(Logged("CommHandleProc", "Old plugin no plugin state notice."));

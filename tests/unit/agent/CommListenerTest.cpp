@@ -121,7 +121,7 @@ TEST_F(CommListener, OwnerAndGroupMayUseTheSocketWhateverTheUmask)
     }
 }
 
-TEST_F(CommListener, ALeftOverSocketIsReplaced)
+TEST_F(CommListener, ASocketLeftFromAnEarlierRunIsReplaced)
 {
     close(SocketThere(SOCK_STREAM, true));
     ExpectListens();
@@ -137,7 +137,7 @@ TEST_F(CommListener, AFileOrALinkIsReplaced)
     ExpectListens();
 }
 
-TEST_F(CommListener, ASocketThatAnotherAgentListensAtIsLeftToIt)
+TEST_F(CommListener, ASocketThatAnotherAgentListensOnIsNotTouched)
 {
     const int other = SocketThere(SOCK_STREAM, true);
     fcntl(other, F_SETFL, O_NONBLOCK);
@@ -149,14 +149,14 @@ TEST_F(CommListener, ASocketThatAnotherAgentListensAtIsLeftToIt)
     ExpectListens();
 }
 
-TEST_F(CommListener, ASocketOfAnotherKindIsReplaced)
+TEST_F(CommListener, ASocketOfAnotherTypeIsReplaced)
 {
     const int other = SocketThere(SOCK_DGRAM, false);
     ExpectListens();
     close(other);
 }
 
-TEST_F(CommListener, AStrangersSocketIsReplacedWhetherHeListensOrNot)
+TEST_F(CommListener, TheSocketOfAnotherUserIsReplacedEvenIfItListens)
 {
     if (geteuid() != 0) GTEST_SKIP() << "needs root";
     for (const bool listens : {true, false}) {
@@ -168,7 +168,7 @@ TEST_F(CommListener, AStrangersSocketIsReplacedWhetherHeListensOrNot)
     }
 }
 
-TEST_F(CommListener, WhatWeListenAtIsOursWhoeverTheFileBelongsTo)
+TEST_F(CommListener, ASocketThatListensForUsIsOursEvenIfTheFileBelongsToAnotherUser)
 {
     if (geteuid() != 0) GTEST_SKIP() << "needs root";
     const int other = SocketThere(SOCK_STREAM, true);
@@ -177,7 +177,7 @@ TEST_F(CommListener, WhatWeListenAtIsOursWhoeverTheFileBelongsTo)
     close(other);
 }
 
-TEST_F(CommListener, AFolderInTheWayIsLeftAlone)
+TEST_F(CommListener, AFolderAtThePathIsNotTouched)
 {
     const std::string inside = std::string(kPathCommServer) + "/planted";
     std::filesystem::create_directories(inside);
@@ -186,7 +186,7 @@ TEST_F(CommListener, AFolderInTheWayIsLeftAlone)
     EXPECT_TRUE(std::filesystem::exists(inside));
 }
 
-TEST_F(CommListener, ASocketThatCannotBeListenedAtIsTakenAwayAgain)
+TEST_F(CommListener, ASocketIsRemovedWhenListenFails)
 {
     FakeFailListen();
     EXPECT_EQ(kCommListenFailed, CommListen());
@@ -194,7 +194,7 @@ TEST_F(CommListener, ASocketThatCannotBeListenedAtIsTakenAwayAgain)
     EXPECT_EQ(0u, InodeThere());
 }
 
-TEST_F(CommListener, WhatHasTakenThePlaceOfOurSocketIsNotRemoved)
+TEST_F(CommListener, AFileThatReplacedOurSocketIsNotRemoved)
 {
     const int fd = CommListen();
     ASSERT_GE(fd, 0);

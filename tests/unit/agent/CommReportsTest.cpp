@@ -29,7 +29,7 @@ class CommReports : public HandleTest
 
 // ---- Headers ----
 
-TEST_F(CommReports, JsonReportsGoUpBehindEightBytes)
+TEST_F(CommReports, JsonReportsAreSentAfterAHeaderOfEightBytes)
 {
     Handle(FUNCID_REPORT_84, Text("{}"));
     ExpectReport(84, Hex("01 00  54 00  00 00  02 00  7B 7D"));
@@ -37,19 +37,19 @@ TEST_F(CommReports, JsonReportsGoUpBehindEightBytes)
     ExpectReport(86, Hex("02 00  56 00  00 00  03 00  5B 31 5D"));
 }
 
-TEST_F(CommReports, RecordsGoUpBehindSixBytes)
+TEST_F(CommReports, RecordsAreSentAfterAHeaderOfSixBytes)
 {
     Handle(FUNCID_WAN_REPORT, Hex("01 02 03"));
     ExpectReport(81, Hex("01 00  51 00  00 00  01 02 03"));
 }
 
-TEST_F(CommReports, TypedReportsGoUpBehindEightBytes)
+TEST_F(CommReports, TypedReportsAreSentAfterAHeaderOfEightBytes)
 {
     Handle(FUNCID_TYPED_REPORT, Hex("02 AA"));
     ExpectReport(89, Hex("01 00  59 00  00 00  02 00  02 AA"));
 }
 
-TEST_F(CommReports, AllKindsShareOneCounterThatWraps)
+TEST_F(CommReports, AllReportsShareOneCounterThatWraps)
 {
     autoReportSeq = 0xFFFE;
     Handle(FUNCID_WAN_REPORT, {1});
@@ -62,21 +62,21 @@ TEST_F(CommReports, AllKindsShareOneCounterThatWraps)
     ExpectReport(86, Hex("01 00  56 00  00 00  01 00  01"));
 }
 
-TEST_F(CommReports, TheCounterGoesOnWhenTheServerStartsAnew)
+TEST_F(CommReports, TheCounterContinuesWhenTheServerRestarts)
 {
     autoReportSeq = 7;
     CommReportsReset();
     EXPECT_EQ(7, autoReportSeq);
 }
 
-TEST_F(CommReports, TheLongestFrameGoesUpWhole)
+TEST_F(CommReports, TheLongestFrameIsSentWhole)
 {
     const Bytes payload(8086, 0x41);
     Handle(FUNCID_REPORT_84, payload);
     ExpectReport(84, Hex("01 00  54 00  00 00  96 1F") + payload); // 8086 = 0x1F96
 }
 
-TEST_F(CommReports, AReportThatDeclaresMoreThanThePlatformTakesIsNotSentButCounted)
+TEST_F(CommReports, AReportThatIsTooLongForThePlatformIsCountedButNotSent)
 {
     HandleRead(Hex("5A 5A 54 00 01 00 00 00 F6 1F 00 00 41 00  41")); // 8182 bytes, 8190 with the header
     ExpectNothingSent();
@@ -95,14 +95,14 @@ TEST_F(CommReports, WithoutPayloadAreNotSent)
     EXPECT_EQ(1, autoReportSeq);
 }
 
-TEST_F(CommReports, ATypedReportWithoutPayloadPassesTheRateRuleByTheByteBehindItsHeader)
+TEST_F(CommReports, ATypedReportWithoutPayloadTakesItsTypeFromTheByteAfterItsHeader)
 {
     HandleRead(Hex("5A 5A 59 00 01 00 00 00 00 00 00 00 00 00  02"));
     EXPECT_TRUE(Logged("CommAutoReport89", "ERROR: receive data length error!"));
     ExpectNothingSent();
 }
 
-TEST_F(CommReports, AreDroppedWithoutAWordWhenMemoryRunsOut)
+TEST_F(CommReports, AreDroppedSilentlyWithoutMemory)
 {
     Log();
     FakeFailAllocation(1);
@@ -112,7 +112,7 @@ TEST_F(CommReports, AreDroppedWithoutAWordWhenMemoryRunsOut)
     EXPECT_EQ(1, CommReceived);
 }
 
-TEST_F(CommReports, AreShownOnStandardOutputWhenDebugging)
+TEST_F(CommReports, ArePrintedOnStandardOutputWithDebug)
 {
     l_debug = 1;
     testing::internal::CaptureStdout();
@@ -136,7 +136,7 @@ TEST_F(CommReports, AreShownAtOnce)
 
 // ---- FuncID 81 ----
 
-TEST_F(CommReports, RecordsHaveTheirFiveAddressesReversedAndNothingElse)
+TEST_F(CommReports, OnlyTheFiveAddressesOfARecordAreReversed)
 {
     Bytes record(228);
     for (size_t i = 0; i < record.size(); i++) record[i] = static_cast<uint8_t>(i);
@@ -147,7 +147,7 @@ TEST_F(CommReports, RecordsHaveTheirFiveAddressesReversedAndNothingElse)
     ExpectReport(81, Hex("01 00 51 00 00 00") + expected);
 }
 
-TEST_F(CommReports, AShortRecordIsConvertedInItsSlotAndNowhereElse)
+TEST_F(CommReports, AShortRecordIsConvertedOnlyInsideItsSlot)
 {
     // The record ends inside the first address; what stands behind it in the slot takes part.
     Bytes slot = Slot(LocalFrame(FUNCID_WAN_REPORT, 1, Bytes(207, 0x11)));
@@ -205,7 +205,7 @@ TEST_F(CommReports, Type1IsDroppedWithinFiveSecondsWhateverItsBytes)
     Expect89(Hex("01 DD"), true);
 }
 
-TEST_F(CommReports, Type1DroppedForComingTooSoonIsStillTheOneNotToRepeat)
+TEST_F(CommReports, Type1IsComparedWithTheLastOneEvenIfThatWasDropped)
 {
     At(0);
     Expect89(Hex("01 AA"), true);
@@ -217,7 +217,7 @@ TEST_F(CommReports, Type1DroppedForComingTooSoonIsStillTheOneNotToRepeat)
     Expect89(Hex("01 AA"), true);
 }
 
-TEST_F(CommReports, Type1IsComparedWithTheLastOneHoweverLongAgoThatWas)
+TEST_F(CommReports, Type1IsComparedWithTheLastOneHoweverOldThatIs)
 {
     At(0);
     Expect89(Hex("01 AA"), true);
@@ -251,7 +251,7 @@ TEST_F(CommReports, Type1AfterExactlyTwoMinutesMayRepeatItself)
     Expect89(Hex("01 AA"), true);
 }
 
-TEST_F(CommReports, Type1TellsItsInterval)
+TEST_F(CommReports, Type1LogsItsInterval)
 {
     At(0);
     Expect89(Hex("01 AA"), true);
@@ -261,7 +261,7 @@ TEST_F(CommReports, Type1TellsItsInterval)
     EXPECT_TRUE(Logged("CommAutoReport89", "Type1 report interval: 42 seconds!"));
 }
 
-TEST_F(CommReports, Type1AfterTheDateWentBackIsDropped)
+TEST_F(CommReports, Type1IsDroppedAfterTheDateWasSetBack)
 {
     At(0);
     Expect89(Hex("01 AA"), true);
@@ -305,7 +305,7 @@ TEST_F(CommReports, Type3WithinFiftySecondsIsDroppedAndItsTimeCounts)
     Expect89(Hex("03 BB"), true);
 }
 
-TEST_F(CommReports, EachTypeHasAClockOfItsOwn)
+TEST_F(CommReports, EachTypeHasItsOwnLastTime)
 {
     At(0);
     Expect89(Hex("01 AA"), true);
@@ -313,7 +313,7 @@ TEST_F(CommReports, EachTypeHasAClockOfItsOwn)
     Expect89(Hex("03 AA"), true);
 }
 
-TEST_F(CommReports, TheFirstReportOfEachTypeGoesUpWhateverTheYear)
+TEST_F(CommReports, TheFirstReportOfEachTypeIsSentWhateverTheYear)
 {
     // 1970, the last second of 32 bits and the ones behind it, 2106
     for (const time_t now : {time_t(0), time_t(3), time_t(49), time_t(0x7FFFFFFF), time_t(0x80000000),
@@ -362,7 +362,7 @@ TEST_F(CommReports, OtherTypesAreDropped)
     EXPECT_EQ(1, autoReportSeq);
 }
 
-TEST_F(CommReports, TheServersStartForgetsWhenReportsCame)
+TEST_F(CommReports, TheStartOfTheServerForgetsTheLastTimes)
 {
     At(0);
     Expect89(Hex("02 AA"), true);
@@ -373,14 +373,14 @@ TEST_F(CommReports, TheServersStartForgetsWhenReportsCame)
 
 // ---- FuncID 999 ----
 
-TEST_F(CommReports, ASuccessfulFirmwareUpdateGoesUpAsText)
+TEST_F(CommReports, ASuccessfulFirmwareUpdateIsSentAsText)
 {
     Handle(FUNCID_FIRMWARE_UPDATE, {0});
     EXPECT_TRUE(Logged("CommFwUpdateResult", "update firmware success."));
     ExpectPlainReport(17, "{\"result\":0,\"resultDesc\":\"success\"}");
 }
 
-TEST_F(CommReports, AFailedFirmwareUpdateGoesUpWithItsReason)
+TEST_F(CommReports, AFailedFirmwareUpdateIsSentWithItsReason)
 {
     const struct {
         uint8_t code;

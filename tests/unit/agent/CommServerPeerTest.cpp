@@ -78,7 +78,7 @@ TEST_F(CommServerPeer, AFurtherFrameThatIsCutOffIsCompletedByTheNextRead)
     EXPECT_EQ(std::string::npos, AllLogged().find("error"));
 }
 
-TEST_F(CommServerPeer, FramesBehindTheOneThatAReadCompletesAreItemsOfTheirOwn)
+TEST_F(CommServerPeer, FramesAfterACompletedFrameAreItemsOfTheirOwn)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -96,7 +96,7 @@ TEST_F(CommServerPeer, FramesBehindTheOneThatAReadCompletesAreItemsOfTheirOwn)
               Lines(AllLogged(), "CommHandleProc"));
 }
 
-TEST_F(CommServerPeer, AFrameThatStaysCutOffSwallowsNoneOfThoseThatFollow)
+TEST_F(CommServerPeer, AFrameThatStaysCutOffSwallowsNoLaterFrame)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -135,7 +135,7 @@ TEST_F(CommServerPeer, AFurtherFrameIsNotWaitedForLongerThanOneRead)
     EXPECT_TRUE(Answered(&peer, 3));
 }
 
-TEST_F(CommServerPeer, ARestThatCompletesADamagedFrameIsTakenAllTheSame)
+TEST_F(CommServerPeer, ADamagedFrameIsCompletedToo)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -149,7 +149,7 @@ TEST_F(CommServerPeer, ARestThatCompletesADamagedFrameIsTakenAllTheSame)
     EXPECT_EQ(1u, LoggedTimes("Receive  checkSum error."));
 }
 
-TEST_F(CommServerPeer, ManyFramesThatFillMoreThanOneReadAllArrive)
+TEST_F(CommServerPeer, ManyFramesInSeveralReadsAllArrive)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -163,7 +163,7 @@ TEST_F(CommServerPeer, ManyFramesThatFillMoreThanOneReadAllArrive)
     EXPECT_EQ(std::string::npos, AllLogged().find("error"));
 }
 
-TEST_F(CommServerPeer, AFrameThatAReadBeginsWithAndThatIsCutOffIsNotWaitedFor)
+TEST_F(CommServerPeer, ACutOffFrameAtTheStartOfAReadIsNotWaitedFor)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -176,7 +176,7 @@ TEST_F(CommServerPeer, AFrameThatAReadBeginsWithAndThatIsCutOffIsNotWaitedFor)
     EXPECT_TRUE(Answered(&peer, 2)) << "the connection stays up";
 }
 
-TEST_F(CommServerPeer, WhatAPeerDidNotCompleteIsNotHeldAgainstTheNext)
+TEST_F(CommServerPeer, AnIncompleteFrameOfOnePeerDoesNotAffectTheNext)
 {
     LocalPeer first, second;
     Serve(&first);
@@ -190,7 +190,7 @@ TEST_F(CommServerPeer, WhatAPeerDidNotCompleteIsNotHeldAgainstTheNext)
     EXPECT_TRUE(Answered(&second, 2));
 }
 
-TEST_F(CommServerPeer, SequencesGoOnFromOnePeerToTheNext)
+TEST_F(CommServerPeer, TheSequenceIsRememberedFromOnePeerToTheNext)
 {
     LocalPeer first, second;
     Serve(&first);
@@ -204,7 +204,7 @@ TEST_F(CommServerPeer, SequencesGoOnFromOnePeerToTheNext)
     EXPECT_TRUE(Answered(&second, 6));
 }
 
-TEST_F(CommServerPeer, NineFramesWaitAndATenthIsLost)
+TEST_F(CommServerPeer, NineFramesAreQueuedAndATenthIsLost)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -247,7 +247,7 @@ TEST_F(CommServerPeer, FiveFailedWaitsDoNot)
     EXPECT_EQ(0u, LoggedTimes("Error. socket err."));
 }
 
-TEST_F(CommServerPeer, WaitsThatRunOutDoNotBreakTheRow)
+TEST_F(CommServerPeer, WaitsThatTimeOutDoNotResetTheCount)
 {
     FakeReadableResults({F, T, F, F, T, F, F, T, F});
     ASSERT_EQ(0, CommServerStart());
@@ -257,7 +257,7 @@ TEST_F(CommServerPeer, WaitsThatRunOutDoNotBreakTheRow)
     EXPECT_TRUE(AwaitLog("Error. socket err."));
 }
 
-TEST_F(CommServerPeer, BytesBreakTheRowOfFailedWaits)
+TEST_F(CommServerPeer, BytesResetTheCountOfFailedWaits)
 {
     FakeClockAuto(true);
     FakeReadableResults({F, F, F, F, F});
@@ -270,7 +270,7 @@ TEST_F(CommServerPeer, BytesBreakTheRowOfFailedWaits)
     EXPECT_EQ(0u, LoggedTimes("Error. socket err."));
 }
 
-TEST_F(CommServerPeer, AWaitThatEndsForSomethingElseEndsTheInstance)
+TEST_F(CommServerPeer, AnotherEventOfTheSocketEndsTheInstance)
 {
     FakeReadableResults({OS_OTHER_EVENT});
     ASSERT_EQ(0, CommServerStart());
@@ -292,7 +292,7 @@ TEST_F(CommServerPeer, SixFailedReadsInARowEndTheInstance)
     EXPECT_EQ("create a instance...\nClose link err.\nClose instance.\n", Lines(AllLogged(), "ServerThread"));
 }
 
-TEST_F(CommServerPeer, FiveFailedReadsDoNotAndBytesBreakTheRow)
+TEST_F(CommServerPeer, FiveFailedReadsDoNotAndBytesResetTheCount)
 {
     FakeClockAuto(true);
     FakeReadableResults({R, R, R, R, R});
@@ -307,7 +307,7 @@ TEST_F(CommServerPeer, FiveFailedReadsDoNotAndBytesBreakTheRow)
 
 // ---- Sending ----
 
-TEST_F(CommServerPeer, WithoutAPeerNothingCanBeSentAndNothingIsSaid)
+TEST_F(CommServerPeer, WithoutAPeerSendingFailsSilently)
 {
     ASSERT_EQ(0, CommServerStart());
     const uint8_t byte = 1;
@@ -315,7 +315,7 @@ TEST_F(CommServerPeer, WithoutAPeerNothingCanBeSentAndNothingIsSaid)
     EXPECT_EQ("", Lines(AllLogged(), "CommServerSend"));
 }
 
-TEST_F(CommServerPeer, SendsToThePeerAndSaysHowMuch)
+TEST_F(CommServerPeer, SendsToThePeerAndReturnsTheNumberOfBytes)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -325,7 +325,7 @@ TEST_F(CommServerPeer, SendsToThePeerAndSaysHowMuch)
     EXPECT_EQ(1u, LoggedTimes("send success"));
 }
 
-TEST_F(CommServerPeer, SendingNothingIsTold)
+TEST_F(CommServerPeer, SendingNothingIsLogged)
 {
     LocalPeer peer;
     Serve(&peer);

@@ -12,7 +12,7 @@
 
 // ---- Start ----
 
-TEST_F(CommServer, StartsWithEverythingForgotten)
+TEST_F(CommServer, TheStartResetsAllState)
 {
     InstanceState = InstanceSocket = 1;
     CommClientReg = CommReceived = 1;
@@ -31,7 +31,7 @@ TEST_F(CommServer, StartsWithEverythingForgotten)
     EXPECT_EQ(-1, intervalFlag3);
 }
 
-TEST_F(CommServer, TakesAPeerAndSaysSo)
+TEST_F(CommServer, ServesAPeerAndNotesThatOneHasConnected)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -42,14 +42,14 @@ TEST_F(CommServer, TakesAPeerAndSaysSo)
     EXPECT_EQ(0u, AllLogged().find("2023-11-14 22:13:20 [DEBUG]")) << "nothing before it";
 }
 
-TEST_F(CommServer, ThreePeersMayWaitToBeLetIn)
+TEST_F(CommServer, ThreePeersMayWaitToBeAccepted)
 {
     LocalPeer peer;
     Serve(&peer);
     EXPECT_EQ(3, FakeListenBacklog());
 }
 
-TEST_F(CommServer, ItsDescriptorsDoNotSurviveAnExecAndNeverBlock)
+TEST_F(CommServer, DescriptorsAreCloseOnExecAndDoNotBlock)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -83,7 +83,7 @@ TEST_F(CommServer, APlantedLinkIsRemovedAndNotFollowed)
     EXPECT_EQ("mine", FileContent(target));
 }
 
-TEST_F(CommServer, WithoutASocketItTriesAgainAfterFiveSeconds)
+TEST_F(CommServer, TriesAgainFiveSecondsAfterSocketFailed)
 {
     FakeFailSocket();
     EXPECT_EQ(0, CommServerStart());
@@ -98,7 +98,7 @@ TEST_F(CommServer, WithoutASocketItTriesAgainAfterFiveSeconds)
     EXPECT_EQ("Create socket failed\n", Lines(AllLogged(), "CommServerProc"));
 }
 
-TEST_F(CommServer, WhereItCannotBindItTriesAgainEveryFiveSeconds)
+TEST_F(CommServer, TriesAgainEveryFiveSecondsWhenBindFails)
 {
     std::filesystem::create_directories(std::string(kPathCommServer) + "/planted");
     EXPECT_EQ(0, CommServerStart());
@@ -117,7 +117,7 @@ TEST_F(CommServer, WhereItCannotBindItTriesAgainEveryFiveSeconds)
     EXPECT_TRUE(Answered(&peer, 1));
 }
 
-TEST_F(CommServer, WhereItCannotListenItTriesAgainAndLosesNoDescriptor)
+TEST_F(CommServer, TriesAgainWhenListenFailsAndLeaksNoDescriptor)
 {
     const size_t before = OpenDescriptors();
     FakeFailListen();
@@ -156,7 +156,7 @@ TEST_F(CommServer, DoesNotStartWithoutMemoryForItsQueue)
     }
 }
 
-TEST_F(CommServer, DoesNotStartWithoutOneOfItsThreadsButKeepsThoseThatRun)
+TEST_F(CommServer, FailsToStartWithoutAThreadAndKeepsThoseThatRun)
 {
     const char *const texts[] = {"Create CommServerProc failed.", "Create CommServerProc failed.",
                                  "Create CommReleaseProc failed."};
@@ -175,7 +175,7 @@ TEST_F(CommServer, DoesNotStartWithoutOneOfItsThreadsButKeepsThoseThatRun)
 
 // ---- Who is let in ----
 
-TEST_F(CommServer, ASecondPeerIsShutOutAtOnceAndTheNextWaitsFiveSeconds)
+TEST_F(CommServer, ASecondPeerIsRefusedAtOnceAndTheNextWaitsFiveSeconds)
 {
     LocalPeer first, second, third;
     Serve(&first);
@@ -197,7 +197,7 @@ TEST_F(CommServer, ASecondPeerIsShutOutAtOnceAndTheNextWaitsFiveSeconds)
     EXPECT_TRUE(Answered(&first, 1));
 }
 
-TEST_F(CommServer, APeerThatHasGoneMakesRoomForTheNext)
+TEST_F(CommServer, AfterAPeerHasGoneTheNextIsServed)
 {
     LocalPeer first, second;
     Serve(&first);
@@ -237,7 +237,7 @@ TEST_F(CommServer, TheReaperPausesASecondAfterEachInstance)
     EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
 }
 
-TEST_F(CommServer, APeerThatComesRightBehindOneThatHasGoneIsServedWithoutARefusal)
+TEST_F(CommServer, APeerThatConnectsRightAfterOneHasGoneIsServed)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -254,7 +254,7 @@ TEST_F(CommServer, APeerThatComesRightBehindOneThatHasGoneIsServedWithoutARefusa
     EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
 }
 
-TEST_F(CommServer, APeerThatClosesWithoutAByteLeavesEverybodyWaiting)
+TEST_F(CommServer, APeerThatClosesWithoutSendingWakesNobody)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -268,7 +268,7 @@ TEST_F(CommServer, APeerThatClosesWithoutAByteLeavesEverybodyWaiting)
     EXPECT_EQ(1u, LoggedTimes("release ok"));
 }
 
-TEST_F(CommServer, AThousandPeersThatComeAndGoLeaveNothingBehind)
+TEST_F(CommServer, AThousandPeersLeakNothing)
 {
     LocalPeer peer;
     Serve(&peer);
@@ -292,7 +292,7 @@ TEST_F(CommServer, AThousandPeersThatComeAndGoLeaveNothingBehind)
     EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
 }
 
-TEST_F(CommServer, AnAcceptThatFailsGetsAnInstanceThatEndsAtOnce)
+TEST_F(CommServer, AFailedAcceptStartsAnInstanceThatEndsAtOnce)
 {
     FakeFailAccept(1);
     ASSERT_EQ(0, CommServerStart());
@@ -307,7 +307,7 @@ TEST_F(CommServer, AnAcceptThatFailsGetsAnInstanceThatEndsAtOnce)
     EXPECT_TRUE(Answered(&peer, 1));
 }
 
-TEST_F(CommServer, AcceptsThatKeepFailingDoNotSpin)
+TEST_F(CommServer, RepeatedFailedAcceptsDoNotSpin)
 {
     FakeFailAccept(1000000);
     ASSERT_EQ(0, CommServerStart());
@@ -322,7 +322,7 @@ TEST_F(CommServer, AcceptsThatKeepFailingDoNotSpin)
     EXPECT_LE(accepts, 60u + 3u);
 }
 
-TEST_F(CommServer, APeerWhoseInstanceCannotBeMadeIsShutOutAndTheNextIsServed)
+TEST_F(CommServer, APeerWhoseInstanceCannotBeStartedIsRefusedAndTheNextIsServed)
 {
     ASSERT_EQ(0, CommServerStart());
     FakeClockAwaitWaiters(2);
@@ -418,7 +418,7 @@ TEST_F(CommServer, StopsAndStartsAgain)
     }
 }
 
-TEST_F(CommServer, StoppingWhatDoesNotRunDoesNothing)
+TEST_F(CommServer, AStopWithoutARunningServerDoesNothing)
 {
     CommServerStop();
     CommServerStop();

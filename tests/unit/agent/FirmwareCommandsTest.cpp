@@ -119,7 +119,7 @@ TEST_F(FirmwareCommandsTest, AFirmwareUpdateThatNobodyTakesIsAnUnknownError)
     EXPECT_TRUE(Logged("send update firmware command failed."));
 }
 
-TEST_F(FirmwareCommandsTest, AFirmwareUpdateThatMissesSomethingIsAnsweredWithItsCodeAndText)
+TEST_F(FirmwareCommandsTest, AFirmwareUpdateWithAMissingMemberIsAnsweredWithItsCodeAndText)
 {
     AskedPeer local;
     const struct {

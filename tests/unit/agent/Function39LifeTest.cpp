@@ -3,7 +3,7 @@
 
 // ---- The hand-over ----
 
-TEST_F(Function39, WithALocalClientNothingIsStarted)
+TEST_F(Function39, WithALocalPeerNothingIsStarted)
 {
     WriteFile(kPathMacConfig, "02aa00000001\r\n");
     CommClientReg = 1;
@@ -16,7 +16,7 @@ TEST_F(Function39, WithALocalClientNothingIsStarted)
     EXPECT_EQ(-1, FakeClockNextDeadlineMs());
 }
 
-TEST_F(Function39, ALocalClientEndsTheThreadBehindTheCycleItIsIn)
+TEST_F(Function39, ALocalPeerEndsTheThreadAfterItsPresentCycle)
 {
     Household({1});
     Start();
@@ -30,7 +30,7 @@ TEST_F(Function39, ALocalClientEndsTheThreadBehindTheCycleItIsIn)
     EXPECT_EQ(1u, gSdk.calls.size());
 }
 
-TEST_F(Function39, ALocalClientEndsAPauseWithNothingBehindItAtOnce)
+TEST_F(Function39, ALocalPeerEndsAnIdlePauseAtOnce)
 {
     mLogin = 0;
     Start();
@@ -56,7 +56,7 @@ TEST_F(Function39, TheThreadStopsInEveryPauseAndTheBufferIsFreed)
     EXPECT_FALSE(Logged("Use function 40"));
 }
 
-TEST_F(Function39, AStopEndsTheMinuteBehindAFailure)
+TEST_F(Function39, AStopEndsTheMinuteAfterAFailure)
 {
     gSdk.results["get_devs_cfg"] = 3;
     Start();
@@ -66,7 +66,7 @@ TEST_F(Function39, AStopEndsTheMinuteBehindAFailure)
     Fn39Stop();
 }
 
-TEST_F(Function39, TheStartForgetsWhatWasKnown)
+TEST_F(Function39, TheStartForgetsTheKnownDevices)
 {
     KnownAdd(SubdevMac(9).data());
     Start();
@@ -81,7 +81,7 @@ TEST_F(Function39, WithoutMemoryNothingIsStarted)
     Fn39Stop();
 }
 
-TEST_F(Function39, AThreadThatCannotBeMadeIsReportedAndTheBufferFreed)
+TEST_F(Function39, AThreadThatCannotBeStartedIsLoggedAndTheBufferFreed)
 {
     FakeFailThreadStart(1, EAGAIN);
     EXPECT_EQ(-1, Fn39Init());

@@ -52,7 +52,7 @@ TEST_F(Function39, ADeviceThatShowsUpIsReportedAtTheNextQuery)
     ExpectReport(2);
 }
 
-TEST_F(Function39, ADeviceThatStandsTwiceInTheListIsReportedOnce)
+TEST_F(Function39, ADeviceThatIsTwiceInTheListIsReportedOnce)
 {
     Household({1, 2, 1});
     Start();
@@ -62,7 +62,7 @@ TEST_F(Function39, ADeviceThatStandsTwiceInTheListIsReportedOnce)
     ExpectNothingSent();
 }
 
-TEST_F(Function39, ANameOf16BytesPassesWhole)
+TEST_F(Function39, ANameOf16BytesIsReportedWhole)
 {
     Household({1});
     memcpy(gSdk.devices[0].name, "\xFF%n\n456789ABCDEF", 16);
@@ -96,7 +96,7 @@ TEST_F(Function39, With128KnownDevicesNewOnesAreReportedAtEveryQuery)
     EXPECT_EQ(128, f39Num);
 }
 
-TEST_F(Function39, OfAListThatCountsMoreThanItsRoom128AreTaken)
+TEST_F(Function39, AListWithATooLargeCountIsCutTo128Devices)
 {
     for (unsigned i = 1; i <= 300; i++) gSdk.devices.push_back(SubdevDevice(i));
     gSdk.numbers["get_devs_cfg"] = 65535;
@@ -106,7 +106,7 @@ TEST_F(Function39, OfAListThatCountsMoreThanItsRoom128AreTaken)
     ExpectNothingSent();
 }
 
-TEST_F(Function39, TheLockIsHeldDuringTheCallAlone)
+TEST_F(Function39, TheLockIsHeldOnlyDuringTheCall)
 {
     bool held = false;
     gSdk.onCall = [&](const std::string &) { held = pthread_mutex_trylock(&SubdevMutex) == EBUSY; };
@@ -117,7 +117,7 @@ TEST_F(Function39, TheLockIsHeldDuringTheCallAlone)
     pthread_mutex_unlock(&SubdevMutex);
 }
 
-TEST_F(Function39, AListThatFailsIsTriedAgainAfterAMinuteAndACycle)
+TEST_F(Function39, AListThatFailsIsReadAgainAfterAMinuteAndACycle)
 {
     Household({1});
     gSdk.results["get_devs_cfg"] = 3;
@@ -138,7 +138,7 @@ TEST_F(Function39, AListThatFailsIsTriedAgainAfterAMinuteAndACycle)
     ExpectReport(1);
 }
 
-TEST_F(Function39, AListThatFailsWhileTheSessionEndsIsTriedAgainAfterTenSeconds)
+TEST_F(Function39, AListThatFailsWhileTheSessionEndsIsReadAgainAfterTenSeconds)
 {
     gSdk.results["get_devs_cfg"] = 3;
     gSdk.onCall = [](const std::string &) { mLogin = 0; };
@@ -173,7 +173,7 @@ TEST_F(Function39, WhileNotLoggedInNothingIsReadOrSent)
     ExpectReport(1);
 }
 
-TEST_F(Function39, TheCyclesGoOnWhereALostSessionHasHeldThemUp)
+TEST_F(Function39, TheCyclesContinueAfterALostSession)
 {
     Start();
     Pass(4);
@@ -218,7 +218,7 @@ TEST_F(Function39, ASessionThatEndsDuringAQueryLosesNoDevice)
     ExpectReport(1);
 }
 
-TEST_F(Function39, ADeviceFoundWhileReportsAreBeingSwitchedOffCountsAsReported)
+TEST_F(Function39, ADeviceFoundWhileReportsAreSwitchedOffCountsAsReported)
 {
     Household({1});
     Start();
@@ -232,7 +232,7 @@ TEST_F(Function39, ADeviceFoundWhileReportsAreBeingSwitchedOffCountsAsReported)
     EXPECT_TRUE(KnownHas(SubdevMac(1).data()));
 }
 
-TEST_F(Function39, WithDebugAReportIsShownOnStandardOutput)
+TEST_F(Function39, WithDebugAReportIsPrintedOnStandardOutput)
 {
     l_debug = 1;
     Household({0xAB});
@@ -248,7 +248,7 @@ TEST_F(Function39, WithDebugAReportIsShownOnStandardOutput)
     EXPECT_NE(std::string::npos, log.find("]-> Online subdev:\n\n"));
 }
 
-TEST_F(Function39, WithDebugAReportIsShownAtOnce)
+TEST_F(Function39, WithDebugAReportIsPrintedAtOnce)
 {
     l_debug = 1;
     Household({1});
@@ -261,7 +261,7 @@ TEST_F(Function39, WithDebugAReportIsShownAtOnce)
 
 // ---- The renewal ----
 
-TEST_F(Function39, AtTheRenewalTheListIsWrittenAndOnlyWhoIsThereIsKnown)
+TEST_F(Function39, TheRenewalWritesTheListAndKeepsOnlyPresentDevices)
 {
     Household({1, 2});
     Start();
@@ -292,7 +292,7 @@ TEST_F(Function39, ADeviceThatReturnsBeforeARenewalIsNotReportedAgain)
     ExpectNothingSent();
 }
 
-TEST_F(Function39, TheCyclesCountFromOneAgainBehindTheRenewal)
+TEST_F(Function39, TheCyclesCountFromOneAgainAfterTheRenewal)
 {
     Fn40Interval = 7;
     Start();
@@ -304,7 +304,7 @@ TEST_F(Function39, TheCyclesCountFromOneAgainBehindTheRenewal)
     EXPECT_EQ(2u, gSdk.calls.size());
 }
 
-TEST_F(Function39, AnIntervalThatHasBeenPassedAlreadyRenewsAtTheNextCycle)
+TEST_F(Function39, AnIntervalAlreadyPassedRenewsAtTheNextCycle)
 {
     Household({1});
     Start();
@@ -315,7 +315,7 @@ TEST_F(Function39, AnIntervalThatHasBeenPassedAlreadyRenewsAtTheNextCycle)
     EXPECT_EQ("02aa00000001\r\n", FileContent(kPathMacConfig));
 }
 
-TEST_F(Function39, IntervalsBelowSixRenewBeforeTheListHasEverBeenRead)
+TEST_F(Function39, IntervalsBelowSixRenewBeforeTheFirstQuery)
 {
     for (int interval : {5, 1, 0, -1}) {
         Fn40Interval = interval;
@@ -328,7 +328,7 @@ TEST_F(Function39, IntervalsBelowSixRenewBeforeTheListHasEverBeenRead)
     }
 }
 
-TEST_F(Function39, ARenewalWhileTheSessionEndsLeavesTheFile)
+TEST_F(Function39, ARenewalWhileTheSessionEndsKeepsTheFile)
 {
     Fn40Interval = 6;
     Household({1});
@@ -340,7 +340,7 @@ TEST_F(Function39, ARenewalWhileTheSessionEndsLeavesTheFile)
     EXPECT_EQ(1, f39Num);
 }
 
-TEST_F(Function39, WhatIsKnownOutlivesARestart)
+TEST_F(Function39, KnownDevicesOutliveARestart)
 {
     Fn40Interval = 6;
     Household({1, 2});

@@ -115,7 +115,7 @@ TEST_F(Function40, CountsOf0And129AreRefused)
     EXPECT_FALSE(Knows(1));
 }
 
-TEST_F(Function40, TheCountIsJudgedBeforeTheLength)
+TEST_F(Function40, TheCountIsCheckedBeforeTheLength)
 {
     Handle(Message(0, {}));
     EXPECT_TRUE(Logged("Subdev number error."));
@@ -133,7 +133,7 @@ TEST_F(Function40, LengthsOf38And5129AreRefused)
     EXPECT_TRUE(Knows(1));
 }
 
-TEST_F(Function40, ARecordThatIsNotThereWholeEndsTheWalk)
+TEST_F(Function40, AnIncompleteRecordEndsTheMessage)
 {
     const Bytes whole = Message(1, DeviceRecord(1));
     Handle(Bytes(whole.begin(), whole.end() - 2)); // 39 bytes: long enough to be looked at
@@ -154,14 +154,14 @@ TEST_F(Function40, AMessageOf128DevicesEntersThemAll)
     for (unsigned i = 1; i <= 128; i++) EXPECT_TRUE(Knows(i)) << i;
 }
 
-TEST_F(Function40, NoMoreRecordsAreReadThanAreCounted)
+TEST_F(Function40, OnlyTheCountedRecordsAreRead)
 {
     Handle(Message(1, DeviceRecord(1) + DeviceRecord(2)));
     EXPECT_TRUE(Knows(1));
     EXPECT_FALSE(Knows(2));
 }
 
-TEST_F(Function40, TheWalkStallsAtARecordThatIsOffline)
+TEST_F(Function40, AnOfflineRecordEndsTheMessage)
 {
     Handle(Message(4, DeviceRecord(1) + DeviceRecord(2, 0) + DeviceRecord(3) + DeviceRecord(4)));
     EXPECT_TRUE(Knows(1));
@@ -171,7 +171,7 @@ TEST_F(Function40, TheWalkStallsAtARecordThatIsOffline)
     EXPECT_EQ(3u, CountIn(Log(), "]-> Subdev offline.\n\n")); // once for each that was left
 }
 
-TEST_F(Function40, AnOnlineFlagIs1AndNothingElse)
+TEST_F(Function40, OnlyTheFlag1MeansOnline)
 {
     Handle(Message(1, DeviceRecord(1, 2)));
     Handle(Message(1, DeviceRecord(2, 0xFF)));
@@ -180,7 +180,7 @@ TEST_F(Function40, AnOnlineFlagIs1AndNothingElse)
     EXPECT_EQ(2u, CountIn(Log(), "Subdev offline."));
 }
 
-TEST_F(Function40, ItsLinesNameTheirProcedure)
+TEST_F(Function40, LogLinesNameTheirProcedure)
 {
     Handle(Message(0, {}));
     EXPECT_NE(std::string::npos, Log().find("[ERR] [Function40->Fn40Handle->"));
@@ -210,7 +210,7 @@ TEST_F(Function40, ANewDeviceIsReportedOnceWithItsDataUnchanged)
     ExpectNothingSent();
 }
 
-TEST_F(Function40, DevicesAreReportedInTheOrderInWhichTheyCame)
+TEST_F(Function40, DevicesAreReportedInTheOrderOfTheirArrival)
 {
     Handle(Message(3, DeviceRecord(9) + DeviceRecord(3) + DeviceRecord(5)));
     Fn40Cycle();
@@ -305,7 +305,7 @@ TEST_F(Function40, WhileReportsAreSwitchedOffADeviceCountsAsReported)
     EXPECT_TRUE(Knows(7));
 }
 
-TEST_F(Function40, WithDebugAReportIsShownOnStandardOutput)
+TEST_F(Function40, WithDebugAReportIsPrintedOnStandardOutput)
 {
     l_debug = 1;
     Enter(0xAB);
@@ -320,7 +320,7 @@ TEST_F(Function40, WithDebugAReportIsShownOnStandardOutput)
     EXPECT_NE(std::string::npos, log.find("]-> Online subdev:\n\n"));
 }
 
-TEST_F(Function40, WithDebugAReportIsShownAtOnce)
+TEST_F(Function40, WithDebugAReportIsPrintedAtOnce)
 {
     l_debug = 1;
     Enter(1);
@@ -330,7 +330,7 @@ TEST_F(Function40, WithDebugAReportIsShownAtOnce)
     EXPECT_EQ(2u * (47 * 3 + 1), shown.SoFar().size());
 }
 
-TEST_F(Function40, WithoutDebugNothingIsShown)
+TEST_F(Function40, WithoutDebugNothingIsPrinted)
 {
     Enter(1);
     testing::internal::CaptureStdout();
@@ -341,7 +341,7 @@ TEST_F(Function40, WithoutDebugNothingIsShown)
 
 // ---- The thread ----
 
-TEST_F(Function40, TheThreadWaitsForALocalClientAndThenReportsEvery10Seconds)
+TEST_F(Function40, TheThreadWaitsForALocalPeerAndThenReportsEvery10Seconds)
 {
     ASSERT_EQ(0, Fn40Init());
     FakeClockAwaitWaiters(1);
@@ -360,7 +360,7 @@ TEST_F(Function40, TheThreadWaitsForALocalClientAndThenReportsEvery10Seconds)
     ExpectReport(2);
 }
 
-TEST_F(Function40, TheThreadStopsWhileItWaitsForALocalClient)
+TEST_F(Function40, TheThreadStopsWhileItWaitsForALocalPeer)
 {
     ASSERT_EQ(0, Fn40Init());
     FakeClockAwaitWaiters(1);
@@ -385,7 +385,7 @@ TEST_F(Function40, TheStartEmptiesTheTable)
     EXPECT_FALSE(Knows(1));
 }
 
-TEST_F(Function40, AThreadThatCannotBeMadeIsReportedAndStoppingIsRightAllTheSame)
+TEST_F(Function40, AThreadThatCannotBeStartedIsLoggedAndAStopIsAllowed)
 {
     FakeFailThreadStart(1, EAGAIN);
     EXPECT_EQ(-1, Fn40Init());
@@ -393,7 +393,7 @@ TEST_F(Function40, AThreadThatCannotBeMadeIsReportedAndStoppingIsRightAllTheSame
     Fn40Stop();
 }
 
-TEST_F(Function40, AStartThatIsTriedAgainKeepsWhatHasComeMeanwhile)
+TEST_F(Function40, ARetriedStartKeepsTheDevicesThatCameMeanwhile)
 {
     FakeFailThreadStart(1, EAGAIN);
     EXPECT_EQ(-1, Fn40Init());

@@ -58,7 +58,7 @@ std::string Line(unsigned number)
 
 } // namespace
 
-TEST_F(KnownDevices, TheFileHasALineOfLowerCaseDigitsForEach)
+TEST_F(KnownDevices, TheFileHasALineOfLowerCaseDigitsForEachDevice)
 {
     mLogin = 1;
     Add(0xABCD);
@@ -90,7 +90,7 @@ TEST_F(KnownDevices, WhileNotLoggedInTheFileStaysAsItIs)
     EXPECT_FALSE(Logged("UpdateMacProfile"));
 }
 
-TEST_F(KnownDevices, AFileThatCannotBeOpenedIsReported)
+TEST_F(KnownDevices, AFileThatCannotBeOpenedIsLogged)
 {
     mLogin = 1;
     ASSERT_EQ(0, mkdir(kPathMacConfig, 0755));
@@ -98,7 +98,7 @@ TEST_F(KnownDevices, AFileThatCannotBeOpenedIsReported)
     EXPECT_TRUE(Logged("file open error"));
 }
 
-TEST_F(KnownDevices, ALinkInItsPlaceIsNeitherReadNorWrittenThrough)
+TEST_F(KnownDevices, ALinkAtThePathIsNeitherReadNorWrittenThrough)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, Line(1));
@@ -113,7 +113,7 @@ TEST_F(KnownDevices, ALinkInItsPlaceIsNeitherReadNorWrittenThrough)
     unlink(precious.c_str());
 }
 
-TEST_F(KnownDevices, APipeInItsPlaceHoldsNobodyUp)
+TEST_F(KnownDevices, APipeAtThePathBlocksNobody)
 {
     ASSERT_EQ(0, mkfifo(kPathMacConfig, 0644));
     EXPECT_EQ(-1, Fn39LoadMac());
@@ -122,7 +122,7 @@ TEST_F(KnownDevices, APipeInItsPlaceHoldsNobodyUp)
     EXPECT_TRUE(std::filesystem::is_regular_file(kPathMacConfig));
 }
 
-TEST_F(KnownDevices, WhatWasWrittenIsLoadedAgain)
+TEST_F(KnownDevices, AWrittenListIsLoadedAgain)
 {
     mLogin = 1;
     for (unsigned i = 1; i <= 128; i++) Add(i);
@@ -144,14 +144,14 @@ TEST_F(KnownDevices, WithoutAFileNothingIsKnown)
     EXPECT_NE(std::string::npos, log.find("]-> open MacConf file failed\n\n"));
 }
 
-TEST_F(KnownDevices, LinesMayEndInALineFeedAloneAndTheLastOneInNothing)
+TEST_F(KnownDevices, LinesMayEndWithALineFeedOnlyAndTheLastOneWithout)
 {
     EXPECT_EQ(0, Load("02aa00000001\n02AA00000002\r\n02Aa00000003"));
     EXPECT_EQ(3, f39Num);
     EXPECT_TRUE(Has(1) && Has(2) && Has(3));
 }
 
-TEST_F(KnownDevices, ADamagedLineIsSkippedWithoutAnEntry)
+TEST_F(KnownDevices, ADamagedLineIsSkipped)
 {
     const std::string lines[] = {"",
                                  "\r",
@@ -191,7 +191,7 @@ TEST_F(KnownDevices, NoMoreThan128LinesAreRead)
     EXPECT_FALSE(Has(128));
 }
 
-TEST_F(KnownDevices, OfAHugeFileNoMoreIsReadThan128FullLines)
+TEST_F(KnownDevices, AtMost128FullLinesOfAHugeFileAreRead)
 {
     EXPECT_EQ(0, Load(std::string(4096, 'a') + "\r\n" + Line(1)));
     EXPECT_EQ(0, f39Num);

@@ -95,7 +95,7 @@ TEST_F(ReportTimesTest, AQuietPeriodWithoutASecondTimeIsRefused)
     ExpectRefused("01:00-", "jump time error!");
 }
 
-TEST_F(ReportTimesTest, ATimeOfOtherThanFourOrFiveCharactersIsRefused)
+TEST_F(ReportTimesTest, ATimeWithoutFourOrFiveCharactersIsRefused)
 {
     ExpectRefused("1:0-12:00", "Time data length error!!!");
     ExpectRefused("001:00-12:00", "Time data length error!!!");
@@ -195,7 +195,7 @@ TEST_F(ReportTimesTest, WithoutAnIntervalThereIsNoCycle)
     for (const int minutes : {-1, 0, INT32_MIN}) EXPECT_EQ(0, Times(Cyclic(12345, 100, minutes)).cycle) << minutes;
 }
 
-TEST_F(ReportTimesTest, ACycleStartStillToComeIsTheSlotInThePeriodFromMidnight)
+TEST_F(ReportTimesTest, AFutureCycleStartIsTheSlotInThePeriodFromMidnight)
 {
     // 1440 minutes in 100 slots of 864 s; slot 99 begins at 23:45:36.
     EXPECT_DOUBLE_EQ(kMidnight + 99 * 864, Times(Cyclic(99, 100, 1440)).cycle);
@@ -214,7 +214,7 @@ TEST_F(ReportTimesTest, ACycleStart30SecondsAgoMovesOnByWholePeriodsAndOneThatIs
     EXPECT_DOUBLE_EQ(kMidnight + 810 + 2 * 1800, Times(plan).cycle);
 }
 
-TEST_F(ReportTimesTest, WhetherACycleStartHasPassedIsJudgedByItsWholeSeconds)
+TEST_F(ReportTimesTest, OnlyWholeSecondsDecideWhetherACycleStartHasPassed)
 {
     ReportPlan plan = Cyclic(3, 7, 1); // 3 * 60 / 7 = 25.714286
     plan.now = kMidnight + 25 + 29;
@@ -309,7 +309,7 @@ TEST_F(ReportTimesTest, AHundredThousandRoutersKeepOutOfAQuietNight)
     ExpectEven({shares.begin() + 6, shares.end()}, kRouters / 24.0, 2);
 }
 
-TEST_F(ReportTimesTest, AHundredThousandRoutersBeginTheirCyclesEvenlyOverOnePeriodFromNow)
+TEST_F(ReportTimesTest, AHundredThousandRoutersStartTheirCyclesEvenlyOverOnePeriodFromNow)
 {
     for (const auto mac : {FactoryMac, FieldMac}) {
         const auto time = [mac](int i) { return Times(Cyclic(mac(i), 10000, 30)).cycle; };

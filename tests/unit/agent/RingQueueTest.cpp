@@ -42,7 +42,7 @@ class Ring : public AgentTest
 
 // ---- Making and ending ----
 
-TEST_F(Ring, IsMadeEmptyWithSlotsThatLieOneBehindTheOther)
+TEST_F(Ring, IsEmptyAtFirstWithAdjacentSlots)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 10, 8200));
     EXPECT_EQ(1, queue.initialised);
@@ -82,7 +82,7 @@ TEST_F(Ring, TakesLessThan102421BytesInAll)
     EXPECT_EQ(0, RingQueue_Init(&queue, 20, 5121));  // 102,420
 }
 
-TEST_F(Ring, IsMadeOnceOnlyUntilItIsDestroyed)
+TEST_F(Ring, CannotBeInitialisedTwiceUntilItIsDestroyed)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 4, 16));
     EXPECT_EQ(-1, RingQueue_Init(&queue, 4, 16));
@@ -92,7 +92,7 @@ TEST_F(Ring, IsMadeOnceOnlyUntilItIsDestroyed)
     EXPECT_EQ(0, RingQueue_Init(&queue, 4, 16));
 }
 
-TEST_F(Ring, NeedsAQueueToBeMadeIn)
+TEST_F(Ring, CannotBeInitialisedWithoutAQueue)
 {
     EXPECT_EQ(-1, RingQueue_Init(nullptr, 4, 16));
 }
@@ -108,7 +108,7 @@ TEST_F(Ring, LeavesNothingAllocatedWhenMemoryRunsOut)
     EXPECT_EQ(0, RingQueue_Init(&queue, 4, 16));
 }
 
-TEST_F(Ring, DestroyingWhatIsNotThereDoesNothing)
+TEST_F(Ring, DestroyingAnUninitialisedQueueDoesNothing)
 {
     RingQueue_Destroy(&queue);
     RingQueue_Destroy(nullptr);
@@ -117,7 +117,7 @@ TEST_F(Ring, DestroyingWhatIsNotThereDoesNothing)
 
 // ---- Pushing and popping ----
 
-TEST_F(Ring, GivesItemsInTheirOrderEachBehindItsLength)
+TEST_F(Ring, ReturnsItemsInTheirOrderEachAfterItsLength)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 4, 16));
     ASSERT_EQ(0, Push({0xA1, 0xA2, 0xA3}));
@@ -140,7 +140,7 @@ TEST_F(Ring, HoldsOneItemLessThanItHasSlotsAndRefusesTheNext)
     EXPECT_EQ(nullptr, RingQueue_Pop(&queue));
 }
 
-TEST_F(Ring, GoesRoundAndRoundWithoutLosingAnything)
+TEST_F(Ring, WrapsAroundWithoutLosingAnItem)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 3, 16));
     for (int i = 0; i < 1000; i++) {
@@ -162,7 +162,7 @@ TEST_F(Ring, TakesItemsEightBytesShorterThanASlot)
     EXPECT_EQ(Bytes(8192, 0x55), Pop());
 }
 
-TEST_F(Ring, SlotsOfEightBytesAndLessTakeNothing)
+TEST_F(Ring, SlotsOfAtMostEightBytesTakeNoItem)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 3, 8));
     EXPECT_EQ(-6, Push({1}));
@@ -171,7 +171,7 @@ TEST_F(Ring, SlotsOfEightBytesAndLessTakeNothing)
     EXPECT_EQ(-6, Push({1}));
 }
 
-TEST_F(Ring, SaysThatItIsFullBeforeItSaysThatAnItemIsTooLong)
+TEST_F(Ring, ChecksForRoomBeforeTheLengthOfAnItem)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 3, 16));
     Fill(2);
@@ -180,7 +180,7 @@ TEST_F(Ring, SaysThatItIsFullBeforeItSaysThatAnItemIsTooLong)
     EXPECT_EQ(-6, Push(Bytes(9)));
 }
 
-TEST_F(Ring, RefusesNoQueueNoDataAndNoBytes)
+TEST_F(Ring, RefusesAMissingQueueMissingDataAndNoBytes)
 {
     const uint8_t byte = 1;
     EXPECT_EQ(-1, RingQueue_Push(nullptr, &byte, 1));
@@ -194,13 +194,13 @@ TEST_F(Ring, RefusesNoQueueNoDataAndNoBytes)
     EXPECT_EQ(-7, RingQueue_Push(&queue, &byte, 0)); // before it is looked at whether there is room
 }
 
-TEST_F(Ring, NothingComesOutOfWhatIsNotThere)
+TEST_F(Ring, NothingIsPoppedFromAnUninitialisedQueue)
 {
     EXPECT_EQ(nullptr, RingQueue_Pop(nullptr));
     EXPECT_EQ(nullptr, RingQueue_Pop(&queue));
 }
 
-TEST_F(Ring, ASlotStaysAsItIsUntilTheNextPop)
+TEST_F(Ring, ASlotIsUnchangedUntilTheNextPop)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 4, 16));
     ASSERT_EQ(0, Push({0xAA}));
@@ -212,7 +212,7 @@ TEST_F(Ring, ASlotStaysAsItIsUntilTheNextPop)
 
 // ---- Asking ----
 
-TEST_F(Ring, CountsWhatIsUsedAndFreeAllTheWayRound)
+TEST_F(Ring, CountsUsedAndFreeSlotsAtEveryPosition)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 4, 16));
     for (int turn = 0; turn < 8; turn++) {
@@ -230,7 +230,7 @@ TEST_F(Ring, CountsWhatIsUsedAndFreeAllTheWayRound)
     }
 }
 
-TEST_F(Ring, ClearThrowsAllItemsAway)
+TEST_F(Ring, ClearDropsAllItems)
 {
     ASSERT_EQ(0, RingQueue_Init(&queue, 4, 16));
     Fill(3);
@@ -242,7 +242,7 @@ TEST_F(Ring, ClearThrowsAllItemsAway)
     EXPECT_EQ(nullptr, RingQueue_Pop(&queue));
 }
 
-TEST_F(Ring, WhatIsNotThereIsEmptyAndHasNoRoom)
+TEST_F(Ring, AnUninitialisedQueueIsEmptyAndHasNoRoom)
 {
     RingQueue_Clear(&queue);
     EXPECT_TRUE(RingQueue_IsEmpty(&queue));

@@ -84,7 +84,7 @@ TEST_F(SubdevReportTest, ABlackListThatFailsMarksNobody)
     EXPECT_TRUE(Logged("get_dev_black_list Error."));
 }
 
-TEST_F(SubdevReportTest, OfABlackListThatCountsMoreThanItsRoomTheRoomIsTaken)
+TEST_F(SubdevReportTest, ABlackListWithATooLargeCountIsCutToItsRoom)
 {
     l_debug = 1;
     Add(100);
@@ -96,7 +96,7 @@ TEST_F(SubdevReportTest, OfABlackListThatCountsMoreThanItsRoomTheRoomIsTaken)
     EXPECT_TRUE(Logged("BlackNum=100"));
 }
 
-TEST_F(SubdevReportTest, OneHundredAndTwentyNineDevicesAreTooMany)
+TEST_F(SubdevReportTest, ReportsOf129DevicesAreRefused)
 {
     for (unsigned i = 1; i <= 129; i++) Add(i);
     GetBlackInfo(&report);
@@ -114,7 +114,7 @@ TEST_F(SubdevReportTest, OneHundredAndTwentyNineDevicesAreTooMany)
     EXPECT_EQ(header, Bytes(body.end() - 8 - 128 * 45, body.end() - 128 * 45));
 }
 
-TEST_F(SubdevReportTest, WithDebugTheFrameIsShownIn333BytesALine)
+TEST_F(SubdevReportTest, WithDebugTheFrameIsLoggedIn333BytesPerLine)
 {
     l_debug = 1;
     for (unsigned i = 1; i <= 8; i++) Add(i); // 368 bytes
@@ -135,14 +135,14 @@ TEST_F(SubdevReportTest, WithDebugTheFrameIsShownIn333BytesALine)
     EXPECT_NE(std::string::npos, log.find("]-> " + shown[1] + "\n\n\n\n"));
 }
 
-TEST_F(SubdevReportTest, WithoutDebugTheFrameIsNotShown)
+TEST_F(SubdevReportTest, WithoutDebugTheFrameIsNotLogged)
 {
     Add(1);
     SendtoServer(&report);
     EXPECT_EQ(std::string::npos, Log().find("printHexBuf"));
 }
 
-TEST_F(SubdevReportTest, TheSequenceStartsAgainBehind65535)
+TEST_F(SubdevReportTest, TheSequenceWrapsAfter65535)
 {
     mLogin = 0;
     for (int i = 0; i < 65535; i++) SendtoServer(&report);

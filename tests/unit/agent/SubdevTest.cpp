@@ -166,7 +166,7 @@ TEST_F(SubdevTest, OneDeviceIsReportedByteByByte)
     EXPECT_NE(std::string::npos, log.find("]-> InNetSeg=192.168.1.\n\n"));
 }
 
-TEST_F(SubdevTest, WithoutDevicesAndSegmentAnEmptyReportLeavesWithoutTheArpTable)
+TEST_F(SubdevTest, WithoutDevicesAndSegmentAnEmptyReportIsSentWithoutTheArpTable)
 {
     Start();
     Scan({20, 4000});
@@ -174,7 +174,7 @@ TEST_F(SubdevTest, WithoutDevicesAndSegmentAnEmptyReportLeavesWithoutTheArpTable
     EXPECT_TRUE(FakeCommands().empty());
 }
 
-TEST_F(SubdevTest, WithoutDevicesTheFormerSegmentIsAskedFor)
+TEST_F(SubdevTest, WithoutDevicesThePreviousSegmentIsUsed)
 {
     gSdk.devices = {SubdevDevice(1)};
     Start();
@@ -212,7 +212,7 @@ TEST_F(SubdevTest, ADeviceWithoutANameIsCalledUnknownDevice)
     ExpectReport(0, SubdevBytes(1, "unknown-device", 0, 0, 1));
 }
 
-TEST_F(SubdevTest, ANamePassesWhateverItsBytesAre)
+TEST_F(SubdevTest, ANameIsReportedWhateverItsBytes)
 {
     static const char kNames[][17] = {"0123456789ABCDEF", "\xFF\xFE%s\n\t\\\"'`$(x)", "\x01",
                                       "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98"};
@@ -241,7 +241,7 @@ TEST_F(SubdevTest, TheSequenceCountsReportsInLittleEndian)
     }
 }
 
-TEST_F(SubdevTest, WhileNotLoggedInNothingLeavesButTheSequenceGoesOn)
+TEST_F(SubdevTest, WhileNotLoggedInNothingIsSentButTheSequenceAdvances)
 {
     gSdk.devices = {SubdevDevice(1)};
     Start();
@@ -255,7 +255,7 @@ TEST_F(SubdevTest, WhileNotLoggedInNothingLeavesButTheSequenceGoesOn)
     ExpectReport(1, OnlineBytes(1));
 }
 
-TEST_F(SubdevTest, ADeviceWhoseFiguresFailToComeHasWhatTheRouterAnswered)
+TEST_F(SubdevTest, ADeviceWithoutFiguresHasWhatTheRouterAnswered)
 {
     gSdk.devices = {SubdevDevice(1), SubdevDevice(2)};
     gSdk.numbers["get_dev_us_bw(02:AA:00:00:00:02)"] = 9;
@@ -266,7 +266,7 @@ TEST_F(SubdevTest, ADeviceWhoseFiguresFailToComeHasWhatTheRouterAnswered)
 
 // ---- Devices of the ARP table ----
 
-TEST_F(SubdevTest, ADeviceOfTheArpTableAloneIsReportedAsOfflineUnderTheNameTheRouterKnows)
+TEST_F(SubdevTest, ADeviceOnlyInTheArpTableIsReportedAsOfflineWithTheRoutersName)
 {
     gSdk.devices = {SubdevDevice(1)};
     gSdk.texts["get_dev_name(02:AA:00:00:00:07)"] = "Printer in the hall";
@@ -300,7 +300,7 @@ TEST_F(SubdevTest, ADeviceIsReportedOnceHoweverOftenTheTableHasIt)
     ExpectReport(0, OnlineBytes(1) + OfflineBytes(7) + OfflineBytes(8));
 }
 
-TEST_F(SubdevTest, LinesThatAreNoEntriesAddNothing)
+TEST_F(SubdevTest, InvalidLinesAddNothing)
 {
     gSdk.devices = {SubdevDevice(1)};
     Table("\n \nIP address HW type Flags HW address\n192.168.1.9 0x1 0x2\n192.168.1.9 0x1 0x2 02:aa:00:00:00:0\n"
@@ -311,7 +311,7 @@ TEST_F(SubdevTest, LinesThatAreNoEntriesAddNothing)
     ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
 }
 
-TEST_F(SubdevTest, OneHundredAndTwentySevenDevicesLeaveRoomForOneOfTheArpTable)
+TEST_F(SubdevTest, With127DevicesThereIsRoomForOneOfTheArpTable)
 {
     Bytes records;
     for (unsigned i = 1; i <= 127; i++) {
@@ -325,7 +325,7 @@ TEST_F(SubdevTest, OneHundredAndTwentySevenDevicesLeaveRoomForOneOfTheArpTable)
     EXPECT_EQ(1 + 2 * 127u + 1, gSdk.calls.size()); // of the second nothing is asked
 }
 
-TEST_F(SubdevTest, OneHundredAndTwentyEightDevicesLeaveNoRoomForTheArpTable)
+TEST_F(SubdevTest, With128DevicesThereIsNoRoomForTheArpTable)
 {
     Bytes records;
     for (unsigned i = 1; i <= 128; i++) {
@@ -338,7 +338,7 @@ TEST_F(SubdevTest, OneHundredAndTwentyEightDevicesLeaveNoRoomForTheArpTable)
     ExpectReport(0, records);
 }
 
-TEST_F(SubdevTest, AnArpTableOfAThousandFillsTheReportUp)
+TEST_F(SubdevTest, AnArpTableOfAThousandFillsTheReport)
 {
     gSdk.devices = {SubdevDevice(1)};
     std::string table;
@@ -366,7 +366,7 @@ TEST_F(SubdevTest, WithoutTheFileTheRoutersOwnDevicesAreReported)
     EXPECT_NE(std::string::npos, log.find("]-> Unable to open file " + std::string(kPathSubdev) + ".\n\n"));
 }
 
-TEST_F(SubdevTest, ACommandThatCannotBeStartedLeavesNothingOfTheFormerTable)
+TEST_F(SubdevTest, ACommandThatCannotBeStartedLeavesNothingOfThePreviousTable)
 {
     gSdk.devices = {SubdevDevice(1)};
     WriteFile(kPathSubdev, ArpLine(7));
@@ -378,7 +378,7 @@ TEST_F(SubdevTest, ACommandThatCannotBeStartedLeavesNothingOfTheFormerTable)
     ExpectReport(0, OnlineBytes(1));
 }
 
-TEST_F(SubdevTest, ALinkInThePlaceOfTheFileIsNotFollowed)
+TEST_F(SubdevTest, ALinkAtThePathIsNotFollowed)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, "precious");
@@ -392,7 +392,7 @@ TEST_F(SubdevTest, ALinkInThePlaceOfTheFileIsNotFollowed)
     unlink(precious.c_str());
 }
 
-TEST_F(SubdevTest, WhatIsPutInThePlaceOfTheFileWhileItIsWrittenIsNeitherReadNorWritten)
+TEST_F(SubdevTest, AFileThatReplacesOursDuringTheScanIsNeitherReadNorWritten)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, ArpLine(8));
@@ -411,7 +411,7 @@ TEST_F(SubdevTest, WhatIsPutInThePlaceOfTheFileWhileItIsWrittenIsNeitherReadNorW
     unlink(precious.c_str());
 }
 
-TEST_F(SubdevTest, TheFileStaysBehindTheScan)
+TEST_F(SubdevTest, TheFileRemainsAfterTheScan)
 {
     gSdk.devices = {SubdevDevice(1)};
     Table(ArpLine(7));

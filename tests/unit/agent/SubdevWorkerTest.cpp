@@ -46,7 +46,7 @@ TEST(SubdevSegment, IsTheAddressUpToItsThirdDot)
 
 // ---- When ----
 
-TEST_F(SubdevTest, IdleNothingIsAskedHoweverLongItTakes)
+TEST_F(SubdevTest, WithoutARequestNothingIsAsked)
 {
     Start();
     FakeClockAdvanceMs(24 * 3600 * 1000);
@@ -68,7 +68,7 @@ TEST_F(SubdevTest, FourteenDevicesRestForFourSecondsFifteenForThree)
     AwaitIdle();
 }
 
-TEST_F(SubdevTest, DevicesOfTheArpTableCountForTheRest)
+TEST_F(SubdevTest, DevicesOfTheArpTableCountForTheLengthOfTheRest)
 {
     gSdk.devices = {SubdevDevice(1)};
     std::string table;
@@ -78,7 +78,7 @@ TEST_F(SubdevTest, DevicesOfTheArpTableCountForTheRest)
     Scan({20, 20, 20, 20, 3000});
 }
 
-TEST_F(SubdevTest, RequestsUntilTheEndOfTheRestAreAbsorbed)
+TEST_F(SubdevTest, RequestsUntilTheEndOfTheRestCountAsAnswered)
 {
     gSdk.devices = {SubdevDevice(1)};
     Start();
@@ -102,7 +102,7 @@ TEST_F(SubdevTest, RequestsUntilTheEndOfTheRestAreAbsorbed)
     ExpectReport(1, OnlineBytes(1));
 }
 
-TEST_F(SubdevTest, ADeviceListThatFailsIsTriedAgainAfterASecondUntilItComes)
+TEST_F(SubdevTest, ADeviceListThatFailsIsReadAgainEverySecond)
 {
     gSdk.devices = {SubdevDevice(1)};
     gSdk.results["get_devs_cfg"] = 5;
@@ -164,7 +164,7 @@ TEST_F(SubdevTest, TheLockIsHeldDuringEveryCallAndNeverAcrossAPause)
     EXPECT_EQ(5u, locked);
 }
 
-TEST_F(SubdevTest, ALockThatFailsCostsANameAndIsTriedAgainForTheList)
+TEST_F(SubdevTest, WithoutTheLockANameIsMissingAndTheListIsReadAgain)
 {
     gSdk.devices = {SubdevDevice(1)};
     FakeScript script;
@@ -225,7 +225,7 @@ TEST_F(SubdevTest, TheWorkerStopsInTheRestAndBetweenTwoTries)
     SubdevStop();
 }
 
-TEST_F(SubdevTest, AStopEndsTheShellsCommand)
+TEST_F(SubdevTest, AStopEndsTheShellCommand)
 {
     gSdk.devices = {SubdevDevice(1)};
     FakeScript script;
@@ -241,7 +241,7 @@ TEST_F(SubdevTest, AStopEndsTheShellsCommand)
     ExpectNothingSent();
 }
 
-TEST_F(SubdevTest, AfterAStopItCanBeStartedAgain)
+TEST_F(SubdevTest, TheWorkerCanBeStartedAgainAfterAStop)
 {
     Start();
     SubdevStop();
@@ -253,7 +253,7 @@ TEST_F(SubdevTest, AfterAStopItCanBeStartedAgain)
     ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
 }
 
-TEST_F(SubdevTest, AThreadThatCannotBeMadeIsReportedAndStoppingIsRightAllTheSame)
+TEST_F(SubdevTest, AThreadThatCannotBeStartedIsLoggedAndAStopIsAllowed)
 {
     FakeFailThreadStart(1, EAGAIN);
     EXPECT_EQ(EAGAIN, StartSubdev());
