@@ -1,4 +1,4 @@
-// A firmware update: the platform's command goes through the agent to the management process, its result back up.
+// A firmware update: the platform's command goes through the agent to the local peer, the result comes back.
 #include "tests/e2e/LocalSession.h"
 
 namespace

@@ -1,5 +1,5 @@
-// The local server: the platform's questions go through the agent to the management process and come back as the
-// household has them; its reports go up.
+// The local server: the platform's queries go through the agent to the local peer and are answered from the household;
+// the peer's reports reach the platform.
 #include "tests/e2e/LocalSession.h"
 
 namespace
@@ -210,7 +210,7 @@ TEST_F(LocalServer, DevicesThatComeOnlineAreReportedOneByOne)
     local.Tell("devices online 02:1a:2b:00:00:31=laptop"); // known already
     local.Tell("devices offline 02:1a:2b:00:00:32");
     local.agent.WaitLog("Subdev offline.");
-    for (int i = 0; i < 2; i++) local.platform.Wait("heartbeat"); // more than a turn of reports
+    for (int i = 0; i < 2; i++) local.platform.Wait("heartbeat"); // more than one cycle of reports
     EXPECT_EQ(2u, local.platform.Count("upload", {{"datatype", "40"}}));
 }
 

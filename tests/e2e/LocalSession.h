@@ -1,4 +1,4 @@
-// LocalSession.h - what tests of the local server begin with: a session, and a management process that is connected.
+// LocalSession.h - what tests of the local server start with: a session, and a local peer that is connected.
 #pragma once
 
 #include "tests/e2e/EndToEnd.h"
@@ -13,7 +13,7 @@ struct LocalSession {
     explicit LocalSession(const AgentOptions &agentOptions = {}, const ManagerOptions &managerOptions = {})
         : manager(managerOptions), session(agentOptions)
     {
-        // The agent has said by itself what it says after its start.
+        // The agent has sent its first frames.
         manager.Wait("connected");
         manager.Wait("request", {{"name", "plugin-state"}});
         manager.Wait("request", {{"name", "auto-report-config"}});
@@ -21,15 +21,15 @@ struct LocalSession {
         Settle();
     }
 
-    // Waits until the agent is through with all that the management process has said. A frame that has been handled
-    // ends the wait for whatever answer; so what shows that it has been is a frame that is refused.
+    // Waits until the agent has handled all frames of the local peer. A valid frame would end the agent's wait for any
+    // answer; so a frame that is refused shows it.
     void Settle()
     {
         manager.Command("frame report-84 hex=00 checksum=7");
         settled = agent.WaitLog("Receive  checkSum error.", settled).number + 1;
     }
 
-    // Has the management process say something that the agent has handled at the return.
+    // Has the local peer send something and waits until the agent has handled it.
     void Tell(const std::string &command)
     {
         manager.Command(command);

@@ -1,4 +1,4 @@
-// The local server's socket: who may use it, what may stand in its place, and what is left of it at the end.
+// The local server's socket: who may use it, what may be at its path, and what remains at the end.
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -17,7 +17,7 @@ class LocalSocket : public EndToEnd
 {
 };
 
-// A socket that somebody listens at. Returns its descriptor, or -1.
+// Makes a listening socket. Returns its descriptor, or -1.
 int ListenAt(const char *path)
 {
     struct sockaddr_un here = {};
@@ -29,7 +29,7 @@ int ListenAt(const char *path)
     return -1;
 }
 
-// A process of another user that listens at the agent's socket.
+// A process of another user that listens on the agent's socket.
 class StrangersListener
 {
   public:

@@ -1,4 +1,4 @@
-// The local server and a peer that does things wrong, is not there, or is there too often.
+// The local server and a peer that misbehaves, is absent or connects too often.
 #include <chrono>
 #include <cmath>
 #include <fstream>
@@ -21,7 +21,7 @@ double Now()
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// A peer that is no more than its connection.
+// A peer that only connects.
 class BarePeer
 {
   public:
@@ -37,7 +37,7 @@ class BarePeer
     BarePeer(const BarePeer &) = delete;
     BarePeer &operator=(const BarePeer &) = delete;
 
-    // Whether the agent closes within `seconds`.
+    // Returns whether the agent closes within `seconds`.
     bool IsShutOut(double seconds)
     {
         struct pollfd ready = {fd_, POLLIN, 0};
@@ -99,7 +99,7 @@ TEST_F(LocalTrouble, AnInvalidAnswerIsIgnoredAndTheNextOneCounts)
     LocalSession local;
     for (const WrongAnswer &wrong : kUnusable) {
         SCOPED_TRACE(wrong.misbehaviour);
-        EXPECT_EQ("on", local.Ask("mesh").Text("fields.switch")); // the connection is in order
+        EXPECT_EQ("on", local.Ask("mesh").Text("fields.switch")); // the connection works
         local.manager.Set("misbehave " + std::string(wrong.misbehaviour) + " 1");
         const double asked = Now();
         const size_t before = local.agent.CountLog(wrong.log);
@@ -129,7 +129,7 @@ TEST_F(LocalTrouble, ALateAnswerCountsWithinTenSecondsAndForItsOwnRequestOnly)
     local.manager.Set("misbehave late@mesh=0.7 1"); // fourteen
     EXPECT_EQ("1", local.Ask("mesh").Text("status"));
     local.agent.WaitLog("ERROR: request timeout!");
-    // Once more, so that it has come and gone before the next question.
+    // Once more, so that the late answer has come before the next request.
     local.Tell("plugin-state old");
     for (int i = 0; i < 2; i++) local.platform.Wait("heartbeat");
     EXPECT_EQ("70", local.Ask("roaming-threshold").Text("fields.first"));
@@ -159,7 +159,7 @@ TEST_F(LocalTrouble, AFrameInTwoPartsIsLostAndTheNextOneCounts)
 TEST_F(LocalTrouble, ACutOffFrameAfterAnotherSwallowsNoLaterFrame)
 {
     LocalSession local;
-    // A question for the plugin's state that is not one, and the beginning of a report that announces 8000 bytes.
+    // An invalid query for the plugin's state, and the start of a report that declares 8000 bytes.
     local.manager.Command("raw 5A5AE60301000000010000006F006F"
                           "5A5A540002000000401F0000000041");
     local.agent.WaitLog("Old plugin no plugin state notice.");
@@ -188,7 +188,7 @@ TEST_F(LocalTrouble, FramesBeyondTheQueuesRoomAreLostAndTheNextOneCounts)
     local.manager.Command("burst 20 report 86 {\"n\":1}");
     local.agent.WaitLog("reveive data err=-2");
     for (int i = 0; i < 9; i++) local.platform.Wait("upload", {{"datatype", "86"}});
-    local.Tell("plugin-state old"); // behind all that there was room for
+    local.Tell("plugin-state old"); // after all frames that had room
     local.session.ExpectAnswers();
     EXPECT_EQ(20u, local.platform.Count("upload", {{"datatype", "86"}}) + local.agent.CountLog("reveive data err=-2"));
 }

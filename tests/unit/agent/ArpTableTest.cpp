@@ -1,4 +1,4 @@
-// The kernel's table of neighbours as text: what is an entry and what is passed over.
+// The kernel's ARP table as text: what is an entry and what is skipped.
 #include "subdev/ArpTable.h"
 
 #include <gtest/gtest.h>
@@ -95,9 +95,9 @@ TEST(ArpTable, Only158BytesOfALineAreRead)
     const std::string entry = " 0x1 0x2 02:1a:2b:00:00:14";
     const std::string blanks(158 - 12 - entry.size(), ' ');
     EXPECT_EQ(Entries{kEntry}, Read("192.168.1.20" + blanks + entry)); // 158 bytes
-    EXPECT_EQ(Entries{}, Read("192.168.1.20" + blanks + " " + entry)); // its last digit is not seen
+    EXPECT_EQ(Entries{}, Read("192.168.1.20" + blanks + " " + entry)); // its last digit is not read
     EXPECT_EQ(Entries{kEntry}, Read("192.168.1.20" + entry + std::string(5000, 'x').replace(0, 1, " ")));
-    // What lies behind is no line of its own.
+    // The rest of the line is no line of its own.
     EXPECT_EQ(Entries{}, Read(std::string(158, 'x') + "192.168.1.20 0x1 0x2 02:1a:2b:00:00:14\n"));
     EXPECT_EQ(Entries{kEntry}, Read(std::string(100000, 'x') + "\n192.168.1.20 0x1 0x2 02:1a:2b:00:00:14\n"));
 }

@@ -1,4 +1,4 @@
-// AskedPeer.h - a test with the router's management process at the other end of a socket pair.
+// AskedPeer.h - a test with the local peer at the other end of a socket pair.
 #pragma once
 
 #include <cstring>
@@ -13,8 +13,8 @@
 #include "core/LocalPeer.h"
 #include "tests/unit/agent/CommTest.h"
 
-// The peer without the server's threads: what the agent sends is read here, and the peer's frames are handled on the
-// test's own thread. The test has to be logged in, or nothing of the peer's is looked at.
+// The peer without the server's threads: the test reads what the agent sends and handles the peer's frames on its own
+// thread. The test has to be logged in, or the frames are dropped.
 class AskedPeer
 {
   public:
@@ -44,7 +44,7 @@ class AskedPeer
     {
         Bytes frame = Exactly(kCommHeaderSize);
         if (frame.empty()) return {};
-        const Bytes payload = Exactly(frame[8] + frame[9] * 256u); // no request has more
+        const Bytes payload = Exactly(frame[8] + frame[9] * 256u); // no request is longer
         frame.insert(frame.end(), payload.begin(), payload.end());
         return frame;
     }
@@ -61,14 +61,13 @@ class AskedPeer
         return recv(mEnds[1], &byte, 1, MSG_DONTWAIT) < 0;
     }
 
-    // A frame of the peer's, handled as the handler thread does it. As an answer to a request it brings `bytes` behind
-    // its status, and whoever waits is woken.
+    // Handles an answer of the peer as the handler thread does: `bytes` after its status. Wakes the requester.
     static void Answer(uint8_t status, const Bytes &bytes) { Say(FUNCID_MESH_SUPPORT, Bytes{status} + bytes); }
 
-    // A frame that is no answer.
+    // Handles a frame that is no answer.
     static void Report() { Say(FUNCID_VERSION, {0}); }
 
-    // Any frame.
+    // Handles any frame.
     static void Say(uint16_t funcId, const Bytes &payload)
     {
         Bytes slot = Slot(LocalFrame(funcId, CommRxSeq + 1, payload));

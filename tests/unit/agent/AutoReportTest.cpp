@@ -1,4 +1,5 @@
-// The auto-report configuration: from the platform to the peer, back from the peer, and calibrated after the start.
+// The auto-report configuration: from the platform to the peer, from the peer back to the agent, calibrated after the
+// start.
 #include "comm/AutoReport.h"
 
 #include <future>
@@ -53,7 +54,7 @@ class AutoReport : public AgentTest
 
     void ExpectRefused(const std::string &text, const std::string &line)
     {
-        FakeClockAuto(true); // so that one that is not refused times out
+        FakeClockAuto(true); // a request that is not refused times out
         EXPECT_EQ(1, Set(text)) << text;
         FakeClockAuto(false);
         const std::string log = Log();
@@ -120,7 +121,7 @@ TEST_F(AutoReport, WithoutEitherReportNoTimeStampIsNeededAndAllTimesAre0)
     EXPECT_EQ(R"({"referNum":5,"interval2":0,"serverDiff":0,"dayReportTime":"0.000000","cycleReportStart":"0.000000",)"
               R"("save":1})",
               Accepted(R"({"referNum":5,"interval2":0})"));
-    // nor is one that is far off looked at
+    // a time stamp that is far off is ignored, too
     EXPECT_EQ(R"({"referNum":5,"timestamp":1,"serverDiff":0,"dayReportTime":"0.000000","cycleReportStart":"0.000000",)"
               R"("save":1})",
               Accepted(R"({"referNum":5,"timestamp":1})"));
@@ -209,7 +210,7 @@ TEST_F(AutoReport, BlanksAfterTheClosingBraceAreNotSent)
 TEST_F(AutoReport, ARequestHasAtMost500Characters)
 {
     const auto with = [](size_t filling) { return R"({"referNum":5,"x":")" + std::string(filling, 'x') + R"("})"; };
-    // {"referNum":5,"x":"" and the fields behind it: 20 + 82
+    // {"referNum":5,"x":"" and the fields after it: 20 + 82
     EXPECT_EQ(500u, Accepted(with(398)).size());
     AutoReportConfSet(AutoReportConf());
     ExpectRefused(with(399), "auto report info too long, length=501");
@@ -219,7 +220,7 @@ TEST_F(AutoReport, AQuietPeriodMovesTheDailyReport)
 {
     const std::string begin = R"({"timestamp":1700000000,"referNum":100,"interval2":1440,"jumpTime":")";
     EXPECT_NE(std::string::npos, Accepted(begin + "8:00-22:00\"}").find(R"("dayReportTime":"1700002080.000000")"));
-    // a text that is too short or too long to be one is none
+    // a text of another length is no quiet period
     EXPECT_NE(std::string::npos, Accepted(begin + "8:00-9:0\"}").find(R"("dayReportTime":"1699958880.000000")"));
     EXPECT_NE(std::string::npos, Accepted(begin + "08:00-022:00\"}").find(R"("dayReportTime":"1699958880.000000")"));
     AutoReportConfSet(AutoReportConf());

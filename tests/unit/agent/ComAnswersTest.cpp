@@ -1,4 +1,4 @@
-// Whose answer a frame of the management process is: late ones, longer ones, and one request at a time.
+// To which request a frame of the local peer is the answer: late answers, long answers, one request at a time.
 #include "tests/unit/agent/ComRequestsTest.h"
 
 #include <thread>
@@ -28,7 +28,8 @@ TEST_F(ComAnswers, ALateAnswerCountsForTheNextRequestThatWaits)
     FakeClockAuto(false);
     peer.Frame();
     int result = -1;
-    Exchange([&] { return ComF_get_mesh_roaming_switch(&on); }, 0, Hex("01"), &result); // meant for the one before
+    Exchange([&] { return ComF_get_mesh_roaming_switch(&on); }, 0, Hex("01"),
+             &result); // meant for the previous request
     EXPECT_EQ(0, result);
     EXPECT_EQ(1, on);
 }
@@ -138,7 +139,7 @@ TEST_F(ComAnswers, ACalibrationWaitsForItsTurnToo)
     auto duty = std::async(std::launch::async, ComF_send_calibration);
     FakeClockAwaitWaiters(2);
     EXPECT_TRUE(peer.NothingSent());
-    AutoReportConfSet({100, 0, 6, 0, 30, ""}); // what it sends is what holds when its turn has come
+    AutoReportConfSet({100, 0, 6, 0, 30, ""}); // it sends the configuration of the moment when its turn comes
     AskedPeer::Answer(0, {});
     scan.get();
     duty.get();
@@ -152,7 +153,7 @@ TEST_F(ComAnswers, TheEndOfTheSessionEndsTheWaitForATurn)
     peer.Frame();
     auto duty = std::async(std::launch::async, ComF_get_autoreport_conf);
     FakeClockAwaitWaiters(2);
-    SetSessionFlag(mQuitPro, 1); // the main thread, which waits there, is to end the session
+    SetSessionFlag(mQuitPro, 1); // the main thread waits there and has to end the session
     EXPECT_EQ(1, duty.get());
     EXPECT_TRUE(peer.NothingSent());
     SetSessionFlag(mQuitPro, 0);

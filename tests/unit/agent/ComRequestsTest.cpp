@@ -1,4 +1,4 @@
-// What the agent asks of the router's management process: frames, waits, results.
+// The requests to the local peer: frames, waits, results.
 #include "tests/unit/agent/ComRequestsTest.h"
 
 #include "comm/FuncIdList.h"
@@ -13,13 +13,13 @@ using ComRequests = ComRequestsTest;
 struct Request {
     const char *function;
     std::function<int()> ask;
-    const char *frame; // as number 1
-    size_t answerSize; // bytes that land in `out`
+    const char *frame; // with sequence 1
+    size_t answerSize; // bytes that are stored at `out`
     const char *failure;
     const char *name; // in CommSendCmd's log line
 };
 
-// Every request with an answer but that of the auto-report configuration, whose answer is no stored one.
+// Every request whose answer is kept.
 const std::vector<Request> &Requests()
 {
     static const std::vector<Request> requests = {
@@ -165,7 +165,7 @@ TEST_F(ComRequests, TheSequenceWrapsFromTheLargestTo0)
 
 TEST_F(ComRequests, FramesOfSeveralThreadsAreSentWholeAndInTheOrderOfTheirSequences)
 {
-    const int each = 100; // as many as the socket takes without being read
+    const int each = 100; // fits the socket's buffer
     const auto send = [] {
         for (int i = 0; i < each; i++) EXPECT_EQ(0, CommSendCmd(FUNCID_MESH_SUPPORT, nullptr, 0));
     };
@@ -239,7 +239,7 @@ TEST_F(ComRequests, AnAnswerWakesTheRequesterAtOnce)
     FakeClockAwaitSleepers(1);
     EXPECT_EQ(10000, FakeClockNextDeadlineMs());
     AskedPeer::Answer(0, {});
-    EXPECT_EQ(0, waiting.get()); // the clock has not moved
+    EXPECT_EQ(0, waiting.get()); // the clock has not advanced
     EXPECT_EQ(0, OsNowMs());
 }
 
@@ -263,7 +263,7 @@ TEST_F(LinkedTest, TheEndOfTheSessionEndsAWaitForTheAskedPeer)
     ASSERT_TRUE(Within([] { return FakeClockNextDeadlineMs() == 60000; }));
     Unlink();
     EXPECT_EQ(-1, waiting.get());
-    EXPECT_EQ(-1, Route_Wait(1200)); // nor does one begin any more
+    EXPECT_EQ(-1, Route_Wait(1200)); // and no other wait starts
     EXPECT_LT(OsNowMs(), 60000);
 }
 

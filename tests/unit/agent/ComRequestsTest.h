@@ -1,4 +1,4 @@
-// ComRequestsTest.h - a session that is up, and a management process that answers what the agent asks it.
+// ComRequestsTest.h - a session, and a local peer that answers the agent's requests.
 #pragma once
 
 #include <functional>
@@ -40,7 +40,7 @@ class ComRequestsTest : public AgentTest
     AskedPeer peer;
 };
 
-// Where answers of requests land, and what is sent with one.
+// Where answers are stored, and the record of a request.
 inline uint8_t s_out[2];
 inline uint8_t s_wan[228];
 inline uint32_t s_came;

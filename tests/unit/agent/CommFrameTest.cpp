@@ -14,13 +14,13 @@ class LocalFrames : public AgentTest
         CommTxSeq = CommRxSeq = 0;
         Log();
     }
-    // Checks what one read brought.
+    // Checks the bytes of one read.
     bool Check(const Bytes &read)
     {
         slot = Slot(read);
         return CommFrameCheck(slot.data(), &frame);
     }
-    // Whether the one line of the log is this one.
+    // Returns whether the log is this one line.
     void ExpectError(const std::string &text)
     {
         const std::string said = Log();
@@ -116,7 +116,7 @@ TEST_F(LocalFrames, OfMoreThan8100BytesAreTooLong)
 {
     EXPECT_FALSE(Check(LocalFrame(84, 1, Bytes(8087, 1))));
     ExpectError("Receive length error, length is 8101");
-    EXPECT_TRUE(Check(LocalFrame(84, 1, Bytes(8086, 1)))); // the one before has not used the sequence
+    EXPECT_TRUE(Check(LocalFrame(84, 1, Bytes(8086, 1)))); // the last one has not used the sequence
     EXPECT_EQ(8086u, frame.length);
 }
 
@@ -138,7 +138,7 @@ TEST_F(LocalFrames, MayNotRepeatTheSequenceOfTheLastOne)
     EXPECT_TRUE(Check(LocalFrame(71, 7, {1})));
     EXPECT_FALSE(Check(LocalFrame(72, 7, {2})));
     ExpectError("Receive  sequence error.");
-    EXPECT_TRUE(Check(LocalFrame(71, 6, {1}))); // any other will do
+    EXPECT_TRUE(Check(LocalFrame(71, 6, {1}))); // any other is accepted
     EXPECT_TRUE(Check(LocalFrame(71, 7, {1})));
 }
 
@@ -168,7 +168,7 @@ TEST_F(LocalFrames, TheHighByteOfTheChecksumCounts)
 
 TEST_F(LocalFrames, ThatDeclareNoPayloadNeedChecksumZero)
 {
-    Bytes read = Hex("5A 5A 01 00 01 00 00 00 00 00 00 00 00 00  77"); // a byte that is not announced
+    Bytes read = Hex("5A 5A 01 00 01 00 00 00 00 00 00 00 00 00  77"); // one byte more than declared
     EXPECT_TRUE(Check(read));
     EXPECT_EQ(0u, frame.length);
     read[4] = 2;
@@ -186,7 +186,7 @@ TEST_F(LocalFrames, MayDeclareFewerBytesThanCame)
 TEST_F(LocalFrames, ThatDeclareMoreBytesThanCameUseTheRestOfTheSlot)
 {
     slot = Slot(Hex("5A 5A 47 00 07 00 00 00 04 00 00 00 6C 00  69"));
-    slot[4 + 14 + 3] = 3; // from a frame before
+    slot[4 + 14 + 3] = 3; // from an earlier frame
     EXPECT_TRUE(CommFrameCheck(slot.data(), &frame));
     EXPECT_EQ(4u, frame.length);
 }

@@ -28,7 +28,7 @@ TEST_F(CommHandle, FramesAreDroppedSilentlyWhileNotLoggedIn)
 {
     mLogin = 0;
     Handle(FUNCID_MESH_SUPPORT, Hex("00 01"));
-    HandleRead(Hex("01 02 03")); // nor is this told
+    HandleRead(Hex("01 02 03")); // not logged either
     EXPECT_EQ(0, CommReceived);
     EXPECT_EQ(Hex("EE EE"), RxData(2));
     EXPECT_EQ("", Log());
@@ -149,7 +149,7 @@ TEST_F(CommHandle, TheAnswerWakesTheWaitingRequesterAtOnce)
     });
     FakeClockAwaitSleepers(1);
     Handle(FUNCID_MESH_SUPPORT, Hex("00 01"));
-    requester.Join(); // although the clock stands still
+    requester.Join(); // although the clock does not advance
     EXPECT_EQ(1, CommReceived);
 }
 

@@ -1,4 +1,4 @@
-// The socket of the local command server: what may stand in its place, and whose it is.
+// The socket of the local server: what may be at its path, and whose it is.
 #include "comm/CommListener.h"
 
 #include <csignal>
@@ -21,7 +21,7 @@ namespace
 
 const uid_t kStranger = 65534;
 
-// A socket at the path, of this kind. Returns its descriptor.
+// Makes a socket of this type at the path. Returns its descriptor.
 int SocketThere(int type, bool listens)
 {
     struct sockaddr_un there = {};
@@ -61,7 +61,7 @@ class CommListener : public AgentTest
         FakeLibrariesReset();
     }
 
-    // Listens, and gives the listener up again.
+    // Opens the listener and closes it again.
     void ExpectListens()
     {
         const int fd = CommListen();
@@ -72,7 +72,7 @@ class CommListener : public AgentTest
     }
 };
 
-// A process of a stranger's that does something at the path; it lasts as long as this is in scope.
+// A process of another user that does something at the path. It lives as long as this object.
 class Stranger
 {
   public:

@@ -14,7 +14,7 @@ class CommReports : public HandleTest
 {
   protected:
     static void At(int seconds) { FakeClockSetWallTime(kFakeEpoch + seconds); }
-    // A report of FuncID 89 arrives; `forwarded` says whether it has to go up under the next number.
+    // A report of FuncID 89 arrives; `forwarded` says whether it has to be sent with the next number.
     void Expect89(const Bytes &payload, bool forwarded)
     {
         Handle(FUNCID_TYPED_REPORT, payload);
@@ -149,7 +149,7 @@ TEST_F(CommReports, OnlyTheFiveAddressesOfARecordAreReversed)
 
 TEST_F(CommReports, AShortRecordIsConvertedOnlyInsideItsSlot)
 {
-    // The record ends inside the first address; what stands behind it in the slot takes part.
+    // The record ends inside the first address; the bytes after it in the slot are used.
     Bytes slot = Slot(LocalFrame(FUNCID_WAN_REPORT, 1, Bytes(207, 0x11)));
     slot[18 + 207] = 0xA1;
     slot[18 + 208] = 0xA2;
@@ -315,7 +315,7 @@ TEST_F(CommReports, EachTypeHasItsOwnLastTime)
 
 TEST_F(CommReports, TheFirstReportOfEachTypeIsSentWhateverTheYear)
 {
-    // 1970, the last second of 32 bits and the ones behind it, 2106
+    // 1970, the last second of 32 bits and those after it, 2106
     for (const time_t now : {time_t(0), time_t(3), time_t(49), time_t(0x7FFFFFFF), time_t(0x80000000),
                              time_t(0x80000000 + 40), time_t(0xFFFFFFFF), time_t(0x100000003)}) {
         CommReportsReset();
@@ -344,7 +344,7 @@ TEST_F(CommReports, TheRulesHoldInEveryYear)
 
 TEST_F(CommReports, AClockThatIsSetAfterTheFirstReportCountsAsTheTimeBetween)
 {
-    FakeClockSetWallTime(3); // until the network has told the time
+    FakeClockSetWallTime(3); // the time is not known yet
     Expect89(Hex("01 AA"), true);
     At(0);
     Expect89(Hex("01 AA"), true);
@@ -393,7 +393,7 @@ TEST_F(CommReports, AFailedFirmwareUpdateIsSentWithItsReason)
         {5, "{\"result\":5,\"resultDesc\":\"fileLength error.\"}"},
         {6, "{\"result\":6,\"resultDesc\":\"file download failed.\"}"},
         {7, "{\"result\":7,\"resultDesc\":\"check sum error.\"}"},
-        {8, "{\"result\":8,\"resultDesc\":\"firmware update faiiled.\"}"}, // spelt so
+        {8, "{\"result\":8,\"resultDesc\":\"firmware update faiiled.\"}"}, // this spelling is fixed: FirmwareAnswer.cpp
         {9, "{\"result\":9,\"resultDesc\":\"unKnown error.\"}"},
         {255, "{\"result\":255,\"resultDesc\":\"unKnown error.\"}"},
     };

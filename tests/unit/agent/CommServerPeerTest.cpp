@@ -1,4 +1,4 @@
-// The local command server and its peer: what is read, what goes wrong on the connection, what is sent.
+// The local server and its peer: reads, failures of the connection, sends.
 #include <csignal>
 
 #include "tests/unit/agent/CommServerTest.h"
@@ -29,7 +29,7 @@ TEST_F(CommServerPeer, AFrameIsHandledAtOnceAndTheNextTenMillisecondsLater)
 {
     LocalPeer peer;
     Serve(&peer);
-    EXPECT_TRUE(Answered(&peer, 1)); // although the clock stands still
+    EXPECT_TRUE(Answered(&peer, 1)); // although the clock does not advance
     FakeClockAwaitSleepers(1);
     EXPECT_EQ(10, FakeClockNextDeadlineMs());
     CommReceived = 0;
@@ -90,7 +90,7 @@ TEST_F(CommServerPeer, FramesAfterACompletedFrameAreItemsOfTheirOwn)
     ASSERT_TRUE(peer.Send(Part(second, 9, 18) + third + Part(LocalFrame(FUNCID_WAN_CONFIGS, 4, {0, 1}), 0, 15)));
     ASSERT_TRUE(AwaitLog("comm_get_wan_cfg"));
     ASSERT_TRUE(
-        peer.Send(Part(LocalFrame(FUNCID_WAN_CONFIGS, 4, {0, 1}), 15, 16))); // and its last one is completed as well
+        peer.Send(Part(LocalFrame(FUNCID_WAN_CONFIGS, 4, {0, 1}), 15, 16))); // and its last one is completed, too
     EXPECT_TRUE(AwaitLog("comm_get_wans_cfg"));
     EXPECT_EQ("comm_get_version\ncomm_get_base_info\ncomm_get_wan_cfg\ncomm_get_wans_cfg\n",
               Lines(AllLogged(), "CommHandleProc"));
@@ -101,7 +101,7 @@ TEST_F(CommServerPeer, AFrameThatStaysCutOffSwallowsNoLaterFrame)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    // The announced length is within what the next read brings, and far behind it.
+    // The declared length ends inside the next read, or far after it.
     const size_t announced[] = {20, 8000};
     uint32_t sequence = 0;
     size_t handled = 0;
@@ -209,7 +209,7 @@ TEST_F(CommServerPeer, NineFramesAreQueuedAndATenthIsLost)
     LocalPeer peer;
     Serve(&peer);
     ASSERT_TRUE(Answered(&peer, 1));
-    FakeClockAwaitSleepers(1); // the handler pauses, so that what comes now waits
+    FakeClockAwaitSleepers(1); // the handler pauses, so the next frames stay in the queue
     Bytes all;
     for (uint32_t i = 2; i <= 11; i++) all = all + LocalFrame(FUNCID_VERSION, i, {0});
     ASSERT_TRUE(peer.Send(all));

@@ -1,4 +1,4 @@
-// The local command server over its real socket: who is let in, how it begins and ends.
+// The local server on its real socket: which peers are served, how it starts and stops.
 #include "tests/unit/agent/CommServerTest.h"
 
 #include <cerrno>
@@ -139,7 +139,7 @@ TEST_F(CommServer, StopsWhileItWaitsToTryAgain)
     std::filesystem::create_directories(std::string(kPathCommServer) + "/planted");
     EXPECT_EQ(0, CommServerStart());
     FakeClockAwaitSleepers(1);
-    CommServerStop(); // although the clock stands still
+    CommServerStop(); // although the clock does not advance
     EXPECT_TRUE(std::filesystem::exists(std::string(kPathCommServer) + "/planted"));
 }
 
@@ -244,7 +244,7 @@ TEST_F(CommServer, APeerThatConnectsRightAfterOneHasGoneIsServed)
     FakeClockAuto(true);
     for (uint32_t i = 1; i <= 200; i++) {
         LocalPeer next;
-        peer.Close(); // and nobody waits until the agent has noticed
+        peer.Close(); // without waiting until the agent has noticed
         ASSERT_TRUE(next.Connect());
         ASSERT_TRUE(Answered(&next, i)) << i;
         next.Close();
@@ -284,7 +284,7 @@ TEST_F(CommServer, AThousandPeersLeakNothing)
         ASSERT_TRUE(Within([] { return InstanceState == 0; }));
         ASSERT_TRUE(peer.Connect());
         ASSERT_TRUE(Served());
-        const bool silent = i % 4 == 0; // leaves without a byte
+        const bool silent = i % 4 == 0; // closes without sending
         ASSERT_TRUE(silent || Answered(&peer, i)) << i;
     }
     EXPECT_EQ(before, OpenDescriptors());
@@ -373,7 +373,7 @@ TEST_F(CommServer, StopsInThePausesOfHandlerReaperAndRefusal)
     ASSERT_TRUE(third.Connect());
     ASSERT_TRUE(third.AtEnd());
     FakeClockAwaitSleepers(3);
-    CommServerStop(); // although the clock stands still
+    CommServerStop(); // although the clock does not advance
     EXPECT_TRUE(second.AtEnd());
 }
 
@@ -390,7 +390,7 @@ TEST_F(CommServer, StopsWhileAPeerWaitsForTheReaper)
     ASSERT_TRUE(AwaitLog("Close instance.", 2));
     ASSERT_TRUE(third.Connect());
     FakeClockAwaitWaiters(3);
-    CommServerStop(); // although the clock stands still
+    CommServerStop(); // although the clock does not advance
     EXPECT_TRUE(third.AtEnd());
 }
 

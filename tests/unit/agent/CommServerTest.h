@@ -1,4 +1,4 @@
-// CommServerTest.h - a test with the local command server on its real socket.
+// CommServerTest.h - a test with the local server on its real socket.
 #pragma once
 
 #include <fcntl.h>
@@ -15,7 +15,7 @@
 #include "tests/fakes/FakeLibraries.h"
 #include "tests/unit/agent/CommTest.h"
 
-// Logged in. The server is stopped at the latest when the test ends.
+// Logged in. The server stops when the test ends, if not before.
 class CommServer : public AgentTest
 {
   protected:
@@ -24,7 +24,7 @@ class CommServer : public AgentTest
         AgentTest::SetUp();
         FakeLibrariesReset();
         mLogin = 1;
-        // A file of our own, as threads log all the time: the shared capture loses what comes while it is looked at.
+        // A file of its own, because threads log all the time: the shared capture loses lines while it is read.
         mLogPath = FakeFolder() + "/log";
         mStderr = dup(STDERR_FILENO);
         const int file = open(mLogPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
@@ -40,19 +40,19 @@ class CommServer : public AgentTest
         FakeLibrariesReset();
         AgentTest::TearDown();
     }
-    // Whether a peer is being served. The instance may be ahead of the accept thread, so both have to say so.
+    // Returns whether a peer is served. The instance may be ahead of the accept thread, so both are checked.
     static bool Served()
     {
         return Within([] { return InstanceSocket > 0 && InstanceState == 1; });
     }
-    // The server with a peer that is being served.
+    // Starts the server and connects `peer`.
     void Serve(LocalPeer *peer)
     {
         ASSERT_EQ(0, CommServerStart());
         ASSERT_TRUE(peer->Connect());
         ASSERT_TRUE(Served());
     }
-    // What has been logged in this test.
+    // Returns the log of this test.
     std::string AllLogged() const { return WithoutColours(FileContent(mLogPath)); }
     bool AwaitLog(const std::string &text, size_t times = 1)
     {
@@ -66,7 +66,7 @@ class CommServer : public AgentTest
         return peer->Send(LocalFrame(FUNCID_MESH_SUPPORT, sequence, {0, 1})) &&
                Within([] { return CommReceived == 1; });
     }
-    // The texts that `function` has put into `log`, one a line.
+    // Returns the texts that `function` has logged, one per line.
     static std::string Lines(const std::string &log, const std::string &function)
     {
         std::string texts;

@@ -1,10 +1,10 @@
-// CommTest.h - what a test needs to speak as the local peer: frames put together by hand, their slots, a connection.
+// CommTest.h - the local peer of a test: frames made by hand, their slots, a connection.
 #pragma once
 
 #include "comm/CommFrame.h"
 #include "tests/unit/agent/PlatformSide.h"
 
-// A local frame with the right length and checksum, not through the agent's own writer.
+// A local frame with the right length and checksum, made without the agent's own writer.
 Bytes LocalFrame(uint16_t funcId, uint32_t sequence, const Bytes &payload);
 
 // A slot of the queue of received frames with these bytes in it; the rest of it is zeros.
@@ -21,20 +21,20 @@ class LocalPeer
     ~LocalPeer() { Close(); }
     LocalPeer(const LocalPeer &) = delete;
     LocalPeer &operator=(const LocalPeer &) = delete;
-    bool Connect(); // once somebody listens; in place of the present connection
+    bool Connect(); // once the agent listens; replaces the present connection
     bool Send(const Bytes &bytes);
-    Bytes Receive(size_t size); // exactly so many bytes; empty when they do not come
+    Bytes Receive(size_t size); // exactly this many bytes; empty when they do not come
     bool AtEnd();               // waits for the agent to close; true when it has
     bool Open();                // whether the agent has not closed yet
-    void StopReading();         // what the agent sends from now on fails
+    void StopReading();         // every later send of the agent fails
     void Close();
 
   private:
     int mSocket = -1;
 };
 
-// A logged-in session with a platform, and the handling of local frames as at the start of the server. The test itself
-// plays the handler thread.
+// A logged-in session with a platform, and the handler of local frames in its initial state. The test acts as the
+// handler thread.
 class HandleTest : public LinkedTest
 {
   protected:
@@ -42,7 +42,7 @@ class HandleTest : public LinkedTest
     void TearDown() override;
     // Handles a frame with the next sequence.
     void Handle(uint16_t funcId, const Bytes &payload);
-    // Handles what one read brought.
+    // Handles the bytes of one read.
     static void HandleRead(const Bytes &read);
     // The next frame to the platform is this report, under `dataType` and with the router's MAC.
     void ExpectReport(uint8_t dataType, const Bytes &report);

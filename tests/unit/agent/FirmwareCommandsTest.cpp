@@ -1,4 +1,4 @@
-// The commands about the router's firmware: what they store, answer and hand over to the local peer.
+// The commands for the router's firmware: what they store, what they answer, what they hand over to the local peer.
 #include "comm/FirmwareAnswer.h"
 #include "tests/unit/agent/AskedPeer.h"
 #include "tests/unit/agent/ParserPlugTest.h"

@@ -1,4 +1,4 @@
-// Who takes over from the reports of new devices, and how their thread starts and stops.
+// The reports of new devices: when a local peer takes over, how the thread starts and stops.
 #include "tests/unit/agent/Function39Test.h"
 
 // ---- The hand-over ----
@@ -45,7 +45,7 @@ TEST_F(Function39, TheThreadStopsInEveryPauseAndTheBufferIsFreed)
 {
     Start();
     EXPECT_EQ(1, FakeAllocationsAlive());
-    Fn39Stop(); // returns although the clock stands still
+    Fn39Stop(); // returns although the clock does not advance
     EXPECT_EQ(0, FakeAllocationsAlive());
     mLogin = 0;
     Start();

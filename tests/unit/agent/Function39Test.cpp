@@ -1,4 +1,4 @@
-// Devices that show up on the router's own list: when it is read and what is reported.
+// New devices on the router's own list: when the list is read and what is reported.
 #include "tests/unit/agent/Function39Test.h"
 
 // ---- The list ----
@@ -143,7 +143,7 @@ TEST_F(Function39, AListThatFailsWhileTheSessionEndsIsReadAgainAfterTenSeconds)
     gSdk.results["get_devs_cfg"] = 3;
     gSdk.onCall = [](const std::string &) { mLogin = 0; };
     Start();
-    Pass(6); // what follows the failure is ten seconds
+    Pass(6); // ten seconds after the failure
     EXPECT_EQ(1u, gSdk.calls.size());
 }
 
@@ -157,7 +157,7 @@ TEST_F(Function39, WithReportsSwitchedOffNothingIsReadOrSent)
     Pass(20);
     EXPECT_TRUE(gSdk.calls.empty());
     AutoReportDevinfo = 1;
-    Pass(7); // one that had begun, and six
+    Pass(7); // one that had started, and six
     ExpectReport(1);
 }
 
@@ -178,7 +178,7 @@ TEST_F(Function39, TheCyclesContinueAfterALostSession)
     Start();
     Pass(4);
     mLogin = 0;
-    Pass(10); // the first of them had begun and counts
+    Pass(10); // the first of them had started and counts
     mLogin = 1;
     Pass(1);
     EXPECT_TRUE(gSdk.calls.empty());
@@ -197,7 +197,7 @@ TEST_F(Function39, ASessionThatEndsInThePauseBeforeAQueryLosesNoDevice)
     EXPECT_FALSE(KnownHas(SubdevMac(1).data()));
     Pass(3);
     mLogin = 1;
-    Pass(2); // one that had begun, and the one before the query, which is still due
+    Pass(2); // one that had started, and the one before the query, which is still due
     EXPECT_EQ(1u, gSdk.calls.size());
     ExpectReport(1);
     Pass(6);

@@ -48,7 +48,7 @@ class Function39 : public LinkedTest
         ASSERT_TRUE(Within([=] { return FakeClockNextDeadlineMs() == milliseconds; })) << FakeClockNextDeadlineMs();
     }
 
-    // So many pauses of ten seconds.
+    // Lets `cycles` pauses of ten seconds pass.
     static void Pass(int cycles)
     {
         for (int i = 0; i < cycles; i++) {

@@ -1,4 +1,4 @@
-// Devices that a local client reports: the walk through its message, the filter table, the report thread.
+// Devices that the local peer reports: its message, the filter table, the report thread.
 #include "subdev/Function40.h"
 
 #include "core/Config.h"
@@ -68,7 +68,7 @@ class Function40 : public LinkedTest
         CommClientReg = 0;
         FakeFailThreadStart(1, EAGAIN); // an empty table, and no thread unless the test starts one
         EXPECT_EQ(-1, Fn40Init());
-        Fn40Stop(); // what is started next is no second try
+        Fn40Stop(); // the next start is no retry
         Log();
     }
 
@@ -136,7 +136,7 @@ TEST_F(Function40, LengthsOf38And5129AreRefused)
 TEST_F(Function40, AnIncompleteRecordEndsTheMessage)
 {
     const Bytes whole = Message(1, DeviceRecord(1));
-    Handle(Bytes(whole.begin(), whole.end() - 2)); // 39 bytes: long enough to be looked at
+    Handle(Bytes(whole.begin(), whole.end() - 2)); // 39 bytes: long enough to be parsed
     EXPECT_TRUE(Logged("Have subdev data."));
     EXPECT_FALSE(Knows(1));
     Handle(Message(128, DeviceRecord(2) + DeviceRecord(3) + Mac(4)));
@@ -168,7 +168,7 @@ TEST_F(Function40, AnOfflineRecordEndsTheMessage)
     EXPECT_FALSE(Knows(2));
     EXPECT_FALSE(Knows(3));
     EXPECT_FALSE(Knows(4));
-    EXPECT_EQ(3u, CountIn(Log(), "]-> Subdev offline.\n\n")); // once for each that was left
+    EXPECT_EQ(3u, CountIn(Log(), "]-> Subdev offline.\n\n")); // once for each that was still to come
 }
 
 TEST_F(Function40, OnlyTheFlag1MeansOnline)
@@ -364,7 +364,7 @@ TEST_F(Function40, TheThreadStopsWhileItWaitsForALocalPeer)
 {
     ASSERT_EQ(0, Fn40Init());
     FakeClockAwaitWaiters(1);
-    Fn40Stop(); // returns although the clock stands still
+    Fn40Stop(); // returns although the clock does not advance
 }
 
 TEST_F(Function40, TheThreadStopsBetweenTwoCycles)

@@ -1,4 +1,4 @@
-// The file of the known devices: what is written, and what of what others may have written is taken.
+// The file of the known devices: what is written, and which lines are read.
 #include "subdev/KnownDevices.h"
 
 #include <cstring>
@@ -174,7 +174,7 @@ TEST_F(KnownDevices, ADamagedLineIsSkipped)
                                  std::string(300, '0'),
                                  std::string(1000, 'a') + "02aa00000001"};
     for (const std::string &line : lines) {
-        if (line.size() == 13 && line.back() == '\0') continue; // a NUL behind the digits ends the line
+        if (line.size() == 13 && line.back() == '\0') continue; // a NUL after the digits ends the line
         EXPECT_EQ(0, Load(line + "\n" + Line(7))) << line;
         EXPECT_EQ(1, f39Num) << line;
         EXPECT_TRUE(Has(7)) << line;

@@ -1,4 +1,4 @@
-// When in the day and in a cycle a router reports, and how evenly the routers are spread.
+// At what time of the day and of a cycle a router reports, and how evenly the routers are spread.
 #include "comm/ReportTimes.h"
 
 #include "tests/unit/agent/AgentTest.h"
@@ -158,7 +158,7 @@ TEST_F(ReportTimesTest, TheDailyReportIsWrappedIntoTheTimeOutsideTheQuietPeriod)
     EXPECT_DOUBLE_EQ(kMidnight + 79200 + 2880, Times(Daily(12345, 100, "8:00-22:00")).day);
     // From 5:00 to 23:00 are 64800 s: nothing to wrap.
     EXPECT_DOUBLE_EQ(kMidnight + 18000 + 38880, Times(Daily(12345, 100, "23:00-05:00")).day);
-    // From 1:00 to midnight, although that is called 24:00.
+    // From 1:00 to midnight, although it is written 24:00.
     EXPECT_DOUBLE_EQ(kMidnight + 3600 + 38880, Times(Daily(12345, 100, "24:00-1:00")).day);
 }
 
@@ -184,7 +184,7 @@ TEST_F(ReportTimesTest, AQuietPeriodOfTheWholeDayRefusesTheDailyReport)
 
 TEST_F(ReportTimesTest, AQuietPeriodThatEndsDaysLaterLeavesTheSlotAsItIs)
 {
-    // From 99:00 of this day to 1:00 of the next the time runs backwards; taken for unsigned it is longer than any day.
+    // From 99:00 of this day to 1:00 of the next the span is negative; as an unsigned number it is longer than any day.
     EXPECT_DOUBLE_EQ(kMidnight + 99 * 3600 + 38880, Times(Daily(12345, 100, "1:00-99:00")).day);
 }
 
@@ -197,7 +197,7 @@ TEST_F(ReportTimesTest, WithoutAnIntervalThereIsNoCycle)
 
 TEST_F(ReportTimesTest, AFutureCycleStartIsTheSlotInThePeriodFromMidnight)
 {
-    // 1440 minutes in 100 slots of 864 s; slot 99 begins at 23:45:36.
+    // 1440 minutes in 100 slots of 864 s; slot 99 starts at 23:45:36.
     EXPECT_DOUBLE_EQ(kMidnight + 99 * 864, Times(Cyclic(99, 100, 1440)).cycle);
 }
 
@@ -244,13 +244,13 @@ namespace
 
 constexpr int kRouters = 100000;
 
-// As they leave the factory: one after the other.
+// MACs as they leave the factory: consecutive.
 uint32_t FactoryMac(int i)
 {
     return static_cast<uint32_t>(0x3A0000 + i) & 0xFFFFFF;
 }
 
-// As they are found in the field: from everywhere.
+// MACs as they are in the field: spread.
 uint32_t FieldMac(int i)
 {
     uint32_t x = static_cast<uint32_t>(i) * 2654435761u;

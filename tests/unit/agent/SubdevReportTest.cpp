@@ -1,4 +1,4 @@
-// The report of the attached devices by itself: the black list, the frame in the log, the limit.
+// The report of the attached devices: the black list, the frame in the log, the limit.
 #include "subdev/SubdevReport.h"
 
 #include <cstring>

@@ -99,7 +99,7 @@ void SubdevTest::Table(const std::string &lines)
 
 void SubdevTest::AwaitIdle()
 {
-    ASSERT_TRUE(Within([] { return nQuerySubdev == 0; })); // a request before that would be absorbed
+    ASSERT_TRUE(Within([] { return nQuerySubdev == 0; })); // a request before that would count as answered
     FakeClockAwaitWaiters(1);
     ASSERT_EQ(-1, FakeClockNextDeadlineMs());
 }
@@ -322,7 +322,7 @@ TEST_F(SubdevTest, With127DevicesThereIsRoomForOneOfTheArpTable)
     Start();
     Scan({20, 20, 20, 20, 3000});
     ExpectReport(0, records + OfflineBytes(201));
-    EXPECT_EQ(1 + 2 * 127u + 1, gSdk.calls.size()); // of the second nothing is asked
+    EXPECT_EQ(1 + 2 * 127u + 1, gSdk.calls.size()); // no name is asked for the second one
 }
 
 TEST_F(SubdevTest, With128DevicesThereIsNoRoomForTheArpTable)

@@ -11,7 +11,7 @@ typedef std::vector<std::string> Calls;
 
 // 02:AA:00:00:hi:lo.
 Bytes SubdevMac(unsigned number);
-// Its place on the router's own list: 192.168.1.(number) or .2. and so on, allowed, named "dev" and the number.
+// Its entry in the router's own list: 192.168.1.(number) or .2. and so on, allowed, named "dev" and the number.
 DevCfg SubdevDevice(unsigned number);
 // A line of "cat /proc/net/arp" for it.
 std::string ArpLine(unsigned number);
@@ -29,9 +29,9 @@ class SubdevTest : public LinkedTest
     void TearDown() override;
 
     void Start(); // the worker, until it waits
-    // What the shell's command will leave in its file.
+    // What the shell command will write to its file.
     void Table(const std::string &lines);
-    // Lets the pause end that the worker is in, which must be of this length.
+    // Ends the present pause of the worker, which must have this length.
     void Pass(int64_t milliseconds);
     void AwaitPause(int64_t milliseconds);
     void AwaitIdle();

@@ -1,4 +1,4 @@
-// The worker of the attached devices: where it looks, when, under which lock, and how it ends.
+// The worker of the attached devices: the segment, the rests, the lock, the stop.
 #include "tests/unit/agent/SubdevTest.h"
 
 #include <cstring>
@@ -128,7 +128,7 @@ TEST_F(SubdevTest, MoreThan128DevicesAreNotReportedUntilThereAreFewer)
     RequestSubdev();
     AwaitPause(1000);
     EXPECT_TRUE(Logged("DeviceNum too large."));
-    for (unsigned i = 130; i <= 300; i++) gSdk.devices.push_back(SubdevDevice(i)); // the count passes the room
+    for (unsigned i = 130; i <= 300; i++) gSdk.devices.push_back(SubdevDevice(i)); // more than there is room for
     Pass(1000);
     AwaitPause(1000);
     EXPECT_TRUE(Logged("DeviceNum too large."));
