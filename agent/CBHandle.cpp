@@ -109,17 +109,19 @@ static bool ChecksumHolds(const ReceivedFrame &frame, const Plaintext &plain)
            frame.header.checksum;
 }
 
-// The payload as a text: terminated where it ends. It stands in a buffer of ours, so there is room.
-static const char *AsText(const InnerRecord &record)
+// The payload of a whole record in `plain` as a text. The terminator overwrites what stands behind the payload: padding,
+// or the byte that the buffer has for it.
+static const char *AsText(Plaintext *plain, const InnerRecord &record)
 {
-    const_cast<uint8_t *>(record.payload)[record.payloadLen] = '\0';
-    return reinterpret_cast<const char *>(record.payload);
+    uint8_t *text = plain->bytes + (record.payload - plain->bytes);
+    text[record.payloadLen] = '\0';
+    return reinterpret_cast<const char *>(text);
 }
 
-static void AnswerPlugCommand(const InnerRecord &record, bool whole)
+static void AnswerPlugCommand(Plaintext *plain, const InnerRecord &record, bool whole)
 {
     // A record that announces more than it holds carries no text; the handler's code for that is -1.
-    const int code = whole ? ParserPlugData(record.dataType, AsText(record)) : -1;
+    const int code = whole ? ParserPlugData(record.dataType, AsText(plain, record)) : -1;
     char answer[32];
     const int length = snprintf(answer, sizeof answer, "{\"result\":%d}", code);
     SendIpAckData(static_cast<uint16_t>(code), answer, length, record.dataType, 0, nullptr);
@@ -151,7 +153,7 @@ static void AnswerFunctionCommand(const InnerRecord &record, bool whole)
     OsFree(reply);
     if (code != 0) SendFunctionText(static_cast<uint16_t>(code), "parser error", record.dataType);
 }
-static_assert(kFunctionRequestSize > kBodyRoom, "a request holds every payload that a frame can bring");
+static_assert(kFunctionRequestSize > kBodyRoom, "a zero follows the longest payload that a frame can bring");
 
 static bool IsCommand(const ReceivedFrame &frame)
 {
@@ -182,11 +184,11 @@ static void DataFrame(const ReceivedFrame &frame, Plaintext *plain)
         return;
     }
     if (msgType == MSG_PLUG_COMMAND)
-        AnswerPlugCommand(record, whole);
+        AnswerPlugCommand(plain, record, whole);
     else if (msgType == MSG_FUNCTION_COMMAND)
         AnswerFunctionCommand(record, whole);
     else if (msgType == MSG_ACK && whole && record.payloadLen <= kUploadAckMax)
-        ParserPlugData(record.dataType, AsText(record));
+        ParserPlugData(record.dataType, AsText(plain, record));
     // Acknowledgements with MAC are logged above; there is nothing else to do with them.
 }
 

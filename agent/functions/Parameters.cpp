@@ -18,12 +18,8 @@ const uint8_t *TakeMac(WireReader *parameters)
 
 const char *TakeText(WireReader *parameters)
 {
-    const size_t room = parameters->left;
-    const uint8_t *text = WireTake(parameters, room);
-    if (room == 0 || !text) return "";
-    // The request stands in a buffer of ours with room behind the longest payload, so nothing that was sent is cut.
-    const_cast<uint8_t *>(text)[room - 1] = '\0';
-    return reinterpret_cast<const char *>(text);
+    const uint8_t *text = parameters->left > 0 ? WireTake(parameters, parameters->left) : nullptr;
+    return text ? reinterpret_cast<const char *>(text) : "";
 }
 
 void PutIp(WireWriter *reply, uint32_t ip)

@@ -26,7 +26,8 @@ uint32_t TakeIp(WireReader *parameters);
 // The 6 bytes of a device's MAC, where they lie.
 const uint8_t *TakeMac(WireReader *parameters);
 
-// A text that ends at a NUL or with the request, where it lies and terminated there.
+// The rest of the request as a text, where it lies. It ends at the latest at the request's last byte, which is zero
+// (see ParserProtoolData()); empty when nothing is left.
 const char *TakeText(WireReader *parameters);
 
 inline void Put16(WireWriter *reply, uint16_t value)

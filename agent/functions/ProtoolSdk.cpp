@@ -67,7 +67,7 @@ static int AnswerUnknown(uint16_t id, uint16_t *status, size_t *length)
     return -1;
 }
 
-int ParserProtoolData(uint8_t *request, uint8_t *reply, int *replyLen)
+int ParserProtoolData(const uint8_t *request, uint8_t *reply, int *replyLen)
 {
     WireReader in = WireRead(request, kFunctionRequestSize);
     WireWriter out = WireWrite(reply, kFunctionReplySize);

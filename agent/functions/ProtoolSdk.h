@@ -8,15 +8,15 @@
 
 // Request: 2 bytes tag, 2 bytes function ID (little-endian), 6 bytes not used, parameters.
 constexpr size_t kFunctionRequestMin = 10;
-constexpr size_t kFunctionRequestSize = 1600; // the room a request stands in, zero-filled behind what was sent
+constexpr size_t kFunctionRequestSize = 1600; // the buffer of a request; zeros follow what was sent, at least one
 // Reply: the request's first 4 bytes, 2 bytes status, data.
 constexpr size_t kFunctionReplySize = 8192;
 constexpr uint16_t kStatusUnsupported = 7;
 
 // Carries out one function command.
-//   request   kFunctionRequestSize bytes, zeros behind the payload; may be changed in place
+//   request   kFunctionRequestSize bytes, zeros behind the payload; the last byte is always zero and ends a text
 //   reply     kFunctionReplySize zeroed bytes
 //   replyLen  the reply's length; 0 when nothing is to be sent
 // Returns 0, or -1 for an unknown function (which has a reply all the same when its ID is positive as a signed
 // 16-bit number).
-int ParserProtoolData(uint8_t *request, uint8_t *reply, int *replyLen);
+int ParserProtoolData(const uint8_t *request, uint8_t *reply, int *replyLen);

@@ -186,7 +186,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint8_t *script = input.Bytes(&scriptLen);
     ResetRouter(script, scriptLen);
     const uint8_t *sent = input.data;
-    if (input.left < kFunctionRequestMin || input.left > kFunctionRequestSize) return 0; // refused before
+    if (input.left < kFunctionRequestMin || input.left >= kFunctionRequestSize) return 0; // refused before
 
     memset(request, 0, kFunctionRequestSize);
     memcpy(request, sent, input.left);

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -47,6 +48,8 @@ class SignalsBlocked
 // `output` is where the command's standard output goes, -1 for ours. Returns 0 or an error number.
 static int Spawn(pid_t *child, const char *text, int output)
 {
+    char *const copy = strdup(text); // an argument is a char *
+    if (!copy) return ENOMEM;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
     posix_spawnattr_init(&attributes);
@@ -66,10 +69,11 @@ static int Spawn(pid_t *child, const char *text, int output)
 
     char shell[] = "/bin/sh";
     char option[] = "-c";
-    char *const arguments[] = {shell, option, const_cast<char *>(text), nullptr};
+    char *const arguments[] = {shell, option, copy, nullptr};
     const int error = posix_spawn(child, shell, &actions, &attributes, arguments, environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
+    free(copy);
     return error;
 }
 

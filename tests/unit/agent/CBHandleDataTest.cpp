@@ -72,6 +72,30 @@ TEST_F(CBHandleDataTest, TheLongestBodyIsTaken)
     ExpectAck(25, 0, 200, Text("{\"result\":0}"));
 }
 
+// A record may announce the padding as part of its text, which then ends with the decrypted body.
+TEST_F(CBHandleDataTest, ATextThatFillsItsBodyToTheLastByteEndsThere)
+{
+    const FeatureSpy spy;
+    const size_t sizes[] = {1499, 27, 11}; // falling: behind the shorter ones stand bytes of the longest
+    for (const size_t size : sizes) {
+        const std::string text = std::string(size - 1, 'x') + "\1"; // the padding of one byte
+        const Bytes head = Hex("00 00 C8") + Bytes{uint8_t(size), uint8_t(size >> 8)};
+        const ReceivedFrame frame = ReceivedRecord(18, {}, head + Bytes(size - 1, 'x'));
+        ASSERT_EQ(5 + size, frame.header.bodyLen);
+        CBHandle(frame);
+        ASSERT_FALSE(spy.Calls().empty());
+        EXPECT_EQ(text, spy.Calls().back().payload);
+        ExpectAck(25, 0, 200, Text("{\"result\":0}"));
+
+        if (size > 1018) continue; // too long for the text of an acknowledgement
+        CBHandle(ReceivedRecord(18, {}, Record(200, {}, Bytes(1498, 'y'))));
+        ExpectAck(25, 0, 200, Text("{\"result\":0}"));
+        CBHandle(ReceivedRecord(25, {}, head + Bytes(size - 1, 'x')));
+        EXPECT_EQ(text, spy.Calls().back().payload);
+    }
+    EXPECT_EQ(7u, spy.Calls().size());
+}
+
 TEST_F(CBHandleDataTest, NothingIsAnsweredWhileNotLoggedIn)
 {
     const FeatureSpy spy;

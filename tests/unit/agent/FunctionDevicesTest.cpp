@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "functions/ProtoolSdk.h"
 #include "platform/Settings.h"
 #include "subdev/Subdev.h"
 #include "subdev/SubdevMutex.h"
@@ -180,6 +181,13 @@ TEST_F(FunctionDevicesTest, SettingANameTakesTheTextBehindTheMac)
     EXPECT_EQ(Calls({call + "Some name\")", call + "Some\")", call + "\")", call + longest + "\")"}), gSdk.calls);
     gSdk.result = -2;
     EXPECT_EQ(Head(37, "FE FF"), Reply(37, Hex(kMac)));
+}
+
+TEST_F(FunctionDevicesTest, ATextThatFillsTheRequestEndsAtItsLastByte)
+{
+    const std::string longest(kFunctionRequestSize - kFunctionRequestMin - 6 - 1, 'n'); // behind the MAC
+    EXPECT_EQ(Head(37), Reply(37, Hex(kMac) + Text(longest)));
+    EXPECT_EQ(Calls({"set_dev_name(" + kMacText + ", \"" + longest + "\")"}), gSdk.calls);
 }
 
 // ---- 38: one device ----

@@ -115,7 +115,7 @@ TEST_F(FunctionLocalTest, ConfigurationsAreHandedOnWithTheLengthThatWasSent)
         Reply(row.id, Hex("02 01") + Text("{}") + Hex("00") + Text("behind")); // a NUL ends it
         Reply(row.id, Hex("05"));
         Reply(row.id);
-        Reply(row.id, Hex("FF FF") + Bytes(1588, 'x')); // the room ends it
+        Reply(row.id, Hex("FF FF") + Bytes(1587, 'x')); // up to the zero at the end of the request
         const Calls all = spy.Names();
         const std::string name = row.name;
         EXPECT_EQ(Calls({name + "(\"{\"a\":1}\", 7)", name + "(\"{}\", 258)", name + "(\"\", 5)", name + "(\"\", 0)",

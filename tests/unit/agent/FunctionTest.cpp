@@ -13,7 +13,7 @@ Bytes FunctionRequest(uint16_t id, const Bytes &parameters)
 Bytes FunctionTest::Reply(uint16_t id, const Bytes &parameters, int expectedResult)
 {
     Bytes request = FunctionRequest(id, parameters);
-    EXPECT_LE(request.size(), kFunctionRequestSize);
+    EXPECT_LT(request.size(), kFunctionRequestSize);
     request.resize(kFunctionRequestSize);
     Bytes reply(kFunctionReplySize);
     int length = -1;
