@@ -70,12 +70,11 @@ static bool PutNumber(const FieldLayout &field, const std::string &text, Bytes *
     } else if (!ParseWide(text, range, &value)) {
         std::string wanted;
         for (const char *const *name = names; name != end; name++) wanted += std::string(*name) + ", ";
-        const std::string numbers = std::to_string(range.low) + " to " + std::to_string(range.high);
-        return Refuse(
-            field,
-            "'" + text + "' is " +
-                (wanted.empty() ? "no number from " + numbers : "none of " + wanted + "and no number from " + numbers),
-            error);
+        const std::string kind = wanted.empty() ? "not a number" : "neither one of " + wanted + "nor a number";
+        return Refuse(field,
+                      "'" + text + "' is " + kind + " from " + std::to_string(range.low) + " to " +
+                          std::to_string(range.high),
+                      error);
     }
     PutLittleEndian(value, field.size, out);
     return true;
@@ -85,7 +84,7 @@ static bool PutIp(const FieldLayout &field, const std::string &text, Bytes *out,
 {
     uint8_t octets[4];
     if (inet_pton(AF_INET, text.c_str(), octets) != 1)
-        return Refuse(field, "'" + text + "' is no IPv4 address such as 192.168.1.20", error);
+        return Refuse(field, "'" + text + "' is not an IPv4 address such as 192.168.1.20", error);
     out->insert(out->end(), std::rbegin(octets), std::rend(octets));
     return true;
 }
@@ -98,7 +97,7 @@ static bool PutMac(const FieldLayout &field, const std::string &text, Bytes *out
     std::string lower = text;
     std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return tolower(c); });
     if (!digits || (lower != ToHex(mac) && lower != MacText(mac)))
-        return Refuse(field, "'" + text + "' is no MAC such as 02:1A:2B:00:00:01", error);
+        return Refuse(field, "'" + text + "' is not a MAC such as 02:1A:2B:00:00:01", error);
     Append(out, mac);
     return true;
 }
@@ -121,7 +120,7 @@ bool PutValue(const FieldLayout &field, const std::string &text, Bytes *out, std
     case Type::Mac: return PutMac(field, text, out, error);
     case Type::Text: return PutPadded(field, ToBytes(text), out, error);
     case Type::Opaque:
-        if (!FromHex(text, &bytes)) return Refuse(field, "'" + text + "' is no hexadecimal text", error);
+        if (!FromHex(text, &bytes)) return Refuse(field, "'" + text + "' is not hexadecimal", error);
         return PutPadded(field, bytes, out, error);
     case Type::TextToEnd: Append(out, ToBytes(text)); return true;
     case Type::LongText:

@@ -70,7 +70,7 @@ int main(int argc, char **argv)
     AddMarkdownOption(manager, {"commands", "faults"}, &table);
     std::string function;
     bool markdown = false;
-    CLI::App *functions = app.add_subcommand("functions", "What the platform can ask of a router and set");
+    CLI::App *functions = app.add_subcommand("functions", "The functions of the router");
     functions->add_option("name", function, "one function, by name or number; all when none is given")
         ->type_name("NAME");
     functions->add_flag("--markdown", markdown, "all of them in full, as docs/protocol.md has them");

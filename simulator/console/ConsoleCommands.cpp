@@ -26,7 +26,7 @@ static Outcome RunSleep(const Words &words, ConsoleContext *)
 {
     Outcome outcome;
     outcome.kind = Outcome::Sleep;
-    return ParseSeconds(words[1], &outcome.sleepMs) ? outcome : Outcome::Fail("'" + words[1] + "' is no time");
+    return ParseSeconds(words[1], &outcome.sleepMs) ? outcome : Outcome::Fail("'" + words[1] + "' is not a time");
 }
 
 static Outcome RunEcho(const Words &words, ConsoleContext *context)
@@ -41,7 +41,7 @@ static Outcome RunQuit(const Words &words, ConsoleContext *)
     outcome.kind = Outcome::Quit;
     int64_t status = 0;
     if (words.size() > 1 && !ParseNumber(words[1], 0, 255, &status))
-        return Outcome::Fail("'" + words[1] + "' is no exit status");
+        return Outcome::Fail("'" + words[1] + "' is not an exit status");
     outcome.status = static_cast<int>(status);
     return outcome;
 }

@@ -21,7 +21,7 @@ static void AddCommandOptions(CLI::App *app, ConsoleOptions *o)
            [o](const std::string &text) {
                if (!ParseSeconds(text, &o->waitTimeoutMs)) throw CLI::ValidationError("--wait-timeout", "no time");
            },
-           "how long \"wait\" waits unless it says so itself [60]")
+           "how long \"wait\" waits if it names no time [60]")
         ->type_name("SECONDS")
         ->group(group);
     app->add_flag_callback(
@@ -41,7 +41,7 @@ static void AddOutputOptions(CLI::App *app, ConsoleOptions *o)
     app->add_option("--log", o->log, "write every event to FILE as well, one JSON object a line")
         ->type_name("FILE")
         ->group(group);
-    app->add_flag("--quiet", o->quiet, "show faults, failures and answers only")->group(group);
+    app->add_flag("--quiet", o->quiet, "show errors, failures and answers only")->group(group);
 }
 
 void AddConsoleOptions(CLI::App *app, ConsoleOptions *options)

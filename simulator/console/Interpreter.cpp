@@ -145,7 +145,8 @@ CommandList RepeatCommands(const Interpreter *interpreter, const char *burstHelp
         return [send, together](const Words &words) {
             int64_t count;
             std::string error;
-            if (!ParseNumber(words[1], 1, kMaxFrames, &count)) return Outcome::Fail("'" + words[1] + "' is no count");
+            if (!ParseNumber(words[1], 1, kMaxFrames, &count))
+                return Outcome::Fail("'" + words[1] + "' is not a count");
             return Result(send(From(words, 2), count, together, &error), error);
         };
     };

@@ -78,7 +78,7 @@ Outcome RunRead(const Words &words, ConsoleContext *context)
     outcome.kind = Outcome::Wait;
     outcome.wait = {"output", {{"program", words[1]}, {"text~", words[2]}}, context->waitTimeoutMs};
     if (words.size() > 3 && !ParseSeconds(words[3], &outcome.wait.timeoutMs))
-        return Outcome::Fail("'" + words[3] + "' is no time");
+        return Outcome::Fail("'" + words[3] + "' is not a time");
     return outcome;
 }
 

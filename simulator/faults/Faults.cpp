@@ -117,7 +117,7 @@ bool Faults::Read(const std::string &word, ActiveFault *fault, std::string *erro
     *error = name + " needs a value: " + name + "=" + (value.name ? value.name : "");
     if (equals == std::string::npos && value.name && !value.unset) return false;
     fault->value = equals != std::string::npos ? word.substr(equals + 1) : value.unset ? value.unset : "";
-    *error = "'" + fault->value + "' is no " + (value.name ? value.name : "value") + " for " + name;
+    *error = "'" + fault->value + "' is not a valid " + (value.name ? value.name : "value") + " for " + name;
     return ReadValue(value, fault);
 }
 
@@ -137,7 +137,7 @@ bool Faults::Add(const Words &words, std::string *error)
         if (counted && words.size() == 2) return false;
     }
     if (counted) {
-        *error = "'" + words[--end] + "' is no count";
+        *error = "'" + words[--end] + "' is not a count";
         if (!ParseNumber(words[end], 1, kMaxCount, &common.left)) return false;
     }
     std::vector<ActiveFault> added;

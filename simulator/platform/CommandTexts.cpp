@@ -53,7 +53,7 @@ static bool TakeNumber(const char *name, const std::string &word, int64_t low, i
 {
     int64_t number;
     if (!ParseNumber(word, low, high, &number))
-        return Refuse(name, word, "is no number from " + std::to_string(low) + " to " + std::to_string(high), error);
+        return Refuse(name, word, "is not a number from " + std::to_string(low) + " to " + std::to_string(high), error);
     item->push_back(TextField(name, std::to_string(number)));
     return true;
 }
@@ -61,7 +61,7 @@ static bool TakeNumber(const char *name, const std::string &word, int64_t low, i
 static bool TakeDays(const std::string &word, Fields *item, std::string *error)
 {
     if (word.find_first_not_of("1234567,") != std::string::npos || word.find_first_of("1234567") == std::string::npos)
-        return Refuse("DAYS", word, "is no row of digits from 1 (Monday) to 7, such as 135 or 1,3,5", error);
+        return Refuse("DAYS", word, "is not a row of digits from 1 (Monday) to 7, such as 135 or 1,3,5", error);
     item->push_back(TextField("DAY", word));
     return true;
 }
@@ -74,7 +74,7 @@ static bool TakeTime(const char *name, const std::string &word, int64_t *minutes
     const bool digits = colon != std::string::npos && word.find_first_not_of("0123456789:") == std::string::npos;
     if (!digits || colon > 2 || word.size() != colon + 3 || !ParseNumber(word.substr(0, colon), 0, 23, &hour) ||
         !ParseNumber(word.substr(colon + 1), 0, 59, &minute))
-        return Refuse(name, word, "is no time from 0:00 to 23:59", error);
+        return Refuse(name, word, "is not a time from 0:00 to 23:59", error);
     *minutes = hour * 60 + minute;
     item->push_back(TextField(name, word));
     return true;
@@ -91,7 +91,7 @@ static bool TakeText(const char *name, const std::string &word, size_t room, Fie
 static bool TakeInt32(const char *name, const std::string &word, Fields *document, std::string *error)
 {
     int64_t number;
-    if (!ParseNumber(word, INT32_MIN, INT32_MAX, &number)) return Refuse(name, word, "is no 32-bit number", error);
+    if (!ParseNumber(word, INT32_MIN, INT32_MAX, &number)) return Refuse(name, word, "is not a 32-bit number", error);
     document->push_back(NumberField(name, number));
     return true;
 }

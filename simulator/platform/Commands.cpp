@@ -25,8 +25,8 @@ static Outcome RunEvery(const Words &words, CommandContext *context)
 {
     int64_t period, count;
     std::string error;
-    if (!ParseNumber(words[1], 1, 86400000, &period)) return Outcome::Fail("'" + words[1] + "' is no time in ms");
-    if (!ParseNumber(words[2], 1, 1000000000, &count)) return Outcome::Fail("'" + words[2] + "' is no count");
+    if (!ParseNumber(words[1], 1, 86400000, &period)) return Outcome::Fail("'" + words[1] + "' is not a time in ms");
+    if (!ParseNumber(words[2], 1, 1000000000, &count)) return Outcome::Fail("'" + words[2] + "' is not a count");
     return Result(context->platform->SendEvery(period, count, From(words, 3), &error), error);
 }
 
@@ -48,7 +48,7 @@ static Outcome RunTarget(const Words &words, CommandContext *context)
     int64_t id = 0;
     std::string error;
     if (words[1] != "latest" && !ParseNumber(words[1], 1, UINT32_MAX, &id))
-        return Outcome::Fail("'" + words[1] + "' is no connection");
+        return Outcome::Fail("'" + words[1] + "' is not a connection");
     return Result(context->platform->Choose(static_cast<unsigned>(id), &error), error);
 }
 

@@ -38,7 +38,8 @@ Outcome RunDevices(const Words &words, CommandContext *context)
     Outcome outcome;
     outcome.kind = Outcome::Wait;
     int64_t timeoutMs = context->waitTimeoutMs;
-    if (words.size() > 1 && !ParseSeconds(words[1], &timeoutMs)) return Outcome::Fail("'" + words[1] + "' is no time");
+    if (words.size() > 1 && !ParseSeconds(words[1], &timeoutMs))
+        return Outcome::Fail("'" + words[1] + "' is not a time");
     if (!context->platform->Target(&target, &outcome.reason) ||
         !context->platform->Send({"report-devices"}, 1, false, &outcome.reason))
         return Outcome::Fail(outcome.reason);

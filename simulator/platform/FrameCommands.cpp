@@ -25,7 +25,7 @@ static bool Fail(std::string *error, const std::string &reason)
 
 static bool HexArgument(const std::string &text, Bytes *bytes, std::string *error)
 {
-    if (!FromHex(text, bytes)) return Fail(error, "'" + text + "' is no hexadecimal text");
+    if (!FromHex(text, bytes)) return Fail(error, "'" + text + "' is not hexadecimal");
     if (bytes->size() > kMaxBytes) return Fail(error, "more than " + std::to_string(kMaxBytes) + " bytes");
     return true;
 }
@@ -84,7 +84,7 @@ static bool MakeTypedFunction(const Function &function, const Words &words, Fram
 static bool MakeFunction(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
 {
     uint16_t id;
-    if (!ParseFunction(words[1], &id)) return Fail(error, "'" + words[1] + "' is no function");
+    if (!ParseFunction(words[1], &id)) return Fail(error, "'" + words[1] + "' is not a function");
     uint8_t dataType = static_cast<uint8_t>(id);
     Bytes parameters;
     for (size_t i = 2; i < words.size(); i++) {
@@ -94,7 +94,7 @@ static bool MakeFunction(const Words &words, FrameContext *context, OutFrame *fr
         if (ValueOf(words[i], "text", &value)) {
             bytes = ToBytes(value);
         } else if (ValueOf(words[i], "datatype", &value)) {
-            if (!ParseNumber(value, 0, 255, &number)) return Fail(error, "'" + value + "' is no DataType");
+            if (!ParseNumber(value, 0, 255, &number)) return Fail(error, "'" + value + "' is not a DataType");
             dataType = static_cast<uint8_t>(number);
         } else if (!HexArgument(words[i], &bytes, error)) {
             return false;
@@ -130,7 +130,7 @@ static bool PluginFrame(uint8_t dataType, const std::string &text, OutFrame *fra
 static bool MakePlugin(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
 {
     uint8_t dataType;
-    if (!ParsePluginType(words[1], &dataType)) return Fail(error, "'" + words[1] + "' is no plugin data type");
+    if (!ParsePluginType(words[1], &dataType)) return Fail(error, "'" + words[1] + "' is not a plugin data type");
     return PluginFrame(dataType, Joined(words, 2), frame, error);
 }
 
@@ -158,7 +158,7 @@ static bool MakeRaw(const Words &words, FrameContext *, OutFrame *frame, std::st
 
 static bool MakeFreeFrame(const Words &words, FrameContext *, OutFrame *frame, std::string *error)
 {
-    if (!ParseMsgType(words[1], &frame->msgType)) return Fail(error, "'" + words[1] + "' is no MsgType");
+    if (!ParseMsgType(words[1], &frame->msgType)) return Fail(error, "'" + words[1] + "' is not a MsgType");
     for (size_t i = 2; i < words.size(); i++) {
         std::string value;
         int64_t number;

@@ -9,19 +9,19 @@ namespace sim
 
 static const char kFooter[] =
     R"(Commands come from a script, from standard input line by line, or from a prompt when both standard input and
-standard output are a terminal. "help" lists them, "misbehave" lists what the platform can do wrong.
+standard output are a terminal. "help" lists them, "misbehave" lists the faults.
 
 Examples:
-  plugsim platform                              a platform to play with: serve and prompt
+  plugsim platform                              serve, with a prompt
   plugsim platform --login 127.0.0.1:0 --json   for programs: any free login port, one JSON object a line
   plugsim platform --http :8199 --http-size 1G  with files for rate tests and downloads
   plugsim platform --misbehave 'late@login=3 1' answer the first login three seconds late
   printf 'wait login\nidentity\nwait reply\nexpect status 0\n' | plugsim platform --script -
 
 Exit status:
-  0  all well; also after SIGINT or SIGTERM
-  1  a command of a script failed, or a frame with a wrong checksum or another fault was received
-  2  wrong use
+  0  success; also after SIGINT or SIGTERM
+  1  a command of a script failed, or the agent sent a frame with a wrong checksum or another error
+  2  wrong usage
   3  cannot listen)";
 
 static CLI::Validator AddressCheck()
@@ -62,7 +62,7 @@ static void AddServerOptions(CLI::App *app, PlatformOptions *o)
         "the login server [127.0.0.1:6040]; port 0 is any free one", group);
     AddAddress(
         app, "--announce", [o](const Address &address) { o->announce = address; },
-        "the login server that registrations are told [where it listens]", group);
+        "the login server that registrations get [where it listens]", group);
 }
 
 static void AddHttpOptions(CLI::App *app, PlatformOptions *o)
@@ -75,12 +75,12 @@ static void AddHttpOptions(CLI::App *app, PlatformOptions *o)
     CLI::Option *http = AddAddress(app, "--http", serve, "an HTTP server [none]; port 0 is any free one", group);
     app->add_option_function<std::string>(
            "--http-size", [o](const std::string &text) { ParseSize(text, &o->http.size); },
-           "length of the made-up files below /download/, with K, M or G if you like [100M]")
+           "length of the made-up files below /download/, also with K, M or G [100M]")
         ->type_name("SIZE")
         ->check(CLI::Validator(
             [](std::string &text) {
                 int64_t bytes;
-                return ParseSize(text, &bytes) ? std::string() : "'" + text + "' is no size";
+                return ParseSize(text, &bytes) ? std::string() : "'" + text + "' is not a size";
             },
             "", "size"))
         ->needs(http)
@@ -90,7 +90,7 @@ static void AddHttpOptions(CLI::App *app, PlatformOptions *o)
         ->needs(http)
         ->group(group);
     AddFaultOption(app, "--http-misbehave", kHttpFaults, &o->http.faults,
-                   "do something wrong: 'PATH|* NAME[=VALUE]... [COUNT]', may be repeated; \"http\" lists the names")
+                   "switch on a fault: 'PATH|* NAME[=VALUE]... [COUNT]', may be repeated; \"http\" lists them")
         ->needs(http)
         ->group(group);
 }
@@ -99,7 +99,7 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
 {
     const std::string group = "Session";
     app->add_option("--key", o->session.key,
-                    "the KEY of the agent's plug.conf; 16 bytes count [" + o->session.key + "]")
+                    "the KEY of the agent's plug.conf; 16 bytes are used [" + o->session.key + "]")
         ->type_name("TEXT")
         ->group(group);
     app->add_option("--interval", o->session.interval, "seconds between heartbeats [60]")
@@ -109,8 +109,7 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
     app->add_option("--token", o->session.token, "the token of every registration [a new one for each]")
         ->type_name("TEXT")
         ->group(group);
-    app->add_option("--plugin-id", o->session.pluginId,
-                    "the plugin identifier that registrations are told [plugin-0001]")
+    app->add_option("--plugin-id", o->session.pluginId, "the plugin identifier that registrations get [plugin-0001]")
         ->type_name("TEXT")
         ->group(group);
     app->add_flag_callback(
@@ -120,9 +119,9 @@ static void AddSessionOptions(CLI::App *app, PlatformOptions *o)
            "--no-upload-ack", [o] { o->session.ackUploads = false; }, "do not acknowledge uploads")
         ->group(group);
     AddFaultOption(app, "--misbehave", kPlatformFaults, &o->faults,
-                   "do something wrong: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
+                   "switch on a fault: 'NAME[@STEP][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists them")
         ->group(group);
-    app->add_option("--seed", o->seed, "start of the random numbers in garbage and noise [1]")
+    app->add_option("--seed", o->seed, "seed of the random numbers in garbage and noise [1]")
         ->type_name("N")
         ->group(group);
 }

@@ -51,11 +51,11 @@ bool ReadUpdate(const Words &words, UpdateWords *update, std::string *error)
     }
     int64_t number;
     if (!update->length.empty() && !ParseNumber(update->length, INT32_MIN, INT32_MAX, &number)) {
-        *error = "length: '" + update->length + "' is no 32-bit number";
+        *error = "length: '" + update->length + "' is not a 32-bit number";
         return false;
     }
     if (!update->seconds.empty() && !ParseSeconds(update->seconds, &number)) {
-        *error = "within: '" + update->seconds + "' is no time";
+        *error = "within: '" + update->seconds + "' is not a time";
         return false;
     }
     return true;

@@ -85,7 +85,7 @@ TEST_F(FrameLines, VersionAsksFunctionOne)
 
 TEST_F(FrameLines, FunctionTakesANameAndParametersOfEveryKind)
 {
-    // DataType 46, MAC, length 18; tag 1, function 46, six bytes of nothing, "New" and 00 01 02 03 04
+    // DataType 46, MAC, length 18; tag 1, function 46, six unused bytes, "New" and 00 01 02 03 04
     EXPECT_EQ(Hex("0000 2e 021122334455 1200 0100 2e00 000000000000 4e6577 0001020304"),
               Plain("function set-router-name text=New 0001 02:03:04"));
     EXPECT_EQ(Hex("0000 07 021122334455 0a00 0200 409c 000000000000"), Plain("function 40000 datatype=7"));
@@ -99,7 +99,7 @@ TEST_F(FrameLines, EveryFunctionCommandGetsADistinctTag)
 
 TEST_F(FrameLines, EveryFunctionIsACommand)
 {
-    // DataType 3, MAC, length 12; tag 1, function 3, six bytes of nothing, WAN 2
+    // DataType 3, MAC, length 12; tag 1, function 3, six unused bytes, WAN 2
     EXPECT_EQ(Hex("0000 03 021122334455 0c00 0100 0300 000000000000 0200"), Plain("wan-config 2"));
     EXPECT_EQ(3, peer.waiting[1].function);
     for (const char *line : {"set-led on", "identity", "version"}) EXPECT_NE(Bytes(), Make(line)) << line;

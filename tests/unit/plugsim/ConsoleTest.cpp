@@ -1,4 +1,4 @@
-// A whole plugsim with a script: values, programs and what is shown.
+// A whole plugsim with a script: values, programs and output.
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ struct WholeScript : testing::Test {
         for (const char *name : {"/script", "/log"}) unlink((folder + name).c_str());
         rmdir(folder.c_str());
     }
-    // What it writes on standard output, without the times; the exit status behind it.
+    // Its standard output without the times, followed by the exit status.
     std::string Run(const std::string &script)
     {
         std::ofstream(options.script) << script;

@@ -150,7 +150,7 @@ TEST_F(PlatformFaults, BodiesMayBeShorterOrLongerThanAnnounced)
     ASSERT_TRUE(Add("announce-body=1509 1"));
     const Bytes announced = SendBytes(command);
     EXPECT_EQ(Hex("e5 05"), Bytes(announced.begin() + 5, announced.begin() + 7));
-    ASSERT_TRUE(Add("cut-body=65535 1")); // more than there is: nothing is left of the body
+    ASSERT_TRUE(Add("cut-body=65535 1")); // more than the body has: it is empty then
     EXPECT_EQ(7u, SendBytes(command).size());
 }
 
@@ -217,7 +217,7 @@ TEST_F(PlatformFaults, CloseBehindOrInsideTheFrame)
     const Delivery delivery = Send(command);
     EXPECT_TRUE(delivery.closeAfter);
     EXPECT_EQ(19u, delivery.chunks[0].bytes.size()); // of 39
-    command.raw = {1};                               // half of it is nothing, in pieces too
+    command.raw = {1};                               // its half is empty, in pieces too
     ASSERT_TRUE(Add("drip 1"));
     ASSERT_TRUE(Add("close-mid-frame 1"));
     EXPECT_TRUE(Send(command).closeAfter);

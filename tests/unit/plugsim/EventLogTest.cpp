@@ -39,7 +39,7 @@ TEST(Wait, FindsEventsSinceTheLastCommand)
     log.Add({"login", {}});
     EXPECT_TRUE(log.Take(Query({"login"})));
     log.MarkHere();
-    log.Add(Reply(1, 0)); // came before the wait was reached
+    log.Add(Reply(1, 0)); // happened before the wait
     EXPECT_TRUE(log.Take(Query({"reply"})));
 }
 

@@ -1,4 +1,4 @@
-// The table type of everything that goes wrong on purpose, with a table of its own.
+// The table type of faults, with a table of the test's own.
 #include "simulator/faults/Faults.h"
 
 #include <gtest/gtest.h>
@@ -57,9 +57,9 @@ TEST_F(FaultTables, AFaultHappensAsOftenAsItsCount)
 TEST_F(FaultTables, AFaultHappensWhereItsRowAndItsWordsAllowIt)
 {
     ASSERT_TRUE(Add({"cut"}));
-    EXPECT_FALSE(Take("cut", kDoorIn)); // the row: out alone
+    EXPECT_FALSE(Take("cut", kDoorIn)); // the row allows kOut only
     EXPECT_TRUE(Take("cut", kGateOut));
-    EXPECT_EQ(1, taken.number); // unless given
+    EXPECT_EQ(1, taken.number); // the default
     ASSERT_TRUE(Add({"stay@gate"}));
     EXPECT_FALSE(Take("stay", kDoorOut));
     EXPECT_TRUE(Take("stay", kGateOut));

@@ -169,23 +169,23 @@ TEST(FunctionParameters, AreRefusedWithAReasonThatNamesThem)
 {
     const std::vector<std::pair<std::string, std::string>> kErrors = {
         {"wan-config", "wan is missing; use: wan-config WAN"},
-        {"wan-config x", "wan: 'x' is no number from 0 to 65535"},
-        {"wan-config 65536", "wan: '65536' is no number from 0 to 65535"},
+        {"wan-config x", "wan: 'x' is not a number from 0 to 65535"},
+        {"wan-config 65536", "wan: '65536' is not a number from 0 to 65535"},
         {"wan-config 1 2", "'2' is one word too many; use: wan-config WAN"},
         {"wan-config index=1", "there is no parameter 'index'; use: wan-config WAN"},
         {"restart now", "'now' is one word too many; use: restart"},
         {"set-led", "switch is missing; use: set-led SWITCH"},
-        {"set-led maybe", "switch: 'maybe' is none of off, on, and no number from 0 to 255"},
+        {"set-led maybe", "switch: 'maybe' is neither one of off, on, nor a number from 0 to 255"},
         {"set-dns 1.1.1.1", "secondary is missing; use: set-dns PRIMARY SECONDARY"},
-        {"set-dns 1.1.1.1 x", "secondary: 'x' is no IPv4 address such as 192.168.1.20"},
+        {"set-dns 1.1.1.1 x", "secondary: 'x' is not an IPv4 address such as 192.168.1.20"},
         {"ping", "host is missing; use: ping HOST [size] [count]"},
         {"ping 1.1.1.1 1 2 3", "'3' is one word too many; use: ping HOST [size] [count]"},
-        {"set-device-limits 02:1A 1 2", "mac: '02:1A' is no MAC such as 02:1A:2B:00:00:01"},
+        {"set-device-limits 02:1A 1 2", "mac: '02:1A' is not a MAC such as 02:1A:2B:00:00:01"},
         {"set-device-limits up=1 up=2", "up is given twice; use: set-device-limits MAC UP DOWN"},
         {"set-device-limits up=1 5", "'5' stands behind a NAME=VALUE; use: set-device-limits MAC UP DOWN"},
         {"set-device-name 02:1A:2B:00:00:10", "name is missing; use: set-device-name MAC NAME"},
         {"set-wan-config index=1 mode=token",
-         "mode: 'token' is none of dhcp, static, pppoe, bridge, and no number from "
+         "mode: 'token' is neither one of dhcp, static, pppoe, bridge, nor a number from "
          "0 to 255"},
         {"config-data", "json is missing; use: config-data JSON"},
     };

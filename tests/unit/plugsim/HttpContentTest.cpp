@@ -84,7 +84,7 @@ TEST_F(HttpFolder, AnOpenFileOnOfferComesBeforeEverythingElse)
         EXPECT_TRUE(content.Offers(path));
         EXPECT_EQ(6, content.Find(path).size) << path;
     }
-    ASSERT_TRUE(content.Offer("/update/new", again, &error)) << error; // in the place of the one before
+    ASSERT_TRUE(content.Offer("/update/new", again, &error)) << error; // instead of the one before
     close(secret);
     close(again);
     const HttpBody body = content.Find("/update/new");

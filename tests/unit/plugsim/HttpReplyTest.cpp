@@ -31,7 +31,7 @@ struct HttpReplies : testing::Test {
         body.size = found ? 5000 : 0;
         return MakeHttpReply(request, std::move(body), faults.TakeAll({request.path}));
     }
-    // The reply to one request with `wrong`, and to none after it.
+    // The reply to one request with the fault `wrong`, which happens once.
     HttpReply With(const std::string &wrong)
     {
         EXPECT_TRUE(Add("* " + wrong + " 1")) << error;
@@ -196,7 +196,8 @@ TEST_F(HttpReplies, TheLengthLineMayHaveAnyLength)
         const std::string header = With("length-line=" + std::to_string(size)).header;
         EXPECT_EQ(start + size, header.find("\r\n", start)) << size;
     }
-    EXPECT_EQ(std::string(kHead) + "Content-Length: 5000\r\n\r\n", With("length-line=17").header); // no room for less
+    EXPECT_EQ(std::string(kHead) + "Content-Length: 5000\r\n\r\n",
+              With("length-line=17").header); // it cannot be shorter
 }
 
 TEST_F(HttpReplies, WithoutALengthTheBodyEndsWithTheConnection)
@@ -236,7 +237,7 @@ TEST_F(HttpReplies, EndEarlyInThreeWays)
         {"close=1K", 1024, HttpReply::End::Close, true},
         {"reset", 0, HttpReply::End::Reset, true},
         {"reset=5000", 5000, HttpReply::End::Reset, true},
-        {"stall=5001", 5000, HttpReply::End::Keep, false}, // the body ends before
+        {"stall=5001", 5000, HttpReply::End::Keep, false}, // the body ends earlier
         {"stall=300 close=200", 200, HttpReply::End::Close, true},
         {"close=200 stall=300", 200, HttpReply::End::Close, true},
         {"announce-more stall=300", 300, HttpReply::End::Stall, true},

@@ -8,7 +8,7 @@ namespace
 {
 struct HttpRequests : testing::Test {
     void Push(const std::string &text) { reader.Push(reinterpret_cast<const uint8_t *>(text.data()), text.size()); }
-    // The status that a text by itself is refused with; 0: it is a good request; -1: none has come to its end.
+    // The status that refuses a text; 0: it is a valid request; -1: it is incomplete.
     int Refusal(const std::string &text)
     {
         reader = HttpRequestReader();
@@ -74,7 +74,7 @@ TEST_F(HttpRequests, KeepTheConnectionUnlessTheySayOtherwise)
     EXPECT_FALSE(keeps("1.1", "Connection: close\r\n"));
     EXPECT_FALSE(keeps("1.0", ""));
     EXPECT_TRUE(keeps("1.0", "connection: Keep-Alive \r\n"));
-    // What such a request brings behind its lines is never taken for another request.
+    // The bytes behind such a request's lines are never read as another request.
     EXPECT_FALSE(keeps("1.1", "Content-Length: 5\r\n"));
     EXPECT_FALSE(keeps("1.1", "Transfer-Encoding: chunked\r\n"));
 }
@@ -96,7 +96,7 @@ TEST_F(HttpRequests, GarbageIsRefusedWithoutWaitingForMore)
     EXPECT_EQ(400, Refusal(std::string(1, '\0')));
     EXPECT_EQ(400, Refusal("\n"));
     EXPECT_EQ(400, Refusal(" GET / HTTP/1.1\r\n"));
-    EXPECT_EQ(0u, reader.Left()); // nothing behind it is believed
+    EXPECT_EQ(0u, reader.Left()); // nothing behind it is read
 }
 
 TEST_F(HttpRequests, InvalidLinesAreRefused)

@@ -38,7 +38,7 @@ struct Client {
 struct Http : testing::Test {
     void Start()
     {
-        signal(SIGPIPE, SIG_IGN); // as the program does: sendfile has no other way
+        signal(SIGPIPE, SIG_IGN); // as the program does: sendfile has no flag for it
         server = std::make_unique<HttpServer>(settings, &loop, &journal, [this] { return ++ids; });
         std::string error;
         ASSERT_TRUE(server->Start(&error)) << error;
@@ -70,7 +70,7 @@ struct Http : testing::Test {
     void Receive(Client *client)
     {
         static char buffer[1 << 20];
-        // What is not kept is counted without being copied.
+        // Bytes beyond `keep` are counted without being copied.
         const bool kept = client->got.size() < client->keep;
         const ssize_t count = recv(client->fd, buffer, sizeof buffer, MSG_DONTWAIT | (kept ? 0 : MSG_TRUNC));
         if (count < 0 && errno == EAGAIN) return;
@@ -94,7 +94,7 @@ struct Http : testing::Test {
         close(client->fd);
         client->fd = -1;
     }
-    // Runs the loop until something has come about.
+    // Runs the loop until a condition holds.
     bool Until(const std::function<bool()> &reached)
     {
         bool late = false;
@@ -118,7 +118,7 @@ struct Http : testing::Test {
         const Field *field = event ? FindField(event->fields, path) : nullptr;
         return field ? field->value : "(none)";
     }
-    // What a connection of its own gets for a request with `wrong`, until it ends or `size` bytes have come.
+    // What a new connection receives for a request with the fault `wrong`, until it ends or has `size` bytes.
     std::string Get(const std::string &wrong, size_t size)
     {
         if (!wrong.empty()) Wrong("* " + wrong + " 1");
@@ -152,7 +152,7 @@ TEST_F(Http, AGetIsAnsweredAndItsBeginningAndEndAreEvents)
     EXPECT_EQ("complete", Next("http-done", "end"));
     EXPECT_EQ("100", Taken("bytes"));
     EXPECT_EQ("1", Taken("conn"));
-    EXPECT_FALSE(clients.front().ended); // it may ask again
+    EXPECT_FALSE(clients.front().ended); // it may send another request
 }
 
 TEST_F(Http, ARequestMayArriveByteByByte)
@@ -163,7 +163,7 @@ TEST_F(Http, ARequestMayArriveByteByByte)
     for (const char c : std::string(kGet)) {
         EXPECT_EQ("", client->got);
         Send(client, std::string(1, c));
-        // Another connection's request goes all the way round the loop in between.
+        // Another connection's request is answered in between.
         Get("", 1);
     }
     const std::string whole = std::string(kHead) + "Content-Length: 5\r\n\r\n00000";
@@ -319,7 +319,7 @@ TEST_F(Http, TheHeaderMayBeSentByteByByte)
     Start();
     const std::string head = std::string(kHead) + "Content-Length: 3\r\n\r\n";
     EXPECT_EQ(head + "000", Get("drip-header=1", head.size() + 3));
-    // The client reads between any two bytes, as it is on the same loop; the body may come with the last one.
+    // The client is on the same loop, so it reads between any two bytes; the body may arrive with the last one.
     EXPECT_GE(clients.back().reads, head.size());
 }
 
@@ -367,7 +367,7 @@ TEST_F(Http, AClientThatClosesInTheMiddleEndsTheReply)
     settings.size = 1LL << 40;
     Start();
     Get("", 1000);
-    Hang(&clients.back()); // with bytes that it has not read: a reset
+    Hang(&clients.back()); // with unread bytes: a reset
     EXPECT_EQ("agent-reset", Next("http-done", "end"));
     EXPECT_GT(strtoll(Taken("bytes").c_str(), nullptr, 10), 0);
 }
@@ -410,7 +410,7 @@ TEST_F(Http, StatusShowsOpenReplies)
     EXPECT_EQ("7", at("connections.1.bytes"));
     EXPECT_EQ("true", at("connections.1.replying"));
     EXPECT_EQ("/download/y close=5, 3 times", at("misbehaviours.0"));
-    server.reset(); // ends what is under way
+    server.reset(); // ends open replies
     Until([&] { return clients.back().ended; });
 }
 

@@ -76,12 +76,12 @@ TEST(LocalCutter, TakesAFrameWithoutAPayload)
 TEST(LocalCutter, ReportsASequenceThatIsNotTheNext)
 {
     LocalCutter cutter;
-    EXPECT_TRUE(Cut(&cutter, kQuestion)[0].problems.empty()); // the first may be any
+    EXPECT_TRUE(Cut(&cutter, kQuestion)[0].problems.empty()); // the first number may be any
     EXPECT_EQ("sequence 7 behind 7", Cut(&cutter, kQuestion)[0].problems.at(0));
     EXPECT_TRUE(Cut(&cutter, With(kQuestion, 4, 8))[0].problems.empty());
     const LocalArrival skipped = Cut(&cutter, With(kQuestion, 4, 10))[0];
     EXPECT_EQ("sequence 10 behind 8", skipped.problems.at(0));
-    EXPECT_TRUE(skipped.whole); // it can be answered all the same
+    EXPECT_TRUE(skipped.whole); // it can still be answered
 }
 
 TEST(LocalCutter, ReportsAWrongChecksumAndContinuesBehindIt)
@@ -105,6 +105,6 @@ TEST(LocalCutter, ReportsAWrongHeadAndALengthOverTheLimit)
     EXPECT_EQ("1487 bytes are announced, and 1486 are the most",
               Cut(&cutter, With(With(kQuestion, 8, 0xCF), 9, 5))[0].problems.at(0));
     EXPECT_EQ(0u, cutter.Waiting());
-    EXPECT_TRUE(Cut(&cutter, With(With(kQuestion, 8, 0xCE), 9, 5)).empty()); // 1486 may still come
+    EXPECT_TRUE(Cut(&cutter, With(With(kQuestion, 8, 0xCE), 9, 5)).empty()); // 1486 is allowed
     EXPECT_EQ(kQuestion.size(), cutter.Waiting());
 }

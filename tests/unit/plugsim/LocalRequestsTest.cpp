@@ -66,7 +66,7 @@ TEST_F(LocalRequests, ChangeTheHousehold)
     EXPECT_EQ((Bytes{9, 8}), Ask(FUNCID_THRESHOLDS, kMark).answer.data);
     house.SetValue("mesh-support", {0});
     EXPECT_EQ(1, Ask(FUNCID_SET_MESH, {1}).answer.status);
-    EXPECT_EQ(1, Ask(FUNCID_WIFI_BAND, {2}).answer.status); // a band that there is not
+    EXPECT_EQ(1, Ask(FUNCID_WIFI_BAND, {2}).answer.status); // an unknown band
 }
 
 TEST_F(LocalRequests, TakeAWanWithItsAddressesInNetworkOrder)

@@ -129,7 +129,7 @@ TEST_F(LocalFaults, DelayFramesOrClose)
     EXPECT_TRUE(gone.disconnect);
     EXPECT_TRUE(gone.delivery.chunks.empty());
     EXPECT_EQ(std::vector<std::string>{"disconnect"}, gone.delivery.faults);
-    EXPECT_EQ(Answer(3), Only(Deliver())); // what did not leave has no number
+    EXPECT_EQ(Answer(3), Only(Deliver())); // a frame that was not sent uses no number
 }
 
 TEST_F(LocalFaults, HappenToTheirFramesOnly)

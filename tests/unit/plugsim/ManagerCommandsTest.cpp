@@ -87,7 +87,7 @@ TEST_F(LocalCommandLines, ReportDevicesAndRememberThem)
     ASSERT_TRUE(Make("devices"));
     EXPECT_EQ(2u + 3 * 39, frame.payload.size());
     EXPECT_FALSE(Make("devices online 02:00:00:00:00:02 no-mac"));
-    EXPECT_EQ(4u, house.Records("device").size()); // nothing of a line that is refused
+    EXPECT_EQ(4u, house.Records("device").size()); // a refused line changes nothing
 }
 
 TEST_F(LocalCommandLines, MakeAnyFrame)
@@ -186,7 +186,7 @@ TEST(ReportTimetable, ContinuesByWholePeriods)
 {
     const std::vector<NextReport> reports = NextReports(Daily(), 10000, 100000);
     EXPECT_EQ(100300, reports.at(0).due);
-    EXPECT_EQ(186400, reports.at(1).due); // this very moment is over
+    EXPECT_EQ(186400, reports.at(1).due); // the present moment does not count
     EXPECT_EQ(102800, reports.at(2).due);
 }
 

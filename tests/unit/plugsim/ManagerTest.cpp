@@ -20,7 +20,7 @@ struct TheManager : testing::Test {
     void SetUp() override
     {
         options.socket = testing::TempDir() + "manager-" + std::to_string(getpid());
-        options.retryMs = 60000; // nothing here waits for a time
+        options.retryMs = 60000; // no test waits for it
         options.sequence = 5;
         unlink(options.socket.c_str());
         manager = std::make_unique<Manager>(options, &loop, &journal);
@@ -187,7 +187,7 @@ TEST_F(TheManager, KeepsATimetable)
     ASSERT_TRUE(Until("sent", 3));
     EXPECT_FALSE(manager->Busy());
     ASSERT_TRUE(manager->Schedule(86400000, 86400000, 0, {"plugin-state"}, &error));
-    EXPECT_FALSE(manager->Busy()); // what goes on for good holds up nothing
+    EXPECT_FALSE(manager->Busy()); // an endless timetable does not count as busy
     EXPECT_EQ(1u, manager->ClearTimetable());
 }
 

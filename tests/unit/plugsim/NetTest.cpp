@@ -26,7 +26,7 @@ static int ConnectTo(const Address &address)
 
 TEST(Net, HoldsEveryConnectionOfManyAgentsUntilItIsAccepted)
 {
-    // A thousand would need more descriptors than a process begins with; what is short of room is so at 64.
+    // A thousand would need more descriptors than a process may open by default; a small backlog already shows with 64.
     const size_t count = 400;
     Address address;
     std::string error;

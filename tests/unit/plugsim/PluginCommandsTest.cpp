@@ -54,7 +54,7 @@ TEST_F(PluginCommands, OfFirmwareAreJson)
               Text("firmware-update 1.0 1.1 http://h/f 1000 1 abc"));
     EXPECT_EQ(16, dataType);
     EXPECT_EQ("", Text("firmware-update 1.0 1.1 http://h/f ten 1 abc"));
-    EXPECT_EQ("fileLength: 'ten' is no 32-bit number", error);
+    EXPECT_EQ("fileLength: 'ten' is not a 32-bit number", error);
     EXPECT_EQ("", Text("firmware-update 1.0 1.1 http://h/f 10 1"));
 }
 
@@ -121,7 +121,7 @@ TEST(UpdateWords, AreAFileAndOverrides)
     EXPECT_FALSE(ReadUpdate({"update", "f", "md6=0"}, &update, &error));
     EXPECT_FALSE(ReadUpdate({"update", "f", "md5"}, &update, &error));
     EXPECT_FALSE(ReadUpdate({"update", "f", "length=x"}, &update, &error));
-    EXPECT_EQ("length: 'x' is no 32-bit number", error);
+    EXPECT_EQ("length: 'x' is not a 32-bit number", error);
     EXPECT_FALSE(ReadUpdate({"update", "f", "within=x"}, &update, &error));
 }
 

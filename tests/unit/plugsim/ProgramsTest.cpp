@@ -9,7 +9,7 @@ using namespace sim;
 namespace
 {
 struct OtherPrograms : testing::Test {
-    // Runs the loop until such an event has come; the event.
+    // Runs the loop until such an event happens and returns it.
     Event Wait(const Words &words)
     {
         WaitQuery query;

@@ -98,15 +98,15 @@ TEST_F(RuleCommands, FunctionsAmongThemHaveTags)
 TEST_F(RuleCommands, AnInvalidWordIsNamedAndNothingIsSent)
 {
     EXPECT_EQ("'set' is neither add nor del", Error("forward set 1.1.1.1 1 2.2.2.2 2"));
-    EXPECT_EQ("PRE_IP: 'router' is no IPv4 address such as 192.168.1.20", Error("forward add router 1 2.2.2.2 2"));
-    EXPECT_EQ("PRE_PORT: '0' is no number from 1 to 65535", Error("forward add 1.1.1.1 0 2.2.2.2 2"));
-    EXPECT_EQ("POST_IP: '2.2.2' is no IPv4 address such as 192.168.1.20", Error("forward add 1.1.1.1 1 2.2.2 2"));
-    EXPECT_EQ("POST_PORT: '65536' is no number from 1 to 65535", Error("forward add 1.1.1.1 1 2.2.2.2 65536"));
+    EXPECT_EQ("PRE_IP: 'router' is not an IPv4 address such as 192.168.1.20", Error("forward add router 1 2.2.2.2 2"));
+    EXPECT_EQ("PRE_PORT: '0' is not a number from 1 to 65535", Error("forward add 1.1.1.1 0 2.2.2.2 2"));
+    EXPECT_EQ("POST_IP: '2.2.2' is not an IPv4 address such as 192.168.1.20", Error("forward add 1.1.1.1 1 2.2.2 2"));
+    EXPECT_EQ("POST_PORT: '65536' is not a number from 1 to 65535", Error("forward add 1.1.1.1 1 2.2.2.2 65536"));
     EXPECT_EQ("use: forward add|del PRE_IP PRE_PORT POST_IP POST_PORT", Error("forward add 1.1.1.1 1 2.2.2.2"));
 
-    EXPECT_EQ("MAC: '02:1a:2b' is no MAC such as 02:1A:2B:00:00:01", Error("limit 02:1a:2b 1 2"));
-    EXPECT_EQ("UP: '1M' is no number from -2147483648 to 2147483647", Error("limit 021a2b000014 1M 2"));
-    EXPECT_EQ("DOWN: '2147483648' is no number from -2147483648 to 2147483647",
+    EXPECT_EQ("MAC: '02:1a:2b' is not a MAC such as 02:1A:2B:00:00:01", Error("limit 02:1a:2b 1 2"));
+    EXPECT_EQ("UP: '1M' is not a number from -2147483648 to 2147483647", Error("limit 021a2b000014 1M 2"));
+    EXPECT_EQ("DOWN: '2147483648' is not a number from -2147483648 to 2147483647",
               Error("limit 021a2b000014 1 2147483648"));
     EXPECT_EQ("'1' is not off, and behind an UP a DOWN is missing", Error("limit 021a2b000014 1"));
     EXPECT_EQ("use: limit MAC UP DOWN | limit MAC off", Error("limit 021a2b000014"));
@@ -114,13 +114,14 @@ TEST_F(RuleCommands, AnInvalidWordIsNamedAndNothingIsSent)
     EXPECT_EQ("'list' is neither add nor del", Error("surf list 021a2b000014 1 0:00 1:00"));
     for (const std::string days : {"0", "8", "10", "Mon", ",", "''", "1-5"})
         EXPECT_EQ("DAYS: '" + (days == "''" ? "" : days) +
-                      "' is no row of digits from 1 (Monday) to 7, such as 135 or 1,3,5",
+                      "' is not a row of digits from 1 (Monday) to 7, such as 135 or 1,3,5",
                   Error("surf add 021a2b000014 " + days + " 0:00 1:00"));
     for (const std::string time :
          {"21", "24:00", "21:60", "9:5", "21:000", "-1:00", "+1:00", ":00", "1:", "0x1:00", "1:00:00", "001:00"}) {
-        EXPECT_EQ("START: '" + time + "' is no time from 0:00 to 23:59",
+        EXPECT_EQ("START: '" + time + "' is not a time from 0:00 to 23:59",
                   Error("surf add 021a2b000014 1 " + time + " 23:59"));
-        EXPECT_EQ("STOP: '" + time + "' is no time from 0:00 to 23:59", Error("surf add 021a2b000014 1 0:00 " + time));
+        EXPECT_EQ("STOP: '" + time + "' is not a time from 0:00 to 23:59",
+                  Error("surf add 021a2b000014 1 0:00 " + time));
     }
     EXPECT_EQ("STOP: '2:00' is before START; no rule reaches over midnight, that takes two",
               Error("surf add 021a2b000014 1 22:00 2:00"));

@@ -33,7 +33,7 @@ struct Script : testing::Test {
             outcome.kind = Outcome::Wait;
             ParseWait(Words(words.begin() + 1, words.end()), 60000, &outcome.wait, &error);
         }
-        if (words[0] == "twice") { // two logins, and then what the second word says
+        if (words[0] == "twice") { // two logins, then as the second word says
             outcome.kind = Outcome::Wait;
             outcome.wait = {"login", {}, 60000};
             outcome.then = [this, words](const Event &event) {
@@ -52,7 +52,7 @@ struct Script : testing::Test {
             outcome.kind = Outcome::Quit;
             outcome.status = 5;
         }
-        if (words[0] == "later") // the event comes when the script already waits
+        if (words[0] == "later") // the event happens when the script already waits
             loop.After(0, [this] { loop.After(0, [this] { journal.Emit("login", {}); }); });
         if (words[0] == "now") journal.Emit("login", {});
         return outcome;

@@ -64,7 +64,7 @@ class TinyAgent
         Send(MSG_UP, {}, 3,
              Json({"pluginID", "fromVersion", "toVersion"}) + processAndResult + ",\"resultDesc\":\"\"}");
     }
-    // Gets the file of the second command. What came of it is in `got`.
+    // Downloads the file of the second command into `got`.
     void Fetch(std::function<void()> then)
     {
         const std::string url = At(said, "url");
@@ -195,7 +195,7 @@ struct Update : testing::Test {
         journal.Log().MarkHere();
         return lastReason;
     }
-    // All that has been written about an event, from the line it stands in.
+    // The output about an event, from its line on.
     std::string Line(const std::string &part)
     {
         const size_t at = out.find(part);

@@ -20,7 +20,7 @@ Event Reply()
 }
 
 struct ScriptValues : testing::Test {
-    // The word with its values; what went wrong, behind "!", when it has none.
+    // The word with its values; "!" and the reason if a value is missing.
     std::string Expanded(const std::string &word)
     {
         const Event reply = Reply();

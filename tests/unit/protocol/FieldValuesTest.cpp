@@ -113,30 +113,31 @@ TEST(FieldValues, GiveNumbersTheirUnits)
 TEST(FieldValues, RefuseValuesOfTheWrongTypeByName)
 {
     for (const char *bad : {"", "x", "-1", "65536", "1 ", "1.5", "99999999999999999999"})
-        EXPECT_EQ(std::string("wan: '") + bad + "' is no number from 0 to 65535",
+        EXPECT_EQ(std::string("wan: '") + bad + "' is not a number from 0 to 65535",
                   ErrorOf(Number(Type::U16, "wan", "", ""), bad));
-    EXPECT_EQ("x: '-32769' is no number from -32768 to 32767", ErrorOf(Number(Type::I16, "x", "", ""), "-32769"));
-    EXPECT_EQ("x: '4294967296' is no number from 0 to 4294967295",
+    EXPECT_EQ("x: '-32769' is not a number from -32768 to 32767", ErrorOf(Number(Type::I16, "x", "", ""), "-32769"));
+    EXPECT_EQ("x: '4294967296' is not a number from 0 to 4294967295",
               ErrorOf(Number(Type::U32, "x", "", ""), "4294967296"));
-    EXPECT_EQ("x: '2147483648' is no number from -2147483648 to 2147483647",
+    EXPECT_EQ("x: '2147483648' is not a number from -2147483648 to 2147483647",
               ErrorOf(Number(Type::I32, "x", "", ""), "2147483648"));
     for (const char *bad : {"-1", "18446744073709551616", "1x", "0x", "+18446744073709551615"})
-        EXPECT_EQ(std::string("x: '") + bad + "' is no number from 0 to 18446744073709551615",
+        EXPECT_EQ(std::string("x: '") + bad + "' is not a number from 0 to 18446744073709551615",
                   ErrorOf(Number(Type::U64, "x", "", ""), bad));
-    EXPECT_EQ("x: '9223372036854775808' is no number from -9223372036854775808 to 9223372036854775807",
+    EXPECT_EQ("x: '9223372036854775808' is not a number from -9223372036854775808 to 9223372036854775807",
               ErrorOf(Number(Type::I64, "x", "", ""), "9223372036854775808"));
     for (const char *bad : {"maybe", "ON", "256", ""})
-        EXPECT_EQ(std::string("led: '") + bad + "' is none of off, on, and no number from 0 to 255",
+        EXPECT_EQ(std::string("led: '") + bad + "' is neither one of off, on, nor a number from 0 to 255",
                   ErrorOf(Switch("led", ""), bad));
     for (const char *bad : {"router", "1.2.3", "1.2.3.256", "1.2.3.4.5", ""})
-        EXPECT_EQ(std::string("host: '") + bad + "' is no IPv4 address such as 192.168.1.20",
+        EXPECT_EQ(std::string("host: '") + bad + "' is not an IPv4 address such as 192.168.1.20",
                   ErrorOf(Ip("host", ""), bad));
     for (const char *bad :
          {"02:1a:2b:00:00", "02:1a:2b:00:00:0g", "02:1a2b:000001", "021a2b00000102", "02-1a-2b-00-00-01", ""})
-        EXPECT_EQ(std::string("mac: '") + bad + "' is no MAC such as 02:1A:2B:00:00:01", ErrorOf(Mac("mac", ""), bad));
+        EXPECT_EQ(std::string("mac: '") + bad + "' is not a MAC such as 02:1A:2B:00:00:01",
+                  ErrorOf(Mac("mac", ""), bad));
     EXPECT_EQ("ssid: 5 bytes, and there is room for 4", ErrorOf(Text("ssid", 4, ""), "Home1"));
     EXPECT_EQ("x: 3 bytes, and there is room for 2", ErrorOf(Opaque("x", 2, ""), "010203"));
-    EXPECT_EQ("x: '0g' is no hexadecimal text", ErrorOf(Opaque("x", 2, ""), "0g"));
+    EXPECT_EQ("x: '0g' is not hexadecimal", ErrorOf(Opaque("x", 2, ""), "0g"));
     EXPECT_EQ("json: more than 65535 bytes", ErrorOf(LongText("json", ""), std::string(65536, 'a')));
 }
 

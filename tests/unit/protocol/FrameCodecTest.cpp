@@ -114,7 +114,7 @@ TEST(ParseFrame, ReportsAnUnexpectedAndAMissingBody)
 {
     EXPECT_TRUE(Complains(FromAgent("cc dd 21 04 00 01 00 00 f1 53 65 00"), "a body where none belongs"));
     EXPECT_TRUE(Complains(FromAgent("cc dd 31 00 00 00 00"), "no body"));
-    EXPECT_TRUE(FromAgent(kChecksumWrongFrame).problems.empty()); // an acknowledgement may be without
+    EXPECT_TRUE(FromAgent(kChecksumWrongFrame).problems.empty()); // an acknowledgement may have no body
 }
 
 TEST(ParseFrame, ReportsAMsgTypeThatAgentsDoNotSend)
@@ -128,9 +128,9 @@ TEST(ParseFrame, ReportsARecordThatAnnouncesMoreThanFollows)
     frame.msgType = MSG_UP;
     frame.flag = FLAG_UP;
     frame.hasPlain = true;
-    frame.plain = Hex("00 00 0d 03 00 41 42"); // 3 announced, 2 there
+    frame.plain = Hex("00 00 0d 03 00 41 42"); // 3 announced, 2 present
     EXPECT_TRUE(Complains(ParseFrame(EncodeFrame(frame, kKey), kKey, true), "cut off"));
-    frame.plain = Hex("00 00 0d 01 00 41 42"); // 1 announced, 2 there
+    frame.plain = Hex("00 00 0d 01 00 41 42"); // 1 announced, 2 present
     EXPECT_TRUE(Complains(ParseFrame(EncodeFrame(frame, kKey), kKey, true), "1 bytes behind"));
     frame.plain = Hex("00 01 0d 02 00 41 42");
     EXPECT_TRUE(Complains(ParseFrame(EncodeFrame(frame, kKey), kKey, true), "two zero bytes"));

@@ -290,7 +290,7 @@ TEST(FunctionDecoders, AcceptsAFailureWithoutData)
     EXPECT_TRUE(Reply(3, {}, -1).empty());
     EXPECT_TRUE(Reply(9, {}, 1).empty());
     EXPECT_TRUE(Reply(39, {}, 35).empty());
-    EXPECT_TRUE(Reply(11, {}, 7).empty()); // an agent without it
+    EXPECT_TRUE(Reply(11, {}, 7).empty()); // an agent without this function
     EXPECT_EQ("0", At(Reply(3, Bytes(228), -3), "index"));
     EXPECT_EQ("227 bytes of data instead of 228", Fault(3, Bytes(227), -3));
 }

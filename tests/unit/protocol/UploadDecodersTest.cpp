@@ -207,7 +207,7 @@ TEST_F(Reports, OfTheManagementProcessMayBeTextsThatAreParsed)
     fields = WithMac(86, report);
     ExpectNone();
     EXPECT_EQ("1", At(fields, "fields.json.a"));
-    report.back() = ' '; // what the process wrote is not the agent's fault
+    report.back() = ' '; // the local peer's text, which is not the agent's error
     EXPECT_EQ("{\"a\":1 ", At(WithMac(86, report), "fields.json"));
     ExpectNone();
 }
