@@ -73,7 +73,7 @@ if [ -z "$inside" ]; then
     --*) say "private place: a /tmp of its own; no private network here, so the platform takes free ports of the loopback" ;;
     *)
         say "private place: none, this machine allows no namespaces. The platform takes free ports of the loopback, and"
-        say "the agent writes this machine's own /tmp/plugstatus, which is removed in the end."
+        say "the agent writes this machine's own /tmp/plugstatus, which is removed at the end."
         # A running agent would lose it, and its stages would be mixed with the demo's.
         [ ! -e /tmp/plugstatus ] || die "there is a /tmp/plugstatus already; remove it if no agent is in use here"
         ;;

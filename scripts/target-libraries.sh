@@ -69,7 +69,7 @@ END
 
 fail() {
     cat "$work/log" >&2
-    die "$* (apt's own words are above)"
+    die "$* (apt's messages are above)"
 }
 
 echo "Fetching the $arch libraries: $packages"
@@ -89,7 +89,7 @@ for package in $packages; do
 done
 for file in usr/lib/mipsel-linux-gnu/libcrypto.so usr/lib/mipsel-linux-gnu/libcjson.so \
     usr/include/openssl/aes.h usr/include/cjson/cJSON.h; do
-    [ -e "$work/root/$file" ] || die "the packages hold no $file"
+    [ -e "$work/root/$file" ] || die "the packages have no $file"
 done
 mv "$work/versions" "$work/root/versions"
 chmod 755 "$work/root"

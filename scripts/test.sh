@@ -10,24 +10,23 @@ usage() {
 test.sh - builds the project and runs its tests
 
   scripts/test.sh [--filter REGEX]           the release build and all its tests
-  scripts/test.sh --all [--filter REGEX]     and the same in other ways:
+  scripts/test.sh --all [--filter REGEX]     and in addition:
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
       tsan      unit tests with ThreadSanitizer
       mipsel    unit tests built for the router, under emulation
       lint      scripts/lint.sh, and a build with clang
-      fuzz      every fuzz target for $fuzz_seconds s, beginning with its corpus
+      fuzz      every fuzz target for $fuzz_seconds s, starting with its corpus
       demo      scripts/demo.sh without a terminal
 
   --filter REGEX   only tests whose name matches; no lint, no fuzzing and no demo then
   --help           this text
 
-Installs the Debian packages that are missing (root or sudo). A test that fails is run once more, for the sake of machines
-that are busy with something else; the lines before the last name those that passed then. The last line says "N passed,
-N failed" over everything that was run. Builds and their logs are in build/. Exit status: 0 when everything
-passed, 1 when something failed, 2 for wrong use.
+Installs missing Debian packages (root or sudo). A failed test runs a second time, because the machine may be busy; the
+lines before the last name those that passed then. The last line says "N passed, N failed" of all tests. Builds and their
+logs are in build/. Exit status: 0 everything passed, 1 something failed, 2 wrong usage.
 
 End-to-end tests (label "e2e") need root or user namespaces, tests with files of another user need root.
-ThreadSanitizer does not work under the fast clock of the former.
+ThreadSanitizer does not work under the fast clock of the end-to-end tests.
 END
 }
 
@@ -126,7 +125,7 @@ fuzz_one() {
     }
     units=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     [ "${units:-0}" -gt 0 ] || { say "$name: ran no input"; return 1; }
-    say "$name: $units inputs, no fault"
+    say "$name: $units inputs, nothing found"
 }
 
 run_fuzz() {
