@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -48,8 +47,6 @@ class SignalsBlocked
 // `output` is where the command's standard output goes, -1 for ours. Returns 0 or an error number.
 static int Spawn(pid_t *child, const char *text, int output)
 {
-    char *const copy = strdup(text); // an argument is a char *
-    if (!copy) return ENOMEM;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
     posix_spawnattr_init(&attributes);
@@ -69,11 +66,10 @@ static int Spawn(pid_t *child, const char *text, int output)
 
     char shell[] = "/bin/sh";
     char option[] = "-c";
-    char *const arguments[] = {shell, option, copy, nullptr};
+    char *const arguments[] = {shell, option, const_cast<char *>(text), nullptr}; // nothing writes to them
     const int error = posix_spawn(child, shell, &actions, &attributes, arguments, environ);
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
-    free(copy);
     return error;
 }
 
