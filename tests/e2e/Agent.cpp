@@ -2,10 +2,8 @@
 
 #include <chrono>
 #include <ctime>
-#include <fstream>
 #include <poll.h>
 #include <regex>
-#include <sstream>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,27 +12,6 @@ std::string ConfigText::Text() const
 {
     return "[Dev]\nPIN=" + pin + "\n[Protool]\nKEY=" + key + "\nSERVER1=" + server1 + "\nSERVER2=" + server2 +
            "\nPORT=" + port + "\n";
-}
-
-std::string ReadFile(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
-
-void WriteFile(const std::string &path, const std::string &content)
-{
-    std::ofstream file(path, std::ios::binary);
-    file << content;
-    file.close();
-    if (!file) throw Failure("cannot write " + path);
-}
-
-bool Contains(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
 }
 
 Agent::Agent(const AgentOptions &options)

@@ -8,6 +8,10 @@
 #include <vector>
 
 #include "tests/e2e/Process.h"
+#include "tests/support/Files.h"
+#include "tests/support/Processes.h"
+#include "tests/support/Texts.h"
+#include "tests/support/Within.h"
 
 constexpr char kStatusFile[] = "/tmp/plugstatus";
 constexpr char kConfigFile[] = "/tmp/plug.conf";
@@ -65,7 +69,3 @@ class Agent
 std::string Status();
 // Waits until the status file holds `text`; throws Failure when it does not within `seconds`.
 void WaitStatus(const std::string &text, double seconds = kPatience);
-
-std::string ReadFile(const std::string &path);
-void WriteFile(const std::string &path, const std::string &content);
-bool Contains(const std::string &text, const std::string &part);

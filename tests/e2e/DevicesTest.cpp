@@ -1,12 +1,9 @@
 // The reports of attached devices: all of them when the platform asks, and each one that shows up.
 #include <csignal>
-#include <cstring>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "tests/e2e/Diagnostics.h"
-#include "tests/e2e/EndToEnd.h"
+#include "tests/e2e/LocalSession.h"
 #include "tests/e2e/NetNamespace.h"
 
 namespace
@@ -81,24 +78,6 @@ class Lan
     {
         RunShell("ip neigh replace " + ip + (mac.empty() ? "" : " lladdr " + mac) + " dev lan0 nud permanent");
     }
-};
-
-// A local client that says nothing.
-class LocalClient
-{
-  public:
-    LocalClient() : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        struct sockaddr_un at = {};
-        at.sun_family = AF_UNIX;
-        strcpy(at.sun_path, "/tmp/CommServer");
-        if (connect(fd_, reinterpret_cast<const struct sockaddr *>(&at), sizeof at) != 0)
-            throw Failure(std::string("/tmp/CommServer: ") + strerror(errno));
-    }
-    ~LocalClient() { close(fd_); }
-
-  private:
-    int fd_;
 };
 } // namespace
 
@@ -260,7 +239,7 @@ TEST_F(Devices, AreLeftToALocalClientOnceOneHasCome)
     RunningSession session(At(60, Device("02:1a:2b:00:00:14", "phone", "192.168.1.20"),
                               "{\"at\":200,\"join\":" + Device("02:1a:2b:00:00:99", "guest", "192.168.1.50") + "}"));
     session.platform.Wait("upload", {{"datatype", "40"}});
-    LocalClient client;
+    BarePeer peer;
     const LogEntry handOver = session.agent.WaitLog("Use function 40");
     EXPECT_EQ("Fn39ReportProc", handOver.function);
     const size_t queries = session.agent.CountLog("Func39 query...");

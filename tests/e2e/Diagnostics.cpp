@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -18,17 +16,6 @@ void DiagnosticsTest::SetUp()
 {
     EndToEnd::SetUp();
     for (const char *path : {kTracerouteFile, kFakeFolder}) fs::remove_all(path);
-}
-
-// Looks every few milliseconds: no event tells of it.
-static bool Within(double seconds, const std::function<bool()> &condition)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
 }
 
 // ---- Programs ----

@@ -1,15 +1,14 @@
 #include "tests/e2e/Listener.h"
 
 #include <arpa/inet.h>
-#include <chrono>
 #include <fstream>
 #include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 #include "tests/e2e/Process.h"
+#include "tests/support/Within.h"
 
 Listener::Listener(const char *address, uint16_t port, Kind kind)
     : listening_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
@@ -50,10 +49,5 @@ static bool SomebodyWaits()
 
 bool WaitForUnansweredConnect(double seconds)
 {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (!SomebodyWaits()) { // no event tells of it
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
+    return Within(seconds, SomebodyWaits); // no event tells of it
 }

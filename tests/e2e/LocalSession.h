@@ -1,8 +1,37 @@
 // LocalSession.h - what tests of the local server start with: a session, and a local peer that is connected.
 #pragma once
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "tests/e2e/EndToEnd.h"
 #include "tests/e2e/Manager.h"
+#include "tests/support/UnixSocket.h"
+
+// A peer that is no more than its connection.
+class BarePeer
+{
+  public:
+    BarePeer() : fd_(ConnectUnix(kSocket))
+    {
+        if (fd_ < 0) throw Failure("the agent's socket takes no connection");
+    }
+    ~BarePeer() { close(fd_); }
+    BarePeer(const BarePeer &) = delete;
+    BarePeer &operator=(const BarePeer &) = delete;
+
+    // Whether the agent closes within `seconds`.
+    bool IsShutOut(double seconds)
+    {
+        struct pollfd ready = {fd_, POLLIN, 0};
+        char byte;
+        return poll(&ready, 1, static_cast<int>(seconds * 1000)) > 0 && recv(fd_, &byte, 1, 0) == 0;
+    }
+
+  private:
+    int fd_;
+};
 
 struct LocalSession {
     Manager manager;

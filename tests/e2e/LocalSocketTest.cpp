@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/e2e/LocalSession.h"
+#include "tests/support/UnixSocket.h"
 
 namespace
 {
@@ -20,11 +20,9 @@ class LocalSocket : public EndToEnd
 // Makes a listening socket. Returns its descriptor, or -1.
 int ListenAt(const char *path)
 {
-    struct sockaddr_un here = {};
-    here.sun_family = AF_UNIX;
-    strcpy(here.sun_path, path);
+    const struct sockaddr_un here = UnixAddress(path);
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (bind(fd, reinterpret_cast<struct sockaddr *>(&here), sizeof here) == 0 && listen(fd, 3) == 0) return fd;
+    if (bind(fd, reinterpret_cast<const struct sockaddr *>(&here), sizeof here) == 0 && listen(fd, 3) == 0) return fd;
     close(fd);
     return -1;
 }

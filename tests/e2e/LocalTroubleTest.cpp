@@ -2,9 +2,6 @@
 #include <chrono>
 #include <cmath>
 #include <fstream>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "tests/e2e/LocalSession.h"
@@ -20,34 +17,6 @@ double Now()
 {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
-
-// A peer that only connects.
-class BarePeer
-{
-  public:
-    BarePeer() : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        struct sockaddr_un there = {AF_UNIX, {}};
-        const std::string path = kSocket;
-        path.copy(there.sun_path, sizeof there.sun_path - 1);
-        if (connect(fd_, reinterpret_cast<struct sockaddr *>(&there), sizeof there) != 0)
-            throw Failure("the agent's socket takes no connection");
-    }
-    ~BarePeer() { close(fd_); }
-    BarePeer(const BarePeer &) = delete;
-    BarePeer &operator=(const BarePeer &) = delete;
-
-    // Returns whether the agent closes within `seconds`.
-    bool IsShutOut(double seconds)
-    {
-        struct pollfd ready = {fd_, POLLIN, 0};
-        char byte;
-        return poll(&ready, 1, static_cast<int>(seconds * 1000)) > 0 && recv(fd_, &byte, 1, 0) == 0;
-    }
-
-  private:
-    int fd_;
-};
 
 // Processor time of the agent so far, seconds.
 double ProcessorTime(const Agent &agent)
@@ -68,12 +37,8 @@ struct Holdings {
 
 Holdings HoldingsOf(const Agent &agent)
 {
-    const std::string proc = "/proc/" + std::to_string(agent.Id());
-    const auto entries = [](const std::string &folder) {
-        return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
-    };
-    Holdings holdings = {entries(proc + "/fd"), entries(proc + "/task"), 0};
-    std::ifstream rollup(proc + "/smaps_rollup");
+    Holdings holdings = {DescriptorsOf(agent.Id()), ThreadsOf(agent.Id()), 0};
+    std::ifstream rollup("/proc/" + std::to_string(agent.Id()) + "/smaps_rollup");
     for (std::string line; std::getline(rollup, line);)
         if (line.compare(0, 8, "Private_") == 0) holdings.privateKb += atol(line.c_str() + line.find(':') + 1);
     return holdings;

@@ -179,19 +179,13 @@ TEST_F(Ping, OneAfterTheOtherLeavesNothingBehind)
 {
     FakeProgram ping("ping", "echo text");
     RunningSession session(WithFakes(100));
-    const auto count = [&](const char *folder) {
-        const std::string path = "/proc/" + std::to_string(session.agent.Id()) + folder;
-        return std::distance(std::filesystem::directory_iterator(path), std::filesystem::directory_iterator());
-    };
     EXPECT_EQ("text\n", PingText(&session, PingParameters("192.168.1.20", 56, 4)));
-    const auto threads = count("/task");
-    const auto descriptors = count("/fd");
+    const size_t threads = ThreadsOf(session.agent.Id());
+    const size_t descriptors = DescriptorsOf(session.agent.Id());
     for (int i = 0; i < 30; i++) EXPECT_EQ("text\n", PingText(&session, PingParameters("192.168.1.20", 56, 4)));
     // A thread that has been joined takes a moment to leave the kernel's table.
-    for (int i = 0; i < 500 && count("/task") != threads; i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_EQ(threads, count("/task"));
-    EXPECT_EQ(descriptors, count("/fd"));
+    EXPECT_TRUE(Within(1, [&] { return ThreadsOf(session.agent.Id()) == threads; })) << ThreadsOf(session.agent.Id());
+    EXPECT_EQ(descriptors, DescriptorsOf(session.agent.Id()));
     EXPECT_TRUE(NoneRuns("ping"));
 }
 

@@ -133,22 +133,16 @@ TEST_F(SessionEnd, TenSessionsInARowLeaveNothingBehind)
     AgentOptions options;
     options.clock = 100;
     RunningSession session(options);
-    const auto count = [&](const char *folder) {
-        const std::string path = "/proc/" + std::to_string(session.agent.Id()) + folder;
-        return std::distance(std::filesystem::directory_iterator(path), std::filesystem::directory_iterator());
-    };
     session.ExpectAnswers();
-    const auto threads = count("/task");
-    const auto descriptors = count("/fd");
+    const size_t threads = ThreadsOf(session.agent.Id());
+    const size_t descriptors = DescriptorsOf(session.agent.Id());
     for (int i = 0; i < 10; i++) {
         session.platform.Command("drop");
         session.platform.WaitSession();
     }
     session.ExpectAnswers();
     // A thread that has been joined takes a moment to leave the kernel's table.
-    for (int i = 0; i < 500 && count("/task") != threads; i++)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_EQ(threads, count("/task"));
-    EXPECT_EQ(descriptors, count("/fd"));
+    EXPECT_TRUE(Within(1, [&] { return ThreadsOf(session.agent.Id()) == threads; })) << ThreadsOf(session.agent.Id());
+    EXPECT_EQ(descriptors, DescriptorsOf(session.agent.Id()));
 }
 } // namespace

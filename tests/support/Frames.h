@@ -7,6 +7,8 @@
 #include "protocol/Bytes.h"
 #include "protocol/FrameCodec.h"
 #include "protocol/Tree.h"
+#include "tests/support/Bytes.h"
+#include "tests/support/Texts.h"
 
 constexpr char kKey[] = "0123456789abcdef";
 
@@ -45,13 +47,6 @@ constexpr char kChecksumWrongFrame[] = "cc dd 1a 02 0b 00 00 0b 00";
 // DataType 13, {"result":0} under the key "another key 0000".
 constexpr char kOtherKeyFrame[] =
     "cc dd 31 00 7e 20 00 e66a8c6a34d62ae521a450c7e11ddd0de86e582249f702fdd9c4f3a81531472a";
-
-inline protocol::Bytes Hex(const std::string &text)
-{
-    protocol::Bytes bytes;
-    EXPECT_TRUE(protocol::FromHex(text, &bytes)) << text;
-    return bytes;
-}
 
 inline protocol::ParsedFrame FromAgent(const std::string &hex)
 {

@@ -3,10 +3,8 @@
 #include <arpa/inet.h>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sstream>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -65,9 +63,14 @@ std::string AgentTest::Log()
     return text;
 }
 
+bool AgentTest::Logged(const std::string &line)
+{
+    return Contains(Log(), "]-> " + line + "\n\n");
+}
+
 std::string AgentTest::StatusFile()
 {
-    return FileContent(kPathPlugStatus);
+    return ReadFile(kPathPlugStatus);
 }
 
 StandardOutput::StandardOutput() : mPath(FakeFolder() + "/stdout"), mBefore(dup(STDOUT_FILENO))
@@ -88,21 +91,7 @@ StandardOutput::~StandardOutput()
 
 std::string StandardOutput::SoFar() const
 {
-    return FileContent(mPath);
-}
-
-Bytes Hex(const std::string &text)
-{
-    Bytes bytes;
-    std::string digits;
-    for (char c : text) {
-        if (!isxdigit(static_cast<unsigned char>(c))) continue;
-        digits += c;
-        if (digits.size() < 2) continue;
-        bytes.push_back(static_cast<uint8_t>(strtoul(digits.c_str(), nullptr, 16)));
-        digits.clear();
-    }
-    return bytes;
+    return ReadFile(mPath);
 }
 
 std::string WithoutColours(const std::string &text)
@@ -116,19 +105,6 @@ std::string WithoutColours(const std::string &text)
         if (i == std::string::npos) break;
     }
     return plain;
-}
-
-std::string FileContent(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
-
-void WriteFile(const std::string &path, const std::string &content)
-{
-    std::ofstream(path, std::ios::binary) << content;
 }
 
 static void LimitWaits(int fd)

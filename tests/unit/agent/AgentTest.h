@@ -7,13 +7,14 @@
 #include <initializer_list>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/Frame.h"
 #include "tests/fakes/FakeOs.h"
 #include "tests/fakes/RecordingSdk.h"
-
-typedef std::vector<uint8_t> Bytes;
+#include "tests/support/Bytes.h"
+#include "tests/support/Files.h"
+#include "tests/support/Texts.h"
+#include "tests/support/Within.h"
 
 // Every module as it is when the process starts, the log at debug level and captured.
 class AgentTest : public testing::Test
@@ -25,18 +26,15 @@ class AgentTest : public testing::Test
     // What has been logged since the last call, without colours.
     std::string Log();
 
+    // Whether this line was logged since the last call of either: the whole of it, whatever stands in front of "]-> ".
+    bool Logged(const std::string &line);
+
     // The content of the status file, empty when there is none.
     static std::string StatusFile();
 };
 
-// "0A 1b" to bytes; blanks are skipped.
-Bytes Hex(const std::string &text);
-
 // A text with its colour escapes taken out.
 std::string WithoutColours(const std::string &text);
-
-std::string FileContent(const std::string &path);
-void WriteFile(const std::string &path, const std::string &content);
 
 // Standard output in a file while this is in scope, as a service has it: what has not been flushed is not there.
 class StandardOutput

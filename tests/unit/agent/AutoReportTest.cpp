@@ -77,8 +77,6 @@ class AutoReport : public AgentTest
                std::to_string(conf.interval3) + " '" + conf.jumpTime + "'";
     }
 
-    bool Logged(const std::string &line) { return Log().find("]-> " + line + "\n\n") != std::string::npos; }
-
     AskedPeer peer;
 };
 

@@ -61,13 +61,6 @@ Calls operator+(Calls first, const Calls &second)
     return first;
 }
 
-size_t Count(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) count++;
-    return count;
-}
-
 const std::string kMac = "02:11:22:AA:BB:CC";
 const std::string kOtherMac = "02:11:22:33:44:01";
 
@@ -91,7 +84,7 @@ class Bandwidth : public LinkTest
         for (int second = 0; second < 3; second++) {
             FakeClockAwaitSleepers(1);
             EXPECT_EQ(1000, FakeClockNextDeadlineMs());
-            EXPECT_EQ(1u, Count(Log(), "]-> " + text + "\n"));
+            EXPECT_EQ(1u, CountOf(Log(), "]-> " + text + "\n"));
             FakeClockAdvanceMs(1000);
         }
         FakeClockAwaitSleepers(1);
@@ -256,8 +249,8 @@ TEST_F(Bandwidth, AFailureOfTheRouterIsOnlyLogged)
     EXPECT_EQ(0, Parse({Limits("1", "2"), Limits("3", "4", kOtherMac)}));
     EXPECT_EQ(SetBoth(kMac, "1", "2") + SetBoth(kOtherMac, "3", "4"), gSdk.calls);
     const std::string log = Log();
-    EXPECT_EQ(2u, Count(log, "]-> set_dev_us_max_bw result: -7\n\n"));
-    EXPECT_EQ(2u, Count(log, "]-> set_dev_ds_max_bw result: 9\n\n"));
+    EXPECT_EQ(2u, CountOf(log, "]-> set_dev_us_max_bw result: -7\n\n"));
+    EXPECT_EQ(2u, CountOf(log, "]-> set_dev_ds_max_bw result: 9\n\n"));
 }
 
 TEST_F(Bandwidth, EveryCallHoldsTheLockOfTheDeviceTableAndTheEndDoesNot)
@@ -277,8 +270,8 @@ TEST_F(Bandwidth, WithoutTheLockNoCallIsMadeAndTheErrorLogged)
     ASSERT_EQ(0, pthread_mutex_unlock(&SubdevMutex));
     EXPECT_TRUE(gSdk.calls.empty());
     const std::string log = Log();
-    EXPECT_EQ(2u, Count(log, "Get SubdevMutex failed\n"));
-    EXPECT_EQ(1u, Count(log, "]-> set_dev_us_max_bw result: " + std::to_string(EDEADLK) + "\n"));
+    EXPECT_EQ(2u, CountOf(log, "Get SubdevMutex failed\n"));
+    EXPECT_EQ(1u, CountOf(log, "]-> set_dev_us_max_bw result: " + std::to_string(EDEADLK) + "\n"));
 }
 
 // ---- Items that are stayed on ----
@@ -331,7 +324,7 @@ TEST_F(Bandwidth, AnyValueThatIsNoTextIsOneToStayOn)
     for (const std::string &value : HostileValues())
         for (const char *name : {"FLAG", "MAC", "UP", "DOWN"}) {
             EXPECT_EQ(kLeftBadItem, Parse({With(Limits(), name, value)})) << name << " " << value;
-            EXPECT_EQ(1u, Count(Log(), "]-> Wrong tc rule param\n")) << name << " " << value;
+            EXPECT_EQ(1u, CountOf(Log(), "]-> Wrong tc rule param\n")) << name << " " << value;
         }
     EXPECT_TRUE(gSdk.calls.empty());
 }

@@ -24,7 +24,7 @@ class LocalFrames : public AgentTest
     void ExpectError(const std::string &text)
     {
         const std::string said = Log();
-        EXPECT_EQ(1u, Occurrences(said, "\n\n")) << said;
+        EXPECT_EQ(1u, CountOf(said, "\n\n")) << said;
         EXPECT_NE(std::string::npos, said.find("[ERR] [CommServer->CommHandleProc->")) << said;
         EXPECT_NE(std::string::npos, said.find("]-> " + text + "\n\n")) << said;
     }

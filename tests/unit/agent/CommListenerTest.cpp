@@ -8,12 +8,12 @@
 #include <functional>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "os/Paths.h"
 #include "tests/fakes/FakeLibraries.h"
+#include "tests/support/UnixSocket.h"
 #include "tests/unit/agent/AgentTest.h"
 
 namespace
@@ -24,11 +24,9 @@ const uid_t kStranger = 65534;
 // Makes a socket of this type at the path. Returns its descriptor.
 int SocketThere(int type, bool listens)
 {
-    struct sockaddr_un there = {};
-    there.sun_family = AF_UNIX;
-    strcpy(there.sun_path, kPathCommServer);
+    const struct sockaddr_un there = UnixAddress(kPathCommServer);
     const int fd = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(0, bind(fd, reinterpret_cast<struct sockaddr *>(&there), sizeof there));
+    EXPECT_EQ(0, bind(fd, reinterpret_cast<const struct sockaddr *>(&there), sizeof there));
     if (listens) {
         EXPECT_EQ(0, listen(fd, 1));
     }
@@ -37,13 +35,9 @@ int SocketThere(int type, bool listens)
 
 bool CanConnect()
 {
-    struct sockaddr_un there = {};
-    there.sun_family = AF_UNIX;
-    strcpy(there.sun_path, kPathCommServer);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool connected = connect(fd, reinterpret_cast<struct sockaddr *>(&there), sizeof there) == 0;
-    close(fd);
-    return connected;
+    const int fd = ConnectUnix(kPathCommServer);
+    if (fd >= 0) close(fd);
+    return fd >= 0;
 }
 
 ino_t InodeThere()

@@ -5,10 +5,11 @@
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include "comm/AutoReport.h"
 #include "os/OsClock.h"
+#include "tests/support/Processes.h"
+#include "tests/support/UnixSocket.h"
 
 // ---- Start ----
 
@@ -59,11 +60,9 @@ TEST_F(CommServer, DescriptorsAreCloseOnExecAndDoNotBlock)
 
 TEST_F(CommServer, ASocketLeftFromAnEarlierRunDoesNotMatter)
 {
-    struct sockaddr_un stale = {};
-    stale.sun_family = AF_UNIX;
-    strcpy(stale.sun_path, kPathCommServer);
+    const struct sockaddr_un stale = UnixAddress(kPathCommServer);
     const int old = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(0, bind(old, reinterpret_cast<struct sockaddr *>(&stale), sizeof stale));
+    ASSERT_EQ(0, bind(old, reinterpret_cast<const struct sockaddr *>(&stale), sizeof stale));
     close(old);
     LocalPeer peer;
     Serve(&peer);
@@ -80,7 +79,7 @@ TEST_F(CommServer, APlantedLinkIsRemovedAndNotFollowed)
     struct stat status;
     ASSERT_EQ(0, lstat(kPathCommServer, &status));
     EXPECT_TRUE(S_ISSOCK(status.st_mode));
-    EXPECT_EQ("mine", FileContent(target));
+    EXPECT_EQ("mine", ReadFile(target));
 }
 
 TEST_F(CommServer, TriesAgainFiveSecondsAfterSocketFailed)
@@ -119,7 +118,7 @@ TEST_F(CommServer, TriesAgainEveryFiveSecondsWhenBindFails)
 
 TEST_F(CommServer, TriesAgainWhenListenFailsAndLeaksNoDescriptor)
 {
-    const size_t before = OpenDescriptors();
+    const size_t before = DescriptorsOf();
     FakeFailListen();
     EXPECT_EQ(0, CommServerStart());
     EXPECT_TRUE(AwaitLog("listen failed"));
@@ -131,7 +130,7 @@ TEST_F(CommServer, TriesAgainWhenListenFailsAndLeaksNoDescriptor)
     peer.Close();
     CommServerStop();
     EXPECT_EQ("listen failed\n", Lines(AllLogged(), "CommServerProc"));
-    EXPECT_EQ(before, OpenDescriptors());
+    EXPECT_EQ(before, DescriptorsOf());
 }
 
 TEST_F(CommServer, StopsWhileItWaitsToTryAgain)
@@ -273,12 +272,8 @@ TEST_F(CommServer, AThousandPeersLeakNothing)
     LocalPeer peer;
     Serve(&peer);
     FakeClockAuto(true);
-    const size_t before = OpenDescriptors();
-    const auto threads = [] {
-        const std::filesystem::directory_iterator all("/proc/self/task");
-        return std::distance(begin(all), end(all));
-    };
-    const auto running = threads();
+    const size_t before = DescriptorsOf();
+    const size_t running = ThreadsOf();
     for (uint32_t i = 1; i <= 1000; i++) {
         peer.Close();
         ASSERT_TRUE(Within([] { return InstanceState == 0; }));
@@ -287,8 +282,8 @@ TEST_F(CommServer, AThousandPeersLeakNothing)
         const bool silent = i % 4 == 0; // closes without sending
         ASSERT_TRUE(silent || Answered(&peer, i)) << i;
     }
-    EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(running, threads());
+    EXPECT_EQ(before, DescriptorsOf());
+    EXPECT_EQ(running, ThreadsOf());
     EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
 }
 

@@ -53,12 +53,12 @@ class CommServer : public AgentTest
         ASSERT_TRUE(Served());
     }
     // Returns the log of this test.
-    std::string AllLogged() const { return WithoutColours(FileContent(mLogPath)); }
+    std::string AllLogged() const { return WithoutColours(ReadFile(mLogPath)); }
     bool AwaitLog(const std::string &text, size_t times = 1)
     {
-        return Within([&] { return Occurrences(AllLogged(), "]-> " + text + "\n\n") >= times; });
+        return Within([&] { return CountOf(AllLogged(), "]-> " + text + "\n\n") >= times; });
     }
-    size_t LoggedTimes(const std::string &text) { return Occurrences(AllLogged(), "]-> " + text + "\n\n"); }
+    size_t LoggedTimes(const std::string &text) { return CountOf(AllLogged(), "]-> " + text + "\n\n"); }
     // Sends an answer and waits until it has been handled.
     static bool Answered(LocalPeer *peer, uint32_t sequence)
     {
@@ -76,11 +76,6 @@ class CommServer : public AgentTest
             texts += log.substr(begin, log.find("\n\n", begin) - begin) + "\n";
         }
         return texts;
-    }
-    static size_t OpenDescriptors()
-    {
-        const std::filesystem::directory_iterator all("/proc/self/fd");
-        return static_cast<size_t>(std::distance(begin(all), end(all)));
     }
 
   private:

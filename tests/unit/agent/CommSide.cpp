@@ -1,7 +1,5 @@
 #include <cstring>
 #include <sys/socket.h>
-#include <sys/time.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "comm/CommAnswer.h"
@@ -9,6 +7,7 @@
 #include "comm/CommReports.h"
 #include "core/Config.h"
 #include "os/Paths.h"
+#include "tests/support/UnixSocket.h"
 #include "tests/unit/agent/CommTest.h"
 
 Bytes LocalFrame(uint16_t funcId, uint32_t sequence, const Bytes &payload)
@@ -35,28 +34,10 @@ Bytes Slot(const Bytes &read)
     return slot;
 }
 
-size_t Occurrences(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-    return count;
-}
-
 bool LocalPeer::Connect()
 {
     Close();
-    struct sockaddr_un there = {};
-    there.sun_family = AF_UNIX;
-    strcpy(there.sun_path, kPathCommServer);
-    return Within([&] {
-        mSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const struct timeval limit = {10, 0};
-        setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        setsockopt(mSocket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        if (connect(mSocket, reinterpret_cast<struct sockaddr *>(&there), sizeof there) == 0) return true;
-        Close();
-        return false;
-    });
+    return Within([this] { return (mSocket = ConnectUnix(kPathCommServer)) >= 0; });
 }
 
 bool LocalPeer::Send(const Bytes &bytes)
@@ -120,14 +101,6 @@ void HandleTest::HandleRead(const Bytes &read)
 {
     Bytes slot = Slot(read);
     CommHandleFrame(slot.data());
-}
-
-void HandleTest::ExpectReport(uint8_t dataType, const Bytes &report)
-{
-    const Bytes frame = peer.ReceiveFrame();
-    ASSERT_GT(frame.size(), kFrameHeaderSize) << "nothing was sent";
-    EXPECT_EQ(19 | 1 << 5, frame[2]);
-    EXPECT_EQ(Record(dataType, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
 }
 
 bool HandleTest::Logged(const std::string &function, const std::string &text)

@@ -10,9 +10,6 @@ Bytes LocalFrame(uint16_t funcId, uint32_t sequence, const Bytes &payload);
 // A slot of the queue of received frames with these bytes in it; the rest of it is zeros.
 Bytes Slot(const Bytes &read);
 
-// How often `part` stands in `text`.
-size_t Occurrences(const std::string &text, const std::string &part);
-
 // The local peer's end of a connection to the agent's socket. Calls give up after ten real seconds.
 class LocalPeer
 {
@@ -44,8 +41,6 @@ class HandleTest : public LinkedTest
     void Handle(uint16_t funcId, const Bytes &payload);
     // Handles the bytes of one read.
     static void HandleRead(const Bytes &read);
-    // The next frame to the platform is this report, under `dataType` and with the router's MAC.
-    void ExpectReport(uint8_t dataType, const Bytes &report);
     bool Logged(const std::string &function, const std::string &text);
     static Bytes RxData(size_t size);
 

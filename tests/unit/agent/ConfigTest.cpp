@@ -24,7 +24,6 @@ class Config : public AgentTest
         EXPECT_EQ(0, getKeyValueStr("Protool", "KEY", "default", &value[0], capacity));
         return value.c_str();
     }
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
     static std::string InFolder(const char *name) { return FakeFolder() + "/" + name; }
 };
 

@@ -9,7 +9,7 @@
 #include "functions/RateTest.h"
 #include "functions/Traceroute.h"
 #include "platform/TcpServer.h"
-#include "tests/unit/agent/AgentTest.h"
+#include "tests/support/Processes.h"
 #include "tests/unit/agent/PlatformSide.h"
 
 // What a row of the function table makes of a request's parameters.
@@ -18,6 +18,12 @@ struct Answer {
     Bytes data;
     bool operator==(const Answer &other) const { return status == other.status && data == other.data; }
 };
+
+// The result of a ping or a traceroute with this text.
+inline Answer Result(const std::string &text)
+{
+    return {0, Le16(text.size()) + Text(text)};
+}
 
 inline Answer Call(int (*handler)(WireReader *, WireWriter *), const Bytes &parameters = {})
 {
@@ -31,29 +37,22 @@ inline Answer Call(int (*handler)(WireReader *, WireWriter *), const Bytes &para
     return {status, Bytes(room, room + out.used)};
 }
 
-// Number of entries, for what a process has of threads ("task") and descriptors ("fd").
-inline long CountOfOwn(const char *what)
-{
-    const std::filesystem::directory_iterator all(std::string("/proc/self/") + what);
-    return static_cast<long>(std::distance(begin(all), end(all)));
-}
-
 // Megabytes of address space, of which every thread that nobody joins keeps eight for its stack.
 inline long AddressSpace()
 {
-    return std::stol(FileContent("/proc/self/statm")) / 256;
+    return std::stol(ReadFile("/proc/self/statm")) / 256;
 }
 
 // What a process has, taken before something that is to leave nothing behind.
 struct Belongings {
-    long threads = CountOfOwn("task");
-    long descriptors = CountOfOwn("fd");
+    size_t threads = ThreadsOf();
+    size_t descriptors = DescriptorsOf();
     long space = AddressSpace();
 
     // Whether there is no more now. A joined thread may stay visible for a moment; memory for 100 stacks may be kept.
     bool Unchanged() const
     {
-        const bool counts = Within([=] { return CountOfOwn("task") <= threads && CountOfOwn("fd") <= descriptors; });
+        const bool counts = Within([=] { return ThreadsOf() <= threads && DescriptorsOf() <= descriptors; });
         return counts && AddressSpace() <= space + 800;
     }
 };
@@ -81,6 +80,4 @@ class DiagnosticsTest : public AgentTest
         FakeClockAuto(true);
         DeleteServer(&context);
     }
-
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
 };

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 
 #include "functions/HttpSocket.h"
+#include "tests/support/Processes.h"
 #include "tests/unit/agent/DownloadTest.h"
 #include "tests/unit/agent/PlatformSide.h"
 
@@ -14,7 +15,7 @@ TEST_F(DownloadTest, ReplacesWhatTheFileHeld)
     WriteFile(mFile, std::string(9000, 'x'));
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(1500) + Body(1500)); });
     EXPECT_EQ(0, ToFile(server));
-    EXPECT_EQ(Body(1500), FileContent(mFile));
+    EXPECT_EQ(Body(1500), ReadFile(mFile));
 }
 
 TEST_F(DownloadTest, FailsWhenTheFileCannotBeOpened)
@@ -35,8 +36,8 @@ TEST_F(DownloadTest, DoesNotFollowALinkInTheFilesPlace)
     std::filesystem::create_symlink(precious, mFile);
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(1500) + Body(1500)); });
     EXPECT_EQ(0, ToFile(server));
-    EXPECT_EQ("precious", FileContent(precious));
-    EXPECT_EQ(Body(1500), FileContent(mFile));
+    EXPECT_EQ("precious", ReadFile(precious));
+    EXPECT_EQ(Body(1500), ReadFile(mFile));
 }
 
 // Its digest tells, and then it is removed.
@@ -52,7 +53,7 @@ TEST_F(DownloadTest, AFileThatCannotTakeTheWholeBodyStaysShort)
     setrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, handler);
     EXPECT_EQ(0, result);
-    EXPECT_EQ(Body(4096), FileContent(mFile));
+    EXPECT_EQ(Body(4096), ReadFile(mFile));
     EXPECT_NE(std::string::npos, Log().find("]-> can't write local file: "));
     EXPECT_EQ(0, m_s);
 }
@@ -70,7 +71,7 @@ TEST_F(DownloadTest, GoesOnAfterTheSessionAsLongAsBytesCome)
         }
     });
     EXPECT_EQ(0, ToFile(server));
-    EXPECT_EQ(body, FileContent(mFile));
+    EXPECT_EQ(body, ReadFile(mFile));
 }
 
 // ---- The rate ----
@@ -134,16 +135,12 @@ TEST_F(DownloadTest, AThousandLeaveNoDescriptorOpen)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(1500) + Body(1500)); });
     const UnusedPort nobody;
-    const auto open = [] {
-        const std::filesystem::directory_iterator all("/proc/self/fd");
-        return std::distance(begin(all), end(all));
-    };
     ASSERT_EQ(0, ToFile(server));
     server.Requests(); // the server's own descriptors do not count any more
-    const auto before = open();
+    const size_t before = DescriptorsOf();
     for (int i = 0; i < 500; i++) {
         EXPECT_EQ(-1, ToFile(nobody.Number()));
         EXPECT_EQ(-1, DownTestRateFIle("127.0.0.1", nobody.Number(), "/file", nullptr));
     }
-    EXPECT_EQ(before, open());
+    EXPECT_EQ(before, DescriptorsOf());
 }

@@ -45,7 +45,7 @@ class BothDownloads : public DownloadTest, public testing::WithParamInterface<bo
     {
         EXPECT_EQ(0, m_s);
         EXPECT_EQ(Timed() ? -1 : 0, gDownRate);
-        EXPECT_EQ("", FileContent(mFile));
+        EXPECT_EQ("", ReadFile(mFile));
     }
 
     // Fetches a body of `length` bytes behind a header, all of which arrives, and expects it.
@@ -57,7 +57,7 @@ class BothDownloads : public DownloadTest, public testing::WithParamInterface<bo
         if (Timed())
             EXPECT_EQ(static_cast<int>(length), gDownRate);
         else
-            EXPECT_EQ(Body(length), FileContent(mFile));
+            EXPECT_EQ(Body(length), ReadFile(mFile));
     }
 };
 
@@ -185,7 +185,7 @@ TEST_P(BothDownloads, StopOnceTheAnnouncedLengthIsThereAlthoughMoreCame)
         EXPECT_LT(gDownRate, 40000 + 1024);
         return;
     }
-    const std::string content = FileContent(mFile);
+    const std::string content = ReadFile(mFile);
     EXPECT_GE(content.size(), 40000u);
     EXPECT_LT(content.size(), 40000u + 1024);
     EXPECT_EQ(Body(content.size()), content);
@@ -299,7 +299,7 @@ TEST_P(BothDownloads, RefuseASecondCallerWhileOneRuns)
         // The first caller waits for this answer.
         WriteFile(mFile, "good");
         EXPECT_EQ(-1, Fetch(9));
-        EXPECT_EQ("good", FileContent(mFile));
+        EXPECT_EQ("good", ReadFile(mFile));
         EXPECT_TRUE(Logged("another download is in progress"));
         connection.Send(HeaderFor(1500) + Body(1500));
     });

@@ -29,7 +29,5 @@ class DownloadTest : public AgentTest
 
     int ToFile(uint16_t port) { return DownLoadFIle("127.0.0.1", port, "/file", mFile.c_str()); }
     int ToFile(const HttpServer &server) { return ToFile(server.Port()); }
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
-
     const std::string mFile = FakeFolder() + "/downloaded";
 };

@@ -268,11 +268,11 @@ TEST_F(Function39, TheRenewalWritesTheListAndKeepsOnlyPresentDevices)
     Pass(24);
     ExpectReport(1);
     ExpectReport(2);
-    EXPECT_EQ("", FileContent(kPathMacConfig));
+    EXPECT_EQ("", ReadFile(kPathMacConfig));
     Household({2, 3});
     Pass(6); // the thirtieth
     ExpectReport(3);
-    EXPECT_EQ("02aa00000002\r\n02aa00000003\r\n", FileContent(kPathMacConfig));
+    EXPECT_EQ("02aa00000002\r\n02aa00000003\r\n", ReadFile(kPathMacConfig));
     Household({1, 2, 3});
     Pass(6);
     ExpectReport(1); // it had left
@@ -312,7 +312,7 @@ TEST_F(Function39, AnIntervalAlreadyPassedRenewsAtTheNextCycle)
     ExpectReport(1);
     Fn40Interval = 8;
     Pass(1);
-    EXPECT_EQ("02aa00000001\r\n", FileContent(kPathMacConfig));
+    EXPECT_EQ("02aa00000001\r\n", ReadFile(kPathMacConfig));
 }
 
 TEST_F(Function39, IntervalsBelowSixRenewBeforeTheFirstQuery)
@@ -323,7 +323,7 @@ TEST_F(Function39, IntervalsBelowSixRenewBeforeTheFirstQuery)
         Start();
         Pass(12);
         EXPECT_TRUE(gSdk.calls.empty()) << interval;
-        EXPECT_EQ("", FileContent(kPathMacConfig)) << interval;
+        EXPECT_EQ("", ReadFile(kPathMacConfig)) << interval;
         Fn39Stop();
     }
 }
@@ -336,7 +336,7 @@ TEST_F(Function39, ARenewalWhileTheSessionEndsKeepsTheFile)
     gSdk.onCall = [](const std::string &) { mLogin = 0; };
     Start();
     Pass(6);
-    EXPECT_EQ("02aa00000002\r\n", FileContent(kPathMacConfig));
+    EXPECT_EQ("02aa00000002\r\n", ReadFile(kPathMacConfig));
     EXPECT_EQ(1, f39Num);
 }
 

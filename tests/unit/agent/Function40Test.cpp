@@ -1,12 +1,10 @@
 // Devices that the local peer reports: its message, the filter table, the report thread.
 #include "subdev/Function40.h"
 
-#include "core/Config.h"
 #include "core/LocalPeer.h"
 #include "os/OsClock.h"
-#include "platform/Protool.h"
 #include "platform/Settings.h"
-#include "tests/unit/agent/PlatformSide.h"
+#include "tests/unit/agent/OnlineReportTest.h"
 
 namespace
 {
@@ -50,22 +48,12 @@ bool Knows(unsigned number)
     return Fn40Knows(Mac(number).data());
 }
 
-size_t CountIn(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-    return count;
-}
-
-class Function40 : public LinkedTest
+class Function40 : public OnlineReportTest
 {
   protected:
     void SetUp() override
     {
-        LinkedTest::SetUp();
-        Fn40Interval = 30;
-        AutoReportDevinfo = 1;
-        CommClientReg = 0;
+        OnlineReportTest::SetUp();
         FakeFailThreadStart(1, EAGAIN); // an empty table, and no thread unless the test starts one
         EXPECT_EQ(-1, Fn40Init());
         Fn40Stop(); // the next start is no retry
@@ -75,27 +63,11 @@ class Function40 : public LinkedTest
     void TearDown() override
     {
         Fn40Stop();
-        CommClientReg = 0;
-        LinkedTest::TearDown();
+        OnlineReportTest::TearDown();
     }
 
     // The next frame is the report of this device.
-    void ExpectReport(unsigned number)
-    {
-        const Bytes report = Hex("0000 2800 0000 0100") + Mac(number) + Data(number) + Bytes{1};
-        const Bytes frame = peer.ReceiveFrame();
-        ASSERT_GE(frame.size(), kFrameHeaderSize) << "no report";
-        EXPECT_EQ(Hex("CC DD 33 00"), Bytes(frame.begin(), frame.begin() + 4)); // 19, with the router's MAC
-        EXPECT_EQ(Record(40, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
-    }
-
-    bool Logged(const std::string &line) { return Log().find("]-> " + line + "\n\n") != std::string::npos; }
-
-    // Waits for the report thread to wait for its next cycle.
-    static bool AwaitPause()
-    {
-        return Within([] { return FakeClockNextDeadlineMs() == 10000; });
-    }
+    void ExpectReport(unsigned number) { OnlineReportTest::ExpectReport(Mac(number), Data(number)); }
 };
 
 } // namespace
@@ -143,7 +115,7 @@ TEST_F(Function40, AnIncompleteRecordEndsTheMessage)
     EXPECT_TRUE(Knows(2));
     EXPECT_TRUE(Knows(3));
     EXPECT_FALSE(Knows(4));
-    EXPECT_EQ(0u, CountIn(Log(), "Subdev offline."));
+    EXPECT_EQ(0u, CountOf(Log(), "Subdev offline."));
 }
 
 TEST_F(Function40, AMessageOf128DevicesEntersThemAll)
@@ -168,7 +140,7 @@ TEST_F(Function40, AnOfflineRecordEndsTheMessage)
     EXPECT_FALSE(Knows(2));
     EXPECT_FALSE(Knows(3));
     EXPECT_FALSE(Knows(4));
-    EXPECT_EQ(3u, CountIn(Log(), "]-> Subdev offline.\n\n")); // once for each that was still to come
+    EXPECT_EQ(3u, CountOf(Log(), "]-> Subdev offline.\n\n")); // once for each that was still to come
 }
 
 TEST_F(Function40, OnlyTheFlag1MeansOnline)
@@ -177,7 +149,7 @@ TEST_F(Function40, OnlyTheFlag1MeansOnline)
     Handle(Message(1, DeviceRecord(2, 0xFF)));
     EXPECT_FALSE(Knows(1));
     EXPECT_FALSE(Knows(2));
-    EXPECT_EQ(2u, CountIn(Log(), "Subdev offline."));
+    EXPECT_EQ(2u, CountOf(Log(), "Subdev offline."));
 }
 
 TEST_F(Function40, LogLinesNameTheirProcedure)
@@ -349,12 +321,12 @@ TEST_F(Function40, TheThreadWaitsForALocalPeerAndThenReportsEvery10Seconds)
     FakeClockAdvanceMs(600000);
     ExpectNothingSent();
     LocalPeerCame();
-    ASSERT_TRUE(AwaitPause());
+    ASSERT_NO_FATAL_FAILURE(AwaitPause());
     FakeClockAdvanceMs(9999);
     ExpectNothingSent();
     FakeClockAdvanceMs(1);
     ExpectReport(1);
-    ASSERT_TRUE(AwaitPause());
+    ASSERT_NO_FATAL_FAILURE(AwaitPause());
     Enter(2);
     FakeClockAdvanceMs(10000);
     ExpectReport(2);
@@ -371,7 +343,7 @@ TEST_F(Function40, TheThreadStopsBetweenTwoCycles)
 {
     CommClientReg = 1;
     ASSERT_EQ(0, Fn40Init());
-    ASSERT_TRUE(AwaitPause());
+    ASSERT_NO_FATAL_FAILURE(AwaitPause());
     Enter(1);
     Fn40Stop();
     ExpectNothingSent();
@@ -401,7 +373,7 @@ TEST_F(Function40, ARetriedStartKeepsTheDevicesThatCameMeanwhile)
     CommClientReg = 1;
     ASSERT_EQ(0, Fn40Init());
     EXPECT_TRUE(Knows(1));
-    ASSERT_TRUE(AwaitPause());
+    ASSERT_NO_FATAL_FAILURE(AwaitPause());
     FakeClockAdvanceMs(10000);
     ExpectReport(1);
 }

@@ -43,13 +43,6 @@ Bytes Field(const std::string &text, size_t size)
     return field;
 }
 
-Bytes Repeated(const Bytes &bytes, size_t times)
-{
-    Bytes all;
-    for (size_t i = 0; i < times; i++) all.insert(all.end(), bytes.begin(), bytes.end());
-    return all;
-}
-
 uint32_t Ip(uint8_t a, uint8_t b, uint8_t c, uint8_t d)
 {
     const uint8_t octets[4] = {a, b, c, d};

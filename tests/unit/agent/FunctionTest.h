@@ -24,8 +24,6 @@ Bytes Head(uint16_t id, const std::string &status = "00 00");
 // The text and zeros up to `size`.
 Bytes Field(const std::string &text, size_t size);
 
-Bytes Repeated(const Bytes &bytes, size_t times);
-
 // Network byte order.
 uint32_t Ip(uint8_t a, uint8_t b, uint8_t c, uint8_t d);
 

@@ -35,8 +35,6 @@ class KnownDevices : public AgentTest
         KnownClear();
         return Fn39LoadMac();
     }
-
-    bool Logged(const std::string &line) { return Log().find("]-> " + line + "\n\n") != std::string::npos; }
 };
 
 bool Has(unsigned number)
@@ -64,7 +62,7 @@ TEST_F(KnownDevices, TheFileHasALineOfLowerCaseDigitsForEachDevice)
     Add(0xABCD);
     Add(7);
     EXPECT_EQ(0, Fn39UpdateMac());
-    EXPECT_EQ("02aa0000abcd\r\n02aa00000007\r\n", FileContent(kPathMacConfig));
+    EXPECT_EQ("02aa0000abcd\r\n02aa00000007\r\n", ReadFile(kPathMacConfig));
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("[DEBUG] [Function39->Fn39UpdateMac->"));
     EXPECT_NE(std::string::npos, log.find("]-> UpdateMacProfile\n\n"));
@@ -75,10 +73,10 @@ TEST_F(KnownDevices, TheFileIsWrittenAnewAndMayBecomeEmpty)
     mLogin = 1;
     for (unsigned i = 1; i <= 128; i++) Add(i);
     EXPECT_EQ(0, Fn39UpdateMac());
-    EXPECT_EQ(128u * 14, FileContent(kPathMacConfig).size());
+    EXPECT_EQ(128u * 14, ReadFile(kPathMacConfig).size());
     KnownClear();
     EXPECT_EQ(0, Fn39UpdateMac());
-    EXPECT_EQ("", FileContent(kPathMacConfig));
+    EXPECT_EQ("", ReadFile(kPathMacConfig));
 }
 
 TEST_F(KnownDevices, WhileNotLoggedInTheFileStaysAsItIs)
@@ -86,7 +84,7 @@ TEST_F(KnownDevices, WhileNotLoggedInTheFileStaysAsItIs)
     WriteFile(kPathMacConfig, Line(1));
     Add(2);
     EXPECT_EQ(-2, Fn39UpdateMac());
-    EXPECT_EQ(Line(1), FileContent(kPathMacConfig));
+    EXPECT_EQ(Line(1), ReadFile(kPathMacConfig));
     EXPECT_FALSE(Logged("UpdateMacProfile"));
 }
 
@@ -108,8 +106,8 @@ TEST_F(KnownDevices, ALinkAtThePathIsNeitherReadNorWrittenThrough)
     mLogin = 1;
     Add(2);
     EXPECT_EQ(0, Fn39UpdateMac());
-    EXPECT_EQ(Line(1), FileContent(precious));
-    EXPECT_EQ(Line(2), FileContent(kPathMacConfig));
+    EXPECT_EQ(Line(1), ReadFile(precious));
+    EXPECT_EQ(Line(2), ReadFile(kPathMacConfig));
     unlink(precious.c_str());
 }
 

@@ -37,8 +37,6 @@ class LinkTest : public AgentTest
         return result;
     }
 
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
-
     Peer mPeer;
     SessionContext mContext = {};
 };

@@ -24,7 +24,6 @@ class Options : public AgentTest
         return config_line_proc(static_cast<int>(words.size()), argv.data());
     }
     static Bytes Mac() { return Bytes(l_mac, l_mac + 6); }
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
 };
 
 const char kMacMessage[] = "Error: mac format must be \"aabbccddeeff\".";

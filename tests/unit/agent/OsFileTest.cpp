@@ -7,9 +7,9 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
+#include "tests/support/UnixSocket.h"
 #include "tests/unit/agent/AgentTest.h"
 
 namespace
@@ -138,7 +138,7 @@ TEST_F(OsFile, ReplaceCreatesAFileOfTheModeAskedForWhateverTheUmask)
             const mode_t before = umask(mask);
             EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, mode));
             umask(before);
-            EXPECT_EQ("001\n", FileContent(mPath));
+            EXPECT_EQ("001\n", ReadFile(mPath));
             EXPECT_EQ(mode, Status(mPath).st_mode & 07777);
         }
     }
@@ -166,7 +166,7 @@ TEST_F(OsFile, AFileOfOursThatOthersMayWriteIsMadeAnewAndNotRead)
         EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
         EXPECT_EQ(4, pwrite(theirs, "004\n", 4, 0));
         close(theirs);
-        EXPECT_EQ("001\n", FileContent(mPath));
+        EXPECT_EQ("001\n", ReadFile(mPath));
     }
 }
 
@@ -174,9 +174,9 @@ TEST_F(OsFile, ReplaceLeavesNothingOfALongerContent)
 {
     WriteFile(mPath, "something much longer");
     EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "103\n", 4, 0644));
-    EXPECT_EQ("103\n", FileContent(mPath));
+    EXPECT_EQ("103\n", ReadFile(mPath));
     EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "", 0, 0644));
-    EXPECT_EQ("", FileContent(mPath));
+    EXPECT_EQ("", ReadFile(mPath));
 }
 
 TEST_F(OsFile, ReplaceKeepsTheFileItself)
@@ -196,8 +196,8 @@ TEST_F(OsFile, ReplaceRemovesAPlantedLinkAndLeavesItsTarget)
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
     EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
     EXPECT_FALSE(IsLink(mPath));
-    EXPECT_EQ("001\n", FileContent(mPath));
-    EXPECT_EQ("precious", FileContent(mTarget));
+    EXPECT_EQ("001\n", ReadFile(mPath));
+    EXPECT_EQ("precious", ReadFile(mTarget));
 }
 
 TEST_F(OsFile, ReplaceDoesNotCreateTheTargetOfADanglingLink)
@@ -217,7 +217,7 @@ TEST_F(OsFile, ReplaceLeavesAFolderAndWhatIsInItAlone)
     EXPECT_EQ(-1, OsOpenForWriting(mPath.c_str()));
     EXPECT_EQ(EISDIR, errno);
     EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
-    EXPECT_EQ("somebody else's", FileContent(mPath + "/in-it"));
+    EXPECT_EQ("somebody else's", ReadFile(mPath + "/in-it"));
     ASSERT_EQ(0, unlink((mPath + "/in-it").c_str()));
     EXPECT_EQ(-1, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644)); // an empty one as well
     EXPECT_EQ(0, rmdir(mPath.c_str()));
@@ -231,7 +231,7 @@ TEST_F(OsFile, ReplaceRemovesAFifoWhetherSomebodyReadsOrNot)
         const int reader = reads ? open(mPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
         EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
         EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
-        EXPECT_EQ("001\n", FileContent(mPath));
+        EXPECT_EQ("001\n", ReadFile(mPath));
         char byte;
         EXPECT_EQ(reads ? 0 : -1, read(reader, &byte, 1)) << "something was written into the FIFO";
         close(reader);
@@ -240,14 +240,12 @@ TEST_F(OsFile, ReplaceRemovesAFifoWhetherSomebodyReadsOrNot)
 
 TEST_F(OsFile, ReplaceRemovesASocket)
 {
-    struct sockaddr_un at = {};
-    at.sun_family = AF_UNIX;
-    strcpy(at.sun_path, mPath.c_str());
+    const struct sockaddr_un at = UnixAddress(mPath);
     const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(0, bind(listener, reinterpret_cast<struct sockaddr *>(&at), sizeof at));
+    ASSERT_EQ(0, bind(listener, reinterpret_cast<const struct sockaddr *>(&at), sizeof at));
     EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
     close(listener);
-    EXPECT_EQ("001\n", FileContent(mPath));
+    EXPECT_EQ("001\n", ReadFile(mPath));
 }
 
 TEST_F(OsFile, AFileThatHasASecondNameIsMadeAnewAndNotRead)
@@ -257,8 +255,8 @@ TEST_F(OsFile, AFileThatHasASecondNameIsMadeAnewAndNotRead)
     EXPECT_EQ(-1, OsOpenOurs(mPath.c_str()));
     EXPECT_EQ(EINVAL, errno);
     EXPECT_EQ(0, OsReplaceFile(mPath.c_str(), "001\n", 4, 0644));
-    EXPECT_EQ("001\n", FileContent(mPath));
-    EXPECT_EQ("precious", FileContent(mTarget));
+    EXPECT_EQ("001\n", ReadFile(mPath));
+    EXPECT_EQ("precious", ReadFile(mTarget));
 }
 
 // Or our own file would be gone for nothing.
@@ -274,7 +272,7 @@ TEST_F(OsFile, ReplaceRemovesNothingBecauseDescriptorsAreShort)
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(-1, result);
     EXPECT_EQ(EMFILE, error);
-    EXPECT_EQ("001\n", FileContent(mPath));
+    EXPECT_EQ("001\n", ReadFile(mPath));
 }
 
 TEST_F(OsFile, OursIsARegularFileAndNoLinkToOne)
@@ -328,12 +326,12 @@ TEST_F(OsFile, OpenedForWritingAFileIsEmptyAndCloseOnExec)
     WriteFile(mPath, "a longer old content");
     const int fd = OsOpenForWriting(mPath.c_str());
     ASSERT_GE(fd, 0);
-    EXPECT_EQ("", FileContent(mPath));
+    EXPECT_EQ("", ReadFile(mPath));
     EXPECT_EQ(FD_CLOEXEC, fcntl(fd, F_GETFD) & FD_CLOEXEC);
     EXPECT_EQ(0, OsWriteAll(fd, "one ", 4));
     EXPECT_EQ(0, OsWriteAll(fd, "two", 3));
     close(fd);
-    EXPECT_EQ("one two", FileContent(mPath));
+    EXPECT_EQ("one two", ReadFile(mPath));
 }
 
 TEST_F(OsFile, OpenedForWritingAFileHasMode0600AndReadsBackWhatWasWritten)
@@ -356,7 +354,7 @@ TEST_F(OsFile, OpeningForWritingRemovesALinkAndAFifo)
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
     close(OsOpenForWriting(mPath.c_str()));
     EXPECT_FALSE(IsLink(mPath));
-    EXPECT_EQ("precious", FileContent(mTarget));
+    EXPECT_EQ("precious", ReadFile(mTarget));
     unlink(mPath.c_str());
     ASSERT_EQ(0, mkfifo(mPath.c_str(), 0644));
     close(OsOpenForWriting(mPath.c_str()));
@@ -376,7 +374,7 @@ TEST_F(OsFile, WritingAllFailsWhenTheFileTakesLess)
     close(fd);
     EXPECT_EQ(-1, result);
     EXPECT_EQ(EFBIG, error);
-    EXPECT_EQ("00", FileContent(mPath));
+    EXPECT_EQ("00", ReadFile(mPath));
 }
 
 TEST_F(OsFile, AFileOpenedForWritingIsANewOne)
@@ -388,8 +386,8 @@ TEST_F(OsFile, AFileOpenedForWritingIsANewOne)
     ASSERT_GE(fd, 0);
     EXPECT_EQ(0, OsWriteAll(fd, "ours", 4));
     close(fd);
-    EXPECT_EQ("somebody else's", FileContent(other));
-    EXPECT_EQ("ours", FileContent(mPath));
+    EXPECT_EQ("somebody else's", ReadFile(other));
+    EXPECT_EQ("ours", ReadFile(mPath));
 }
 
 TEST_F(OsFile, RemovingMayFindNothingAndFollowsNoLink)
@@ -399,7 +397,7 @@ TEST_F(OsFile, RemovingMayFindNothingAndFollowsNoLink)
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
     OsRemoveFile(mPath.c_str());
     EXPECT_FALSE(IsLink(mPath));
-    EXPECT_EQ("precious", FileContent(mTarget));
+    EXPECT_EQ("precious", ReadFile(mTarget));
 }
 
 TEST_F(OsFile, AFileIsRemovedOnlyWhileItIsTheOneThatWasMeant)
@@ -413,7 +411,7 @@ TEST_F(OsFile, AFileIsRemovedOnlyWhileItIsTheOneThatWasMeant)
     OsRemoveFileIf(mPath.c_str(), id);
     WriteFile(mPath, "second");
     OsRemoveFileIf(mPath.c_str(), id);
-    EXPECT_EQ("second", FileContent(mPath));
+    EXPECT_EQ("second", ReadFile(mPath));
     ASSERT_TRUE(OsFileIdOf(mPath.c_str(), &id));
     OsRemoveFileIf(mPath.c_str(), id);
     EXPECT_EQ(-1, access(mPath.c_str(), F_OK));
@@ -431,5 +429,5 @@ TEST_F(OsFile, ALinkIsTakenForItselfAndNotForWhatItPointsTo)
     ASSERT_TRUE(OsFileIdOf(mPath.c_str(), &id));
     OsRemoveFileIf(mPath.c_str(), id);
     EXPECT_FALSE(IsLink(mPath));
-    EXPECT_EQ("precious", FileContent(mTarget));
+    EXPECT_EQ("precious", ReadFile(mTarget));
 }

@@ -28,8 +28,6 @@ class ParserPlugTest : public LinkedTest
         AutoReportDevinfo = 1;
     }
 
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
-
     static std::string Update(const std::string &url, const std::string &rest = ",\"fileLength\":5,\"fileMD5\":\"ab\","
                                                                                 "\"token\":\"t\"")
     {

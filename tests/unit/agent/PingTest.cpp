@@ -25,13 +25,6 @@ Bytes Request(const std::string &count = "02 00")
     return Hex("14 01 A8 C0") + Bytes(16) + Hex("38 00" + count);
 }
 
-// A result with this text.
-Answer Result(const std::string &text)
-{
-    const Bytes length = {static_cast<uint8_t>(text.size()), static_cast<uint8_t>(text.size() >> 8)};
-    return {0, length + Text(text)};
-}
-
 class PingTest : public DiagnosticsTest
 {
   protected:

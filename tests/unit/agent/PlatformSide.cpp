@@ -1,11 +1,9 @@
 #include "tests/unit/agent/PlatformSide.h"
 
-#include <chrono>
 #include <cstring>
 #include <netinet/in.h>
 #include <numeric>
 #include <openssl/evp.h>
-#include <sched.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,18 +11,6 @@
 #include "platform/Protool.h"
 #include "platform/Sending.h"
 #include "platform/Settings.h"
-
-Bytes operator+(const Bytes &left, const Bytes &right)
-{
-    Bytes all = left;
-    all.insert(all.end(), right.begin(), right.end());
-    return all;
-}
-
-Bytes Text(const std::string &text)
-{
-    return Bytes(text.begin(), text.end());
-}
 
 static Bytes Cipher(const Bytes &in, bool encrypt, bool padding)
 {
@@ -62,11 +48,6 @@ uint8_t Sum(const Bytes &bytes)
     return static_cast<uint8_t>(std::accumulate(bytes.begin(), bytes.end(), 0u));
 }
 
-static Bytes Le16(size_t value)
-{
-    return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)};
-}
-
 Bytes Record(uint8_t dataType, const Bytes &mac, const Bytes &payload)
 {
     return Bytes{0, 0, dataType} + mac + Le16(payload.size()) + payload;
@@ -86,16 +67,6 @@ ReceivedFrame ReceivedRecord(uint8_t msgType, const Bytes &head, const Bytes &pl
 {
     const Bytes body = Encrypted(plain);
     return Received(msgType, head, body, Sum(Le16(body.size()) + head + plain));
-}
-
-bool Within(const std::function<bool()> &condition)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        sched_yield();
-    }
-    return true;
 }
 
 void AdvanceThrough(int64_t milliseconds, int sleepers)
@@ -166,6 +137,14 @@ void LinkedTest::ExpectAck(uint8_t msgType, uint16_t headValue, uint8_t dataType
     const Bytes lead = Hex("CC DD") + Bytes{msgType, 2, Sum(checked)} + Le16(body.size()) + Le16(headValue);
     EXPECT_EQ(lead, Bytes(frame.begin(), frame.begin() + kFrameHeaderSize + 2));
     EXPECT_EQ(plain, body.empty() ? Bytes() : Decrypted(body));
+}
+
+void LinkedTest::ExpectReport(uint8_t dataType, const Bytes &report)
+{
+    const Bytes frame = peer.ReceiveFrame();
+    ASSERT_GT(frame.size(), kFrameHeaderSize) << "no report";
+    EXPECT_EQ(Hex("CC DD 33 00"), Bytes(frame.begin(), frame.begin() + 4)); // 19, with the router's MAC
+    EXPECT_EQ(Record(dataType, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
 }
 
 void LinkedTest::ExpectPlainReport(uint8_t dataType, const std::string &text)

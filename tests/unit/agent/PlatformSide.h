@@ -9,9 +9,6 @@
 constexpr char kTestPin[] = "1234567890123456"; // four more than travel
 constexpr char kTestKey[] = "0123456789abcdef";
 
-Bytes operator+(const Bytes &left, const Bytes &right);
-Bytes Text(const std::string &text);
-
 // AES-128-CBC under kTestKey, not through the agent's own module. Encrypted() pads, Decrypted() takes the padding off;
 // EncryptedBlocks() takes whole blocks as they are.
 Bytes Encrypted(const Bytes &plain);
@@ -29,9 +26,6 @@ ReceivedFrame Received(uint8_t msgType, const Bytes &head, const Bytes &body, ui
 
 // The same for a record, encrypted and with the right checksum.
 ReceivedFrame ReceivedRecord(uint8_t msgType, const Bytes &head, const Bytes &plain);
-
-// Runs `condition` until it holds, at most ten real seconds.
-bool Within(const std::function<bool()> &condition);
 
 // Lets `milliseconds` pass from deadline to deadline, waiting each time for `sleepers` threads to wait again.
 void AdvanceThrough(int64_t milliseconds, int sleepers);
@@ -69,7 +63,9 @@ class LinkedTest : public AgentTest
     void ExpectNothingSent();    // since the last frame that was received
     // The next frame is this acknowledgement: head value, then a record with this text unless it is empty.
     void ExpectAck(uint8_t msgType, uint16_t headValue, uint8_t dataType, const Bytes &payload);
-    // The next frame is this report, under `dataType` and without MAC.
+    // The next frame is this report, under `dataType` and with the router's MAC.
+    void ExpectReport(uint8_t dataType, const Bytes &report);
+    // The same without MAC.
     void ExpectPlainReport(uint8_t dataType, const std::string &text);
 
     Peer peer;

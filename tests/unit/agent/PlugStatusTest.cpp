@@ -49,7 +49,7 @@ TEST_F(PlugStatusTest, APlantedLinkIsNotFollowed)
     WriteFile(target, "untouched");
     std::filesystem::create_symlink(target, kPathPlugStatus);
     EXPECT_EQ(0, LogPlugStatus(103));
-    EXPECT_EQ("untouched", FileContent(target));
+    EXPECT_EQ("untouched", ReadFile(target));
     EXPECT_EQ("103\n", StatusFile());
     EXPECT_FALSE(std::filesystem::is_symlink(kPathPlugStatus));
 }

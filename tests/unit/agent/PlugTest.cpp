@@ -53,13 +53,6 @@ class PlugTest : public AgentTest
         strcpy(RegisterIpAddr2, "127.0.0.2");
     }
 
-    static size_t Count(const std::string &text, const std::string &part)
-    {
-        size_t count = 0;
-        for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-        return count;
-    }
-
     const UnusedPort unused;
     FeatureSpy spy;
 };
@@ -227,8 +220,8 @@ TEST_F(PlugTest, WithTwoServersTheSecondIsTriedAfterTheFirst)
     ASSERT_NE(std::string::npos, second);
     EXPECT_LT(first, refused);
     EXPECT_LT(refused, second);
-    EXPECT_EQ(2u, Count(log, "connect failed!......\n"));
-    EXPECT_EQ(1u, Count(log, "RegisterStart error.\n"));
+    EXPECT_EQ(2u, CountOf(log, "connect failed!......\n"));
+    EXPECT_EQ(1u, CountOf(log, "RegisterStart error.\n"));
 }
 
 TEST_F(PlugTest, WithOneServerTheSecondIsNeverTried)
@@ -240,10 +233,10 @@ TEST_F(PlugTest, WithOneServerTheSecondIsNeverTried)
     strcpy(RegisterIpAddr2, "127.0.0.1");
     PlugCycle();
     const std::string log = Log();
-    EXPECT_EQ(0u, Count(log, "Register server1..."));
-    EXPECT_EQ(0u, Count(log, "Register server2..."));
-    EXPECT_EQ(0u, Count(log, "connected."));
-    EXPECT_EQ(1u, Count(log, "RegisterStart error.\n"));
+    EXPECT_EQ(0u, CountOf(log, "Register server1..."));
+    EXPECT_EQ(0u, CountOf(log, "Register server2..."));
+    EXPECT_EQ(0u, CountOf(log, "connected."));
+    EXPECT_EQ(1u, CountOf(log, "RegisterStart error.\n"));
 }
 
 TEST_F(PlugTest, BetweenTheServersEverythingStartsAfreshOnceMore)
@@ -252,7 +245,7 @@ TEST_F(PlugTest, BetweenTheServersEverythingStartsAfreshOnceMore)
     NobodyListens(1);
     regist_port = silent.Port();
     PlugCycle();
-    EXPECT_EQ(1u, Count(Log(), "Register failed.\n"));
+    EXPECT_EQ(1u, CountOf(Log(), "Register failed.\n"));
     EXPECT_EQ("001\n", StatusFile());
 }
 
@@ -271,8 +264,8 @@ TEST_F(PlugTest, ElevenFailedAttemptsAreForgivenAndTheTwelfthEndsTheProcess)
     NobodyListens(1);
     for (int attempt = 1; attempt <= 11; attempt++) PlugCycle();
     const std::string log = Log();
-    EXPECT_EQ(11u, Count(log, "RegisterStart error.\n"));
-    EXPECT_EQ(0u, Count(log, "Register retry more than 10 times"));
+    EXPECT_EQ(11u, CountOf(log, "RegisterStart error.\n"));
+    EXPECT_EQ(0u, CountOf(log, "Register retry more than 10 times"));
     EXPECT_EQ("001\n", StatusFile());
     EXPECT_ENDS(PlugCycle(), "Register retry more than 10 times, exit !!!");
     EXPECT_EQ("102\n", StatusFile());

@@ -86,9 +86,8 @@ class PlugUpdateTest : public LinkedTest
         FakeClockAuto(false);
     }
 
-    static std::string Update() { return FileContent(kPathPlugDownload); }
+    static std::string Update() { return ReadFile(kPathPlugDownload); }
     static bool Exists(const char *path) { return access(path, F_OK) == 0; }
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
 };
 } // namespace
 
@@ -288,7 +287,7 @@ TEST_F(PlugUpdateTest, AFileThatSomebodyElseHasPreparedIsNotWritten)
     for (auto plant : {link, symlink}) {
         ASSERT_EQ(0, plant(precious.c_str(), kPathPlugDownload));
         ExpectFailureOf(Serving(NewAgent()), "00000000000000000000000000000000");
-        EXPECT_EQ("precious", FileContent(precious));
+        EXPECT_EQ("precious", ReadFile(precious));
         EXPECT_FALSE(Exists(kPathPlugDownload));
     }
 }

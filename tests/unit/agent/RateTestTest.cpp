@@ -56,8 +56,6 @@ class RateTestTest : public LinkedTest
         EXPECT_EQ(0, FakeLookUps()) << url;
         ExpectNothingSent();
     }
-
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
 };
 
 HttpServer::Answer Serving(size_t length)

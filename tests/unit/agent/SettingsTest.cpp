@@ -35,7 +35,6 @@ class Settings : public AgentTest
         NewProgramProfile(kPathDefaultConfig);
         return InitProtool();
     }
-    bool Logged(const std::string &text) { return Log().find("]-> " + text + "\n\n") != std::string::npos; }
 };
 
 std::string Servers(const std::string &more)

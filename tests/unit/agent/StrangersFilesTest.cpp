@@ -191,11 +191,11 @@ TEST_P(StrangersFileInPlaceOf, IsReplacedAndNeitherWrittenNorFollowed)
     EXPECT_EQ(mFile.mode, status.st_mode & 07777);
     EXPECT_EQ(geteuid(), status.st_uid);
     EXPECT_EQ(1u, status.st_nlink);
-    EXPECT_EQ(mFile.content, FileContent(mFile.path));
-    EXPECT_EQ("precious", FileContent(kPrecious));
+    EXPECT_EQ(mFile.content, ReadFile(mFile.path));
+    EXPECT_EQ("precious", ReadFile(kPrecious));
     EXPECT_FALSE(std::filesystem::exists(kAbsent));
     if (mPlant != FILE_OF_HIS) {
-        EXPECT_EQ("004\n", FileContent(kHis));
+        EXPECT_EQ("004\n", ReadFile(kHis));
     }
 }
 
@@ -213,7 +213,7 @@ TEST_P(StrangersFolderInPlaceOf, StaysWithWhatIsInItAndTheWriteFailsWithALogLine
     Log();
     EXPECT_FALSE(Write(mFile.name));
     EXPECT_NE(std::string::npos, Log().find("[ERR] "));
-    EXPECT_EQ("004\n", FileContent(std::string(mFile.path) + "/his"));
+    EXPECT_EQ("004\n", ReadFile(std::string(mFile.path) + "/his"));
 }
 
 INSTANTIATE_TEST_SUITE_P(, StrangersFolderInPlaceOf,
@@ -227,7 +227,7 @@ TEST_F(StrangersFile, WhatAStrangerGoesOnWritingIsNotTheAgentsFileAnyMore)
         std::ofstream his(file.path, std::ios::in | std::ios::out);
         EXPECT_TRUE(Write(file.name)) << file.name;
         his << "planted" << std::flush;
-        EXPECT_EQ(file.content, FileContent(file.path)) << file.name;
+        EXPECT_EQ(file.content, ReadFile(file.path)) << file.name;
         SubdevStop();
     }
 }

@@ -41,8 +41,6 @@ class SubdevReportTest : public LinkedTest
         return allowed;
     }
 
-    bool Logged(const std::string &line) { return Log().find("]-> " + line + "\n\n") != std::string::npos; }
-
     SubdevReport report = {};
 };
 

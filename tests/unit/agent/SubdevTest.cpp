@@ -124,19 +124,7 @@ void SubdevTest::Scan(std::initializer_list<int64_t> pauses)
 
 void SubdevTest::ExpectReport(unsigned sequence, const Bytes &records)
 {
-    const size_t count = records.size() / 45;
-    const Bytes report = Bytes{static_cast<uint8_t>(sequence), static_cast<uint8_t>(sequence >> 8), 63, 0, 0, 0,
-                               static_cast<uint8_t>(count),    static_cast<uint8_t>(count >> 8)} +
-                         records;
-    const Bytes frame = peer.ReceiveFrame();
-    ASSERT_GE(frame.size(), kFrameHeaderSize) << "no report";
-    EXPECT_EQ(Hex("CC DD 33 00"), Bytes(frame.begin(), frame.begin() + 4)); // 19, with the router's MAC
-    EXPECT_EQ(Record(63, mac, report), Decrypted(Bytes(frame.begin() + kFrameHeaderSize, frame.end())));
-}
-
-bool SubdevTest::Logged(const std::string &line)
-{
-    return Log().find("]-> " + line + "\n\n") != std::string::npos;
+    LinkedTest::ExpectReport(63, Le16(sequence) + Hex("3F 00 00 00") + Le16(records.size() / 45) + records);
 }
 
 // ---- What is reported ----
@@ -388,7 +376,7 @@ TEST_F(SubdevTest, ALinkAtThePathIsNotFollowed)
     Start();
     Scan();
     ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
-    EXPECT_EQ("precious", FileContent(precious));
+    EXPECT_EQ("precious", ReadFile(precious));
     unlink(precious.c_str());
 }
 
@@ -407,7 +395,7 @@ TEST_F(SubdevTest, AFileThatReplacesOursDuringTheScanIsNeitherReadNorWritten)
     Start();
     Scan();
     ExpectReport(0, OnlineBytes(1) + OfflineBytes(7));
-    EXPECT_EQ(ArpLine(8), FileContent(precious));
+    EXPECT_EQ(ArpLine(8), ReadFile(precious));
     unlink(precious.c_str());
 }
 
@@ -417,5 +405,5 @@ TEST_F(SubdevTest, TheFileRemainsAfterTheScan)
     Table(ArpLine(7));
     Start();
     Scan();
-    EXPECT_EQ(ArpLine(7), FileContent(kPathSubdev));
+    EXPECT_EQ(ArpLine(7), ReadFile(kPathSubdev));
 }

@@ -39,5 +39,4 @@ class SubdevTest : public LinkedTest
     void Scan(std::initializer_list<int64_t> pauses = {20, 20, 20, 20, 4000});
     // The next frame is the report of these records.
     void ExpectReport(unsigned sequence, const Bytes &records);
-    bool Logged(const std::string &line);
 };

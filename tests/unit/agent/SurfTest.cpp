@@ -33,11 +33,20 @@ static DevCfg *Find(const uint8_t *mac)
     return nullptr;
 }
 
+// The bytes in the parentheses of a noted call, a MAC or a record.
+static Bytes ArgumentOf(const std::string &call, const std::string &name)
+{
+    std::string digits;
+    for (const char c : call.substr(name.size()))
+        if (isxdigit(static_cast<unsigned char>(c))) digits += c;
+    return Hex(digits);
+}
+
 // Runs inside every call of the router, behind its being noted.
 static void KeepHousehold(const std::string &name)
 {
     const std::string &call = gSdk.calls.back();
-    const Bytes argument = Hex(call.substr(name.size()));
+    const Bytes argument = ArgumentOf(call, name);
     if (name == "get_dev_cfg") {
         const DevCfg *device = Find(argument.data());
         gSdk.results[name] = device ? 0 : 1;

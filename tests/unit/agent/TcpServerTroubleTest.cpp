@@ -36,13 +36,6 @@ void CountSigpipe(int)
     s_sigpipes++;
 }
 
-size_t Count(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
-    return count;
-}
-
 void EndCommand()
 {
     OsGuard guard(&s_command);
@@ -101,7 +94,7 @@ TEST_F(ServerRecv, SixFailedWaitsInARowEndTheSession)
     ConnectLoud();
     ExpectSessionEnded();
     EXPECT_TRUE(mPeer.AtEnd());
-    EXPECT_EQ(6u, Count(Log(), "]-> Net error.\n\n"));
+    EXPECT_EQ(6u, CountOf(Log(), "]-> Net error.\n\n"));
 }
 
 TEST_F(ServerRecv, FiveFailedWaitsDoNot)
@@ -109,7 +102,7 @@ TEST_F(ServerRecv, FiveFailedWaitsDoNot)
     FakeReadableResults({F, F, F, F, F});
     ConnectLoud();
     ExpectSessionGoesOn();
-    EXPECT_EQ(5u, Count(Log(), "]-> Net error.\n\n"));
+    EXPECT_EQ(5u, CountOf(Log(), "]-> Net error.\n\n"));
 }
 
 TEST_F(ServerRecv, AnyWaitThatDoesNotFailBreaksTheRow)
@@ -120,7 +113,7 @@ TEST_F(ServerRecv, AnyWaitThatDoesNotFailBreaksTheRow)
         FakeClockAuto(true);
         ExpectSessionGoesOn(); // the read in between may take this frame,
         ExpectSessionGoesOn(); // but this one comes after all of them
-        EXPECT_EQ(10u, Count(Log(), "]-> Net error.\n\n")) << other;
+        EXPECT_EQ(10u, CountOf(Log(), "]-> Net error.\n\n")) << other;
         Stop();
     }
 }
@@ -131,7 +124,7 @@ TEST_F(ServerRecv, AWaitThatEndsForSomethingElseIsToldAndGoesOn)
     FakeReadableResults({other, other, other, other, other, other, other});
     ConnectLoud();
     ExpectSessionGoesOn();
-    EXPECT_EQ(7u, Count(Log(), "]-> unknow err.\n\n"));
+    EXPECT_EQ(7u, CountOf(Log(), "]-> unknow err.\n\n"));
 }
 
 TEST_F(ServerRecv, AWaitThatTimesOutIsNoTrouble)
@@ -151,7 +144,7 @@ TEST_F(ServerRecv, SixFailedReadsInARowEndTheSession)
     ConnectLoud();
     ExpectSessionEnded();
     EXPECT_TRUE(mPeer.AtEnd());
-    EXPECT_EQ(1u, Count(Log(), "]-> receive error.\n\n"));
+    EXPECT_EQ(1u, CountOf(Log(), "]-> receive error.\n\n"));
 }
 
 TEST_F(ServerRecv, FiveFailedReadsDoNot)
@@ -159,7 +152,7 @@ TEST_F(ServerRecv, FiveFailedReadsDoNot)
     FakeReadableResults({R, R, R, R, R});
     ConnectLoud();
     ExpectSessionGoesOn();
-    EXPECT_EQ(0u, Count(Log(), "receive error."));
+    EXPECT_EQ(0u, CountOf(Log(), "receive error."));
 }
 
 TEST_F(ServerRecv, BytesBreakTheRowOfFailedReads)

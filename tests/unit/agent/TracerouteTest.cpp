@@ -15,12 +15,6 @@ const char kHops[] = "traceroute to 192.168.1.20 (192.168.1.20), 30 hops max\n 1
 const char kKillAll[] = "killall -9 traceroute";
 const Bytes kRequest = Hex("14 01 A8 C0"); // 192.168.1.20
 
-Answer Result(const std::string &text)
-{
-    const Bytes length = {static_cast<uint8_t>(text.size()), static_cast<uint8_t>(text.size() >> 8)};
-    return {0, length + Text(text)};
-}
-
 class TracerouteTest : public DiagnosticsTest
 {
   protected:
@@ -69,7 +63,7 @@ TEST_F(TracerouteTest, RunsTheCommandWithTheAddressIntoTheFile)
 {
     Run(kHops);
     EXPECT_EQ("traceroute -n 192.168.1.20", FakeCommands().front());
-    EXPECT_EQ(kHops, FileContent(kPathTraceroute));
+    EXPECT_EQ(kHops, ReadFile(kPathTraceroute));
 }
 
 TEST_F(TracerouteTest, DoesNotWriteThroughALink)
@@ -78,7 +72,7 @@ TEST_F(TracerouteTest, DoesNotWriteThroughALink)
     WriteFile(precious, "precious");
     ASSERT_EQ(0, symlink(precious.c_str(), kPathTraceroute));
     Run(kHops);
-    EXPECT_EQ("precious", FileContent(precious));
+    EXPECT_EQ("precious", ReadFile(precious));
     EXPECT_EQ(Result(kHops), Call(TracerouteResult));
 }
 
@@ -105,7 +99,7 @@ TEST_F(TracerouteTest, WhatIsPutInThePlaceOfTheFileWhileItStartsIsNeitherWritten
     FakeCommand("traceroute ", script);
     ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
     ASSERT_TRUE(Within([] { return gTraceThreadState == 0; }));
-    EXPECT_EQ("precious", FileContent(precious));
+    EXPECT_EQ("precious", ReadFile(precious));
     EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
 }
 

@@ -7,6 +7,7 @@
 
 #include "simulator/console/RunTool.h"
 #include "simulator/platform/Commands.h"
+#include "tests/support/Files.h"
 
 using namespace sim;
 
@@ -15,18 +16,11 @@ namespace
 struct WholeScript : testing::Test {
     WholeScript()
     {
-        char name[] = "/tmp/plugsim-test-XXXXXX";
-        folder = mkdtemp(name);
         options.quiet = true;
         options.colour = "never";
-        options.script = folder + "/script";
-        options.log = folder + "/log";
+        options.script = folder.Path("script");
+        options.log = folder.Path("log");
         options.registrationServers = {Address()};
-    }
-    ~WholeScript() override
-    {
-        for (const char *name : {"/script", "/log"}) unlink((folder + name).c_str());
-        rmdir(folder.c_str());
     }
     // Its standard output without the times, followed by the exit status.
     std::string Run(const std::string &script)
@@ -41,7 +35,7 @@ struct WholeScript : testing::Test {
                 text += (line.find("***") == std::string::npos ? line : line.substr(line.find("***"))) + "\n";
         return text + std::to_string(status);
     }
-    std::string folder;
+    TemporaryFolder folder;
     PlatformOptions options;
 };
 } // namespace
@@ -88,7 +82,7 @@ TEST_F(WholeScript, ChecksTheStatus)
 TEST_F(WholeScript, LogsEveryEventAsJson)
 {
     Run("mark\nshow me something\n");
-    std::ifstream log(folder + "/log");
+    std::ifstream log(folder.Path("log"));
     const std::string text((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
     for (const char *part : {"{\"event\":\"listening\"", "\"command\":\"mark\"",
                              "\"text\":\"something\",\"as\":\"show\"", "{\"event\":\"exit\""})

@@ -5,11 +5,6 @@
 
 using namespace sim;
 
-static bool Contains(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 static bool Offers(const Words &before, const std::string &completion)
 {
     const std::vector<std::string> found = Completions(before);

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/Files.h"
+
 using namespace sim;
 
 namespace
@@ -14,12 +16,10 @@ namespace
 struct HttpFolder : testing::Test {
     void SetUp() override
     {
-        char name[] = "/tmp/plugsim-http-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(name));
-        top = name;
+        top = folder.Path();
         root = top + "/root";
-        for (const char *folder : {"/root", "/root/sub", "/root/download"})
-            ASSERT_EQ(0, mkdir((top + folder).c_str(), 0700));
+        for (const char *name : {"/root", "/root/sub", "/root/download"})
+            ASSERT_EQ(0, mkdir((top + name).c_str(), 0700));
         Write("/secret", "secret");
         Write("/root/file", "four");
         Write("/root/sub/file", "sub");
@@ -30,20 +30,8 @@ struct HttpFolder : testing::Test {
         ASSERT_EQ(0, symlink("/etc", (root + "/etc").c_str()));
         ASSERT_TRUE(content.Open(root, 1000, &error)) << error;
     }
-    void TearDown() override
-    {
-        for (const char *file : {"/root/link", "/root/sub/up", "/root/etc", "/root/pipe", "/root/download/real",
-                                 "/root/sub/file", "/root/file", "/secret"})
-            unlink((top + file).c_str());
-        for (const char *folder : {"/root/sub", "/root/download", "/root", ""}) rmdir((top + folder).c_str());
-    }
-    void Write(const std::string &name, const std::string &text)
-    {
-        const int fd = open((top + name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-        ASSERT_GE(fd, 0);
-        ASSERT_EQ(static_cast<ssize_t>(text.size()), write(fd, text.data(), text.size()));
-        close(fd);
-    }
+    void Write(const std::string &name, const std::string &text) { WriteFile(top + name, text); }
+    TemporaryFolder folder;
     std::string top, root, error;
     HttpContent content;
 };
@@ -96,10 +84,10 @@ TEST_F(HttpFolder, AnOpenFileOnOfferComesBeforeEverythingElse)
 
 TEST_F(HttpFolder, OnlyRegularFilesAreOffered)
 {
-    const int folder = open(root.c_str(), O_RDONLY);
-    EXPECT_FALSE(content.Offer("/update/new", folder, &error));
+    const int itself = open(root.c_str(), O_RDONLY);
+    EXPECT_FALSE(content.Offer("/update/new", itself, &error));
     EXPECT_EQ("no regular file", error);
-    close(folder);
+    close(itself);
     EXPECT_FALSE(content.Offer("/update/new", -1, &error));
     EXPECT_FALSE(content.Offers("/update/new"));
 }

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "simulator/net/Net.h"
+#include "tests/support/Files.h"
 
 using namespace sim;
 
@@ -230,15 +231,11 @@ TEST_F(Http, SeveralConnectionsAreServedAtOnce)
 
 TEST_F(Http, RealFilesAreSentAsTheyAre)
 {
-    char folder[] = "/tmp/plugsim-http-XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(folder));
-    const std::string file = std::string(folder) + "/real";
+    const TemporaryFolder folder;
     std::string text;
     for (int i = 0; i < 300000; i++) text += static_cast<char>(i * 7 % 256);
-    const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    ASSERT_EQ(static_cast<ssize_t>(text.size()), write(fd, text.data(), text.size()));
-    close(fd);
-    settings.root = folder;
+    WriteFile(folder.Path("real"), text);
+    settings.root = folder.Path();
     Start();
     Wrong("* send-more=10 1");
     Client *client = Connect();
@@ -247,8 +244,6 @@ TEST_F(Http, RealFilesAreSentAsTheyAre)
     const std::string head = std::string(kHead) + "Content-Length: 300000\r\n\r\n";
     Until([&] { return client->got.size() >= head.size() + 300010; });
     EXPECT_TRUE(head + text + std::string(MadeUpAt(300000).data, 10) == client->got);
-    unlink(file.c_str());
-    rmdir(folder);
 }
 
 TEST_F(Http, GarbageIsAnsweredAndTheConnectionClosed)

@@ -5,8 +5,9 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
+
+#include "tests/support/UnixSocket.h"
 
 using namespace sim;
 
@@ -35,9 +36,8 @@ struct TheManager : testing::Test {
     void Listen()
     {
         listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        struct sockaddr_un here = {AF_UNIX, {}};
-        options.socket.copy(here.sun_path, sizeof here.sun_path - 1);
-        ASSERT_EQ(0, bind(listener, reinterpret_cast<struct sockaddr *>(&here), sizeof here));
+        const struct sockaddr_un here = UnixAddress(options.socket);
+        ASSERT_EQ(0, bind(listener, reinterpret_cast<const struct sockaddr *>(&here), sizeof here));
         ASSERT_EQ(0, listen(listener, 3));
     }
     void StartConnected()

@@ -4,11 +4,6 @@
 
 using namespace protocol;
 
-static bool Contains(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 TEST(FunctionTable, FindsFunctionsByNumberAndByName)
 {
     EXPECT_EQ(3u, FindFunction("wan-config")->id);

@@ -9,16 +9,9 @@ namespace
 {
 Bytes Padded(const std::string &text, size_t size)
 {
-    Bytes field = ToBytes(text);
+    Bytes field = Text(text);
     field.resize(size);
     return field;
-}
-
-Bytes Joined(std::initializer_list<Bytes> parts)
-{
-    Bytes all;
-    for (const Bytes &part : parts) Append(&all, part);
-    return all;
 }
 
 // A report as it arrives, described whole.
@@ -47,21 +40,20 @@ struct Reports : testing::Test {
 // 2 bytes of 0, data type 40, 2 of 0, one device; MAC, name, 16 bytes, online.
 Bytes OnlineReport()
 {
-    return Joined({Hex("0000 2800 0000 0100 021a2b000014"), Padded("laptop", 16), Bytes(16), Hex("01")});
+    return Hex("0000 2800 0000 0100 021a2b000014") + Padded("laptop", 16) + Bytes(16) + Hex("01");
 }
 
 Bytes SubdevRecord(const std::string &ip, const std::string &mac, const std::string &name, const std::string &rest)
 {
-    return Joined({Hex(ip), Hex(mac), Padded(name, 16), Hex(rest)});
+    return Hex(ip) + Hex(mac) + Padded(name, 16) + Hex(rest);
 }
 
 // 258 as its sequence; 192.168.1.20 connected, 192.168.1.30 only in the ARP table and shut out.
 Bytes DevicesReport()
 {
-    return Joined(
-        {Hex("0201 3f00 0000 0200"),
-         SubdevRecord("1401a8c0", "021a2b000014", "laptop", "0004000000000000 ffffffffffffffff 01 01 00"),
-         SubdevRecord("1e01a8c0", "021a2b00001e", "unknown-device", "0000000000000000 0000000000000000 00 00 01")});
+    return Hex("0201 3f00 0000 0200") +
+           SubdevRecord("1401a8c0", "021a2b000014", "laptop", "0004000000000000 ffffffffffffffff 01 01 00") +
+           SubdevRecord("1e01a8c0", "021a2b00001e", "unknown-device", "0000000000000000 0000000000000000 00 00 01");
 }
 } // namespace
 

@@ -13,7 +13,7 @@ class CallLogFile : public SimTest
         SimTest::SetUp();
         Start("", "", Path("calls"));
     }
-    std::string Log() const { return ReadText(Path("calls")); }
+    std::string Log() const { return ReadFile(Path("calls")); }
 };
 
 TEST_F(CallLogFile, HasOneLinePerCallWithTimeNameArgumentsAndResult)
@@ -57,7 +57,7 @@ TEST_F(CallLogFile, ShowsTheFieldsOfAnSsidRecord)
 {
     SsidCfg ssid = {};
     ASSERT_EQ(0, get_ssid_cfg(1, &ssid));
-    WriteText(Path("calls"), "");
+    WriteFile(Path("calls"), "");
     ASSERT_EQ(0, set_ssid_cfg(&ssid));
     EXPECT_EQ(
         "2026-03-01T12:00:00.250Z set_ssid_cfg(index=1, ssid=\"Household-Guest\", key=\"welcome home\", enabled=1, "
@@ -96,7 +96,7 @@ TEST_F(CallLogFile, MarksFaults)
 
 TEST_F(CallLogFile, IsAppendedTo)
 {
-    WriteText(Path("calls"), "before\n");
+    WriteFile(Path("calls"), "before\n");
     uint16_t count;
     EXPECT_EQ(0, get_lan_num(&count));
     EXPECT_EQ("before\n2026-03-01T12:00:00.250Z get_lan_num() = 0\n", Log());
@@ -123,11 +123,11 @@ TEST_F(CallLogFile, ThatCannotBeWrittenIsReportedOnceAndCallsStillWork)
 
 TEST_F(CallLogFile, IsNotWrittenThroughASymbolicLink)
 {
-    WriteText(Path("precious"), "");
+    WriteFile(Path("precious"), "");
     ASSERT_EQ(0, symlink(Path("precious").c_str(), Path("link").c_str()));
     Start("", "", Path("link"));
     uint16_t count;
     EXPECT_EQ(0, get_lan_num(&count));
-    EXPECT_EQ("", ReadText(Path("precious")));
+    EXPECT_EQ("", ReadFile(Path("precious")));
     EXPECT_EQ(1u, CountOf(Complaints(), "ROUTER_SIM_LOG"));
 }

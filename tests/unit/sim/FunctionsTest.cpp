@@ -169,7 +169,7 @@ TEST_F(SdkFunctions, TextsForTheMakerAreKept)
     EXPECT_EQ(0, set_redirection("to=192.0.2.1"));
     EXPECT_EQ(0, update_rom_version("http://192.0.2.1/rom"));
     EXPECT_EQ(0, set_http_test_url("http://192.0.2.1/"));
-    std::string state = ReadText(StatePath());
+    std::string state = ReadFile(StatePath());
     EXPECT_NE(std::string::npos, state.find("\"to=192.0.2.1\""));
     EXPECT_NE(std::string::npos, state.find("\"http://192.0.2.1/rom\""));
     EXPECT_NE(std::string::npos, state.find("\"http://192.0.2.1/\""));
@@ -191,7 +191,7 @@ TEST_F(SdkFunctions, FullLoadHasSixteenSelectors)
 TEST_F(SdkFunctions, SyncTimeKeepsTheDifferenceToTheHostsClock)
 {
     EXPECT_EQ(0, sync_time(1772366400 + 90)); // the test clock stands at 1772366400.25
-    EXPECT_NE(std::string::npos, ReadText(StatePath()).find("\"clock_offset\":\t90"));
+    EXPECT_NE(std::string::npos, ReadFile(StatePath()).find("\"clock_offset\":\t90"));
     EXPECT_EQ(BAD_VALUE, sync_time(253402300800)); // the year 10000
 }
 

@@ -4,15 +4,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <unistd.h>
 
 void SimTest::SetUp()
 {
-    char name[] = "/tmp/simtest.XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(name));
-    folder = name;
     testing::internal::CaptureStderr();
     Start();
 }
@@ -20,8 +14,6 @@ void SimTest::SetUp()
 void SimTest::TearDown()
 {
     testing::internal::GetCapturedStderr();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
 }
 
 static void SetOrUnset(const char *name, const std::string &value)
@@ -43,7 +35,7 @@ void SimTest::Start(const std::string &state, const std::string &faults, const s
 
 void SimTest::StartWith(const std::string &json)
 {
-    WriteText(StatePath(), json);
+    WriteFile(StatePath(), json);
     Start(StatePath());
 }
 
@@ -58,29 +50,10 @@ std::string SimTest::Complaints()
 std::vector<std::string> SimTest::Files() const
 {
     std::vector<std::string> names;
-    for (const auto &entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+    for (const auto &entry : std::filesystem::directory_iterator(folder.Path()))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
-}
-
-std::string ReadText(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-void WriteText(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-
-size_t CountOf(const std::string &text, const std::string &part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) count++;
-    return count;
 }
 
 std::vector<DevCfg> Devices(uint16_t *count)

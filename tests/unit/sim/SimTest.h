@@ -2,6 +2,8 @@
 #pragma once
 
 #include "sdk/RouterSdk.h"
+#include "tests/support/Files.h"
+#include "tests/support/Texts.h"
 #include "tests/unit/sim/TestClock.h"
 #include <array>
 #include <gtest/gtest.h>
@@ -30,16 +32,14 @@ class SimTest : public testing::Test
     // The same with a state file of this content.
     void StartWith(const std::string &json);
 
-    std::string Path(const std::string &name) const { return folder + "/" + name; }
+    std::string Path(const std::string &name) const { return folder.Path(name); }
     std::string StatePath() const { return Path("state.json"); }
     // All that went to stderr since Start(); makes the first call if there was none, since nothing is read before.
     std::string Complaints();
     std::vector<std::string> Files() const; // names in the folder, sorted
 
-    std::string folder;
+  private:
+    TemporaryFolder folder;
 };
 
-std::string ReadText(const std::string &path);
-void WriteText(const std::string &path, const std::string &text);
-size_t CountOf(const std::string &text, const std::string &part);
 std::vector<DevCfg> Devices(uint16_t *count = nullptr); // exactly the room of 129 is offered

@@ -11,7 +11,7 @@ class StateFile : public SimTest
 {
   protected:
     using Document = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
-    Document Saved() const { return Document(cJSON_Parse(ReadText(StatePath()).c_str()), cJSON_Delete); }
+    Document Saved() const { return Document(cJSON_Parse(ReadFile(StatePath()).c_str()), cJSON_Delete); }
     // Member of an object of the saved document, or null.
     static const cJSON *Member(const Document &document, const char *object, const char *member)
     {
@@ -217,12 +217,12 @@ TEST_F(StateFile, IsReplacedAsAWhole)
 
 TEST_F(StateFile, ANameThatWasPlantedForTheSecondFileIsNotFollowed)
 {
-    WriteText(Path("precious"), "precious");
+    WriteFile(Path("precious"), "precious");
     StartWith("{}");
     std::string beside = StatePath() + "." + std::to_string(getpid()) + ".tmp";
     ASSERT_EQ(0, symlink(Path("precious").c_str(), beside.c_str()));
     EXPECT_EQ(0, set_led_switch(0));
-    EXPECT_EQ("precious", ReadText(Path("precious")));
+    EXPECT_EQ("precious", ReadFile(Path("precious")));
     EXPECT_EQ((std::vector<std::string>{"precious", "state.json"}), Files());
     EXPECT_NE(nullptr, Member(Saved(), "router", "led"));
 }
@@ -247,7 +247,7 @@ TEST_F(StateFile, ThatIsNoJsonObjectIsReportedAndLeftAlone)
                             "{\"router\": {\"name\": \"x\",}}", "\xFF\xFE\x00\x01"}) {
         ExpectRefused(bad, {"state.json\" is not "});
         EXPECT_EQ(0, set_led_switch(0));
-        EXPECT_EQ(bad, ReadText(StatePath()));
+        EXPECT_EQ(bad, ReadFile(StatePath()));
         EXPECT_EQ("", Complaints()); // said once
     }
     std::string withNul = std::string("{}") + '\0' + "{\"router\": {\"name\": \"x\"}}";
@@ -269,7 +269,7 @@ TEST_F(StateFile, LargerThanOneMebibyteIsRefusedAndLeftAlone)
     std::string huge = "{\"router\": {\"name\": \"x\"}}" + std::string(1024 * 1024, ' ');
     ExpectRefused(huge, {"is larger than 1 MiB"});
     EXPECT_EQ(0, set_led_switch(0));
-    EXPECT_EQ(huge.size(), ReadText(StatePath()).size());
+    EXPECT_EQ(huge.size(), ReadFile(StatePath()).size());
 }
 
 TEST_F(StateFile, ThatIsNoFileIsRefused)
@@ -280,7 +280,7 @@ TEST_F(StateFile, ThatIsNoFileIsRefused)
     Start(Path("pipe"));
     ASSERT_EQ(0, mkfifo(Path("pipe").c_str(), 0600));
     EXPECT_NE(std::string::npos, Complaints().find("is not a file")); // and does not wait for a writer
-    WriteText(Path("target"), "{}");
+    WriteFile(Path("target"), "{}");
     ASSERT_EQ(0, symlink(Path("target").c_str(), Path("link").c_str()));
     Start(Path("link"));
     EXPECT_NE(std::string::npos, Complaints().find("is a symbolic link"));
@@ -360,13 +360,13 @@ TEST_F(StateFile, TheExampleIsTheDefaultHouseholdWithATimetable)
     Start(StatePath());
     EXPECT_EQ(0, set_led_switch(1)); // as it is: the file has the default household
     Document household = Saved();
-    Document example(cJSON_Parse(ReadText(SIM_EXAMPLE).c_str()), cJSON_Delete);
+    Document example(cJSON_Parse(ReadFile(SIM_EXAMPLE).c_str()), cJSON_Delete);
     ASSERT_NE(nullptr, example);
     EXPECT_NE(nullptr, cJSON_GetObjectItem(example.get(), "timetable"));
     cJSON_DeleteItemFromObject(example.get(), "timetable");
     EXPECT_TRUE(cJSON_Compare(household.get(), example.get(), 1));
 
-    StartWith(ReadText(SIM_EXAMPLE));
+    StartWith(ReadFile(SIM_EXAMPLE));
     EXPECT_EQ(12u, Devices().size());
     TestClockAdvanceMs(60000);
     EXPECT_EQ(11u, Devices().size());

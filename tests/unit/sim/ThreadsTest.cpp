@@ -10,7 +10,7 @@ class Threads : public SimTest
 
 TEST_F(Threads, CallAtOnceWithoutHarm)
 {
-    WriteText(StatePath(), "{}");
+    WriteFile(StatePath(), "{}");
     Start(StatePath(), "get_cpu_cfg:delay=1,get_mem_cfg=5:every=2", Path("calls"));
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
@@ -32,7 +32,7 @@ TEST_F(Threads, CallAtOnceWithoutHarm)
     }
     for (std::thread &thread : threads) thread.join();
     EXPECT_EQ(0, wrong);
-    std::string log = ReadText(Path("calls"));
+    std::string log = ReadFile(Path("calls"));
     EXPECT_EQ(1000u, CountOf(log, "\n"));
     EXPECT_EQ(1000u, CountOf(log, "\n2026-") + 1); // no line inside another
     EXPECT_EQ(100u, CountOf(log, "get_mem_cfg() = 5 (fault)"));

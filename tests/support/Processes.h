@@ -1,0 +1,11 @@
+// Processes.h - what a process holds, as the kernel tells it.
+// State: none. Threads: any.
+#pragma once
+
+#include <cstddef>
+#include <sys/types.h>
+
+// How many threads, and how many open descriptors, a process has; 0 stands for this one. A thread that has been joined
+// may be counted for a moment longer. The own descriptors contain the one that they are counted through.
+size_t ThreadsOf(pid_t process = 0);
+size_t DescriptorsOf(pid_t process = 0);
