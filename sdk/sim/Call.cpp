@@ -1,12 +1,13 @@
 #include "sdk/sim/Call.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <pthread.h>
+
 #include "sdk/sim/Faults.h"
 #include "sdk/sim/SimClock.h"
 #include "sdk/sim/StateFile.h"
 #include "sdk/sim/Traffic.h"
-#include <cstdlib>
-#include <cstring>
-#include <pthread.h>
 
 // All that this module remembers, guarded by s_lock.
 static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;

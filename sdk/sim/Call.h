@@ -1,24 +1,24 @@
 // Call.h - what every function of the interface goes through: faults, the lock, the moving household, saving, the log.
-// State:    the one household and its lock.
-// Threads:  any thread calls; the body given to Ask, Figure or Change runs under the lock.
+// State:    the one household, its lock, and when the library was loaded.
+// Threads:  any thread calls; the body that is given to Ask, Figure or Change runs under the lock.
 #pragma once
 
 #include "sdk/sim/CallLog.h"
 #include "sdk/sim/Household.h"
 
-// The two halves of a call. Between them the lock is held, also when null is returned because a fault answers (then
-// `result` is what it answers).
-Household *BeginCall(const char *function, int64_t *result);
+// The two halves of a call, in which the lock is held. BeginCall() returns the household, brought up to date; or null
+// when a fault answers the call, and `result` is the answer. EndCall() logs the call.
+[[nodiscard]] Household *BeginCall(const char *function, int64_t *result);
 void EndCall(const char *function, const ArgumentText &arguments, int64_t result, bool isUnsigned, bool faulted);
 
 // Writes the household to its state file, if it has one.
 void SaveHousehold();
 
-// Forgets everything and starts over with the environment as it is now, as if the library had just been loaded. For
-// tests; no call may be under way.
+// For tests: forgets everything and starts over with the environment as it is now, as if the library had just been
+// loaded. No call may be under way.
 void ResetSimulatedRouter();
 
-// A query. `body` fills the caller's buffers from the household and returns the result.
+// A query of the interface. `body` fills the caller's buffers from the household and returns the result.
 template <typename Body>
 int Ask(const char *function, const ArgumentText &arguments, Body body)
 {
@@ -29,7 +29,7 @@ int Ask(const char *function, const ArgumentText &arguments, Body body)
     return int(result);
 }
 
-// A query whose return value is the figure.
+// A query whose return value is the figure itself.
 template <typename Body>
 uint64_t Figure(const char *function, const ArgumentText &arguments, Body body)
 {
@@ -40,7 +40,7 @@ uint64_t Figure(const char *function, const ArgumentText &arguments, Body body)
     return uint64_t(result);
 }
 
-// A setting. `body` changes the household and returns the result; a success is saved.
+// A setting. `body` changes the household and returns the result; SIM_OK is saved.
 template <typename Body>
 int Change(const char *function, const ArgumentText &arguments, Body body)
 {

@@ -1,7 +1,5 @@
 #include "sdk/sim/CallLog.h"
 
-#include "sdk/sim/Complain.h"
-#include "sdk/sim/SimClock.h"
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cinttypes>
@@ -11,6 +9,9 @@
 #include <ctime>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include "sdk/sim/Complain.h"
+#include "sdk/sim/SimClock.h"
 
 // All that this module remembers; SetCallLog() resets it.
 static struct {
@@ -23,11 +24,11 @@ static void Append(ArgumentText &to, const char *format, ...) __attribute__((for
 static void Append(ArgumentText &to, const char *format, ...)
 {
     static const char kMissing[] = "...";
-    size_t room = sizeof to.text - sizeof kMissing; // for the text, its NUL not counted
+    const size_t room = sizeof to.text - sizeof kMissing; // for the text, its NUL not counted
     if (to.cut) return;
     va_list arguments;
     va_start(arguments, format);
-    int wanted = vsnprintf(to.text + to.length, room - to.length + 1, format, arguments);
+    const int wanted = vsnprintf(to.text + to.length, room - to.length + 1, format, arguments);
     va_end(arguments);
     if (wanted < 0) return;
     if (size_t(wanted) <= room - to.length) {
@@ -78,7 +79,7 @@ ArgumentText &AddText(ArgumentText &to, const char *name, const char *text, size
     Name(to, name);
     Append(to, "\"");
     for (size_t i = 0; i < room && text[i]; i++) {
-        unsigned char byte = static_cast<unsigned char>(text[i]);
+        const unsigned char byte = static_cast<unsigned char>(text[i]);
         if (byte == '"' || byte == '\\')
             Append(to, "\\%c", byte);
         else if (byte == '\n')
@@ -141,7 +142,7 @@ void SetCallLog(const char *path)
 void LogCall(const char *function, const ArgumentText &arguments, int64_t result, bool isUnsigned, bool faulted)
 {
     if (!s_log.path[0]) return;
-    int64_t now = SimWallMs();
+    const int64_t now = SimWallMs();
     time_t seconds = time_t(now / 1000);
     struct tm date = {};
     gmtime_r(&seconds, &date);
@@ -154,8 +155,8 @@ void LogCall(const char *function, const ArgumentText &arguments, int64_t result
 
     // Opened for each line: a descriptor kept would be closed by a program that turns itself into a daemon, and its
     // number given to one of that program's sockets. Not blocking, so that a pipe without a reader holds nobody up.
-    int file = open(s_log.path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-    bool written = file >= 0 && write(file, line, size_t(length)) == length;
+    const int file = open(s_log.path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    const bool written = file >= 0 && write(file, line, size_t(length)) == length;
     if (!written && !s_log.reported) {
         Complain("ROUTER_SIM_LOG: \"%s\": %s; calls are lost", s_log.path, strerror(errno));
         s_log.reported = true;

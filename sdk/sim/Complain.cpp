@@ -11,11 +11,11 @@ void Complain(const char *format, ...)
     size_t used = strlen(line);
     va_list arguments;
     va_start(arguments, format);
-    int wanted = vsnprintf(line + used, sizeof line - used - 1, format, arguments);
+    const int wanted = vsnprintf(line + used, sizeof line - used - 1, format, arguments);
     va_end(arguments);
     if (wanted > 0) used += size_t(wanted) < sizeof line - used - 1 ? size_t(wanted) : sizeof line - used - 2;
     line[used++] = '\n';
     // One write, so that lines of several threads do not mix. With stderr closed there is nobody to tell.
-    ssize_t ignored = write(STDERR_FILENO, line, used);
+    const ssize_t ignored = write(STDERR_FILENO, line, used);
     (void)ignored;
 }

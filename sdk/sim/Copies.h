@@ -1,11 +1,14 @@
-// Copies.h - texts, switches and lists between the household and the caller's buffers, as nearly every function needs
-// it. State:    none. Threads:  whoever holds the lock of Call.cpp.
+// Copies.h - texts and switches between the household and the caller's buffers, and the functions that do no more.
+// State:    none.
+// Threads:  whoever holds the lock of Call.cpp.
 #pragma once
 
-#include "sdk/sim/Household.h"
 #include <cstring>
 
-// Fills all `size` bytes of the caller's buffer: the text, then zeros. A text that is kept longer is cut off.
+#include "sdk/sim/Household.h"
+
+// Fills all `size` bytes of the caller's buffer: the text, then zeros. A text that is longer is cut off, without a
+// terminator. Returns SIM_OK.
 inline int CopyOut(char *buffer, size_t size, const char *text)
 {
     memset(buffer, 0, size);
@@ -13,17 +16,19 @@ inline int CopyOut(char *buffer, size_t size, const char *text)
     return SIM_OK;
 }
 
-// Takes a text over into its place, or refuses it.
-inline int TakeText(char *place, size_t size, const char *text)
+// Takes a text over into its place of `size` bytes, and fills what is left with zeros. SIM_TOO_LONG, and the place is
+// as it was, when there is no room for its terminator.
+[[nodiscard]] inline int TakeText(char *place, size_t size, const char *text)
 {
-    size_t length = strnlen(text, size);
+    const size_t length = strnlen(text, size);
     if (length == size) return SIM_TOO_LONG;
     memset(place, 0, size);
     memcpy(place, text, length);
     return SIM_OK;
 }
 
-inline int TakeSwitch(uint8_t *place, uint8_t on)
+// Takes a switch over: 0 or 1. SIM_BAD_VALUE, and the place is as it was, for anything else.
+[[nodiscard]] inline int TakeSwitch(uint8_t *place, uint8_t on)
 {
     if (on > 1) return SIM_BAD_VALUE;
     *place = on;

@@ -1,16 +1,19 @@
 #include "sdk/sim/Faults.h"
 
-#include "sdk/sim/Complain.h"
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
-enum { ENTRIES = 64, NAME_SIZE = 32, ENTRY_LENGTH = 200 };
-static const uint32_t MOST_DELAY_MS = 600000;
-static const int64_t MOST_CALLS = 1000000000;
+#include "sdk/sim/Complain.h"
+
+static const int kMaxEntries = 64;
+static const size_t kNameSize = 32; // of a function, with its terminator
+static const size_t kMaxEntryLength = 200;
+static const uint32_t kMaxDelayMs = 600000;
+static const int64_t kMaxCalls = 1000000000;
 
 struct Entry {
-    char name[NAME_SIZE];
+    char name[kNameSize];
     bool answers;
     int64_t result;
     uint32_t delayMs;
@@ -22,7 +25,7 @@ struct Entry {
 
 // All that this module remembers; LoadFaults() resets it.
 static struct {
-    Entry entries[ENTRIES];
+    Entry entries[kMaxEntries];
     int count;
 } s_faults;
 
@@ -44,20 +47,20 @@ static const char kFunctions[] =
 
 static bool IsFunction(const char *name)
 {
-    char word[NAME_SIZE + 2] = " ";
+    char word[kNameSize + 2] = " ";
     strcat(word, name);
     strcat(word, " ");
     return name[0] && !strchr(name, ' ') && strstr(kFunctions, word);
 }
 
 // A whole decimal number within bounds; nothing may stand around it.
-static bool ReadNumber(const char *text, int64_t least, int64_t most, int64_t *number)
+static bool ReadNumber(const char *text, int64_t min, int64_t max, int64_t *number)
 {
     if (!text[0] || !strchr("-0123456789", text[0])) return false;
     char *end;
     errno = 0;
-    long long value = strtoll(text, &end, 10);
-    if (errno || *end || end == text || value < least || value > most) return false;
+    const long long value = strtoll(text, &end, 10);
+    if (errno || *end || end == text || value < min || value > max) return false;
     *number = value;
     return true;
 }
@@ -70,8 +73,8 @@ static const char *ReadOption(char *option, Entry *entry)
     int64_t number;
     if (!value) return kProblem;
     *value++ = 0;
-    bool isDelay = strcmp(option, "delay") == 0;
-    if (!ReadNumber(value, 1, isDelay ? int64_t(MOST_DELAY_MS) : MOST_CALLS, &number)) return kProblem;
+    const bool isDelay = strcmp(option, "delay") == 0;
+    if (!ReadNumber(value, 1, isDelay ? int64_t(kMaxDelayMs) : kMaxCalls, &number)) return kProblem;
     if (isDelay)
         entry->delayMs = uint32_t(number);
     else if (strcmp(option, "first") == 0)
@@ -97,7 +100,7 @@ static const char *ReadEntry(char *text, Entry *entry)
         if (!ReadNumber(result, INT32_MIN, INT32_MAX, &entry->result)) return "the result is not a number of 32 bits";
         entry->answers = true;
     }
-    if (strlen(text) >= NAME_SIZE || (strcmp(text, "*") != 0 && !IsFunction(text)))
+    if (strlen(text) >= kNameSize || (strcmp(text, "*") != 0 && !IsFunction(text)))
         return "no function of the interface has this name";
     strcpy(entry->name, text);
     while (option) {
@@ -120,13 +123,13 @@ void LoadFaults(const char *text)
         size_t length = comma ? size_t(comma - start) : strlen(start);
         next = comma ? comma + 1 : nullptr;
 
-        char copy[ENTRY_LENGTH + 1];
+        char copy[kMaxEntryLength + 1];
         const char *problem;
-        if (s_faults.count == ENTRIES) {
-            Complain("ROUTER_SIM_FAULTS: only the first %d entries are used", int(ENTRIES));
+        if (s_faults.count == kMaxEntries) {
+            Complain("ROUTER_SIM_FAULTS: only the first %d entries are used", kMaxEntries);
             return;
         }
-        if (length > ENTRY_LENGTH) {
+        if (length > kMaxEntryLength) {
             length = 40; // enough to find it by
             problem = "the entry is too long";
         } else {
@@ -157,7 +160,7 @@ Fault CountCall(const char *function)
         if (entry->calls < UINT32_MAX) entry->calls++;
         if (!Acts(entry)) continue;
         fault.delayMs += entry->delayMs;
-        if (fault.delayMs > MOST_DELAY_MS) fault.delayMs = MOST_DELAY_MS;
+        if (fault.delayMs > kMaxDelayMs) fault.delayMs = kMaxDelayMs;
         if (!entry->answers || fault.answers) continue;
         fault.answers = true;
         fault.result = entry->result;

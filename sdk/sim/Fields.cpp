@@ -19,7 +19,7 @@ bool ParseMac(const char *text, uint8_t mac[6])
     if (strlen(text) != 17) return false;
     uint8_t bytes[6];
     for (int i = 0; i < 6; i++, text += 3) {
-        int high = HexDigit(text[0]), low = HexDigit(text[1]);
+        const int high = HexDigit(text[0]), low = HexDigit(text[1]);
         if (high < 0 || low < 0 || text[2] != (i < 5 ? ':' : '\0')) return false;
         bytes[i] = uint8_t(high << 4 | low);
     }
@@ -43,16 +43,16 @@ static int64_t FetchNumber(const Field *field, const uint8_t *place)
 {
     uint64_t number = 0;
     memcpy(&number, place, field->size);
-    int unused = 64 - field->size * 8;
-    if (field->least < 0 && unused) return int64_t(number << unused) >> unused;
+    const int unused = 64 - field->size * 8;
+    if (field->min < 0 && unused) return int64_t(number << unused) >> unused;
     return int64_t(number);
 }
 
 static bool ReadNumber(const Field *field, uint8_t *place, const cJSON *value)
 {
     if (!cJSON_IsNumber(value)) return false;
-    double number = value->valuedouble;
-    if (!(number >= double(field->least) && number <= double(field->most))) return false;
+    const double number = value->valuedouble;
+    if (!(number >= double(field->min) && number <= double(field->max))) return false;
     if (number != double(int64_t(number))) return false;
     StoreNumber(field, place, int64_t(number));
     return true;
@@ -75,9 +75,9 @@ static bool ReadSwitches(const Field *field, uint8_t *place, const cJSON *value)
 static bool ReadWord(const Field *field, uint8_t *place, const char *text)
 {
     uint8_t at = 0;
-    size_t length = strlen(text);
+    const size_t length = strlen(text);
     for (const char *word = field->words; length; at++) {
-        size_t wordLength = strcspn(word, " ");
+        const size_t wordLength = strcspn(word, " ");
         if (wordLength == length && memcmp(word, text, length) == 0) {
             *place = at;
             return true;
@@ -114,7 +114,7 @@ const char *ReadField(const Field *field, void *record, const cJSON *value, char
         return text;
     case FIELD_NUMBER:
         if (ReadNumber(field, place, value)) return nullptr;
-        snprintf(text, 80, "a whole number from %" PRId64 " to %" PRId64, field->least, field->most);
+        snprintf(text, 80, "a whole number from %" PRId64 " to %" PRId64, field->min, field->max);
         return text;
     case FIELD_SWITCH:
         if (!cJSON_IsBool(value)) return "true or false";

@@ -48,9 +48,9 @@ int ParseMemoryUse(const char *text)
 
 static bool ReadStart(const char *path, char *text, size_t size)
 {
-    int file = open(path, O_RDONLY | O_CLOEXEC);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
     if (file < 0) return false;
-    ssize_t got = read(file, text, size - 1);
+    const ssize_t got = read(file, text, size - 1);
     close(file);
     if (got <= 0) return false;
     text[got] = 0;
@@ -63,8 +63,8 @@ int HostCpuPercent()
     CpuTimes now;
     if (!ReadStart("/proc/stat", text, sizeof text) || ParseCpuTimes(text, &now) != 0) return -1;
     if (now.all > s_last.all) {
-        uint64_t busy = now.busy > s_last.busy ? now.busy - s_last.busy : 0; // idle times may run back a little
-        uint64_t percent = busy * 100 / (now.all - s_last.all);
+        const uint64_t busy = now.busy > s_last.busy ? now.busy - s_last.busy : 0; // idle times may run back a little
+        const uint64_t percent = busy * 100 / (now.all - s_last.all);
         s_lastPercent = int(percent > 100 ? 100 : percent);
         s_last = now;
     }

@@ -5,18 +5,19 @@
 
 #include <cstdint>
 
+// Processor times since the machine started, in the kernel's ticks.
 struct CpuTimes {
     uint64_t busy;
     uint64_t all;
 };
 
-// Reads the first line of /proc/stat. 0, or -1 when it is not as expected.
-int ParseCpuTimes(const char *text, CpuTimes *times);
+// Reads the first line of a text like /proc/stat. 0, or -1 when it is not as expected.
+[[nodiscard]] int ParseCpuTimes(const char *text, CpuTimes *times);
 
-// Percent of the memory that /proc/meminfo describes, or -1 when it is not as expected.
-int ParseMemoryUse(const char *text);
+// The percentage in use of the memory that a text like /proc/meminfo describes; -1 when it is not as expected.
+[[nodiscard]] int ParseMemoryUse(const char *text);
 
-// Percent of the processor's time used since the call before (the first: since the machine started), and of memory. -1
-// when the machine does not tell.
-int HostCpuPercent();
-int HostMemoryPercent();
+// Percent of the processor's time that was used since the last call (the first one: since the machine started), and of
+// the memory in use. -1 when the machine does not tell.
+[[nodiscard]] int HostCpuPercent();
+[[nodiscard]] int HostMemoryPercent();

@@ -73,7 +73,7 @@ static const struct {
 template <size_t N>
 static void Put(char (&field)[N], const char *text)
 {
-    size_t length = strnlen(text, N - 1);
+    const size_t length = strnlen(text, N - 1);
     memcpy(field, text, length);
     field[length] = 0;
 }

@@ -5,14 +5,11 @@
 
 #include "sdk/RouterSdk.h"
 
-enum : uint16_t {
-    SIM_DEVICES = 512,   // more than the 129 of get_devs_cfg, so that an overfull table can be tried
-    SIM_TIMETABLE = 256, // entries
-    SIM_NO_DEVICE = 0xFFFF,
-};
+constexpr uint16_t kMaxDevices = 512;   // more than the 129 of get_devs_cfg, so that an overfull table can be tried
+constexpr uint16_t kMaxTimetable = 256; // entries
 
 // The largest figure that goes through a state file unchanged: JSON numbers are written with 15 digits.
-static const int64_t SIM_MOST_NUMBER = 999999999999999;
+constexpr int64_t kMaxNumber = 999999999999999;
 
 // What the simulated router's functions answer when they do not succeed.
 enum SimResult {
@@ -99,11 +96,11 @@ struct Household {
 
     // devices; connected now or not, none is ever forgotten, so that an index stays good
     uint16_t deviceCount;
-    Device devices[SIM_DEVICES];
+    Device devices[kMaxDevices];
     uint16_t blackCount;
     uint8_t black[ROUTER_SDK_BLACK_LIST][6];
     uint16_t timetableCount;
-    TimetableEntry timetable[SIM_TIMETABLE];
+    TimetableEntry timetable[kMaxTimetable];
 
     // what runs by itself
     int64_t loadMs;  // on the clock of SimNowMs
@@ -115,16 +112,17 @@ struct Household {
 // Fills a zeroed household with the one that is compiled in.
 void HouseholdDefaults(Household *home);
 
-// What an element of a list has when the state file does not say otherwise.
+// Fills an element of a list with what holds when the state file does not say otherwise. `index` is its place there.
 void BlankWan(WanCfg *wan, uint16_t index);
 void BlankSsid(SsidCfg *ssid, uint16_t index);
 void BlankDevice(Device *device);
 
-// The device of a MAC, or null.
+// The device with this MAC, or null.
 Device *FindDevice(Household *home, const uint8_t mac[6]);
 
-// Whether a device is connected at the moment: the timetable has it at home and, for Wi-Fi, the radios are on.
+// Whether a device is connected now: the timetable has it at home and, for Wi-Fi, the radios are on.
 bool DeviceIsThere(const Household *home, const Device *device);
 
-// The record of a device as the interface shows it.
+// Fills the record of a device as the interface shows it. A name of 16 bytes and more fills its field, without a
+// terminator.
 void FillDevCfg(DevCfg *record, const Device *device);

@@ -1,20 +1,22 @@
-#include "sdk/sim/Members.h"
-
-#include "sdk/sim/Complain.h"
-#include "sdk/sim/MemberTables.h"
 #include <cjson/cJSON.h>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
+#include "sdk/sim/Complain.h"
+#include "sdk/sim/MemberTables.h"
+#include "sdk/sim/Members.h"
+
+static const int kMaxReports = 20;
+
+// All that this module remembers; LoadMembers() resets it.
 static int s_reported; // bad members of the document being loaded
 
 static void Report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 static void Report(const char *format, ...)
 {
-    enum { MOST = 20 };
-    if (++s_reported > MOST + 1) return;
-    if (s_reported > MOST) {
+    if (++s_reported > kMaxReports + 1) return;
+    if (s_reported > kMaxReports) {
         Complain("ROUTER_SIM_STATE: more members are not as expected; their defaults hold");
         return;
     }
@@ -57,7 +59,7 @@ static const cJSON *ListOf(const cJSON *document, const char *name, int room)
         Report("\"%s\" is not a list; its default holds", name);
         return nullptr;
     }
-    int size = cJSON_GetArraySize(list);
+    const int size = cJSON_GetArraySize(list);
     if (size > room) Report("\"%s\" has %d elements; only the first %d are used", name, size, room);
     return list;
 }
@@ -100,7 +102,7 @@ static Device *LoadDevice(Household *home, const cJSON *object, const char *path
         Report("\"%s\" has the MAC of another device; it is left out", path);
         return nullptr;
     }
-    if (home->deviceCount == SIM_DEVICES) {
+    if (home->deviceCount == kMaxDevices) {
         Report("\"%s\" is one device too many; it is left out", path);
         return nullptr;
     }
@@ -112,11 +114,11 @@ static Device *LoadDevice(Household *home, const cJSON *object, const char *path
 
 static void LoadDevices(Household *home, const cJSON *document)
 {
-    const cJSON *list = ListOf(document, "devices", SIM_DEVICES);
+    const cJSON *list = ListOf(document, "devices", kMaxDevices);
     if (!list) return;
     home->deviceCount = 0;
     int at = 0;
-    for (const cJSON *item = list->child; item && at < SIM_DEVICES; item = item->next, at++)
+    for (const cJSON *item = list->child; item && at < kMaxDevices; item = item->next, at++)
         LoadDevice(home, item, ElementPath("devices", at).text);
 }
 
@@ -143,9 +145,9 @@ static void LoadSurroundings(Household *home, const cJSON *document)
 }
 
 // Seconds as the document has them, in milliseconds.
-static bool ReadSeconds(const cJSON *value, double least, int64_t *milliseconds)
+static bool ReadSeconds(const cJSON *value, double min, int64_t *milliseconds)
 {
-    if (!cJSON_IsNumber(value) || !(value->valuedouble >= least && value->valuedouble <= 1e9)) return false;
+    if (!cJSON_IsNumber(value) || !(value->valuedouble >= min && value->valuedouble <= 1e9)) return false;
     *milliseconds = int64_t(value->valuedouble * 1000);
     return true;
 }
@@ -173,13 +175,13 @@ static const char *ReadTimetableEntry(Household *home, const cJSON *object, Time
 
 static void LoadTimetable(Household *home, const cJSON *document)
 {
-    const cJSON *list = ListOf(document, "timetable", SIM_TIMETABLE);
+    const cJSON *list = ListOf(document, "timetable", kMaxTimetable);
     if (!list) return;
     home->timetableCount = 0;
     // Whoever joins is made known first, so that "leave" may stand before "join". A device that is known already comes
     // back as it is: its settings may have been changed and saved since the timetable was written.
     int at = 0;
-    for (const cJSON *item = list->child; item && at < SIM_TIMETABLE; item = item->next, at++) {
+    for (const cJSON *item = list->child; item && at < kMaxTimetable; item = item->next, at++) {
         const cJSON *join = cJSON_GetObjectItemCaseSensitive(item, "join");
         uint8_t mac[6];
         if (!join || (ParseMacMember(join, mac) && FindDevice(home, mac))) continue;
@@ -187,7 +189,7 @@ static void LoadTimetable(Household *home, const cJSON *document)
         if (device) device->onlineAtStart = 0;
     }
     at = 0;
-    for (const cJSON *item = list->child; item && at < SIM_TIMETABLE; item = item->next, at++) {
+    for (const cJSON *item = list->child; item && at < kMaxTimetable; item = item->next, at++) {
         const char *problem = ReadTimetableEntry(home, item, &home->timetable[home->timetableCount]);
         if (problem)
             Report("\"timetable[%d]\" is left out: %s", at, problem);

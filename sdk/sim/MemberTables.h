@@ -4,18 +4,19 @@
 // Threads:  constants.
 #pragma once
 
+#include <iterator>
+
 #include "sdk/sim/Fields.h"
 #include "sdk/sim/Household.h"
-#include <iterator>
 
 #define PLACE(record, member) uint16_t(offsetof(record, member)), uint16_t(sizeof(record::member))
 #define TEXT(name, record, member)                                                                                     \
     {                                                                                                                  \
         name, FIELD_TEXT, PLACE(record, member), 0, 0, ""                                                              \
     }
-#define NUMBER(name, record, member, least, most)                                                                      \
+#define NUMBER(name, record, member, min, max)                                                                         \
     {                                                                                                                  \
-        name, FIELD_NUMBER, PLACE(record, member), least, most, ""                                                     \
+        name, FIELD_NUMBER, PLACE(record, member), min, max, ""                                                        \
     }
 #define SWITCH(name, record, member)                                                                                   \
     {                                                                                                                  \
@@ -56,7 +57,7 @@ inline constexpr Field kRouter[] = {
     SWITCH("ipv6", Household, ipv6),
     SWITCH("led", Household, led),
     NUMBER("uptime", Household, uptimeAtStart, 0, 3153600000),
-    NUMBER("clock_offset", Household, clockOffset, -SIM_MOST_NUMBER, SIM_MOST_NUMBER),
+    NUMBER("clock_offset", Household, clockOffset, -kMaxNumber, kMaxNumber),
     TEXT("redirection", Household, redirection),
     TEXT("rom_update", Household, romUpdate),
     TEXT("http_test_url", Household, httpTestUrl),
@@ -156,8 +157,8 @@ inline constexpr Field kDevice[] = {
     NUMBER("speed", Device, speed, 1, UINT16_MAX),
     NUMBER("typical_up", Device, typicalUp, 0, UINT32_MAX),
     NUMBER("typical_down", Device, typicalDown, 0, UINT32_MAX),
-    NUMBER("max_up", Device, maxUp, 0, SIM_MOST_NUMBER),
-    NUMBER("max_down", Device, maxDown, 0, SIM_MOST_NUMBER),
+    NUMBER("max_up", Device, maxUp, 0, kMaxNumber),
+    NUMBER("max_down", Device, maxDown, 0, kMaxNumber),
 };
 
 struct Group {

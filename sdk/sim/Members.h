@@ -7,10 +7,10 @@
 
 struct cJSON;
 
-// Replaces whatever part of the household the document names. A member that is of the wrong type, too long or out of
-// range is reported on stderr and keeps its default. Members that are not known are passed over.
+// Replaces the parts of the household that the document names. A member of the wrong type, too long or out of range is
+// reported on stderr and keeps its default. Unknown members are passed over.
 void LoadMembers(Household *home, const cJSON *document);
 
-// Writes all that can be set or was compiled in into the document, over what stands there; whatever the document has
-// besides stays. False when memory ran out.
-bool SaveMembers(const Household *home, cJSON *document);
+// Writes the household into the document, over what stands there. What the document has besides stays. False when
+// memory ran out; the document is then half written.
+[[nodiscard]] bool SaveMembers(const Household *home, cJSON *document);

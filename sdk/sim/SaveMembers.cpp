@@ -1,8 +1,8 @@
-#include "sdk/sim/Members.h"
-
-#include "sdk/sim/MemberTables.h"
 #include <cjson/cJSON.h>
 #include <cstring>
+
+#include "sdk/sim/MemberTables.h"
+#include "sdk/sim/Members.h"
 
 // Sets a member of an object, new or in the place of the one there. False when memory ran out.
 static bool SetMember(cJSON *object, const char *name, cJSON *value)

@@ -101,7 +101,7 @@ static int SetLimit(const char *function, const uint8_t mac[6], int64_t limit, i
     ArgumentText arguments;
     AddMac(arguments, "mac", mac);
     return ChangeDevice(function, mac, AddNumber(arguments, "limit", limit), [&](Device &device) -> int {
-        if (limit < 0 || limit > SIM_MOST_NUMBER) return SIM_BAD_VALUE;
+        if (limit < 0 || limit > kMaxNumber) return SIM_BAD_VALUE;
         device.*member = limit;
         return SIM_OK;
     });

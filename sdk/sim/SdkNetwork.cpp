@@ -35,7 +35,7 @@ static int AskList(const char *function, Record *list, uint16_t *count, Record (
     });
 }
 
-// ---------------------------------------------------------------------------------------------------------------- WAN
+// ---- WAN ----
 
 int get_wan_num(uint16_t *count)
 {
@@ -98,7 +98,7 @@ int set_dns(uint32_t primary, uint32_t secondary)
     });
 }
 
-// ---------------------------------------------------------------------------------------------------------------- LAN
+// ---- LAN ----
 
 int get_lan_cfg(LanCfg *l)
 {
@@ -119,7 +119,7 @@ int get_lan_con_status(uint8_t *status)
         memset(status, 0, home.lanPorts);
         for (uint16_t i = 0; i < home.deviceCount; i++) {
             const Device *device = &home.devices[i];
-            bool wired = device->link == ROUTER_LINK_WIRED && DeviceIsThere(&home, device);
+            const bool wired = device->link == ROUTER_LINK_WIRED && DeviceIsThere(&home, device);
             if (wired && device->port < home.lanPorts) status[device->port] = 1;
         }
         return SIM_OK;
@@ -138,7 +138,7 @@ int get_lan_port_down_flow(uint16_t port, uint64_t *bytes)
                        [&](Household &home) { *bytes = LanPortBytes(&home, port, 0); });
 }
 
-// -------------------------------------------------------------------------------------------------------------- Wi-Fi
+// ---- Wi-Fi ----
 
 int get_wlans_cfg(SsidCfg *s, uint16_t *count)
 {
@@ -153,7 +153,7 @@ int get_ssid_cfg(uint16_t index, SsidCfg *s)
 
 static int CheckSsid(const SsidCfg *ssid)
 {
-    size_t keyLength = strnlen(ssid->key, sizeof ssid->key);
+    const size_t keyLength = strnlen(ssid->key, sizeof ssid->key);
     if (keyLength == sizeof ssid->key || strnlen(ssid->ssid, sizeof ssid->ssid) == sizeof ssid->ssid)
         return SIM_TOO_LONG;
     if (!ssid->ssid[0] || (keyLength > 0 && keyLength < 8)) return SIM_BAD_VALUE; // WPA has keys from 8 characters
@@ -166,7 +166,7 @@ int set_ssid_cfg(const SsidCfg *s)
     ArgumentText arguments;
     return Change(__func__, AddSsid(arguments, *s), [&](Household &home) -> int {
         if (s->index >= home.ssidCount) return SIM_UNKNOWN;
-        int problem = CheckSsid(s);
+        const int problem = CheckSsid(s);
         if (problem == SIM_OK) home.ssids[s->index] = *s;
         return problem;
     });

@@ -5,7 +5,7 @@
 #include "sdk/sim/SimClock.h"
 #include "sdk/sim/Traffic.h"
 
-// ------------------------------------------------------------------------------------------------ who the router is
+// ---- Who the router is ----
 
 int get_router_mac(uint8_t mac[6])
 {
@@ -63,12 +63,12 @@ int get_router_support_ipv6(void)
     return Ask(__func__, ArgumentText(), [](Household &home) { return home.ipv6; });
 }
 
-// ------------------------------------------------------------------------------------------- what it is doing now
+// ---- What it is doing now ----
 
 static int HostPercent(const char *function, uint16_t *percent, int (*host)())
 {
     return Ask(function, ArgumentText(), [&](Household &) -> int {
-        int value = host();
+        const int value = host();
         if (value < 0) return SIM_NO_FIGURE;
         *percent = uint16_t(value);
         return SIM_OK;
@@ -113,7 +113,7 @@ int get_flows_up_rate(uint64_t *bytesPerSecond)
     return SumOfRates(__func__, bytesPerSecond, UpRate);
 }
 
-// ------------------------------------------------------------------------------------------------- what it is told
+// ---- What it is told ----
 
 int sync_time(uint64_t seconds)
 {
@@ -147,7 +147,7 @@ TEXT_SETTER(update_rom_version, romUpdate)
 TEXT_SETTER(set_redirection, redirection)
 TEXT_SETTER(set_http_test_url, httpTestUrl)
 
-// --------------------------------------------------------------------------------------------- lights and services
+// ---- Lights and services ----
 
 SWITCH_GETTER(get_led_switch, led)
 SWITCH_SETTER(set_led_switch, led)

@@ -6,10 +6,10 @@
 #include <cstdint>
 
 // Milliseconds of a clock that only runs forward. What moves (counters, the timetable) follows this one.
-int64_t SimNowMs();
+[[nodiscard]] int64_t SimNowMs();
 
 // Milliseconds since 1 January 1970, UTC: the stamps of the call log and the router's own date.
-int64_t SimWallMs();
+[[nodiscard]] int64_t SimWallMs();
 
-// Waits, for calls that are made to take long.
+// Waits that long on the clock of SimNowMs(), for calls that are made to take long.
 void SimDelayMs(uint32_t milliseconds);

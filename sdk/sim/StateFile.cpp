@@ -1,7 +1,5 @@
 #include "sdk/sim/StateFile.h"
 
-#include "sdk/sim/Complain.h"
-#include "sdk/sim/Members.h"
 #include <cerrno>
 #include <cjson/cJSON.h>
 #include <cstdio>
@@ -11,7 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-static const off_t MOST_BYTES = 1024 * 1024; // five times a household with a full table of devices
+#include "sdk/sim/Complain.h"
+#include "sdk/sim/Members.h"
+
+static const off_t kMaxFileBytes = 1024 * 1024; // five times a household with a full table of devices
 
 // All that this module remembers; LoadState() resets it.
 static struct {
@@ -30,7 +31,7 @@ static void ReportOnce(const char *problem)
 static char *ReadWhole(const char *path, size_t *length)
 {
     // Not blocking, for the case that the path leads to a pipe.
-    int file = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (file < 0) return nullptr;
     struct stat about;
     char *text = nullptr;
@@ -38,19 +39,19 @@ static char *ReadWhole(const char *path, size_t *length)
     if (fstat(file, &about) == 0) {
         if (!S_ISREG(about.st_mode))
             errno = EINVAL;
-        else if (about.st_size > MOST_BYTES)
+        else if (about.st_size > kMaxFileBytes)
             errno = EFBIG;
         else
             text = static_cast<char *>(malloc(size_t(about.st_size) + 1));
     }
     off_t used = 0;
     while (text && used < about.st_size) {
-        ssize_t got = read(file, text + used, size_t(about.st_size - used));
+        const ssize_t got = read(file, text + used, size_t(about.st_size - used));
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0) break; // shorter than it was a moment ago: then it hardly is JSON either
         used += got;
     }
-    int problem = errno;
+    const int problem = errno;
     close(file);
     errno = problem;
     if (text) text[used] = 0;
@@ -121,7 +122,7 @@ static bool WriteWhole(const char *path, const char *text)
     if (file < 0) return false;
     bool written = true;
     for (size_t left = strlen(text); written && left;) {
-        ssize_t done = write(file, text, left);
+        const ssize_t done = write(file, text, left);
         if (done < 0 && errno == EINTR) continue;
         written = done > 0;
         if (!written) break;

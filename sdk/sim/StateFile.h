@@ -5,12 +5,12 @@
 
 #include "sdk/sim/Household.h"
 
-// Takes over what the file says; null or an empty path for no file, now and in SaveState(). A file that is not there
-// yet is no error. A file that cannot be read or is not a JSON object is reported on stderr and changes nothing.
+// Takes over what the file says, and keeps its path for SaveState(); null or an empty path for no file. A missing file
+// is no error. A file that cannot be read or is not a JSON object is reported on stderr and changes nothing.
 void LoadState(Household *home, const char *path);
 
 // Writes the household into the file, through a second file beside it that then takes its name, so that readers see the
 // old or the new one and never half of it. Members of the file that the household does not know stay. A file that is
-// not a JSON object is left alone: it is somebody's work with a comma missing. Trouble is reported once, until it has
-// worked again; the setting then holds in memory.
+// not a JSON object is left alone: it is somebody's work with a comma missing. An error is reported on stderr, once
+// until saving has worked again; the setting then holds in memory only.
 void SaveState(const Household *home);

@@ -1,11 +1,11 @@
 #include "sdk/sim/Traffic.h"
 
-static const int64_t SLOT_MS = 4000;                   // a rate holds this long
-static const int64_t SLOTS = 64;                       // then the pattern begins again, so that long gaps cost nothing
-static const int64_t PATTERN_MS = SLOT_MS * SLOTS;     // a little over four minutes
-static const uint64_t BYTES_PER_MEGABIT = 1000000 / 8; // of a link's speed
-static const int64_t NEVER = INT64_MAX;
-static const uint64_t FULL_AFTER_SECONDS = 60; // connections have built up
+static const int64_t kSlotMs = 4000;                  // a rate holds this long
+static const int64_t kSlots = 64;                     // then the pattern begins again, so that long gaps cost nothing
+static const int64_t kPatternMs = kSlotMs * kSlots;   // a little over four minutes
+static const uint64_t kBytesPerMegabit = 1000000 / 8; // of a link's speed
+static const int64_t kNever = INT64_MAX;
+static const uint64_t kFullAfterSeconds = 60; // connections have built up
 
 enum { SEED_UP, SEED_DOWN, SEED_TCP, SEED_UDP, SEED_LINK };
 
@@ -14,7 +14,7 @@ static uint32_t Chance(const Device *device, int64_t slot, uint32_t seed)
 {
     uint32_t hash = 2166136261u ^ seed;
     for (uint8_t byte : device->mac) hash = (hash ^ byte) * 16777619u;
-    hash = (hash ^ uint32_t(slot % SLOTS)) * 16777619u;
+    hash = (hash ^ uint32_t(slot % kSlots)) * 16777619u;
     hash ^= hash >> 15;
     hash *= 0x85EBCA6Bu;
     return hash ^ hash >> 13;
@@ -38,27 +38,27 @@ static uint64_t RateInSlot(const Device *device, int64_t slot, bool up)
 {
     uint64_t rate = up ? device->typicalUp : device->typicalDown;
     rate = rate * (100 + Chance(device, slot, up ? SEED_UP : SEED_DOWN) % 1800) / 1000;
-    uint64_t most = device->speed * BYTES_PER_MEGABIT;
-    int64_t limit = up ? device->maxUp : device->maxDown;
-    if (limit > 0 && uint64_t(limit) < most) most = uint64_t(limit);
-    return rate < most ? rate : most;
+    uint64_t max = device->speed * kBytesPerMegabit;
+    const int64_t limit = up ? device->maxUp : device->maxDown;
+    if (limit > 0 && uint64_t(limit) < max) max = uint64_t(limit);
+    return rate < max ? rate : max;
 }
 
 static uint64_t MilliBytesBetween(const Device *device, int64_t from, int64_t to, bool up)
 {
     uint64_t sum = 0;
     while (from < to) {
-        if (from % PATTERN_MS == 0 && to - from >= PATTERN_MS) {
+        if (from % kPatternMs == 0 && to - from >= kPatternMs) {
             uint64_t pattern = 0;
-            for (int64_t slot = 0; slot < SLOTS; slot++) pattern += RateInSlot(device, slot, up) * SLOT_MS;
-            int64_t whole = (to - from) / PATTERN_MS;
+            for (int64_t slot = 0; slot < kSlots; slot++) pattern += RateInSlot(device, slot, up) * kSlotMs;
+            const int64_t whole = (to - from) / kPatternMs;
             sum += pattern * uint64_t(whole);
-            from += whole * PATTERN_MS;
+            from += whole * kPatternMs;
             continue;
         }
-        int64_t end = (from / SLOT_MS + 1) * SLOT_MS;
+        int64_t end = (from / kSlotMs + 1) * kSlotMs;
         if (end > to) end = to;
-        sum += RateInSlot(device, from / SLOT_MS, up) * uint64_t(end - from);
+        sum += RateInSlot(device, from / kSlotMs, up) * uint64_t(end - from);
         from = end;
     }
     return sum;
@@ -82,7 +82,7 @@ static TimetableEntry *EarliestEntry(Household *home)
     TimetableEntry *earliest = nullptr;
     for (uint16_t i = 0; i < home->timetableCount; i++) {
         TimetableEntry *entry = &home->timetable[i];
-        if (entry->nextMs != NEVER && (!earliest || entry->nextMs < earliest->nextMs)) earliest = entry;
+        if (entry->nextMs != kNever && (!earliest || entry->nextMs < earliest->nextMs)) earliest = entry;
     }
     return earliest;
 }
@@ -93,20 +93,20 @@ static void SkipLongPast(Household *home, int64_t now)
     for (uint16_t i = 0; i < home->timetableCount; i++) {
         TimetableEntry *entry = &home->timetable[i];
         if (!entry->periodMs || entry->nextMs > now) continue;
-        int64_t skip = (now - entry->nextMs) / entry->periodMs - 50;
+        const int64_t skip = (now - entry->nextMs) / entry->periodMs - 50;
         if (skip > 0) entry->nextMs += skip * entry->periodMs;
     }
 }
 
 void MoveHousehold(Household *home, int64_t nowMs)
 {
-    int64_t now = nowMs - home->loadMs;
+    const int64_t now = nowMs - home->loadMs;
     SkipLongPast(home, now);
     TimetableEntry *entry;
     while ((entry = EarliestEntry(home)) && entry->nextMs <= now) {
         MoveCounters(home, entry->nextMs);
         home->devices[entry->device].online = entry->join;
-        entry->nextMs = entry->periodMs ? entry->nextMs + entry->periodMs : NEVER;
+        entry->nextMs = entry->periodMs ? entry->nextMs + entry->periodMs : kNever;
     }
     MoveCounters(home, now);
 }
@@ -128,12 +128,12 @@ uint64_t UptimeSeconds(const Household *home)
 
 uint64_t UpRate(const Household *home, const Device *device)
 {
-    return DeviceUsesTheInternet(home, device) ? RateInSlot(device, home->movedMs / SLOT_MS, true) : 0;
+    return DeviceUsesTheInternet(home, device) ? RateInSlot(device, home->movedMs / kSlotMs, true) : 0;
 }
 
 uint64_t DownRate(const Household *home, const Device *device)
 {
-    return DeviceUsesTheInternet(home, device) ? RateInSlot(device, home->movedMs / SLOT_MS, false) : 0;
+    return DeviceUsesTheInternet(home, device) ? RateInSlot(device, home->movedMs / kSlotMs, false) : 0;
 }
 
 uint32_t Connections(const Household *home, uint16_t wan, int udp)
@@ -143,11 +143,11 @@ uint32_t Connections(const Household *home, uint16_t wan, int udp)
     for (uint16_t i = 0; i < home->deviceCount; i++) {
         const Device *device = &home->devices[i];
         if (!DeviceUsesTheInternet(home, device)) continue;
-        uint32_t chance = Chance(device, home->movedMs / SLOT_MS, udp ? SEED_UDP : SEED_TCP);
+        const uint32_t chance = Chance(device, home->movedMs / kSlotMs, udp ? SEED_UDP : SEED_TCP);
         count += udp ? 2 + chance % 12 : 4 + chance % 24;
     }
-    uint64_t up = UptimeSeconds(home);
-    return up >= FULL_AFTER_SECONDS ? count : uint32_t(count * up / FULL_AFTER_SECONDS);
+    const uint64_t up = UptimeSeconds(home);
+    return up >= kFullAfterSeconds ? count : uint32_t(count * up / kFullAfterSeconds);
 }
 
 uint64_t WanReceivedBytes(const Household *home, uint16_t wan)
@@ -173,6 +173,6 @@ uint16_t LinkSpeed(const Household *home, const Device *device, uint16_t which)
 {
     if (!DeviceIsThere(home, device)) return 0;
     if (which == 0 || device->link == ROUTER_LINK_WIRED) return device->speed;
-    uint32_t percent = 60 + Chance(device, home->movedMs / SLOT_MS, SEED_LINK + which) % 41;
+    const uint32_t percent = 60 + Chance(device, home->movedMs / kSlotMs, SEED_LINK + which) % 41;
     return uint16_t(device->speed * percent / 100);
 }
