@@ -33,7 +33,7 @@ const TimeRow kTimes[] = {
 };
 } // namespace
 
-// The times are texts with decimals, "1700000000.250000".
+// The times are texts of numbers with decimals, "1700000000.250000".
 static void TakeTimes(const Fields &fields, AutoReportPlan *plan)
 {
     for (const TimeRow &row : kTimes)
@@ -129,7 +129,7 @@ void AutoReportKeeper::Forget()
     if (!file_.empty()) unlink(file_.c_str());
 }
 
-// Written beside the old one and put in its place, so that there is always a whole one.
+// Writes a new file and renames it, so that there is always a complete one.
 bool AutoReportKeeper::Store(std::string *error) const
 {
     if (file_.empty()) return true;

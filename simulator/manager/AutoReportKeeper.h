@@ -1,5 +1,5 @@
-// AutoReportKeeper.h - the auto-report configuration as the management process keeps it: handed over by the agent, told
-// when the agent asks, and stored in a file if one is given.
+// AutoReportKeeper.h - the auto-report configuration of the local peer: set by the agent, returned when the agent asks,
+// and stored in a file if one is given.
 // State: one object. Threads: the caller's.
 #pragma once
 
@@ -15,7 +15,7 @@ namespace sim
 using namespace protocol;
 
 struct AutoReportPlan {
-    bool kept = false; // a configuration is there
+    bool kept = false; // there is a configuration
     std::optional<int64_t> referNum, serverDiff, interval1, interval2, interval3;
     std::string jumpTime;
     double dayReportTime = 0;    // seconds since the epoch, 0 for none
@@ -25,23 +25,25 @@ struct AutoReportPlan {
 class AutoReportKeeper
 {
   public:
-    // `file` may be empty: then it is kept in memory only.
+    // With an empty `file` the configuration is kept in memory only.
     explicit AutoReportKeeper(const std::string &file = "") : file_(file) {}
 
-    // Reads the file. One that is not there is an empty one. False with the reason when it is damaged.
-    bool Load(std::string *error);
+    // Reads the file; a missing file counts as empty. Returns false with the reason when it is damaged.
+    [[nodiscard]] bool Load(std::string *error);
 
-    // Takes what the agent hands over. With "save" other than 0 all of it is kept; otherwise only the times are, for
-    // a configuration that is kept already. False with the reason when the text is unusable or cannot be stored.
-    bool Take(const std::string &text, bool *saved, std::string *error);
+    // Takes the text of the agent. Keeps all of it, but with "save" 0 only the times; sets `saved` to tell which.
+    // Returns false with the reason when the text is unusable or cannot be stored.
+    [[nodiscard]] bool Take(const std::string &text, bool *saved, std::string *error);
 
-    // What the agent is told; empty when nothing is kept.
-    std::string Told() const;
+    // Returns the text for the agent; empty without a configuration.
+    [[nodiscard]] std::string Told() const;
 
-    void Forget(); // its file too
+    // Drops the configuration and removes its file.
+    void Forget();
 
     const AutoReportPlan &Plan() const { return plan_; }
-    Fields Show() const;
+    // Returns the configuration and the times to show.
+    [[nodiscard]] Fields Show() const;
 
   private:
     bool Store(std::string *error) const;

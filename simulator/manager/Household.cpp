@@ -1,6 +1,8 @@
 #include "simulator/manager/Household.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <iterator>
 
 #include "protocol/FieldValues.h"
@@ -115,6 +117,14 @@ std::string Normal(const Layout &layout, const std::string &key)
 
 } // namespace
 
+// A row of our own tables that does not fit its layout is a mistake in this file.
+static void Must(bool done, const std::string &error)
+{
+    if (done) return;
+    fprintf(stderr, "the initial household is wrong: %s\n", error.c_str());
+    abort();
+}
+
 Household::Household()
 {
     std::string error;
@@ -125,14 +135,14 @@ Household::Household()
         if (LayoutOf(row).begin()->type == Type::TextToEnd)
             values_.back() = ToBytes(row.initial);
         else
-            Set(words, &error);
+            Must(Set(words, &error), error);
     }
     for (const ListRow &row : kLists) {
         records_.emplace_back();
         for (const char *text : row.initial) {
             Words words = Split(text);
             words.insert(words.begin(), "add");
-            Edit(row.name, words, &error);
+            Must(Edit(row.name, words, &error), error);
         }
     }
 }
@@ -251,7 +261,7 @@ bool Household::Edit(const std::string &list, const Words &words, std::string *e
     return false;
 }
 
-// ---- What is made of them
+// ---- Answers made from them
 
 std::string Household::Topology() const
 {
@@ -274,7 +284,7 @@ Bytes Household::Scan() const
     return data;
 }
 
-// ---- All of it
+// ---- Display and help
 
 bool Household::Show(const std::string &name, Fields *fields) const
 {

@@ -1,5 +1,5 @@
-// Household.h - what the management process knows of its router and its surroundings: a few settings and a few lists,
-// both rows of tables, so that commands, answers and what is shown are made from the same place.
+// Household.h - the router and its surroundings as the local peer knows them: settings and lists. Both are rows of
+// tables, from which commands, answers and displays are made.
 //
 // State: one object. Threads: the caller's.
 #pragma once
@@ -12,7 +12,7 @@
 namespace sim
 {
 
-constexpr uint8_t kNoFirmwareResult = 255; // of the setting firmware-result: a hand-over is not answered
+constexpr uint8_t kNoFirmwareResult = 255; // value of the setting firmware-result: do not answer a hand-over
 
 class Household
 {
@@ -22,42 +22,43 @@ class Household
 
     // ---- Settings
 
-    // Changes a setting: "mesh on" as words. False with the reason.
-    bool Set(const Words &words, std::string *error);
+    // Changes a setting: the words "mesh on". Returns false with the reason.
+    [[nodiscard]] bool Set(const Words &words, std::string *error);
 
-    // The bytes of a setting, as an answer carries them; its name has to be one.
-    const Bytes &Value(const std::string &name) const;
+    // Returns the bytes of a setting, as an answer has them; `name` must be a setting.
+    [[nodiscard]] const Bytes &Value(const std::string &name) const;
     void SetValue(const std::string &name, const Bytes &value);
     uint8_t Number(const std::string &name) const { return Value(name)[0]; }
 
     // ---- Lists
 
-    // "add ...", "change KEY FIELD=VALUE...", "remove KEY" or "clear" as words for the list `list`. KEY is the first
-    // field of a record. False with the reason.
-    bool Edit(const std::string &list, const Words &words, std::string *error);
+    // Changes the list `list` by the words "add ...", "change KEY FIELD=VALUE...", "remove KEY" or "clear". KEY is the
+    // first field of a record. Returns false with the reason.
+    [[nodiscard]] bool Edit(const std::string &list, const Words &words, std::string *error);
 
-    const std::vector<Bytes> &Records(const std::string &list) const;
+    // Returns all records of a list.
+    [[nodiscard]] const std::vector<Bytes> &Records(const std::string &list) const;
 
-    // Puts a record in the place of the one with the same first field, or behind the last.
-    bool Put(const std::string &list, const Bytes &record, std::string *error);
+    // Replaces the record with the same first field, or appends the record. Returns false with the reason.
+    [[nodiscard]] bool Put(const std::string &list, const Bytes &record, std::string *error);
 
-    // The record whose first field is `key`; nullptr when there is none.
-    const Bytes *Find(const std::string &list, const std::string &key) const;
+    // Returns the record whose first field is `key`, or nullptr.
+    [[nodiscard]] const Bytes *Find(const std::string &list, const std::string &key) const;
 
-    // ---- What is made of them
+    // ---- Answers made from them
 
     std::string Topology() const; // the setting, or the nodes as JSON when it is empty
     Bytes Scan() const;           // the neighbours as a scan answers them
 
-    // ---- All of it
+    // ---- Display and help
 
-    // One setting or list, all for an empty name. False when there is no such thing.
-    bool Show(const std::string &name, Fields *fields) const;
+    // Shows one setting or list, all for an empty name. Returns false when there is no such name.
+    [[nodiscard]] bool Show(const std::string &name, Fields *fields) const;
     static std::vector<std::string> SettingNames();
     static std::vector<std::string> ListNames();
     static Layout ListLayout(const std::string &list);
     static std::string SettingHelp(); // a line each
-    // What may follow `set`'s words and those of a list's command.
+    // The values that a setting can have.
     static std::vector<std::string> ValueNamesOf(const std::string &setting);
 
   private:

@@ -14,7 +14,7 @@ static bool Refuse(const std::string &reason, std::string *error)
 
 // ---- Reports
 
-// "wan [INDEX] [FIELD=VALUE]...": the household's WAN, with what is said differently.
+// "wan [INDEX] [FIELD=VALUE]...": the household's WAN, with the given changes.
 static bool MakeWanReport(const Words &words, Household *household, LocalOutgoing *frame, std::string *error)
 {
     const bool indexed = words.size() > 2 && words[2].find('=') == std::string::npos;
@@ -73,7 +73,7 @@ std::string TypedReportText(int type, const Household &household)
 
 // ---- Devices
 
-// Notes in the household whether a device is there. `word` is MAC or MAC=NAME.
+// Notes in the household whether a device is online. `word` is MAC or MAC=NAME.
 static bool Notice(const std::string &word, bool online, Household *household, Bytes *record, std::string *error)
 {
     const size_t equals = word.find('=');

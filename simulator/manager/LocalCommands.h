@@ -1,4 +1,4 @@
-// LocalCommands.h - the commands of the management process that send a frame: from words to the frame.
+// LocalCommands.h - the commands of `plugsim manager` that send a frame: makes the frame from their words.
 // State: none. Threads: any.
 #pragma once
 
@@ -11,14 +11,14 @@
 namespace sim
 {
 
-// The commands that make a frame of their words in `*frame`. Both may be nullptr when none is run.
-CommandList LocalCommands(Household *household, LocalOutgoing *frame);
+// Returns the commands; each makes `*frame`. Both arguments may be nullptr if no command is run.
+[[nodiscard]] CommandList LocalCommands(Household *household, LocalOutgoing *frame);
 
-// Makes the frame of a whole command line, which may also change the household. False with the reason when it is none
-// or an argument is wrong.
-bool MakeLocalFrame(const Words &words, Household *household, LocalOutgoing *frame, std::string *error);
+// Makes the frame of a whole command line; this may change the household, too. Returns false with the reason when it is
+// no such command or an argument is wrong.
+[[nodiscard]] bool MakeLocalFrame(const Words &words, Household *household, LocalOutgoing *frame, std::string *error);
 
-// What a report of type 1, 2 or 3 says of the household when it is left to us.
-std::string TypedReportText(int type, const Household &household);
+// Returns the text of a report of type 1, 2 or 3 without one of the user's: who is online.
+[[nodiscard]] std::string TypedReportText(int type, const Household &household);
 
 } // namespace sim

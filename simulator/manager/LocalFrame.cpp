@@ -34,7 +34,7 @@ bool LocalCutter::Give(size_t size, LocalArrival *arrival)
     return true;
 }
 
-// A number that is used up without a frame is one that could not be sent: then the connection has ended too.
+// A skipped number belongs to a frame that could not be sent: then the connection has ended, too.
 void LocalCutter::CheckSequence(LocalArrival *arrival)
 {
     if (last_ && arrival->frame.sequence != *last_ + 1)

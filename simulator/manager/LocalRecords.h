@@ -1,5 +1,6 @@
-// LocalRecords.h - the records that only the local socket carries, as rows, and what is done with records of any
-// layout: made from words, changed in single fields, shown. State: none. Threads: any.
+// LocalRecords.h - the layouts of records that only the local socket has, and operations on records of any layout: make
+// one from words, change single fields, show it.
+// State: none. Threads: any.
 #pragma once
 
 #include <string>
@@ -23,7 +24,7 @@ constexpr FieldLayout kSeenDeviceFields[] = {
     Named("online", kNoYes, "whether it is connected"),
 };
 constexpr Layout kSeenDevice = {kSeenDeviceFields, "device"};
-constexpr size_t kMaxSeenDevices = 128; // of one report
+constexpr size_t kMaxSeenDevices = 128; // devices of a report
 
 // The hand-over of a firmware update.
 constexpr FieldLayout kHandOverFields[] = {
@@ -36,7 +37,7 @@ constexpr FieldLayout kHandOverFields[] = {
 };
 constexpr Layout kHandOver = {kHandOverFields};
 
-// A part of the mesh, for the text of the topology.
+// A node of the mesh, for the text of the topology.
 constexpr const char *kRoles[] = {"router", "satellite"};
 constexpr FieldLayout kNodeFields[] = {
     Mac("mac", "its MAC"),
@@ -48,24 +49,26 @@ constexpr FieldLayout kNodeFields[] = {
 };
 constexpr Layout kNode = {kNodeFields, "mesh node"};
 
-// What a scan for neighbours answers for each: the neighbour record and bytes that are zero here.
+// Bytes of each neighbour in the answer to a scan: the neighbour record, then zeros.
 constexpr size_t kScannedSize = 77;
 constexpr size_t kMaxScanned = 30;
 
 static_assert(FixedSize(kSeenDevice) == 39 && FixedSize(kHandOver) == 432, "as the agent has them");
 static_assert(FixedSize(kNeighbour) <= kScannedSize, "a neighbour's record fits");
 
-// A record of a titled layout from words: values in the order of the fields, and NAME=VALUE in any order; what is not
-// given is zero. `command` begins the message of a failure. False with the reason.
-bool MakeRecord(const char *command, const Layout &layout, const Words &words, Bytes *record, std::string *error);
+// Makes a record of a titled layout from words: values in the order of the fields, then NAME=VALUE in any order;
+// missing fields are zero. `command` is the start of an error message. Returns false with the reason.
+[[nodiscard]] bool MakeRecord(const char *command, const Layout &layout, const Words &words, Bytes *record,
+                              std::string *error);
 
-// Sets the fields that NAME=VALUE words name. False with the reason, and then nothing is changed.
-bool ChangeRecord(const Layout &layout, const Words &words, Bytes *record, std::string *error);
+// Sets the fields of NAME=VALUE words. Returns false with the reason; then nothing is changed.
+[[nodiscard]] bool ChangeRecord(const Layout &layout, const Words &words, Bytes *record, std::string *error);
 
-// A record's fields. It has the layout's size.
-Fields ShowRecord(const Layout &layout, const Bytes &record);
+// Returns the fields of a record, which has the layout's size.
+[[nodiscard]] Fields ShowRecord(const Layout &layout, const Bytes &record);
 
-// Addresses lie in network order on the local socket, and the other way round in what the platform sees.
-Bytes WithAddressesTurned(const Layout &layout, Bytes record);
+// Returns the record with the bytes of its addresses reversed: they are in network order on the local socket, reversed
+// on the platform's side.
+[[nodiscard]] Bytes WithAddressesTurned(const Layout &layout, Bytes record);
 
 } // namespace sim

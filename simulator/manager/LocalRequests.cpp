@@ -38,13 +38,13 @@ LocalAnswer NoAnswer()
     return {false, 0, {}, ""};
 }
 
-// The answer is a setting.
+// Answers with a setting.
 Answer Tell(const char *setting)
 {
     return [setting](const Bytes &, const LocalKnowledge &k) { return Data(k.household->Value(setting)); };
 }
 
-// The request is one.
+// Stores the payload as a setting.
 Answer Keep(const char *setting)
 {
     return [setting](const Bytes &payload, const LocalKnowledge &k) {
@@ -106,7 +106,7 @@ LocalAnswer SetWan(const Bytes &payload, const LocalKnowledge &k)
     return k.household->Put("wan", WithAddressesTurned(kWan, payload), &error) ? Done() : Refuse(error);
 }
 
-// A calibration wants no answer.
+// A calibration has no answer.
 LocalAnswer SetAutoReport(const Bytes &payload, const LocalKnowledge &k)
 {
     bool saved;
@@ -126,7 +126,7 @@ LocalAnswer Silence(const Bytes &, const LocalKnowledge &)
     return NoAnswer();
 }
 
-// The result is all that an answer holds.
+// The answer is only the result.
 LocalAnswer Firmware(const Bytes &, const LocalKnowledge &k)
 {
     const uint8_t result = k.household->Number("firmware-result");
@@ -163,7 +163,7 @@ const AnswerRow kAnswers[] = {
     {FUNCID_FIRMWARE_UPDATE, Firmware},
 };
 
-// What the management process says by itself.
+// What the local peer sends by itself.
 constexpr FieldLayout kDevicesFields[] = {CountedList("devices", kSeenDevice, kMaxSeenDevices, "that came or went")};
 constexpr FieldLayout kTextReportFields[] = {TextToEnd("text", "JSON")};
 constexpr FieldLayout kTypedReportFields[] = {Number(Type::U8, "type", "", "1, 2 or 3"),
@@ -211,7 +211,7 @@ Layout RequestLayout(const NameRow &row)
     }
 }
 
-// The decoded payload. What must not be is added to `problems`.
+// Decodes the payload. Adds what is wrong with it to `problems`.
 Fields Decode(const NameRow &row, const Bytes &payload, std::vector<std::string> *problems)
 {
     const std::string text(payload.begin(), payload.end());

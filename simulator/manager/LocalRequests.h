@@ -1,6 +1,6 @@
-// LocalRequests.h - what an agent asks of the management process: one row a request, with what its payload is, and how
-// the household answers.
-// State: none but what the caller keeps. Threads: any.
+// LocalRequests.h - the requests of an agent: what is wrong with them, and how the household answers them. What a
+// payload has to be stands in the agent's list (comm/FuncIdList.h).
+// State: none but the caller's objects. Threads: any.
 #pragma once
 
 #include <string>
@@ -13,20 +13,20 @@
 namespace sim
 {
 
-// What answers are made from.
+// The objects from which answers are made.
 struct LocalKnowledge {
     Household *household;
     AutoReportKeeper *autoReport;
 };
 
 struct LocalAnswer {
-    bool wanted = true; // some requests have none
+    bool wanted = true; // false: the request has no answer
     uint8_t status = 0;
-    Bytes data;       // behind the status, if that is 0
+    Bytes data;       // after the status, if that is 0
     std::string note; // why the status is not 0
 };
 
-// Decoded, and answered as far as it is in order.
+// A request, decoded and, if nothing is wrong with it, answered.
 struct LocalExchange {
     std::string name;                  // empty: no such request
     Fields fields;                     // of the request
@@ -35,15 +35,17 @@ struct LocalExchange {
     Fields answerFields;
 };
 
-LocalExchange AnswerRequest(const LocalFrame &request, const LocalKnowledge &knowledge);
+// Decodes and answers a request. Settings and actions change the household.
+[[nodiscard]] LocalExchange AnswerRequest(const LocalFrame &request, const LocalKnowledge &knowledge);
 
-// What a frame says that is no answer; empty when it is not known or not as it should be.
-Fields DecodeSaying(uint16_t id, const Bytes &payload);
+// Decodes a frame that the local peer sends by itself. Returns nothing when it is unknown or malformed.
+[[nodiscard]] Fields DecodeSaying(uint16_t id, const Bytes &payload);
 
-// "mesh" for 73; empty for a number that nobody uses.
-std::string LocalName(uint16_t id);
-// 73 for "mesh" or "73". False for anything else.
-bool LocalNumber(const std::string &text, uint16_t *id);
-std::vector<std::string> LocalNames();
+// Returns the name of a FuncID, "mesh" for 73; empty for an unknown number.
+[[nodiscard]] std::string LocalName(uint16_t id);
+// Stores the FuncID of a name or a number, 73 for "mesh" or "73". Returns false for anything else.
+[[nodiscard]] bool LocalNumber(const std::string &text, uint16_t *id);
+// Returns the names of all FuncIDs.
+[[nodiscard]] std::vector<std::string> LocalNames();
 
 } // namespace sim

@@ -55,7 +55,7 @@ LocalDelivery LocalSender::Deliver(const LocalOutgoing &outgoing, Faults *faults
         bytes = EncodeLocal(out.frame, overrides);
     }
     if (taker.Take("noise")) bytes.insert(bytes.begin(), static_cast<size_t>(taker.Number()), 'n');
-    // An agent passes over a plugin-state question that is not asked with an i.
+    // An agent does not answer a plugin-state query without an i.
     if (taker.Take("two-in-one")) Append(&bytes, EncodeLocal({FUNCID_PLUGIN_STATE, Number(), {'-'}}));
 
     delivery.chunks = {{0, bytes}};

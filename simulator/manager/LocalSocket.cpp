@@ -12,9 +12,9 @@
 namespace sim
 {
 
-static const int64_t kSettleMs = 20; // a socket appears before it listens
+static const int64_t kSettleMs = 20; // the socket appears before the agent listens
 
-// A connected descriptor, or -1 with errno.
+// Returns a connected descriptor, or -1 with errno.
 static int Connect(const std::string &path)
 {
     struct sockaddr_un there = {};
@@ -63,7 +63,7 @@ void LocalSocket::Stop()
 void LocalSocket::Try()
 {
     timer_ = 0;
-    // Before the attempt, so that a socket which appears meanwhile is not missed.
+    // Before connect(), so that a socket that appears meanwhile is not missed.
     WatchFolder();
     const int fd = Connect(path_);
     if (fd >= 0) {
@@ -87,7 +87,7 @@ void LocalSocket::WatchFolder()
     const size_t slash = path_.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : path_.substr(0, slash);
     watch_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    if (watch_ < 0) return; // then there is the timer
+    if (watch_ < 0) return; // the timer is still there
     inotify_add_watch(watch_, folder.c_str(), IN_CREATE | IN_MOVED_TO);
     loop_->Watch(watch_, POLLIN, [this](short) { Appeared(); });
 }

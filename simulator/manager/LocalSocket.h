@@ -1,4 +1,4 @@
-// LocalSocket.h - finds the agent's socket: tries to connect, again after a while, and at once when the socket appears.
+// LocalSocket.h - connects to the agent's socket: tries again and again, and at once when the socket appears.
 // State: one object. Threads: the loop's.
 #pragma once
 
@@ -13,18 +13,19 @@ namespace sim
 class LocalSocket
 {
   public:
-    // `connected` takes over a descriptor; `failed` is told why there is none, once for every reason in a row.
+    // `connected` gets the descriptor and owns it; `failed` gets the reason of a failure, repeated reasons once.
     LocalSocket(Loop *loop, const std::string &path, std::function<void(int fd)> connected,
                 std::function<void(const std::string &reason)> failed);
     ~LocalSocket();
     LocalSocket(const LocalSocket &) = delete;
     LocalSocket &operator=(const LocalSocket &) = delete;
 
-    // Begins to try, `delayMs` from now, and goes on every `retryMs` until it is connected. The appearance of the
-    // socket is only waited for when there has been none: one that stands there already has shut us out for a reason.
+    // Tries to connect after `delayMs`, then every `retryMs` until it succeeds, and at once when the socket appears. A
+    // socket that is there already and refuses does so for a reason: then only the timer counts.
     void Seek(int64_t delayMs, int64_t retryMs);
+    // Stops trying.
     void Stop();
-    bool Seeking() const { return timer_ != 0; }
+    [[nodiscard]] bool Seeking() const { return timer_ != 0; }
 
   private:
     void Try();
@@ -39,7 +40,7 @@ class LocalSocket
     std::string reason_;
     int64_t retryMs_ = 0;
     uint64_t timer_ = 0;
-    int watch_ = -1; // of the socket's folder, while there is no socket
+    int watch_ = -1; // descriptor of the watch on the socket's folder; -1: none
 };
 
 } // namespace sim

@@ -15,7 +15,7 @@
 namespace sim
 {
 
-static const size_t kShownBytes = 256; // of a bad frame
+static const size_t kMaxShown = 256; // bytes of a bad frame
 static const size_t kMaxTurns = 1000;
 
 static double WallTime()
@@ -108,7 +108,7 @@ void Manager::Connected(int fd)
     journal_->Emit("connected", {NumberField("conn", connections_), TextField("socket", options_.socket)});
 }
 
-// An agent needs up to a second to be rid of a connection that has ended.
+// An agent needs up to a second to clean up a connection that has ended.
 void Manager::Closed(const std::string &by, const std::string &reason)
 {
     if (by == "agent" && cutter_.Waiting() > 0) BadFrame("the connection ended inside a frame", {});
@@ -129,12 +129,12 @@ void Manager::Disconnect(int64_t awayMs)
 
 void Manager::BadFrame(const std::string &reason, const Bytes &bytes)
 {
-    const Bytes shown(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), kShownBytes)));
+    const Bytes shown(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(std::min(bytes.size(), kMaxShown)));
     journal_->Emit("bad-frame",
                    {NumberField("conn", connections_), TextField("reason", reason), TextField("bytes", ToHex(shown))});
 }
 
-// ---- What comes
+// ---- Received frames
 
 void Manager::Received(const uint8_t *data, size_t size)
 {
@@ -188,14 +188,14 @@ void Manager::Reply(const LocalFrame &request, const LocalExchange &exchange)
     Dispatch(Deliver(outgoing, "answered", more));
 }
 
-// ---- What leaves
+// ---- Sent frames
 
 static bool IsText(const Bytes &bytes)
 {
     return std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) { return byte >= 0x20 && byte != 0x7F; });
 }
 
-// Decides how a frame leaves, and tells.
+// Decides how a frame is sent and emits its event.
 LocalDelivery Manager::Deliver(const LocalOutgoing &outgoing, const char *event, Fields more)
 {
     LocalDelivery out = sender_.Deliver(outgoing, &faults_);
@@ -323,7 +323,7 @@ void Manager::ReportDue(int type)
     ArmReports();
 }
 
-// ---- The whole
+// ---- Status
 
 Fields Manager::Status() const
 {

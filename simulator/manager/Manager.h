@@ -1,5 +1,4 @@
-// Manager.h - the router's management process: finds the agent's socket, answers what is asked, sends what commands
-// say.
+// Manager.h - the local peer: connects to the agent's socket, answers requests, sends the frames of commands.
 //
 // Events: waiting, connected, disconnected, request, answered, sent, withheld, auto-report, bad-frame, stopped.
 //
@@ -30,38 +29,40 @@ class Manager
     Manager(const Manager &) = delete;
     Manager &operator=(const Manager &) = delete;
 
-    // Reads the files and begins to seek the agent. False with the reason.
-    bool Start(std::string *error);
+    // Reads the files and starts to connect. Returns false with the reason.
+    [[nodiscard]] bool Start(std::string *error);
 
-    // Sends what the words of a frame command make, `count` times; `together`: in one write. False with the reason.
-    bool Send(const Words &words, int64_t count, bool together, std::string *error);
+    // Sends the frame of a command `count` times; `together`: in one write. Returns false with the reason.
+    [[nodiscard]] bool Send(const Words &words, int64_t count, bool together, std::string *error);
 
-    // The same after `delayMs`, and then `count` - 1 times more, `periodMs` apart; 0: for good. A turn without a
-    // connection is left out.
-    bool Schedule(int64_t delayMs, int64_t periodMs, int64_t count, const Words &words, std::string *error);
+    // Sends it after `delayMs`, and then `count` - 1 times more, `periodMs` apart; with `count` 0 without end. A turn
+    // without a connection is skipped. Returns false with the reason.
+    [[nodiscard]] bool Schedule(int64_t delayMs, int64_t periodMs, int64_t count, const Words &words,
+                                std::string *error);
+    // Drops all turns. Returns how many there were.
     size_t ClearTimetable();
 
-    // Whether the auto-report configuration is acted on.
+    // Starts or stops the reports of the auto-report configuration.
     void Report(bool on);
 
-    // Closes the connection, and stays away for `awayMs`; negative: until Connect().
+    // Closes the connection and stays away for `awayMs`; negative: until Connect().
     void Disconnect(int64_t awayMs);
     void Connect();
 
     Household *House() { return &household_; }
     AutoReportKeeper *AutoReport() { return &autoReport_; }
     Faults *Misbehaviour() { return &faults_; }
-    Fields Status() const;
-    bool Busy() const; // something is still to be sent
+    [[nodiscard]] Fields Status() const;
+    [[nodiscard]] bool Busy() const; // something is still to be sent
 
-    // What a line of the household's file, or a command about the household, does. False with the reason; `*known`
-    // tells whether it is such a command at all.
-    bool EditHousehold(const Words &words, bool *known, std::string *error);
+    // Carries out a line of the household's file or a command about the household. Returns false with the reason;
+    // `*known` tells whether it is such a command at all.
+    [[nodiscard]] bool EditHousehold(const Words &words, bool *known, std::string *error);
 
   private:
     struct Turn {
         Words words;
-        int64_t periodMs, left; // left 0: for good
+        int64_t periodMs, left; // left 0: without end
         uint64_t timer;
     };
     bool LoadHousehold(std::string *error);

@@ -133,7 +133,7 @@ static std::vector<std::string> SetCompletions(const Words &words)
     return words.size() == 1 ? Household::SettingNames() : Household::ValueNamesOf(words[1]);
 }
 
-// What `show` can show.
+// The names that `show` takes.
 static std::vector<std::string> Parts()
 {
     std::vector<std::string> parts = Household::SettingNames();
@@ -142,7 +142,7 @@ static std::vector<std::string> Parts()
     return parts;
 }
 
-// Its COUNT may be left out.
+// The completions after `every`, whose COUNT is optional.
 static Completer BehindEvery(const Interpreter *interpreter)
 {
     return [interpreter](const Words &words) {

@@ -12,7 +12,7 @@ struct ManagerContext : ConsoleContext {
     Manager *manager;
 };
 
-// Adds them all, and those that every tool has.
+// Adds all of them, and the commands that every tool has.
 void AddManagerCommands(Interpreter *interpreter, ManagerContext *context);
 
 } // namespace sim

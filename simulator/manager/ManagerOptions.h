@@ -14,14 +14,14 @@ namespace sim
 struct ManagerOptions : ConsoleOptions {
     std::string socket = "/tmp/CommServer";
     int64_t retryMs = 1000;
-    std::optional<uint32_t> sequence; // of the first frame; otherwise the time in seconds
+    std::optional<uint32_t> sequence; // of the first frame; default: the time in seconds
     std::string household;            // a file with commands about the household
     std::string state;                // where the auto-report configuration is kept
     bool reports = false;             // report by that configuration
     std::vector<std::string> misbehaviours;
 };
 
-// Adds the subcommand, whose options end up in `*options`.
+// Adds the subcommand; its options are stored in `*options`.
 CLI::App *AddManagerCommand(CLI::App *app, ManagerOptions *options);
 
 } // namespace sim

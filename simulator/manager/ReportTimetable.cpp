@@ -12,7 +12,7 @@ static const double kDay = 86400;
 static const double kMinute = 60;
 static const int64_t kDaily = 1440;
 
-// The first of the times `start`, `start` + `period`, ... that lies behind `now`.
+// Returns the first of the times `start`, `start` + `period`, ... after `now`.
 static double NextOf(double start, double period, double now)
 {
     if (start > now) return start;
@@ -31,7 +31,7 @@ std::vector<NextReport> NextReports(const AutoReportPlan &plan, double since, do
     return reports;
 }
 
-// "21:30" or "21:30:00"; digits and colons at their places.
+// "21:30" or "21:30:00"; digits and colons in their places.
 static bool ReadClock(const std::string &text, struct tm *time)
 {
     if (text.size() != 5 && text.size() != 8) return false;

@@ -1,4 +1,4 @@
-// ReportTimetable.h - when the management process reports by itself, as its configuration has it.
+// ReportTimetable.h - when the local peer reports by itself, by its configuration.
 // State: none. Threads: any.
 #pragma once
 
@@ -12,15 +12,15 @@ namespace sim
 
 struct NextReport {
     int type;   // of FuncID 89
-    double due; // seconds since the epoch, behind `now`
+    double due; // seconds since the epoch, after `now`
 };
 
-// The next report of each type that is configured: type 1 every interval1 minutes from `since`, type 2 once a day at
+// Returns the next report of each configured type: type 1 every interval1 minutes from `since`, type 2 once a day at
 // dayReportTime when interval2 is 1440, type 3 every interval3 minutes from cycleReportStart.
-std::vector<NextReport> NextReports(const AutoReportPlan &plan, double since, double now);
+[[nodiscard]] std::vector<NextReport> NextReports(const AutoReportPlan &plan, double since, double now);
 
-// Milliseconds from `now` (seconds since the epoch) to the next time that the local clock shows HH:MM:SS or HH:MM.
-// False when `text` is no such time.
-bool UntilClock(const std::string &text, double now, int64_t *milliseconds);
+// Stores the milliseconds from `now` (seconds since the epoch) until the local clock next shows `text`, HH:MM:SS or
+// HH:MM. Returns false when `text` is no such time.
+[[nodiscard]] bool UntilClock(const std::string &text, double now, int64_t *milliseconds);
 
 } // namespace sim
