@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# folder-order.sh - checks that the agent's folders include each other in one direction only.
+# folder-order.sh - checks that the agent's folders, and its modules, include each other in one direction only.
 #
 #   scripts/folder-order.sh [FOLDER [KNOWN]...]
 #
@@ -29,13 +29,15 @@ fault() {
     faults=$((faults + 1))
 }
 
-seen=' ' headers=''
+seen=' ' headers='' modules=''
 while IFS=: read -r file line; do
     included=${line#*\"} included=${included%%\"*}
     from=$(floor_of "$file") to=$(floor_of "$included")
     [ -n "$from" ] && [ -n "$to" ] || continue
     files=$((files + 1))
     case $file in *.h) headers+="$file $included"$'\n' ;; esac
+    # A module is a header and a source of the same name.
+    [ "${file%.*}" = "${included%.*}" ] || modules+="${file%.*} ${included%.*}"$'\n'
     [ "$to" -gt "$from" ] || continue
     exception="$file ${floors[to]}"
     if printf '%s\n' "${known[@]}" | grep -qxF "$exception"; then
@@ -49,8 +51,12 @@ done < <(find . -name '*.cpp' -o -name '*.h' |
 for exception in "${known[@]}"; do
     [[ $seen = *" $exception "* ]] || fault "no longer so, take it from the list of known ones: $exception"
 done
-tsort <<<"$headers" >/dev/null 2>"${TMPDIR:-/tmp}/folder-order.$$" || fault "headers include each other in a circle:" \
-    "$(tail -n +2 "${TMPDIR:-/tmp}/folder-order.$$" | paste -sd' ')"
-rm -f "${TMPDIR:-/tmp}/folder-order.$$"
+in_a_circle() { # PAIRS WHAT: a fault when the pairs, one a line, have a circle
+    local circle
+    circle=$(tsort 2>&1 >/dev/null <<<"$1") || fault "$2 include each other in a circle:" \
+        "$(tail -n +2 <<<"$circle" | paste -sd' ')"
+}
+in_a_circle "$headers" headers
+in_a_circle "$modules" modules
 [ $files -gt 0 ] || fault "found no includes in $root"
 [ $faults -eq 0 ]

@@ -16,7 +16,7 @@
 #include "os/Paths.h"
 #include "platform/Sending.h"
 #include "plugin/BuildJson.h"
-#include "plugin/ParseJson.h"
+#include "plugin/PlugDataType.h"
 #include "plugin/PlugParameters.h"
 
 static const size_t kBlock = 16 * 1024;
