@@ -1,6 +1,7 @@
-// CommAnswer.h - the last answer: what the local peer has said to the agent's request.
+// CommAnswer.h - the local peer's last answer to a request of the agent.
 //
-// There is one. The handler thread (CommHandle.h) writes it, requesters (ComRequests.h) wait for it and read it.
+// Only the last one is kept. The handler thread (CommHandle.h) writes it; requesters (ComRequests.h) wait for it and
+// read it.
 //
 // State:    the answer, whether it has come, and which request is being made; all guarded by gCommAnswer.
 // Threads:  any; the handler keeps and announces, a requester in its turn asks and reads.
@@ -15,9 +16,9 @@
 // Woken when CommReceived becomes 1. Nothing else is locked while it is held.
 extern OsWaiter gCommAnswer;
 
-// 1 after every valid frame of the peer, whatever its FuncID: a requester sets it to 0 before it sends. Only frames of
-// FuncIDs 88 and 997 leave it alone while a request of another number is being made: a command must not take the answer
-// to a duty of the main thread for its own.
+// 1 after every valid frame of the peer, whatever its FuncID; a requester sets it to 0 before it sends. Only frames of
+// FuncIDs 88 and 997 do not set it while a request of another number is being made: they answer duties of the main
+// thread, and a command must not take such an answer for its own.
 extern std::atomic<int> CommReceived;
 
 // The FuncID of the request that is being made, 0 for none.
@@ -31,15 +32,16 @@ constexpr size_t kRxDataHead = 3;
 constexpr size_t kMaxRxAnswer = 3999; // bytes after the status
 extern uint8_t rxData[kRxDataSize];
 
-// Keeps the answer to request `funcId`: `length` bytes that the frame declares, the status first. `payload` has at
-// least one byte, and all of `length` if that is at most kMaxRxAnswer + 1. An answer without a status byte or with more
-// than kMaxRxAnswer bytes after it is logged and becomes status 1. Handler thread.
+// Keeps the answer to request `funcId`. `length` is the payload length that the frame declares, the status included;
+// `payload` has at least one byte, and all of `length` up to kMaxRxAnswer + 1. An answer with length 0 or with more
+// than kMaxRxAnswer bytes after its status is logged and becomes status 1. Handler thread.
 void CommKeepAnswer(uint16_t funcId, const uint8_t *payload, uint32_t length);
 
-// Sets CommReceived to 1 and wakes the requester, unless a frame of `funcId` leaves it alone. Handler thread.
+// Sets CommReceived to 1 and wakes the requester, unless the frame of `funcId` answers another request (see above).
+// Handler thread.
 void CommAnnounceAnswer(uint16_t funcId);
 
-// Sets CommReceived to 0, unless a frame of `funcId` leaves it alone. Handler thread.
+// Sets CommReceived to 0, with the same exception. Handler thread.
 void CommForgetAnswer(uint16_t funcId);
 
 // Notes that the request `funcId` is being made and sets CommReceived to 0. A requester that has the turn.
@@ -48,5 +50,5 @@ void CommExpectAnswer(uint32_t funcId);
 // Notes that no request is being made any more. A requester that gives the turn back.
 void CommExpectNothing();
 
-// Wakes every requester, so that it looks whether the session or the server still runs.
+// Wakes every requester, which then checks whether the session and the server still run.
 void CommWakeRequesters();

@@ -20,7 +20,7 @@ static constexpr bool Ascending()
 }
 static_assert(Ascending(), "a number stands twice or out of order");
 
-// CommFrameCut() takes a head byte with two more behind it for a stray one.
+// CommFrameCut() takes the first of three head bytes in a row for a stray one.
 static constexpr bool NoneBeginsLikeAHead()
 {
     for (const FuncIdRow &row : kRows)

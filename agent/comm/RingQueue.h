@@ -4,7 +4,7 @@
 // one. A slot is a 32-bit length in the machine's own byte order, then that many bytes.
 //
 // State:    all of it in the RingQueue that the caller owns, zeroed before RingQueue_Init().
-// Threads:  Init and Destroy while nobody else uses the queue; one thread pushes, one thread pops, any may ask.
+// Threads:  Init and Destroy while nobody else uses the queue; one thread pushes, one thread pops, any thread may ask.
 #pragma once
 
 #include <atomic>
