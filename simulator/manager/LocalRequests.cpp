@@ -183,12 +183,12 @@ const SayingRow kSayings[] = {
 
 // The agent's list of FuncIDs.
 struct NameRow {
-    uint16_t id;
     const char *name;
+    uint16_t id;
     FuncIdRequest request;
 };
 constexpr NameRow kNames[] = {
-#define NAME_ROW(number, constant, name, text, request, arrival) {number, name, REQUEST_##request},
+#define NAME_ROW(number, constant, name, text, request, arrival) {name, number, REQUEST_##request},
     FUNCID_LIST(NAME_ROW)
 #undef NAME_ROW
 };

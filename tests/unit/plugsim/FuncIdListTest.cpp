@@ -14,21 +14,16 @@ namespace
 {
 
 struct Row {
-    uint16_t id;
     std::string name, text;
+    uint16_t id;
     FuncIdRequest request;
     FuncIdArrival arrival;
 };
 const Row kRows[] = {
-#define ROW(number, constant, name, text, request, arrival) {number, name, text, REQUEST_##request, ARRIVAL_##arrival},
+#define ROW(number, constant, name, text, request, arrival) {name, text, number, REQUEST_##request, ARRIVAL_##arrival},
     FUNCID_LIST(ROW)
 #undef ROW
 };
-
-bool AnsweredUnderItsFunction(const Row &row)
-{
-    return row.arrival == ARRIVAL_ANSWER;
-}
 
 // As docs/plugsim-manager.md says it.
 std::string Said(FuncIdRequest request)
@@ -89,7 +84,7 @@ TEST(FuncIdList, ARequestForAFunctionHasItsNumberAndName)
 {
     for (const Row &row : kRows) {
         const Function *const function = FindFunction(row.id);
-        if (!AnsweredUnderItsFunction(row)) continue;
+        if (row.arrival != ARRIVAL_ANSWER) continue;
         ASSERT_NE(nullptr, function) << row.id;
         EXPECT_EQ(function->name, row.name);
     }
