@@ -2,8 +2,8 @@
 // State:    what they bring is kept in PlugParameters.h. Threads: the response thread.
 #pragma once
 
-#include <cstdint>
 
+#include <cstdint>
 #include "plugin/PlugDataType.h"
 
 // Carries out the command `dataType` with its `payload`, a text or null. Returns the code that the acknowledgement
