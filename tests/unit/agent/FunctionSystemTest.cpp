@@ -77,10 +77,10 @@ TEST_P(TextSettingTest, TakesTheTextUpToTheEndOfTheRequest)
     EXPECT_EQ(With(longest), Called(Text(longest)));
 }
 
-TEST_P(TextSettingTest, EndsATextThatFillsTheWholeRoom)
+TEST_P(TextSettingTest, ATextThatFillsTheRequestEndsAtItsLastByte)
 {
-    const size_t room = 1600 - 10 - GetParam().from;
-    EXPECT_EQ(With(std::string(room - 1, 't')), Called(Bytes(room, 't')));
+    const size_t longest = 1600 - 1 - 10 - GetParam().from;
+    EXPECT_EQ(With(std::string(longest, 't')), Called(Bytes(longest, 't')));
 }
 
 TEST_P(TextSettingTest, HandsBytesOfAnyKindOn)
