@@ -36,11 +36,7 @@ static bool s_stop;     // asks the thread to come to an end; guarded by s_ping
 // Waits for the pause between two lines. Returns false when the thread is to stop.
 static bool Pause()
 {
-    const int64_t deadline = OsNowMs() + kLinePauseMs;
-    OsGuard guard(&s_ping);
-    while (!s_stop && OsWaitUntil(&s_ping, deadline)) {
-    }
-    return !s_stop;
+    return !OsWaitFor(&s_ping, kLinePauseMs, [] { return s_stop; });
 }
 
 // Collects what the command prints until its end, or until there is no more room. One with a deadline is killed then,
@@ -124,8 +120,7 @@ static bool AwaitEnd()
 {
     static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
     ServerOnStop(&s_onStop);
-    OsGuard guard(&s_ping);
-    while (gPingThreadState == 1 && ServerRun == 1) OsWaitUntil(&s_ping, OS_FOREVER);
+    OsWaitFor(&s_ping, OS_FOREVER, [] { return gPingThreadState != 1 || ServerRun != 1; });
     return gPingThreadState == 0;
 }
 

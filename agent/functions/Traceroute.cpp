@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include "core/Common.h"
-#include "os/OsClock.h"
 #include "os/OsCommand.h"
 #include "os/OsFile.h"
 #include "os/OsProcess.h"
@@ -69,13 +68,7 @@ static void Kill()
 
 void *KillTrace500s(void *)
 {
-    const int64_t deadline = OsNowMs() + kWatchMs;
-    {
-        OsGuard guard(&s_watch);
-        while (killRun == 1 && OsWaitUntil(&s_watch, deadline)) {
-        }
-    }
-    if (killRun == 1) {
+    if (!OsWaitFor(&s_watch, kWatchMs, [] { return killRun != 1; })) {
         Kill();
         LOG_DEBUG("kill traceroute");
     }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <pthread.h>
 
+#include "os/OsClock.h"
+
 // A lock together with the condition "something that it guards has changed".
 struct OsWaiter {
     OsWaiter(); // the condition follows the clock of OsNowMs(), so a jump of the date moves no deadline
@@ -40,7 +42,20 @@ bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs);
 // Wakes every thread in OsWaitUntil() on `waiter`. Change what the lock guards first, under the lock.
 void OsWakeAll(OsWaiter *waiter);
 
-// A pause that nothing ends early. For the short documented pauses; anything longer waits on an OsWaiter.
+// Waits until `reached()` is true, at most `milliseconds` (OS_FOREVER for no limit), and returns whether it is. Takes
+// waiter->lock, which the caller does not hold: `reached` is called with it, at first and after each wake-up, and once
+// more at the deadline.
+template <typename Reached>
+bool OsWaitFor(OsWaiter *waiter, int64_t milliseconds, Reached reached)
+{
+    const int64_t deadline = milliseconds == OS_FOREVER ? OS_FOREVER : OsNowMs() + milliseconds;
+    OsGuard guard(waiter);
+    while (!reached())
+        if (!OsWaitUntil(waiter, deadline)) return reached();
+    return true;
+}
+
+// A pause that nothing ends early. For short pauses only; anything longer waits on an OsWaiter.
 void OsSleepMs(int64_t milliseconds);
 
 enum OsReadable { OS_READABLE = 1, OS_TIMED_OUT = 0, OS_WAIT_FAILED = -1, OS_OTHER_EVENT = -2 };

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "core/Common.h"
-#include "os/OsClock.h"
 #include "os/OsWait.h"
 
 std::atomic<int> mRegist;
@@ -76,10 +75,7 @@ void ClearQuitWhileLoggedIn()
 
 void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds)
 {
-    const int64_t deadline = milliseconds == OS_FOREVER ? OS_FOREVER : OsNowMs() + milliseconds;
-    OsGuard guard(&s_flags);
-    while (flag != 1 && mQuitPro != 1 && OsWaitUntil(&s_flags, deadline)) {
-    }
+    OsWaitFor(&s_flags, milliseconds, [&] { return flag == 1 || mQuitPro == 1; });
 }
 
 bool WaitForQuit(int64_t milliseconds)

@@ -1,6 +1,5 @@
 #include "platform/ServerStop.h"
 
-#include "os/OsClock.h"
 #include "os/OsWait.h"
 
 std::atomic<int> ServerRun;
@@ -13,11 +12,7 @@ static const int64_t kCallAgainMs = 1000;
 
 bool WaitForServerStop(int64_t milliseconds)
 {
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&s_stop);
-    while (ServerRun == 1 && OsWaitUntil(&s_stop, deadline)) {
-    }
-    return ServerRun != 1;
+    return OsWaitFor(&s_stop, milliseconds, [] { return ServerRun != 1; });
 }
 
 void ServerOnStop(ServerStopCall *call)
@@ -63,12 +58,6 @@ void BeginServerStop()
 
 void AwaitServerResponse()
 {
-    bool ended = false;
-    while (!ended) {
-        const int64_t next = MakeStopCalls() ? OsNowMs() + kCallAgainMs : OS_FOREVER;
-        OsGuard guard(&s_stop);
-        while (s_responding && OsWaitUntil(&s_stop, next)) {
-        }
-        ended = !s_responding;
+    while (!OsWaitFor(&s_stop, MakeStopCalls() ? kCallAgainMs : OS_FOREVER, [] { return !s_responding; })) {
     }
 }

@@ -85,8 +85,7 @@ bool QueueHoldsBegunFrame()
 
 void QueueWait()
 {
-    OsGuard guard(&mMutexQue);
-    while (!s_changed && !s_closed) OsWaitUntil(&mMutexQue, OS_FOREVER);
+    OsWaitFor(&mMutexQue, OS_FOREVER, [] { return s_changed || s_closed; });
 }
 
 void QueueClose()

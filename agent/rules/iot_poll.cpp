@@ -132,11 +132,7 @@ void pollStop()
 // Returns whether it is time for a pass; false when the daemon is to end.
 static bool AwaitNextPass()
 {
-    OsGuard guard(&s_poll);
-    const int64_t deadline = OsNowMs() + kPassMs;
-    while (pollRun && OsWaitUntil(&s_poll, deadline)) {
-    }
-    return pollRun != 0;
+    return !OsWaitFor(&s_poll, kPassMs, [] { return !pollRun; });
 }
 
 void *TimeRuleProc(void *)

@@ -96,6 +96,33 @@ TEST(OsWaitUntil, AWakeUpReachesEveryThread)
     for (std::thread &thread : threads) thread.join();
 }
 
+TEST(OsWaitFor, IsFalseAtItsDeadlineAndNotBefore)
+{
+    OsWaiter waiter;
+    const int64_t begin = OsNowMs();
+    EXPECT_FALSE(OsWaitFor(&waiter, 5, [] { return false; }));
+    EXPECT_GE(OsNowMs() - begin, 5);
+}
+
+TEST(OsWaitFor, IsEndedByAWakeUpLongBeforeItsDeadline)
+{
+    for (int64_t milliseconds : {kFar, OS_FOREVER}) {
+        OsWaiter waiter;
+        bool changed = false; // guarded by the waiter
+        bool reached = false;
+        const int64_t begin = OsNowMs();
+        std::thread waiting([&] { reached = OsWaitFor(&waiter, milliseconds, [&] { return changed; }); });
+        {
+            OsGuard guard(&waiter);
+            changed = true;
+            OsWakeAll(&waiter);
+        }
+        waiting.join();
+        EXPECT_TRUE(reached);
+        EXPECT_LT(OsNowMs() - begin, kFar);
+    }
+}
+
 // ---- Readable descriptors ----
 
 TEST_F(OsWaitReadableTest, TimesOutWhenNothingComes)
