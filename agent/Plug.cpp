@@ -15,6 +15,7 @@
 #include "core/PlugStatus.h"
 #include "core/Version.h"
 #include "functions/FwVersionReport.h"
+#include "http/HttpSocket.h"
 #include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
@@ -22,6 +23,7 @@
 #include "platform/Protool.h"
 #include "platform/Session.h"
 #include "platform/Settings.h"
+#include "platform/SignOfLife.h"
 #include "platform/TcpServer.h"
 #include "rules/eaccess.h"
 #include "subdev/Function39.h"
@@ -80,7 +82,17 @@ static void StartWhatFailed()
 
 // ---- Start-up ----
 
-// Its result is not acted upon: without settings every registration fails, and that is retried and reported.
+void PlugConnectModules()
+{
+    static const HttpSession s_session = {[] { return ServerRun != 1; }, [] { SetResponseState(RESPONSE_STAYS); }};
+    static ServerStopCall s_onStop = {HttpSessionEnds, false, nullptr};
+    ServerOnFrame(CBHandle);
+    CommOnDevices(Fn40Handle);
+    HttpFollow(&s_session);
+    ServerOnStop(&s_onStop);
+}
+
+// Its result is not used: without settings every registration fails, and that is retried and reported.
 static int SysInit()
 {
     NewTcpQueue();
@@ -98,8 +110,7 @@ void PlugStart(int argc, char *argv[])
     LOG_AS(LOG_LEVEL_DEBUG, "main", "Log system [debug] working.");
     LOG_AS(LOG_LEVEL_INFO, "main", ">>>>>>>>>>>>>>>>> Plugin Version = %s", kPluginVersionTagged);
     OsSleepMs(50);
-    ServerOnFrame(CBHandle);
-    CommOnDevices(Fn40Handle);
+    PlugConnectModules();
     SysInit();
     Start(&s_accessDaemon);
     if (CommServerStart() != 0) LOG_FATAL("main", "Comm server start error.");

@@ -11,6 +11,11 @@
 // could not be started, at the beginning of every cycle.
 void PlugStart(int argc, char *argv[]);
 
+// Ties the modules together that do not know each other: frames from the platform go to CBHandle(), devices that the
+// local peer reports to Fn40Handle(), and HTTP transfers follow the platform session. PlugStart() does it; calling it again changes nothing.
+void PlugConnectModules();
+
+
 // One turn of the cycle: one attempt to register, and when that succeeds one whole session. Ends the process after
 // the twelfth failed attempt in a row and, at a session's end, after a week.
 void PlugCycle();

@@ -7,9 +7,9 @@
 
 #include "core/Common.h"
 #include "core/JsonParse.h"
-#include "functions/Download.h"
-#include "functions/HttpSocket.h"
-#include "functions/Url.h"
+#include "http/Download.h"
+#include "http/HttpSocket.h"
+#include "http/Url.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "core/MacText.h"
-#include "functions/Download.h"
+#include "http/Download.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
 #include "sdk/RouterSdk.h"

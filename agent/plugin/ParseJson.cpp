@@ -14,6 +14,7 @@
 #include "core/JsonParse.h"
 #include "core/MacText.h"
 #include "functions/Url.h"
+#include "http/Url.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
 #include "plugin/PlugUpdate.h"

@@ -8,7 +8,7 @@
 
 #include "core/Common.h"
 #include "core/PlugStatus.h"
-#include "functions/Download.h"
+#include "http/Download.h"
 #include "os/OsCommand.h"
 #include "os/OsFile.h"
 #include "os/OsProcess.h"

@@ -10,8 +10,8 @@
 
 #include "FuzzOs.h"
 #include "core/Common.h"
-#include "functions/Download.h"
-#include "functions/HttpSocket.h"
+#include "http/Download.h"
+#include "http/HttpSocket.h"
 
 static const char kName[] = "Content-Length:";
 

@@ -10,8 +10,8 @@
 #include "FuzzOs.h"
 #include "core/Common.h"
 #include "core/JsonParse.h"
+#include "platform/ServerStop.h"
 #include "platform/Settings.h"
-#include "platform/TcpServer.h"
 #include "plugin/BuildJson.h"
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"
@@ -99,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FuzzOsReset();
     d_set_log_level(LOG_LEVEL_NONE);
-    REQUIRE(ServerRun == 0); // so that an update ends before it looks a host up
+    REQUIRE(ServerRun == 0); // no session: an update ends before it looks a host up
     Fn40Interval = 6;
     AutoReportDevinfo = 1;
     FuzzInput input = {data, size};

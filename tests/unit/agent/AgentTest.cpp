@@ -9,16 +9,14 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "CBHandle.h"
 #include "Plug.h"
-#include "comm/CommHandle.h"
 #include "core/Common.h"
 #include "core/Config.h"
 #include "os/Paths.h"
 #include "platform/Protool.h"
+#include "platform/ServerStop.h"
 #include "platform/Settings.h"
-#include "platform/TcpServer.h"
-#include "subdev/Function40.h"
+#include "platform/TcpQueue.h"
 #include "tests/unit/agent/LogNames.h"
 
 void AgentTest::SetUp()
@@ -41,8 +39,7 @@ void AgentTest::SetUp()
     mQuitPro = 0;
     ServerRun = 0;
     NewTcpQueue();
-    ServerOnFrame(CBHandle);
-    CommOnDevices(Fn40Handle);
+    PlugConnectModules();
     PlugResetCounters();
     d_set_log_level(LOG_LEVEL_ALL);
     testing::internal::CaptureStderr();

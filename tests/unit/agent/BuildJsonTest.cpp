@@ -4,7 +4,7 @@
 #include <cjson/cJSON.h>
 #include <cstring>
 
-#include "functions/Download.h"
+#include "http/Download.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
 #include "subdev/SubdevMutex.h"

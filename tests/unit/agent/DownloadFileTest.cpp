@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <sys/resource.h>
 
-#include "functions/HttpSocket.h"
+#include "http/HttpSocket.h"
 #include "tests/support/Processes.h"
 #include "tests/unit/agent/DownloadTest.h"
 #include "tests/unit/agent/PlatformSide.h"

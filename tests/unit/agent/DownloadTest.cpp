@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "functions/HttpSocket.h"
+#include "http/HttpSocket.h"
 #include "tests/unit/agent/PlatformSide.h"
 
 namespace

@@ -1,7 +1,7 @@
 // DownloadTest.h - what the tests of the downloads share: a running session and a file to download into.
 #pragma once
 
-#include "functions/Download.h"
+#include "http/Download.h"
 #include "platform/TcpServer.h"
 #include "tests/fakes/FakeLibraries.h"
 #include "tests/support/HttpServer.h"

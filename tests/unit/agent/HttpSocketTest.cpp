@@ -1,4 +1,4 @@
-#include "functions/HttpSocket.h"
+#include "http/HttpSocket.h"
 
 #include <cstring>
 #include <sys/socket.h>

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "core/PlugStatus.h"
-#include "functions/HttpSocket.h"
+#include "http/HttpSocket.h"
 #include "os/Paths.h"
 #include "plugin/ParseJson.h"
 #include "plugin/PlugParameters.h"

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "functions/Download.h"
-#include "functions/HttpSocket.h"
+#include "http/Download.h"
+#include "http/HttpSocket.h"
 #include "platform/Protool.h"
 #include "tests/fakes/FakeLibraries.h"
 #include "tests/support/HttpServer.h"

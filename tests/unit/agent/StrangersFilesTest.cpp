@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include "core/PlugStatus.h"
-#include "functions/Download.h"
 #include "functions/Traceroute.h"
+#include "http/Download.h"
 #include "os/Paths.h"
 #include "platform/Protool.h"
 #include "subdev/KnownDevices.h"

@@ -1,5 +1,5 @@
 // Taking a URL apart.
-#include "functions/Url.h"
+#include "http/Url.h"
 
 #include <gtest/gtest.h>
 #include <string>

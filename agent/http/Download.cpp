@@ -1,5 +1,5 @@
 #define LOG_MODULE "Download"
-#include "functions/Download.h"
+#include "http/Download.h"
 
 #include <cerrno>
 #include <climits>
@@ -8,10 +8,9 @@
 #include <unistd.h>
 
 #include "core/Common.h"
-#include "functions/HttpSocket.h"
+#include "http/HttpSocket.h"
 #include "os/OsClock.h"
 #include "os/OsFile.h"
-#include "platform/SignOfLife.h"
 
 std::atomic<int> gDownRate{-1};
 
@@ -112,9 +111,9 @@ static int64_t ReceiveBody(const char *function, int length, int file)
         const size_t most = ReceiveSize(length - total);
         const int count = !m_bConnected ? 0 : file < 0 ? SkipHttp(s_blocks, most) : ReceiveHttp(s_blocks, most);
         if (count <= 0) {
-            // The connection has closed early. Whoever asked waits for the rest, as ever, but lets go with the session.
-            // An update holds the response thread up; a rate test has a thread of its own, and costs nothing.
-            if (file >= 0) SetResponseState(RESPONSE_STAYS);
+            // The connection has closed early. The download waits for the rest until the session ends. An update keeps
+            // the response thread meanwhile; a rate test has a thread of its own.
+            if (file >= 0) HttpStays();
             if (!HttpPause(kEarlyClosePauseMs)) continue;
             LOG_AS(LOG_LEVEL_ERR, function, "session ended, %lld of %d bytes received", static_cast<long long>(total),
                    length);

@@ -1,4 +1,4 @@
-#include "functions/Url.h"
+#include "http/Url.h"
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
 #define LOG_MODULE "Download"
-#include "functions/HttpSocket.h"
+#include "http/HttpSocket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -14,7 +14,6 @@
 
 #include "os/OsClock.h"
 #include "os/OsWait.h"
-#include "platform/TcpServer.h"
 
 int m_s;
 struct hostent *m_phostent;
@@ -27,7 +26,9 @@ int m_nResponseHeaderSize = -1;
 int8_t m_bResponsed;
 int m_nCurIndex;
 
-static const int64_t kSilenceMs = 10000; // of a server that the end of the session does not wait for any more
+static const HttpSession *s_session; // written before any transfer begins
+
+static const int64_t kSilenceMs = 10000; // of a server: then a transfer that outlasts its session lets go
 
 // Guards the next four, and m_s against being closed while HttpLetGo() shuts it down; only the owner writes m_s.
 static OsWaiter s_http;
@@ -52,7 +53,12 @@ void HttpLetGo()
     LetGo();
 }
 
-static bool OnServerStop()
+void HttpFollow(const HttpSession *session)
+{
+    s_session = session;
+}
+
+bool HttpSessionEnds()
 {
     OsGuard guard(&s_http);
     // Without a socket there is no transfer, or its connection has closed early and brings no more.
@@ -63,14 +69,12 @@ static bool OnServerStop()
 
 bool HttpClaim(HttpEnd end)
 {
-    static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
-    ServerOnStop(&s_onStop);
     OsGuard guard(&s_http);
     if (s_claimed) return false;
     s_claimed = true;
     s_end = end;
-    // Nothing is begun in a session that is going down.
-    s_letGo = ServerRun != 1;
+    // Under the lock: a session that ends after this question calls HttpSessionEnds(), which then finds the claim.
+    s_letGo = !s_session || s_session->over();
     return true;
 }
 
@@ -83,11 +87,12 @@ void HttpRelease()
 
 bool HttpPause(int64_t milliseconds)
 {
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&s_http);
-    while (!s_letGo && OsWaitUntil(&s_http, deadline)) {
-    }
-    return s_letGo;
+    return OsWaitFor(&s_http, milliseconds, [] { return s_letGo; });
+}
+
+void HttpStays()
+{
+    s_session->stays();
 }
 
 static void Heard()

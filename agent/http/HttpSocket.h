@@ -2,11 +2,11 @@
 // needs it).
 //
 // State:    the instance below, one for the whole agent. HttpClaim() hands it to one thread, which owns it until
-//           HttpRelease(); everything here but HttpLetGo() is called between the two, by that thread.
-// Threads:  any, one at a time as said. HttpLetGo() is safe from every thread at any time.
+//           HttpRelease(); that thread calls everything else here between the two, unless stated otherwise.
+// Threads:  any, one at a time as said. HttpLetGo() and HttpSessionEnds() are safe from every thread at any time.
 //
 // There is no time-out: connecting, header and body wait as long as the system does. All waits but the name look-up end
-// at once with HttpLetGo(), and with the platform session as the transfer has been claimed for.
+// at once with HttpLetGo(). They end with the platform session as well, which this folder knows only as HttpSession.
 #pragma once
 
 #include <cstddef>
@@ -27,15 +27,29 @@ extern int m_nResponseHeaderSize;                  // its bytes; -1 until it has
 extern int8_t m_bResponsed;                        // 1 once it has been read
 extern int m_nCurIndex;                            // where GetResponseLine() goes on
 
-// What the end of the platform session is to a transfer.
+// The platform session, as far as a transfer follows it. Both procedures are called by the thread of the transfer.
+struct HttpSession {
+    bool (*over)();  // returns true while no session runs: a transfer that begins then lets go at once
+    void (*stays)(); // from now on the transfer ends only with the session: see HttpStays()
+};
+
+// Names the session that all transfers follow; `session` lives as long as the process. Without one every transfer lets
+// go at once. Main thread, before the first transfer.
+void HttpFollow(const HttpSession *session);
+
+// Has the transfer in progress follow the end of the session. Returns true when it goes on all the same: it is then to
+// be asked again every second.
+[[nodiscard]] bool HttpSessionEnds();
+
+// What the end of the session means for a transfer.
 enum HttpEnd {
     HTTP_ENDS_WITH_SESSION, // it lets go at once
     HTTP_OUTLASTS_SESSION,  // it goes on while bytes come, and lets go when the server has sent none for 10 s
 };
 
-// Takes the instance for one transfer; one that is claimed when the session has ended already lets go at once. Returns
-// false when another one is in progress.
-bool HttpClaim(HttpEnd end);
+// Takes the instance for one transfer, which lets go at once when no session runs. Returns false when another transfer
+// is in progress.
+[[nodiscard]] bool HttpClaim(HttpEnd end);
 
 // Closes what is open and gives the instance back.
 void HttpRelease();
@@ -44,7 +58,10 @@ void HttpRelease();
 void HttpLetGo();
 
 // Waits `milliseconds`, or less when the transfer is to let go. Returns whether it is.
-bool HttpPause(int64_t milliseconds);
+[[nodiscard]] bool HttpPause(int64_t milliseconds);
+
+// Tells the session that the thread waits for nothing but its end, because the connection has closed early.
+void HttpStays();
 
 // Brings the instance back to its beginning. An open socket is closed.
 void NewCHttpSocket();
