@@ -78,9 +78,9 @@ void swapNet32(void *dest, uint32_t v);
 // This is meant: callers have always relied on the untouched byte.
 void CharToHex(uint8_t *dest, const char *text);
 
-// Base64 of RFC 4648, section 4, with "=" padding.
-// Both store the size that the result needs (the encoder's without a terminator; it writes none) in *outLen, and
-// return 0, or -1 without writing when `capacity` is smaller. The decoder skips CR LF and LF and returns -2 for
-// characters outside the alphabet or padding in a wrong place. outLen must not be null; out may be when capacity is 0.
-int Base64Encode(const uint8_t *in, size_t inLen, char *out, size_t capacity, size_t *outLen);
-int Base64Decode(const char *in, size_t inLen, uint8_t *out, size_t capacity, size_t *outLen);
+// Base64 of RFC 4648, section 4, with "=" padding. Both store the size of the result in *outLen (the encoder writes no
+// terminator) and return 0, or -1 without writing when `capacity` is smaller. The decoder skips CR LF and LF, and
+// returns -2 for characters outside the alphabet or padding in a wrong place. outLen must not be null; `out` may be
+// when `capacity` is 0.
+[[nodiscard]] int Base64Encode(const uint8_t *in, size_t inLen, char *out, size_t capacity, size_t *outLen);
+[[nodiscard]] int Base64Decode(const char *in, size_t inLen, uint8_t *out, size_t capacity, size_t *outLen);

@@ -17,8 +17,8 @@ void ClearOptions();
 
 // Reads the options -d, -f FILE and -m MAC. An unknown option is reported and skipped.
 // Returns 0; -1 when -f stands alone at the end; -2 when the text of -m is not 12 characters long. What those
-// characters are is not checked (see CharToHex). A path of -f that is too long names no file, like an empty one.
-int config_line_proc(int argc, char *argv[]);
+// characters are is not checked (see CharToHex). A path of -f that is too long counts as an empty one.
+[[nodiscard]] int config_line_proc(int argc, char *argv[]);
 
 // Chooses the configuration file: the one of -f when it can be read, else `defaultPath` when it can be read, else
 // "./plug.conf" unchecked. Anybody may have put something at `defaultPath`: it counts when it, and what it points to,

@@ -17,13 +17,13 @@ extern std::atomic<int> gDownRate; // of the last rate test, bytes per second; -
 // this caller's turn, and before anything is asked of the server. A failure leaves what has come in it. Returns 0, also
 // when the file could not take the whole body: whoever needs all of it compares a digest. -1 with a log line otherwise.
 // A connection that ends before the announced length does not end the download: it waits for the session to end.
-int DownLoadFIle(const char *host, int port, const char *path, const char *localName);
+[[nodiscard]] int DownLoadFIle(const char *host, int port, const char *path, const char *localName);
 
 // Downloads `path` from `host`:`port`, keeps nothing of it, and stores the rate in gDownRate: bytes by whole seconds, a
 // download within one second counting as one second. The fourth argument is ignored. Returns 0 or -1.
-int DownTestRateFIle(const char *host, int port, const char *path, const char *localName);
+[[nodiscard]] int DownTestRateFIle(const char *host, int port, const char *path, const char *localName);
 
 // What a response header (terminated text) says about the length of the body. Returns it, or -1 with a log line of
 // `function` when none is announced, when the line has 64 characters or more, when the number is negative or past 31
 // bits, or when it is less than kDownloadMin.
-int AnnouncedLength(const char *header, const char *function);
+[[nodiscard]] int AnnouncedLength(const char *header, const char *function);

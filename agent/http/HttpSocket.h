@@ -67,7 +67,7 @@ void HttpStays();
 void NewCHttpSocket();
 
 // Makes the IPv4 TCP socket. Returns whether there is one.
-bool CreateHttpSocket();
+[[nodiscard]] bool CreateHttpSocket();
 
 // Connects to the first IPv4 address of `host`, at `port` (host order). Returns 1, or 0: no host, port outside 1 to
 // 65535, the look-up or the connect failed (the socket then stays open), or connected already (it is then closed).
@@ -75,8 +75,8 @@ int ConnectHttp(const char *host, int port);
 
 // Writes a GET request for `path` into m_requestheader. `cookie` and `referer` may be nullptr. Returns it with its
 // length in *length, or nullptr when it does not fit or one of the texts would begin a new line.
-const char *FormatRequestHeader(const char *host, const char *path, size_t *length, const char *cookie,
-                                const char *referer);
+[[nodiscard]] const char *FormatRequestHeader(const char *host, const char *path, size_t *length, const char *cookie,
+                                              const char *referer);
 
 // Sends `request` (nullptr: m_requestheader), `length` bytes of it (0: all of the text), and reads the response header.
 // Returns 1 when it was sent, else 0.
@@ -88,11 +88,11 @@ const char *GetResponseHeader(int *size);
 
 // One receive of at most `length` bytes. Returns the count; 0 or -1 when the connection has ended, and then the socket
 // is closed.
-int ReceiveHttp(void *buffer, size_t length);
+[[nodiscard]] int ReceiveHttp(void *buffer, size_t length);
 
-// The same for bytes that nobody looks at: Linux drops those of a TCP connection where they lie (MSG_TRUNC), which on
-// a router's processor costs a fraction of copying them. The content of `buffer` is then undefined.
-int SkipHttp(void *buffer, size_t length);
+// The same for bytes that nobody reads: Linux drops them in the kernel (MSG_TRUNC), which costs a router's processor a
+// fraction of copying them. The content of `buffer` is then undefined.
+[[nodiscard]] int SkipHttp(void *buffer, size_t length);
 
 // Closes the socket. Returns 1, also when none was open; 0 when closing failed.
 int CloseSocket();
@@ -100,8 +100,8 @@ int CloseSocket();
 // The rest of what such an instance offers; the downloads do without it.
 
 // Send and receive, -1 unless connected. Both return the count of one call, or -1.
-int SendWhenConnected(const void *data, size_t length);
-int ReceiveWhenConnected(void *buffer, size_t length);
+[[nodiscard]] int SendWhenConnected(const void *data, size_t length);
+[[nodiscard]] int ReceiveWhenConnected(void *buffer, size_t length);
 
 // Copies the request text, at most `length` bytes and no terminator. Returns the count.
 size_t GetRequestHeader(char *out, size_t length);
@@ -110,9 +110,9 @@ size_t GetRequestHeader(char *out, size_t length);
 // receiving. Returns 1 or 0.
 int SetTimeout(int milliseconds, int sending);
 
-// The next line of the response header with its line feed and a terminator, cut to `room`. Returns its length; -1 at
-// the end of the header, or before one was read, and begins again with the first line.
-int GetResponseLine(char *line, size_t room);
+// Stores the next line of the response header with its line feed and a terminator, cut to `room`. Returns its length;
+// -1 at the end of the header, or before one was read: the next call then begins with the first line again.
+[[nodiscard]] int GetResponseLine(char *line, size_t room);
 
 // The status code, which stands in bytes 9 to 11 of the header; -1 before a header was read.
 int GetServerState();

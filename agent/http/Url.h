@@ -15,4 +15,4 @@ struct UrlParts {
 
 // Returns false when there is no "://" or no slash behind the host. The first slash there ends host and port, so a
 // colon behind it belongs to the path. What a host or a port may be is the caller's to say.
-bool SplitUrl(const char *url, UrlParts *parts);
+[[nodiscard]] bool SplitUrl(const char *url, UrlParts *parts);

@@ -42,13 +42,14 @@ int OsCommandRunInto(OsCommand *command, const char *text, int output);
 // OsCommandRun() for a command that nobody needs to stop because it ends by itself.
 int OsRun(const char *text);
 
-// Starts `text` with its standard output readable. Returns 0; -1 with errno as above. OsCommandClose() is due after 0.
-int OsCommandOpen(OsCommand *command, const char *text);
+// Starts `text` with its standard output readable. Returns 0, and OsCommandClose() must follow; -1 with errno
+// as above.
+[[nodiscard]] int OsCommandOpen(OsCommand *command, const char *text);
 
 // Waits for the next line and stores it with its line feed and a terminator; a line that is longer than `room` - 1
-// bytes comes in pieces. Waits until `deadlineMs` at most, a time of OsNowMs() or OS_FOREVER; a line that is not
-// complete by then comes as it is. Returns its length, 0 at the end of the output, or when nothing has come in time.
-size_t OsCommandReadLine(OsCommand *command, char *line, size_t room, int64_t deadlineMs);
+// bytes comes in pieces. Waits until `deadlineMs` at most, a time of OsNowMs() or OS_FOREVER; then an incomplete line
+// is stored as it is. Returns the length; 0 at the end of the output, or when nothing has come in time.
+[[nodiscard]] size_t OsCommandReadLine(OsCommand *command, char *line, size_t room, int64_t deadlineMs);
 
 // Closes the output, which ends a command that goes on writing, and waits for its end. Returns 0, or -1 with errno
 // when the end cannot be learnt.

@@ -12,31 +12,31 @@
 // Opens a regular file for reading; descriptors are close-on-exec and opening never blocks.
 // followLink: false refuses a symbolic link at `path` (for paths in directories that others may write).
 // Returns the descriptor, or -1 with errno (EINVAL when `path` is no regular file).
-int OsOpenForReading(const char *path, bool followLink);
+[[nodiscard]] int OsOpenForReading(const char *path, bool followLink);
 
 // Opens a file for reading that is ours; anything else is refused. The descriptor is close-on-exec.
 // Returns the descriptor, or -1 with errno (EINVAL when what is at `path` is not ours).
-int OsOpenOurs(const char *path);
+[[nodiscard]] int OsOpenOurs(const char *path);
 
 // OsOpenForReading() for a file that nobody else can have chosen for us: it, and each link that leads to it from `path`, belongs
 // to root or to us. What was looked at is what has been opened.
 // Returns the descriptor, or -1 with errno (EPERM for what belongs to somebody else).
-int OsOpenTrusted(const char *path);
+[[nodiscard]] int OsOpenTrusted(const char *path);
 
 // Replaces the content of `path` by `size` bytes and its mode by `mode`, whatever the umask. A file that is ours is
 // overwritten in place, without a moment in which it is empty or longer than either content; so this works on a full
 // disk. Anything else there is removed, never written or followed, and a new file made. A folder stays and is an error.
 // Returns 0; -1 with errno when the file cannot be opened; -2 with errno when it was opened but not all bytes
 // could be written.
-int OsReplaceFile(const char *path, const void *data, size_t size, mode_t mode);
+[[nodiscard]] int OsReplaceFile(const char *path, const void *data, size_t size, mode_t mode);
 
 // Makes a new file of mode 0600 at `path`, for writing and for reading back what was written. Whatever is there, a file
 // of ours as well, is removed, never written or followed. A folder stays and is an error.
 // Returns the descriptor, which is close-on-exec, or -1 with errno.
-int OsOpenForWriting(const char *path);
+[[nodiscard]] int OsOpenForWriting(const char *path);
 
 // Writes all `size` bytes. Returns 0, or -1 with errno (ENOSPC when the file took fewer).
-int OsWriteAll(int fd, const void *data, size_t size);
+[[nodiscard]] int OsWriteAll(int fd, const void *data, size_t size);
 
 // Removes a file or a link; there may be none.
 void OsRemoveFile(const char *path);
@@ -47,8 +47,8 @@ struct OsFileId {
     ino_t inode;
 };
 
-// What stands at `path`; a link is not followed. Returns whether anything does. Callable from a signal handler.
-bool OsFileIdOf(const char *path, OsFileId *id);
+// Stores what is at `path`; a link is not followed. Returns whether there is anything. Callable from a signal handler.
+[[nodiscard]] bool OsFileIdOf(const char *path, OsFileId *id);
 
 // Removes `path` if it still is the file `id`, or the link. Callable from a signal handler.
 void OsRemoveFileIf(const char *path, const OsFileId &id);

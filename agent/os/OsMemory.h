@@ -5,7 +5,7 @@
 #include <cstddef>
 
 // `size` zeroed bytes, or nullptr. Freed with OsFree().
-void *OsAllocate(size_t size);
+[[nodiscard]] void *OsAllocate(size_t size);
 
 // Frees what OsAllocate() gave; nullptr is allowed.
 void OsFree(void *memory);

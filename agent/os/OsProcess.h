@@ -7,7 +7,7 @@
 
 // Starts `body(argument)` on a new joinable thread. Returns 0 or the error number of pthread_create().
 // The stack is small (128 KiB): nothing large may live on it.
-int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument);
+[[nodiscard]] int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument);
 
 // Waits for the end of a thread. Returns 0 or the error number of pthread_join().
 int OsThreadJoin(pthread_t thread);

@@ -64,4 +64,4 @@ enum OsReadable { OS_READABLE = 1, OS_TIMED_OUT = 0, OS_WAIT_FAILED = -1, OS_OTH
 // timeoutMs: milliseconds, or -1 for no limit. OS_WAIT_FAILED when the wait itself failed, a closed descriptor
 // included; OS_OTHER_EVENT when it returned without the descriptor being among the ready ones.
 // Another thread ends the wait with shutdown(fd, SHUT_RD).
-OsReadable OsWaitReadable(int fd, int timeoutMs);
+[[nodiscard]] OsReadable OsWaitReadable(int fd, int timeoutMs);

@@ -76,18 +76,19 @@ uint8_t GetCheckSum(const uint8_t *buffer, size_t length);
 uint8_t FrameChecksum(uint16_t bodyLen, const uint8_t *head, size_t headLen, const uint8_t *plain, size_t plainLen);
 
 // Whether the inner record of this MsgType carries the router's MAC.
-bool FrameCarriesMac(uint8_t msgType);
+[[nodiscard]] bool FrameCarriesMac(uint8_t msgType);
 
-// Reads the 7 header bytes at `data`. False when `size` is less than 7 or the magic is another.
-bool FrameReadHeader(const uint8_t *data, size_t size, FrameHeader *header);
+// Reads the 7 header bytes at `data`. Returns false when `size` is less than 7 or the magic is another.
+[[nodiscard]] bool FrameReadHeader(const uint8_t *data, size_t size, FrameHeader *header);
 
 // Writes header, head block and body into `out`. `header` gives MsgType, flag, checksum and both lengths.
 // Returns the frame's length, or 0 when it does not fit into `size` bytes.
-size_t FrameWrite(const FrameHeader &header, const uint8_t *head, const uint8_t *body, uint8_t *out, size_t size);
+[[nodiscard]] size_t FrameWrite(const FrameHeader &header, const uint8_t *head, const uint8_t *body, uint8_t *out,
+                                size_t size);
 
 // Writes a record. Returns its length, or 0 when it does not fit into `size` bytes.
-size_t InnerRecordWrite(const InnerRecord &record, uint8_t *out, size_t size);
+[[nodiscard]] size_t InnerRecordWrite(const InnerRecord &record, uint8_t *out, size_t size);
 
 // Reads a record; `record` then points into `plain`. `plain` may still carry its padding.
-// False when it is cut off or announces more payload than follows: nothing past `size` is ever looked at.
-bool InnerRecordRead(const uint8_t *plain, size_t size, bool withMac, InnerRecord *record);
+// Returns false when it is cut off or announces more payload than follows: nothing past `size` is ever read.
+[[nodiscard]] bool InnerRecordRead(const uint8_t *plain, size_t size, bool withMac, InnerRecord *record);

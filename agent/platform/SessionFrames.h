@@ -53,21 +53,21 @@ void PinField(const char *pin, uint8_t field[kPinHeadSize]);
 // missing. Readers point into what they were given.
 size_t RegisterHeadWrite(const RegisterRequest &request, uint8_t *out, size_t size);
 size_t RegisterRecordWrite(const RegisterRequest &request, uint8_t *out, size_t size);
-bool RegisterRequestRead(const uint8_t *head, size_t headLen, const uint8_t *record, size_t recordLen,
-                         RegisterRequest *request);
+[[nodiscard]] bool RegisterRequestRead(const uint8_t *head, size_t headLen, const uint8_t *record, size_t recordLen,
+                                       RegisterRequest *request);
 
 size_t RegisterAckWrite(const RegisterAck &ack, uint8_t *out, size_t size);
-bool RegisterAckRead(const uint8_t *record, size_t recordLen, RegisterAck *ack);
+[[nodiscard]] bool RegisterAckRead(const uint8_t *record, size_t recordLen, RegisterAck *ack);
 
 size_t LoginHeadWrite(const LoginRequest &request, uint8_t *out, size_t size);
 size_t LoginRecordWrite(const LoginRequest &request, uint8_t *out, size_t size);
-bool LoginRequestRead(const uint8_t *head, size_t headLen, const uint8_t *record, size_t recordLen,
-                      LoginRequest *request);
+[[nodiscard]] bool LoginRequestRead(const uint8_t *head, size_t headLen, const uint8_t *record, size_t recordLen,
+                                    LoginRequest *request);
 
 // The login acknowledgement's record: 2 bytes not used, the heartbeat interval in seconds (signed, little-endian).
 size_t LoginAckWrite(int16_t interval, uint8_t *out, size_t size);
-bool LoginAckRead(const uint8_t *record, size_t recordLen, int16_t *interval);
+[[nodiscard]] bool LoginAckRead(const uint8_t *record, size_t recordLen, int16_t *interval);
 
 // The head of a heartbeat: seconds since the epoch, little-endian.
 size_t HeartbeatHeadWrite(uint32_t seconds, uint8_t *out, size_t size);
-bool HeartbeatHeadRead(const uint8_t *head, size_t headLen, uint32_t *seconds);
+[[nodiscard]] bool HeartbeatHeadRead(const uint8_t *head, size_t headLen, uint32_t *seconds);

@@ -28,12 +28,12 @@ void NewTcpQueue();
 int push(const uint8_t *data, size_t length);
 
 // Takes the first complete frame out, together with all bytes before it. Returns 0; -1 when there is none yet, and
-// then nothing is removed. A header that announces a body over kBodyRoom is no frame: its magic is passed over and
-// the search goes on, so that one damaged header cannot hold up the stream.
-int popup(ReceivedFrame *frame);
+// then nothing is removed. A header that announces a body over kBodyRoom is no frame: its magic is skipped and the
+// search goes on, so that one damaged header cannot block the stream.
+[[nodiscard]] int popup(ReceivedFrame *frame);
 
-// Whether the last popup() has found a frame that had begun and was not whole. Response thread.
-bool QueueHoldsBegunFrame();
+// Whether the last popup() found the beginning of a frame and not all of it. Response thread.
+[[nodiscard]] bool QueueHoldsBegunFrame();
 
 // Waits until bytes have come in since the last popup(). Returns at once once the queue is closed.
 void QueueWait();

@@ -34,7 +34,7 @@ void ServerOnFrame(FrameHandler handler);
 
 // Connects to `address` (dotted text) and `port` (blocking) and starts both threads, noting them in `context`.
 // Returns 0 or -1. ServerRun is 1 even after a failure, until DeleteServer(); while it is 1, nothing can be started.
-int ServerInit(const char *address, uint16_t port, SessionContext *context);
+[[nodiscard]] int ServerInit(const char *address, uint16_t port, SessionContext *context);
 
 // Has the system give the connection up when what was sent is not acknowledged by the other machine within
 // SilenceLimitMs(): a platform that vanished without a word is found even if it has never answered. ServerInit() does
@@ -42,9 +42,10 @@ int ServerInit(const char *address, uint16_t port, SessionContext *context);
 void ServerFollowInterval();
 
 // Sends one frame of 1 to 8192 bytes with a single send. Returns 0 when the socket took all of it, -1 otherwise.
-// Frames leave whole or not at all: of one that the socket cut, the rest is kept and leaves before the next frame at
-// the latest; until it has, no other is begun and each is refused with -1. It goes when the connection goes.
-int SendData(const uint8_t *frame, size_t length);
+// Frames are sent whole or not at all: when the socket takes only a part, the rest is kept and sent before the next
+// frame at the latest; until it has been sent, every other frame is refused with -1. The rest is dropped when the
+// connection closes.
+[[nodiscard]] int SendData(const uint8_t *frame, size_t length);
 
 // Stops the client: asks both threads to end (the receive thread closes the socket), pauses for one second, joins them
 // and closes what is still open. A command that is being carried out is waited for, as long as its own rules let it go
@@ -54,4 +55,4 @@ int DeleteServer(SessionContext *context);
 // Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).
 // A numeric host resolves to itself. Returns 0; -1 when the look-up fails; -2 when it brings no address and `dest`
 // is empty. May block for as long as the resolver does.
-int GetServerIp(const char *host, char *dest, size_t capacity);
+[[nodiscard]] int GetServerIp(const char *host, char *dest, size_t capacity);

@@ -28,7 +28,8 @@ static void *Answer(void *)
     static uint8_t request[kRoom], plain[kRoom], reply[kRoom];
     const FrameHeader header = {0, 0, static_cast<uint8_t>(s_echo.replyLen - kFrameHeaderSize - s_echo.replyPadded), 0,
                                 static_cast<uint16_t>(s_echo.replyPadded)};
-    FrameWrite(header, plain, plain, reply, sizeof reply); // made once: the other side looks for a whole frame
+    // Made once: the other side looks for a whole frame.
+    if (FrameWrite(header, plain, plain, reply, sizeof reply) == 0) return nullptr;
     for (;;) {
         pthread_mutex_lock(&s_echo.lock);
         while (!s_echo.full) pthread_cond_wait(&s_echo.came, &s_echo.lock);

@@ -85,16 +85,16 @@ void LogNames::Session()
     Unlink();
     SessionContext other = {};
     strcpy(mLoginServer, "");
-    LoginStart(&other);
+    EXPECT_EQ(-1, LoginStart(&other));
     strcpy(mLoginServer, "127.0.0.1");
     mLoginPort = mUnused.Number();
-    LoginStart(&other);
+    EXPECT_EQ(-1, LoginStart(&other));
     mQuitPro = 1; // for the threads that do start
     FakeFailThreadStart(1, EAGAIN);
-    HeartbeatStart(&other);
+    EXPECT_EQ(-1, HeartbeatStart(&other));
     FakeFailThreadStart(2, EAGAIN);
     mLogin = 1;
-    HeartbeatStart(&other);
+    EXPECT_EQ(-1, HeartbeatStart(&other));
     FakeFailThreadJoin(1, EINVAL);
     DeleteHeartbear(&other);
     DeleteProtool();
@@ -139,7 +139,7 @@ void LogNames::Connecting()
         DeleteServer(&context);
         return result;
     };
-    ServerInit("127.0.0.1", peer.Port(), &context); // runs already
+    EXPECT_EQ(-1, ServerInit("127.0.0.1", peer.Port(), &context)); // runs already
     Unlink();
     EXPECT_EQ(0, connect(1));
     EXPECT_EQ(0, connect(2));
@@ -228,8 +228,8 @@ void LogNames::Downloads()
         EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", server.Port(), "/x", file.c_str()));
         EXPECT_EQ(-1, DownTestRateFIle("127.0.0.1", server.Port(), "/x", nullptr));
     }
-    DownLoadFIle("127.0.0.1", mUnused.Number(), "/x", file.c_str());
-    DownLoadFIle("127.0.0.1", mUnused.Number(), "/x", (FakeFolder() + "/missing/file").c_str());
+    EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", mUnused.Number(), "/x", file.c_str()));
+    EXPECT_EQ(-1, DownLoadFIle("127.0.0.1", mUnused.Number(), "/x", (FakeFolder() + "/missing/file").c_str()));
 }
 
 // ---- Commands to the agent ----

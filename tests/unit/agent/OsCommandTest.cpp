@@ -105,7 +105,7 @@ TEST(OsCommandRun, WaitsForTheEnd)
     EXPECT_EQ("done", word);
 }
 
-TEST(OsCommandReadLine, GivesLineByLineAndTheLastOneWithoutALineFeed)
+TEST(OsCommandReadLine, ReturnsEachLineAndTheLastOneWithoutALineFeed)
 {
     OsCommand command;
     char line[64];
@@ -139,7 +139,7 @@ TEST(OsCommandReadLine, WaitsNoLongerThanItsDeadline)
     EXPECT_EQ(0, OsCommandClose(&command));
 }
 
-TEST(OsCommandReadLine, GivesALongLineInPieces)
+TEST(OsCommandReadLine, ReturnsALongLineInPieces)
 {
     OsCommand command;
     char line[256];
@@ -321,7 +321,7 @@ static pid_t ForkWithCommand(Tether *tether, const std::function<void()> &body)
         for (;;) pause();
         return nullptr;
     };
-    OsThreadStart(&thread, run, nullptr);
+    if (OsThreadStart(&thread, run, nullptr) != 0) _exit(1);
     body();
     for (;;) pause();
 }
@@ -378,22 +378,20 @@ TEST(OsCommand, NoneIsLeftWhenTheSignalComesWhileCommandsStart)
         if (child == 0) {
             alarm(20);
             OsPrepareProcess();
+            const auto startCommands = [](void *) -> void * {
+                for (;;) {
+                    OsCommand command;
+                    char line[8];
+                    if (OsCommandOpen(&command, "echo; sleep 1000 & sleep 1000") != 0) continue;
+                    (void)OsCommandReadLine(&command, line, sizeof line, OS_FOREVER);
+                    OsCommandStop(&command);
+                    OsCommandClose(&command);
+                }
+                return nullptr;
+            };
             for (int thread = 0; thread < 2; thread++) {
                 pthread_t handle;
-                OsThreadStart(
-                    &handle,
-                    [](void *) -> void * {
-                        for (;;) {
-                            OsCommand command;
-                            char line[8];
-                            if (OsCommandOpen(&command, "echo; sleep 1000 & sleep 1000") != 0) continue;
-                            OsCommandReadLine(&command, line, sizeof line, OS_FOREVER);
-                            OsCommandStop(&command);
-                            OsCommandClose(&command);
-                        }
-                        return nullptr;
-                    },
-                    nullptr);
+                if (OsThreadStart(&handle, startCommands, nullptr) != 0) _exit(1);
             }
             (void)!write(ready[1], "!", 1);
             for (;;) pause();

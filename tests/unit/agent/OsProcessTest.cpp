@@ -125,7 +125,7 @@ TEST(OsProcess, TerminationDoesNotWaitForOtherThreads)
     const TemporaryFile file;
     EXPECT_EQ(0, StatusAfter(SIGTERM, file, [] {
                   pthread_t thread;
-                  OsThreadStart(&thread, SleepForGood, nullptr);
+                  if (OsThreadStart(&thread, SleepForGood, nullptr) != 0) _exit(1);
               }));
     EXPECT_FALSE(file.Exists());
 }

@@ -213,7 +213,7 @@ TEST_F(SessionTest, TheMacOfTheOptionWinsOverTheRouters)
     const Bytes option = Hex("AA BB CC DD EE FF");
     memcpy(l_mac, option.data(), 6);
     FakeClockAuto(true);
-    RegisterStart(&context, "127.0.0.9");
+    EXPECT_EQ(-1, RegisterStart(&context, "127.0.0.9"));
     EXPECT_EQ(option, Bytes(gRoutemac, gRoutemac + 6));
     EXPECT_EQ(std::vector<std::string>({"get_router_sn"}), gSdk.calls);
     EXPECT_NE(std::string::npos, Log().find("ROUTER MAC: AA BB CC DD EE FF\n"));
@@ -222,13 +222,13 @@ TEST_F(SessionTest, TheMacOfTheOptionWinsOverTheRouters)
 TEST_F(SessionTest, MacAndSerialOfTheRouterAreAskedForOnce)
 {
     FakeClockAuto(true);
-    RegisterStart(&context, "127.0.0.9");
+    EXPECT_EQ(-1, RegisterStart(&context, "127.0.0.9"));
     EXPECT_EQ(Hex("02 11 22 33 44 55"), Bytes(gRoutemac, gRoutemac + 6));
     EXPECT_STREQ("SN-0001", gSN);
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("ROUTER MAC: 02 11 22 33 44 55\n"));
     EXPECT_NE(std::string::npos, log.find("SN: SN-0001 LEN: 7\n"));
-    RegisterStart(&context, "127.0.0.9");
+    EXPECT_EQ(-1, RegisterStart(&context, "127.0.0.9"));
     EXPECT_EQ(std::vector<std::string>({"get_router_mac", "get_router_sn"}), gSdk.calls);
 }
 
@@ -236,7 +236,7 @@ TEST_F(SessionTest, ASerialOfSixtyThreeCharactersIsTaken)
 {
     gSdk.serial = std::string(63, 'S');
     FakeClockAuto(true);
-    RegisterStart(&context, "127.0.0.9");
+    EXPECT_EQ(-1, RegisterStart(&context, "127.0.0.9"));
     EXPECT_EQ(gSdk.serial, gSN);
     EXPECT_NE(std::string::npos, Log().find(" LEN: 63\n"));
 }
@@ -244,40 +244,42 @@ TEST_F(SessionTest, ASerialOfSixtyThreeCharactersIsTaken)
 TEST_F(SessionTest, ARouterThatCannotTellItsSerialEndsTheProcess)
 {
     gSdk.result = -1;
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.9"), "ERROR: get sn failed!");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.9"), "ERROR: get sn failed!");
 }
 
 TEST_F(SessionTest, AnEmptyOrTooLongSerialEndsTheProcess)
 {
     gSdk.serial = "";
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.9"), "ERROR: SN is invalid!");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.9"), "ERROR: SN is invalid!");
     gSdk.serial = std::string(64, 'S');
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.9"), "ERROR: SN is invalid!");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.9"), "ERROR: SN is invalid!");
 }
 
 TEST_F(SessionTest, AnEmptyPinEndsTheProcess)
 {
     g_pin_code[0] = '\0';
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "ERROR: PIN is empty, plese check your plug.conf!");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"), "ERROR: PIN is empty, plese check your plug.conf!");
 }
 
 TEST_F(SessionTest, AnEmptyKeyEndsTheProcess)
 {
     gProtoolKey[0] = '\0';
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "ERROR: KEY is empty, plese check your plug.conf!");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"), "ERROR: KEY is empty, plese check your plug.conf!");
 }
 
 TEST_F(SessionTest, WhatEndsTheProcessIsSaidInOneLineWithoutTheLog)
 {
     d_set_log_level(LOG_LEVEL_NONE);
     gProtoolKey[0] = '\0';
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: KEY is empty, plese check your plug.conf!\n$");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"),
+                "^plug: ERROR: KEY is empty, plese check your plug.conf!\n$");
     g_pin_code[0] = '\0';
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: PIN is empty, plese check your plug.conf!\n$");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"),
+                "^plug: ERROR: PIN is empty, plese check your plug.conf!\n$");
     gSdk.serial = "";
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: SN is invalid!\n$");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: SN is invalid!\n$");
     gSdk.result = -1;
-    EXPECT_ENDS(RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: get sn failed!\n$");
+    EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"), "^plug: ERROR: get sn failed!\n$");
 }
 
 // ---- Login ----
