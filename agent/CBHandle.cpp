@@ -18,19 +18,19 @@
 #include "platform/TcpServer.h"
 #include "plugin/ParseJson.h"
 
-static const char kFunction[] = "CBHandle";     // what the parts of it are logged as
+static const char kFunction[] = "CBHandle";     // the name under which all parts of it log
 static const uint16_t kNetworkFailure = 0xFFFF; // first body word when the platform's own network is down
 static const uint16_t kChecksumMismatch = 11;
 static const int16_t kHeartIntervalMin = 20;
-static const size_t kUploadAckMax = 1018; // longest payload of an upload's acknowledgement that is looked into
+static const size_t kUploadAckMax = 1018; // of an upload's acknowledgement; a longer payload is not parsed
 
 // A decrypted body.
 struct Plaintext {
-    uint8_t bytes[kBodyRoom + 1]; // with room for a terminator behind a text
+    uint8_t bytes[kBodyRoom + 1]; // with room for a terminator after a text
     size_t length;                // padding included
 };
 
-// False when there is nothing to decrypt: no body, or less than one block of it.
+// Returns false when there is nothing to decrypt: no body, or less than one block.
 static bool Decrypt(const ReceivedFrame &frame, Plaintext *plain)
 {
     const size_t bodyLen = frame.header.bodyLen;
@@ -85,7 +85,7 @@ static void SessionAcknowledged(const ReceivedFrame &frame, Plaintext *plain)
 static void HeartbeatAcknowledged()
 {
     LOG_AS(LOG_LEVEL_INFO, kFunction, "heart beat ack");
-    NoteAcknowledgement(); // before mHeartTime, which says that there is one
+    NoteAcknowledgement(); // before mHeartTime, which tells others that there is one
     mHeartTime = static_cast<uint32_t>(OsWallTime());
     beepAck = 1;
 }
@@ -100,7 +100,7 @@ static void HeartbeatAcknowledged()
 
 // ---- Data frames ----
 
-// Whether the frame's checksum is that of its plaintext; a padding count that cannot be makes it a mismatch.
+// Whether the frame's checksum is that of its plaintext. An impossible padding count is a mismatch.
 static bool ChecksumHolds(const ReceivedFrame &frame, const Plaintext &plain)
 {
     const size_t padding = plain.bytes[plain.length - 1];
@@ -109,8 +109,8 @@ static bool ChecksumHolds(const ReceivedFrame &frame, const Plaintext &plain)
            frame.header.checksum;
 }
 
-// The payload of a whole record in `plain` as a text. The terminator overwrites what stands behind the payload: padding,
-// or the byte that the buffer has for it.
+// The payload of a whole record in `plain` as a text. The terminator overwrites what follows the payload: padding, or the
+// byte that the buffer has for it.
 static const char *AsText(Plaintext *plain, const InnerRecord &record)
 {
     uint8_t *text = plain->bytes + (record.payload - plain->bytes);
@@ -160,8 +160,8 @@ static bool IsCommand(const ReceivedFrame &frame)
     return frame.header.msgType == MSG_PLUG_COMMAND || frame.header.msgType == MSG_FUNCTION_COMMAND;
 }
 
-// Whether the frame says that the platform's network is down. The cipher text of one command in 65536 begins so too;
-// such a one is known by its checksum.
+// Whether the frame says that the platform's network is down. The cipher text of one command in 65536 begins the same
+// way; its checksum tells it apart.
 static bool IsNetworkFailure(const ReceivedFrame &frame, Plaintext *plain)
 {
     if (frame.firstWord != kNetworkFailure) return false;
@@ -189,7 +189,7 @@ static void DataFrame(const ReceivedFrame &frame, Plaintext *plain)
         AnswerFunctionCommand(record, whole);
     else if (msgType == MSG_ACK && whole && record.payloadLen <= kUploadAckMax)
         ParserPlugData(record.dataType, AsText(plain, record));
-    // Acknowledgements with MAC are logged above; there is nothing else to do with them.
+    // Acknowledgements with a MAC are only logged, above.
 }
 
 void CBHandle(const ReceivedFrame &frame)
@@ -209,6 +209,6 @@ void CBHandle(const ReceivedFrame &frame)
     case MSG_FUNCTION_COMMAND:
     case MSG_ACK:
     case MSG_ACK_MAC: DataFrame(frame, &plain); break;
-    default: break; // nothing of ours
+    default: break; // no message for the agent
     }
 }

@@ -30,7 +30,7 @@
 #include "subdev/Function40.h"
 #include "subdev/Subdev.h"
 
-static const int kRetriesToExit = 11; // failed attempts that are forgiven in a row
+static const int kRetriesToExit = 11; // failed attempts in a row; one more ends the process
 static const int64_t kTickMs = 2000;
 static const uint32_t kWeekOfTicks = 302401;
 
@@ -59,7 +59,7 @@ void PlugResetCounters()
 
 // ---- Services ----
 
-// A part of the agent with a thread of its own, which the sessions can do without.
+// A part of the agent with a thread of its own. Sessions work without it.
 struct Service {
     int (*start)(); // returns 0, or an error when the thread could not be started
     bool failed;
@@ -150,7 +150,7 @@ static void SendCalibration()
     ComF_send_calibration();
 }
 
-// What is done once per process, at these ticks; in ascending order.
+// Duties, each done once per process at its tick; in ascending order.
 static const struct {
     uint32_t tick;
     void (*run)();
@@ -161,7 +161,7 @@ static const struct {
     {100, SendCalibration},
 };
 
-// Does what is due at the present tick. Returns the ticks until the next duty, or 0 when there is none left.
+// Does the duty of the current tick. Returns the ticks until the next duty, or 0 when there is none left.
 static uint32_t DoDuties()
 {
     for (const auto &duty : kDuties) {
@@ -171,8 +171,8 @@ static uint32_t DoDuties()
     return 0;
 }
 
-// The duty loop ticks every 2 s. Nothing happens at a tick without a duty, so those are counted instead of slept:
-// the wait goes on to the next duty, or to the end of the session. A tick that has begun counts whole.
+// The duty loop ticks every 2 s. Ticks without a duty are counted, not waited for one by one: the wait lasts to the
+// next duty, or to the end of the session. A tick that has begun counts as a whole one.
 static void RunUntilQuit()
 {
     while (mQuitPro != 1) {
@@ -190,7 +190,7 @@ static void EndOfSession()
     ComF_send_pluginstate();
     if (s_plug.dutyCounter >= kWeekOfTicks) {
         LOG_AS(LOG_LEVEL_ERR, "main", "After a week exit, restart ...");
-        DeleteServer(&s_plug.plug); // a command that outlasts sessions, as an update does, outlasts the week too
+        DeleteServer(&s_plug.plug); // waits for a command that outlasts its session, as an update does
         OsExit(-1);
     }
     DeleteHeartbear(&s_plug.plug);
@@ -219,7 +219,7 @@ void PlugCycle()
         return;
     }
     if (HeartbeatStart(&s_plug.plug) != 0) {
-        LOG_AS(LOG_LEVEL_ERR, "main", "LoginStart error."); // the same text; this is meant
+        LOG_AS(LOG_LEVEL_ERR, "main", "LoginStart error."); // the same text, on purpose
         DeleteHeartbear(&s_plug.plug);
         DeleteServer(&s_plug.plug);
         LogPlugStatus(PLUG_START_FAILED);

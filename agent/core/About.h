@@ -1,4 +1,4 @@
-// About.h - what the program says of itself, in place of starting.
+// About.h - what --help and --version print.
 // State: none. Threads: the main thread, before anything is started.
 #pragma once
 

@@ -27,7 +27,7 @@ static size_t LineBreak(const char *at, size_t left)
     return left > 1 && at[0] == '\r' && at[1] == '\n' ? 2 : 0;
 }
 
-// One pass over the text: counts the bytes it holds and, when `out` is given, stores them.
+// One pass over the text: counts the bytes that it stands for and, when `out` is given, stores them.
 static int Decode(const char *in, size_t inLen, uint8_t *out, size_t *outLen)
 {
     uint32_t group = 0;

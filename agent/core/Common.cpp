@@ -10,7 +10,7 @@
 uint32_t log_level = LOG_LEVEL_ERR;
 uint32_t mEndType = 0;
 
-// By bit number. Bit 5 is admitted by the filter although it has no name, and its stamp says so.
+// By bit number. The filter admits bit 5 although it has no name; its stamp then says "(null)".
 static const char *const kLevelNames[] = {"ERR", "WARN", "NOTICE", "INFO", "DEBUG", nullptr};
 static const unsigned kLevelBits = sizeof kLevelNames / sizeof kLevelNames[0];
 

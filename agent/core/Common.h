@@ -11,7 +11,8 @@
 //
 // Everything goes to standard error. A line is: time stamp and level name, a coloured "[module->function->line]-> ",
 // the text in colour, an empty line. Each source names itself before its includes: #define LOG_MODULE "TcpServer".
-// Where a text is documented for another procedure than the one that writes it, LOG_AS names that one.
+// Some texts are logged under the name of another procedure than the one that writes them: LOG_AS takes that name. The
+// names are fixed, tests/unit/agent/LogNames.cpp lists them.
 
 enum LogLevel : uint32_t {
     LOG_LEVEL_NONE = 0,
@@ -40,8 +41,8 @@ void d_time_in_microseconds(unsigned bit);
 void LogLine(uint32_t level, const char *module, const char *function, int line, const char *format, ...)
     __attribute__((format(printf, 5, 6)));
 
-// An error for which the agent cannot start: logged or, without a log, said in one line on standard error. Ends the
-// process with status -1.
+// An error because of which the agent cannot run: logged or, when errors are not logged, printed in one line on
+// standard error. Ends the process with status -1.
 [[noreturn]] void LogFatal(const char *module, const char *function, int line, const char *text);
 
 #define LOG_FATAL(function, text) LogFatal(LOG_MODULE, (function), __LINE__, (text))
@@ -56,8 +57,8 @@ void LogLine(uint32_t level, const char *module, const char *function, int line,
 
 // ---- Byte order ---------------------------------------------------------------------------------------------------
 //
-// The three conditional helpers swap only when mEndType is non-zero, and nothing ever makes it so: the platform
-// expects the router's little-endian order in every field that passes through them. This is meant to stay.
+// The three conditional helpers swap only when mEndType is not 0, and nothing ever sets it so: the platform expects the
+// router's little-endian order in every field that passes through them. This has to stay so.
 
 extern uint32_t mEndType;
 
@@ -73,9 +74,9 @@ void swapNet32(void *dest, uint32_t v);
 
 // ---- Text ---------------------------------------------------------------------------------------------------------
 
-// Makes one byte of the two hexadecimal digits text[0] and text[1], high nibble first. A first character that is no
-// digit leaves the byte's old content in place and the low nibble is still OR-ed into it; a second one adds nothing.
-// This is meant: callers have always relied on the untouched byte.
+// Stores the byte that the two hexadecimal digits text[0] and text[1] stand for, high nibble first. When text[0] is no
+// digit, the byte keeps its content and the low nibble is OR-ed into it; when text[1] is none, nothing is OR-ed. This
+// has to stay so: callers rely on the untouched byte.
 void CharToHex(uint8_t *dest, const char *text);
 
 // Base64 of RFC 4648, section 4, with "=" padding. Both store the size of the result in *outLen (the encoder writes no

@@ -16,7 +16,7 @@ char l_config_file[kConfigFileMax];
 uint8_t l_mac[6];
 int32_t l_debug;
 
-// The chosen file (a heap copy), and whether anybody may have put it there.
+// The path of the chosen file (a heap copy), and whether it is in a folder where anybody may put files.
 static char *m_filePath;
 static bool s_inOpenFolder;
 
@@ -37,7 +37,7 @@ static int TakeFileOption(const char *path)
         LOG_AS(LOG_LEVEL_ERR, kOptions, "Error: -f argument given but no file specified.");
         return -1;
     }
-    // Cut short it would name another file, so one that is too long names none: it is passed over.
+    // Cut short it would name another file, so a path that is too long is not stored.
     snprintf(l_config_file, sizeof l_config_file, "%s", strlen(path) < sizeof l_config_file ? path : "");
     return 0;
 }
@@ -54,8 +54,8 @@ static int TakeMacOption(const char *text)
 
 int config_line_proc(int argc, char *argv[])
 {
-    opterr = 0; // the messages are ours
-    optind = 0; // afresh: a call that stopped at a wrong option leaves a half-read argument behind
+    opterr = 0; // we print the messages
+    optind = 0; // start again: an earlier call may have stopped in the middle of an argument
     int option;
     while ((option = getopt(argc, argv, ":df:m:")) != -1) { // the colon tells a missing argument from an unknown option
         int result = 0;
@@ -134,7 +134,7 @@ static void TrimEnd(char *text)
     text[length] = '\0';
 }
 
-// Walks through the file; true when `dest` holds a value at its end.
+// Reads the section to its end. Returns whether `dest` then holds a value.
 static bool FindValue(FILE *file, const char *section, const char *key, char *dest, size_t capacity)
 {
     bool inSection = false;
@@ -150,13 +150,13 @@ static bool FindValue(FILE *file, const char *section, const char *key, char *de
         }
         if (!inSection || !strstr(text, key)) continue;
         char *equals = strchr(line, '=');
-        if (!equals) break; // meant: such a line ends the search
+        if (!equals) break; // on purpose: such a line ends the search
         TrimEnd(equals + 1);
         const char *value = equals + 1;
         while (*value == ' ') value++;
         if (*value == '\0') continue;
         CopyText(dest, capacity, value);
-        found = true; // and on: the last line wins
+        found = true; // go on: the last line wins
     }
     return found;
 }

@@ -21,15 +21,15 @@ void ClearOptions();
 [[nodiscard]] int config_line_proc(int argc, char *argv[]);
 
 // Chooses the configuration file: the one of -f when it can be read, else `defaultPath` when it can be read, else
-// "./plug.conf" unchecked. Anybody may have put something at `defaultPath`: it counts when it, and what it points to,
-// belongs to root or to us, also at every later reading; else it is passed over with a log line.
+// "./plug.conf" unchecked. Anybody may have put something at `defaultPath`, so that file, and each link that leads to
+// it, must belong to root or to us, now and at every later reading; otherwise it is skipped with a log line.
 void NewProgramProfile(const char *defaultPath);
 
 // Forgets the choice.
 void DeleteProgramProfile();
 
 // Looks a value up in the chosen file: the last line of `section` that contains `key` and has a value.
-//   section, key  matched as substrings of a line: MYKEY=abc is taken for KEY. This is meant; files rely on it.
+//   section, key  matched as substrings of a line: MYKEY=abc is taken for KEY. Existing files rely on it.
 //   defaultText   what `dest` gets when there is no value, cut to capacity - 1 characters; may be nullptr
 //   dest          `capacity` bytes, always terminated; empty when there is neither value nor default
 // Returns 0 when a value or the default of a readable file was taken; -1 when the file cannot be opened, or when

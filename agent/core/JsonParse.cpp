@@ -2,8 +2,8 @@
 
 #include <cjson/cJSON.h>
 
-// Brackets within strings are text. A string begins and ends here where the parser sees it begin and end, or closing
-// brackets in strings would hide opening ones outside of them.
+// Brackets in strings are text. Strings have to begin and end here where the parser sees them begin and end; otherwise
+// closing brackets in a string could hide opening ones outside of it.
 static bool NestsTooDeep(const char *text)
 {
     int depth = 0;

@@ -13,7 +13,7 @@
 static const mode_t kFileMode = 0644; // other programs read it
 
 static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the file and the next
-static bool s_last;                                        // what the file holds stays there
+static bool s_last;                                        // the last status has been written
 
 static int Write(int code)
 {

@@ -14,11 +14,10 @@ enum PlugStatus {
     PLUG_UPDATE_REPORTED = 104, // a plugin update step reported its result
 };
 
-// Writes the code as three digits and a newline, replacing the file's content. Exactly four bytes are written, so a
-// code of four digits would lose its newline; there is none.
-// Returns 0, or -1 when the file cannot be opened. A write that fails is logged and counts as done: the stage of the
-// file is advice, never a reason to stop.
+// Replaces the file's content by the code: three digits and a newline, four bytes in all. Returns 0, or -1 when the
+// file cannot be opened. A failed write is logged and counts as done: the status is information for others, never a
+// reason to stop.
 int LogPlugStatus(int code);
 
-// The same for a process that is about to end: what any thread has to say after that is not written any more.
+// The same for the last status of a process that is about to end: after it no call of any thread writes anything.
 int LogLastPlugStatus(int code);

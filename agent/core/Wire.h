@@ -1,8 +1,9 @@
 // Wire.h - the one bounded reader and the one bounded writer for bytes on the wire.
 //
-// Both move a cursor that refuses to pass the end. A refusal sticks: the reader then yields zeros and the writer
-// nothing, so a whole record is read or written first and `failed` is looked at once. No packed struct is ever laid
-// over received bytes; integers are put together byte by byte, so neither alignment nor the host's order matters.
+// Both move a cursor that does not pass the end. Once it had to, `failed` is set for good: the reader then returns
+// zeros and the writer writes nothing. So callers read or write a whole record and look at `failed` once. No packed
+// struct is ever laid over received bytes; integers are put together byte by byte, so neither alignment nor the host's
+// byte order matters.
 //
 // State: none. Threads: any, one reader or writer per thread.
 #pragma once
@@ -14,7 +15,7 @@
 struct WireReader {
     const uint8_t *data; // the next byte
     size_t left;         // bytes that may still be read
-    bool failed;         // something was asked for that was not there
+    bool failed;         // more was asked for than was left
 };
 
 inline WireReader WireRead(const void *data, size_t size)
@@ -22,7 +23,7 @@ inline WireReader WireRead(const void *data, size_t size)
     return {static_cast<const uint8_t *>(data), size, false};
 }
 
-// The next `size` bytes where they lie, or nullptr (and a failed reader) when fewer are left.
+// Returns the next `size` bytes in place, or nullptr (and sets `failed`) when fewer are left.
 inline const uint8_t *WireTake(WireReader *r, size_t size)
 {
     if (r->failed || size > r->left) {

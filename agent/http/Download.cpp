@@ -20,7 +20,7 @@ static const size_t kBlock = 1024;           // the grain in which a body is rec
 static const size_t kBlocksSize = 32 * 1024; // as many blocks as are received at once
 static const int64_t kEarlyClosePauseMs = 1000;
 
-static char s_blocks[kBlocksSize]; // belongs to who has claimed the instance
+static char s_blocks[kBlocksSize]; // belongs to the thread that has claimed the instance
 
 // The texts in which the two downloads differ.
 struct DownloadTexts {
@@ -94,8 +94,8 @@ static int Request(const DownloadTexts &texts, const char *host, int port, const
 
 // ---- Body ----
 
-// How much to receive at once when `left` bytes are missing. What counts is what receiving block by block would bring
-// when the server sends more than it has announced: at most the rest of the last block.
+// How much to receive at once when `left` bytes are missing. Of a server that sends more than it has announced, no more
+// than the rest of the last block is taken, as when receiving block by block.
 static size_t ReceiveSize(int64_t left)
 {
     if (left <= static_cast<int64_t>(kBlock)) return kBlock;
@@ -103,7 +103,7 @@ static size_t ReceiveSize(int64_t left)
 }
 
 // Receives until `length` bytes have come; `file` is -1 when nothing is kept. Returns their number, which may be up to
-// a block higher, and is lower when the file took no more; -1 when the transfer was to let go.
+// a block higher, and is lower when the file took no more; -1 when the transfer has to let go.
 static int64_t ReceiveBody(const char *function, int length, int file)
 {
     int64_t total = 0;
@@ -162,7 +162,7 @@ int DownTestRateFIle(const char *host, int port, const char *path, const char *)
     int result = -1;
     const int length = Request(texts, host, port, path);
     if (length >= 0) {
-        // Not the date, which a command may set meanwhile.
+        // Not by the date, which a command may set meanwhile.
         const int64_t begin = OsNowMs() / 1000;
         const int64_t total = ReceiveBody(texts.function, length, -1);
         const int64_t seconds = OsNowMs() / 1000 - begin;

@@ -1,21 +1,21 @@
-// Download.h - fetching one file over HTTP: into a local file, or only to see how fast that goes.
+// Download.h - fetching one file over HTTP: into a local file, or only to measure the rate.
 //
 // State:    gDownRate. Both downloads use the one instance of HttpSocket.h; the second caller is refused while one
 //           runs.
-// Threads:  any. Both block until the body is complete, for ever if it never is. HttpLetGo() makes them fail at once, a
-//           name look-up aside. So does the end of the platform session, but for a download into a file whose server
-//           goes on sending: that one fails once the server has been silent for 10 s.
+// Threads:  any. Both block until the body is complete, even for ever. HttpLetGo() makes them fail at once, except in a
+//           name look-up. So does the end of the platform session, except for a download into a file whose server
+//           goes on sending: that one fails when the server has been silent for 10 s.
 #pragma once
 
 #include <atomic>
 
-constexpr int kDownloadMin = 1025; // bytes; whatever is announced to be shorter is taken for an error page
+constexpr int kDownloadMin = 1025; // bytes; a shorter announced length is taken for an error page
 
 extern std::atomic<int> gDownRate; // of the last rate test, bytes per second; -1 while unknown or failed
 
 // Downloads `path` from `host`:`port` into the file `localName`, which is made anew (OsOpenForWriting()) once it is
-// this caller's turn, and before anything is asked of the server. A failure leaves what has come in it. Returns 0, also
-// when the file could not take the whole body: whoever needs all of it compares a digest. -1 with a log line otherwise.
+// this caller's turn, and before anything is sent to the server. After a failure the file keeps what has arrived.
+// Returns 0, also when not all of the body could be written: callers compare a digest. -1 with a log line otherwise.
 // A connection that ends before the announced length does not end the download: it waits for the session to end.
 [[nodiscard]] int DownLoadFIle(const char *host, int port, const char *path, const char *localName);
 

@@ -61,7 +61,7 @@ void HttpFollow(const HttpSession *session)
 bool HttpSessionEnds()
 {
     OsGuard guard(&s_http);
-    // Without a socket there is no transfer, or its connection has closed early and brings no more.
+    // Without a socket there is no transfer, or its connection has closed early and nothing more will come.
     const bool goesOn = s_end == HTTP_OUTLASTS_SESSION && m_s > 0 && OsNowMs() - s_heardMs < kSilenceMs;
     if (!goesOn) LetGo();
     return goesOn;
@@ -121,7 +121,7 @@ bool CreateHttpSocket()
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
     if (fd < 0) return false;
     OsGuard guard(&s_http);
-    if (s_letGo) { // nobody would shut this one down any more
+    if (s_letGo) { // HttpLetGo() has been called and would not shut this one down
         close(fd);
         return false;
     }
@@ -144,16 +144,16 @@ static bool Connect(const struct sockaddr_in &server)
     const struct sockaddr *address = reinterpret_cast<const struct sockaddr *>(&server);
     int result;
     {
-        // Begun without waiting, under the lock: HttpLetGo() comes either before it or finds something to shut down.
+        // Starts without waiting, under the lock: HttpLetGo() either comes first or finds a socket to shut down.
         OsGuard guard(&s_http);
         if (s_letGo || m_s <= 0) return false;
-        s_heardMs = OsNowMs(); // the look-up may have taken its time
+        s_heardMs = OsNowMs(); // the look-up may have taken long
         fcntl(m_s, F_SETFL, O_NONBLOCK);
         result = connect(m_s, address, sizeof server);
         fcntl(m_s, F_SETFL, 0);
         if (result != 0 && errno != EINPROGRESS) return false;
     }
-    // A second call waits for what the first has begun.
+    // A second connect() waits for the first.
     return result == 0 || connect(m_s, address, sizeof server) == 0;
 }
 
@@ -208,7 +208,7 @@ const char *FormatRequestHeader(const char *host, const char *path, size_t *leng
     request.Line("Accept:", "*/*");
     request.Line("User-Agent:", "Mozilla/4.0 (compatible; MSIE 5.00; Windows 98)");
     request.Line("Connection:", "Keep-Alive");
-    if (cookie) request.Line("Set Cookie:0", cookie); // spelt as the servers have always got it
+    if (cookie) request.Line("Set Cookie:0", cookie); // with the spelling that servers have always been sent
     request.Line("", "");
     if (request.failed) {
         memset(m_requestheader, 0, sizeof m_requestheader);

@@ -63,7 +63,7 @@ void HttpLetGo();
 // Tells the session that the thread waits for nothing but its end, because the connection has closed early.
 void HttpStays();
 
-// Brings the instance back to its beginning. An open socket is closed.
+// Resets the instance. An open socket is closed.
 void NewCHttpSocket();
 
 // Makes the IPv4 TCP socket. Returns whether there is one.
@@ -97,7 +97,7 @@ const char *GetResponseHeader(int *size);
 // Closes the socket. Returns 1, also when none was open; 0 when closing failed.
 int CloseSocket();
 
-// The rest of what such an instance offers; the downloads do without it.
+// ---- Further procedures of the instance; the downloads do not use them ----
 
 // Send and receive, -1 unless connected. Both return the count of one call, or -1.
 [[nodiscard]] int SendWhenConnected(const void *data, size_t length);
@@ -114,5 +114,5 @@ int SetTimeout(int milliseconds, int sending);
 // -1 at the end of the header, or before one was read: the next call then begins with the first line again.
 [[nodiscard]] int GetResponseLine(char *line, size_t room);
 
-// The status code, which stands in bytes 9 to 11 of the header; -1 before a header was read.
+// The status code, which is in bytes 9 to 11 of the header; 0 when the header is shorter, -1 before one was read.
 int GetServerState();

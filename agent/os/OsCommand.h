@@ -1,14 +1,13 @@
 // OsCommand.h - running commands through the shell.
 //
-// A command gets a process group of its own, the default signal dispositions and an empty standard input; it inherits
-// standard output and standard error (unless its output is read or goes to a descriptor), and nothing else. Whoever
-// hands a text over has built it from numbers and addresses that it formatted itself: nothing is checked here.
+// A command gets a process group of its own, the default signal dispositions and an empty standard input. It inherits
+// standard error and, unless its output is read or goes to a descriptor, standard output; nothing else. Its text is not
+// checked here: callers build it from numbers and addresses that they have formatted themselves.
 //
-// State:    an OsCommand belongs to the module that declares it and is for one command at a time. os/posix keeps the
-//           process groups of what is running, so that the end of the process ends them.
-// Threads:  one thread runs a command: OsRun(), OsCommandRun(), OsCommandRunInto(), or open, read lines, close.
-//           OsCommandReady() belongs to whoever starts that thread. OsCommandStop() is safe from any thread at any
-//           time.
+// State:    an OsCommand belongs to the module that declares it and runs one command at a time. os/posix keeps the
+//           process groups of all running commands, so that the end of the process kills them.
+// Threads:  one thread runs a command: OsRun(), OsCommandRun(), OsCommandRunInto(), or open, read lines, close. The
+//           thread that starts that one calls OsCommandReady(). OsCommandStop() is safe from any thread at any time.
 #pragma once
 
 #include <cstddef>
@@ -27,19 +26,19 @@ struct OsCommand {
     char buffer[512] = {};
 };
 
-// Forgets an earlier OsCommandStop(). Call it before the thread is started that runs the command: a stop that comes
-// between the two is then not lost.
+// Forgets an earlier OsCommandStop(). Call it before starting the thread that runs the command, so that a stop in
+// between is not lost.
 void OsCommandReady(OsCommand *command);
 
 // Runs `text` and waits for its end. Returns its exit status (128 and the signal's number when a signal ended it), or
-// -1 with errno when it could not be started; ECANCELED when it was stopped before.
+// -1 with errno when it could not be started; ECANCELED when OsCommandStop() came first.
 int OsCommandRun(OsCommand *command, const char *text);
 
 // The same with the standard output of `text` on `output`, a descriptor that the caller keeps and closes. For a command
-// whose output goes into a file: the shell would open it by a name, behind which somebody may have put another file.
+// that writes a file: the shell would open the file by its name, and somebody may have put another file there.
 int OsCommandRunInto(OsCommand *command, const char *text, int output);
 
-// OsCommandRun() for a command that nobody needs to stop because it ends by itself.
+// OsCommandRun() for a command that ends by itself soon, so that nobody needs to stop it.
 int OsRun(const char *text);
 
 // Starts `text` with its standard output readable. Returns 0, and OsCommandClose() must follow; -1 with errno
@@ -52,11 +51,11 @@ int OsRun(const char *text);
 [[nodiscard]] size_t OsCommandReadLine(OsCommand *command, char *line, size_t room, int64_t deadlineMs);
 
 // Closes the output, which ends a command that goes on writing, and waits for its end. Returns 0, or -1 with errno
-// when the end cannot be learnt.
+// when it cannot be waited for.
 int OsCommandClose(OsCommand *command);
 
-// Kills what is running and everything it has started; what has not been started yet will not be.
+// Kills the running command and everything it has started. A command that has not started yet will not start.
 void OsCommandStop(OsCommand *command);
 
-// Kills every command and lets none start any more. For the end of the process; callable from a signal handler.
+// Kills all commands and lets no other start. For the end of the process; callable from a signal handler.
 void OsStopCommands();

@@ -1,7 +1,7 @@
 // OsFile.h - opening files where anybody may have planted something.
 //
-// "Ours" is a regular file of our own user with one link that nobody else may write: nobody can have planted it, and
-// nobody else can change it.
+// A file is "ours" when it is a regular file of our own user, with one link, that nobody else may write. Nobody else
+// can have planted such a file or can change it.
 //
 // State:    none. Threads: any.
 #pragma once
@@ -18,20 +18,20 @@
 // Returns the descriptor, or -1 with errno (EINVAL when what is at `path` is not ours).
 [[nodiscard]] int OsOpenOurs(const char *path);
 
-// OsOpenForReading() for a file that nobody else can have chosen for us: it, and each link that leads to it from `path`, belongs
-// to root or to us. What was looked at is what has been opened.
+// OsOpenForReading() for a file that nobody else can have put there: the file, and each link that leads to it from
+// `path`, must belong to root or to us. The owner is read from the open file, so nobody can exchange it in between.
 // Returns the descriptor, or -1 with errno (EPERM for what belongs to somebody else).
 [[nodiscard]] int OsOpenTrusted(const char *path);
 
 // Replaces the content of `path` by `size` bytes and its mode by `mode`, whatever the umask. A file that is ours is
-// overwritten in place, without a moment in which it is empty or longer than either content; so this works on a full
-// disk. Anything else there is removed, never written or followed, and a new file made. A folder stays and is an error.
+// overwritten in place: it is never empty meanwhile, and a full disk is no obstacle. Anything else there is removed,
+// without writing to it or following it, and a new file is made. A folder stays and is an error.
 // Returns 0; -1 with errno when the file cannot be opened; -2 with errno when it was opened but not all bytes
 // could be written.
 [[nodiscard]] int OsReplaceFile(const char *path, const void *data, size_t size, mode_t mode);
 
-// Makes a new file of mode 0600 at `path`, for writing and for reading back what was written. Whatever is there, a file
-// of ours as well, is removed, never written or followed. A folder stays and is an error.
+// Makes a new file of mode 0600 at `path`, for writing and for reading back. Whatever is there, even a file of ours, is
+// removed without writing to it or following it. A folder stays and is an error.
 // Returns the descriptor, which is close-on-exec, or -1 with errno.
 [[nodiscard]] int OsOpenForWriting(const char *path);
 
@@ -41,7 +41,7 @@
 // Removes a file or a link; there may be none.
 void OsRemoveFile(const char *path);
 
-// Tells a file from every other, also from those that get its name later, for as long as it is there or open.
+// Identifies a file as long as it exists or is open, whatever gets its name later.
 struct OsFileId {
     dev_t device;
     ino_t inode;
@@ -50,5 +50,5 @@ struct OsFileId {
 // Stores what is at `path`; a link is not followed. Returns whether there is anything. Callable from a signal handler.
 [[nodiscard]] bool OsFileIdOf(const char *path, OsFileId *id);
 
-// Removes `path` if it still is the file `id`, or the link. Callable from a signal handler.
+// Removes `path` if it is still the file, or the link, that `id` identifies. Callable from a signal handler.
 void OsRemoveFileIf(const char *path, const OsFileId &id);

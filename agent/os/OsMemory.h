@@ -1,4 +1,4 @@
-// OsMemory.h - the heap, as far as running out of it has to be answered.
+// OsMemory.h - heap blocks, for the places where running out of memory has to be handled.
 // State: none. Threads: any.
 #pragma once
 

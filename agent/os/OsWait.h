@@ -60,8 +60,8 @@ void OsSleepMs(int64_t milliseconds);
 
 enum OsReadable { OS_READABLE = 1, OS_TIMED_OUT = 0, OS_WAIT_FAILED = -1, OS_OTHER_EVENT = -2 };
 
-// Waits until `fd` has bytes to read, has met its end or has failed (all OS_READABLE: the read will tell).
+// Waits until `fd` has bytes to read, is at its end or has failed (all OS_READABLE: the read tells which).
 // timeoutMs: milliseconds, or -1 for no limit. OS_WAIT_FAILED when the wait itself failed, a closed descriptor
-// included; OS_OTHER_EVENT when it returned without the descriptor being among the ready ones.
+// included; OS_OTHER_EVENT when it returned although the descriptor is not ready.
 // Another thread ends the wait with shutdown(fd, SHUT_RD).
 [[nodiscard]] OsReadable OsWaitReadable(int fd, int timeoutMs);

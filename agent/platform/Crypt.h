@@ -11,7 +11,7 @@
 
 constexpr size_t kAesBlock = 16;
 
-// The length that `plainLen` bytes have once padded: the next multiple of 16, at least one byte more.
+// The length of `plainLen` bytes with their padding: the next multiple of 16, at least one byte more.
 constexpr size_t AesPaddedLength(size_t plainLen)
 {
     return (plainLen / kAesBlock + 1) * kAesBlock;
@@ -24,5 +24,5 @@ int aes_encrypt(const char *key, const uint8_t *in, uint8_t *out, size_t inLen, 
 
 // Decrypts the whole blocks of the `inLen` bytes at `in` into `out` (room for inLen bytes; may be the same buffer).
 // `*outLen` becomes their length, padding included: the inner length field tells where the payload ends. Bytes after
-// the last whole block are no cipher text of ours and are left out. Returns 0, or -1 with a log line.
+// the last whole block are ignored. Returns 0, or -1 with a log line.
 int aes_decrypt(const char *key, const uint8_t *in, uint8_t *out, size_t inLen, size_t *outLen);

@@ -1,4 +1,4 @@
-// Frame.h - the frame in which everything travels between the agent and the platform.
+// Frame.h - the frames that the agent and the platform exchange.
 //
 //   offset  size  content
 //   0       2     magic 0xDDCC, little-endian: the bytes CC DD
@@ -32,7 +32,7 @@ constexpr size_t kFrameLeadSize = 3;                                   // magic 
 constexpr size_t kFrameFieldsSize = 4;                                 // head length, checksum, body length
 constexpr size_t kFrameHeaderSize = kFrameLeadSize + kFrameFieldsSize; // what stands before the head block
 constexpr size_t kFrameMax = 8192;                                     // the longest frame that is ever sent
-constexpr size_t kFrameMaxReceivedBody = 1508;                         // a longer one announced to us is no frame
+constexpr size_t kFrameMaxReceivedBody = 1508;                         // a header that announces more is no frame
 constexpr size_t kPayloadMax = 8100;                                   // of one data frame
 constexpr size_t kInnerHeadMax = 3 + kMacSize + 2;                     // of an inner record, before its payload
 
@@ -72,7 +72,7 @@ struct InnerRecord {
 uint8_t GetCheckSum(const uint8_t *buffer, size_t length);
 
 // The checksum of a frame: GetCheckSum() over the encrypted body length (two bytes, little-endian), the head block
-// and the plain record without its padding. All kinds of frames share it: what a frame lacks has no bytes to add.
+// and the plain record without its padding. It is the same for all frames: a part that is missing adds nothing.
 uint8_t FrameChecksum(uint16_t bodyLen, const uint8_t *head, size_t headLen, const uint8_t *plain, size_t plainLen);
 
 // Whether the inner record of this MsgType carries the router's MAC.

@@ -24,7 +24,7 @@ pthread_mutex_t gProtoolMutex;
 static const int kIntervalsToMiss = 3;
 static const int16_t kFirstHeartInterval = 50; // until the login acknowledgement brings another
 
-// What waits for a flag waits here; the lock guards nothing but the moment between a test and the wait.
+// Threads that wait for a flag wait here. The lock keeps a change from falling between a test and the wait.
 static OsWaiter s_flags;
 
 static bool s_lockMade; // gProtoolMutex: made once, however many cycles begin; main thread only

@@ -34,7 +34,7 @@ extern uint8_t gRoutemac[kMacSize];           // the router MAC used in frames
 extern char gSN[kSerialSize];                 // serial number; survives sessions
 extern pthread_mutex_t gProtoolMutex;         // made by NewProtool(), ended by DeleteProtool()
 
-// For how long a platform may be silent, in milliseconds: three heartbeat intervals.
+// Milliseconds for which a platform may be silent: three heartbeat intervals.
 int SilenceLimitMs();
 
 // Resets the session values (the heartbeat interval to 50 s) and makes the protocol lock.
@@ -49,7 +49,7 @@ void ClearLoginValues();
 // Stores `value` and wakes every thread in WaitForSession() and WaitForQuit().
 void SetSessionFlag(std::atomic<int> &flag, int value);
 
-// Takes back a request to end the session, unless the login is gone already: then the session is to end.
+// Withdraws a request to end the session, unless the login has been lost meanwhile: then the session has to end.
 void ClearQuitWhileLoggedIn();
 
 // Waits until `flag` or mQuitPro is 1, at most `milliseconds` (OS_FOREVER for no limit).

@@ -84,7 +84,7 @@ int RegisterStart(SessionContext *context, const char *address)
         LOG_ERR("Register failed.");
         return -1;
     }
-    LOG_INFO("Register server1 success."); // the same text for either server; this is meant
+    LOG_INFO("Register server1 success."); // the same text for both servers, on purpose
     return 0;
 }
 
@@ -126,7 +126,7 @@ int LoginStart(SessionContext *context)
         DeleteServer(context);
         return -1;
     }
-    // A link that was lost right behind the login acknowledgement keeps its request: nothing would ask for it again.
+    // When the link was lost right after the login acknowledgement, the request to end stays: nobody would repeat it.
     ClearQuitWhileLoggedIn();
     LOG_INFO("Login done");
     return 0;
@@ -152,7 +152,7 @@ static void *HeartbeatProc(void *)
     return nullptr;
 }
 
-// Whether the platform has been silent for too long. Nothing is held against it before its first acknowledgement.
+// Whether the platform has been silent for too long. Before its first acknowledgement it has not.
 static bool HeartbeatExpired()
 {
     return beepAck != 1 && mHeartTime != 0 && SilenceMs() > SilenceLimitMs();

@@ -5,9 +5,9 @@
 #include "core/Wire.h"
 #include "platform/Frame.h"
 
-static const size_t kRegisterTrailer = 32; // zero bytes behind the MAC
+static const size_t kRegisterTrailer = 32; // zero bytes after the MAC
 static const size_t kLoginLead = 19;       // zero bytes before the version
-// Two fixed bytes behind the version; every agent in the field sends these.
+// Two fixed bytes after the version; every agent in the field sends these.
 static const uint8_t kLoginTrailer[2] = {1, 0x36};
 
 static size_t Written(const WireWriter &w)

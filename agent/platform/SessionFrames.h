@@ -1,7 +1,7 @@
 // SessionFrames.h - what registration, login and heartbeat frames hold in their head blocks and bodies.
 //
-// Both directions stand here, side by side: the agent writes requests and reads acknowledgements, a platform does
-// the reverse. All of it is plain bytes; encryption and the frame around it are Crypt.h and Frame.h.
+// Both directions are here: the agent writes requests and reads acknowledgements, a platform does the reverse. All of
+// it is plain bytes; encryption and the frame around it are Crypt.h and Frame.h.
 //
 // State: none. Threads: any.
 #pragma once
@@ -49,8 +49,8 @@ struct LoginRequest {
 // Copies the first 12 characters of a PIN text into a head field, zero-filled.
 void PinField(const char *pin, uint8_t field[kPinHeadSize]);
 
-// Each writer returns the length written, or 0 when `size` is too small; each reader returns false when bytes are
-// missing. Readers point into what they were given.
+// Each writer returns the length written, or 0 when `size` is too small. Each reader returns false when bytes are
+// missing; the pointers that it stores point into the bytes that it was given.
 size_t RegisterHeadWrite(const RegisterRequest &request, uint8_t *out, size_t size);
 size_t RegisterRecordWrite(const RegisterRequest &request, uint8_t *out, size_t size);
 [[nodiscard]] bool RegisterRequestRead(const uint8_t *head, size_t headLen, const uint8_t *record, size_t recordLen,

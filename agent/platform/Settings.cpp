@@ -26,7 +26,7 @@ static const size_t kPortTextSize = 8;
 static_assert(sizeof PLUG_DEFAULT_SERVER1 - 1 <= kServerNameMax, "PLUG_DEFAULT_SERVER1 is longer than 31 characters");
 static_assert(sizeof PLUG_DEFAULT_SERVER2 - 1 <= kServerNameMax, "PLUG_DEFAULT_SERVER2 is longer than 31 characters");
 
-// The room is for one character more than counts, which shows that there was more.
+// With room for one character more than is used: a name that fills it was too long.
 typedef char ServerName[kServerNameMax + 2];
 
 static void ReadServerName(const char *key, const char *defaultName, ServerName &name)

@@ -25,5 +25,5 @@ extern std::atomic<int32_t> AutoReportDevinfo;
 
 // Reads the settings from the chosen configuration file and looks both servers up (which may block for as long as
 // the resolver does). Returns 0; -1 with a log line when the port is not in 2048 to 65530 or a look-up fails, and
-// then what comes after is left as it was. PIN and KEY are not checked until a registration needs them.
+// then the settings that come after it keep their values. PIN and KEY are not checked until a registration needs them.
 int InitProtool();

@@ -1,25 +1,25 @@
-// SignOfLife.h - for how long nothing has been heard of the platform.
+// SignOfLife.h - for how long the platform has been silent.
 //
-// A heartbeat's acknowledgement counts when the response thread dispatches it. Behind a command that takes long, or a
-// frame whose body comes slowly, it waits in the queue; as long as it would have to, bytes count when they arrive,
-// whatever they are. The exception is a thread that stays on a command until the session ends: nothing counts then, or
-// a platform that goes on acknowledging would keep it there for good.
+// A heartbeat's acknowledgement counts when the response thread dispatches it. While that thread carries out a long
+// command or waits for the rest of a frame, acknowledgements wait in the queue; so all bytes count then, when they
+// arrive. The exception is a command that goes on until the session ends: nothing counts then, or a platform that goes
+// on acknowledging would keep it going for good.
 //
-// State:    the time of the last sign, on the clock that no date moves, and what the response thread does; under a
-//           lock of their own.
+// State:    the time of the last sign, on the clock of OsNowMs(), and what the response thread does; under a lock of
+//           their own.
 // Threads:  as stated at each procedure.
 #pragma once
 
 #include <cstdint>
 
 enum ResponseState {
-    RESPONSE_WAITS,    // whatever comes is dispatched at once
-    RESPONSE_OCCUPIED, // carries out a command, or waits for the rest of a frame
-    RESPONSE_STAYS,    // on a command that only the end of the session ends
+    RESPONSE_WAITS,    // for a frame, which it dispatches at once
+    RESPONSE_OCCUPIED, // by a command, or by a frame whose rest is missing
+    RESPONSE_STAYS,    // with a command that only the end of the session ends
 };
 
-// Says what the response thread does from now on. By that thread, and before it starts; whoever stays says so from
-// within the command.
+// Says what the response thread does from now on. Called by that thread (by a command that stays, too), and by the main
+// thread before it starts.
 void SetResponseState(ResponseState state);
 
 // What it does now. Any thread.

@@ -10,8 +10,8 @@
 static OsWaiter mMutexQue; // guards everything below
 static uint8_t mData[kQueueSize];
 static size_t mOffset; // fill level
-static bool s_changed; // something has come in since the last look
-static bool s_begun;   // the last look has found the header of a frame that is not whole
+static bool s_changed; // bytes have arrived since the last popup()
+static bool s_begun;   // the last popup() found the header of a frame that was not whole
 static bool s_closed;  // nobody waits any more
 
 void NewTcpQueue()

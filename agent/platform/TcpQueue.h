@@ -35,8 +35,8 @@ int push(const uint8_t *data, size_t length);
 // Whether the last popup() found the beginning of a frame and not all of it. Response thread.
 [[nodiscard]] bool QueueHoldsBegunFrame();
 
-// Waits until bytes have come in since the last popup(). Returns at once once the queue is closed.
+// Waits until bytes have arrived since the last popup(). Returns at once when the queue is closed.
 void QueueWait();
 
-// Ends every QueueWait(), the present one and all to come, until NewTcpQueue() opens the queue again.
+// Ends the current QueueWait() and all later ones, until NewTcpQueue() opens the queue again.
 void QueueClose();

@@ -73,7 +73,7 @@ static void EndSession()
     CloseSocket();
 }
 
-// What the receive thread has met in a row.
+// What the receive thread has met in a row: each counts up to the limit above that ends the session.
 struct ReceiveTroubles {
     int waits;
     int emptyReads;
@@ -88,7 +88,7 @@ static bool ReceiveOnce(ReceiveTroubles *troubles)
     {
         OsGuard guard(&mMutexTcp);
         count = recv(ServerSock, bytes, sizeof bytes, 0);
-        if (count > 0) SendRest(); // a platform that talks again most likely reads again, too
+        if (count > 0) SendRest(); // a platform that sends again most likely reads again, too
     }
     if (count > 0) {
         NoteBytes();
@@ -273,7 +273,7 @@ int DeleteServer(SessionContext *context)
     }
     if (context->serverThreads == SERVER_THREADS_BOTH) {
         result = OsThreadJoin(context->receiveThread);
-        if (result != 0) LOG_ERR("Stop rtsp client stream error..."); // the text is meant
+        if (result != 0) LOG_ERR("Stop rtsp client stream error..."); // this text, on purpose
     }
     context->serverThreads = SERVER_THREADS_NONE;
     CloseSocket();

@@ -29,16 +29,17 @@ struct SessionContext {
 // Takes one received frame; called on the response thread.
 typedef void (*FrameHandler)(const ReceivedFrame &frame);
 
-// Names the frame handler. Before the first ServerInit().
+// Sets the frame handler. Call it before the first ServerInit().
 void ServerOnFrame(FrameHandler handler);
 
 // Connects to `address` (dotted text) and `port` (blocking) and starts both threads, noting them in `context`.
 // Returns 0 or -1. ServerRun is 1 even after a failure, until DeleteServer(); while it is 1, nothing can be started.
 [[nodiscard]] int ServerInit(const char *address, uint16_t port, SessionContext *context);
 
-// Has the system give the connection up when what was sent is not acknowledged by the other machine within
-// SilenceLimitMs(): a platform that vanished without a word is found even if it has never answered. ServerInit() does
-// so; due again when the interval changes. Does nothing without a connection, or on a system that has no such option.
+// Has the system close the connection when the other machine does not acknowledge what was sent within
+// SilenceLimitMs(). So a platform that has vanished is noticed even if it has never answered. ServerInit() calls it;
+// call it again when the heartbeat interval changes. Does nothing without a connection, or on a system that has no such
+// option.
 void ServerFollowInterval();
 
 // Sends one frame of 1 to 8192 bytes with a single send. Returns 0 when the socket took all of it, -1 otherwise.
@@ -48,8 +49,8 @@ void ServerFollowInterval();
 [[nodiscard]] int SendData(const uint8_t *frame, size_t length);
 
 // Stops the client: asks both threads to end (the receive thread closes the socket), pauses for one second, joins them
-// and closes what is still open. A command that is being carried out is waited for, as long as its own rules let it go
-// on. Safe after a failed ServerInit(). Returns the last join's result.
+// and closes what is still open. Waits for a command in progress, which may go on as long as its own rules allow. Safe
+// after a failed ServerInit(). Returns the last join's result.
 int DeleteServer(SessionContext *context);
 
 // Looks `host` up and stores the dotted text of its first IPv4 address in `dest` (`capacity` bytes, at least 16).

@@ -13,7 +13,6 @@
 #include "core/Common.h"
 #include "core/JsonParse.h"
 #include "core/MacText.h"
-#include "functions/Url.h"
 #include "http/Url.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"

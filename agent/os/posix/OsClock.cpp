@@ -16,7 +16,7 @@ time_t OsWallTime()
 
 void OsLocalTime(time_t when, struct tm *out)
 {
-    tzset(); // localtime_r() alone keeps to the zone of the first call, and a router may be given another one any time
+    tzset(); // localtime_r() alone keeps the zone of the first call, and a router's zone may change at any time
     if (!localtime_r(&when, out)) memset(out, 0, sizeof *out);
 }
 
@@ -25,6 +25,6 @@ time_t OsLocalMidnight(time_t when)
     struct tm day;
     OsLocalTime(when, &day);
     day.tm_hour = day.tm_min = day.tm_sec = 0;
-    day.tm_isdst = -1; // midnight may lie on the other side of a change of the clocks
+    day.tm_isdst = -1; // daylight saving time may have begun or ended since midnight
     return mktime(&day);
 }

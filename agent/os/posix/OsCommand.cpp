@@ -19,14 +19,14 @@ extern char **environ;
 static const int kGroupsMax = 16;
 static const int kLastStartMs = 400; // how long the end of the process waits for a start that has begun
 
-// Read by the signal handler, so plain atomics. A group stands here until just before its leader is reaped: as long as
-// it does, its number belongs to nobody else.
+// Read by the signal handler, so plain atomics. A group stays here until just before its leader is reaped; until then
+// its number belongs to no other process.
 static std::atomic<pid_t> s_groups[kGroupsMax];
-static std::atomic<int> s_starting; // threads between "may I start?" and "the group stands in the list"
+static std::atomic<int> s_starting; // threads that may start a command and have not entered its group yet
 static std::atomic<bool> s_ending;
 
-// Holds back the signals that end the process: a thread that begins a start also finishes it, or the handler that
-// interrupts it would wait for itself.
+// Blocks the signals that end the process while a command starts: the handler waits for starts that have begun, and so
+// must not interrupt one.
 class SignalsBlocked
 {
   public:
@@ -73,7 +73,7 @@ static int Spawn(pid_t *child, const char *text, int output)
     return error;
 }
 
-// Enters `group` (0: just looks whether there is room). Returns false when the list is full.
+// Enters `group` into the list (0: only looks for room). Returns false when the list is full.
 static bool EnterGroup(pid_t group)
 {
     for (auto &entry : s_groups) {
@@ -83,7 +83,7 @@ static bool EnterGroup(pid_t group)
     return false;
 }
 
-// Takes `group` out and learns how its leader ended; waits for that end. Returns the wait status, or -1 with errno.
+// Waits for the end of the leader of `group` and takes the group out. Returns the wait status, or -1 with errno.
 static int Reap(OsCommand *command, pid_t group)
 {
     siginfo_t information;
@@ -111,7 +111,7 @@ static int Start(OsCommand *command, const char *text, int output)
     s_starting++;
     pid_t child = 0;
     int error = s_ending ? ECANCELED : EnterGroup(0) ? Spawn(&child, text, output) : EAGAIN;
-    // The child does so as well; whoever comes first, the group is there to be killed.
+    // The child does the same. Whichever is first: from here on the group exists and can be killed.
     if (error == 0) setpgid(child, child);
     if (error == 0 && !EnterGroup(child)) { // another thread took the last place meanwhile
         kill(-child, SIGKILL);
@@ -172,13 +172,13 @@ int OsCommandOpen(OsCommand *command, const char *text)
 static bool AwaitOutput(int output, int64_t deadlineMs)
 {
     if (deadlineMs == OS_FOREVER) return true; // the read waits
-    // Again and again, because a signal may have ended the wait.
+    // In a loop, because a signal may end a wait early.
     for (int64_t left; (left = deadlineMs - OsNowMs()) > 0;)
         if (OsWaitReadable(output, left < INT_MAX ? static_cast<int>(left) : INT_MAX) == OS_READABLE) return true;
     return false;
 }
 
-// Makes sure that a byte is there to take. Returns false at the end of the output and at the deadline.
+// Makes sure that the buffer has a byte left. Returns false at the end of the output and at the deadline.
 static bool Fill(OsCommand *command, int64_t deadlineMs)
 {
     if (command->taken < command->filled) return true;
@@ -222,7 +222,7 @@ void OsStopCommands()
 {
     const int error = errno;
     s_ending = true;
-    // Whoever has seen s_ending unset is about to enter a group; it takes as long as a fork.
+    // A thread that has seen s_ending unset is about to enter a group, which takes as long as a fork.
     const struct timespec millisecond = {0, 1000000};
     for (int i = 0; i < kLastStartMs && s_starting > 0; i++) nanosleep(&millisecond, nullptr);
     for (auto &entry : s_groups) {

@@ -8,11 +8,11 @@
 #include <unistd.h>
 
 static const mode_t kOwnMode = 0600;
-static const int kMakings = 32; // how often somebody may come in between before we give up
-static const int kLinksMax = 8; // that lead from one to the next
+static const int kMakings = 32; // attempts, when somebody keeps making other files there
+static const int kLinksMax = 8; // in a row
 
-// A regular file; with `ours`, one that nobody else has put there or can change. Whoever may write a file may have it
-// open for writing still when its mode has changed.
+// Whether it is a regular file; with `ours`, one that is ours as OsFile.h says. The mode is not mended: whoever could
+// write the file may still have it open.
 static bool Accept(const struct stat &status, bool ours)
 {
     if (!S_ISREG(status.st_mode)) return false;
@@ -36,8 +36,8 @@ int OsOpenForReading(const char *path, bool followLink)
     return Open(path, O_RDONLY | (followLink ? 0 : O_NOFOLLOW), false);
 }
 
-// Returns `fd`, or closes it and returns -1 with EPERM when what it stands for belongs to neither root nor us. A failed
-// open passes through.
+// Returns `fd`. When the file belongs to neither root nor us, closes it and returns -1 with EPERM. The -1 of a failed
+// open is passed on.
 static int KeepTrusted(int fd)
 {
     struct stat status;
@@ -47,7 +47,7 @@ static int KeepTrusted(int fd)
     return -1;
 }
 
-// Puts what the link `path` names in its place, if the link can be trusted. Returns 0, or -1 with errno.
+// Replaces `path`, a link, by what it points to, if the link can be trusted. Returns 0, or -1 with errno.
 static int FollowTrusted(char (&path)[PATH_MAX])
 {
     const int link = KeepTrusted(open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -55,7 +55,7 @@ static int FollowTrusted(char (&path)[PATH_MAX])
     char target[PATH_MAX];
     const ssize_t length = readlinkat(link, "", target, sizeof target - 1);
     close(link);
-    if (length < 0) return -1; // no link any more
+    if (length < 0) return -1; // it is no link any more
     target[length] = '\0';
     char *const name = strrchr(path, '/') ? strrchr(path, '/') + 1 : path;
     char *const to = target[0] == '/' ? path : name;
@@ -88,7 +88,7 @@ int OsOpenOurs(const char *path)
     return Open(path, O_RDONLY | O_NOFOLLOW, true);
 }
 
-// Removes what is at `path` and makes a file there. Somebody may be quicker in between, but not for ever.
+// Removes what is at `path` and makes a file there. Somebody may make another in between, so it tries several times.
 static int MakeAnew(const char *path, int flags, mode_t mode)
 {
     int fd = -1;
@@ -101,8 +101,8 @@ static int MakeAnew(const char *path, int flags, mode_t mode)
     return fd;
 }
 
-// These say nothing about what is at a path. All other errors are of something planted: of a link ELOOP, or EACCES in a
-// sticky folder; of a FIFO or a socket ENXIO; of a program that runs ETXTBSY; and so on.
+// These errors say nothing about what is at a path. All others mean that something was planted there: ELOOP a link, or
+// EACCES a link in a sticky folder; ENXIO a FIFO or a socket; ETXTBSY a program that runs; and so on.
 static bool IsShortage(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;

@@ -15,7 +15,7 @@ static const int kRemoveAtEndMax = 8;
 static const int kOwnPagesFrom = 64 * 1024;
 static const int kHeapStep = 8 * 1024;
 
-// Read by the signal handler, so without a lock: an entry is complete before the count admits it, and never changed.
+// Read by the signal handler, so without a lock: an entry is complete before the count includes it, and never changes.
 static struct {
     const char *path;
     OsFileId file;
@@ -37,7 +37,7 @@ int OsThreadJoin(pthread_t thread)
     return pthread_join(thread, nullptr);
 }
 
-// Only what a signal handler may do.
+// Does only what a signal handler may do.
 static void RemoveFiles()
 {
     const int count = s_removeCount.load();
@@ -78,9 +78,9 @@ static void KeepStandardDescriptorsOpen()
     if (fd > STDERR_FILENO) close(fd);
 }
 
-// One heap for all threads: what the agent allocates is little, short-lived and never in a hurry, and every further heap
-// costs pages of its own. Large blocks get their own pages, which take memory only once they are written to; for that
-// the heap must not have so much to spare that they are cut, and cleared, from it.
+// One heap for all threads: the agent allocates little and for a short time, and every further heap costs pages of its
+// own. Large blocks get pages of their own, which take memory only when they are written to. So the heap must not keep
+// enough in reserve to serve them itself, because it would have to clear them.
 static void KeepHeapSmall()
 {
 #ifdef M_ARENA_MAX // not every C library has these
@@ -95,7 +95,7 @@ void OsPrepareProcess()
     KeepHeapSmall();
     KeepStandardDescriptorsOpen();
     signal(SIGPIPE, SIG_IGN);
-    signal(SIGCHLD, SIG_DFL); // ignored, as some supervisors leave it, no command's end could be learnt
+    signal(SIGCHLD, SIG_DFL); // some supervisors leave it ignored: then no command could be waited for
     struct sigaction stop = {};
     stop.sa_handler = StopBySignal;
     sigfillset(&stop.sa_mask);
