@@ -112,7 +112,7 @@ TEST(Base64, DecoderRefusesCharactersOutsideTheAlphabet)
     EXPECT_EQ(-2, Decode(std::string("Zm\0v", 4), &out));
 }
 
-TEST(Base64, DecoderRefusesPaddingInAWrongPlace)
+TEST(Base64, DecoderRefusesPaddingInTheWrongPlace)
 {
     Bytes out;
     for (const char *text :

@@ -1,4 +1,4 @@
-// What becomes of data frames: commands, their answers, and acknowledgements of what was sent up.
+// How data frames are handled: commands, their answers, and acknowledgements of uploads.
 #include "CBHandle.h"
 
 #include <cstring>
@@ -31,7 +31,7 @@ TEST_F(CBHandleDataTest, EveryDataFrameIsASignOfLifeEvenWithoutABody)
     ExpectNothingSent();
 }
 
-TEST_F(CBHandleDataTest, WhatIsDecryptedIsLogged)
+TEST_F(CBHandleDataTest, DecryptedRecordsAreLogged)
 {
     const FeatureSpy spy;
     for (uint8_t type : kDataTypes) {
@@ -42,7 +42,7 @@ TEST_F(CBHandleDataTest, WhatIsDecryptedIsLogged)
     }
 }
 
-TEST_F(CBHandleDataTest, BodiesOfEveryShortLengthAreDroppedOrFoundWrong)
+TEST_F(CBHandleDataTest, ShortBodiesOfEveryLengthAreDroppedOrRefused)
 {
     const FeatureSpy spy;
     Bytes noise;
@@ -62,7 +62,7 @@ TEST_F(CBHandleDataTest, BodiesOfEveryShortLengthAreDroppedOrFoundWrong)
     EXPECT_EQ(0, mQuitPro);
 }
 
-TEST_F(CBHandleDataTest, TheLongestBodyIsTaken)
+TEST_F(CBHandleDataTest, TheLongestBodyIsAccepted)
 {
     const FeatureSpy spy;
     const std::string text(1498, 'x'); // a record of 1503 bytes in a body of 1504
@@ -161,7 +161,7 @@ TEST_F(CBHandleDataTest, AFunctionCommandWhoseCipherBeginsLikeANetworkFailureIsA
     ExpectAck(26, 0, 40, Bytes{plain[11], plain[12]} + Hex("01 00 00 00") + Text("V1") + Bytes(62, 0));
 }
 
-TEST_F(CBHandleDataTest, WithAChecksumThatDoesNotHoldItIsANetworkFailure)
+TEST_F(CBHandleDataTest, ACommandThatBeginsLikeANetworkFailureAndHasAWrongChecksumIsOne)
 {
     const FeatureSpy spy;
     ReceivedFrame frame = ReceivedRecord(18, {}, PlugLookalike());
@@ -173,7 +173,7 @@ TEST_F(CBHandleDataTest, WithAChecksumThatDoesNotHoldItIsANetworkFailure)
     ExpectNothingSent();
 }
 
-TEST_F(CBHandleDataTest, OfOtherTypesItIsANetworkFailureWhateverItsChecksum)
+TEST_F(CBHandleDataTest, OtherTypesThatBeginLikeANetworkFailureAreOneWhateverTheirChecksum)
 {
     const Bytes plain = PlugLookalike();
     for (uint8_t type : {2, 11, 25, 26, 27}) {
@@ -206,7 +206,7 @@ TEST_F(CBHandleDataTest, AFunctionCommandWithAWrongChecksumIsAnsweredElevenAndNo
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(CBHandleDataTest, TheChecksumTakesInBodyLengthHeadAndPlainRecord)
+TEST_F(CBHandleDataTest, TheChecksumCoversBodyLengthHeadAndPlainRecord)
 {
     const FeatureSpy spy;
     // Length 10 00, head 05 06 (0B), record (19B): 1B6.
@@ -215,7 +215,7 @@ TEST_F(CBHandleDataTest, TheChecksumTakesInBodyLengthHeadAndPlainRecord)
     EXPECT_EQ(1u, spy.Count("ParserPlugData"));
 }
 
-TEST_F(CBHandleDataTest, AcknowledgementsOfUploadsAreNotHeldToAChecksum)
+TEST_F(CBHandleDataTest, TheChecksumOfAnUploadAckIsNotVerified)
 {
     const FeatureSpy spy;
     CBHandle(Received(25, {}, Encrypted(Record(200, {}, Text("hello"))), 0xEE));
@@ -223,12 +223,12 @@ TEST_F(CBHandleDataTest, AcknowledgementsOfUploadsAreNotHeldToAChecksum)
     ExpectNothingSent();
 }
 
-TEST_F(CBHandleDataTest, APaddingCountThatCannotBeIsAMismatch)
+TEST_F(CBHandleDataTest, AnImpossiblePaddingCountIsAMismatch)
 {
     const FeatureSpy spy;
     for (uint8_t padding : {17, 128, 255}) {
         const Bytes plain = Hex("00 00 C8 02 00 68 69") + Bytes(8, 0) + Bytes{padding};
-        // Right for whichever part of the block would be summed up.
+        // Right whichever part of the block is summed up.
         for (int checksum = 0; checksum < 256; checksum++) {
             CBHandle(Received(18, {}, EncryptedBlocks(plain), static_cast<uint8_t>(checksum)));
             ASSERT_EQ(Hex("CC DD 19 02 0B 00 00 0B 00"), peer.ReceiveFrame()) << int(padding) << " " << checksum;
@@ -237,7 +237,7 @@ TEST_F(CBHandleDataTest, APaddingCountThatCannotBeIsAMismatch)
     EXPECT_TRUE(spy.Calls().empty());
 }
 
-TEST_F(CBHandleDataTest, ThePaddingCountIsTakenAtItsWord)
+TEST_F(CBHandleDataTest, EveryPossiblePaddingCountIsUsedAsItIs)
 {
     const FeatureSpy spy;
     // Count 0: all 16 bytes are summed. Count 16: none is. The record is read all the same.
@@ -357,7 +357,7 @@ TEST_F(CBHandleDataTest, AnswersCarryTheRoutersOwnMacNotTheFrames)
 
 // ---- Acknowledgements of uploads ----
 
-TEST_F(CBHandleDataTest, AnUploadAckIsHandedOnUpToAThousandAndEighteenBytesAndNeverAnswered)
+TEST_F(CBHandleDataTest, AnUploadAckOfUpTo1018BytesIsParsedAndNeverAnswered)
 {
     FeatureSpy spy;
     spy.plugCode = 5;
@@ -373,7 +373,7 @@ TEST_F(CBHandleDataTest, AnUploadAckIsHandedOnUpToAThousandAndEighteenBytesAndNe
     ExpectNothingSent();
 }
 
-TEST_F(CBHandleDataTest, AnUploadAckThatAnnouncesMoreThanFollowsIsNotHandedOn)
+TEST_F(CBHandleDataTest, AnUploadAckThatAnnouncesMoreThanFollowsIsNotParsed)
 {
     const FeatureSpy spy;
     CBHandle(ReceivedRecord(25, {}, Hex("00 00 0D 64 00") + Text("hello")));
@@ -381,7 +381,7 @@ TEST_F(CBHandleDataTest, AnUploadAckThatAnnouncesMoreThanFollowsIsNotHandedOn)
     ExpectNothingSent();
 }
 
-TEST_F(CBHandleDataTest, AnUploadAckWithMacIsLoggedOnly)
+TEST_F(CBHandleDataTest, AnUploadAckWithMacIsOnlyLogged)
 {
     const FeatureSpy spy;
     CBHandle(ReceivedRecord(26, Hex("00 00"), Record(40, mac, FunctionRequest(1))));

@@ -1,4 +1,4 @@
-// What becomes of session frames: acknowledgements, forced disconnect, network failure, and types that are not ours.
+// How session frames are handled: acknowledgements, forced disconnect, network failure, and unknown types.
 #include "CBHandle.h"
 
 #include <cstring>
@@ -34,7 +34,7 @@ static Bytes RegisterAckRecord()
 
 // ---- Any type ----
 
-TEST_F(CBHandleTest, OnlyTheDocumentedTypesAreActedUpon)
+TEST_F(CBHandleTest, OnlyKnownTypesAreHandled)
 {
     const std::set<int> ours = {2, 3, 11, 18, 20, 25, 26};
     const FeatureSpy spy;
@@ -73,7 +73,7 @@ TEST_F(CBHandleTest, ABodyThatBeginsWithFfffEndsTheSessionWhateverTheType)
     ExpectNothingSent();
 }
 
-TEST_F(CBHandleTest, AFirstWordNextToFfffIsNoNetworkFailure)
+TEST_F(CBHandleTest, AFirstWordCloseToFfffIsNoNetworkFailure)
 {
     for (const char *body : {"FE FF", "FF FE", "FF", ""}) {
         CBHandle(Received(2, {}, Hex(body)));
@@ -83,7 +83,7 @@ TEST_F(CBHandleTest, AFirstWordNextToFfffIsNoNetworkFailure)
 
 // ---- Heartbeat acknowledgement ----
 
-TEST_F(CBHandleTest, HeartbeatAckNotesItsTime)
+TEST_F(CBHandleTest, HeartbeatAckStoresItsTime)
 {
     FakeClockAdvanceMs(7999);
     CBHandle(Received(2, {}, {}));
@@ -113,7 +113,7 @@ TEST_F(CBHandleTest, AForcedDisconnectEndsTheProcessBeforeRegistrationToo)
 
 // ---- Register acknowledgement ----
 
-TEST_F(CBHandleTest, RegisterAckBringsTheLoginValues)
+TEST_F(CBHandleTest, RegisterAckSetsTheLoginValues)
 {
     BeforeRegistration();
     CBHandle(Received(11, {}, Encrypted(RegisterAckRecord())));
@@ -135,7 +135,7 @@ TEST_F(CBHandleTest, TheLongestLoginServerFits)
     EXPECT_EQ(65535, mLoginPort);
 }
 
-TEST_F(CBHandleTest, AnErrorCodeInTheHeadIsLoggedAndTheAckIsTakenAllTheSame)
+TEST_F(CBHandleTest, AnErrorCodeInTheHeadIsLoggedAndTheAckIsStillAccepted)
 {
     const struct {
         const char *head;
@@ -180,7 +180,7 @@ TEST_F(CBHandleTest, ARegisterAckTooShortForItsFieldsIsRefused)
 
 // ---- Login acknowledgement ----
 
-TEST_F(CBHandleTest, LoginAckBringsTheHeartbeatIntervalOfAtLeastTwenty)
+TEST_F(CBHandleTest, LoginAckSetsTheHeartbeatIntervalToAtLeastTwenty)
 {
     const struct {
         const char *interval;

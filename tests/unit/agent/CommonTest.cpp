@@ -22,7 +22,7 @@ class Common : public AgentTest
 
 // ---- Filter and stamp ----
 
-TEST_F(Common, LogLevelZeroPrintsNothingAtAllNotEvenErrors)
+TEST_F(Common, LogLevelZeroPrintsNothingNotEvenErrors)
 {
     d_set_log_level(LOG_LEVEL_NONE);
     for (uint32_t level : {1u, 2u, 4u, 8u, 16u, 32u}) {
@@ -114,7 +114,7 @@ TEST_F(Common, LogMacrosNameModuleFunctionAndLine)
     EXPECT_NE(std::string::npos, Log().find("[INFO] [CommonTest->SocketInit->"));
 }
 
-TEST_F(Common, LogMacrosEvaluateNothingThatIsNotAdmitted)
+TEST_F(Common, LogMacrosDoNotEvaluateArgumentsOfALevelThatIsOff)
 {
     int evaluated = 0;
     d_set_log_level(LOG_LEVEL_ERR);
@@ -188,7 +188,7 @@ TEST_F(Common, SwapNet32StoresNetworkOrderWhateverTheTypeAndTheAlignment)
 
 // ---- Text ----
 
-TEST_F(Common, CharToHexTakesDigitsOfEitherCaseHighNibbleFirst)
+TEST_F(Common, CharToHexReadsDigitsOfEitherCaseHighNibbleFirst)
 {
     const struct {
         const char *text;
@@ -202,7 +202,7 @@ TEST_F(Common, CharToHexTakesDigitsOfEitherCaseHighNibbleFirst)
     }
 }
 
-TEST_F(Common, CharToHexOfTwoOtherCharactersLeavesTheByte)
+TEST_F(Common, CharToHexOfTwoOtherCharactersKeepsTheByte)
 {
     for (const char *text : {"zz", "gG", "/:", "@`", "  "}) {
         uint8_t byte = 0x5A;

@@ -67,7 +67,7 @@ TEST_F(Config, TheLocalFileIsTheLastResortAndIsNotChecked)
     EXPECT_STREQ("local", value);
 }
 
-TEST_F(Config, WhatIsNoRegularFileCannotBeRead)
+TEST_F(Config, OnlyARegularFileCanBeRead)
 {
     ASSERT_EQ(0, mkdir(kPathDefaultConfig, 0755));
     const std::string fifo = InFolder("fifo");
@@ -77,10 +77,10 @@ TEST_F(Config, WhatIsNoRegularFileCannotBeRead)
     EXPECT_TRUE(Logged(std::string("use config file\t[") + kPathLocalConfig + "]"));
 }
 
-TEST_F(Config, AnEmptyOrOverlongPathOfTheOptionIsPassedOver)
+TEST_F(Config, AnEmptyOrOverlongPathOfTheOptionIsSkipped)
 {
     WriteFile(kPathDefaultConfig, kSection + "KEY=default\n");
-    // A name that a cut would make of it exists.
+    // A file with the name that a cut would leave exists.
     std::string path = InFolder("long");
     path += std::string(255 - path.size(), 'x');
     WriteFile(path, kSection + "KEY=cut\n");
@@ -124,13 +124,13 @@ class DefaultConfig : public Config
     static constexpr uid_t kStranger = 65534;
 };
 
-TEST_F(DefaultConfig, AFileOfOursIsTaken)
+TEST_F(DefaultConfig, AFileOfOursIsUsed)
 {
     ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
     EXPECT_EQ("there", Choice());
 }
 
-TEST_F(DefaultConfig, AFileOfAStrangerIsPassedOver)
+TEST_F(DefaultConfig, AFileOfAStrangerIsSkipped)
 {
     ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
     GiveToAStranger(kPathDefaultConfig);
@@ -146,21 +146,21 @@ TEST_F(DefaultConfig, ALinkOfOursToAFileOfOursIsFollowed)
     EXPECT_EQ("there", Choice());
 }
 
-TEST_F(DefaultConfig, ALinkOfAStrangerToAFileOfOursIsPassedOver)
+TEST_F(DefaultConfig, ALinkOfAStrangerToAFileOfOursIsSkipped)
 {
     ASSERT_EQ(0, symlink(mFile.c_str(), kPathDefaultConfig));
     GiveToAStranger(kPathDefaultConfig);
     EXPECT_EQ("passed over", Choice());
 }
 
-TEST_F(DefaultConfig, ALinkOfOursToAFileOfAStrangerIsPassedOver)
+TEST_F(DefaultConfig, ALinkOfOursToAFileOfAStrangerIsSkipped)
 {
     ASSERT_EQ(0, symlink(mFile.c_str(), kPathDefaultConfig));
     GiveToAStranger(mFile);
     EXPECT_EQ("passed over", Choice());
 }
 
-TEST_F(DefaultConfig, OfLinksToLinksEachMustBeOurs)
+TEST_F(DefaultConfig, EveryLinkOfAChainMustBeOurs)
 {
     const std::string middle = InFolder("middle");
     ASSERT_EQ(0, symlink(mFile.c_str(), middle.c_str()));
@@ -170,13 +170,13 @@ TEST_F(DefaultConfig, OfLinksToLinksEachMustBeOurs)
     EXPECT_EQ("passed over", Choice());
 }
 
-TEST_F(DefaultConfig, LinksInACircleArePassedOver)
+TEST_F(DefaultConfig, LinksInACircleAreSkipped)
 {
     ASSERT_EQ(0, symlink(kPathDefaultConfig, kPathDefaultConfig));
     EXPECT_EQ("passed over", Choice());
 }
 
-TEST_F(DefaultConfig, AFolderOrFifoIsPassedOver)
+TEST_F(DefaultConfig, AFolderOrFifoIsSkipped)
 {
     ASSERT_EQ(0, mkdir(kPathDefaultConfig, 0755));
     EXPECT_EQ("passed over", Choice());
@@ -185,14 +185,14 @@ TEST_F(DefaultConfig, AFolderOrFifoIsPassedOver)
     EXPECT_EQ("passed over", Choice());
 }
 
-TEST_F(DefaultConfig, NothingThereIsPassedOverWithoutAWord)
+TEST_F(DefaultConfig, AMissingFileIsSkippedWithoutALogLine)
 {
     EXPECT_EQ("passed over without a word", Choice());
     ASSERT_EQ(0, symlink(InFolder("missing").c_str(), kPathDefaultConfig));
     EXPECT_EQ("passed over without a word", Choice());
 }
 
-TEST_F(DefaultConfig, WhatAStrangerPutsThereAfterTheChoiceIsNotRead)
+TEST_F(DefaultConfig, AFileThatAStrangerPutsThereLaterIsNotRead)
 {
     ASSERT_EQ(0, rename(mFile.c_str(), kPathDefaultConfig));
     ASSERT_EQ("there", Choice());
@@ -233,7 +233,7 @@ TEST_F(Config, ALinkGivenWithTheOptionIsFollowed)
 
 // ---- Values ----
 
-TEST_F(Config, AFileThatCannotBeOpenedGivesTheDefaultAndMinusOne)
+TEST_F(Config, AFileThatCannotBeOpenedReturnsTheDefaultAndMinusOne)
 {
     NewProgramProfile(kPathDefaultConfig);
     Log();
@@ -243,7 +243,7 @@ TEST_F(Config, AFileThatCannotBeOpenedGivesTheDefaultAndMinusOne)
     EXPECT_TRUE(Logged(std::string("Can not fopen(\"") + kPathLocalConfig + "\")."));
 }
 
-TEST_F(Config, AFileThatCannotBeOpenedIsToldTwiceWithoutADefault)
+TEST_F(Config, AFileThatCannotBeOpenedIsLoggedTwiceWithoutADefault)
 {
     NewProgramProfile(kPathDefaultConfig);
     Log();
@@ -265,7 +265,7 @@ TEST_F(Config, NothingIsReadBeforeAFileHasBeenChosenOrAfterItWasForgotten)
     EXPECT_STREQ("x", value);
 }
 
-TEST_F(Config, AMissingKeyGivesTheDefaultAndZero)
+TEST_F(Config, AMissingKeyReturnsTheDefaultAndZero)
 {
     EXPECT_EQ("default", Key(kSection + "OTHER=1\n"));
     EXPECT_EQ("default", Key(""));
@@ -273,7 +273,7 @@ TEST_F(Config, AMissingKeyGivesTheDefaultAndZero)
     EXPECT_EQ("", Key("", 1));
 }
 
-TEST_F(Config, AMissingKeyWithoutDefaultIsToldAndMinusOne)
+TEST_F(Config, AMissingKeyWithoutADefaultIsLoggedAndReturnsMinusOne)
 {
     Key(kSection);
     Log();
@@ -352,7 +352,7 @@ TEST_F(Config, LinesThatBeginWithANumberSignAreComments)
     EXPECT_EQ("v#w", Key(kSection + "KEY=v#w\n")); // only at the beginning
 }
 
-TEST_F(Config, TheValueIsCutToTheRoomWithItsTerminator)
+TEST_F(Config, TheValueAndItsTerminatorAreCutToTheRoom)
 {
     const std::string text31(31, 'k');
     EXPECT_EQ(text31, Key(kSection + "KEY=" + text31 + "\n", 32));
@@ -376,7 +376,7 @@ TEST_F(Config, LongLinesAreReadInPiecesOf511Characters)
     EXPECT_EQ("tail", Key(kSection + "#" + std::string(510, 'c') + "KEY=tail\n")); // the second piece is a line
 }
 
-TEST_F(Config, ALineEndsAtANulAndTheNextIsReadAllTheSame)
+TEST_F(Config, ALineEndsAtANulAndTheNextIsStillRead)
 {
     EXPECT_EQ("v", Key(kSection + "KEY=v" + std::string("\0w", 2) + "\nOTHER=1\n"));
     EXPECT_EQ("v", Key(kSection + std::string("\0KEY=hidden\n", 12) + "KEY=v\n"));

@@ -60,7 +60,7 @@ TEST_F(Crypt, BlocksAreChained)
               Encrypt(kKey, "ABCDEFGHIJKLMNOPQ"));
 }
 
-TEST_F(Crypt, NothingEncryptsToOneBlockOfPadding)
+TEST_F(Crypt, AnEmptyTextEncryptsToOneBlockOfPadding)
 {
     EXPECT_EQ(Hex("377222e061a924c591cd9c27ea163ed4"), Encrypt(kKey, ""));
 }
@@ -83,7 +83,7 @@ TEST_F(Crypt, AShortKeyIsFilledUpWithZeroBytes)
     EXPECT_EQ(Hex("969efe0d94f2a96658fe7be266d62214"), Encrypt("", "ABCDEFGHIJKLMNO"));
 }
 
-TEST_F(Crypt, DecryptsWholeBlocksAndLeavesThePadding)
+TEST_F(Crypt, DecryptsWholeBlocksAndKeepsThePadding)
 {
     const Bytes cipher = Hex("f583a539eee9d7911f3c5d5dde7f554a 1e1a31c5c48f6f509adabd2f91de3874");
     uint8_t out[33] = {};
@@ -95,7 +95,7 @@ TEST_F(Crypt, DecryptsWholeBlocksAndLeavesThePadding)
     EXPECT_EQ(0x77, out[32]);
 }
 
-TEST_F(Crypt, DecryptionLeavesOutBytesAfterTheLastWholeBlock)
+TEST_F(Crypt, DecryptionIgnoresBytesAfterTheLastWholeBlock)
 {
     const Bytes cipher = Hex("f583a539eee9d7911f3c5d5dde7f554a 1e1a31c5c48f6f509adabd2f91de3874");
     for (size_t size = 0; size < 32; size++) {
@@ -119,7 +119,7 @@ TEST_F(Crypt, InputAndOutputMayBeTheSameBuffer)
     EXPECT_EQ(0, memcmp(buffer, "ABCDEFGHIJKLMNOPQ", 17));
 }
 
-TEST_F(Crypt, AKeyThatCannotBeSetForEncryptionIsToldAndWritesNothing)
+TEST_F(Crypt, AKeyThatCannotBeSetForEncryptionIsLoggedAndWritesNothing)
 {
     const uint8_t plain[4] = {};
     uint8_t out[16] = {0x77};
@@ -131,7 +131,7 @@ TEST_F(Crypt, AKeyThatCannotBeSetForEncryptionIsToldAndWritesNothing)
     EXPECT_NE(std::string::npos, Log().find("]-> Unable to set encryption key in AES error !!!!!\n\n"));
 }
 
-TEST_F(Crypt, AKeyThatCannotBeSetForDecryptionIsTold)
+TEST_F(Crypt, AKeyThatCannotBeSetForDecryptionIsLogged)
 {
     const uint8_t cipher[16] = {};
     uint8_t out[16] = {0x77};

@@ -1,4 +1,4 @@
-// What becomes of a download: the file, or the rate.
+// The results of the downloads: the file, and the rate.
 #include <csignal>
 #include <filesystem>
 #include <sys/resource.h>
@@ -40,8 +40,8 @@ TEST_F(DownloadTest, DoesNotFollowALinkInTheFilesPlace)
     EXPECT_EQ(Body(1500), ReadFile(mFile));
 }
 
-// Its digest tells, and then it is removed.
-TEST_F(DownloadTest, AFileThatCannotTakeTheWholeBodyStaysShort)
+// The caller sees it by the digest and removes the file.
+TEST_F(DownloadTest, AFileThatCannotHoldTheWholeBodyStaysShort)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(20000) + Body(20000)); });
     struct rlimit before;
@@ -58,7 +58,7 @@ TEST_F(DownloadTest, AFileThatCannotTakeTheWholeBodyStaysShort)
     EXPECT_EQ(0, m_s);
 }
 
-TEST_F(DownloadTest, GoesOnAfterTheSessionAsLongAsBytesCome)
+TEST_F(DownloadTest, ContinuesAfterTheSessionAsLongAsBytesCome)
 {
     const std::string body = Body(5000);
     HttpServer server([&](HttpConnection &connection) {
@@ -88,7 +88,7 @@ static void FetchDuring(int64_t milliseconds, size_t length)
     EXPECT_EQ(0, DownTestRateFIle("127.0.0.1", server.Port(), "/file", nullptr));
 }
 
-TEST_F(DownloadTest, TheRateIsBytesByWholeSeconds)
+TEST_F(DownloadTest, TheRateIsBytesDividedByWholeSeconds)
 {
     FetchDuring(3999, 100000); // from second 0 to second 3
     EXPECT_EQ(33333, gDownRate);
@@ -131,7 +131,7 @@ TEST_F(DownloadTest, TheRateIsUnknownWhileATestRuns)
     EXPECT_EQ(1500, gDownRate);
 }
 
-TEST_F(DownloadTest, AThousandLeaveNoDescriptorOpen)
+TEST_F(DownloadTest, AThousandDownloadsLeaveNoDescriptorOpen)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(1500) + Body(1500)); });
     const UnusedPort nobody;

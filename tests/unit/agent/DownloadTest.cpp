@@ -33,7 +33,7 @@ class BothDownloads : public DownloadTest, public testing::WithParamInterface<bo
         ExpectFailed();
     }
 
-    // What goes into a file lets go of a server that has been silent for ten seconds, as the teardown finds out.
+    // A download into a file lets go when the teardown finds that the server has been silent for ten seconds.
     void BeSilentIfToFile()
     {
         if (Timed()) return;
@@ -48,7 +48,7 @@ class BothDownloads : public DownloadTest, public testing::WithParamInterface<bo
         EXPECT_EQ("", ReadFile(mFile));
     }
 
-    // Fetches a body of `length` bytes behind a header, all of which arrives, and expects it.
+    // Fetches a body of `length` bytes after a header and expects all of it.
     void ExpectSuccess(const std::string &header, size_t length)
     {
         HttpServer server([&](HttpConnection &connection) { connection.Send(header + Body(length)); });
@@ -92,7 +92,7 @@ class DeafPort
     }
     uint16_t Number() const { return mPort; }
 
-    // Connections that are being made to it, the fillers' included.
+    // Connections to it that have not been accepted, the fillers' included.
     int Asking() const
     {
         int count = 0;
@@ -131,13 +131,13 @@ TEST_P(BothDownloads, SendTheRequestByteForByte)
               server.Requests());
 }
 
-TEST_P(BothDownloads, TakeABodyOf1025BytesAndMore)
+TEST_P(BothDownloads, AcceptABodyOf1025BytesAndMore)
 {
     for (size_t length : {1025u, 1026u, 2048u, 32768u, 32769u, 65536u, 300000u, 5000001u})
         ExpectSuccess(HeaderFor(length), length);
 }
 
-TEST_P(BothDownloads, TakeAHeaderThatComesByteByByte)
+TEST_P(BothDownloads, AcceptAHeaderThatComesByteByByte)
 {
     HttpServer server([](HttpConnection &connection) {
         connection.SendByteByByte(HeaderFor(1500));
@@ -161,19 +161,19 @@ TEST_P(BothDownloads, ReadTheLengthAsANumberWithBlanksAndSign)
         ExpectSuccess(Header(line), 1500);
 }
 
-TEST_P(BothDownloads, TakeALengthLineOf63Characters)
+TEST_P(BothDownloads, AcceptALengthLineOf63Characters)
 {
     ExpectSuccess(Header("Content-Length:" + std::string(44, ' ') + "1500"), 1500);
 }
 
-TEST_P(BothDownloads, TakeWhatFollows1024BytesOfAnEndlessHeaderForTheBody)
+TEST_P(BothDownloads, TreatWhatFollows1024BytesOfAnEndlessHeaderAsTheBody)
 {
     std::string header = "HTTP/1.1 200 OK\r\nContent-Length: 1100\r\nX-Fill: ";
     header += std::string(1024 - header.size(), 'f');
     ExpectSuccess(header, 1100);
 }
 
-TEST_P(BothDownloads, StopOnceTheAnnouncedLengthIsThereAlthoughMoreCame)
+TEST_P(BothDownloads, StopAtTheAnnouncedLengthAlthoughMoreCame)
 {
     HttpServer server([](HttpConnection &connection) {
         connection.Send(HeaderFor(40000) + Body(100000));
@@ -193,21 +193,21 @@ TEST_P(BothDownloads, StopOnceTheAnnouncedLengthIsThereAlthoughMoreCame)
 
 // ---- What fails ----
 
-TEST_P(BothDownloads, TakeABodyOf1024BytesOrLessForAFailure)
+TEST_P(BothDownloads, FailWhenTheBodyHas1024BytesOrLess)
 {
     for (size_t length : {0u, 1u, 1023u, 1024u})
         ExpectFailure("lens = " + std::to_string(length),
                       [=](HttpConnection &connection) { connection.Send(HeaderFor(length) + Body(length)); });
 }
 
-TEST_P(BothDownloads, TakeALengthLineOf64CharactersForAFailure)
+TEST_P(BothDownloads, FailWhenTheLengthLineHas64Characters)
 {
     ExpectFailure("lengthlen 64", [](HttpConnection &connection) {
         connection.Send(Header("Content-Length:" + std::string(45, ' ') + "1500") + Body(1500));
     });
 }
 
-TEST_P(BothDownloads, TakeLengthsThatAreNegativeOrPast31BitsForFailures)
+TEST_P(BothDownloads, FailWhenTheLengthIsNegativeOrPast31Bits)
 {
     for (const char *length :
          {"-1", "-5000", "2147483648", "4294968896", "18446744073709553216", "99999999999999999999999999", "many", ""})
@@ -216,7 +216,7 @@ TEST_P(BothDownloads, TakeLengthsThatAreNegativeOrPast31BitsForFailures)
         });
 }
 
-TEST_P(BothDownloads, Take404AnywhereInTheHeaderForAFailure)
+TEST_P(BothDownloads, FailWhen404IsAnywhereInTheHeader)
 {
     const char *text = Timed() ? "404 Not Found" : "found";
     ExpectFailure(text, [](HttpConnection &connection) {
@@ -328,7 +328,7 @@ TEST_P(BothDownloads, WaitAfterAnEarlyCloseUntilTheSessionEnds)
     EXPECT_EQ(Timed() ? -1 : 0, gDownRate);
 }
 
-TEST_P(BothDownloads, WaitAlikeWhenTheConnectionBreaks)
+TEST_P(BothDownloads, WaitUntilTheSessionEndsWhenTheConnectionBreaks)
 {
     HttpServer server([](HttpConnection &connection) {
         connection.Send(HeaderFor(5000) + Body(2000));
@@ -360,11 +360,11 @@ TEST_P(BothDownloads, LetGoOfASilentServerWhenTheSessionEnds)
     }
 }
 
-TEST_P(BothDownloads, LetGoOfADeafServerWhenTheSessionEnds)
+TEST_P(BothDownloads, LetGoOfAServerThatDoesNotAcceptWhenTheSessionEnds)
 {
     const DeafPort port;
     int result = 0;
-    // Of three fillers and us, so many cannot get through.
+    // Of the three fillers and us, as many cannot connect.
     int before = 0;
     ASSERT_TRUE(Within([&] { return (before = port.Asking()) > 0; }));
     Running download([&] { result = Fetch(port.Number()); });

@@ -18,7 +18,7 @@ class DownloadTest : public AgentTest
         gDownRate = 0;
     }
 
-    // What the main thread does at the end of a session, without the session, and then every second while it waits.
+    // What the main thread does at the end of a session, with the call that it repeats every second while it waits.
     void EndSession()
     {
         SessionContext context = {};

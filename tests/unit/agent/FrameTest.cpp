@@ -9,7 +9,7 @@ TEST(Frame, ChecksumIsTheSumOfAllBytesModulo256)
     EXPECT_EQ(0, GetCheckSum(nullptr, 0));
 }
 
-TEST(Frame, ChecksumOfAFrameTakesInBodyLengthHeadAndPlainRecord)
+TEST(Frame, ChecksumOfAFrameCoversBodyLengthHeadAndPlainRecord)
 {
     const uint8_t head[] = {0x0B, 0x00};
     const uint8_t plain[] = {0x01, 0x02};
@@ -40,7 +40,7 @@ TEST(Frame, KeepsTheFlagInTheHighThreeBitsOfTheTypeByte)
     EXPECT_EQ(FLAG_UP, read.flag);
 }
 
-TEST(Frame, IsNotWrittenIntoRoomThatIsTooSmall)
+TEST(Frame, IsNotWrittenWhenItDoesNotFit)
 {
     const uint8_t body[16] = {};
     uint8_t out[22];
@@ -83,7 +83,7 @@ TEST(InnerRecord, IsRefusedWhenItAnnouncesMoreThanFollows)
         EXPECT_FALSE(InnerRecordRead(plain.data(), size, false, &record)) << size;
 }
 
-TEST(InnerRecord, MayCarryItsPaddingBehindThePayload)
+TEST(InnerRecord, MayCarryItsPaddingAfterThePayload)
 {
     const Bytes plain = Hex("00 00 0D 02 00 68 69 02 02");
     InnerRecord record;

@@ -71,7 +71,7 @@ TEST_F(HeartbeatTest, IsSentOncePerInterval)
     }
 }
 
-TEST_F(HeartbeatTest, AnIntervalBelowOneSendsTheNextAtOnce)
+TEST_F(HeartbeatTest, AnIntervalBelowOneSendsTheNextHeartbeatAtOnce)
 {
     mHeartInterval = -5;
     int result = 1;
@@ -97,7 +97,7 @@ TEST_F(HeartbeatTest, ClearsTheAcknowledgementOfTheLastOne)
     EXPECT_EQ(0, beepAck);
 }
 
-TEST_F(HeartbeatTest, BothThreadsLeaveAtOnceWhenTheSessionEnds)
+TEST_F(HeartbeatTest, BothThreadsEndAtOnceWhenTheSessionEnds)
 {
     mHeartInterval = 60;
     Start();
@@ -110,7 +110,7 @@ TEST_F(HeartbeatTest, BothThreadsLeaveAtOnceWhenTheSessionEnds)
     EXPECT_EQ(std::string::npos, Log().find("heart beep error"));
 }
 
-TEST_F(HeartbeatTest, WithAcknowledgementsStoppingTheSessionEndsSixtyToSeventySecondsAfterTheLast)
+TEST_F(HeartbeatTest, TheSessionEndsSixtyToSeventySecondsAfterTheLastAcknowledgement)
 {
     // Checks are made at whole tens of seconds; times of day are whole seconds.
     const struct {
@@ -139,7 +139,7 @@ TEST_F(HeartbeatTest, WithAcknowledgementsStoppingTheSessionEndsSixtyToSeventySe
     }
 }
 
-TEST_F(HeartbeatTest, ADateThatIsSetBackHidesNoPlatformThatIsSilent)
+TEST_F(HeartbeatTest, ASilentPlatformIsNoticedAlthoughTheDateIsSetBack)
 {
     mHeartInterval = 20;
     Start();
@@ -153,7 +153,7 @@ TEST_F(HeartbeatTest, ADateThatIsSetBackHidesNoPlatformThatIsSilent)
     EXPECT_TRUE(Within([] { return mQuitPro == 1; }));
 }
 
-TEST_F(HeartbeatTest, ADateThatIsSetForwardEndsNoSession)
+TEST_F(HeartbeatTest, SettingTheDateForwardEndsNoSession)
 {
     mHeartInterval = 20;
     Start();
@@ -166,7 +166,7 @@ TEST_F(HeartbeatTest, ADateThatIsSetForwardEndsNoSession)
     }
 }
 
-TEST_F(HeartbeatTest, NothingIsHeldAgainstThePlatformBeforeItsFirstAcknowledgement)
+TEST_F(HeartbeatTest, SilenceBeforeTheFirstAcknowledgementEndsNoSession)
 {
     mHeartInterval = 20;
     Start();
@@ -174,7 +174,7 @@ TEST_F(HeartbeatTest, NothingIsHeldAgainstThePlatformBeforeItsFirstAcknowledgeme
     EXPECT_EQ(0, mQuitPro);
 }
 
-TEST_F(HeartbeatTest, ASessionWhoseHeartbeatsAreAcknowledgedLives)
+TEST_F(HeartbeatTest, AcknowledgedHeartbeatsKeepTheSessionAlive)
 {
     mHeartInterval = 20;
     Start();
@@ -222,7 +222,7 @@ TEST_F(HeartbeatTest, RulesRequestIsNotSentWhileLoggedOut)
     ExpectNothingSent();
 }
 
-TEST_F(HeartbeatTest, WhereverMemoryRunsOutNoRulesRequestIsSentAndNothingLost)
+TEST_F(HeartbeatTest, NoRulesRequestIsSentAndNoMemoryLeaksWhenAnAllocationFails)
 {
     static int s_left, s_alive;
     cJSON_Hooks hooks = {
@@ -251,7 +251,7 @@ TEST_F(HeartbeatTest, WhereverMemoryRunsOutNoRulesRequestIsSentAndNothingLost)
 
 // ---- Start and end of the threads ----
 
-TEST_F(HeartbeatTest, RulesRequestLeavesBetweenThePausesOfTheThreadStarts)
+TEST_F(HeartbeatTest, RulesRequestIsSentBetweenThePausesOfTheThreadStarts)
 {
     mHeartInterval = 20;
     int result = 1;
@@ -305,7 +305,7 @@ TEST_F(HeartbeatTest, AHeartbeatThreadThatCannotStartFailsTheStartAndTheCheckThr
     ExpectNothingSent();
 }
 
-TEST_F(HeartbeatTest, AFailedJoinIsReportedAndItsMarkClearedAllTheSame)
+TEST_F(HeartbeatTest, AFailedJoinIsLoggedAndItsMarkIsStillCleared)
 {
     const struct {
         int nth;

@@ -12,7 +12,7 @@
 namespace
 {
 
-// The instance is ours for the length of the test.
+// The instance is claimed for the whole test.
 class HttpSocketTest : public AgentTest
 {
   protected:
@@ -35,7 +35,7 @@ class HttpSocketTest : public AgentTest
         ASSERT_EQ(1, ConnectHttp("127.0.0.1", server.Port()));
     }
 
-    // As the main thread ends a session, and what it then does every second while it waits for this thread. A second
+    // Ends the session as the main thread does, with the call that it repeats every second while it waits. One second
     // passes.
     static void EndSession()
     {
@@ -45,14 +45,14 @@ class HttpSocketTest : public AgentTest
         FakeClockAuto(false);
     }
 
-    // From here on as one that has been claimed so.
+    // Releases the instance and claims it again with `end`.
     static void ClaimAgain(HttpEnd end)
     {
         HttpRelease();
         ASSERT_TRUE(HttpClaim(end));
     }
 
-    // Sends a request and reads what `answer` sends for a header.
+    // Sends a request and reads the response header.
     void Ask(HttpServer *server)
     {
         Connect(*server);
@@ -110,7 +110,7 @@ TEST_F(HttpSocketTest, RequestFitsUpTo1023Bytes)
     EXPECT_STREQ("", m_requestheader);
 }
 
-TEST_F(HttpSocketTest, RequestTakesNoTextThatWouldBeginALine)
+TEST_F(HttpSocketTest, RequestRefusesATextThatWouldBeginANewLine)
 {
     size_t length = 0;
     EXPECT_EQ(nullptr, FormatRequestHeader("h", "/p HTTP/1.1\r\nX: y", &length, nullptr, nullptr));
@@ -174,7 +174,7 @@ TEST_F(HttpSocketTest, AFailedConnectLeavesTheSocketOpen)
     EXPECT_EQ(port.Number(), m_port);
 }
 
-TEST_F(HttpSocketTest, PortsOutside1To65535AreNone)
+TEST_F(HttpSocketTest, PortsOutside1To65535AreRefused)
 {
     ASSERT_TRUE(CreateHttpSocket());
     for (int port : {0, -1, 65536, 65536 + 80}) EXPECT_EQ(0, ConnectHttp("127.0.0.1", port));
@@ -189,7 +189,7 @@ TEST_F(HttpSocketTest, ClosingWithoutASocketIsNoFailure)
     EXPECT_EQ(1, CloseSocket());
 }
 
-TEST_F(HttpSocketTest, ResetBringsEverythingBack)
+TEST_F(HttpSocketTest, NewCHttpSocketResetsEverything)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(7)); });
     Ask(&server);
@@ -238,7 +238,7 @@ TEST_F(HttpSocketTest, AnEndlessHeaderIsCutAt1024Bytes)
     EXPECT_EQ("rest", std::string(body, 4));
 }
 
-TEST_F(HttpSocketTest, AHeaderThatBreaksOffIsWhatCame)
+TEST_F(HttpSocketTest, AHeaderThatBreaksOffIsReturnedAsFarAsItCame)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send("HTTP/1.1 2"); });
     Ask(&server);
@@ -246,7 +246,7 @@ TEST_F(HttpSocketTest, AHeaderThatBreaksOffIsWhatCame)
     EXPECT_STREQ("HTTP/1.1 2", m_ResponseHeader);
 }
 
-TEST_F(HttpSocketTest, SendsWhatItIsGivenInPlaceOfTheRequest)
+TEST_F(HttpSocketTest, SendsTheGivenTextInPlaceOfTheRequest)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send("ok\r\n\r\n"); });
     Connect(server);
@@ -292,7 +292,7 @@ TEST_F(HttpSocketTest, HeaderLinesAreReadOneByOne)
     }
 }
 
-TEST_F(HttpSocketTest, StatusCodeStandsBehindTheVersion)
+TEST_F(HttpSocketTest, StatusCodeIsReadFromBehindTheVersion)
 {
     EXPECT_EQ(-1, GetServerState());
     HttpServer server([](HttpConnection &connection) { connection.Send("HTTP/1.1 503 Busy\r\n\r\n"); });
@@ -307,7 +307,7 @@ TEST_F(HttpSocketTest, StatusCodeOfAHeaderTooShortForOneIsZero)
     EXPECT_EQ(0, GetServerState());
 }
 
-TEST_F(HttpSocketTest, TimeoutIsOfSendingOrOfReceiving)
+TEST_F(HttpSocketTest, TimeoutIsSetForSendingOrForReceiving)
 {
     EXPECT_EQ(0, SetTimeout(100, 1)); // no socket
     ASSERT_TRUE(CreateHttpSocket());
@@ -377,7 +377,7 @@ TEST_F(HttpSocketTest, ATransferThatOutlastsTheSessionGoesOnUntilTheServerHasBee
     EXPECT_TRUE(HttpPause(1000));
 }
 
-TEST_F(HttpSocketTest, AServerIsNotSilentBeforeItIsTurnedTo)
+TEST_F(HttpSocketTest, TheSilenceOfAServerBeginsAtTheConnect)
 {
     ClaimAgain(HTTP_OUTLASTS_SESSION);
     FakeClockAdvanceMs(20000); // as a look-up may take

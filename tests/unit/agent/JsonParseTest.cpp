@@ -29,7 +29,7 @@ std::string Nested(size_t depth)
 }
 } // namespace
 
-TEST(JsonParse, TakesThirtyTwoBracketsWithinEachOtherAndNoMore)
+TEST(JsonParse, AcceptsThirtyTwoNestedBracketsAndNoMore)
 {
     EXPECT_TRUE(Parses(Nested(32)));
     EXPECT_FALSE(Parses(Nested(33)));
@@ -40,7 +40,7 @@ TEST(JsonParse, TakesThirtyTwoBracketsWithinEachOtherAndNoMore)
     EXPECT_FALSE(Parses("[" + objects + "]"));
 }
 
-TEST(JsonParse, CountsBracketsWithinEachOtherNotBesideEachOther)
+TEST(JsonParse, CountsNestedBracketsNotThoseBesideEachOther)
 {
     std::string list = "[";
     for (int i = 0; i < 1000; i++) list += "[],{},";
@@ -66,14 +66,14 @@ TEST(JsonParse, ClosingBracketsInTextsHideNoOpeningOnes)
     EXPECT_FALSE(Parses(text));
 }
 
-TEST(JsonParse, WhatIsNoJsonIsNothing)
+TEST(JsonParse, ReturnsNothingForATextThatIsNoJson)
 {
     EXPECT_EQ(nullptr, JsonParse(nullptr));
     for (const char *text : {"", " ", "FLAG", "{", "{]", "\"", "\"\\", "{\"a\":\"\\"})
         EXPECT_FALSE(Parses(text)) << text;
 }
 
-TEST(JsonParse, RubbishBehindTheDocumentCountsOnDemand)
+TEST(JsonParse, RubbishAfterTheDocumentIsRefusedWhenAskedTo)
 {
     EXPECT_TRUE(Parses("{} x"));
     EXPECT_FALSE(Parses("{} x", true));
@@ -167,7 +167,7 @@ class JsonReaders : public AgentTest
 };
 } // namespace
 
-TEST_F(JsonReaders, RefuseWhatNestsTooDeep)
+TEST_F(JsonReaders, RefuseATextThatNestsTooDeep)
 {
     for (const Reader &reader : Readers()) {
         const auto with = [&](size_t depth) {

@@ -304,7 +304,7 @@ const std::vector<LogName> kLogNames = {
     {"Reporting", "CommServer", "jumpTimeToSec", "Time data length error!!!"},
 };
 
-// The text without the line feeds behind it, of which every line has two anyway.
+// The text without the line feeds at its end, of which every line has two.
 static std::string Trimmed(std::string text)
 {
     while (!text.empty() && text.back() == '\n') text.pop_back();
@@ -346,7 +346,7 @@ std::vector<LogText> LogTexts(const std::string &log)
     return texts;
 }
 
-// The pieces of a documented text between its placeholders; a text without any is one piece.
+// The pieces of a fixed text between its placeholders; a text without any is one piece.
 static std::vector<std::string> Pieces(const std::string &format)
 {
     std::vector<std::string> pieces(1);
@@ -385,14 +385,14 @@ std::string Misnamed(const std::string &log)
 {
     std::string lines;
     for (const LogText &entry : LogTexts(log)) {
-        bool documented = false;
+        bool fixed = false;
         bool named = false;
         for (const LogName &name : kLogNames) {
             if (!HasText(entry, name)) continue;
-            documented = true;
+            fixed = true;
             named = named || HasName(entry, name);
         }
-        if (documented && !named)
+        if (fixed && !named)
             lines += entry.level + " " + entry.module + "->" + entry.function + ": " + entry.text + "\n";
     }
     return lines;

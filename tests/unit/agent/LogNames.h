@@ -1,16 +1,16 @@
-// LogNames.h - under which module and procedure each documented text of the log stands, whichever helper writes it.
-// Operators look for the pair, so it is part of what the agent promises.
+// LogNames.h - the texts of the log that are fixed, each with the module and the procedure under which it is logged,
+// whichever helper writes it. Operators search for the pair, so it must not change.
 #pragma once
 
 #include <string>
 #include <vector>
 
 struct LogName {
-    const char *scene; // what provokes it in LogNamesTest; "" when other tests alone do
+    const char *scene; // what brings it about in LogNamesTest; "" when only other tests do
     const char *module;
     const char *function;
-    const char *text;       // as it is documented, with its placeholders
-    const char *level = ""; // where it is settled
+    const char *text;       // with its placeholders
+    const char *level = ""; // "" where it is not fixed
 };
 
 extern const std::vector<LogName> kLogNames;
@@ -27,6 +27,6 @@ std::vector<LogText> LogTexts(const std::string &log);
 bool HasText(const LogText &entry, const LogName &name);
 bool HasName(const LogText &entry, const LogName &name);
 
-// The lines of a log with a documented text that stand under another procedure or level, one a line. AgentTest looks at
-// all that any test logs.
+// The lines of a log with a fixed text under a wrong procedure or level, one a line. AgentTest checks everything that
+// any test logs.
 std::string Misnamed(const std::string &log);

@@ -1,5 +1,4 @@
-// Every documented text stands in the log under the procedure that is documented to log it: one scene after the other
-// has the real procedures log theirs.
+// Every fixed text is logged under its procedure: one scene after the other has the real procedures log theirs.
 #include "tests/unit/agent/LogNames.h"
 
 #include <algorithm>
@@ -16,8 +15,8 @@
 #include "functions/FwVersionReport.h"
 #include "functions/ProtoolSdk.h"
 #include "functions/RateTest.h"
-#include "http/Download.h"
 #include "functions/Traceroute.h"
+#include "http/Download.h"
 #include "os/OsClock.h"
 #include "os/OsWait.h"
 #include "platform/Crypt.h"
@@ -284,7 +283,7 @@ static const std::map<std::string, void (LogNames::*)()> kScenes = {
     {"Requests", &LogNames::Requests},     {"Reporting", &LogNames::Reporting},
 };
 
-TEST_P(LogNames, AreThoseOfTheProcedureThatIsDocumentedToLogTheText)
+TEST_P(LogNames, AreTheFixedOnesOfEveryText)
 {
     (this->*kScenes.at(GetParam()))();
     const std::vector<LogText> logged = LogTexts(Log()); // which has looked for names that are wrong

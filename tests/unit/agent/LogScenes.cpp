@@ -1,4 +1,4 @@
-// The scenes of rules, devices and the local peer; the others stand in LogNamesTest.
+// The scenes of rules, devices and the local peer; the others are in LogNamesTest.
 #include "tests/unit/agent/LogScenes.h"
 
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-// LogScenes.h - scenes in which the real procedures log the documented texts; LogNames.h says under which names.
+// LogScenes.h - scenes in which the real procedures log the fixed texts; LogNames.h says under which names.
 #pragma once
 
 #include <string>

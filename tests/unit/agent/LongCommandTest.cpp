@@ -1,5 +1,5 @@
-// Sessions whose response thread is held up: by commands that take long, by a body that comes slowly, for good. The
-// whole way, with the session's own threads; only the tests move the clock.
+// Sessions whose response thread is busy: with long commands, with a body that arrives slowly, or for good. All threads
+// of the session run; only the tests move the clock.
 #include "functions/Ping.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
@@ -91,7 +91,7 @@ class LongCommand : public LinkedTest
                Bytes(frame.body, frame.body + bodyLen);
     }
 
-    // A ping that goes on until it is told to end, and the response thread behind it.
+    // A ping that goes on until it is told to end, and the response thread that waits for it.
     void BeginEndlessPing()
     {
         FakeScript lasting;
@@ -145,14 +145,14 @@ TEST_F(LongCommand, AWaitForAPingOf84SecondsCostsNoSession)
     EXPECT_EQ(0, mQuitPro);
 }
 
-TEST_F(LongCommand, APlatformThatSendsNothingMeanwhileIsFoundOutAfterThreeIntervals)
+TEST_F(LongCommand, APlatformThatSendsNothingMeanwhileIsNoticedAfterThreeIntervals)
 {
     BeginEndlessPing();
     ExpectEndAt(70000, 2); // heard at 20 ms
     EndPing();
 }
 
-TEST_F(LongCommand, APlatformThatFallsSilentMeanwhileIsFoundOutAfterThreeIntervals)
+TEST_F(LongCommand, APlatformThatFallsSilentMeanwhileIsNoticedAfterThreeIntervals)
 {
     BeginEndlessPing();
     PassHeartbeats(2, 2);
@@ -160,7 +160,7 @@ TEST_F(LongCommand, APlatformThatFallsSilentMeanwhileIsFoundOutAfterThreeInterva
     EndPing();
 }
 
-TEST_F(LongCommand, WhatIsSentWhileNoneRunsCountsWhenItIsDispatchedAlone)
+TEST_F(LongCommand, WithoutALongCommandBytesCountOnlyWhenTheyAreDispatched)
 {
     for (int beat = 0; beat < 3; beat++) {
         AdvanceThrough(20000, 2);
@@ -183,7 +183,7 @@ TEST_F(LongCommand, ABodyThatComesSlowlyCostsNoSession)
     ExpectReply(1);
 }
 
-TEST_F(LongCommand, AHeaderThatNothingFollowsEndsTheSession)
+TEST_F(LongCommand, AHeaderThatIsFollowedByNothingEndsTheSession)
 {
     const Bytes frame = FunctionFrame(1);
     EXPECT_TRUE(peer.Send(Bytes(frame.begin(), frame.begin() + 7)));

@@ -31,7 +31,7 @@ const char kFileMessage[] = "Error: -f argument given but no file specified.";
 
 } // namespace
 
-TEST_F(Options, NoneLeaveEverythingUnset)
+TEST_F(Options, WithoutAnyNothingIsSet)
 {
     EXPECT_EQ(0, Parse({}));
     EXPECT_EQ(0, l_debug);
@@ -39,7 +39,7 @@ TEST_F(Options, NoneLeaveEverythingUnset)
     EXPECT_EQ(Bytes(6, 0), Mac());
 }
 
-TEST_F(Options, AllThreeAreTakenInAnyOrder)
+TEST_F(Options, AllThreeAreAcceptedInAnyOrder)
 {
     EXPECT_EQ(0, Parse({"-m", "aabbccddeeff", "-d", "-f", "/etc/plug.conf"}));
     EXPECT_EQ(1, l_debug);
@@ -53,7 +53,7 @@ TEST_F(Options, AllThreeAreTakenInAnyOrder)
     EXPECT_EQ("", Log());
 }
 
-TEST_F(Options, ABareFileOptionIsMissingItsFile)
+TEST_F(Options, AFileOptionWithoutAFileIsAnError)
 {
     EXPECT_EQ(-1, Parse({"-d", "-f"}));
     EXPECT_EQ(1, l_debug);
@@ -66,7 +66,7 @@ TEST_F(Options, APathOf255CharactersFits)
     EXPECT_EQ(std::string(255, 'x'), l_config_file);
 }
 
-TEST_F(Options, AnEmptyPathAndOneOfMoreThan255CharactersNameNoFile)
+TEST_F(Options, AnEmptyPathOrOneOfMoreThan255CharactersNamesNoFile)
 {
     for (const std::string &path : {std::string(), std::string(256, 'x'), std::string(5000, 'x')}) {
         EXPECT_EQ(0, Parse({"-f", "/tmp/before", "-f", path, "-d"})) << path;
@@ -77,7 +77,7 @@ TEST_F(Options, AnEmptyPathAndOneOfMoreThan255CharactersNameNoFile)
     EXPECT_EQ("", Log());
 }
 
-TEST_F(Options, AMacOfAnyOtherLengthThanTwelveEndsInTheFormatMessage)
+TEST_F(Options, AMacWithoutExactlyTwelveCharactersLogsTheFormatMessage)
 {
     for (const char *text : {"aabbccddeef", "aabbccddeefff", "", "a", "aa:bb:cc:dd:ee:ff"}) {
         EXPECT_EQ(-2, Parse({"-m", text})) << text;
@@ -86,7 +86,7 @@ TEST_F(Options, AMacOfAnyOtherLengthThanTwelveEndsInTheFormatMessage)
     }
 }
 
-TEST_F(Options, ABareMacOptionEndsInTheFormatMessage)
+TEST_F(Options, AMacOptionWithoutAMacLogsTheFormatMessage)
 {
     EXPECT_EQ(-2, Parse({"-m"}));
     EXPECT_TRUE(Logged(kMacMessage));
@@ -99,14 +99,14 @@ TEST_F(Options, CharactersOfTheMacAreNotChecked)
     EXPECT_EQ("", Log());
 }
 
-TEST_F(Options, AnUnknownOneIsToldAndParsingGoesOn)
+TEST_F(Options, AnUnknownOptionIsLoggedAndParsingContinues)
 {
     EXPECT_EQ(0, Parse({"-x", "-d"}));
     EXPECT_TRUE(Logged("Unknown option: x"));
     EXPECT_EQ(1, l_debug);
 }
 
-TEST_F(Options, MessagesShowUnderTheFirstLogLevel)
+TEST_F(Options, MessagesAreLoggedAtTheFirstLogLevel)
 {
     d_set_log_level(LOG_LEVEL_ERR);
     Parse({"-x"});

@@ -29,7 +29,7 @@ TEST(OsClock, WallTimeIsTheDate)
     EXPECT_LE(now, time(nullptr));
 }
 
-TEST(OsClock, LocalTimeOfAMomentThatCannotBeIsZeroed)
+TEST(OsClock, LocalTimeOfATimeThatCannotBeRepresentedIsZeroed)
 {
     struct tm out;
     memset(&out, 0x55, sizeof out);
@@ -56,7 +56,7 @@ int HourOf(time_t when)
     return local.tm_hour;
 }
 
-TEST_F(LocalTime, AZoneThatTheRouterIsGivenWhileWeRunIsNoticed)
+TEST_F(LocalTime, AChangeOfTheZoneIsNoticed)
 {
     setenv("TZ", "UTC0", 1);
     EXPECT_EQ(12, HourOf(kNoon));
@@ -64,7 +64,7 @@ TEST_F(LocalTime, AZoneThatTheRouterIsGivenWhileWeRunIsNoticed)
     EXPECT_EQ(20, HourOf(kNoon));
 }
 
-TEST_F(LocalTime, IsBrokenDownWhole)
+TEST_F(LocalTime, EveryFieldIsSet)
 {
     setenv("TZ", "XXX-5:30", 1);
     struct tm out;

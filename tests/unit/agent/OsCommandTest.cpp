@@ -37,8 +37,8 @@ std::string OutputOf(const char *text)
     return output;
 }
 
-// Two connected sockets, of which a command inherits the far end: as long as somebody holds it open, the near one does
-// not end.
+// Two connected sockets. A command inherits the far end; the near end meets no end of file as long as anybody holds the
+// far end open.
 class Tether
 {
   public:
@@ -77,7 +77,7 @@ class Tether
     int mEnds[2];
 };
 
-// A command that says that it runs and goes on for good, with a second process that does as well.
+// A command that says that it runs and never ends, with a second process that never ends either.
 std::string Endless(const Tether &tether)
 {
     return "sleep 1000 & printf x >&" + tether.FarEnd() + "; sleep 1000; echo over";
@@ -85,7 +85,7 @@ std::string Endless(const Tether &tether)
 
 } // namespace
 
-TEST(OsCommandRun, AnswersTheExitStatus)
+TEST(OsCommandRun, ReturnsTheExitStatus)
 {
     OsCommand command;
     EXPECT_EQ(0, OsCommandRun(&command, "true"));
@@ -162,7 +162,7 @@ TEST(OsCommandClose, EndsACommandThatGoesOnWriting)
     EXPECT_EQ(0, OsCommandClose(&command));
 }
 
-TEST(OsCommandClose, SaysWhenTheEndCannotBeLearnt)
+TEST(OsCommandClose, FailsWhenTheEndCannotBeWaitedFor)
 {
     struct sigaction before;
     struct sigaction ignore = {};
@@ -206,7 +206,7 @@ TEST(OsCommand, InheritsStandardOutputAndErrorButNoneOfOurDescriptors)
     EXPECT_EQ("/dev/null\n", OutputOf("readlink /proc/self/fd/0"));
 }
 
-TEST(OsCommandRunInto, PutsTheOutputBehindTheDescriptorAndLeavesItOpen)
+TEST(OsCommandRunInto, WritesTheOutputToTheDescriptorAndLeavesItOpen)
 {
     const int file = memfd_create("output", MFD_CLOEXEC);
     ASSERT_GE(file, 0);
@@ -219,7 +219,7 @@ TEST(OsCommandRunInto, PutsTheOutputBehindTheDescriptorAndLeavesItOpen)
     close(file);
 }
 
-TEST(OsCommandRunInto, ReachesTheFileThatWasOpenedWhateverHasItsNameNow)
+TEST(OsCommandRunInto, WritesToTheOpenFileWhateverHasItsNameNow)
 {
     char name[] = "/tmp/os-test-XXXXXX";
     const int file = mkstemp(name);
@@ -238,7 +238,7 @@ TEST(OsCommand, LeadsAProcessGroupOfItsOwn)
     EXPECT_EQ("1\n", OutputOf("[ \"$(ps -o pgid= $$ | tr -d ' ')\" = $$ ] && echo 1"));
 }
 
-TEST(OsCommandStop, KillsWhatRunsAndWhatThatHasStarted)
+TEST(OsCommandStop, KillsTheCommandAndEverythingItHasStarted)
 {
     Tether tether;
     tether.KeepFarEndOverExec();
@@ -278,7 +278,7 @@ TEST(OsCommandStop, KeepsACommandFromStartingUntilItIsReadyAgain)
     EXPECT_EQ(0, OsCommandRun(&command, "true"));
 }
 
-TEST(OsCommandStop, HurtsNobodyWhenNothingRuns)
+TEST(OsCommandStop, DoesNothingWhenNoCommandRuns)
 {
     OsCommand command;
     EXPECT_EQ(0, OsCommandRun(&command, "true"));
@@ -286,7 +286,7 @@ TEST(OsCommandStop, HurtsNobodyWhenNothingRuns)
     OsCommandStop(&command);
 }
 
-TEST(OsCommand, AThousandLeaveNoDescriptorAndNoProcessBehind)
+TEST(OsCommand, AThousandCommandsLeaveNoDescriptorAndNoProcessBehind)
 {
     const int before = dup(1);
     close(before);
@@ -334,7 +334,7 @@ static void ExpectExit(pid_t child, int expected)
     EXPECT_EQ(expected, WEXITSTATUS(status));
 }
 
-// ThreadSanitizer looks on for another second when a process ends, unless it is told not to.
+// ThreadSanitizer waits another second when a process ends, unless it is told not to.
 extern "C" const char *__tsan_default_options();
 extern "C" const char *__tsan_default_options()
 {
@@ -366,7 +366,7 @@ TEST(OsCommand, EndsWithAProcessThatExits)
     EXPECT_TRUE(tether.Ended());
 }
 
-// The signal may come at any moment of a start; nothing that was started may stay.
+// The signal may come at any moment of a start; no command may be left.
 TEST(OsCommand, NoneIsLeftWhenTheSignalComesWhileCommandsStart)
 {
     for (int i = 0; i < 60; i++) {

@@ -71,7 +71,7 @@ TEST_F(OsFile, OpensARegularFileForReadingCloseOnExec)
     close(fd);
 }
 
-TEST_F(OsFile, ALinkIsFollowedOnlyOnDemand)
+TEST_F(OsFile, ALinkIsFollowedOnlyWhenAskedTo)
 {
     WriteFile(mTarget, "text");
     ASSERT_EQ(0, symlink(mTarget.c_str(), mPath.c_str()));
@@ -82,8 +82,8 @@ TEST_F(OsFile, ALinkIsFollowedOnlyOnDemand)
     close(fd);
 }
 
-// What is whose is tested with the configuration file, which is what this is for.
-TEST_F(OsFile, OfATrustedFileTheNamesMayBeLongAndTheLinksMany)
+// Ownership is tested with the configuration file, the only one that is opened so.
+TEST_F(OsFile, ATrustedFileMayHaveALongPathAndSeveralLinks)
 {
     WriteFile(mTarget, "text");
     EXPECT_EQ(-1, OsOpenTrusted((FakeFolder() + std::string(5000, '/') + "target").c_str()));
@@ -107,7 +107,7 @@ TEST_F(OsFile, OfATrustedFileTheNamesMayBeLongAndTheLinksMany)
     }
 }
 
-TEST_F(OsFile, WhatIsNoRegularFileIsNotOpenedAndNotWaitedFor)
+TEST_F(OsFile, OnlyARegularFileIsOpenedAndNothingBlocks)
 {
     EXPECT_EQ(-1, OsOpenForReading(FakeFolder().c_str(), true));
     EXPECT_EQ(EINVAL, errno);
@@ -120,7 +120,7 @@ TEST_F(OsFile, WhatIsNoRegularFileIsNotOpenedAndNotWaitedFor)
     EXPECT_EQ(ENOENT, errno);
 }
 
-TEST_F(OsFile, AFileThatIsRefusedIsClosedAgain)
+TEST_F(OsFile, ARefusedFileIsClosed)
 {
     const int before = dup(0);
     close(before);
@@ -130,7 +130,7 @@ TEST_F(OsFile, AFileThatIsRefusedIsClosedAgain)
     EXPECT_EQ(before, after);
 }
 
-TEST_F(OsFile, ReplaceCreatesAFileOfTheModeAskedForWhateverTheUmask)
+TEST_F(OsFile, ReplaceCreatesAFileWithTheGivenModeWhateverTheUmask)
 {
     for (const mode_t mask : {0u, 077u}) {
         for (const mode_t mode : {0644u, 0600u}) {
@@ -144,7 +144,7 @@ TEST_F(OsFile, ReplaceCreatesAFileOfTheModeAskedForWhateverTheUmask)
     }
 }
 
-TEST_F(OsFile, ReplaceGivesAFileOfOursTheModeAskedFor)
+TEST_F(OsFile, ReplaceGivesAFileOfOursTheGivenMode)
 {
     WriteFile(mPath, "001\n");
     ASSERT_EQ(0, chmod(mPath.c_str(), 0644));
@@ -154,7 +154,7 @@ TEST_F(OsFile, ReplaceGivesAFileOfOursTheModeAskedFor)
     EXPECT_EQ(0600u, Status(mPath).st_mode & 07777);
 }
 
-// Somebody may have opened it for writing, and would go on writing.
+// Somebody may have it open for writing and go on writing.
 TEST_F(OsFile, AFileOfOursThatOthersMayWriteIsMadeAnewAndNotRead)
 {
     for (const mode_t mode : {0666u, 0620u, 0602u}) {
@@ -208,7 +208,7 @@ TEST_F(OsFile, ReplaceDoesNotCreateTheTargetOfADanglingLink)
     EXPECT_NE(0, access(mTarget.c_str(), F_OK));
 }
 
-TEST_F(OsFile, ReplaceLeavesAFolderAndWhatIsInItAlone)
+TEST_F(OsFile, ReplaceLeavesAFolderAndItsContentAlone)
 {
     ASSERT_EQ(0, mkdir(mPath.c_str(), 0755));
     WriteFile(mPath + "/in-it", "somebody else's");
@@ -259,8 +259,8 @@ TEST_F(OsFile, AFileThatHasASecondNameIsMadeAnewAndNotRead)
     EXPECT_EQ("precious", ReadFile(mTarget));
 }
 
-// Or our own file would be gone for nothing.
-TEST_F(OsFile, ReplaceRemovesNothingBecauseDescriptorsAreShort)
+// Otherwise our own file would be removed for nothing.
+TEST_F(OsFile, ReplaceRemovesNothingWhenDescriptorsRunOut)
 {
     WriteFile(mPath, "001\n");
     struct rlimit before;
@@ -289,13 +289,13 @@ TEST_F(OsFile, OursIsARegularFileAndNoLinkToOne)
     EXPECT_EQ(ENOENT, errno);
 }
 
-TEST_F(OsFile, ReplaceInAFolderThatIsNotThereCannotOpen)
+TEST_F(OsFile, ReplaceInAMissingFolderCannotOpen)
 {
     EXPECT_EQ(-1, OsReplaceFile((FakeFolder() + "/missing/file").c_str(), "001\n", 4, 0644));
     EXPECT_EQ(ENOENT, errno);
 }
 
-TEST_F(OsFile, ReplaceTellsAFailedWriteFromAFailedOpen)
+TEST_F(OsFile, ReplaceReturnsAnotherErrorForAFailedWriteThanForAFailedOpen)
 {
     int result;
     int error;
@@ -308,7 +308,7 @@ TEST_F(OsFile, ReplaceTellsAFailedWriteFromAFailedOpen)
     EXPECT_EQ(EFBIG, error);
 }
 
-TEST_F(OsFile, ReplaceTakesAPartialWriteForAFailedOne)
+TEST_F(OsFile, ReplaceTreatsAPartialWriteAsAFailedOne)
 {
     int result;
     int error;
@@ -390,7 +390,7 @@ TEST_F(OsFile, AFileOpenedForWritingIsANewOne)
     EXPECT_EQ("ours", ReadFile(mPath));
 }
 
-TEST_F(OsFile, RemovingMayFindNothingAndFollowsNoLink)
+TEST_F(OsFile, RemovingAcceptsAMissingFileAndFollowsNoLink)
 {
     OsRemoveFile(mPath.c_str());
     WriteFile(mTarget, "precious");
@@ -400,7 +400,7 @@ TEST_F(OsFile, RemovingMayFindNothingAndFollowsNoLink)
     EXPECT_EQ("precious", ReadFile(mTarget));
 }
 
-TEST_F(OsFile, AFileIsRemovedOnlyWhileItIsTheOneThatWasMeant)
+TEST_F(OsFile, AFileIsRemovedOnlyIfItIsStillTheSameFile)
 {
     OsFileId id;
     EXPECT_FALSE(OsFileIdOf(mPath.c_str(), &id));
@@ -418,7 +418,7 @@ TEST_F(OsFile, AFileIsRemovedOnlyWhileItIsTheOneThatWasMeant)
     close(held);
 }
 
-TEST_F(OsFile, ALinkIsTakenForItselfAndNotForWhatItPointsTo)
+TEST_F(OsFile, ALinkIsIdentifiedByItselfNotByItsTarget)
 {
     WriteFile(mTarget, "precious");
     OsFileId id;

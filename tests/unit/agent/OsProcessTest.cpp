@@ -99,7 +99,7 @@ TEST(OsProcess, InterruptSignalRemovesTheFilesAndExitsWithZero)
     EXPECT_FALSE(file.Exists());
 }
 
-TEST(OsProcess, WhatHasTakenAFilesPlaceIsNotRemovedAtTheEnd)
+TEST(OsProcess, AFileThatHasReplacedANamedOneIsNotRemovedAtTheEnd)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
         const TemporaryFile file, other;
@@ -115,7 +115,7 @@ TEST(OsProcess, WhatHasTakenAFilesPlaceIsNotRemovedAtTheEnd)
     EXPECT_TRUE(file.Exists());
 }
 
-TEST(OsProcess, AFileThatIsNotThereCannotBeNamedForRemoval)
+TEST(OsProcess, AMissingFileCannotBeNamedForRemoval)
 {
     EXPECT_EQ(-1, OsRemoveAtEnd("/tmp/os-test-that-is-not-there"));
 }
@@ -130,7 +130,7 @@ TEST(OsProcess, TerminationDoesNotWaitForOtherThreads)
     EXPECT_FALSE(file.Exists());
 }
 
-TEST(OsProcess, BrokenPipesAreNoReasonToEnd)
+TEST(OsProcess, ABrokenPipeDoesNotEndTheProcess)
 {
     EXPECT_EQ(7, StatusOf(Fork([] {
                   OsPrepareProcess();
@@ -141,7 +141,7 @@ TEST(OsProcess, BrokenPipesAreNoReasonToEnd)
               })));
 }
 
-TEST(OsProcess, StandardDescriptorsAreOpenSoThatNoSocketGetsTheirNumber)
+TEST(OsProcess, MissingStandardDescriptorsAreOpenedSoThatNoSocketGetsTheirNumber)
 {
     EXPECT_EQ(7, StatusOf(Fork([] {
                   for (int fd = 0; fd < 3; fd++) close(fd);
@@ -152,7 +152,7 @@ TEST(OsProcess, StandardDescriptorsAreOpenSoThatNoSocketGetsTheirNumber)
               })));
 }
 
-TEST(OsProcess, DescriptorsThatAreOpenAreKeptAndNoneIsAdded)
+TEST(OsProcess, OpenDescriptorsAreKeptAndNoneIsAdded)
 {
     EXPECT_EQ(7, StatusOf(Fork([] {
                   int ends[2];
@@ -167,7 +167,7 @@ TEST(OsProcess, DescriptorsThatAreOpenAreKeptAndNoneIsAdded)
               })));
 }
 
-TEST(OsProcess, ExitRemovesTheFilesAndHandsTheStatusOver)
+TEST(OsProcess, ExitRemovesTheFilesAndReturnsTheStatus)
 {
     const TemporaryFile first;
     const TemporaryFile second;
@@ -228,7 +228,7 @@ TEST(OsProcess, AThreadsStackIsSmall)
     EXPECT_LT(size, 1024u * 1024); // a sanitizer may add something of its own
 }
 
-TEST(OsProcess, MemoryComesZeroed)
+TEST(OsProcess, MemoryIsZeroed)
 {
     for (int i = 0; i < 3; i++) {
         unsigned char *memory = static_cast<unsigned char *>(OsAllocate(8192));

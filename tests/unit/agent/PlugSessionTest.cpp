@@ -1,4 +1,4 @@
-// The cycle with a platform that lets the agent in: whole sessions, their duties and their ends.
+// The cycle with a platform that accepts the agent: whole sessions, their duties and their ends.
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -137,7 +137,7 @@ TEST_F(PlugSessionTest, DutiesAreDoneAtTheirTicksOfTwoSeconds)
     EXPECT_NE(std::string::npos, Log().find("Send calibration info.\n"));
 }
 
-TEST_F(PlugSessionTest, ASessionAfterOneOfAMinuteRepeatsNoDuty)
+TEST_F(PlugSessionTest, DutiesAreNotRepeatedInALaterSession)
 {
     Session(60000);
     EXPECT_EQ(1u, spy.Count("ComF_get_autoreport_conf"));
@@ -150,7 +150,7 @@ TEST_F(PlugSessionTest, ASessionAfterOneOfAMinuteRepeatsNoDuty)
     EXPECT_EQ(0u, spy.Count("ComF_send_calibration"));
 }
 
-TEST_F(PlugSessionTest, TheDutyCounterGoesOnAcrossSessionsAndABegunTickCountsWhole)
+TEST_F(PlugSessionTest, TheDutyCounterContinuesAcrossSessionsAndCountsABegunTickAsAWholeOne)
 {
     Session(0);
     EXPECT_EQ(1u, PlugDutyCounter());
@@ -168,7 +168,7 @@ TEST_F(PlugSessionTest, TheDutyCounterGoesOnAcrossSessionsAndABegunTickCountsWho
     EXPECT_EQ(10u, PlugDutyCounter());
 }
 
-TEST_F(PlugSessionTest, TicksAreCountedWithNoDutyLeftToo)
+TEST_F(PlugSessionTest, TicksAreCountedAfterTheLastDuty)
 {
     PlugSetDutyCounter(101);
     BeginSession();
@@ -179,7 +179,7 @@ TEST_F(PlugSessionTest, TicksAreCountedWithNoDutyLeftToo)
 
 // ---- Ends ----
 
-TEST_F(PlugSessionTest, TheEndOfASessionIsAnnouncedAndWritten)
+TEST_F(PlugSessionTest, TheEndOfASessionIsReportedAndWrittenToTheStatusFile)
 {
     BeginSession();
     EXPECT_EQ("003\n", StatusFile());
@@ -201,7 +201,7 @@ TEST_F(PlugSessionTest, ASessionResetsTheRetryCounter)
     EXPECT_ENDS(Fail(1), "Register retry more than 10 times, exit !!!");
 }
 
-TEST_F(PlugSessionTest, AFailedLoginLeavesTheRetryCounterAlone)
+TEST_F(PlugSessionTest, AFailedLoginDoesNotChangeTheRetryCounter)
 {
     Fail(10);
     BeginCycle();
@@ -216,7 +216,7 @@ TEST_F(PlugSessionTest, AFailedLoginLeavesTheRetryCounterAlone)
     EXPECT_ENDS(Fail(1), "Register retry more than 10 times, exit !!!");
 }
 
-TEST_F(PlugSessionTest, ASessionWhoseHeartbeatCannotStartIsTakenDown)
+TEST_F(PlugSessionTest, ASessionWhoseHeartbeatCannotStartIsTornDown)
 {
     FakeFailThreadStart(6, EAGAIN); // two of the registration's client, two of the login's, the check thread
     BeginCycle();
@@ -259,7 +259,7 @@ TEST_F(PlugSessionTest, ASessionThatEndsAfterTheWeekEndsTheProcess)
     EXPECT_ENDS(run(), "After a week exit, restart \\.\\.\\.");
 }
 
-TEST_F(PlugSessionTest, TheEndOfTheWeekWaitsForACommandAsEveryTeardownDoes)
+TEST_F(PlugSessionTest, TheExitAfterAWeekWaitsForACommandInProgress)
 {
     static ServerStopCall call = {[] {
                                       fprintf(stderr, "asked to let go\n");
@@ -278,7 +278,7 @@ TEST_F(PlugSessionTest, TheEndOfTheWeekWaitsForACommandAsEveryTeardownDoes)
     EXPECT_ENDS(run(), "session.*After a week exit.*asked to let go");
 }
 
-TEST_F(PlugSessionTest, TheWeekIsOverOnlyWhenTheSessionIs)
+TEST_F(PlugSessionTest, TheExitAfterAWeekWaitsForTheEndOfTheSession)
 {
     PlugSetDutyCounter(302400);
     const auto run = [this] {

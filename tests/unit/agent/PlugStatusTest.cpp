@@ -8,7 +8,7 @@
 
 typedef AgentTest PlugStatusTest;
 
-TEST_F(PlugStatusTest, EveryCodeInUseIsThreeDigitsAndANewline)
+TEST_F(PlugStatusTest, EveryCodeIsWrittenAsThreeDigitsAndANewline)
 {
     const struct {
         int code;
@@ -35,7 +35,7 @@ TEST_F(PlugStatusTest, ReplacesLongerContent)
     EXPECT_EQ("002\n", StatusFile());
 }
 
-TEST_F(PlugStatusTest, AFileThatCannotBeOpenedIsReportedWithMinusOne)
+TEST_F(PlugStatusTest, ReturnsMinusOneWhenTheFileCannotBeOpened)
 {
     std::filesystem::create_directory(kPathPlugStatus);
     Log();
@@ -54,9 +54,9 @@ TEST_F(PlugStatusTest, APlantedLinkIsNotFollowed)
     EXPECT_FALSE(std::filesystem::is_symlink(kPathPlugStatus));
 }
 
-TEST_F(PlugStatusTest, BehindTheLastCodeNoOtherIsWritten)
+TEST_F(PlugStatusTest, NothingIsWrittenAfterTheLastCode)
 {
-    // In a process of its own, because for this one nothing would come behind it.
+    // In a process of its own: after the last code no other test could write one.
     EXPECT_ENDS(
         {
             LogPlugStatus(PLUG_UPDATE_FETCHED);

@@ -67,7 +67,7 @@ TEST_F(PlugTest, WrongOptionsEndTheProcess)
     EXPECT_TRUE(spy.Calls().empty());
 }
 
-TEST_F(PlugTest, WithDebugEverythingIsLoggedTheBannerFirst)
+TEST_F(PlugTest, WithDebugEverythingIsLoggedAndTheBannerComesFirst)
 {
     Start({"-d"});
     EXPECT_EQ(31u, log_level);
@@ -129,7 +129,7 @@ TEST_F(PlugTest, HandsTheDevicesOfTheLocalPeerToFunction40)
     EXPECT_TRUE(Fn40Knows(device.data()));
 }
 
-TEST_F(PlugTest, ReadsTheSettingsOfTheDefaultFileAndGoesOnWithoutThem)
+TEST_F(PlugTest, ReadsTheSettingsFromTheDefaultFileAndContinuesWithoutThem)
 {
     WriteFile(kPathDefaultConfig, "[Dev]\nPIN=4711\n[Protool]\nKEY=secret\nPORT=1\n");
     Start({"-d"});
@@ -151,7 +151,7 @@ TEST_F(PlugTest, ADeviceWorkerThatCannotStartEndsTheProcess)
     EXPECT_ENDS(Start({"-d"}), "StartSubdev failed\\.");
 }
 
-TEST_F(PlugTest, AServiceThatCouldNotBeStartedIsTriedAgainWithEveryCycleUntilItStands)
+TEST_F(PlugTest, AServiceThatCouldNotStartIsTriedAgainInEveryCycleUntilItStarts)
 {
     const std::vector<std::string> all = {"StartEaccess", "CommServerStart", "Fn39Init", "Fn40Init", "StartSubdev"};
     spy.results = {{"StartEaccess", EAGAIN}, {"Fn39Init", -1}, {"Fn40Init", -1}};
@@ -175,7 +175,7 @@ TEST_F(PlugTest, AServiceThatCouldNotBeStartedIsTriedAgainWithEveryCycleUntilItS
     EXPECT_EQ("001\n", StatusFile()); // a failure's 102 does not stand in the way of the next stage
 }
 
-TEST_F(PlugTest, WhatEndsTheStartIsSaidInOneLineWithoutTheLog)
+TEST_F(PlugTest, AFatalStartErrorIsPrintedInOneLineWithoutTheLog)
 {
     spy.serverResult = -1;
     EXPECT_ENDS(Start({}), "^plug: Comm server start error\\.\n$");
@@ -184,7 +184,7 @@ TEST_F(PlugTest, WhatEndsTheStartIsSaidInOneLineWithoutTheLog)
     EXPECT_ENDS(Start({}), "^plug: StartSubdev failed\\.\n$");
 }
 
-TEST_F(PlugTest, WhatEndsTheStartIsSaidOnceWithTheLog)
+TEST_F(PlugTest, AFatalStartErrorIsLoggedOnceWithTheLog)
 {
     spy.serverResult = -1;
     EXPECT_ENDS(Start({"-d"}), "\\[Plug->main->[0-9]+\\]-> [^ ]*Comm server start error\\.[^.]*$");
@@ -192,7 +192,7 @@ TEST_F(PlugTest, WhatEndsTheStartIsSaidOnceWithTheLog)
 
 // ---- Failed registrations ----
 
-TEST_F(PlugTest, ACycleStartsEverythingAfresh)
+TEST_F(PlugTest, ACycleResetsTheSessionValues)
 {
     NobodyListens(0);
     ServerRun = 1;
@@ -239,7 +239,7 @@ TEST_F(PlugTest, WithOneServerTheSecondIsNeverTried)
     EXPECT_EQ(1u, CountOf(log, "RegisterStart error.\n"));
 }
 
-TEST_F(PlugTest, BetweenTheServersEverythingStartsAfreshOnceMore)
+TEST_F(PlugTest, TheSessionValuesAreResetAgainBeforeTheSecondServer)
 {
     Peer silent; // takes the connection and says nothing: status 101
     NobodyListens(1);
@@ -259,7 +259,7 @@ TEST_F(PlugTest, AFailedAttemptIsFollowedAtOnceByTheNext)
     EXPECT_EQ(3000, OsNowMs());
 }
 
-TEST_F(PlugTest, ElevenFailedAttemptsAreForgivenAndTheTwelfthEndsTheProcess)
+TEST_F(PlugTest, TheTwelfthFailedAttemptInARowEndsTheProcess)
 {
     NobodyListens(1);
     for (int attempt = 1; attempt <= 11; attempt++) PlugCycle();

@@ -1,4 +1,4 @@
-// The update of the agent itself: what stands in its file and in the status, and what is reported.
+// The update of the agent itself: its file, the status, and what is reported.
 #include "plugin/PlugUpdate.h"
 
 #include <csignal>
@@ -62,7 +62,7 @@ class PlugUpdateTest : public LinkedTest
                "/new/plug\",\"fileLength\":2048,\"fileMD5\":\"" + md5 + "\",\"token\":\"t\"}";
     }
 
-    // One failure is reported, status 104 stands, the agent goes on.
+    // Expects one reported failure and status 104; the agent goes on.
     void ExpectFailure()
     {
         ExpectPlainReport(3, std::string(kReportHead) + kFailed);
@@ -116,7 +116,7 @@ TEST_F(PlugUpdateTest, DigestsAreThoseOfTheStandard)
     }
 }
 
-TEST_F(PlugUpdateTest, AFileOfWholeBlocksHasItsDigestToo)
+TEST_F(PlugUpdateTest, AFileOfWholeBlocksHasTheRightDigest)
 {
     // Of `head -c N /dev/zero | md5sum`.
     const struct {
@@ -136,7 +136,7 @@ TEST_F(PlugUpdateTest, AFileOfWholeBlocksHasItsDigestToo)
     }
 }
 
-TEST_F(PlugUpdateTest, AFileThatCannotBeReadLeavesTheDigestAlone)
+TEST_F(PlugUpdateTest, AFileThatCannotBeReadDoesNotChangeTheDigest)
 {
     const std::string fifo = FakeFolder() + "/fifo";
     ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
@@ -200,7 +200,7 @@ TEST_F(PlugUpdateTest, AnEmptyFileIsAFailure)
     EXPECT_EQ("", Update());
 }
 
-TEST_F(PlugUpdateTest, APortOrAHostThatIsNoneIsAFailure)
+TEST_F(PlugUpdateTest, AnInvalidPortOrHostIsAFailure)
 {
     for (const char *place :
          {"", ":80", "127.0.0.1:0", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:x", "no.such.host"}) {
@@ -223,7 +223,7 @@ TEST_F(PlugUpdateTest, HostileUrlsFailAndReachNoShell)
     EXPECT_TRUE(FakeCommands().empty());
 }
 
-TEST_F(PlugUpdateTest, AnotherDigestIsAFailureAndRemovesTheFile)
+TEST_F(PlugUpdateTest, AWrongDigestIsAFailureAndRemovesTheFile)
 {
     WriteFile(kPathPlugDownload, "of an earlier update");
     ExpectFailureOf(Serving(NewAgent()), "00000000000000000000000000000000");
@@ -243,7 +243,7 @@ TEST_F(PlugUpdateTest, ADigestInCapitalsNeverMatches)
     EXPECT_FALSE(Exists(kPathPlugDownload));
 }
 
-TEST_F(PlugUpdateTest, ADigestThatIsEmptyOrOnlyBeginsAlikeNeverMatches)
+TEST_F(PlugUpdateTest, AnEmptyOrPartialDigestNeverMatches)
 {
     for (const std::string &md5 : {std::string(), std::string(kBodyMd5, 31), kBodyMd5 + std::string("0")}) {
         ExpectFailureOf(Serving(NewAgent()), md5);
@@ -251,7 +251,7 @@ TEST_F(PlugUpdateTest, ADigestThatIsEmptyOrOnlyBeginsAlikeNeverMatches)
     }
 }
 
-TEST_F(PlugUpdateTest, AFailedDownloadLeavesWhatCameInItsPlace)
+TEST_F(PlugUpdateTest, AFailedDownloadLeavesThePartialFile)
 {
     WriteFile(kPathPlugDownload, "of an earlier update, which is longer than what comes of this one");
     Running end([] {
@@ -266,7 +266,7 @@ TEST_F(PlugUpdateTest, AFailedDownloadLeavesWhatCameInItsPlace)
     EXPECT_TRUE(FakeCommands().empty());
 }
 
-TEST_F(PlugUpdateTest, TheFileComesUnderItsNameAndOnlyTheStatusSaysThatItIsWhole)
+TEST_F(PlugUpdateTest, TheFileHasItsNameFromTheStartAndOnlyTheStatusSaysThatItIsComplete)
 {
     WriteFile(kPathPlugDownload, "of an earlier update");
     ExpectFailureOf(
@@ -280,7 +280,7 @@ TEST_F(PlugUpdateTest, TheFileComesUnderItsNameAndOnlyTheStatusSaysThatItIsWhole
         "00000000000000000000000000000000");
 }
 
-TEST_F(PlugUpdateTest, AFileThatSomebodyElseHasPreparedIsNotWritten)
+TEST_F(PlugUpdateTest, AFileThatSomebodyElseHasPlantedIsNotWritten)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, "precious");
@@ -292,7 +292,7 @@ TEST_F(PlugUpdateTest, AFileThatSomebodyElseHasPreparedIsNotWritten)
     }
 }
 
-TEST_F(PlugUpdateTest, AFolderInTheFilesPlaceIsAFailureBeforeAnythingIsAskedOfTheServer)
+TEST_F(PlugUpdateTest, AFolderAtTheFilesPathIsAFailureBeforeAnyRequest)
 {
     ASSERT_EQ(0, mkdir(kPathPlugDownload, 0700));
     HttpServer server(Serving(NewAgent()));
@@ -306,7 +306,7 @@ TEST_F(PlugUpdateTest, AFolderInTheFilesPlaceIsAFailureBeforeAnythingIsAskedOfTh
     rmdir(kPathPlugDownload);
 }
 
-TEST_F(PlugUpdateTest, AFileThatTheDiskCannotTakeWholeIsRemoved)
+TEST_F(PlugUpdateTest, AFileThatDoesNotFitOnTheDiskIsRemoved)
 {
     struct rlimit before;
     ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
@@ -320,7 +320,7 @@ TEST_F(PlugUpdateTest, AFileThatTheDiskCannotTakeWholeIsRemoved)
     EXPECT_EQ(1u, FakeCommands().size());
 }
 
-TEST_F(PlugUpdateTest, ASecondDownloadAtATimeIsAFailure)
+TEST_F(PlugUpdateTest, ASecondDownloadAtTheSameTimeIsAFailure)
 {
     WriteFile(kPathPlugDownload, "of an earlier update");
     ASSERT_TRUE(HttpClaim(HTTP_ENDS_WITH_SESSION));
@@ -331,7 +331,7 @@ TEST_F(PlugUpdateTest, ASecondDownloadAtATimeIsAFailure)
     EXPECT_TRUE(FakeCommands().empty());
 }
 
-TEST_F(PlugUpdateTest, OneThatIsReceivingGoesOnAfterItsSessionAndEndsWithItsStatus)
+TEST_F(PlugUpdateTest, AnUpdateThatIsReceivingContinuesAfterItsSessionAndEndsWithItsStatus)
 {
     HttpServer server([](HttpConnection &connection) {
         const std::string body = NewAgent();
@@ -384,9 +384,9 @@ TEST_F(PlugUpdateTest, AVerifiedUpdateIsReportedOnceAndEndsTheProcessWith255)
     EXPECT_EQ("GET /new/plug HTTP/1.1\r\n", request.substr(0, request.find('\n') + 1));
 }
 
-// The main thread writes 103 when the connection is lost while the report leaves; a supervisor would then not start
-// what has been fetched.
-TEST_F(PlugUpdateTest, TheStatusOfALinkLostMeanwhileDoesNotStay)
+// The main thread writes 103 when the connection is lost while the report is sent; a supervisor would then not start
+// the new agent.
+TEST_F(PlugUpdateTest, TheUpdateStatusReplacesThatOfALinkLostMeanwhile)
 {
     HttpServer server(Serving(NewAgent()));
     const std::string command = Command(server.Port(), kBodyMd5);
@@ -399,7 +399,7 @@ TEST_F(PlugUpdateTest, TheStatusOfALinkLostMeanwhileDoesNotStay)
 
 // ---- By itself ----
 
-TEST_F(PlugUpdateTest, DownLoadProcPutsAMatchInPlaceAndWritesTheStatus)
+TEST_F(PlugUpdateTest, DownLoadProcKeepsAMatchingFileAndWritesTheStatus)
 {
     HttpServer server(Serving(NewAgent()));
     EXPECT_EQ(0u, DownLoadProc(kBodyMd5, "127.0.0.1", server.Port(), "/x"));
@@ -412,7 +412,7 @@ TEST_F(PlugUpdateTest, DownLoadProcPutsAMatchInPlaceAndWritesTheStatus)
     ExpectNothingSent();
 }
 
-TEST_F(PlugUpdateTest, DownLoadProcRemovesWhatDiffersAndReturnsZeroAllTheSame)
+TEST_F(PlugUpdateTest, DownLoadProcRemovesAFileOfAnotherDigestAndStillReturnsZero)
 {
     HttpServer server(Serving(NewAgent()));
     EXPECT_EQ(0u, DownLoadProc("00", "127.0.0.1", server.Port(), "/x"));

@@ -62,13 +62,13 @@ TEST_F(Sending, UpDataWithMacIsMsgType19AndCarriesIt)
     EXPECT_TRUE(Logged("Send MsgType=[19] DataType=[40] "));
 }
 
-TEST_F(Sending, UpDataTellsItsTypesAtInformationalLevel)
+TEST_F(Sending, UpDataLogsItsTypesAtInformationalLevel)
 {
     SendIpUpData("hi", 2, 13, 0, nullptr);
     EXPECT_NE(std::string::npos, Log().find("[INFO] [Protool->SendIpUpData->"));
 }
 
-TEST_F(Sending, UpDataTakes8100BytesAndRefuses8101)
+TEST_F(Sending, UpDataAccepts8100BytesAndRefuses8101)
 {
     const Bytes payload(8101, 'A');
     EXPECT_EQ(-1, SendIpUpData(payload.data(), 8101, 13, 0, nullptr));
@@ -81,7 +81,7 @@ TEST_F(Sending, UpDataTakes8100BytesAndRefuses8101)
     EXPECT_EQ(Hex("7400b2d9370d2041dccb7372b6eaddb6"), Bytes(frame.end() - 16, frame.end()));
 }
 
-TEST_F(Sending, UpDataWithMacTakes8100BytesAsWell)
+TEST_F(Sending, UpDataWithMacAccepts8100BytesToo)
 {
     const Bytes payload(8100, 'A');
     EXPECT_EQ(0, SendIpUpData(payload.data(), 8100, 13, 1, kMac));
@@ -130,7 +130,7 @@ TEST_F(Sending, AcknowledgementWithoutPayloadIsItsHeadAlone)
     EXPECT_EQ(Hex("CC DD 1A 02 FE 00 00  FF FF"), mPeer.ReceiveFrame()); // FF + FF = 1FE
 }
 
-TEST_F(Sending, AcknowledgementTakes8100BytesAndRefuses8101)
+TEST_F(Sending, AcknowledgementAccepts8100BytesAndRefuses8101)
 {
     const Bytes payload(8101, 'A');
     EXPECT_EQ(-1, SendIpAckData(0, payload.data(), 8101, 13, 0, nullptr));
@@ -169,7 +169,7 @@ TEST_F(Sending, RouteUpDataBuildsTheFrameFromItsArguments)
     EXPECT_EQ(Hex("CC DD 31 00 5A 03 00  A1 B2 C3"), mPeer.ReceiveFrame());
 }
 
-TEST_F(Sending, RouteUpDataTakesFramesOfUpTo8192Bytes)
+TEST_F(Sending, RouteUpDataAcceptsFramesOfUpTo8192Bytes)
 {
     const Bytes body(8192, 0x11);
     EXPECT_EQ(-1, SendRouteUpData(nullptr, body.data(), 17, 1, 0, 8192 - 7 + 1, 0));
@@ -186,7 +186,7 @@ TEST_F(Sending, EncryptedDataNeedsNoLogin)
     EXPECT_EQ(Hex("CC DD 31 00 F0 10 00  abdb3907437f3b46da1e4d3527c9ad1e"), mPeer.ReceiveFrame());
 }
 
-TEST_F(Sending, EncryptedDataThatFillsNoFrameIsRefused)
+TEST_F(Sending, EncryptedDataThatFitsInNoFrameIsRefused)
 {
     const Bytes plain(8192, 0);
     for (size_t size : {8176u, 8191u, 8192u})
@@ -198,7 +198,7 @@ TEST_F(Sending, EncryptedDataThatFillsNoFrameIsRefused)
 
 // ---- Failures ----
 
-TEST_F(Sending, EveryAllocationThatFailsEndsInMinusOneWithNothingSent)
+TEST_F(Sending, EveryFailedAllocationReturnsMinusOneWithNothingSent)
 {
     const uint8_t plain[2] = {};
     for (int nth : {1, 2}) {
@@ -215,7 +215,7 @@ TEST_F(Sending, EveryAllocationThatFailsEndsInMinusOneWithNothingSent)
     EXPECT_TRUE(NothingWasSent());
 }
 
-TEST_F(Sending, AKeyThatCannotBeSetEndsInMinusOneWithNothingSent)
+TEST_F(Sending, AKeyThatCannotBeSetReturnsMinusOneWithNothingSent)
 {
     FakeRefuseCipherKey();
     EXPECT_EQ(-1, SendIpUpData("hi", 2, 13, 0, nullptr));
@@ -225,7 +225,7 @@ TEST_F(Sending, AKeyThatCannotBeSetEndsInMinusOneWithNothingSent)
     EXPECT_TRUE(NothingWasSent());
 }
 
-TEST_F(Sending, ASocketThatDoesNotTakeTheFrameIsTold)
+TEST_F(Sending, ASocketThatDoesNotTakeTheFrameIsLogged)
 {
     Stop();
     Log();

@@ -11,7 +11,7 @@ static Bytes Pin(const char *text)
     return field;
 }
 
-TEST(SessionFrames, OfThePinTheFirstTwelveCharactersTravelZeroFilled)
+TEST(SessionFrames, ThePinFieldIsTheFirstTwelveCharactersZeroFilled)
 {
     EXPECT_EQ(Text("123456789012"), Pin("1234567890123456"));
     EXPECT_EQ(Text("123456789012"), Pin("123456789012"));
@@ -59,7 +59,7 @@ TEST(SessionFrames, RegisterRecordRefusesASerialOfSixtyFourCharacters)
     EXPECT_EQ(0u, RegisterRecordWrite(request, out, sizeof out));
 }
 
-TEST(SessionFrames, RegisterRequestIsReadBackAndRefusedWhenCutAnywhere)
+TEST(SessionFrames, RegisterRequestIsReadBackAndRefusedWhereverItIsCut)
 {
     const Bytes head = Hex("00 00 00") + Text("PIN012345678");
     const Bytes record = Hex("00 00 02 53 4E A1 A2 A3 A4 A5 A6") + Bytes(32, 0);
@@ -100,7 +100,7 @@ TEST(SessionFrames, RegisterAckHoldsTokenServerPortAndPluginIdentifier)
     EXPECT_EQ(0u, RegisterAckWrite(ack, again.data(), 71));
 }
 
-TEST(SessionFrames, RegisterAckIsRefusedWhenCutAnywhere)
+TEST(SessionFrames, RegisterAckIsRefusedWhereverItIsCut)
 {
     const Bytes record = HandMadeRegisterAck();
     RegisterAck ack;
@@ -132,7 +132,7 @@ TEST(SessionFrames, LoginRecordIsNineteenZeroBytesTheVersionAndTwoFixedBytes)
     EXPECT_EQ(0u, LoginRecordWrite(request, out.data(), 24));
 }
 
-TEST(SessionFrames, LoginRequestIsReadBackAndRefusedWhenCutAnywhere)
+TEST(SessionFrames, LoginRequestIsReadBackAndRefusedWhereverItIsCut)
 {
     const Bytes head = Text("PIN012345678") + Bytes(32, 0xAB);
     const Bytes record = Bytes(19, 0) + Hex("02 00 00 07 01 36");

@@ -1,5 +1,5 @@
-// Registration and login, each with a platform at the other end of a real connection and time standing still but
-// where a test moves it.
+// Registration and login, each with a platform at the other end of a real connection. Time stands still unless a test
+// moves it.
 #include "platform/Session.h"
 
 #include <cstring>
@@ -31,7 +31,7 @@ class SessionTest : public AgentTest
         Log();
     }
 
-    // The second of pause in which DeleteServer() lets a last answer leave.
+    // The second for which DeleteServer() pauses, so that a last answer is sent.
     void LetTheConnectionClose()
     {
         ASSERT_TRUE(Within([] { return FakeClockNextDeadlineMs() == 1000; }));
@@ -150,7 +150,7 @@ TEST_F(SessionTest, ARegisterAckWithoutABodyIsRefusedAndRegistrationTimesOut)
     EXPECT_EQ("101\n", StatusFile());
 }
 
-TEST_F(SessionTest, RegistrationIsAcceptedInSpiteOfAnErrorCode)
+TEST_F(SessionTest, RegistrationIsAcceptedDespiteAnErrorCode)
 {
     EXPECT_EQ(0, Register(Hex("05 01"), Encrypted(RegisterAckRecord(6040))));
     EXPECT_NE(std::string::npos, Log().find("optlen 2, error code = [261]\n"));
@@ -166,7 +166,7 @@ TEST_F(SessionTest, TheEndOfTheSessionEndsTheWaitForTheRegistration)
     EXPECT_NE(std::string::npos, Log().find("net error reconnect\n"));
 }
 
-TEST_F(SessionTest, ARegistrationThatWasAnsweredButEndedHasFailed)
+TEST_F(SessionTest, ARegistrationThatIsAnsweredFailsWhenTheSessionEnds)
 {
     int result = 1;
     Running agent([&] { result = RegisterStart(&context, "127.0.0.1"); });
@@ -181,7 +181,7 @@ TEST_F(SessionTest, ARegistrationThatWasAnsweredButEndedHasFailed)
     EXPECT_EQ("101\n", StatusFile());
 }
 
-TEST_F(SessionTest, RegistrationWithoutAListenerFailsAndLeavesTheStatusAlone)
+TEST_F(SessionTest, RegistrationWithoutAListenerFailsAndDoesNotChangeTheStatus)
 {
     const UnusedPort unused;
     regist_port = unused.Number();
@@ -192,7 +192,7 @@ TEST_F(SessionTest, RegistrationWithoutAListenerFailsAndLeavesTheStatusAlone)
     EXPECT_EQ(std::string::npos, Log().find("Register failed."));
 }
 
-TEST_F(SessionTest, RegistrationForgetsWhatTheLastOneBrought)
+TEST_F(SessionTest, RegistrationClearsTheValuesOfTheLastOne)
 {
     PrepareLogin(6040);
     memset(mLoginPluginId, 1, sizeof mLoginPluginId);
@@ -208,7 +208,7 @@ TEST_F(SessionTest, RegistrationForgetsWhatTheLastOneBrought)
     EXPECT_EQ(0, mQuitPro);
 }
 
-TEST_F(SessionTest, TheMacOfTheOptionWinsOverTheRouters)
+TEST_F(SessionTest, TheMacOfTheOptionReplacesTheRouters)
 {
     const Bytes option = Hex("AA BB CC DD EE FF");
     memcpy(l_mac, option.data(), 6);
@@ -232,7 +232,7 @@ TEST_F(SessionTest, MacAndSerialOfTheRouterAreAskedForOnce)
     EXPECT_EQ(std::vector<std::string>({"get_router_mac", "get_router_sn"}), gSdk.calls);
 }
 
-TEST_F(SessionTest, ASerialOfSixtyThreeCharactersIsTaken)
+TEST_F(SessionTest, ASerialOfSixtyThreeCharactersIsAccepted)
 {
     gSdk.serial = std::string(63, 'S');
     FakeClockAuto(true);
@@ -241,7 +241,7 @@ TEST_F(SessionTest, ASerialOfSixtyThreeCharactersIsTaken)
     EXPECT_NE(std::string::npos, Log().find(" LEN: 63\n"));
 }
 
-TEST_F(SessionTest, ARouterThatCannotTellItsSerialEndsTheProcess)
+TEST_F(SessionTest, ARouterWithoutASerialEndsTheProcess)
 {
     gSdk.result = -1;
     EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.9"), "ERROR: get sn failed!");
@@ -267,7 +267,7 @@ TEST_F(SessionTest, AnEmptyKeyEndsTheProcess)
     EXPECT_ENDS((void)RegisterStart(&context, "127.0.0.1"), "ERROR: KEY is empty, plese check your plug.conf!");
 }
 
-TEST_F(SessionTest, WhatEndsTheProcessIsSaidInOneLineWithoutTheLog)
+TEST_F(SessionTest, AFatalErrorIsPrintedInOneLineWithoutTheLog)
 {
     d_set_log_level(LOG_LEVEL_NONE);
     gProtoolKey[0] = '\0';
@@ -284,7 +284,7 @@ TEST_F(SessionTest, WhatEndsTheProcessIsSaidInOneLineWithoutTheLog)
 
 // ---- Login ----
 
-TEST_F(SessionTest, LoginRequestByteForByteAndLoginAtOnceWhenAnswered)
+TEST_F(SessionTest, LoginRequestByteForByteAndLoginEndsAtOnceWhenAnswered)
 {
     PrepareLogin(peer.Port());
     int result = 1;
@@ -366,7 +366,7 @@ TEST_F(SessionTest, ALoginAckWithoutABodyEndsTheSessionAtOnce)
     EXPECT_NE(std::string::npos, log.find("login failed !\n"));
 }
 
-TEST_F(SessionTest, ALoginThatWasAnsweredStandsAndTheQuitFlagIsCleared)
+TEST_F(SessionTest, ALoginThatWasAnsweredSucceedsAndTheQuitFlagIsCleared)
 {
     PrepareLogin(peer.Port());
     int result = 1;
@@ -385,7 +385,7 @@ TEST_F(SessionTest, ALoginThatWasAnsweredStandsAndTheQuitFlagIsCleared)
 
 // ---- Session values ----
 
-TEST_F(SessionTest, ALinkLostRightBehindTheLoginAnswerStillEndsTheSession)
+TEST_F(SessionTest, ALinkLostRightAfterTheLoginAnswerStillEndsTheSession)
 {
     // What the receive thread does, at the worst moment: after the login was seen, before the quit flag is cleared.
     SetSessionFlag(mLogin, 1);
@@ -399,7 +399,7 @@ TEST_F(SessionTest, ALinkLostRightBehindTheLoginAnswerStillEndsTheSession)
     EXPECT_EQ(0, mQuitPro);
 }
 
-TEST_F(SessionTest, NewProtoolStartsTheSessionValuesAfresh)
+TEST_F(SessionTest, NewProtoolResetsTheSessionValues)
 {
     PrepareLogin(6040);
     mHeartInterval = 20;
@@ -414,7 +414,7 @@ TEST_F(SessionTest, NewProtoolStartsTheSessionValuesAfresh)
     EXPECT_EQ(0, mLoginPort);
 }
 
-TEST_F(SessionTest, DeleteProtoolEndsTheLockAndMayBeRepeated)
+TEST_F(SessionTest, DeleteProtoolDestroysTheLockAndMayBeRepeated)
 {
     DeleteProtool();
     EXPECT_NE(std::string::npos, Log().find("pthread_mutex_destroy::Protool\n"));

@@ -57,7 +57,7 @@ TEST_F(Settings, AreReadFromTheirSections)
     EXPECT_EQ(1, runMode);
 }
 
-TEST_F(Settings, ArePrintedInTheClearAtDebugLevel)
+TEST_F(Settings, AreLoggedInTheClearAtDebugLevel)
 {
     Init("[Dev]\nPIN=1234\n" + Servers("KEY=secret\nPORT=7000\n"));
     const std::string log = Log();
@@ -68,7 +68,7 @@ TEST_F(Settings, ArePrintedInTheClearAtDebugLevel)
     }
 }
 
-TEST_F(Settings, AreNotPrintedBelowDebugLevel)
+TEST_F(Settings, AreNotLoggedBelowDebugLevel)
 {
     d_set_log_level(LOG_LEVEL_ERR);
     Init("[Dev]\nPIN=1234\n" + Servers("KEY=secret\n"));
@@ -91,7 +91,7 @@ TEST_F(Settings, HaveTheirDefaultsWithoutAFile)
     EXPECT_NE(std::string::npos, log.find("]-> SERVER2:\t" PLUG_DEFAULT_SERVER2 "\n\n"));
 }
 
-TEST_F(Settings, APinBeforeAnySectionIsNone)
+TEST_F(Settings, APinBeforeAnySectionIsIgnored)
 {
     EXPECT_EQ(0, Init("PIN=1234\n[Dev]\n" + Servers("")));
     EXPECT_STREQ("", g_pin_code);
@@ -121,7 +121,7 @@ TEST_F(Settings, ServerNamesKeepTheirFirst31Characters)
     EXPECT_STREQ("10.0.0.5", RegisterIpAddr2);
 }
 
-TEST_F(Settings, AServerNameThatIsCutIsToldAtErrorLevel)
+TEST_F(Settings, AServerNameThatIsCutIsLoggedAtErrorLevel)
 {
     const std::string name(31, 's');
     FakeHost(name, "long", {"10.0.0.5"});
@@ -143,7 +143,7 @@ TEST_F(Settings, OfTwoPortLinesTheSecondWins)
     EXPECT_EQ(6000, regist_port);
 }
 
-TEST_F(Settings, PortsFrom2048To65530AreTaken)
+TEST_F(Settings, PortsFrom2048To65530AreAccepted)
 {
     for (int port : {2048, 65530}) {
         EXPECT_EQ(0, Init(Servers("PORT=" + std::to_string(port) + "\n"))) << port;
@@ -152,7 +152,7 @@ TEST_F(Settings, PortsFrom2048To65530AreTaken)
     EXPECT_EQ(std::string::npos, Log().find("RegPort error."));
 }
 
-TEST_F(Settings, PortsOutsideAreRefusedBeforeAnyLookUp)
+TEST_F(Settings, OtherPortsAreRefusedBeforeAnyLookUp)
 {
     for (const char *port : {"2047", "65531", "0", "-6039", "65536", "9999999", "abc"}) {
         EXPECT_EQ(-1, Init(Servers("PORT=" + std::string(port) + "\n"))) << port;
@@ -196,7 +196,7 @@ TEST_F(Settings, TheReportsHaveTheirDefaultsEvenWhenThePortIsRefused)
     EXPECT_EQ(1, AutoReportDevinfo);
 }
 
-TEST_F(Settings, AFirstServerThatDoesNotResolveEndsThem)
+TEST_F(Settings, AFirstServerThatDoesNotResolveIsAFailure)
 {
     EXPECT_EQ(-1, Init("[Protool]\nSERVER1=nowhere\nSERVER2=two\n"));
     const std::string log = Log();
@@ -207,7 +207,7 @@ TEST_F(Settings, AFirstServerThatDoesNotResolveEndsThem)
     EXPECT_EQ(1, FakeLookUps());
 }
 
-TEST_F(Settings, ASecondServerThatDoesNotResolveFailsThemButKeepsTheFirst)
+TEST_F(Settings, ASecondServerThatDoesNotResolveIsAFailureThatKeepsTheFirst)
 {
     EXPECT_EQ(-1, Init("[Protool]\nSERVER1=192.168.7.1\nSERVER2=nowhere\n"));
     EXPECT_TRUE(Logged("DNS resolve addres2 error !!!"));
@@ -229,7 +229,7 @@ TEST_F(Settings, AnAddressWithTheSingleServerPrefixAnywhereMakesRunModeZero)
     EXPECT_EQ(1, runMode);
 }
 
-TEST_F(Settings, TheSecondServersAddressDoesNotTouchRunMode)
+TEST_F(Settings, TheSecondServersAddressDoesNotChangeRunMode)
 {
     FakeHost("two", "two", {PLUG_SINGLE_SERVER_PREFIX ".1.1"});
     EXPECT_EQ(0, Init(Servers("")));
@@ -238,7 +238,7 @@ TEST_F(Settings, TheSecondServersAddressDoesNotTouchRunMode)
 
 // ---- GetServerIp ----
 
-TEST_F(Settings, LookUpTakesTheFirstAddressAndTellsTheCanonicalName)
+TEST_F(Settings, LookUpReturnsTheFirstAddressAndLogsTheCanonicalName)
 {
     FakeHost("www", "www.example.net", {"10.9.8.7", "10.9.8.6"});
     char address[16] = "";
@@ -249,14 +249,14 @@ TEST_F(Settings, LookUpTakesTheFirstAddressAndTellsTheCanonicalName)
     EXPECT_NE(std::string::npos, log.find("]-> ip: 10.9.8.7\n\n"));
 }
 
-TEST_F(Settings, LookUpOfANumericNameGivesItself)
+TEST_F(Settings, LookUpOfANumericNameReturnsItself)
 {
     char address[16] = "";
     EXPECT_EQ(0, GetServerIp("255.255.255.254", address, sizeof address));
     EXPECT_STREQ("255.255.255.254", address);
 }
 
-TEST_F(Settings, LookUpThatFailsLeavesTheAddress)
+TEST_F(Settings, LookUpThatFailsDoesNotChangeTheAddress)
 {
     char address[16] = "1.2.3.4";
     EXPECT_EQ(-1, GetServerIp("nowhere", address, sizeof address));
@@ -264,7 +264,7 @@ TEST_F(Settings, LookUpThatFailsLeavesTheAddress)
     EXPECT_TRUE(Logged("gethostbyname error for host:nowhere"));
 }
 
-TEST_F(Settings, LookUpWithoutAnAddressIsMinusTwo)
+TEST_F(Settings, LookUpWithoutAnAddressReturnsMinusTwo)
 {
     char address[16] = "";
     FakeHost("empty", "empty.example", {});
@@ -277,7 +277,7 @@ TEST_F(Settings, LookUpWithoutAnAddressIsMinusTwo)
     EXPECT_STREQ("", address);
 }
 
-TEST_F(Settings, LookUpWithoutAnAddressKeepsOneThatIsThere)
+TEST_F(Settings, LookUpWithoutAnAddressKeepsTheOldOne)
 {
     char address[16] = "1.2.3.4";
     FakeHost("empty", "empty.example", {});

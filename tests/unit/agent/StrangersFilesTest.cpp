@@ -1,5 +1,5 @@
-// What another user of the router may have put in the place of the agent's files in /tmp, which everybody may write to
-// but where nobody can remove what is somebody else's. These tests plant as another user, and so need root.
+// Files that another user of the router has put in the place of the agent's files in /tmp, where everybody may make
+// files but remove only their own. The tests act as that other user, and so need root.
 #include <array>
 #include <fcntl.h>
 #include <filesystem>
@@ -76,7 +76,7 @@ bool MakeHis(const std::string &text)
     return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && close(fd) == 0;
 }
 
-// In a process of another user. `body` needs no memory: other threads may hold its lock when the process is made.
+// Runs `body` in a process of another user. It must not allocate: another thread may hold the heap's lock at the fork.
 void AsStranger(const std::function<bool()> &body)
 {
     const pid_t child = fork();
@@ -181,7 +181,7 @@ std::string NameOf(const testing::TestParamInfo<std::tuple<size_t, Plant>> &test
 
 } // namespace
 
-TEST_P(StrangersFileInPlaceOf, IsReplacedAndNeitherWrittenNorFollowed)
+TEST_P(StrangersFileInPlaceOf, IsReplacedWithoutBeingWrittenOrFollowed)
 {
     ASSERT_NO_FATAL_FAILURE(PutThere(mPlant, mFile.path));
     EXPECT_TRUE(Write(mFile.name));
@@ -207,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(, StrangersFileInPlaceOf,
 
 typedef StrangersFileInPlaceOf StrangersFolderInPlaceOf;
 
-TEST_P(StrangersFolderInPlaceOf, StaysWithWhatIsInItAndTheWriteFailsWithALogLine)
+TEST_P(StrangersFolderInPlaceOf, StaysWithItsContentAndTheWriteFailsWithALogLine)
 {
     ASSERT_NO_FATAL_FAILURE(PutThere(mPlant, mFile.path));
     Log();
@@ -220,7 +220,7 @@ INSTANTIATE_TEST_SUITE_P(, StrangersFolderInPlaceOf,
                          testing::Combine(testing::Range<size_t>(0, Files().size()), testing::Values(FOLDER)), NameOf);
 
 // He has it open, and goes on writing.
-TEST_F(StrangersFile, WhatAStrangerGoesOnWritingIsNotTheAgentsFileAnyMore)
+TEST_F(StrangersFile, AStrangerWhoGoesOnWritingDoesNotReachTheAgentsFile)
 {
     for (const File &file : Files()) {
         ASSERT_NO_FATAL_FAILURE(PutThere(FILE_OF_HIS, file.path));
@@ -245,7 +245,7 @@ TEST_F(StrangersFile, OfKnownDevicesIsNotLoaded)
     }
 }
 
-TEST_F(StrangersFile, IsNoTraceroutesResult)
+TEST_F(StrangersFile, IsNotReadAsATraceroutesResult)
 {
     for (const Plant plant : {LINK, HARD_LINK, HARD_LINK_TO_OURS, FIFO, FILE_OF_HIS, FOLDER}) {
         ASSERT_NO_FATAL_FAILURE(PutThere(plant, kPathTraceroute, kHops));

@@ -57,7 +57,7 @@ TEST_F(TcpQueue, FirstWordIsZeroWhenTheBodyHasFewerThanTwoBytes)
     EXPECT_EQ(0xFEFF, Pop()->firstWord);
 }
 
-TEST_F(TcpQueue, GivesFramesInTheirOrder)
+TEST_F(TcpQueue, ReturnsFramesInTheirOrder)
 {
     Push(Hex(std::string(kShort) + kLong + kShort));
     EXPECT_EQ(2, Pop()->header.msgType);
@@ -114,13 +114,13 @@ TEST_F(TcpQueue, KeepsWhatFollowsTheFrame)
     EXPECT_EQ(Hex("A1 B2 C3"), Body(*Pop()));
 }
 
-TEST_F(TcpQueue, FindsTheMagicBehindItsOwnFirstByte)
+TEST_F(TcpQueue, FindsTheMagicAfterALoneFirstByteOfIt)
 {
     Push(Hex(std::string("CC CC CC") + kShort));
     ASSERT_TRUE(Pop());
 }
 
-TEST_F(TcpQueue, TakesTheMagicOnlyInItsOrder)
+TEST_F(TcpQueue, FindsTheMagicOnlyInItsByteOrder)
 {
     Push(Hex("DD CC 02 00 7F 00 00"));
     EXPECT_FALSE(Pop());
@@ -145,7 +145,7 @@ TEST_F(TcpQueue, HoldsExactly204800BytesAndRefusesAnyFurtherOne)
     EXPECT_EQ(-1, Push(Bytes(1, 0x11)));
 }
 
-TEST_F(TcpQueue, TellsOfOverflowAtDebugLevel)
+TEST_F(TcpQueue, LogsAnOverflowAtDebugLevel)
 {
     Push(Bytes(kQueueSize, 0x11));
     Push(Hex("00"));
@@ -172,7 +172,7 @@ TEST_F(TcpQueue, RefusesALengthThatWouldWrapAround)
     EXPECT_EQ(-1, push(&byte, kQueueSize + 1));
 }
 
-TEST_F(TcpQueue, TakesABodyOf1508Bytes)
+TEST_F(TcpQueue, AcceptsABodyOf1508Bytes)
 {
     Push(FrameWithBody(1508));
     const auto frame = Pop();
@@ -180,7 +180,7 @@ TEST_F(TcpQueue, TakesABodyOf1508Bytes)
     EXPECT_EQ(Bytes(1508, 0xEE), Body(*frame));
 }
 
-TEST_F(TcpQueue, PassesOverAHeaderThatAnnounces1509Bytes)
+TEST_F(TcpQueue, SkipsAHeaderThatAnnounces1509Bytes)
 {
     Push(FrameWithBody(1509));
     EXPECT_FALSE(Pop());
@@ -190,14 +190,14 @@ TEST_F(TcpQueue, PassesOverAHeaderThatAnnounces1509Bytes)
     EXPECT_EQ(2, frame->header.msgType);
 }
 
-TEST_F(TcpQueue, ADamagedHeaderDoesNotHoldUpTheFramesBehindIt)
+TEST_F(TcpQueue, ADamagedHeaderDoesNotBlockTheFramesAfterIt)
 {
     Push(Hex(std::string("CC DD 12 00 00 FF FF") + kShort + kLong));
     EXPECT_EQ(2, Pop()->header.msgType);
     EXPECT_EQ(20, Pop()->header.msgType);
 }
 
-TEST_F(TcpQueue, TakesTheLongestHeadAndTheLongestBodyTogether)
+TEST_F(TcpQueue, AcceptsTheLongestHeadWithTheLongestBody)
 {
     Bytes bytes = Hex("CC DD 12 FF 00 E4 05"); // 255 and 1508
     bytes.resize(7 + 255, 0x0B);
@@ -217,13 +217,13 @@ TEST_F(TcpQueue, NewTcpQueueEmptiesIt)
     EXPECT_EQ(0, Push(Bytes(kQueueSize, 0x11)));
 }
 
-TEST_F(TcpQueue, WaitEndsAtOnceWhenBytesHaveComeInSinceTheLastLook)
+TEST_F(TcpQueue, WaitEndsAtOnceWhenBytesHaveArrivedSinceTheLastPopup)
 {
     Push(Hex("CC"));
     QueueWait();
 }
 
-TEST_F(TcpQueue, WaitSleepsWithoutADeadlineUntilBytesComeIn)
+TEST_F(TcpQueue, WaitSleepsWithoutADeadlineUntilBytesArrive)
 {
     Push(Hex("CC"));
     EXPECT_FALSE(Pop());
@@ -239,7 +239,7 @@ TEST_F(TcpQueue, WaitSleepsWithoutADeadlineUntilBytesComeIn)
     waiter.Join();
 }
 
-TEST_F(TcpQueue, CloseEndsEveryWaitPresentAndToCome)
+TEST_F(TcpQueue, CloseEndsTheCurrentWaitAndEveryLaterOne)
 {
     Running waiter([] { QueueWait(); });
     FakeClockAwaitWaiters(1);

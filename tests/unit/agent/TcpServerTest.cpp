@@ -56,7 +56,7 @@ TEST_F(TcpServer, InitConnectsAndStartsBothThreads)
     EXPECT_TRUE(Logged("connected."));
 }
 
-TEST_F(TcpServer, InitTellsOfTheConnectionAtDebugLevelAsSocketInit)
+TEST_F(TcpServer, InitLogsTheConnectionAtDebugLevelAsSocketInit)
 {
     Init();
     EXPECT_EQ(0u, Log().find("2023-11-14 22:13:20 [DEBUG] [TcpServer->SocketInit->"));
@@ -78,7 +78,7 @@ TEST_F(TcpServer, TheUserTimeoutIsThreeHeartbeatIntervalsAndFollowsThem)
     EXPECT_EQ(98301000, FakeSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP));
 }
 
-TEST_F(TcpServer, AKernelWithoutAUserTimeoutIsNoTrouble)
+TEST_F(TcpServer, AKernelWithoutAUserTimeoutIsNoError)
 {
     FakeFailSocketOption(TCP_USER_TIMEOUT, IPPROTO_TCP);
     Connect();
@@ -108,7 +108,7 @@ TEST_F(TcpServer, InitEmptiesTheQueue)
     EXPECT_EQ(2, Frame(0).header.msgType);
 }
 
-TEST_F(TcpServer, ConnectFailureIsToldAndKeepsServerRun)
+TEST_F(TcpServer, AFailedConnectIsLoggedAndKeepsServerRun)
 {
     EXPECT_EQ(-1, ServerInit("127.0.0.1", 1, &mContext)); // nobody listens there
     ExpectLog({"connect failed!......", "SocketInit error"});
@@ -132,7 +132,7 @@ TEST_F(TcpServer, AnAddressThatIsNotDottedTextDoesNotConnect)
     EXPECT_EQ(0, FakeLookUps());
 }
 
-TEST_F(TcpServer, ASocketThatCannotBeCreatedIsTold)
+TEST_F(TcpServer, ASocketThatCannotBeCreatedIsLogged)
 {
     FakeFailSocket();
     EXPECT_EQ(-1, Init());
@@ -140,7 +140,7 @@ TEST_F(TcpServer, ASocketThatCannotBeCreatedIsTold)
     EXPECT_EQ(1, ServerRun);
 }
 
-TEST_F(TcpServer, OptionsThatCannotBeSetAreToldAndCloseTheSocket)
+TEST_F(TcpServer, OptionsThatCannotBeSetAreLoggedAndCloseTheSocket)
 {
     const int before = dup(0);
     close(before);
@@ -158,7 +158,7 @@ TEST_F(TcpServer, OptionsThatCannotBeSetAreToldAndCloseTheSocket)
     EXPECT_EQ(before, after) << "a socket was left open";
 }
 
-TEST_F(TcpServer, AResponseThreadThatCannotStartIsToldAndLeavesNoThread)
+TEST_F(TcpServer, AResponseThreadThatCannotStartIsLoggedAndLeavesNoThread)
 {
     FakeFailThreadStart(1, EAGAIN);
     EXPECT_EQ(-1, Init());
@@ -173,7 +173,7 @@ TEST_F(TcpServer, AResponseThreadThatCannotStartIsToldAndLeavesNoThread)
     EXPECT_TRUE(mPeer.AtEnd()); // the socket is closed there at the latest
 }
 
-TEST_F(TcpServer, AReceiveThreadThatCannotStartIsToldAndLeavesTheResponseThread)
+TEST_F(TcpServer, AReceiveThreadThatCannotStartIsLoggedAndLeavesTheResponseThread)
 {
     FakeFailThreadStart(2, EAGAIN);
     EXPECT_EQ(-1, Init());
@@ -215,7 +215,7 @@ TEST_F(TcpServer, DeleteWithoutThreadsJoinsNone)
     EXPECT_EQ("", Log());
 }
 
-TEST_F(TcpServer, DeleteWithTheResponseThreadAloneJoinsThatOne)
+TEST_F(TcpServer, DeleteWithOnlyTheResponseThreadJoinsThatOne)
 {
     FakeFailThreadStart(2, EAGAIN);
     Init();
@@ -263,7 +263,7 @@ TEST_F(TcpServer, DeleteEndsAThreadThatWaitsBetweenFrames)
 
 // ---- Response thread ----
 
-TEST_F(TcpServer, HandsEachFrameOverWithAllItsParts)
+TEST_F(TcpServer, PassesEachFrameOnWithAllItsParts)
 {
     Connect();
     mPeer.Send(Hex(kLong));
@@ -277,7 +277,7 @@ TEST_F(TcpServer, HandsEachFrameOverWithAllItsParts)
     EXPECT_EQ(0xB2A1, frame.firstWord);
 }
 
-TEST_F(TcpServer, TellsTheLengthsOfASessionAcknowledgement)
+TEST_F(TcpServer, LogsTheLengthsOfASessionAcknowledgement)
 {
     Connect();
     mPeer.Send(Hex("CC DD 0B 02 00 03 00  00 00  01 02 03"));
@@ -287,7 +287,7 @@ TEST_F(TcpServer, TellsTheLengthsOfASessionAcknowledgement)
     EXPECT_NE(std::string::npos, log.find("]-> regist or connnect ack len = 3,2\n\n"));
 }
 
-TEST_F(TcpServer, TellsNoLengthsOfOtherFrames)
+TEST_F(TcpServer, LogsNoLengthsOfOtherFrames)
 {
     Connect();
     mPeer.Send(Hex(kLong));
@@ -324,7 +324,7 @@ TEST_F(TcpServer, SleepsWithoutADeadlineWhileIdle)
     EXPECT_EQ(-1, FakeReadableTimeoutMs()); // the receive thread
 }
 
-TEST_F(TcpServer, TakesAFrameWhereverItIsSplit)
+TEST_F(TcpServer, AcceptsAFrameWhereverItIsSplit)
 {
     Connect();
     FakeClockAuto(true);
@@ -337,7 +337,7 @@ TEST_F(TcpServer, TakesAFrameWhereverItIsSplit)
     }
 }
 
-TEST_F(TcpServer, TakesAFrameThatComesByteByByte)
+TEST_F(TcpServer, AcceptsAFrameThatComesByteByByte)
 {
     Connect();
     FakeClockAuto(true);
@@ -346,7 +346,7 @@ TEST_F(TcpServer, TakesAFrameThatComesByteByByte)
     EXPECT_EQ(0xB2A1, Frame(0).firstWord);
 }
 
-TEST_F(TcpServer, TakesManyFramesOfOneSegmentInTheirOrder)
+TEST_F(TcpServer, HandlesManyFramesOfOneSegmentInTheirOrder)
 {
     Connect();
     FakeClockAuto(true);
@@ -396,7 +396,7 @@ TEST_F(TcpServer, SendWithoutAConnectionIsRefused)
     EXPECT_EQ(-1, SendData(&byte, 1));
 }
 
-TEST_F(TcpServer, SendDoesNotRetryWhatAFullSocketDidNotTake)
+TEST_F(TcpServer, SendDoesNotRepeatAFrameThatAFullSocketDidNotTake)
 {
     Connect();
     Bytes frame = Hex("CC DD 31 00 00 F9 1F"); // 8185

@@ -14,7 +14,7 @@ namespace
 {
 
 std::atomic<int> s_sigpipes;
-// Calls of what ServerOnStop() named, for the two tests of it: what is named once is called in every later session.
+// Counts of calls named with ServerOnStop(), one for each test: a named call is made in every later session, too.
 std::atomic<int> s_letGo;
 std::atomic<int> s_letGoMany;
 std::atomic<int> s_reminders;
@@ -97,7 +97,7 @@ TEST_F(ServerRecv, SixFailedWaitsInARowEndTheSession)
     EXPECT_EQ(6u, CountOf(Log(), "]-> Net error.\n\n"));
 }
 
-TEST_F(ServerRecv, FiveFailedWaitsDoNot)
+TEST_F(ServerRecv, FiveFailedWaitsInARowDoNotEndTheSession)
 {
     FakeReadableResults({F, F, F, F, F});
     ConnectLoud();
@@ -105,7 +105,7 @@ TEST_F(ServerRecv, FiveFailedWaitsDoNot)
     EXPECT_EQ(5u, CountOf(Log(), "]-> Net error.\n\n"));
 }
 
-TEST_F(ServerRecv, AnyWaitThatDoesNotFailBreaksTheRow)
+TEST_F(ServerRecv, AWaitThatSucceedsResetsTheCountOfFailedWaits)
 {
     for (OsReadable other : {OS_READABLE, OS_TIMED_OUT, OS_OTHER_EVENT}) {
         FakeReadableResults({F, F, F, F, F, other, F, F, F, F, F});
@@ -118,7 +118,7 @@ TEST_F(ServerRecv, AnyWaitThatDoesNotFailBreaksTheRow)
     }
 }
 
-TEST_F(ServerRecv, AWaitThatEndsForSomethingElseIsToldAndGoesOn)
+TEST_F(ServerRecv, AWaitThatEndsForAnotherEventIsLoggedAndTheSessionContinues)
 {
     const OsReadable other = OS_OTHER_EVENT;
     FakeReadableResults({other, other, other, other, other, other, other});
@@ -127,7 +127,7 @@ TEST_F(ServerRecv, AWaitThatEndsForSomethingElseIsToldAndGoesOn)
     EXPECT_EQ(7u, CountOf(Log(), "]-> unknow err.\n\n"));
 }
 
-TEST_F(ServerRecv, AWaitThatTimesOutIsNoTrouble)
+TEST_F(ServerRecv, AWaitThatTimesOutIsNoFailure)
 {
     const OsReadable late = OS_TIMED_OUT;
     FakeReadableResults({late, late, late, late, late, late, late});
@@ -147,7 +147,7 @@ TEST_F(ServerRecv, SixFailedReadsInARowEndTheSession)
     EXPECT_EQ(1u, CountOf(Log(), "]-> receive error.\n\n"));
 }
 
-TEST_F(ServerRecv, FiveFailedReadsDoNot)
+TEST_F(ServerRecv, FiveFailedReadsInARowDoNotEndTheSession)
 {
     FakeReadableResults({R, R, R, R, R});
     ConnectLoud();
@@ -155,7 +155,7 @@ TEST_F(ServerRecv, FiveFailedReadsDoNot)
     EXPECT_EQ(0u, CountOf(Log(), "receive error."));
 }
 
-TEST_F(ServerRecv, BytesBreakTheRowOfFailedReads)
+TEST_F(ServerRecv, ArrivingBytesResetTheCountOfFailedReads)
 {
     FakeClockAuto(true);
     FakeReadableResults({R, R, R, R, R});
@@ -198,7 +198,7 @@ TEST_F(ServerRecv, FramesThatCameBeforeTheEndAreStillHandled)
     ExpectSessionEnded();
 }
 
-TEST_F(ServerRecv, AConnectionThatIsResetEndsTheSessionAsAClosedOne)
+TEST_F(ServerRecv, AResetConnectionEndsTheSessionLikeAClosedOne)
 {
     Connect();
     FakeClockAuto(true);
@@ -251,7 +251,7 @@ TEST_F(ServerRecv, StoppingEndsThePauseAfterAnEmptyReadWithoutEndingTheSession)
     EXPECT_EQ("", StatusFile());
 }
 
-TEST_F(ServerRecv, WaitForServerStopTellsAStopFromTheEndOfTheTime)
+TEST_F(ServerRecv, WaitForServerStopReturnsWhetherTheServerStops)
 {
     Connect();
     std::atomic<int> stopped{-1};
@@ -273,7 +273,7 @@ TEST_F(ServerRecv, WaitForServerStopTellsAStopFromTheEndOfTheTime)
     EXPECT_TRUE(WaitForServerStop(5000));
 }
 
-TEST_F(ServerRecv, StoppingCallsWhatWasNamedWhenTheFlagIsClearedAndAfterThePause)
+TEST_F(ServerRecv, StoppingMakesTheNamedCallsWhenTheFlagIsClearedAndAfterThePause)
 {
     s_letGo = 0;
     const auto letGo = [] {
@@ -292,7 +292,7 @@ TEST_F(ServerRecv, StoppingCallsWhatWasNamedWhenTheFlagIsClearedAndAfterThePause
     EXPECT_EQ(4, s_letGo);
 }
 
-TEST_F(ServerRecv, ThereIsRoomForEveryCallThatIsNamedAndEachIsCalledOnce)
+TEST_F(ServerRecv, FiftyNamedCallsAreEachMadeOnce)
 {
     static ServerStopCall calls[50];
     s_letGoMany = 0;
@@ -314,7 +314,7 @@ TEST_F(ServerRecv, ThereIsRoomForEveryCallThatIsNamedAndEachIsCalledOnce)
     EXPECT_EQ(50, s_letGoMany);
 }
 
-TEST_F(ServerRecv, WhatKeepsTheResponseThreadIsRemindedEverySecondUntilThatThreadHasEnded)
+TEST_F(ServerRecv, ACallThatWantsToBeRepeatedIsMadeEverySecondUntilTheResponseThreadEnds)
 {
     static const auto letGo = [] {
         s_reminders++;
@@ -344,7 +344,7 @@ TEST_F(ServerRecv, WhatKeepsTheResponseThreadIsRemindedEverySecondUntilThatThrea
     s_commands = 0; // of the tests that follow
 }
 
-TEST_F(ServerRecv, ACommandThatNobodyWantsToHearOfIsWaitedForWithoutATick)
+TEST_F(ServerRecv, WithoutACallToRepeatTheEndOfACommandIsAwaitedWithoutADeadline)
 {
     ServerOnFrame(CarryOut);
     s_commandEnds = false;

@@ -16,7 +16,7 @@ std::string Parts(const char *url)
 }
 } // namespace
 
-TEST(Url, HasAHostAPortAndAPath)
+TEST(Url, IsSplitIntoHostPortAndPath)
 {
     EXPECT_EQ("host|8080|/a/b", Parts("http://host:8080/a/b"));
     EXPECT_EQ("host|-|/", Parts("http://host/"));
@@ -25,7 +25,7 @@ TEST(Url, HasAHostAPortAndAPath)
     EXPECT_EQ("|80|/x", Parts("://:80/x"));
 }
 
-TEST(Url, AColonBehindTheFirstSlashBelongsToThePath)
+TEST(Url, AColonAfterTheFirstSlashBelongsToThePath)
 {
     EXPECT_EQ("host|-|/a:1/b", Parts("http://host/a:1/b"));
     EXPECT_EQ("host|80|/a:1", Parts("http://host:80/a:1"));
@@ -36,7 +36,7 @@ TEST(Url, TheFirstColonBeginsThePort)
     EXPECT_EQ("a|b:c|/", Parts("http://a:b:c/"));
 }
 
-TEST(Url, WithoutSchemeOrPathIsNone)
+TEST(Url, ATextWithoutSchemeOrPathIsRefused)
 {
     for (const char *url : {"", "host/", "http:/host/", "http//host/", "http://", "http://host", "http://host:80"})
         EXPECT_EQ("no", Parts(url)) << url;

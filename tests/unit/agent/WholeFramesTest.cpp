@@ -45,7 +45,7 @@ Bytes Numbered(uint32_t number)
 
 } // namespace
 
-TEST_F(WholeFrames, TheRestOfOneLeavesBeforeTheNextAndTheCallHasFailedAllTheSame)
+TEST_F(WholeFrames, TheRestOfAFrameIsSentBeforeTheNextAlthoughItsCallHasFailed)
 {
     FakeSendTakes({5});
     EXPECT_EQ(-1, Send(kFirst));
@@ -56,7 +56,7 @@ TEST_F(WholeFrames, TheRestOfOneLeavesBeforeTheNextAndTheCallHasFailedAllTheSame
     EXPECT_EQ(kThird, mPeer.ReceiveFrame()) << "the rest has left once";
 }
 
-TEST_F(WholeFrames, NoneIsBegunWhileTheRestOfOneCannotLeave)
+TEST_F(WholeFrames, NoFrameIsBegunWhileTheRestOfOneCannotBeSent)
 {
     FakeSendTakes({5, 2, 0, 0, 3}); // of 11: four stand between the second frame and the link, then one
     EXPECT_EQ(-1, Send(kFirst));
@@ -66,7 +66,7 @@ TEST_F(WholeFrames, NoneIsBegunWhileTheRestOfOneCannotLeave)
     EXPECT_EQ(kThird, mPeer.ReceiveFrame());
 }
 
-TEST_F(WholeFrames, OneOfWhichNothingWasTakenIsNotSentLater)
+TEST_F(WholeFrames, AFrameOfWhichNothingWasSentIsNotSentLater)
 {
     FakeSendTakes({0});
     EXPECT_EQ(-1, Send(kFirst));
@@ -74,7 +74,7 @@ TEST_F(WholeFrames, OneOfWhichNothingWasTakenIsNotSentLater)
     EXPECT_EQ(kSecond, mPeer.ReceiveFrame());
 }
 
-TEST_F(WholeFrames, EveryCutOfALongOneIsMadeGood)
+TEST_F(WholeFrames, ALongFrameIsCompletedWhereverItWasCut)
 {
     const Bytes longest = Numbered(7);
     for (int taken : {1, 7, 4095, 8191}) {
@@ -86,7 +86,7 @@ TEST_F(WholeFrames, EveryCutOfALongOneIsMadeGood)
     }
 }
 
-TEST_F(WholeFrames, TheRestLeavesWithTheRestOfTheNextWhenThatIsCutToo)
+TEST_F(WholeFrames, TheRestsOfTwoFramesInARowAreSentInTheirOrder)
 {
     FakeSendTakes({5, 6, 4}); // the first in two pieces, four bytes of the second
     EXPECT_EQ(-1, Send(kFirst));
@@ -95,7 +95,7 @@ TEST_F(WholeFrames, TheRestLeavesWithTheRestOfTheNextWhenThatIsCutToo)
     for (const Bytes &frame : {kFirst, kSecond, kThird}) EXPECT_EQ(frame, mPeer.ReceiveFrame());
 }
 
-TEST_F(WholeFrames, TheRestLeavesAtTheLatestWhenThePlatformIsHeardAgain)
+TEST_F(WholeFrames, TheRestIsSentWhenThePlatformSendsAgain)
 {
     FakeSendTakes({5});
     EXPECT_EQ(-1, Send(kFirst));
@@ -105,7 +105,7 @@ TEST_F(WholeFrames, TheRestLeavesAtTheLatestWhenThePlatformIsHeardAgain)
     EXPECT_EQ(kSecond, mPeer.ReceiveFrame());
 }
 
-TEST_F(WholeFrames, TheRestGoesWithItsConnection)
+TEST_F(WholeFrames, TheRestIsDroppedWithItsConnection)
 {
     FakeSendTakes({5});
     EXPECT_EQ(-1, Send(kFirst));
@@ -115,7 +115,7 @@ TEST_F(WholeFrames, TheRestGoesWithItsConnection)
     EXPECT_EQ(kSecond, mPeer.ReceiveFrame());
 }
 
-TEST_F(WholeFrames, APlatformThatReadsOnFindsThemAloneAndNoneMissingThatWasSaidToBeSent)
+TEST_F(WholeFrames, APlatformThatReadsAgainReceivesWholeFramesAndEveryOneReportedAsSent)
 {
     Stop();
     mPeer.SmallBuffer(); // so that the socket cuts frames

@@ -2,7 +2,7 @@
 
 #include "tests/unit/agent/AgentTest.h"
 
-TEST(WireReader, PutsIntegersTogetherFromTheLowByteUp)
+TEST(WireReader, ReadsIntegersLowByteFirst)
 {
     const Bytes bytes = Hex("AB 22 11 88 77 66 F5");
     WireReader r = WireRead(bytes.data(), bytes.size());
@@ -13,7 +13,7 @@ TEST(WireReader, PutsIntegersTogetherFromTheLowByteUp)
     EXPECT_FALSE(r.failed);
 }
 
-TEST(WireReader, YieldsZerosPastTheEndAndKeepsTheFailure)
+TEST(WireReader, ReturnsZerosPastTheEndAndKeepsTheFailure)
 {
     const Bytes bytes = Hex("01 02 03");
     WireReader r = WireRead(bytes.data(), bytes.size());
@@ -37,7 +37,7 @@ TEST(WireReader, RefusesEveryIntegerThatIsCutShort)
     }
 }
 
-TEST(WireReader, TakesBytesWhereTheyLie)
+TEST(WireReader, ReturnsBytesInPlace)
 {
     const uint8_t bytes[4] = {1, 2, 3, 4};
     WireReader r = WireRead(bytes, sizeof bytes);
