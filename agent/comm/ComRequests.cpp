@@ -14,8 +14,8 @@
 #include "os/OsClock.h"
 #include "os/OsWait.h"
 #include "platform/Protool.h"
+#include "platform/ServerStop.h"
 #include "platform/Session.h"
-#include "platform/TcpServer.h"
 
 static const int kFailed = 1; // nothing was sent, or no answer came
 static const int64_t kTickMs = 50;

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "core/Common.h"
-#include "os/OsClock.h"
 
 std::atomic<int> CommRun;
 std::atomic<int> InstanceState;
@@ -17,11 +16,7 @@ static pthread_mutex_t s_socketLock = PTHREAD_MUTEX_INITIALIZER; // around each 
 
 bool CommWaitForStop(int64_t milliseconds)
 {
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&gCommLink);
-    while (CommRun == 1 && OsWaitUntil(&gCommLink, deadline)) {
-    }
-    return CommRun != 1;
+    return OsWaitFor(&gCommLink, milliseconds, [] { return CommRun != 1; });
 }
 
 int32_t CommServerSend(const uint8_t *buffer, uint32_t length)

@@ -149,8 +149,7 @@ static void *ServerThread(void *descriptor)
 // Waits until there is an instance to join. Returns false when the server ends first.
 static bool AwaitInstance()
 {
-    OsGuard guard(&gCommLink);
-    while (CommRun == 1 && InstanceState != 1) OsWaitUntil(&gCommLink, OS_FOREVER);
+    OsWaitFor(&gCommLink, OS_FOREVER, [] { return CommRun != 1 || InstanceState == 1; });
     return InstanceState == 1;
 }
 
@@ -231,8 +230,7 @@ static void StartInstance(int fd)
 static bool AwaitReaper()
 {
     if (InstanceState == 1 && !CommLinkPeerGone()) return false;
-    OsGuard guard(&gCommLink);
-    while (CommRun == 1 && InstanceState == 1) OsWaitUntil(&gCommLink, OS_FOREVER);
+    OsWaitFor(&gCommLink, OS_FOREVER, [] { return CommRun != 1 || InstanceState != 1; });
     return CommRun == 1;
 }
 

@@ -35,10 +35,7 @@ static uint16_t s_count; // devices of the last list, at most kMaxKnown
 // Waits until the time is over or the thread has to stop; unless `whateverPeer`, also until a local peer connects.
 static void Pause(int64_t milliseconds, bool whateverPeer)
 {
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&gLocalPeer);
-    while (Fn39Run == 1 && (whateverPeer || CommClientReg != 1) && OsWaitUntil(&gLocalPeer, deadline)) {
-    }
+    OsWaitFor(&gLocalPeer, milliseconds, [=] { return Fn39Run != 1 || (!whateverPeer && CommClientReg == 1); });
 }
 
 // A pause after which nothing is due: it ends when a local peer connects.

@@ -7,7 +7,6 @@
 #include "core/Common.h"
 #include "core/LocalPeer.h"
 #include "core/Wire.h"
-#include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "platform/Protool.h"
@@ -118,12 +117,8 @@ void Fn40Cycle()
 // Waits until a local peer has connected, then one cycle. Returns false when the thread has to stop.
 static bool AwaitCycle()
 {
-    OsGuard guard(&gLocalPeer);
-    while (Fn40Run == 1 && CommClientReg != 1) OsWaitUntil(&gLocalPeer, OS_FOREVER);
-    const int64_t deadline = OsNowMs() + kCycleMs;
-    while (Fn40Run == 1 && OsWaitUntil(&gLocalPeer, deadline)) {
-    }
-    return Fn40Run == 1;
+    OsWaitFor(&gLocalPeer, OS_FOREVER, [] { return Fn40Run != 1 || CommClientReg == 1; });
+    return !OsWaitFor(&gLocalPeer, kCycleMs, [] { return Fn40Run != 1; });
 }
 
 static void *Fn40FilterProc(void *)

@@ -8,7 +8,6 @@
 
 #include "core/Common.h"
 #include "core/Wire.h"
-#include "os/OsClock.h"
 #include "os/OsCommand.h"
 #include "os/OsFile.h"
 #include "os/OsProcess.h"
@@ -49,17 +48,12 @@ static char s_segment[kSegmentSize];
 // Both return false when the worker has to stop.
 static bool Pause(int64_t milliseconds)
 {
-    const int64_t deadline = OsNowMs() + milliseconds;
-    OsGuard guard(&s_wake);
-    while (SubdevRun == 1 && OsWaitUntil(&s_wake, deadline)) {
-    }
-    return SubdevRun == 1;
+    return !OsWaitFor(&s_wake, milliseconds, [] { return SubdevRun != 1; });
 }
 
 static bool AwaitRequest()
 {
-    OsGuard guard(&s_wake);
-    while (SubdevRun == 1 && nQuerySubdev == 0) OsWaitUntil(&s_wake, OS_FOREVER);
+    OsWaitFor(&s_wake, OS_FOREVER, [] { return SubdevRun != 1 || nQuerySubdev != 0; });
     return SubdevRun == 1;
 }
 

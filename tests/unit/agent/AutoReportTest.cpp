@@ -10,7 +10,7 @@
 #include "comm/FuncIdList.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
-#include "platform/TcpServer.h"
+#include "platform/ServerStop.h"
 #include "tests/unit/agent/AskedPeer.h"
 
 namespace

@@ -7,7 +7,7 @@
 #include "comm/ComRequests.h"
 #include "os/OsClock.h"
 #include "platform/Protool.h"
-#include "platform/TcpServer.h"
+#include "platform/ServerStop.h"
 #include "tests/unit/agent/AskedPeer.h"
 
 class ComRequestsTest : public AgentTest
