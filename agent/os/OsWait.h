@@ -42,17 +42,25 @@ bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs);
 // Wakes every thread in OsWaitUntil() on `waiter`. Change what the lock guards first, under the lock.
 void OsWakeAll(OsWaiter *waiter);
 
+// The loop of OsWaitFor(), once for all its users: the compiler would copy it into each.
+__attribute__((noinline)) inline bool OsWaitForCall(OsWaiter *waiter, int64_t milliseconds,
+                                                    bool (*reached)(const void *), const void *argument)
+{
+    const int64_t deadline = milliseconds == OS_FOREVER ? OS_FOREVER : OsNowMs() + milliseconds;
+    OsGuard guard(waiter);
+    while (!reached(argument))
+        if (!OsWaitUntil(waiter, deadline)) return reached(argument);
+    return true;
+}
+
 // Waits until `reached()` is true, at most `milliseconds` (OS_FOREVER for no limit), and returns whether it is. Takes
 // waiter->lock, which the caller does not hold: `reached` is called with it, at first and after each wake-up, and once
 // more at the deadline.
 template <typename Reached>
-bool OsWaitFor(OsWaiter *waiter, int64_t milliseconds, Reached reached)
+bool OsWaitFor(OsWaiter *waiter, int64_t milliseconds, const Reached &reached)
 {
-    const int64_t deadline = milliseconds == OS_FOREVER ? OS_FOREVER : OsNowMs() + milliseconds;
-    OsGuard guard(waiter);
-    while (!reached())
-        if (!OsWaitUntil(waiter, deadline)) return reached();
-    return true;
+    const auto call = [](const void *procedure) { return (*static_cast<const Reached *>(procedure))(); };
+    return OsWaitForCall(waiter, milliseconds, call, &reached);
 }
 
 // A pause that nothing ends early. For short pauses only; anything longer waits on an OsWaiter.
