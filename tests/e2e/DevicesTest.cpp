@@ -1,6 +1,5 @@
 // The reports of attached devices: all of them when the platform asks, and each one that shows up.
 #include <csignal>
-#include <unistd.h>
 
 #include "tests/e2e/Diagnostics.h"
 #include "tests/e2e/LocalSession.h"
@@ -108,6 +107,18 @@ TEST_F(Devices, AreReportedWithThoseThatOnlyTheTableOfNeighboursHas)
     session.ExpectAnswers();
 }
 
+// Keeps the agent talking until its own clock, which its log shows, has come to `time`.
+void AwaitAgentTime(RunningSession *session, int64_t time)
+{
+    size_t from = 0;
+    EXPECT_TRUE(Within(kPatience, [&] {
+        session->ExpectAnswers();
+        const LogEntry entry = session->agent.WaitLog("ParserProtoolData funcid 1", from);
+        from = entry.number + 1;
+        return entry.time >= time;
+    }));
+}
+
 TEST_F(Devices, ReportsAreNumberedAndRequestsInTheRestBehindOneAreAbsorbed)
 {
     RunningSession session(At(2, Device("02:1a:2b:00:00:14", "phone", "192.168.1.20")));
@@ -115,7 +126,9 @@ TEST_F(Devices, ReportsAreNumberedAndRequestsInTheRestBehindOneAreAbsorbed)
     EXPECT_EQ("00003f0000000100" + record, AskForReport(&session.platform));
     session.platform.Command("report-devices"); // four seconds of rest, two for us
     session.platform.Wait("reply", {{"function", "64"}});
-    usleep(3000000); // nothing tells when it is over
+    const LogEntry first = session.agent.WaitLog("ParserProtoolData funcid 64");
+    const LogEntry second = session.agent.WaitLog("ParserProtoolData funcid 64", first.number + 1);
+    AwaitAgentTime(&session, second.time + 6); // both times are cut to whole seconds
     EXPECT_EQ("01003f0000000100" + record, AskForReport(&session.platform));
     EXPECT_EQ(2u, session.platform.Count("upload", {{"datatype", "63"}}));
 }
@@ -234,16 +247,19 @@ TEST_F(Devices, AreNotReportedAgainWhenTheFileIsDamagedInOtherLines)
     EXPECT_EQ(1u, session.platform.Count("upload", {{"datatype", "40"}}));
 }
 
-TEST_F(Devices, AreLeftToALocalClientOnceOneHasCome)
+TEST_F(Devices, AreLeftToALocalPeerOnceOneHasCome)
 {
     RunningSession session(At(60, Device("02:1a:2b:00:00:14", "phone", "192.168.1.20"),
                               "{\"at\":200,\"join\":" + Device("02:1a:2b:00:00:99", "guest", "192.168.1.50") + "}"));
-    session.platform.Wait("upload", {{"datatype", "40"}});
+    session.platform.Wait("upload", {{"datatype", "40"}}); // of the query after a minute
+    const double begin = session.platform.Wait("heartbeat").Number("head.time");
     BarePeer peer;
     const LogEntry handOver = session.agent.WaitLog("Use function 40");
     EXPECT_EQ("Fn39ReportProc", handOver.function);
     const size_t queries = session.agent.CountLog("Func39 query...");
-    usleep(5000000); // five minutes for the agent
+    // The guest has joined by then, and a query would have found him: there is one a minute.
+    while (session.platform.Wait("heartbeat").Number("head.time") < begin + 220) {
+    }
     EXPECT_EQ(queries, session.agent.CountLog("Func39 query..."));
     EXPECT_EQ(1u, session.platform.Count("upload", {{"datatype", "40"}}));
     session.ExpectAnswers();
