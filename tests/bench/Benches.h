@@ -17,12 +17,13 @@ void MeasureSessions(int sessions, int warmUp, double factor);
 // A rate test of `megabytes` against a curl that fetches the same from the same server, the medians of `rounds` each.
 void MeasureRate(int megabytes, int rounds);
 
-// A request for the report of 128 devices to the whole report, `samples` times, without the documented pauses.
+// A request for the report of 128 devices to the whole report, `samples` times, without the pauses between the steps of
+// a scan.
 void MeasureDevices(int samples);
 
 // The command that starts a ping to its acknowledgement, `samples` times.
 void MeasurePing(int samples);
 
-// The router's management process answers at once: a command whose answer it knows to its acknowledgement, `samples`
+// A local peer that answers at once: a command whose answer it knows to its acknowledgement, `samples`
 // times; then `frames` of its own with time running `factor` times faster, none of which may be lost.
 void MeasureLocal(int samples, int frames, double factor);

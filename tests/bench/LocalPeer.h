@@ -1,4 +1,4 @@
-// LocalPeer.h - the router's management process for a measurement: a connection to the agent's local server.
+// LocalPeer.h - the local peer for a measurement: a connection to the agent's local server.
 #pragma once
 
 #include <cstdint>

@@ -36,7 +36,7 @@ struct AgentOptions {
 };
 
 struct LogEntry {
-    int64_t time; // the agent's own, seconds
+    int64_t time; // seconds since 1970 on the agent's own clock
     std::string level, module, function, text;
     size_t number; // of its line
 };
@@ -47,7 +47,8 @@ class Agent
     // Writes the files and starts the agent.
     explicit Agent(const AgentOptions &options = {});
 
-    // The first entry of the log from `from` on whose text begins so. Throws Failure when there is none in `seconds`.
+    // The first entry of the log, from line `from` on, whose text begins so. Throws Failure when there is none within
+    // `seconds`.
     LogEntry WaitLog(const std::string &begin, size_t from = 0, double seconds = kPatience);
     // How many entries begin so, up to now.
     size_t CountLog(const std::string &begin);

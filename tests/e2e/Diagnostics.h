@@ -34,10 +34,10 @@ class FakeProgram
     FakeProgram(const FakeProgram &) = delete;
     FakeProgram &operator=(const FakeProgram &) = delete;
 
-    void LetGo(); // one that waits, or the next to come there
+    void LetGo(); // one run that waits, or the next one that comes to wait
     // All runs so far.
     std::string Runs() const { return ReadFile(log_); }
-    // Waits until it has been run so often. Throws Failure when it has not in time.
+    // Waits until it has been run so often. Throws Failure when it has not within kPatience.
     void AwaitRuns(size_t count) const;
 
   private:
@@ -47,7 +47,7 @@ class FakeProgram
 
 // Whether a file contains `text`, at the latest after kPatience.
 bool WaitForFile(const std::string &path, const std::string &text);
-// The names of all programs that run in the sandbox, ended ones that nobody has asked for not counted.
+// The names of all programs that run in the sandbox, without those that have ended and that nobody has waited for.
 std::vector<std::string> RunningPrograms();
 // Whether a program of that name runs, at the latest after kPatience.
 bool OneRuns(const std::string &name);

@@ -22,7 +22,7 @@ struct RunningSession {
     {
         platform.WaitSession();
     }
-    // Has the session do something, which shows that it is alive and undisturbed. Leaves the mark behind the reply.
+    // Sends a command and expects its reply, which shows that the session is alive. Leaves the mark behind the reply.
     void ExpectAnswers()
     {
         platform.Command("version");

@@ -112,7 +112,7 @@ TEST_F(Frames, AHeaderWithoutItsBodySwallowsNoMoreThanItAnnounces)
     session.ExpectAnswers();
 }
 
-TEST_F(Frames, AQueueFullToTheBrimLosesWhatFollowsAndNotTheConnection)
+TEST_F(Frames, AFullQueueLosesWhatFollowsAndKeepsTheConnection)
 {
     AgentOptions options;
     options.clock = 10; // the session outlives the silence while the queue is filled
@@ -132,7 +132,7 @@ TEST_F(Frames, AQueueFullToTheBrimLosesWhatFollowsAndNotTheConnection)
     session.ExpectAnswers();
 }
 
-TEST_F(Frames, APlatformThatReadsNothingForAWhileAndReadsOnFindsWholeFramesAlone)
+TEST_F(Frames, APlatformThatPausesItsReadingReceivesOnlyWholeFrames)
 {
     const size_t commands = 4000;
     RunningSession session;
@@ -173,7 +173,7 @@ bool AnswersOneOfMany(Platform *platform)
     }
 }
 
-TEST_F(Frames, MegabytesOfNoiseAreSurvived)
+TEST_F(Frames, MegabytesOfNoiseDoNotEndTheAgent)
 {
     RunningSession session;
     session.platform.Set(Misbehave("noise", "4"));
@@ -251,7 +251,7 @@ TEST_F(Frames, ADuplicatedCommandIsAnsweredTwice)
     EXPECT_EQ(first, Tag(session.platform.Wait("reply", {{"function", "1"}})));
 }
 
-TEST_F(Frames, MessageTypesThatMeanNothingAreIgnored)
+TEST_F(Frames, UnknownMessageTypesAreIgnored)
 {
     RunningSession session;
     for (int type : {0, 1, 4, 9, 10, 17, 19, 21, 24, 27, 28, 29, 30, 31})

@@ -97,7 +97,7 @@ void PlantUpdate()
     close(stage);
     stage = open(kStatusFile, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     for (const int fd : stages) (void)!pwrite(fd, "004\n", 4, 0);
-    usleep(300);
+    usleep(300); // a pause between two rounds, so that the agent gets the processor as well
 }
 
 class HostileUser : public UpdateTest
@@ -122,7 +122,7 @@ class HostileUser : public UpdateTest
 
 // ---- The supervisor
 
-TEST_F(HostileUser, WhoPlantsStageAndUpdateBehindTheSupervisorsBackHasNothingRun)
+TEST_F(HostileUser, AStageAndAnUpdateThatHePlantsAreNotRun)
 {
     // It ends without having written a stage as soon as both are there.
     Install(kOld, Script("echo old >>/tmp/runs; n=0\n"
@@ -142,7 +142,7 @@ TEST_F(HostileUser, WhoPlantsStageAndUpdateBehindTheSupervisorsBackHasNothingRun
     EXPECT_EQ(std::string::npos, Runs().find("new"));
 }
 
-TEST_F(HostileUser, WhoIsNotThereLeavesNothingOfTheSupervisorsInTmp)
+TEST_F(HostileUser, HasNoFileOfTheSupervisorInTmpToAttack)
 {
     Install("/tmp/home/good", Script("echo new >>/tmp/runs; exec sleep 1000"));
     Install(kOld,
@@ -154,7 +154,7 @@ TEST_F(HostileUser, WhoIsNotThereLeavesNothingOfTheSupervisorsInTmp)
         EXPECT_NE(0u, entry.path().filename().string().find(".plug")) << entry.path();
 }
 
-TEST_F(HostileUser, FilesThatOthersMayWriteAreNotBelieved)
+TEST_F(HostileUser, FilesThatOthersMayWriteAreIgnored)
 {
     Install("/tmp/home/bad", Script("echo bad >>/tmp/runs; exec sleep 1000"));
     Install(kOld, Script("echo old >>/tmp/runs; n=$(wc -l </tmp/runs)\n"
@@ -178,7 +178,7 @@ TEST_F(HostileUser, FilesThatOthersMayWriteAreNotBelieved)
 // ---- The agent
 
 #ifndef PLUG_SANITIZED // the preload line would have every tool of the supervisor run under it
-TEST_F(HostileUser, CannotHoldUpARealUpdateNorPutHisOwnInItsPlace)
+TEST_F(HostileUser, CannotDelayARealUpdateNorReplaceIt)
 {
     WriteFile(kConfigFile, ConfigText().Text());
     InstallAgent();
@@ -205,7 +205,7 @@ TEST_F(HostileUser, CannotHoldUpARealUpdateNorPutHisOwnInItsPlace)
 #endif
 
 // He waits until the agent has looked at his file and then puts a link in its place, before a shell could open it.
-TEST_F(HostileUser, WhoExchangesTheTraceroutesFileWhileItStartsIsNotWrittenThrough)
+TEST_F(HostileUser, ATracerouteFileThatHeExchangesIsNotWrittenThrough)
 {
     FakeProgram traceroute("traceroute", "echo \"to $2\"");
     Stranger stranger([] {

@@ -1,4 +1,4 @@
-// Listener.h - a host that accepts connections, or not even that, and never says a word.
+// Listener.h - a host that accepts connections and sends nothing, or does not even accept them.
 #pragma once
 
 #include <cstdint>
@@ -20,5 +20,5 @@ class Listener
     int filling_ = -1;
 };
 
-// Waits until somebody in the sandbox is connecting and has no answer yet. False when nobody is within `seconds`.
+// Waits until a process of the sandbox is connecting and has no answer yet. False when none is within `seconds`.
 bool WaitForUnansweredConnect(double seconds);

@@ -54,7 +54,7 @@ TEST_F(LongCommand, AWaitForAPingOf84SecondsCostsNoSession)
     ExpectTheFirstSession(&session);
 }
 
-TEST_F(LongCommand, APlatformThatFallsSilentDuringOneIsFoundOutAsEver)
+TEST_F(LongCommand, APlatformThatFallsSilentDuringOneLosesTheSession)
 {
     FakeProgram ping("ping", "@wait");
     RunningSession session(WithFakes(20));

@@ -1,4 +1,4 @@
-// Manager.h - the router's management process, run as a program: the agent's local peer.
+// Manager.h - the program `plugsim manager`: the agent's local peer.
 #pragma once
 
 #include "tests/e2e/Plugsim.h"

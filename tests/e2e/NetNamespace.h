@@ -16,7 +16,7 @@ class NetNamespace
     NetNamespace(const NetNamespace &) = delete;
     NetNamespace &operator=(const NetNamespace &) = delete;
 
-    // Runs `body` over there, on this thread. Sockets that it opens stay over there.
+    // Runs `body` in the other network, on this thread. Sockets that it opens stay in that network.
     void Inside(const std::function<void()> &body) const;
 
   private:

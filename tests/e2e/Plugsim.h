@@ -1,5 +1,5 @@
-// Plugsim.h - a tool of plugsim, run as a program and driven as its documentation says: commands go in as lines of
-// text, everything that happens comes out as lines of JSON.
+// Plugsim.h - a tool of plugsim, run as a program and driven as docs/plugsim.md says: commands go in as lines of text,
+// events come out as lines of JSON.
 #pragma once
 
 #include <memory>
@@ -38,7 +38,7 @@ class Plugsim
     // Starts `plugsim` with these arguments.
     explicit Plugsim(const std::vector<std::string> &arguments);
 
-    // Has a command done, and moves the mark to where it began: a wait finds what the command brought about.
+    // Carries out a command, and moves the mark to its begin: a wait finds the events that the command causes.
     void Command(const std::string &text);
     // As Command(), but leaves the mark alone: for settings.
     void Set(const std::string &text);
@@ -46,7 +46,7 @@ class Plugsim
     // The oldest event behind the mark that has this name and these contents; it becomes the new mark. Throws Failure
     // when none comes within `seconds`.
     Event Wait(const std::string &name, const Wanted &wanted = {}, double seconds = kPatience);
-    // Whether such an event has happened so far, behind the mark. To be asked after a wait for something later.
+    // Whether such an event has happened so far, behind the mark. Ask this after a wait for a later event.
     bool Happened(const std::string &name, const Wanted &wanted = {});
     // How many such events there have been since the start.
     size_t Count(const std::string &name, const Wanted &wanted = {});
@@ -57,7 +57,7 @@ class Plugsim
     int End();
 
   private:
-    // Sends a command, returns the number of the line that tells of its begin.
+    // Sends a command and waits for its end. Returns the number of the line that shows its begin.
     size_t Do(const std::string &text);
 
     std::unique_ptr<Lines> lines_; // outlives the program that writes them

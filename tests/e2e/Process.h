@@ -42,7 +42,7 @@ class Process
     void Write(const std::string &text); // to its input
     void Signal(int number);
     // The exit status, or 128 and the signal that ended it; nothing when it still runs after `seconds`.
-    // When it has ended, what is left of its group is killed.
+    // When it has ended, this kills what is left of its group.
     std::optional<int> WaitExit(double seconds);
     bool Runs() { return !WaitExit(0); }
 
@@ -58,7 +58,7 @@ class Process
     std::optional<int> status_;
 };
 
-// Reads a descriptor to its end on a thread of its own, so that the writer is never held up, and keeps all lines.
+// Reads a descriptor to its end on a thread of its own, so that the writer never waits for the test. Keeps all lines.
 class Lines
 {
   public:

@@ -33,7 +33,7 @@ static bool WriteFile(const char *path, const std::string &text)
     return complete;
 }
 
-// With a user namespace we are root in there, and the same user as before to everybody else.
+// In a user namespace of our own we are root; to everybody else we are the same user as before.
 static bool EnterNamespaces(std::string *reason)
 {
     const int own = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID;
@@ -48,7 +48,8 @@ static bool EnterNamespaces(std::string *reason)
     return true;
 }
 
-// Stays behind until `child` has ended, and ends as it did. Whatever else has lost its parent here is waited for too.
+// Waits until `child` has ended, and ends with the same status. Waits for all other processes that have lost their
+// parent here, too.
 [[noreturn]] static void StayBehind(pid_t child)
 {
     int status = 0;
@@ -59,8 +60,8 @@ static bool EnterNamespaces(std::string *reason)
     _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
 }
 
-// Returns in a process of the new process namespace. It is not the first there: that one has an init's duties, and its
-// end, which comes with the end of whoever started the tests at the latest, ends all others.
+// Returns in a process of the new process namespace. It is not the first one there: the first one has the duties of an
+// init. It ends at the latest with the process that started the tests, and its end ends all others.
 static bool EnterProcesses(std::string *reason)
 {
     const pid_t first = fork();
@@ -105,7 +106,7 @@ static bool ReplaceTmp(const std::string &keep, std::string *reason)
     }
     if (!done) Failed("an own /tmp", reason);
     close(kept);
-    // Back in through the front, lest the working folder is one that nobody can see any more.
+    // By its path: the working folder of before may be one that nobody can see any more.
     if (done && chdir(path) != 0) return Failed(path, reason);
     return done;
 }

@@ -99,7 +99,7 @@ TEST_F(SessionEnd, NoSilenceIsHeldAgainstThePlatformBeforeItsFirstAcknowledgemen
     EXPECT_EQ(1u, session.platform.Count("login"));
 }
 
-TEST_F(SessionEnd, APlatformThatVanishesBeforeItsFirstAcknowledgementIsFoundOutAfterThreeIntervals)
+TEST_F(SessionEnd, APlatformThatVanishesBeforeItsFirstAcknowledgementLosesTheSessionAfterThreeIntervals)
 {
     PlatformOptions silent;
     silent.misbehaviours = {"silent@heartbeat", "silent@upload"};

@@ -67,7 +67,7 @@ TEST_F(Start, AnOptionMWithoutAMacEndsTheAgent)
     EXPECT_EQ((Texts{"ERR Error: mac format must be \"aabbccddeeff\".", "ERR Error wrong param(s)."}), ended.entries);
 }
 
-TEST_F(Start, AnEmptyOrOverlongPathIsPassedOverForTheDefaultFile)
+TEST_F(Start, AnEmptyOrTooLongPathLeavesTheDefaultFile)
 {
     for (const std::string &path : {std::string(), std::string(300, 'a')}) {
         Platform platform;
@@ -79,7 +79,7 @@ TEST_F(Start, AnEmptyOrOverlongPathIsPassedOverForTheDefaultFile)
     }
 }
 
-TEST_F(Start, AConfigurationInTmpThatBelongsToAStrangerIsPassedOver)
+TEST_F(Start, AConfigurationInTmpOfAnotherUserIsIgnored)
 {
     WriteFile("/tmp/stranger.conf", ConfigText().Text());
     ASSERT_EQ(0, lchown("/tmp/stranger.conf", 65534, 65534));
@@ -92,7 +92,7 @@ TEST_F(Start, AConfigurationInTmpThatBelongsToAStrangerIsPassedOver)
     EXPECT_EQ("use config file\t[./plug.conf]", agent.WaitLog("use config file").text);
 }
 
-TEST_F(Start, AnUnknownOptionIsNamedAndPassedOver)
+TEST_F(Start, AnUnknownOptionIsNamedAndIgnored)
 {
     Platform platform;
     AgentOptions options;
@@ -183,11 +183,11 @@ std::string WithoutKey()
     return config.Text();
 }
 
-class NeedfulValue : public EndToEnd, public testing::WithParamInterface<Missing>
+class RequiredValue : public EndToEnd, public testing::WithParamInterface<Missing>
 {
 };
 
-TEST_P(NeedfulValue, EndsTheAgentWhenItIsMissing)
+TEST_P(RequiredValue, EndsTheAgentWhenItIsMissing)
 {
     Platform platform;
     AgentOptions options;
@@ -204,7 +204,7 @@ TEST_P(NeedfulValue, EndsTheAgentWhenItIsMissing)
     EXPECT_EQ(0u, platform.Count("register"));
 }
 
-TEST_P(NeedfulValue, IsNamedInOneLineWithoutTheLogToo)
+TEST_P(RequiredValue, IsNamedInOneLineAlsoWithoutTheLog)
 {
     Platform platform;
     AgentOptions options;
@@ -220,7 +220,7 @@ TEST_P(NeedfulValue, IsNamedInOneLineWithoutTheLogToo)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , NeedfulValue,
+    , RequiredValue,
     testing::Values(Missing{"Pin", WithoutPin(), "", "{}", "ERROR: PIN is empty, plese check your plug.conf!"},
                     Missing{"Key", WithoutKey(), "", "{}", "ERROR: KEY is empty, plese check your plug.conf!"},
                     Missing{"SerialThatCannotBeRead", ConfigText().Text(), "get_router_sn=1", "{}",
@@ -266,7 +266,7 @@ TEST_F(Start, TheFileInTheWorkingFolderComesLast)
     platform.WaitSession();
 }
 
-TEST_F(Start, WhatIsNoReadableFileIsPassedOver)
+TEST_F(Start, APathThatIsNoReadableFileIsIgnored)
 {
     WriteFile("/tmp/a-file", "");
     for (const char *path : {"/tmp", "/tmp/a-file/plug.conf", "/tmp/not-there", "/dev/zero"}) {
@@ -295,7 +295,7 @@ class OddSettings : public EndToEnd, public testing::WithParamInterface<OddFile>
 {
 };
 
-TEST_P(OddSettings, AreReadAllTheSame)
+TEST_P(OddSettings, AreAccepted)
 {
     Platform platform;
     AgentOptions options;
@@ -322,7 +322,7 @@ std::vector<OddFile> OddFiles()
 INSTANTIATE_TEST_SUITE_P(, OddSettings, testing::ValuesIn(OddFiles()),
                          [](const auto &tested) { return std::string(tested.param.name); });
 
-TEST_F(Start, TenMegabytesWithoutANewlineAreNoSettings)
+TEST_F(Start, TenMegabytesWithoutANewlineHoldNoSettings)
 {
     AgentOptions options;
     std::string rubbish(10000000, '\0');

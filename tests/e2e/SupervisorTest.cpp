@@ -14,7 +14,7 @@ using Supervised = UpdateTest;
 
 // ---- The supervisor ----
 
-TEST_F(Supervised, TheSupervisorStartsTheAgentAgainWhateverItEndsWith)
+TEST_F(Supervised, TheSupervisorStartsTheAgentAgainWhateverItsExitStatus)
 {
     Install(kOld, Script("echo run >>/tmp/runs; [ $(wc -l </tmp/runs) -lt 4 ] || exec sleep 1000; exit 255"));
     Supervisor supervisor;

@@ -124,7 +124,7 @@ TEST_F(Surroundings, ALinkInTheStatusFilesPlaceIsReplacedAndItsTargetUntouched)
     EXPECT_EQ("003\n", Status());
 }
 
-TEST_F(Surroundings, AFifoInTheStatusFilesPlaceHoldsNobodyUp)
+TEST_F(Surroundings, AFifoInTheStatusFilesPlaceBlocksNobody)
 {
     ASSERT_EQ(0, mkfifo(kStatusFile, 0600));
     RunningSession session;

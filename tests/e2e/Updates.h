@@ -36,7 +36,7 @@ class UpdateTest : public DiagnosticsTest
     void TearDown() override { std::filesystem::remove_all(kUpdate); }
 };
 
-// Of the system's own program.
+// The digest as the system's own program computes it.
 std::string Md5(const std::string &content);
 
 HttpServer::Answer Serving(const std::string &content);
@@ -53,7 +53,7 @@ void Install(const std::string &path, const std::string &content);
 void InstallAgent();
 std::map<std::string, std::string> AgentEnvironment(double clock);
 
-// What stands in kRuns.
+// The content of kRuns.
 std::string Runs();
 
 class Supervisor

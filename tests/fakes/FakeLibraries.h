@@ -13,7 +13,7 @@ void FakeLibrariesReset();
 // resolver calls the host.
 void FakeHost(const std::string &name, const std::string &canonical, std::initializer_list<std::string> addresses);
 
-// The same for a host that has nothing but an address of the next generation.
+// The same for a host that has an IPv6 address only.
 void FakeHostWithIpv6Only(const std::string &name);
 
 // How many look-ups there have been since the reset.

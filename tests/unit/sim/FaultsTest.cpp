@@ -72,7 +72,7 @@ TEST_F(FaultEntries, ActOnTheFirstCallsOnly)
     EXPECT_EQ((std::vector<int>{5, 5, 0, 0}), Results("get_lan_num=5:first=2", 4));
 }
 
-TEST_F(FaultEntries, ActBehindTheFirstCalls)
+TEST_F(FaultEntries, ActAfterTheFirstCalls)
 {
     EXPECT_EQ((std::vector<int>{0, 0, 5, 5}), Results("get_lan_num=5:after=2", 4));
 }
@@ -87,7 +87,7 @@ TEST_F(FaultEntries, CombineOptions)
     EXPECT_EQ((std::vector<int>{0, 0, 5, 0, 5, 0, 0, 0}), Results("get_lan_num=5:after=1:every=2:first=5", 8));
 }
 
-TEST_F(FaultEntries, OfTheFirstThatActsHaveTheResult)
+TEST_F(FaultEntries, GiveTheResultOfTheFirstThatActs)
 {
     EXPECT_EQ((std::vector<int>{5, 6, 6}), Results("get_lan_num=5:first=1,*=6", 3));
 }

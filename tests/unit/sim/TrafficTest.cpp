@@ -158,7 +158,7 @@ TEST_F(MovingFigures, WithoutTheRadiosTheWifiDevicesAreAway)
     EXPECT_EQ(12u, AtHome());
 }
 
-TEST_F(MovingFigures, WithoutAConnectedWanNothingFlows)
+TEST_F(MovingFigures, WithoutAConnectedWanThereIsNoTraffic)
 {
     StartWith(R"({"wans": [{"connected": false}]})");
     TestClockAdvanceMs(60000);
