@@ -122,6 +122,7 @@ TEST_F(Supervised, KilledAtAnyPointTheSupervisorStartsTheOldAgentOrAWholeNewOne)
     const std::string digest = Md5(content);
     const int rounds = 12, reported = 3;
     int older = 0, newer = 0;
+    std::chrono::steady_clock::duration took{}; // by a round that nobody ends, from the command to the report
     for (int round = 0; round < rounds; round++) {
         for (const std::string &path : {std::string(kNew) + ".trial", std::string("/tmp/runs"), std::string(kUpdate)})
             fs::remove(path);
@@ -130,11 +131,14 @@ TEST_F(Supervised, KilledAtAnyPointTheSupervisorStartsTheOldAgentOrAWholeNewOne)
         Supervisor supervisor("", "", AgentEnvironment(20));
         platform.WaitSession();
         Announce(&platform);
+        const auto begin = std::chrono::steady_clock::now();
         platform.Command(UpdateCommand(server.Port(), "/agent", digest));
-        if (round >= rounds - reported)
+        if (round < reported) {
             platform.Wait("upload", {{"datatype", "3"}});
-        else
-            std::this_thread::sleep_for(std::chrono::microseconds(round * 1500));
+            took = std::chrono::steady_clock::now() - begin;
+        } else {
+            std::this_thread::sleep_for(took * (round - reported) / (rounds - reported)); // the rounds sweep over it
+        }
         kill(std::stoi(ReadFile(kAgentId)), SIGKILL);
         supervisor.WaitLog("starting again");
         const bool installed = Contains(supervisor.Log(), "update installed");
