@@ -48,6 +48,7 @@ TEST_F(LocalServer, EveryQueryIsAnsweredFromTheHousehold)
         EXPECT_EQ("0", reply.Text("status"));
         for (const auto &field : query.fields) EXPECT_EQ(field.second, reply.Text("fields." + field.first));
         const std::string name = std::string(query.command).substr(0, std::string(query.command).find(' '));
+        local.manager.Wait("answered", {{"name", name}, {"status", "0"}}); // it says so when it has sent the answer
         EXPECT_EQ(1u, local.manager.Count("answered", {{"name", name}, {"status", "0"}}));
     }
     EXPECT_EQ(0u, local.manager.Count("bad-frame"));
