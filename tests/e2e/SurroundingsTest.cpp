@@ -142,7 +142,7 @@ TEST_F(Surroundings, AFullDiskDisturbsNoSession)
     // Unlinked, so that it is gone with its descriptor however the test ends.
     unlink("/tmp/filler");
     ASSERT_EQ(0, posix_fallocate(filler, 0, static_cast<off_t>(disk.f_bavail * disk.f_bsize)));
-    EXPECT_THROW(WriteFile("/tmp/probe", "x"), Failure);
+    EXPECT_THROW(WriteFile("/tmp/probe", "x"), std::runtime_error);
     std::filesystem::remove("/tmp/probe");
     {
         AgentOptions options;
