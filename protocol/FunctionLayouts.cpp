@@ -18,16 +18,16 @@ constexpr FieldLayout kWanIndexFields[] = {Number(Type::U16, "wan", "", "index o
 constexpr Layout kWanIndex = {kWanIndexFields};
 constexpr FieldLayout kSwitchFields[] = {Switch("switch", "the switch")};
 constexpr Layout kSwitch = {kSwitchFields};
-constexpr FieldLayout kConnectionsFields[] = {Number(Type::U32, "connections", "", "that the router tracks now")};
+constexpr FieldLayout kConnectionsFields[] = {Number(Type::U32, "connections", "", "tracked by the router now")};
 constexpr Layout kConnections = {kConnectionsFields};
 constexpr FieldLayout kUseFields[] = {Number(Type::U16, "use", "%", "0 to 100")};
 constexpr Layout kUse = {kUseFields};
 constexpr FieldLayout kDeviceKeyFields[] = {Mac("mac", "of the device")};
 constexpr Layout kDeviceKey = {kDeviceKeyFields};
-constexpr FieldLayout kDnsFields[] = {Ip("primary", "first resolver, 0.0.0.0 for none"),
-                                      Ip("secondary", "second resolver, 0.0.0.0 for none")};
+constexpr FieldLayout kDnsFields[] = {Ip("primary", "first DNS server, 0.0.0.0 for none"),
+                                      Ip("secondary", "second DNS server, 0.0.0.0 for none")};
 constexpr Layout kDns = {kDnsFields};
-constexpr FieldLayout kResultTextFields[] = {LongText("text", "what the command wrote, at most 4000 bytes")};
+constexpr FieldLayout kResultTextFields[] = {LongText("text", "output of the command, at most 4000 bytes")};
 constexpr Layout kResultText = {kResultTextFields};
 constexpr FieldLayout kServicesFields[] = {Switch("ftp", "FTP server"), Switch("samba", "Samba server"),
                                            Switch("telnet", "Telnet server")};
@@ -65,8 +65,8 @@ constexpr FieldLayout kIdentityFields[] = {
     Number(Type::U32, "memory_kb", "KiB", "main memory"),
     Text("memory_type", 16, "kind of memory"),
     Number(Type::U8, "plug", "", "1 when the router takes part in plugin management"),
-    Text("name", 32, "name that the owner gave it"),
-    Number(Type::U8, "ipv6", "", "1 when it speaks IPv6"),
+    Text("name", 32, "name given by the owner"),
+    Number(Type::U8, "ipv6", "", "1 when it supports IPv6"),
 };
 constexpr Layout kIdentity = {kIdentityFields};
 
@@ -76,7 +76,7 @@ constexpr FieldLayout kReceivedFields[] = {Number(Type::U64, "received", "bytes"
 constexpr Layout kReceived = {kReceivedFields};
 
 constexpr FieldLayout kPingFields[] = {
-    Ip("host", "whom to ping"),
+    Ip("host", "the host to ping"),
     Zeros(16),
     Number(Type::U16, "size", "bytes", "payload of each packet", 56),
     Number(Type::U16, "count", "", "number of packets, at most 50; with 0 the ping is ended after 500 s", 4),
@@ -86,7 +86,7 @@ constexpr Layout kPing = {kPingFields};
 constexpr FieldLayout kPortsFields[] = {Number(Type::U16, "ports", "", "number of LAN ports")};
 constexpr Layout kPorts = {kPortsFields};
 constexpr FieldLayout kTrafficFields[] = {
-    CountedList("ports", kPortCounters, ROUTER_SDK_LAN_PORTS, "what went through each port since the router started")};
+    CountedList("ports", kPortCounters, ROUTER_SDK_LAN_PORTS, "traffic of each port since the router started")};
 constexpr Layout kTraffic = {kTrafficFields};
 
 constexpr FieldLayout kSsidsFields[] = {List("ssids", kSsid, ROUTER_SDK_SSIDS, "all SSIDs of all bands")};
@@ -97,8 +97,8 @@ constexpr FieldLayout kSsidSwitchFields[] = {Number(Type::U16, "index", "", "ind
                                              Switch("switch", "the switch")};
 constexpr Layout kSsidSwitch = {kSsidSwitchFields};
 
-constexpr FieldLayout kFlowFields[] = {Number(Type::U64, "up", "bytes/s", "what the device sends at the moment"),
-                                       Number(Type::U64, "down", "bytes/s", "what it receives at the moment")};
+constexpr FieldLayout kFlowFields[] = {Number(Type::U64, "up", "bytes/s", "what the device sends now"),
+                                       Number(Type::U64, "down", "bytes/s", "what it receives now")};
 constexpr Layout kFlow = {kFlowFields};
 constexpr FieldLayout kLimitsFields[] = {Number(Type::I64, "up", "bytes/s", "most that it may send, 0 no limit"),
                                          Number(Type::I64, "down", "bytes/s", "most that it may receive, 0 no limit")};
@@ -118,15 +118,15 @@ constexpr FieldLayout kSpeedsFields[] = {Number(Type::U16, "negotiated", "Mbit/s
                                          Number(Type::U16, "transmit", "Mbit/s", "of what it sends")};
 constexpr Layout kSpeeds = {kSpeedsFields};
 constexpr FieldLayout kNeighboursFields[] = {
-    List("networks", kNeighbour, ROUTER_SDK_ADJ_WIFI, "what the last scan saw")};
+    List("networks", kNeighbour, ROUTER_SDK_ADJ_WIFI, "networks of the last scan")};
 constexpr Layout kNeighbours = {kNeighboursFields};
-constexpr FieldLayout kBlackListFields[] = {List("macs", kMacItem, ROUTER_SDK_BLACK_LIST, "devices that are shut out")};
+constexpr FieldLayout kBlackListFields[] = {List("macs", kMacItem, ROUTER_SDK_BLACK_LIST, "blocked devices")};
 constexpr Layout kBlackList = {kBlackListFields};
 
 constexpr FieldLayout kNameFields[] = {TextToEnd("name", "the new name, at most 31 bytes")};
 constexpr Layout kName = {kNameFields};
 constexpr FieldLayout kLinkStatusFields[] = {
-    CountedList("lan", kLinkItem, ROUTER_SDK_LAN_PORTS, "one byte per LAN port: 1 something is plugged in, 0 not"),
+    CountedList("lan", kLinkItem, ROUTER_SDK_LAN_PORTS, "one byte per LAN port: 1 plugged in, 0 not"),
     CountedList("wan", kLinkItem, ROUTER_SDK_LAN_PORTS, "one byte per WAN: 1 connected, 0 not"),
     Named("wifi0", kDownUp, "radio module 0, down when it is off or absent"),
     Named("wifi1", kDownUp, "radio module 1"),
@@ -134,32 +134,33 @@ constexpr FieldLayout kLinkStatusFields[] = {
     Named("wifi3", kDownUp, "radio module 3"),
 };
 constexpr Layout kLinkStatus = {kLinkStatusFields};
-constexpr FieldLayout kFullLoadFields[] = {Number(Type::U16, "selector", "", "of what, in the router's own numbering"),
-                                           Switch("switch", "the switch")};
+constexpr FieldLayout kFullLoadFields[] = {
+    Number(Type::U16, "selector", "", "which capacity, in the router's own numbering"), Switch("switch", "the switch")};
 constexpr Layout kFullLoad = {kFullLoadFields};
-constexpr FieldLayout kHostFields[] = {Ip("host", "where the route is to lead")};
+constexpr FieldLayout kHostFields[] = {Ip("host", "the destination")};
 constexpr Layout kHost = {kHostFields};
 constexpr FieldLayout kTimeFields[] = {Number(Type::U64, "time", "s", "since 1 January 1970, UTC")};
 constexpr Layout kTime = {kTimeFields};
 constexpr FieldLayout kUpTimeFields[] = {Number(Type::U64, "up_time", "s", "since the router started")};
 constexpr Layout kUpTime = {kUpTimeFields};
-constexpr FieldLayout kRedirectionFields[] = {TextToEnd("target", "where to, in the router's own form")};
+constexpr FieldLayout kRedirectionFields[] = {TextToEnd("target", "target, in the router's own form")};
 constexpr Layout kRedirection = {kRedirectionFields};
-constexpr FieldLayout kRomFields[] = {Zeros(1), TextToEnd("source", "what and from where, in the router's own form")};
+constexpr FieldLayout kRomFields[] = {Zeros(1),
+                                      TextToEnd("source", "source of the firmware, in the router's own form")};
 constexpr Layout kRom = {kRomFields};
 constexpr FieldLayout kRatesFields[] = {Number(Type::U64, "down", "bytes/s", "from the internet, all devices together"),
                                         Number(Type::U64, "up", "bytes/s", "to the internet, all devices together")};
 constexpr Layout kRates = {kRatesFields};
 constexpr FieldLayout kUrlFields[] = {TextToEnd("url", "the page")};
 constexpr Layout kUrl = {kUrlFields};
-constexpr FieldLayout kPinFields[] = {Text("pin", 12, "of the label")};
+constexpr FieldLayout kPinFields[] = {Text("pin", 12, "the PIN on the label")};
 constexpr Layout kPin = {kPinFields};
 constexpr FieldLayout kRateTestFields[] = {Zeros(12)};
 constexpr Layout kRateTest = {kRateTestFields};
 constexpr FieldLayout kRateReportFields[] = {Number(Type::I32, "rate", "bytes/s", "the measured rate, -1 on failure")};
 constexpr Layout kRateReport = {kRateReportFields};
 
-constexpr FieldLayout kBandFields[] = {Number(Type::U8, "band", "", "which band is asked for")};
+constexpr FieldLayout kBandFields[] = {Number(Type::U8, "band", "", "the band")};
 constexpr Layout kBand = {kBandFields};
 constexpr FieldLayout kBandAnswerFields[] = {Number(Type::U8, "band", "", "the management process's answer")};
 constexpr Layout kBandAnswer = {kBandAnswerFields};

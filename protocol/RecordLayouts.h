@@ -26,9 +26,9 @@ constexpr FieldLayout kWanFields[] = {
     Ip("ip", "its address; this and the next four are 0.0.0.0 when there is none"),
     Ip("netmask", "its netmask"),
     Ip("gateway", "its gateway"),
-    Ip("dns1", "first resolver"),
-    Ip("dns2", "second resolver"),
-    Number(Type::U16, "services", "", "what uses it, one bit per service in the router's own numbering"),
+    Ip("dns1", "first DNS server"),
+    Ip("dns2", "second DNS server"),
+    Number(Type::U16, "services", "", "services that use it, one bit each in the router's own numbering"),
     Named("connected", kNoYes, "whether it is connected"),
 };
 constexpr Layout kWan = {kWanFields, "WAN record"};
@@ -39,7 +39,7 @@ constexpr FieldLayout kSsidFields[] = {
     Text("key", 65, "pass phrase, or 64 hexadecimal digits; empty for an open network"),
     Switch("enabled", "whether it is on"),
     Named("hidden", kNoYes, "whether its name is not announced"),
-    Opaque("reserved", 4, "as the router gave it"),
+    Opaque("reserved", 4, "as provided by the router"),
     Number(Type::U16, "security", "", "kind of protection in the router's own numbering, 0 for an open network"),
     Number(Type::U16, "bandwidth", "MHz", "width of the channel"),
     Number(Type::U16, "channel", "", "1 to 14 on 2.4 GHz, 36 and above on 5 GHz; 0 lets the router choose"),
@@ -49,13 +49,13 @@ constexpr FieldLayout kSsidFields[] = {
 constexpr Layout kSsid = {kSsidFields, "SSID record"};
 
 constexpr FieldLayout kDeviceFields[] = {
-    Mac("mac", "its MAC, by which functions name it"),
+    Mac("mac", "its MAC, the key of device functions"),
     Text("name", 16, "the beginning of its name"),
-    Opaque("reserved", 2, "as the router gave it"),
+    Opaque("reserved", 2, "as provided by the router"),
     Number(Type::U8, "changed", "", "filled in by the agent when access is changed: 1 with two servers, 0 with one"),
     Named("link", kLinks, "how it is connected"),
     Named("access", kAccess, "whether it may use the internet"),
-    Opaque("reserved2", 1, "as the router gave it"),
+    Opaque("reserved2", 1, "as provided by the router"),
     Number(Type::U16, "port", "", "wired: the LAN port, from 0; Wi-Fi: the index of the SSID"),
     Ip("ip", "its address"),
 };
@@ -65,7 +65,7 @@ constexpr FieldLayout kNeighbourFields[] = {
     Mac("bssid", "MAC of the access point"),
     Text("ssid", 33, "its name, empty when hidden"),
     Text("security", 21, "kind of protection, such as WPA2-PSK"),
-    Number(Type::I32, "rssi", "dBm", "how strong it is here"),
+    Number(Type::I32, "rssi", "dBm", "signal strength"),
     Number(Type::U32, "frequency", "kHz", "of its channel"),
     Number(Type::U16, "channel", "", "number of its channel"),
     Number(Type::U16, "bandwidth", "MHz", "width of its channel"),
@@ -81,8 +81,8 @@ constexpr FieldLayout kLanFields[] = {
 constexpr Layout kLan = {kLanFields, "LAN record"};
 
 constexpr FieldLayout kPortCounterFields[] = {
-    Number(Type::U64, "up", "bytes", "came in at the port, from the device"),
-    Number(Type::U64, "down", "bytes", "left through the port, to the device"),
+    Number(Type::U64, "up", "bytes", "received at the port, from the device"),
+    Number(Type::U64, "down", "bytes", "sent at the port, to the device"),
 };
 constexpr Layout kPortCounters = {kPortCounterFields, "port record"};
 

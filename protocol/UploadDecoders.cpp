@@ -42,7 +42,7 @@ constexpr FieldLayout kSubdevFields[] = {
     Number(Type::U64, "up", "", "what it sends, in the router's own unit; 0 when it is not connected"),
     Number(Type::U64, "down", "", "what it receives"),
     Named("online", kNoYes, "whether it is connected, or only known from the ARP table"),
-    Named("black_listed", kYesNo, "whether it is shut out"),
+    Named("black_listed", kYesNo, "whether it is on the black list"),
     Named("access", kAccess, "whether it may use the internet"),
 };
 constexpr Layout kSubdev = {kSubdevFields, "sub-device record"};
@@ -101,7 +101,7 @@ constexpr FieldLayout kFirmwareFields[] = {
 };
 constexpr Layout kFirmware = {kFirmwareFields};
 constexpr FieldLayout kUpdateFields[] = {
-    TextToEnd("pluginID", "as the update command named it"),
+    TextToEnd("pluginID", "of the update command"),
     TextToEnd("fromVersion", "the same"),
     TextToEnd("toVersion", "the same"),
     Number(Type::I32, "process", "", "1 once a file has been verified, else 0"),
@@ -198,8 +198,8 @@ const std::vector<Upload> kUploads = {
      0,
      UpdateMeaning,
      "After result 0 the agent's process ends within about 3 seconds."},
-    {13, false, "rules-request", "after each login: which rules the router is to have", kRules, true},
-    {14, false, "firmware-report", "once a process: the router's firmware", kFirmware, true},
+    {13, false, "rules-request", "after each login: asks for the router's rules", kRules, true},
+    {14, false, "firmware-report", "once per process: the router's firmware", kFirmware, true},
     {17,
      false,
      "firmware-answer",
@@ -214,15 +214,15 @@ const std::vector<Upload> kUploads = {
      "sum error.`, 8 `firmware update faiiled.`, 9 `unknown error.` (15) or `unKnown error.`; others `unKnown "
      "error.`"},
     {40, true, "device-report", "a device came online", kOnline, false, {}, 0, OnlineMeaning},
-    {63, true, "device-list", "all devices, as function 64 asks for", kSubdevs, false, {}, 0, SubdevsMeaning},
+    {63, true, "device-list", "all devices, requested by function 64", kSubdevs, false, {}, 0, SubdevsMeaning},
     {81, true, "wan-report", "a report of the management process, binary", kWanReport, false, kWholeWanReport, 7,
-     nullptr, "228 bytes of data are a WAN record, as function 82 has it."},
+     nullptr, "228 bytes of data are a WAN record, as in function 82."},
     {84, true, "json-report-84", "a report of the management process, as a text", kText84, false, {}, 9},
     {86, true, "json-report-86", "another one", kText86, false, {}, 9},
     {89,
      true,
      "timed-report",
-     "a report of the management process that comes in intervals",
+     "a report of the management process, sent at intervals",
      kTimed,
      false,
      {},

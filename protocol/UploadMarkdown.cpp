@@ -9,8 +9,8 @@ namespace protocol
 static const char kIntroduction[] = R"(
 ## Reports
 
-Reports that the agent sends by itself, with MsgType 17 or, with the router's MAC, 19. Offsets count from the start of the
-payload. JSON texts have exactly these members, in this order.
+Reports that the agent sends by itself, with MsgType 17 or, with the router's MAC, 19. Offsets count from the start of
+the payload. JSON texts have exactly these members, in this order.
 
 | data type | MsgType | | |
 |---|---|---|---|

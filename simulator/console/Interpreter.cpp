@@ -80,8 +80,12 @@ std::string Interpreter::Markdown(bool common) const
     std::string text = MarkdownHead({"command", ""});
     for (const Section &section : sections_) {
         if (section.common != common) continue;
-        for (const Command &command : section.commands)
-            if (command.help) text += MarkdownRow({MarkdownCode(UseOf(command)), command.help});
+        for (const Command &command : section.commands) {
+            if (!command.help) continue;
+            std::string help = command.help;
+            if (help.back() == ':') help.pop_back(); // what follows it is in help alone
+            text += MarkdownRow({MarkdownCode(UseOf(command)), help});
+        }
     }
     return text;
 }

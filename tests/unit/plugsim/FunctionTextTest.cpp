@@ -31,7 +31,7 @@ TEST(FunctionText, ShowsAFunctionByteByByte)
               "    10      2     u16   wan   index of the WAN\n"
               "  Reply: 10 bytes, status: router.\n"
               "    offset  size  type  name\n"
-              "    6       4     u32   connections  that the router tracks now\n",
+              "    6       4     u32   connections  tracked by the router now\n",
               text);
     std::string byNumber;
     ASSERT_TRUE(FunctionsText("5", &byNumber));

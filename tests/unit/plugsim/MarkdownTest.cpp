@@ -18,7 +18,7 @@ TEST(MarkdownTables, SeparateTheCommandsThatEveryToolHas)
 {
     Interpreter interpreter(nullptr);
     interpreter.Add("Own:\n",
-                    {{"go", "A|B", "go there", 1, 1, true, nullptr}, {"hidden", "", nullptr, 0, 0, true, nullptr}});
+                    {{"go", "A|B", "go there:", 1, 1, true, nullptr}, {"hidden", "", nullptr, 0, 0, true, nullptr}});
     interpreter.Add("", {{"wait", "", "do nothing", 0, 0, false, nullptr}}, true);
     EXPECT_EQ("| command | |\n|---|---|\n| `go A\\|B` | go there |\n", interpreter.Markdown(false));
     EXPECT_EQ("| command | |\n|---|---|\n| `wait` | do nothing |\n", interpreter.Markdown(true));
