@@ -2,9 +2,8 @@
 // State:    what they bring is kept in PlugParameters.h. Threads: the response thread.
 #pragma once
 
-
-#include <cstdint>
 #include "plugin/PlugDataType.h"
+#include <cstdint>
 
 // Carries out the command `dataType` with its `payload`, a text or null. Returns the code that the acknowledgement
 // carries: 0 for PLUG_UPDATE_CMD and PLUG_UPDATE whatever came of them, the answer's code (-1 for an unknown one) for
