@@ -229,6 +229,12 @@ const int kSlowBytes = 300000;
 class SlowUpdate : public Update, public testing::WithParamInterface<int>
 {
   protected:
+    static AgentOptions FastAgent()
+    {
+        AgentOptions options;
+        options.clock = 50;
+        return options;
+    }
     static PlatformOptions WithHttp(int interval)
     {
         PlatformOptions options;
@@ -244,7 +250,7 @@ class SlowUpdate : public Update, public testing::WithParamInterface<int>
         session->platform.Command(UpdateCommand(8199, "/download/agent", kNothing));
         session->platform.Wait("upload", {{"datatype", "3"}});
         const LogEntry entry = session->agent.WaitLog("md5: self:");
-        session->platform.Set("http * slow=" + std::to_string(3000 * static_cast<int>(AgentOptions().clock)));
+        session->platform.Set("http * slow=" + std::to_string(3000 * static_cast<int>(FastAgent().clock)));
         session->platform.Command(UpdateCommand(8199, "/download/agent", entry.text.substr(10, 32)));
         begin_ = session->agent.WaitLog("lens = ", entry.number);
     }
@@ -266,7 +272,7 @@ class SlowUpdate : public Update, public testing::WithParamInterface<int>
 
 TEST_P(SlowUpdate, EndsWithItsReportItsStatusAndTheEndOfTheAgent)
 {
-    RunningSession session({}, WithHttp(GetParam()));
+    RunningSession session(FastAgent(), WithHttp(GetParam()));
     BeginSlow(&session);
     ExpectSlowSuccess(&session);
     EXPECT_EQ(kSuccess, session.platform.Wait("upload", {{"datatype", "3"}}).Text("text"));
@@ -274,7 +280,7 @@ TEST_P(SlowUpdate, EndsWithItsReportItsStatusAndTheEndOfTheAgent)
 
 TEST_P(SlowUpdate, EndsWithItsStatusAndTheEndOfTheAgentWhenTheLinkIsLostMeanwhile)
 {
-    RunningSession session({}, WithHttp(GetParam()));
+    RunningSession session(FastAgent(), WithHttp(GetParam()));
     BeginSlow(&session);
     session.platform.Command("drop");
     ExpectSlowSuccess(&session);
