@@ -92,11 +92,13 @@ TEST_F(LongCommand, AnUpdateOf100SecondsCostsNoSession)
         // 3 kB in a second of the agent's.
         for (size_t sent = 0; sent < size; sent += 3000) {
             connection.Send(Body(3000));
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         connection.AwaitEnd();
     });
-    RunningSession session;
+    AgentOptions options;
+    options.clock = 50;
+    RunningSession session(options);
     AwaitAcknowledgement(&session);
     session.platform.Command("plugin 1 {\"pluginID\":\"router\",\"fromVersion\":\"2.0\",\"toVersion\":\"2.1\"}");
     session.platform.Wait("ack", {{"datatype", "1"}});
