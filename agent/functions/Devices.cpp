@@ -11,7 +11,7 @@
 #include "subdev/DeviceTable.h"
 #include "subdev/Subdev.h"
 
-static const uint16_t kMostDevices = 128; // of one reply; the router has room for one more
+static const uint16_t kMostDevices = 128; // in one reply; the router may fill in one more
 
 template <typename Body>
 static int UnderTable(Body body)

@@ -1,17 +1,17 @@
 // Devices.h - the devices attached to the router: functions 32 to 39, 41, 43 and 64.
 //
-// Every query and setting of the router's device table is made under SubdevMutex; when that cannot be locked nothing is
-// asked, and the error number is the result of a reply without data. A device is named by its MAC, the first parameter.
+// Every query and setting of the router's device table is made under SubdevMutex. If it cannot be locked, the router is
+// not asked: the result is the error number, and the reply has no data. The first parameter is the device's MAC.
 //
 // State: none. Threads: the response thread.
 #pragma once
 
 #include "functions/FunctionHandler.h"
 
-// Parameter: a 34-byte device record, of which `changed` is overwritten with the run mode.
+// Parameter: a 34-byte device record, whose `changed` is overwritten with the run mode.
 int DeviceAccessSetting(WireReader *parameters, WireWriter *reply);
 
-// Reply: what the device sends and receives at the moment, 64 bits each. The result is 0.
+// Reply: the device's current upload and download bandwidth, 64 bits each. The result is 0.
 int DeviceBandwidthQuery(WireReader *parameters, WireWriter *reply);
 
 // Reply: its upstream and downstream limits, 64 bits each. The first failure is the result.
@@ -20,7 +20,7 @@ int DeviceLimitsQuery(WireReader *parameters, WireWriter *reply);
 // Parameters: MAC, the two limits. The first failure is the result.
 int DeviceLimitsSetting(WireReader *parameters, WireWriter *reply);
 
-// Reply: 64 bytes of name. The result is 0 even when the router knows none.
+// Reply: the name, 64 bytes. The result is 0 even if the router knows no name.
 int DeviceNameQuery(WireReader *parameters, WireWriter *reply);
 
 // Parameters: MAC, the name as a text.
@@ -29,7 +29,7 @@ int DeviceNameSetting(WireReader *parameters, WireWriter *reply);
 // Reply: the 34-byte device record.
 int DeviceConfigQuery(WireReader *parameters, WireWriter *reply);
 
-// Reply: 16-bit number of devices, at most 128, and their records. The result is 0 even when the router failed.
+// Reply: 16-bit number of devices, at most 128, and their records. The result is 0 even if the router failed.
 int DevicesQuery(WireReader *parameters, WireWriter *reply);
 
 // Reply: negotiated, receive and transmit speed in Mbit/s, 16 bits each. The first failure is the result.

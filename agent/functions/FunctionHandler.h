@@ -1,10 +1,10 @@
-// FunctionHandler.h - what a row of the function table does: the interface of every handler.
+// FunctionHandler.h - the interface of the handlers in the function table.
 //
-//   parameters  the request from its tenth byte on; what was not sent reads as zeros
-//   reply       the reply behind its first 6 bytes; the handler puts its data there and nothing else
-//   result      what goes into the status, in the way that the row says
+//   parameters  the request from byte 10 on; parameters that were not sent read as zeros
+//   reply       the reply after its first 6 bytes; the handler writes its data there and nothing else
+//   result      goes into the status, encoded as the row says
 //
-// A handler that fails may leave its data out, and the reply then ends behind the status.
+// A handler that fails may leave its data out; the reply then ends after the status.
 // Threads: the response thread, one function at a time.
 #pragma once
 
@@ -12,13 +12,14 @@
 
 typedef int (*FunctionHandler)(WireReader *parameters, WireWriter *reply);
 
-// The first failure of several router calls that are all made.
-inline int FirstFailure(int earlier, int result)
+// For several router calls that are all made: the first result that is not 0, else 0.
+[[nodiscard]] inline int FirstFailure(int earlier, int result)
 {
     return earlier != 0 ? earlier : result;
 }
 
-// What a failed router call left behind is never passed on, even when the library touched it.
+// Clears `*record` if the call that filled it failed (`result` is not 0): the library may have written to it all the
+// same. Returns `result`.
 template <typename Record>
 int ZeroUnless(int result, Record *record)
 {

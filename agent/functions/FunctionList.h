@@ -1,17 +1,17 @@
-// FunctionList.h - every function of the platform: its ID, its short name, the procedure that answers it and how the
-// answer looks. The agent, the test platform and the documentation read the same list.
+// FunctionList.h - every function of the platform: its ID, its short name, its handler, and the form of its reply. The
+// agent, the test platform and the documents use the same list.
 //
-//   X(id, name, handler, status, length); rows stand at their own ID; slots that no platform may use have no name
-//   (under 62 the rate test reports by itself).
+//   X(id, name, handler, status, length); a row's position is its ID; slots that no platform may use have no name (62
+//   is the ID under which the rate test reports by itself).
 //
-//   status    how the handler's result travels in reply bytes 4-5. Deliberately not uniform: platforms rely on it.
+//   status    how the handler's result is encoded in reply bytes 4-5. The rows differ on purpose: platforms rely on it.
 //     UNKNOWN   no such function: answered like an ID beyond the list
-//     NONE      a function that does nothing and has no reply
-//     ZERO      always 0, whatever the router said
-//     HOST      its low 16 bits in the router's own order, little-endian
+//     NONE      does nothing and has no reply
+//     ZERO      always 0, whatever the router answered
+//     HOST      its low 16 bits in the router's own byte order, little-endian
 //     PROTOCOL  through swapInt16
-//   length    bytes of the whole reply, with the 6 bytes of tag, ID and status; VARIES: it depends on counts. Rows that
-//             ask the local management process or need the device table have only those 6 bytes when that fails.
+//   length    bytes of the whole reply, with the 6 bytes of tag, ID and status; VARIES: it depends on counts. If
+//             the local peer or the device table fails, the reply has only those 6 bytes.
 #pragma once
 
 // clang-format off

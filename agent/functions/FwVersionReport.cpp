@@ -15,7 +15,7 @@
 static const uint8_t kFwVersionData = 14;
 static const size_t kDateDigits = 8;
 
-// The four date bytes, two characters each and never more.
+// Exactly two characters for each of the four date bytes.
 static void FirmwareDate(const int8_t date[4], char digits[kDateDigits + 1])
 {
     for (size_t i = 0; i < 4; i++) {
@@ -27,7 +27,7 @@ static void FirmwareDate(const int8_t date[4], char digits[kDateDigits + 1])
     LOG_AS(LOG_LEVEL_DEBUG, "dev_fwversion_report", "fwDate:%s", digits);
 }
 
-// False when there was no memory for all of them.
+// Returns false if there is no memory for a member.
 static bool AddMembers(cJSON *report, const RouterVersion &router)
 {
     char date[kDateDigits + 1];

@@ -8,7 +8,7 @@
 int RouterVersionQuery(WireReader *parameters, WireWriter *reply);
 
 // Reply: MAC 6, serial number 64, vendor 64, model 64, processor record 43, memory record 20, plug flag 1, name 32,
-// IPv6 flag 1. What the router could not tell is zero; the result is that of get_name() alone.
+// IPv6 flag 1. Fields whose call failed are zero; only the result of get_name() is returned.
 int IdentityQuery(WireReader *parameters, WireWriter *reply);
 
 // Reply: 12 characters, padded with zeros.

@@ -13,7 +13,7 @@ int LanConfigQuery(WireReader *, WireWriter *reply)
     return PutRecordOf(reply, get_lan_cfg);
 }
 
-// At most as many as the router may have.
+// Gets a count and limits it to `most`, the room for what is counted.
 static int PortCount(int (*get)(uint16_t *count), uint16_t most, uint16_t *count)
 {
     *count = 0;

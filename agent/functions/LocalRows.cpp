@@ -7,16 +7,16 @@
 #include "functions/Records.h"
 
 static const size_t kAnswerMax = kRxDataSize;
-static const size_t kNeighbourMax = 30 * 77; // the records of the neighbours' networks
+static const size_t kNeighbourMax = 30 * 77; // 30 records of neighbours' networks
 
-// Logs the failure of what was asked. Returns the result.
+// Logs a failed request; `what` names it. Returns `result`.
 static int Checked(int result, const char *what)
 {
     if (result != 0) LOG_AS(LOG_LEVEL_WARN, kDispatcher, "ERROR: %s failed! ret=%d", what, result);
     return result;
 }
 
-// A query with an answer of one byte; `what` is nullptr for those whose failure is not logged.
+// A query whose answer is one byte. Its failure is logged under the name `what`, or not if that is nullptr.
 static int PutByte(WireWriter *reply, int (*ask)(uint8_t *out), const char *what)
 {
     uint8_t byte = 0;
@@ -25,7 +25,7 @@ static int PutByte(WireWriter *reply, int (*ask)(uint8_t *out), const char *what
     return what ? Checked(result, what) : result;
 }
 
-// A query with a longer answer, of which `most` bytes are put.
+// A query with a longer answer, of which at most `most` bytes go into the reply.
 static int PutAnswer(WireWriter *reply, int (*ask)(uint8_t *out, uint32_t room, uint32_t *came), uint32_t most)
 {
     uint8_t answer[kAnswerMax];

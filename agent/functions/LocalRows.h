@@ -1,6 +1,6 @@
-// LocalRows.h - what the router's management process is asked: functions 70 to 80, 82, 83, 85 and 88.
+// LocalRows.h - functions that ask the local peer: 70 to 80, 82, 83, 85 and 88.
 //
-// The results are those of the ComF_* requests. A query that fails has no data.
+// The results are those of the ComF_* requests. The reply to a query that fails has no data.
 //
 // State: none. Threads: the response thread, which waits for the answers.
 #pragma once

@@ -1,4 +1,4 @@
-// Parameters.h - values in requests and replies of functions, each in the platform's byte order.
+// Parameters.h - reads the values in a function's request and writes those in its reply, in the platform's byte order.
 // State: none. Threads: any.
 #pragma once
 
@@ -8,7 +8,7 @@
 #include "core/Common.h"
 #include "core/Wire.h"
 
-constexpr char kDispatcher[] = "ParserProtoolData"; // under which all rows of the table log
+constexpr char kDispatcher[] = "ParserProtoolData"; // the procedure name in the log lines of all rows
 
 inline uint16_t Take16(WireReader *parameters)
 {
@@ -20,15 +20,15 @@ inline uint64_t Take64(WireReader *parameters)
     return swapInt64(WireGetLe64(parameters));
 }
 
-// An IPv4 address, whose octets travel in reverse; the result is in network byte order.
-uint32_t TakeIp(WireReader *parameters);
+// An IPv4 address, whose octets travel in reverse order; the result is in network byte order.
+[[nodiscard]] uint32_t TakeIp(WireReader *parameters);
 
-// The 6 bytes of a device's MAC, where they lie.
-const uint8_t *TakeMac(WireReader *parameters);
+// The 6 bytes of a device's MAC, not copied; zeros if the request ends before.
+[[nodiscard]] const uint8_t *TakeMac(WireReader *parameters);
 
-// The rest of the request as a text, where it lies. It ends at the latest at the request's last byte, which is zero
+// The rest of the request as a text, not copied. It ends at the latest at the request's last byte, which is zero
 // (see ParserProtoolData()); empty when nothing is left.
-const char *TakeText(WireReader *parameters);
+[[nodiscard]] const char *TakeText(WireReader *parameters);
 
 inline void Put16(WireWriter *reply, uint16_t value)
 {
@@ -45,5 +45,5 @@ inline void Put64(WireWriter *reply, uint64_t value)
     WirePutLe64(reply, swapInt64(value));
 }
 
-// `ip` in network byte order leaves with its octets in reverse.
+// `ip` is in network byte order; its octets travel in reverse order.
 void PutIp(WireWriter *reply, uint32_t ip);

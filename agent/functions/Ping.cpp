@@ -24,23 +24,23 @@ static const size_t kCommandSize = 128;
 static const size_t kLineSize = 256;
 static const int kCountMax = 50;
 static const int64_t kLinePauseMs = 50;
-static const int64_t kEndlessMs = 500 * 1000; // of a ping without a count
+static const int64_t kEndlessMs = 500 * 1000; // time limit of a ping without a count
 
-static uint8_t s_request[kRequestSize]; // the thread's own; gPingThreadState 1 keeps everybody else away
+static uint8_t s_request[kRequestSize]; // the thread's own: nobody else uses it while gPingThreadState is 1
 static OsCommand s_command;
-static OsWaiter s_ping; // woken when the thread has finished, when it is to stop, when the session ends
-static bool s_stop;     // asks the thread to come to an end; guarded by s_ping
+static OsWaiter s_ping; // woken when the thread has finished, when it has to stop, and when the session ends
+static bool s_stop;     // asks the thread to end; guarded by s_ping
 
 // ---- The thread ----
 
-// Waits for the pause between two lines. Returns false when the thread is to stop.
+// Pauses between two lines. Returns false if the thread has to stop.
 static bool Pause()
 {
     return !OsWaitFor(&s_ping, kLinePauseMs, [] { return s_stop; });
 }
 
-// Collects what the command prints until its end, or until there is no more room. One with a deadline is killed then,
-// and when the deadline has come. Returns the length.
+// Collects the command's output until it ends or the room is full. A command with a deadline is killed then, and also
+// at its deadline. Returns the length.
 static size_t CollectLines(int64_t deadlineMs)
 {
     size_t total = 0;
@@ -53,7 +53,7 @@ static size_t CollectLines(int64_t deadlineMs)
         total += length;
     }
     if (OsNowMs() >= deadlineMs) LOG_DEBUG("kill ping");
-    if (deadlineMs != OS_FOREVER) OsCommandStop(&s_command); // it may have no more to print, and yet go on
+    if (deadlineMs != OS_FOREVER) OsCommandStop(&s_command); // it may run on without printing
     return total;
 }
 
@@ -74,13 +74,13 @@ int PopenParsePing(int size, int count, const char *host)
     const size_t total = CollectLines(count > 0 ? OS_FOREVER : OsNowMs() + kEndlessMs);
     gPingLen = static_cast<int16_t>(total);
     LOG_DEBUG("------------ping len =%d,result = %.*s", gPingLen, static_cast<int>(total), gPingResult);
-    gPingState = 0; // from here on the text belongs to the result command
+    gPingState = 0; // from now on the text belongs to the result command
     if (OsCommandClose(&s_command) == 0) return 0;
     perror("pclose failed");
     return -2;
 }
 
-// gPingThreadState is 1 already: a second start in the moment before the thread runs finds it so.
+// gPingThreadState is already 1, so that a second start cannot come in before the thread runs.
 void *PingThread(void *request)
 {
     WireReader in = WireRead(request, kRequestSize);
@@ -115,7 +115,7 @@ static bool OnServerStop()
     return false;
 }
 
-// Waits for the end of the ping. Returns false when the session ends before.
+// Waits for the end of the ping. Returns false if the session ends first.
 static bool AwaitEnd()
 {
     static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
@@ -139,7 +139,7 @@ void StopPing()
 int PingStart(WireReader *parameters, WireWriter *)
 {
     if (gPingThreadState == 1) return 1;
-    if (pingRes == 1) Join(); // nobody has asked for its result
+    if (pingRes == 1) Join(); // nobody has fetched its result
     WireGetBytes(parameters, s_request, sizeof s_request);
     {
         OsGuard guard(&s_ping);
@@ -167,7 +167,7 @@ int PingResult(WireReader *, WireWriter *reply)
         WirePutLe16(reply, static_cast<uint16_t>(gPingLen));
         WirePutBytes(reply, gPingResult, static_cast<size_t>(gPingLen));
     }
-    // A session that ends meanwhile leaves the ping alone: its result is for the next one.
+    // If the session ends meanwhile, the ping goes on: the next session can fetch its result.
     if (pingRes == 1 && AwaitEnd()) Join();
     return state;
 }

@@ -24,7 +24,7 @@
 
 static const size_t kReplyHeader = 6; // tag, ID and status
 
-// Stands in the rows of status UNKNOWN, whose handler is never called.
+// The handler of rows with status UNKNOWN; never called.
 static int Unsupported(WireReader *, WireWriter *)
 {
     return 0;
@@ -59,7 +59,7 @@ static uint16_t StatusOf(FunctionStatus encoding, int result)
     }
 }
 
-// An unknown function is answered only when its ID is positive as a signed 16-bit number.
+// An unknown function is answered only if its ID is positive as a signed 16-bit number, and below the largest one.
 static int AnswerUnknown(uint16_t id, uint16_t *status, size_t *length)
 {
     *status = swapInt16(kStatusUnsupported);

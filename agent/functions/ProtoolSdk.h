@@ -16,7 +16,6 @@ constexpr uint16_t kStatusUnsupported = 7;
 // Carries out one function command.
 //   request   kFunctionRequestSize bytes, zeros behind the payload; the last byte is always zero and ends a text
 //   reply     kFunctionReplySize zeroed bytes
-//   replyLen  the reply's length; 0 when nothing is to be sent
-// Returns 0, or -1 for an unknown function (which has a reply all the same when its ID is positive as a signed
-// 16-bit number).
-int ParserProtoolData(const uint8_t *request, uint8_t *reply, int *replyLen);
+//   replyLen  receives the reply's length; 0: nothing is to be sent
+// Returns 0, or -1 for an unknown function. That one has a reply, too, if its ID is between 1 and 32766.
+[[nodiscard]] int ParserProtoolData(const uint8_t *request, uint8_t *reply, int *replyLen);

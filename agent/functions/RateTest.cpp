@@ -24,13 +24,13 @@ static const int kDefaultPort = 8199;
 static const char kDefaultPath[] = "/download/300.data";
 static const int kHttpPort = 80;
 static const int kPortMax = 65535;
-static const uint16_t kRateFunction = 62; // its number, and the data type of its record
+static const uint16_t kRateFunction = 62; // function ID and data type of the result's record
 static const size_t kRecordSize = 10;
 static const int kConfigTextMin = 2;
 static const int64_t kAfterJoinMs = 20;
 static const int64_t kStopAgainMs = 20;
 
-static char s_url[kConfigTextMax + 1]; // the thread's own; gRateThreadState 1 keeps everybody else away
+static char s_url[kConfigTextMax + 1]; // the thread's own: nobody else uses it while gRateThreadState is 1
 static RateTarget s_target;            // rate-test thread only; too large for its stack
 
 // ---- The test ----
@@ -40,7 +40,7 @@ static void SendRate()
     const int rate = gDownRate;
     uint8_t record[kRecordSize];
     WireWriter out = WireWrite(record, sizeof record);
-    WirePutLe16(&out, 0); // no request has asked for it
+    WirePutLe16(&out, 0); // tag 0: it answers no request
     WirePutLe16(&out, swapInt16(kRateFunction));
     WirePutLe16(&out, swapInt16(rate == -1 ? 1 : 0));
     WirePutLe32(&out, swapInt32(static_cast<uint32_t>(rate)));
@@ -55,7 +55,7 @@ static void RunTest(const char *function, const char *host, int port, const char
     LOG_AS(LOG_LEVEL_DEBUG, function, "route rate up ret %d", result);
 }
 
-// gRateThreadState is 1 already: a second start in the moment before the thread runs finds it so.
+// gRateThreadState is already 1, so that a second start cannot come in before the thread runs.
 void *RateTestThread(void *)
 {
     RunTest(__func__, PLUG_RATE_TEST_SERVER, kDefaultPort, kDefaultPath);
@@ -73,7 +73,7 @@ void *RateTestProc(void *url)
 
 // ---- The URL ----
 
-// Returns 0, which nobody listens at, when the text is no port.
+// Returns 0, a port on which nobody listens, if the text is no port.
 static int PortOf(const char *text, size_t length)
 {
     if (strspn(text, "0123456789") < length) return 0;
@@ -108,7 +108,7 @@ static void Join()
     OsThreadJoin(rateThreadId);
 }
 
-// Starts a test unless one runs; `url` is nullptr for the built-in server.
+// Starts a test unless one runs. `url`: nullptr for the built-in server.
 static void Start(const char *url)
 {
     if (gRateThreadState == 1) {
@@ -135,7 +135,7 @@ static void Start(const char *url)
 void StopRateTest()
 {
     if (rateRes != 1) return;
-    // Again and again, because the test may be about to begin its download.
+    // Repeated, because the test may be just about to begin its download.
     while (gRateThreadState == 1) {
         HttpLetGo();
         OsSleepMs(kStopAgainMs);

@@ -2,7 +2,7 @@
 
 #include "core/Common.h"
 
-// Fields of packed records may stand at any address, so they are handled by value.
+// Fields of packed records may have any alignment, so they are read and written by value.
 #define SWAP16(field) ((field) = swapInt16(field))
 #define SWAP32(field) ((field) = swapInt32(field))
 #define REVERSE(field) swapNet32(&(field), (field))

@@ -1,8 +1,8 @@
 // Records.h - the router's records in the platform's byte order.
 //
-// On the wire the records lie as in the router library; only their integers are converted, each by the helper of its
-// kind: counts and figures by swapInt16 and swapInt32, IPv4 addresses by swapNet32. Doing it twice gives the first
-// content back, so the same procedures serve replies and requests.
+// The records have the same layout on the wire as in the router library; only their integers are converted: numbers by
+// swapInt16 and swapInt32, IPv4 addresses by swapNet32. Converting twice gives the original content, so the same
+// procedures serve replies and requests.
 //
 // State: none. Threads: any.
 #pragma once
@@ -25,14 +25,14 @@ void PutRecord(WireWriter *reply, Record record)
     WirePutBytes(reply, &record, sizeof record);
 }
 
-// The first `count` records, at most `room`.
+// The first `count` records, but at most `room`.
 template <typename Record>
 void PutRecords(WireWriter *reply, const Record *records, uint16_t count, uint16_t room)
 {
     for (uint16_t i = 0; i < count && i < room; i++) PutRecord(reply, records[i]);
 }
 
-// What `get` tells, or a record of zeros. Returns its result.
+// The record that `get` fills, or zeros if it fails. Returns the result of `get`.
 template <typename Record>
 int PutRecordOf(WireWriter *reply, int (*get)(Record *record))
 {
@@ -42,8 +42,9 @@ int PutRecordOf(WireWriter *reply, int (*get)(Record *record))
     return result;
 }
 
+// Bytes that were not sent are zero.
 template <typename Record>
-Record TakeRecord(WireReader *parameters)
+[[nodiscard]] Record TakeRecord(WireReader *parameters)
 {
     Record record;
     WireGetBytes(parameters, &record, sizeof record);

@@ -1,4 +1,4 @@
-// Shapes.h - the handlers that many functions share: a bridge to one router call each.
+// Shapes.h - handlers that several functions share; each makes one call of the router library.
 // State: none. Threads: the response thread.
 #pragma once
 
@@ -21,7 +21,7 @@ int SwitchQuery(WireReader *, WireWriter *reply)
     return result;
 }
 
-// Parameter: a byte, as it is.
+// Parameter: a byte, handed on unchanged.
 template <int (*set)(uint8_t on)>
 int SwitchSetting(WireReader *parameters, WireWriter *)
 {
@@ -65,7 +65,7 @@ int IndexedCounterQuery(WireReader *parameters, WireWriter *reply)
     return result;
 }
 
-// Puts a text field of the router, zero when it could not be told.
+// Puts a text field of `size` bytes that `get` fills; zeros if it fails. Returns the result of `get`.
 template <size_t size>
 int PutText(WireWriter *reply, int (*get)(char *text))
 {

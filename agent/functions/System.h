@@ -19,11 +19,11 @@ int TimeSetting(WireReader *parameters, WireWriter *reply);
 // Reply: 64-bit seconds since the router's start.
 int UpTimeQuery(WireReader *parameters, WireWriter *reply);
 
-// The reply is made when the router's call returns; its status says 0 whatever came of it.
+// The reply is sent after the router's call has returned. The status is always 0.
 int Restart(WireReader *parameters, WireWriter *reply);
 
-// Parameter: a text behind one byte that is not looked at. Only this function has that byte; it is meant.
+// Parameters: one byte that is ignored, then a text. Only this function has such a byte; platforms send it so.
 int RomUpdate(WireReader *parameters, WireWriter *reply);
 
-// Reply: what flows down and up at the moment, bytes per second, 64 bits each. The first failure is the result.
+// Reply: the current download and upload rates in bytes per second, 64 bits each. The first failure is the result.
 int TrafficRatesQuery(WireReader *parameters, WireWriter *reply);

@@ -26,7 +26,7 @@ static const size_t kCommandSize = 128;
 static const int64_t kWatchMs = 500 * 1000;
 static const char kKillAll[] = "killall -9 traceroute";
 
-static uint8_t s_request[kRequestSize]; // the thread's own; gTraceThreadState 1 keeps everybody else away
+static uint8_t s_request[kRequestSize]; // the thread's own: nobody else uses it while gTraceThreadState is 1
 static OsCommand s_command;
 static OsWaiter s_watch; // woken when killRun is cleared
 
@@ -46,7 +46,7 @@ static void RunTraceroute(const char *host)
     close(file);
 }
 
-// gTraceThreadState is 1 already: a second start in the moment before the thread runs finds it so.
+// gTraceThreadState is already 1, so that a second start cannot come in before the thread runs.
 void *TracerouteThread(void *request)
 {
     WireReader in = WireRead(request, kRequestSize);
@@ -59,7 +59,7 @@ void *TracerouteThread(void *request)
     return nullptr;
 }
 
-// The traceroute by its name, and what we have started in case it goes by another or has not come so far yet.
+// Kills the traceroute by its name, then what we have started: it may have another name, or not have started it yet.
 static void Kill()
 {
     OsRun(kKillAll);
@@ -106,11 +106,11 @@ void StopTraceroute()
 int TracerouteStart(WireReader *parameters, WireWriter *)
 {
     if (gTraceThreadState == 1) return 1;
-    if (traceRes == 1) Join(); // nobody has asked for its result
+    if (traceRes == 1) Join(); // nobody has fetched its result
     WireGetBytes(parameters, s_request, sizeof s_request);
     OsCommandReady(&s_command);
 
-    // The watcher first, so that it sees the whole of the traceroute. Without one the result command ends it.
+    // The watcher first, so that it sees the whole traceroute. Without a watcher the result command ends it.
     killRun = 1;
     int error = OsThreadStart(&killTraceId, KillTrace500s, nullptr);
     if (error != 0) {
@@ -129,7 +129,7 @@ int TracerouteStart(WireReader *parameters, WireWriter *)
     return 0;
 }
 
-// Returns false when there is no file of ours.
+// Returns false if the file does not exist or is not ours.
 static bool ReadFile()
 {
     const int fd = OsOpenOurs(kPathTraceroute);

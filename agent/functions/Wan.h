@@ -1,4 +1,4 @@
-// Wan.h - the connections to the provider: functions 3 and 4; 5 to 7 are plain bridges of the table.
+// Wan.h - the connections to the provider: functions 3 and 4. 5 to 7 use Shapes.h.
 // State: none. Threads: the response thread.
 #pragma once
 

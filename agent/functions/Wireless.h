@@ -1,4 +1,4 @@
-// Wireless.h - the router's wireless networks and what it hears of others: functions 13 to 17 and 42.
+// Wireless.h - the wireless networks of the router and of its neighbours: functions 13 to 17 and 42.
 // State: none. Threads: the response thread.
 #pragma once
 
@@ -16,7 +16,7 @@ int SsidSwitchSetting(WireReader *parameters, WireWriter *reply);
 // Parameter: 16-bit index. Reply: the 120-byte SSID record.
 int SsidConfigQuery(WireReader *parameters, WireWriter *reply);
 
-// Parameter: a 120-byte SSID record. Its texts reach the router as they came, with or without a terminator.
+// Parameter: a 120-byte SSID record. Its texts reach the router unchanged, with or without a terminator.
 int SsidConfigSetting(WireReader *parameters, WireWriter *reply);
 
 // Reply: one 74-byte neighbour record after the other, at most 30.

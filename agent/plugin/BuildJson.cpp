@@ -14,7 +14,7 @@
 
 static const size_t kNameSize = 64;
 
-// The router's name of the device, terminated. Returns 0 or the code of BuildJson().
+// Stores the router's name of the device `text`, terminated. Returns 0 or the error of BuildJson().
 static int NameOf(const char *text, char name[kNameSize + 1])
 {
     uint8_t mac[kMacSize];
@@ -23,7 +23,7 @@ static int NameOf(const char *text, char name[kNameSize + 1])
     return WithDeviceTable([&] { return get_dev_name(mac, name); }, "BuildJson");
 }
 
-// A member that does not get in makes the report incomplete.
+// Both return false if there is no memory for the member.
 static bool AddText(cJSON *report, const char *name, const char *value)
 {
     return cJSON_AddStringToObject(report, name, value) != nullptr;

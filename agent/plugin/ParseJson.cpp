@@ -31,30 +31,30 @@ static const int kFirmwareUnknown = 9; // an error without a code of its own
 namespace
 {
 enum Kind : uint8_t {
-    PRESENT,  // is there, whatever it is
-    TEXT,     // what fits of it to `place`, with a terminator; without a place it is only logged
-    FIELD,    // what fits of it to `place`, the field of a record, which it may fill
-    NUMBER,   // its low bytes to `place`
-    MAC,      // to mMac
-    URL,      // in its parts
+    PRESENT,  // must be there; its value is not used
+    TEXT,     // stored at `place`, cut if necessary, with a terminator; without a place it is only logged
+    FIELD,    // stored at `place`, cut if necessary; the field of a record, which it may fill without a terminator
+    NUMBER,   // its low bytes are stored at `place`
+    MAC,      // stored in mMac
+    URL,      // split, its parts stored
     INTERVAL, // of the device reports
 };
 
 struct Member {
     uint8_t dataType;
     Kind kind;
-    int8_t code; // of the command when it is missing
+    int8_t code; // of the command if the member is missing
     const char *name;
     void *place;
     size_t size;
-    const char *missing; // log text
+    const char *missing; // logged if it is missing
 };
 } // namespace
 
 #define PLACE(variable) &(variable), sizeof(variable)
 #define NOWHERE nullptr, 0
 
-// By command, in the order in which they are looked at.
+// By command, in the order in which they are read.
 static const Member kMembers[] = {
     {PLUG_UPDATE_CMD, TEXT, -1, "pluginID", PLACE(mPluginID), nullptr},
     {PLUG_UPDATE_CMD, TEXT, -1, "fromVersion", PLACE(mFromVersion), nullptr},
@@ -70,7 +70,7 @@ static const Member kMembers[] = {
     {PLUG_RERECOG, MAC, -1, "mac", NOWHERE, nullptr},
     {PLUG_FIRMWARE_CHECK, FIELD, 1, "fromVersion", PLACE(upParm.fromVersion), "fromVersion is mismatching."},
     {PLUG_FIRMWARE_CHECK, TEXT, 2, "toVersion", NOWHERE, "toVersion is mismatching."},
-    {PLUG_FIRMWARE_UPDATE, PRESENT, 1, "fromVersion", NOWHERE, nullptr}, // that of the check stays
+    {PLUG_FIRMWARE_UPDATE, PRESENT, 1, "fromVersion", NOWHERE, nullptr}, // upParm keeps that of the check
     {PLUG_FIRMWARE_UPDATE, FIELD, 2, "toVersion", PLACE(upParm.toVersion), nullptr},
     {PLUG_FIRMWARE_UPDATE, FIELD, 3, "url", PLACE(upParm.url), "url is null."},
     {PLUG_FIRMWARE_UPDATE, NUMBER, 5, "fileLength", PLACE(upParm.fileLength), "fileLength is null."},
@@ -79,13 +79,13 @@ static const Member kMembers[] = {
     {PLUG_FN40_INTERVAL, INTERVAL, -1, "func40Interval", NOWHERE, "func40Interval not found."},
 };
 
-// What is no text has an empty one.
+// Empty for a member that is no text.
 static const char *TextOf(const cJSON *item)
 {
     return item->valuestring ? item->valuestring : "";
 }
 
-// The number as 32 bits, the nearest that there is. What is no number is 0, but true is 1, as the parser has it.
+// The number, limited to 32 bits. 0 for a member that is no number, but 1 for true: so the JSON library stores it.
 static uint32_t NumberOf(const cJSON *item)
 {
     // The parser's integer ends below 2^31, and so do the negative numbers.
@@ -99,7 +99,7 @@ static void StoreText(const Member &member, const char *text)
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "%s: %s", member.name, text);
         return;
     }
-    memset(member.place, 0, member.size); // nothing of a longer text before it goes on to anybody
+    memset(member.place, 0, member.size); // so that no rest of an earlier, longer text is passed on
     memcpy(member.place, text, strnlen(text, member.kind == FIELD ? member.size : member.size - 1));
 }
 
@@ -115,7 +115,7 @@ static bool TakeUrl(const char *url)
     UrlParts parts;
     if (strlen(url) > kUrlMax || !SplitUrl(url, &parts)) return false;
     if (parts.hostLength >= sizeof mDownloadServer || parts.portLength > kPortMax) return false;
-    mDownloadPort = parts.port ? atoi(parts.port) : kHttpPort; // what is no port fails with the download
+    mDownloadPort = parts.port ? atoi(parts.port) : kHttpPort; // a wrong port makes the download fail
     memset(mDownloadServer, 0, sizeof mDownloadServer);
     memcpy(mDownloadServer, parts.host, parts.hostLength);
     memset(mDownloadUrl, 0, sizeof mDownloadUrl);
@@ -126,7 +126,7 @@ static bool TakeUrl(const char *url)
 }
 static_assert(kUrlMax < sizeof mDownloadUrl, "every path fits");
 
-// The period of the device reports in minutes; 0 turns them off.
+// Sets the interval of the device reports in minutes; 0 turns them off. Returns false if it is refused.
 static bool SetInterval(int minutes)
 {
     if (minutes < 0 || minutes > kIntervalMax) {
@@ -144,7 +144,7 @@ static bool SetInterval(int minutes)
     return true;
 }
 
-// Takes over what the member brings. Returns false when that is refused.
+// Stores the member's value. Returns false if it is refused.
 static bool Take(const Member &member, const cJSON *item)
 {
     switch (member.kind) {
@@ -159,7 +159,7 @@ static bool Take(const Member &member, const cJSON *item)
     return false;
 }
 
-// The platform is told what a firmware command lacks, so that is no error of ours.
+// What is missing in a firmware command is reported to the platform, so it is no error in our log.
 static uint32_t MissingLevel(uint8_t dataType)
 {
     return dataType == PLUG_FN40_INTERVAL ? LOG_LEVEL_ERR : LOG_LEVEL_DEBUG;
@@ -195,7 +195,7 @@ static int CheckFirmware(const char *payload)
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "update firmware cmd ok");
     else
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlugData", "update firmware cmd error.");
-    // Two of these texts are not those of the update, by a full stop and by a capital letter.
+    // Two texts differ from those of the update by a full stop and by a capital letter; platforms expect both forms.
     if (code == 1)
         SendFirmwareAnswer(code, "fromVersion not match");
     else if (code >= 0)

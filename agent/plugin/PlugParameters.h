@@ -1,6 +1,6 @@
-// PlugParameters.h - what the platform's commands to the agent itself have brought.
+// PlugParameters.h - the values of the platform's commands to the agent itself.
 //
-// State:    all that stands here; nothing is reset between commands or sessions. Texts are terminated, but for those of
+// State:    all variables below; none is reset between commands or sessions. Texts are terminated, except those in
 //           FirmwareParameters.
 // Threads:  the response thread.
 #pragma once
@@ -16,9 +16,9 @@ extern char mToVersion[128];
 extern char mDownloadServer[32]; // the URL's host
 extern int32_t mDownloadPort;    // its port, 80 when it has none
 extern char mDownloadUrl[256];   // its path, from the slash on
-extern uint32_t mFileLength;     // announced, not looked at
+extern uint32_t mFileLength;     // announced by the platform, not checked
 extern char mFileMD5[64];        // hexadecimal
-extern char mToken[128];         // for nobody yet
+extern char mToken[128];         // not used
 extern int32_t mProcess;         // 1 once an update has been verified
 
 // ---- Devices ----
@@ -28,19 +28,19 @@ extern uint8_t mRecogResult;
 
 // ---- The router's firmware ----
 
-// What an update needs, as it goes to the local peer: texts with zeros behind them, or filling their fields, and
-// numbers in the router's byte order.
+// A firmware update as it is sent to the local peer. Texts are padded with zeros or fill their fields; numbers are in
+// the router's byte order.
 struct FirmwareParameters {
     char fromVersion[64];
     char toVersion[64];
     char url[256];
     uint32_t fileLength;
-    uint32_t checkMethod; // which one is which is the peer's to know
+    uint32_t checkMethod; // its meaning is known to the peer only
     char chkSum[40];
 };
 static_assert(sizeof(FirmwareParameters) == 432 && offsetof(FirmwareParameters, toVersion) == 64 &&
                   offsetof(FirmwareParameters, url) == 128 && offsetof(FirmwareParameters, fileLength) == 384 &&
                   offsetof(FirmwareParameters, checkMethod) == 388 && offsetof(FirmwareParameters, chkSum) == 392,
-              "the local peer knows the record so");
+              "the layout that the local peer expects");
 
-extern FirmwareParameters upParm; // fromVersion is that of the last check, the others those of the last update
+extern FirmwareParameters upParm; // fromVersion comes from the last check, the rest from the last update

@@ -21,9 +21,9 @@
 
 static const size_t kBlock = 16 * 1024;
 static const size_t kCommandSize = 126;
-static const size_t kReportSize = 2048; // of six times the longest texts
+static const size_t kReportSize = 2048; // the longest texts, each character escaped as six
 static const int64_t kReportLeavesMs = 3000;
-static const char kFlow[] = "ParserPlugData"; // the name of the update in the log
+static const char kFlow[] = "ParserPlugData"; // the procedure name in the update's log lines
 
 // ---- Digest ----
 
@@ -38,7 +38,7 @@ int Compute_file_md5(const char *path, char out[kMd5TextSize])
     MD5_Init(&context);
     char block[kBlock];
     ssize_t count;
-    // The first short read is the end, so a file that grows for ever has one too.
+    // The first short read ends the loop, so that it also ends for a file that keeps growing.
     do {
         count = read(fd, block, sizeof block);
         if (count > 0) MD5_Update(&context, block, static_cast<size_t>(count));
@@ -65,13 +65,13 @@ int DeleteDownloadFile()
     return OsRun(command);
 }
 
-// Compares the digests, and writes the status or removes the file. *computed is the result of Compute_file_md5().
-// Returns whether they are the same.
+// Compares the file's digest with `expected`; writes the status if they are equal, else removes the file. Stores the
+// result of Compute_file_md5() in *computed. Returns whether they are equal.
 static bool Verify(const char *expected, const char *function, int *computed)
 {
     char digest[kMd5TextSize] = "";
     LOG_AS(LOG_LEVEL_DEBUG, function, "1-----------md5: down :%s", expected);
-    // By its name: the file is one of our own making, which nobody else can write or, in a sticky folder, replace.
+    // Opening it by name is safe: we created it, nobody else can write it or, in a sticky folder, replace it.
     *computed = Compute_file_md5(kPathPlugDownload, digest);
     LOG_AS(LOG_LEVEL_DEBUG, function, "md5: self:%s===down :%s", digest, expected);
     if (*computed != 0 || strcmp(digest, expected) != 0) {
@@ -117,7 +117,7 @@ int PlugUpdate(bool parsed)
     mProcess = 1;
     Report(0);
     OsSleepMs(kReportLeavesMs);
-    LogLastPlugStatus(PLUG_UPDATE_FETCHED); // a connection that was lost meanwhile has written its own
+    LogLastPlugStatus(PLUG_UPDATE_FETCHED); // again: if the connection was lost meanwhile, another status was written
     LOG_AS(LOG_LEVEL_ERR, kFlow, "exit at [%s] %d", kFlow, __LINE__);
     OsExit(-1);
 }

@@ -1,14 +1,14 @@
-// PlugUpdate.h - the agent's own update: fetch the new agent, verify it, report, make way for it.
+// PlugUpdate.h - the agent's own update: downloads the new agent, verifies it, reports, and ends the process.
 //
-// The new agent comes into kPathPlugDownload, a file of our own making that nobody else can write. Status 004 follows
-// when its digest has been verified, so a supervisor goes by the status: without it the file is one that is coming, or
-// what a failed download has brought, which is left there for whoever wants to look into it. A file whose digest is
-// another one, as one that the disk could not take whole, is removed.
+// The new agent is stored in kPathPlugDownload, a file that we create and nobody else can write. Status 004 is written
+// once its digest is verified; a supervisor must wait for that status. Before it, the file is still being downloaded,
+// or it is the rest of a failed download, which is kept for inspection. A file with a wrong digest is removed, also one
+// that is incomplete because the disk is full.
 //
-// An update outlasts its session: as long as its server sends, it goes on to its report (which nobody gets then), its
-// status and the end of the process.
+// An update does not end with its session: as long as its server sends, it goes on to its report (which then reaches
+// nobody), its status and the end of the process.
 //
-// State:    the file, and what PlugParameters.h says about it. Threads: the response thread.
+// State:    the file, and the update's values in PlugParameters.h. Threads: the response thread.
 #pragma once
 
 #include <cstddef>
@@ -16,19 +16,19 @@
 
 constexpr size_t kMd5TextSize = 33; // 32 hexadecimal digits and a terminator
 
-// The update that PLUG_UPDATE has brought. `parsed`: whether it was a whole one.
-// A success is reported, and 3 s later the process ends with status 255; the supervisor starts the new agent. Otherwise
+// Carries out PLUG_UPDATE with the values in PlugParameters.h. `parsed`: whether ParserPlug() could read them all.
+// Reports a success, and 3 s later ends the process with status 255; the supervisor starts the new agent. Otherwise
 // reports the failure, writes status 104 and returns 0: the agent goes on.
-int PlugUpdate(bool parsed);
+[[nodiscard]] int PlugUpdate(bool parsed);
 
-// The MD5 digest (RFC 1321) of a file as 32 lower-case hexadecimal digits and a terminator. Returns 0; -1 when the
-// file is not ours (OsFile.h) or cannot be read, and then `out` is left as it was.
-int Compute_file_md5(const char *path, char out[kMd5TextSize]);
+// The MD5 digest (RFC 1321) of a file as 32 lower-case hexadecimal digits and a terminator. Returns 0; -1 if the
+// file is not ours (OsFile.h) or cannot be read; `out` is unchanged then.
+[[nodiscard]] int Compute_file_md5(const char *path, char out[kMd5TextSize]);
 
-// Removes kPathPlugDownload by a shell command. Returns its result.
+// Removes kPathPlugDownload by a shell command. Returns the result of OsRun(), or -1 if the path is too long.
 int DeleteDownloadFile();
 
-// Downloads and compares with `expected`; on a match the file and status 004 stand, otherwise the file is removed.
-// Returns the error of the download or else the result of Compute_file_md5(): 0 also when the digests differ. Nothing
-// is reported. For callers of the module; the agent has none.
-uint32_t DownLoadProc(const char *expected, const char *server, int port, const char *path);
+// Downloads the file and compares its digest with the text `expected`. If they are equal, the file is kept and status
+// 004 written, else the file is removed. Returns the error of the download, else the result of Compute_file_md5(),
+// which is 0 also if the digests differ. Reports nothing. Not called in the agent.
+[[nodiscard]] uint32_t DownLoadProc(const char *expected, const char *server, int port, const char *path);

@@ -1,14 +1,14 @@
-// BadItem.h - an item of a rule command that can be neither applied nor refused.
+// BadItem.h - the wait on an item of a rule command that can be neither applied nor refused.
 //
-// Platforms count on it that such a command stays on the item and is never answered. So the thread stays, but it sleeps
-// between two looks, and it is free again when the session ends, which it does three heartbeat intervals later,
-// whatever the platform goes on sending: the next one starts unharmed.
+// Platforms rely on it that such a command stays on the item and is never answered. So the thread stays in a loop, but
+// sleeps between two passes. Nothing counts as a sign of life then: three heartbeat intervals later the session ends,
+// whatever the platform sends, and with it the loop. The next session starts normally.
 //
 // State:    none. Threads: the response thread.
 #pragma once
 
-constexpr int kLeftBadItem = -1; // what a command returns that the end of the session took off its item
+constexpr int kLeftBadItem = -1; // the result of a command whose loop the end of the session has ended
 
-// Pauses a second before the item is looked at again. Returns whether to look: false as soon as the session ends (and
-// at once when there is none).
-bool StayOnBadItem();
+// Pauses a second before the item is read again. Returns true to read it again, false as soon as the session ends (at
+// once if there is no session).
+[[nodiscard]] bool StayOnBadItem();

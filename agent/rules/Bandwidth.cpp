@@ -18,7 +18,7 @@ namespace
 {
 struct Member {
     const char *name;
-    int missing; // the result when an item does not have it
+    int missing; // the result if an item does not have it
 };
 } // namespace
 
@@ -30,17 +30,17 @@ static const Member kMembers[] = {
 };
 enum { FLAG, MAC, UP, DOWN, MEMBERS };
 
-static const char kFunction[] = "ParseTcParam"; // what the parts of it are logged as
-static const int kStay = INT_MIN;               // no result: the item is to be looked at again
+static const char kFunction[] = "ParseTcParam"; // the procedure name in all log lines of the command
+static const int kStay = INT_MIN;               // not a result: the item has to be read again
 
-// The number at the beginning of `text`, 0 without one; what does not fit 32 bits is the nearest number that does.
+// The number at the start of `text`, 0 if there is none; limited to the range of 32 bits.
 static int64_t Number(const char *text)
 {
     const long long number = strtoll(text, nullptr, 10);
     return number > INT32_MAX ? INT32_MAX : number < INT32_MIN ? INT32_MIN : number;
 }
 
-// The log is written without the lock.
+// Nothing is logged while the lock is held.
 static void SetLimits(const uint8_t *mac, int64_t up, int64_t down)
 {
     const int upResult = WithDeviceTable([&] { return set_dev_us_max_bw(mac, up); }, kFunction);

@@ -1,5 +1,5 @@
-// Bandwidth.h - limits of how fast single devices may send and receive.
-// State:    none; the limits live in the router. Threads: the response thread.
+// Bandwidth.h - upload and download limits of single devices.
+// State:    none; the router keeps the limits. Threads: the response thread.
 #pragma once
 
 enum BandwidthResult {
@@ -13,10 +13,10 @@ enum BandwidthResult {
 };
 
 // Carries out one command: an object whose array "LIST" has an object for each device, with the texts "FLAG" ("1" sets
-// the limits, "0" clears them), "MAC" ("02:11:22:aa:BB:cc"; what cannot be read of it is 0), "UP" and "DOWN" (decimal,
-// in the router's unit; handed on as they are, negative ones and the 0 of a text that is no number included). What the
-// router says to them is only logged.
-// Returns a BandwidthResult: BANDWIDTH_DONE also for an absent or empty "LIST"; the others end the command at the item
-// that lacks something, and the items before it stay applied. An item with a value that is no text, an empty MAC or
-// another FLAG is looked at again and again (see BadItem.h): kLeftBadItem when the session has ended over it.
-int ParseTcParam(const char *json);
+// the limits, "0" clears them), "MAC" (read by MacScan() with the separator ':'), "UP" and "DOWN" (decimal, in the
+// router's unit; limited to 32 bits, otherwise unchecked: negative numbers are passed on, and 0 for a text that is no
+// number). The router's results are only logged.
+// Returns a BandwidthResult: BANDWIDTH_DONE also if "LIST" is absent or empty. An item that lacks a member ends the
+// command with the result for that member; the items before it stay applied. An item that has a value other than a
+// text, an empty MAC or another FLAG is read again and again (BadItem.h), until the session ends: kLeftBadItem.
+[[nodiscard]] int ParseTcParam(const char *json);

@@ -17,19 +17,19 @@ static const size_t kAddressSize = 32;
 static const size_t kPortSize = 8;
 static const size_t kCommandSize = 256;
 
-// The parameters of the last command, as terminated texts. A text that was refused leaves its field empty.
+// The parameters of the last command, terminated. The field of a refused text is empty.
 static char s_flag[2];
 static char s_pre_ip[kAddressSize];
 static char s_pre_port[kPortSize];
 static char s_post_ip[kAddressSize];
 static char s_post_port[kPortSize];
 
-static const int64_t kOvertimeMs = 10000; // of a command, once the session is being torn down
+static const int64_t kOvertimeMs = 10000; // how long a command may run on after the session's teardown has begun
 
 static OsCommand s_command;                                // what is running
-static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the next two; taken around s_command's own lock
-static bool s_underWay;                                    // a sequence of commands
-static int64_t s_limitMs;                                  // when its present command is ended; 0 while it has no limit
+static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the next two; taken before s_command's own lock
+static bool s_underWay;                                    // a sequence of commands runs
+static int64_t s_limitMs;                                  // when its current command is ended; 0: no limit yet
 
 namespace
 {
@@ -37,7 +37,7 @@ struct Member {
     const char *name;
     char *field;
     size_t size;
-    int missing; // the result when the document does not have it
+    int missing; // the result if the document does not have it
 };
 } // namespace
 
@@ -54,11 +54,11 @@ static const Member kMembers[] = {
 #define FIRST_RULE "iptables -t nat -%c PREROUTING -d %s -p tcp -m tcp --dport %s -j DNAT --to-destination %s:%s"
 #define SECOND_RULE "iptables -t nat -%c POSTROUTING -d %s -p tcp -m tcp --dport %s -j SNAT --to-source %s:%s"
 
-// A rule that was cut off would be another rule.
+// A command that was cut off would make another rule.
 static_assert(sizeof FIRST_RULE + 2 * kAddressSize + 2 * kPortSize <= kCommandSize, "the longest texts must fit");
 static_assert(sizeof SECOND_RULE + 2 * kAddressSize + 2 * kPortSize <= kCommandSize, "the longest texts must fit");
 
-// Runs one command of a sequence; what has become of the one before it is none of this one's business.
+// Runs one command of a sequence, whatever the result of the one before. It starts without a time limit.
 static void Run(const char *command)
 {
     {
@@ -69,7 +69,7 @@ static void Run(const char *command)
     OsCommandRun(&s_command, command);
 }
 
-// Ends the command that is running when a teardown has waited for it long enough.
+// Called by the teardown: ends the running command once the teardown has waited long enough for it.
 static bool OnServerStop()
 {
     OsGuard guard(&s_lock);
@@ -98,7 +98,7 @@ static void ChangeRules(const char *function, char action)
     Run(second);
 }
 
-// An empty text would make the next word of the command its argument.
+// In place of an empty text the shell would take the next word.
 static bool IsComplete()
 {
     return s_pre_ip[0] && s_pre_port[0] && s_post_ip[0] && s_post_port[0];
@@ -120,8 +120,8 @@ int DeleteRoute()
 
 // ---- Command ----
 
-// Whether a shell and the packet filter's program take `text` for one plain word, and it fits `size` with a terminator.
-// The characters are spelt out: what the locale calls a letter is none of the router's business.
+// Whether the shell and the packet filter's program read `text` as one plain word, and it fits into `size` bytes with a
+// terminator. The characters are listed, so that the locale does not matter.
 static bool IsPlainWord(const char *text, size_t size)
 {
     static const char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:/_-";
@@ -129,7 +129,7 @@ static bool IsPlainWord(const char *text, size_t size)
     return length > 0 && length < size && text[0] != '-' && strspn(text, plain) == length;
 }
 
-// Reads the members into their fields. Returns the result for what is missing or refused.
+// Reads the members into their fields. Returns PORT_FORWARD_DONE or the result for what is missing or refused.
 static int ReadMembers(const cJSON *document)
 {
     int result = PORT_FORWARD_DONE;
@@ -159,7 +159,7 @@ static int CarryOut(const char *json)
     cJSON_Delete(document);
     if (result != PORT_FORWARD_DONE) return result;
 
-    // A name in the place of an address is looked up by the command, for as long as that takes.
+    // The commands may take long: a name in place of an address is looked up by them.
     static ServerStopCall s_onStop = {OnServerStop, false, nullptr};
     ServerOnStop(&s_onStop);
     SetUnderWay(true);

@@ -22,7 +22,7 @@ static const size_t kMacTextMost = kSurfKeySize - sizeof "|7";
 
 // ---- Single rules ----
 
-static const char kDelete[] = "del_surf_rule"; // what the parts of it are logged as
+static const char kDelete[] = "del_surf_rule"; // the procedure name in the log lines of its parts
 
 static void WriteKey(char (&key)[kSurfKeySize], const char *mac, const char *day)
 {
@@ -45,7 +45,7 @@ int set_surf_rule(const char *mac, const char *day, SurfRule *rule)
     return 0;
 }
 
-// The rule thread leaves a device alone that has no rules, so nobody else would do this.
+// Needed because the rule thread leaves devices without rules alone.
 static void GiveAccessBack(const char *mac)
 {
     uint8_t bytes[kMacSize];
@@ -62,7 +62,7 @@ static void GiveAccessBack(const char *mac)
     if (changed) LOG_AS(LOG_LEVEL_DEBUG, kDelete, "set_dev_access_control for: %s to 1", mac);
 }
 
-// Returns -1 when there is no entry for `key`, else the number of rules that are left for it: 0 or 1, for any.
+// Returns -1 if there is no entry for `key`, 0 if no rule is left in it, else 1.
 static int DeleteFromEntry(const char *key, const SurfRule *rule)
 {
     OsGuard guard(&hashTableMutex);
@@ -85,8 +85,8 @@ int del_surf_rule(const char *mac, const char *day, const SurfRule *rule)
     const int left = DeleteFromEntry(key, rule);
     if (left != 0) return left < 0 ? -1 : 0;
 
-    // In this order, and without the table's lock: a pass that has still seen the rule holds the device table until it
-    // is through, and what it may have switched off is switched on after it.
+    // In this order, and without the rule table's lock: a pass that has still seen the rule holds the device table
+    // until it has finished, so a device that it switches off is switched on again after it.
     GiveAccessBack(mac);
     LOG_DEBUG("surf rule %s removed.", key);
     OsGuard guard(&hashTableMutex);
@@ -96,8 +96,8 @@ int del_surf_rule(const char *mac, const char *day, const SurfRule *rule)
 
 // ---- Weekdays ----
 
-// The number at the beginning of *text, which it passes. Returns false when there is none. What does not fit 32 bits is
-// the nearest number that does: of scanf() that would be anything.
+// Reads the number at the start of *text and moves *text behind it. Returns false if there is none. The number is
+// limited to the range of 32 bits, which scanf() does not do.
 static bool TakeNumber(const char **text, int32_t *number)
 {
     char *end;
@@ -108,7 +108,7 @@ static bool TakeNumber(const char **text, int32_t *number)
     return true;
 }
 
-// "%d:%d", as far as it goes; the rest stays 0.
+// Reads "%d:%d" as far as possible; a number that cannot be read stays 0.
 static void ReadTime(const char *text, int32_t *hour, int32_t *minute)
 {
     if (TakeNumber(&text, hour) && *text++ == ':') TakeNumber(&text, minute);
@@ -161,7 +161,7 @@ static const struct {
 } kTexts[TEXTS] = {{"FLAG", SURF_NO_FLAG},   {"MAC", SURF_NO_MAC},   {"DAY", SURF_NO_DAY},
                    {"START", SURF_NO_START}, {"STOP", SURF_NO_STOP}, {"ALLOW", SURF_NO_ALLOW}};
 
-// Null for what is there but is no text.
+// Stores the members' texts, null for a member that is no text. Returns SURF_DONE or the result of a missing member.
 static SurfResult ReadItem(const cJSON *item, const char *(&texts)[TEXTS])
 {
     for (size_t i = 0; i < TEXTS; i++) {

@@ -1,11 +1,11 @@
 // SurfRules.h - the platform's commands that add and delete internet-access-time rules.
 //
-// A stored rule means: on this weekday and in this range of time the device is refused the internet. The rule thread
-// (iot_poll.h) sees to that at its next pass; what is done here at once is to give a device its access back when the
-// last rule of a weekday goes.
+// A stored rule means: on this weekday and in this range of time the device has no internet access. The rule thread
+// (iot_poll.h) enforces it at its next pass. When the last rule of a device and weekday is deleted, the device gets its
+// access back at once.
 //
 // State:    none; the rules are in SurfTable.
-// Threads:  the response thread. No lock is held between two single operations on the table.
+// Threads:  the response thread. The table's lock is held for single operations only, not between two of them.
 #pragma once
 
 #include "rules/SurfTable.h"
@@ -25,21 +25,22 @@ enum SurfResult {
     SURF_NO_ALLOW = 8
 };
 
-// Carries a document {"LIST":[{"FLAG","MAC","DAY","START","STOP","ALLOW"}, ...]} out, item by item; all values are
-// texts. The first item that lacks one ends the command; what came before it stays done.
-// An item whose FLAG or ALLOW is anything but the text "1" or "0" keeps the thread until the session ends (BadItem.h).
+// Carries out a document {"LIST":[{"FLAG","MAC","DAY","START","STOP","ALLOW"}, ...]} item by item; all values are
+// texts. The first item that lacks a member ends the command; the items before it stay applied.
+// An item whose FLAG or ALLOW is not the text "1" or "0" keeps the thread until the session ends (BadItem.h).
 // Returns a SurfResult, or kLeftBadItem.
-int ParseSurfRulesParam(const char *json);
+[[nodiscard]] int ParseSurfRulesParam(const char *json);
 
 // Adds (`add` 1) or deletes (0) the rule "from `start` to `stop`", two texts HOUR:MINUTE, for every weekday whose
-// digit, "1" to "7", occurs in `days`. `mac` becomes part of the key as it stands. `allow` says nothing. Returns 0; -1
-// when a text is null, or when `mac` is too long for a key.
+// digit, "1" to "7", occurs in `days`. `mac` becomes part of the key unchanged. `allow` is ignored. Returns 0; -1 if a
+// text is null or `mac` is too long for a key.
 int CommitSurfRule(int add, int allow, const char *mac, const char *days, const char *start, const char *stop);
 
-// Stores `rule`, which it takes over, under device and weekday unless an equal one is there. Returns 0.
+// Stores `rule` (allocated with OsAllocate()) under device and weekday, unless an equal rule is there. Takes ownership
+// of `rule` in any case. Returns 0.
 int set_surf_rule(const char *mac, const char *day, SurfRule *rule);
 
-// Deletes the rule that equals `rule`, which stays the caller's. When that leaves no rule for device and weekday, their
-// entry goes too, and the device has access to the internet again, whatever the time.
-// Returns 0; -1 when there is no entry for device and weekday.
+// Deletes the rule that equals `rule`, which remains the caller's. If no rule is left for device and weekday, their
+// entry is removed, too, and the device gets its internet access back, whatever the time.
+// Returns 0; -1 if there is no entry for device and weekday.
 int del_surf_rule(const char *mac, const char *day, const SurfRule *rule);

@@ -11,14 +11,14 @@ pthread_mutex_t hashTableMutex = PTHREAD_MUTEX_INITIALIZER;
 HashEntry *hashTable[kHashBuckets];
 int32_t hash_table_size;
 
-// An entry as it lies in memory. The chain holds all of them, so that none is lost when a bucket drops it.
+// An entry as it is allocated. One chain holds all of them, so that an entry is not lost if its bucket drops it.
 struct OwnedEntry {
     HashEntry entry;
     OwnedEntry *next;
 };
 
-static OwnedEntry *s_owned;   // guarded by hashTableMutex, as the table is
-static uint32_t s_rulesAlive; // nodes of all lists; guarded by it, too
+static OwnedEntry *s_owned;   // the chain; guarded by hashTableMutex
+static uint32_t s_rulesAlive; // number of nodes in all lists; guarded by it, too
 
 // ---- Lists of rules ----
 
@@ -27,7 +27,7 @@ static bool Equal(const SurfRule *a, const SurfRule *b)
     return memcmp(a, b, sizeof *a) == 0;
 }
 
-// Frees the node and returns the one behind it.
+// Frees the node and returns the next one.
 static RuleNode *FreeNode(RuleNode *node)
 {
     RuleNode *next = node->next;
@@ -116,7 +116,7 @@ int rule_node_destroy(RuleNode *list)
     return 0;
 }
 
-// Any 32-bit numbers may stand in a rule, so this needs more than 32 bits.
+// A rule may hold any 32-bit numbers, so the result needs more than 32 bits.
 static int64_t MinuteOfDay(int32_t hour, int32_t minute)
 {
     return static_cast<int64_t>(hour) * 60 + minute;
@@ -138,7 +138,7 @@ int rule_node_match(const RuleNode *list, int hour, int minute)
 
 // ---- The table ----
 
-// Frees the entry at *link and takes it out of the chain of all entries.
+// Takes the entry at *link out of the chain and frees it.
 static void FreeOwned(OwnedEntry **link)
 {
     OwnedEntry *owned = *link;
@@ -155,7 +155,7 @@ static void FreeEntry(const HashEntry *entry)
     FreeOwned(link);
 }
 
-// A new entry in no bucket; null when there is no memory.
+// A new entry, not in a bucket yet; null if there is no memory.
 static HashEntry *NewEntry(const char *key)
 {
     const size_t size = strlen(key) + 1;
@@ -175,8 +175,8 @@ static HashEntry *NewEntry(const char *key)
 
 size_t hash_table_bucket(const char *key)
 {
-    // The keys of platforms may hold bytes above 127, and there the sign decides the bucket; plain char has none on
-    // some processors.
+    // Keys from platforms may hold bytes above 127. They count as negative numbers, which plain char has only on some
+    // processors.
     uint32_t hash = 0;
     for (; *key; key++) hash = hash * 31 + static_cast<uint32_t>(static_cast<signed char>(*key));
     return hash & (kHashBuckets - 1);
@@ -222,7 +222,7 @@ void hash_table_insert(const char *key, SurfRule *rule)
         return;
     }
     entry->rules = rule_node_insert(nullptr, rule);
-    if (rule && !entry->rules) { // no memory for the rule: without it the entry would only use the count up
+    if (rule && !entry->rules) { // no memory for the rule: an entry without it would only use up the count
         FreeEntry(entry);
         return;
     }
@@ -242,7 +242,7 @@ void hash_table_remove(const char *key)
     if (before)
         before->next = entry->next;
     else
-        *bucket = nullptr; // and not entry->next: what is chained behind the first entry goes with it
+        *bucket = nullptr; // not entry->next: the entries after the first one are dropped
     FreeEntry(entry);
 }
 

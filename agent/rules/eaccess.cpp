@@ -13,9 +13,9 @@ int32_t real_vap_int;
 int32_t no_feeling_int;
 int32_t no_feeling_port;
 
-static const char kStarter[] = "Plug"; // the module that start and end are logged under
+static const char kStarter[] = "Plug"; // the module name in the log lines of start and stop
 
-static bool s_tryAgain; // the last start has failed: what commands have stored since is to stay
+static bool s_tryAgain; // the last start failed: rules that commands have stored since then are kept
 
 int StartEaccess()
 {
@@ -26,7 +26,7 @@ int StartEaccess()
             LogLine(LOG_LEVEL_ERR, kStarter, __func__, __LINE__, "Create EaccessThread feiled !!!!!");
         LogPlugStatus(PLUG_START_FAILED);
     } else {
-        // A command that came before the daemon has emptied the table would lose its rules to it.
+        // Without this wait the daemon could empty the table after a command has stored its rules.
         error = pollAwaitStart();
         if (error != 0) OsThreadJoin(eaccess_thread);
     }
@@ -48,7 +48,7 @@ void *EaccessThread(void *)
     return nullptr;
 }
 
-// One of the daemon's threads. A start that failed may have been taken for a success; then there is nothing to join.
+// One of the daemon's threads. Not every failed start ends the daemon (see below); then there is no thread to join.
 struct DaemonThread {
     pthread_t handle;
     int error; // of its start
@@ -76,7 +76,7 @@ int no_feeling_daemon(int32_t real_vap, int32_t no_feeling, int32_t port)
     set_no_feeling_port(port);
     pollStart();
 
-    // Not every error counts as one: the first thread has failed with -1 alone, the second with any negative number.
+    // Not every error number ends the daemon: for the first thread only -1 does, for the second any negative number.
     const DaemonThread poll = Start(thread_epoll, &no_feeling_port);
     if (poll.error == -1) {
         LOG_DEBUG("create thread epoll error!");
@@ -87,7 +87,7 @@ int no_feeling_daemon(int32_t real_vap, int32_t no_feeling, int32_t port)
     const DaemonThread rules = Start(TimeRuleProc, nullptr);
     if (rules.error < 0) {
         LOG_DEBUG("create TimeRuleProc error!");
-        if (poll.error == 0) OsThreadJoin(poll.handle); // it has ended, or will at once
+        if (poll.error == 0) OsThreadJoin(poll.handle); // it has ended or ends at once
         return pollStarted(DAEMON_NO_THREAD);
     }
     LOG_DEBUG("create TimeRuleProc ok!");

@@ -15,22 +15,22 @@
 #include "subdev/SubdevMutex.h"
 
 std::atomic<int> pollRun{0};
-static OsWaiter s_poll; // woken when pollRun is cleared, and when a start has come to its end
+static OsWaiter s_poll; // woken when pollRun is cleared and when the result of a start is known
 
-// What became of the daemon's start, which is no error number while that is open. Guarded by s_poll.
+// The result of the daemon's start; kStarting, which is no result, while it is not known. Guarded by s_poll.
 static const int kStarting = 1;
 static int s_start;
 
 static const int64_t kPassMs = 30000;
 static const int64_t kStopMs = 2000;
-static const uint16_t kMostDevices = 128; // of one pass; the router has room for one more
+static const uint16_t kMostDevices = 128; // in one pass; the router may fill in one more
 static const size_t kLookUpSize = 128;
 
 // ---- The pass ----
 
 enum Verdict { NO_RULES = -2, NO_RANGES = -1, OUTSIDE = 0, INSIDE = 1 };
 
-// What the rules of a device say about this weekday and time.
+// The verdict of a device's rules on this weekday and time.
 static Verdict RuleFor(const char *key, const struct tm &now)
 {
     OsGuard guard(&hashTableMutex);
@@ -80,8 +80,8 @@ void surf_rule_func()
 {
     struct tm now;
     OsLocalTime(OsWallTime(), &now);
-    // Held throughout: a command that deletes a device's last rule meanwhile gives the access back after us, and what
-    // we write has not been changed by others since we read it.
+    // Held throughout, for two reasons: a command that deletes a device's last rule meanwhile gives the access back
+    // after this pass, and nobody changes a device between our reading and writing it.
     if (pthread_mutex_lock(&SubdevMutex) != 0) {
         LOG_DEBUG("SubdevMutex used");
         return;
@@ -129,7 +129,7 @@ void pollStop()
     OsSleepMs(kStopMs);
 }
 
-// Returns whether it is time for a pass; false when the daemon is to end.
+// Returns true when the next pass is due, false if the daemon has to end.
 static bool AwaitNextPass()
 {
     return !OsWaitFor(&s_poll, kPassMs, [] { return !pollRun; });

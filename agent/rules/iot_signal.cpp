@@ -41,7 +41,7 @@ int eaccess_send_retry(const void *buf, int len, const struct sockaddr_in *addr)
 char *eaccess_addr_text(uint32_t addr)
 {
     char *text = static_cast<char *>(OsAllocate(kAddressText));
-    uint8_t octets[4]; // as they lie in memory, which is the order of the network
+    uint8_t octets[4]; // in memory order, which is network byte order
     memcpy(octets, &addr, sizeof octets);
     if (text) snprintf(text, kAddressText, "%d.%d.%d.%d", octets[0], octets[1], octets[2], octets[3]);
     return text;

@@ -48,7 +48,7 @@ TEST_F(EaccessTest, StartsTheDaemonWithItsSettings)
     EXPECT_EQ("", StatusFile());
 }
 
-TEST_F(EaccessTest, AStopRightBehindTheStartIsNotForgotten)
+TEST_F(EaccessTest, AStopRightAfterTheStartIsNotLost)
 {
     for (int i = 0; i < 50; i++) {
         FakeClockAuto(true);
@@ -58,7 +58,7 @@ TEST_F(EaccessTest, AStopRightBehindTheStartIsNotForgotten)
     }
 }
 
-TEST_F(EaccessTest, CanBeStartedAgainAndBeginsWithAnEmptyTable)
+TEST_F(EaccessTest, ARestartBeginsWithAnEmptyTable)
 {
     for (int i = 0; i < 2; i++) {
         FakeClockAuto(false);
@@ -79,8 +79,9 @@ TEST_F(EaccessTest, EnforcesTheRulesThatCommandsStore)
     FakeClockSetWallTime(1704067200 + 8 * 3600); // Monday, 08:00
     ASSERT_EQ(0, StartEaccess());
     FakeClockAwaitSleepers(1);
-    ParseSurfRulesParam("{\"LIST\":[{\"FLAG\":\"1\",\"MAC\":\"02:00:00:00:00:0A\",\"DAY\":\"1\",\"START\":\"8:00\","
-                        "\"STOP\":\"8:00\",\"ALLOW\":\"1\"}]}");
+    const char rule[] = "{\"LIST\":[{\"FLAG\":\"1\",\"MAC\":\"02:00:00:00:00:0A\",\"DAY\":\"1\",\"START\":\"8:00\","
+                        "\"STOP\":\"8:00\",\"ALLOW\":\"1\"}]}";
+    EXPECT_EQ(SURF_DONE, ParseSurfRulesParam(rule));
     EXPECT_EQ(1, Access("02000000000A"));
     FakeClockAdvanceMs(30000);
     FakeClockAwaitSleepers(1);
@@ -102,7 +103,7 @@ TEST_F(EaccessTest, ADaemonThreadThatCannotStartIsLoggedAndNotedInTheStatusFile)
     EXPECT_EQ("102\n", StatusFile());
 }
 
-TEST_F(EaccessTest, ARuleThatIsStoredRightBehindTheStartStays)
+TEST_F(EaccessTest, ARuleThatIsStoredRightAfterTheStartStays)
 {
     for (int i = 0; i < 200; i++) {
         FakeClockAuto(false);
@@ -115,7 +116,7 @@ TEST_F(EaccessTest, ARuleThatIsStoredRightBehindTheStartStays)
     }
 }
 
-TEST_F(EaccessTest, AStartThatIsTriedAgainKeepsTheRulesThatHaveComeMeanwhile)
+TEST_F(EaccessTest, ARepeatedStartKeepsTheRulesStoredSinceTheFailure)
 {
     struct {
         int thread; // which cannot be started: the daemon, its rule thread (after the event-poll thread)
@@ -147,7 +148,7 @@ TEST_F(EaccessTest, ADaemonThatIsStoppedReturnsZero)
     EXPECT_EQ(7, no_feeling_port);
 }
 
-TEST_F(EaccessTest, MinusOneIsTheOnlyFailureOfTheEventPollThread)
+TEST_F(EaccessTest, OnlyMinus1FailsTheEventPollThread)
 {
     FakeFailThreadStart(1, -1);
     EXPECT_EQ(-3, no_feeling_daemon(1, 99, 6100));
@@ -165,7 +166,7 @@ TEST_F(EaccessTest, MinusOneIsTheOnlyFailureOfTheEventPollThread)
     EXPECT_TRUE(Holds(log, "]->  thread is not exit...\n"));
 }
 
-TEST_F(EaccessTest, NegativeNumbersAreTheFailuresOfTheRuleThread)
+TEST_F(EaccessTest, AnyNegativeNumberFailsTheRuleThread)
 {
     FakeFailThreadStart(2, -11);
     EXPECT_EQ(-3, no_feeling_daemon(1, 99, 6100));
@@ -179,7 +180,7 @@ TEST_F(EaccessTest, NegativeNumbersAreTheFailuresOfTheRuleThread)
     EXPECT_TRUE(Holds(log, "]->  thread is not exit...\n"));
 }
 
-TEST_F(EaccessTest, AThreadThatCannotBeJoinedIsLoggedAndTheRuleThreadsIsMinusSeven)
+TEST_F(EaccessTest, AThreadThatCannotBeJoinedIsLoggedAndForTheRuleThreadTheResultIsMinus7)
 {
     for (int nth : {1, 2}) {
         FakeClockAuto(false);

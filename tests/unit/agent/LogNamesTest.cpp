@@ -211,7 +211,7 @@ void LogNames::Rates()
             gRateThreadState = runs;
             if (!runs) FakeFailThreadStart(1, EAGAIN);
             if (configured)
-                ParseConfigData(config.c_str(), static_cast<int>(config.size()));
+                EXPECT_EQ(0, ParseConfigData(config.c_str(), static_cast<int>(config.size())));
             else
                 Ask(61);
         }
@@ -259,10 +259,11 @@ void LogNames::Firmware()
         ParserPlugData(16, (command + "}").c_str());
     }
     char digest[kMd5TextSize];
-    Compute_file_md5((FakeFolder() + "/missing").c_str(), digest);
+    EXPECT_EQ(-1, Compute_file_md5((FakeFolder() + "/missing").c_str(), digest));
     DeleteDownloadFile();
     char json[256];
-    WithoutDeviceTable([&] { BuildJson(JSON_DEVICE_ONLINE, 0, "02AABBCCDDEE", nullptr, json, sizeof json); });
+    WithoutDeviceTable(
+        [&] { EXPECT_NE(0, BuildJson(JSON_DEVICE_ONLINE, 0, "02AABBCCDDEE", nullptr, json, sizeof json)); });
 }
 
 // ---- The table ----

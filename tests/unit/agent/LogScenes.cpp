@@ -10,6 +10,7 @@
 #include "comm/FuncIdList.h"
 #include "core/LocalPeer.h"
 #include "os/Paths.h"
+#include "rules/BadItem.h"
 #include "rules/Bandwidth.h"
 #include "rules/PortForward.h"
 #include "rules/SurfRules.h"
@@ -27,35 +28,37 @@ void LogNames::Forwarding()
 {
     const std::string rest =
         "\",\"PRE_IP\":\"1.2.3.4\",\"PRE_PORT\":\"1\",\"POST_IP\":\"1.2.3.5\",\"POST_PORT\":\"2\"}";
-    for (const char *flag : {"1", "0", "x"}) ParseRouteParam(("{\"FLAG\":\"" + std::string(flag) + rest).c_str());
+    for (const char *flag : {"1", "0", "x"})
+        EXPECT_EQ(*flag == 'x' ? PORT_FORWARD_BAD_FLAG : PORT_FORWARD_DONE,
+                  ParseRouteParam(("{\"FLAG\":\"" + std::string(flag) + rest).c_str()));
 }
 
 void LogNames::Limits()
 {
     Unlink(); // nobody stays on a bad item
     const auto item = [](const std::string &flag, const std::string &device, const std::string &up) {
-        ParseTcParam(
+        return ParseTcParam(
             ("{\"LIST\":[{\"FLAG\":\"" + flag + "\",\"MAC\":\"" + device + "\",\"UP\":" + up + ",\"DOWN\":\"1\"}]}")
                 .c_str());
     };
-    ParseTcParam("{");
-    item("1", "02:AA:BB:CC:DD:EE", "\"1\"");
-    item("0", "02:AA:BB:CC:DD:EE", "\"1\"");
-    item("2", "02:AA:BB:CC:DD:EE", "\"1\"");
-    item("1", "", "\"1\"");
-    item("1", "02:AA:BB:CC:DD:EE", "1");
+    EXPECT_EQ(BANDWIDTH_NO_JSON, ParseTcParam("{"));
+    EXPECT_EQ(BANDWIDTH_DONE, item("1", "02:AA:BB:CC:DD:EE", "\"1\""));
+    EXPECT_EQ(BANDWIDTH_DONE, item("0", "02:AA:BB:CC:DD:EE", "\"1\""));
+    EXPECT_EQ(kLeftBadItem, item("2", "02:AA:BB:CC:DD:EE", "\"1\""));
+    EXPECT_EQ(kLeftBadItem, item("1", "", "\"1\""));
+    EXPECT_EQ(kLeftBadItem, item("1", "02:AA:BB:CC:DD:EE", "1"));
 }
 
 void LogNames::Surfing()
 {
-    ParseSurfRulesParam(nullptr);
-    ParseSurfRulesParam("{");
-    ParseSurfRulesParam("{\"LIST\":[{}]}");
+    EXPECT_EQ(SURF_NO_TEXT, ParseSurfRulesParam(nullptr));
+    EXPECT_EQ(SURF_NOT_PARSED, ParseSurfRulesParam("{"));
+    EXPECT_EQ(SURF_NO_FLAG, ParseSurfRulesParam("{\"LIST\":[{}]}"));
     CommitSurfRule(1, 0, nullptr, "1", "8:00", "9:00");
     const auto rule = [](const std::string &flag, const std::string &start) {
-        ParseSurfRulesParam(("{\"LIST\":[{\"FLAG\":\"" + flag + "\",\"MAC\":\"02:AA:BB:CC:DD:EE\",\"DAY\":\"1\"," +
-                             "\"START\":\"" + start + "\",\"STOP\":\"23:00\",\"ALLOW\":\"0\"}]}")
-                                .c_str());
+        const std::string text = "{\"LIST\":[{\"FLAG\":\"" + flag + "\",\"MAC\":\"02:AA:BB:CC:DD:EE\",\"DAY\":\"1\"," +
+                                 "\"START\":\"" + start + "\",\"STOP\":\"23:00\",\"ALLOW\":\"0\"}]}";
+        EXPECT_EQ(SURF_DONE, ParseSurfRulesParam(text.c_str()));
     };
     rule("0", "8:00"); // there is none
     rule("1", "8:00");
@@ -67,7 +70,7 @@ void LogNames::Surfing()
 void LogNames::Enforcing()
 {
     FakeFailThreadStart(1, EAGAIN);
-    StartEaccess();
+    EXPECT_EQ(EAGAIN, StartEaccess());
     FakeFailThreadStart(1, -1);
     no_feeling_daemon(1, 99, 6100);
     FakeFailThreadStart(2, -1);

@@ -92,7 +92,7 @@ class LogNames : public LinkedTest, public testing::WithParamInterface<const cha
         request.resize(8192);
         Bytes reply(8192);
         int length;
-        ParserProtoolData(request.data(), reply.data(), &length);
+        EXPECT_EQ(0, ParserProtoolData(request.data(), reply.data(), &length));
     }
     void Handle(uint16_t funcId, const Bytes &payload)
     {

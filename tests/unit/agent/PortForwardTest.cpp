@@ -73,7 +73,7 @@ class PortForward : public LinkTest
     void SetUp() override
     {
         LinkTest::SetUp();
-        ParseRouteParam(""); // forgets what another test has left
+        EXPECT_EQ(PORT_FORWARD_NO_JSON, ParseRouteParam("")); // forgets the parameters of other tests
         Log();
     }
     void TearDown() override
@@ -155,7 +155,7 @@ TEST_F(PortForward, OnlyTheFirstCharacterOfTheFlagCounts)
     EXPECT_EQ(kAddition, FakeCommands());
 }
 
-TEST_F(PortForward, TheExitStatusesAreNotLookedAt)
+TEST_F(PortForward, TheExitStatusesAreIgnored)
 {
     FakeScript script;
     script.status = 1;
@@ -164,7 +164,7 @@ TEST_F(PortForward, TheExitStatusesAreNotLookedAt)
     EXPECT_EQ(kAddition, FakeCommands());
 }
 
-TEST_F(PortForward, ACommandThatCannotStartHoldsNoneOfTheOthersUp)
+TEST_F(PortForward, ACommandThatCannotBeStartedDoesNotStopTheOthers)
 {
     FakeScript script;
     script.cannotStart = true;
@@ -190,7 +190,7 @@ TEST_F(PortForward, TheLongestTextsPassWhole)
               FakeCommands());
 }
 
-TEST_F(PortForward, EveryCharacterOfThePlainOnesPasses)
+TEST_F(PortForward, EveryAllowedCharacterPasses)
 {
     const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:/_-";
     for (const std::string &name : kWords)
@@ -203,13 +203,13 @@ TEST_F(PortForward, EveryCharacterOfThePlainOnesPasses)
 
 // ---- Results ----
 
-TEST_F(PortForward, WithoutATextItIsMinusOne)
+TEST_F(PortForward, AMissingTextReturnsMinus1)
 {
     EXPECT_EQ(-1, ParseRouteParam(nullptr));
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, WhatIsNoJsonIsMinusTwo)
+TEST_F(PortForward, InvalidJsonReturnsMinus2)
 {
     const std::string whole = Text(Forwarding("1"));
     for (size_t length = 0; length < whole.size(); length++)
@@ -220,7 +220,7 @@ TEST_F(PortForward, WhatIsNoJsonIsMinusTwo)
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, EachMissingTextHasItsResult)
+TEST_F(PortForward, EachMissingMemberHasItsResult)
 {
     EXPECT_EQ(-3, Parse(Without(Forwarding("1"), {"FLAG"})));
     EXPECT_EQ(-4, Parse(Without(Forwarding("1"), {"PRE_IP"})));
@@ -230,7 +230,7 @@ TEST_F(PortForward, EachMissingTextHasItsResult)
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, OfSeveralMissingTextsTheFirstCounts)
+TEST_F(PortForward, TheFirstMissingMemberDecides)
 {
     EXPECT_EQ(-3, Parse({}));
     EXPECT_EQ(-4, Parse(Without(Forwarding("x"), {"PRE_IP", "POST_PORT"})));
@@ -245,21 +245,21 @@ TEST_F(PortForward, ADocumentThatIsNoObjectLacksTheFlag)
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, AFlagThatBeginsWithNeitherOneNorZeroIsMinusEight)
+TEST_F(PortForward, AFlagThatBeginsWithNeither1Nor0ReturnsMinus8)
 {
     for (const std::string flag : {"x", "", " 1", "2", "-1", "true", "+1", "\xEF\xBC\x91"})
         ExpectRefused(-8, "FLAG", JsonString(flag));
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, OneCharacterTooManyIsMinusNine)
+TEST_F(PortForward, OneCharacterTooManyReturnsMinus9)
 {
     for (const std::string name : {"PRE_IP", "POST_IP"}) ExpectRefused(-9, name, JsonString(std::string(32, '1')));
     for (const std::string name : {"PRE_PORT", "POST_PORT"}) ExpectRefused(-9, name, JsonString(std::string(8, '1')));
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, TheDocumentedResultsComeBeforeMinusNine)
+TEST_F(PortForward, TheOtherResultsComeBeforeMinus9)
 {
     const Document hostile = With(Forwarding("1"), "PRE_IP", "\";id\"");
     EXPECT_EQ(-7, Parse(Without(hostile, {"POST_PORT"})));
@@ -270,7 +270,7 @@ TEST_F(PortForward, TheDocumentedResultsComeBeforeMinusNine)
 
 // ---- Hostile texts ----
 
-TEST(HostileTextsTest, AreManyAndEachIsThereOnce)
+TEST(HostileTextsTest, AreManyAndAllDifferent)
 {
     std::set<std::string> texts;
     for (const HostileText &hostile : HostileTexts()) EXPECT_TRUE(texts.insert(hostile.text).second) << hostile.text;
@@ -284,7 +284,7 @@ TEST_F(PortForward, AHostileTextInAnyFieldIsRefusedAndNothingIsRun)
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, AHostileTextIsRefusedForADeletionToo)
+TEST_F(PortForward, AHostileTextIsAlsoRefusedForADeletion)
 {
     for (const HostileText &hostile : HostileTexts())
         for (const std::string &name : kWords)
@@ -312,7 +312,7 @@ TEST_F(PortForward, AValueThatIsNoTextIsRefusedAndNothingIsRun)
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, EveryByteThatIsNotPlainIsRefusedWhereverItStands)
+TEST_F(PortForward, EveryByteThatIsNotAllowedIsRefusedAtAnyPosition)
 {
     const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:/_-";
     for (int code = 1; code < 256; code++) {
@@ -324,7 +324,7 @@ TEST_F(PortForward, EveryByteThatIsNotPlainIsRefusedWhereverItStands)
     EXPECT_EQ(Texts(), FakeCommands());
 }
 
-TEST_F(PortForward, ALineFeedThatStandsInTheDocumentAsItIsIsRefusedLikeAnEscapedOne)
+TEST_F(PortForward, AnUnescapedLineFeedIsRefusedLikeAnEscapedOne)
 {
     for (const std::string &name : kWords) {
         ExpectRefused(-9, name, "\"80\nid\"");
@@ -349,7 +349,7 @@ TEST_F(PortForward, BothProceduresActOnTheLastCommand)
     EXPECT_EQ(kDeletes, FakeCommands());
 }
 
-TEST_F(PortForward, TheNextCommandForgetsTheLastOneWhateverComesOfIt)
+TEST_F(PortForward, EveryCommandForgetsTheLastOneEvenIfItFails)
 {
     for (const std::string &text :
          {std::string("no JSON"), std::string("{}"), Text(With(Forwarding("1"), "POST_PORT", "\";id\"")),
@@ -363,7 +363,7 @@ TEST_F(PortForward, TheNextCommandForgetsTheLastOneWhateverComesOfIt)
     }
 }
 
-TEST_F(PortForward, NoTextAtAllForgetsNothing)
+TEST_F(PortForward, AMissingTextForgetsNothing)
 {
     Parse(Forwarding("0"));
     FakeOsReset();
@@ -374,7 +374,7 @@ TEST_F(PortForward, NoTextAtAllForgetsNothing)
 
 // ---- The end of the session ----
 
-TEST_F(PortForward, TheEndOfTheSessionLeavesNothingHalfDone)
+TEST_F(PortForward, TheSequenceRunsToItsEndEvenIfTheSessionEnds)
 {
     ServerRun = 1;
     FakeCommand("iptables", Endless());
@@ -409,7 +409,7 @@ TEST_F(PortForward, ACommandThatStillRunsTenSecondsAfterTheTeardownBeganIsEndedA
     EXPECT_EQ(kAddition, FakeCommands());
 }
 
-TEST_F(PortForward, WithinASessionACommandMayTakeItsTime)
+TEST_F(PortForward, WithinASessionACommandHasNoTimeLimit)
 {
     ServerRun = 1;
     FakeCommand("iptables", Endless());
@@ -439,7 +439,7 @@ TEST_F(PortForward, TheNextSessionsCommandRunsAgain)
 TEST_F(PortForward, AnAdditionLogsTheTextEachParameterAndTheCommands)
 {
     const std::string text = Text(Forwarding("1"));
-    ParseRouteParam(text.c_str());
+    EXPECT_EQ(PORT_FORWARD_DONE, ParseRouteParam(text.c_str()));
     EXPECT_EQ(Texts({"pMsg: \n" + text + "\n\n\n", " FLAG = [1]\n\n\n", " PRE_IP = [192.168.1.1]\n\n\n",
                      " PRE_PORT = [8080]\n\n\n", " POST_IP = [192.168.2.50]\n\n\n", " POST_PORT = [80]\n\n\n",
                      " route_cmd1: \n" + kAddition[0] + "\n\n\n", " route_cmd2: \n" + kAddition[1] + "\n\n\n",
@@ -477,7 +477,7 @@ TEST_F(PortForward, EveryFailureIsLoggedWithProcedureLineAndResult)
     }
 }
 
-TEST_F(PortForward, ParametersBehindAMissingOneAreNotRead)
+TEST_F(PortForward, ParametersAfterAMissingOneAreNotRead)
 {
     Parse(Without(Forwarding("1"), {"PRE_PORT"}));
     const Texts messages = Messages();
