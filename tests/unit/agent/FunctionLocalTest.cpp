@@ -1,4 +1,4 @@
-// Functions 66, 69 to 80, 82, 83, 85, 87 and 88: what rules and the router's management process carry out.
+// Functions 66, 69 to 80, 82, 83, 85, 87 and 88, which rules and the local peer carry out.
 #include <cstring>
 
 #include "tests/unit/agent/FeatureSpy.h"
@@ -12,24 +12,7 @@ class FunctionLocalTest : public FunctionTest
 
 // ---- Settings: 72, 74, 76, 82, 83, 85, 87, 88 ----
 
-struct LocalRow {
-    uint16_t id;
-    const char *name; // of the request
-    const char *log;  // a failure with 2 is logged as this; "" when it is not
-};
-
-void PrintTo(const LocalRow &row, std::ostream *out);
-void PrintTo(const LocalRow &row, std::ostream *out)
-{
-    *out << row.name;
-}
-
-static std::string NameOfRow(const testing::TestParamInfo<LocalRow> &info)
-{
-    return info.param.name;
-}
-
-class LocalSettingTest : public FunctionLocalTest, public testing::WithParamInterface<LocalRow>
+class LocalSettingTest : public FunctionLocalTest, public testing::WithParamInterface<SharedRow>
 {
 };
 
@@ -37,30 +20,30 @@ TEST_P(LocalSettingTest, AnswersTheResultAloneAndLogsAFailure)
 {
     EXPECT_EQ(Head(GetParam().id), Reply(GetParam().id));
     EXPECT_EQ(std::string::npos, Log().find("ERROR"));
-    spy.results[GetParam().name] = 2;
+    spy.results[GetParam().call] = 2;
     EXPECT_EQ(Head(GetParam().id, "02 00"), Reply(GetParam().id));
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find(GetParam().log));
     EXPECT_EQ(*GetParam().log != '\0', log.find("ERROR") != std::string::npos);
-    spy.results[GetParam().name] = -258;
+    spy.results[GetParam().call] = -258;
     EXPECT_EQ(Head(GetParam().id, "FE FE"), Reply(GetParam().id));
     EXPECT_EQ(3u, spy.Names().size());
     EXPECT_EQ(Calls(), gSdk.calls);
 }
 
-static const LocalRow kSettings[] = {
+static const SharedRow kSettings[] = {
     {72, "ComF_set_mesh_switch", "ERROR: set mesh switch failed! ret=2\n"},
     {74, "ComF_set_mesh_roaming_switch", "ERROR: set mesh roaming switch failed! ret=2\n"},
     {76, "ComF_set_mesh_roaming_threshold", "ERROR: set mesh roaming threshold failed! ret=2\n"},
     {82, "ComF_set_wan_cfg", "ERROR: set wan configure failed! ret=2\n"},
     {83, "ComF_trig_onekey_optimize", "ERROR: trigger onekey optimize failed! ret=2\n"},
-    {85, "ComF_trig_fault_diagnosis", ""},
+    {85, "ComF_trig_fault_diagnosis"},
     {87, "ParseConfigData", "ERROR: config data have errors!!!\n"},
     {88, "ComF_set_auto_report", "ERROR: set auto report failed! ret=2\n"},
 };
 INSTANTIATE_TEST_SUITE_P(All, LocalSettingTest, testing::ValuesIn(kSettings), NameOfRow);
 
-TEST_F(FunctionLocalTest, MeshSwitchesTakeTheByteAsItIs)
+TEST_F(FunctionLocalTest, MeshSwitchesTakeAnyByteUnchanged)
 {
     for (const char *byte : {"01", "00", "FF", ""}) {
         Reply(72, Hex(byte));
@@ -83,7 +66,7 @@ TEST_F(FunctionLocalTest, TheRoamingThresholdIsTwoBytesInTheirOrder)
               spy.Names());
 }
 
-TEST_F(FunctionLocalTest, AWanToSetIsHandedOnInTheRoutersOrder)
+TEST_F(FunctionLocalTest, AWanToSetIsPassedOnInTheRoutersByteOrder)
 {
     const WanCfg wan = SampleWan();
     Reply(82, SampleWanOnTheWire());
@@ -96,14 +79,14 @@ TEST_F(FunctionLocalTest, WanTextsToSetPassUnchanged)
     EXPECT_EQ(Calls({CallText("ComF_set_wan_cfg", ShownBytes{Bytes(228, 'x').data(), 228})}), spy.Names());
 }
 
-TEST_F(FunctionLocalTest, OfAWanCutShortTheRestIsZero)
+TEST_F(FunctionLocalTest, MissingBytesOfAWanAreZero)
 {
     const Bytes begun = Hex("01 00 03") + Bytes(225, 0);
     Reply(82, Hex("01 00 03"));
     EXPECT_EQ(Calls({CallText("ComF_set_wan_cfg", ShownBytes{begun.data(), 228})}), spy.Names());
 }
 
-TEST_F(FunctionLocalTest, ConfigurationsAreHandedOnWithTheLengthThatWasSent)
+TEST_F(FunctionLocalTest, ConfigurationsArePassedOnWithTheLengthThatWasSent)
 {
     const struct {
         uint16_t id;
@@ -126,7 +109,7 @@ TEST_F(FunctionLocalTest, ConfigurationsAreHandedOnWithTheLengthThatWasSent)
 
 // ---- Rules: 66, 69 ----
 
-TEST_F(FunctionLocalTest, RulesAreTheTextUpToItsNulOrToTheEndOfTheRequest)
+TEST_F(FunctionLocalTest, RulesAreTheTextUpToItsNulOrTheEndOfTheRequest)
 {
     const std::string longest(1500, 'r');
     for (uint16_t id : {66, 69}) {
@@ -142,7 +125,7 @@ TEST_F(FunctionLocalTest, RulesAreTheTextUpToItsNulOrToTheEndOfTheRequest)
     EXPECT_EQ(expected, spy.Names());
 }
 
-TEST_F(FunctionLocalTest, BandwidthRulesAnswerZeroWhateverCameOfThem)
+TEST_F(FunctionLocalTest, BandwidthRulesAlwaysAnswerZero)
 {
     spy.results["ParseTcParam"] = 5;
     EXPECT_EQ(Head(66), Reply(66, Text("{}")));
@@ -158,37 +141,37 @@ TEST_F(FunctionLocalTest, SurfRulesAnswerTheirResult)
 
 // ---- Queries of a byte or two: 70, 71, 73, 75, 77 ----
 
-class LocalByteQueryTest : public FunctionLocalTest, public testing::WithParamInterface<LocalRow>
+class LocalByteQueryTest : public FunctionLocalTest, public testing::WithParamInterface<SharedRow>
 {
 };
 
-TEST_P(LocalByteQueryTest, AnswersTheBytesThatCame)
+TEST_P(LocalByteQueryTest, AnswersTheReceivedBytes)
 {
     const Bytes answer = GetParam().id == 77 ? Hex("46 BA") : Hex("81");
-    spy.answers[GetParam().name] = answer;
+    spy.answers[GetParam().call] = answer;
     EXPECT_EQ(Head(GetParam().id) + answer, Reply(GetParam().id));
     EXPECT_EQ(1u, spy.Names().size());
     EXPECT_EQ(Calls(), gSdk.calls);
 }
 
-TEST_P(LocalByteQueryTest, FailedIsTheStatusAloneWhateverCame)
+TEST_P(LocalByteQueryTest, AFailureIsAnsweredWithTheStatusAloneWhateverWasReceived)
 {
-    spy.answers[GetParam().name] = Hex("81"); // a peer that answers with a failure and a value
-    spy.results[GetParam().name] = 2;
+    spy.answers[GetParam().call] = Hex("81"); // a peer that answers with a failure and a value
+    spy.results[GetParam().call] = 2;
     EXPECT_EQ(Head(GetParam().id, "02 00"), Reply(GetParam().id));
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find(GetParam().log));
     EXPECT_EQ(*GetParam().log != '\0', log.find("ERROR") != std::string::npos);
-    spy.results[GetParam().name] = 0x1234;
+    spy.results[GetParam().call] = 0x1234;
     EXPECT_EQ(Head(GetParam().id, "34 12"), Reply(GetParam().id));
 }
 
-static const LocalRow kByteQueries[] = {
-    {70, "ComF_get_wifi_freqband", ""},
+static const SharedRow kByteQueries[] = {
+    {70, "ComF_get_wifi_freqband"},
     {71, "ComF_get_mesh_support", "ERROR: get mesh support failed! ret=2\n"},
-    {73, "ComF_get_mesh_switch", ""},
+    {73, "ComF_get_mesh_switch"},
     {75, "ComF_get_mesh_roaming_switch", "ERROR: get mesh roaming switch failed! ret=2\n"},
-    {77, "ComF_get_mesh_roaming_threshold", ""},
+    {77, "ComF_get_mesh_roaming_threshold"},
 };
 INSTANTIATE_TEST_SUITE_P(All, LocalByteQueryTest, testing::ValuesIn(kByteQueries), NameOfRow);
 
@@ -210,39 +193,39 @@ TEST_F(FunctionLocalTest, TheRoamingThresholdsAreLogged)
 
 // ---- Queries with a longer answer: 78, 79, 80 ----
 
-class LocalAnswerQueryTest : public FunctionLocalTest, public testing::WithParamInterface<LocalRow>
+class LocalAnswerQueryTest : public FunctionLocalTest, public testing::WithParamInterface<SharedRow>
 {
 };
 
-TEST_P(LocalAnswerQueryTest, AnswersExactlyTheBytesThatCame)
+TEST_P(LocalAnswerQueryTest, AnswersExactlyTheReceivedBytes)
 {
     Bytes all;
     for (int i = 0; i < 256; i++) all.push_back(static_cast<uint8_t>(i));
     for (const Bytes &answer : {Bytes(), Hex("00"), Text("{\"nodes\":[]}"), all, Bytes(1400, 0xEE)}) {
-        spy.answers[GetParam().name] = answer;
+        spy.answers[GetParam().call] = answer;
         EXPECT_EQ(Head(GetParam().id) + answer, Reply(GetParam().id));
     }
-    EXPECT_EQ(Calls(5, GetParam().name), spy.Names());
+    EXPECT_EQ(Calls(5, GetParam().call), spy.Names());
 }
 
-TEST_P(LocalAnswerQueryTest, FailedIsTheStatusAloneWhateverCame)
+TEST_P(LocalAnswerQueryTest, AFailureIsAnsweredWithTheStatusAloneWhateverWasReceived)
 {
-    spy.answers[GetParam().name] = Text("stale");
-    spy.results[GetParam().name] = 2;
+    spy.answers[GetParam().call] = Text("stale");
+    spy.results[GetParam().call] = 2;
     EXPECT_EQ(Head(GetParam().id, "02 00"), Reply(GetParam().id));
     const std::string log = Log();
     EXPECT_NE(std::string::npos, log.find(GetParam().log));
     EXPECT_EQ(*GetParam().log != '\0', log.find("ERROR") != std::string::npos);
 }
 
-static const LocalRow kAnswerQueries[] = {
+static const SharedRow kAnswerQueries[] = {
     {78, "ComF_get_mesh_topology", "ERROR: get mesh topology failed! ret=2\n"},
-    {79, "ComF_get_adj_wifi_info", ""},
+    {79, "ComF_get_adj_wifi_info"},
     {80, "ComF_get_bssid", "ERROR: get bssid failed! ret=2\n"},
 };
 INSTANTIATE_TEST_SUITE_P(All, LocalAnswerQueryTest, testing::ValuesIn(kAnswerQueries), NameOfRow);
 
-TEST_F(FunctionLocalTest, OfNeighboursThirtyRecordsOfSeventySevenBytesAreTheMost)
+TEST_F(FunctionLocalTest, AReplyHasAtMost30NeighboursOf77Bytes)
 {
     spy.answers["ComF_get_adj_wifi_info"] = Bytes(2310, 0x4E);
     EXPECT_EQ(Head(79) + Bytes(2310, 0x4E), Reply(79));
@@ -261,7 +244,7 @@ TEST_F(FunctionLocalTest, TheLongestAnswerPassesWhole)
 
 // ---- Without a peer ----
 
-TEST_F(FunctionTest, WithoutALocalPeerEveryLocalFunctionAnswersOneAtOnce)
+TEST_F(FunctionTest, WithoutALocalPeerEveryLocalFunctionAnswers1AtOnce)
 {
     for (uint16_t id : {70, 71, 72, 73, 74, 75, 76, 77, 78, 79, 80, 82, 83, 85, 88})
         EXPECT_EQ(Head(id, "01 00"), Reply(id)) << id;

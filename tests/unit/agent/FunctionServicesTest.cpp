@@ -5,27 +5,11 @@ typedef FunctionTest FunctionServicesTest;
 
 // ---- One switch: 18, 22, 30 and 19, 23, 31 ----
 
-struct SwitchRow {
-    uint16_t id;
-    const char *call;
-};
-
-void PrintTo(const SwitchRow &row, std::ostream *out);
-void PrintTo(const SwitchRow &row, std::ostream *out)
-{
-    *out << row.call;
-}
-
-static std::string NameOfRow(const testing::TestParamInfo<SwitchRow> &info)
-{
-    return info.param.call;
-}
-
-class SwitchQueryTest : public FunctionTest, public testing::WithParamInterface<SwitchRow>
+class SwitchQueryTest : public FunctionTest, public testing::WithParamInterface<SharedRow>
 {
 };
 
-TEST_P(SwitchQueryTest, IsSevenBytesWithTheByteAsTheRouterTellsIt)
+TEST_P(SwitchQueryTest, IsSevenBytesWithTheRoutersByteUnchanged)
 {
     for (int value : {0, 1, 2, 255}) {
         gSdk.numbers[GetParam().call] = static_cast<uint64_t>(value);
@@ -34,7 +18,7 @@ TEST_P(SwitchQueryTest, IsSevenBytesWithTheByteAsTheRouterTellsIt)
     EXPECT_EQ(Calls(4, GetParam().call), gSdk.calls);
 }
 
-TEST_P(SwitchQueryTest, FailedIsTheRoutersResultAndZero)
+TEST_P(SwitchQueryTest, AFailureIsAnsweredWithTheRoutersResultAndZero)
 {
     gSdk.numbers[GetParam().call] = 1;
     for (bool careless : {false, true}) {
@@ -43,15 +27,15 @@ TEST_P(SwitchQueryTest, FailedIsTheRoutersResultAndZero)
     }
 }
 
-static const SwitchRow kSwitchQueries[] = {
+static const SharedRow kSwitchQueries[] = {
     {18, "get_wifi_radio_switch"}, {22, "get_led_switch"}, {30, "get_wps_switch"}};
 INSTANTIATE_TEST_SUITE_P(All, SwitchQueryTest, testing::ValuesIn(kSwitchQueries), NameOfRow);
 
-class SwitchSettingTest : public FunctionTest, public testing::WithParamInterface<SwitchRow>
+class SwitchSettingTest : public FunctionTest, public testing::WithParamInterface<SharedRow>
 {
 };
 
-TEST_P(SwitchSettingTest, HandsTheByteOnAndAnswersTheRoutersResult)
+TEST_P(SwitchSettingTest, PassesTheByteOnAndAnswersTheRoutersResult)
 {
     const uint16_t id = GetParam().id;
     const std::string call = GetParam().call;
@@ -63,13 +47,13 @@ TEST_P(SwitchSettingTest, HandsTheByteOnAndAnswersTheRoutersResult)
     EXPECT_EQ(Calls({call + "(1)", call + "(255)", call + "(0)", call + "(0)"}), gSdk.calls);
 }
 
-static const SwitchRow kSwitchSettings[] = {
+static const SharedRow kSwitchSettings[] = {
     {19, "set_wifi_radio_switch"}, {23, "set_led_switch"}, {31, "set_wps_switch"}};
 INSTANTIATE_TEST_SUITE_P(All, SwitchSettingTest, testing::ValuesIn(kSwitchSettings), NameOfRow);
 
 // ---- Reserved: 20, 21, 24, 25 ----
 
-TEST_F(FunctionServicesTest, AReservedQueryIsTwentyZerosAndAOne)
+TEST_F(FunctionServicesTest, AReservedQueryAnswersTwentyZerosAndAOne)
 {
     gSdk.result = -1;
     for (uint16_t id : {20, 24}) {
@@ -98,7 +82,7 @@ TEST_F(FunctionServicesTest, ServicesAreFtpSambaTelnet)
     EXPECT_EQ(kServiceQueries, gSdk.calls);
 }
 
-TEST_F(FunctionServicesTest, AServiceThatIsNotToldIsZeroAndTheFirstFailureIsTheStatus)
+TEST_F(FunctionServicesTest, AServiceThatCannotBeReadIsZeroAndTheFirstFailureIsTheStatus)
 {
     gSdk.numbers = {{"get_ftp_switch", 1}, {"get_sambaenable_switch", 1}, {"get_telnetenable_switch", 1}};
     const struct {
@@ -121,7 +105,7 @@ TEST_F(FunctionServicesTest, AServiceThatIsNotToldIsZeroAndTheFirstFailureIsTheS
     }
 }
 
-TEST_F(FunctionServicesTest, SettingServicesTakesFtpSambaTelnetAndAnswersZeroWhateverTheRouterSays)
+TEST_F(FunctionServicesTest, SettingServicesTakesFtpSambaTelnetAndAlwaysAnswersZero)
 {
     EXPECT_EQ(Head(27), Reply(27, Hex("01 02 FF")));
     gSdk.result = -1;
@@ -161,7 +145,7 @@ TEST_F(FunctionServicesTest, AccountTextsThatFillTheirFieldsNeedNoTerminator)
     EXPECT_EQ(Head(28) + Bytes(96, 'a'), Reply(28));
 }
 
-TEST_F(FunctionServicesTest, AnAccountTextThatIsNotToldIsZerosAndTheFirstFailureIsTheStatus)
+TEST_F(FunctionServicesTest, AnAccountTextThatCannotBeReadIsZerosAndTheFirstFailureIsTheStatus)
 {
     const Calls queries = AccountCalls("get_");
     for (const std::string &call : queries) gSdk.texts[call] = std::string(16, 'a');
@@ -179,7 +163,7 @@ TEST_F(FunctionServicesTest, AnAccountTextThatIsNotToldIsZerosAndTheFirstFailure
     }
 }
 
-TEST_F(FunctionServicesTest, SettingAccountsTakesSixFieldsAndAnswersZeroWhateverTheRouterSays)
+TEST_F(FunctionServicesTest, SettingAccountsTakesSixFieldsAndAlwaysAnswersZero)
 {
     const Bytes fields =
         Field("fu", 16) + Field("fp", 16) + Field("su", 16) + Field("sp", 16) + Field("tu", 16) + Field("tp", 16);
@@ -193,7 +177,7 @@ TEST_F(FunctionServicesTest, SettingAccountsTakesSixFieldsAndAnswersZeroWhatever
     }
 }
 
-TEST_F(FunctionServicesTest, AnAccountTextOfSixteenCharactersPassesWholeAndNotIntoTheNextField)
+TEST_F(FunctionServicesTest, AnAccountTextOf16CharactersIsPassedOnWholeWithoutTheNextField)
 {
     Bytes fields;
     Calls expected;

@@ -13,7 +13,7 @@ TEST_F(FunctionSystemTest, DnsServersTravelWithTheirOctetsReversed)
     EXPECT_EQ(Calls({"get_dns"}), gSdk.calls);
 }
 
-TEST_F(FunctionSystemTest, DnsServersThatAreNotToldAreZero)
+TEST_F(FunctionSystemTest, DnsServersThatCannotBeReadAreZero)
 {
     gSdk.dns[0] = gSdk.dns[1] = Ip(1, 2, 3, 4);
     for (bool careless : {false, true}) {
@@ -36,19 +36,7 @@ TEST_F(FunctionSystemTest, SettingDnsTakesPrimaryThenSecondary)
 
 // ---- Texts: 46, 56, 57, 59 ----
 
-struct TextRow {
-    uint16_t id;
-    const char *call;
-    size_t from; // parameter bytes in front of the text
-};
-
-void PrintTo(const TextRow &row, std::ostream *out);
-void PrintTo(const TextRow &row, std::ostream *out)
-{
-    *out << row.call;
-}
-
-class TextSettingTest : public FunctionTest, public testing::WithParamInterface<TextRow>
+class TextSettingTest : public FunctionTest, public testing::WithParamInterface<SharedRow>
 {
   protected:
     // What the router is called with for these parameters.
@@ -83,37 +71,33 @@ TEST_P(TextSettingTest, ATextThatFillsTheRequestEndsAtItsLastByte)
     EXPECT_EQ(With(std::string(longest, 't')), Called(Bytes(longest, 't')));
 }
 
-TEST_P(TextSettingTest, HandsBytesOfAnyKindOn)
+TEST_P(TextSettingTest, PassesAnyBytesOn)
 {
     EXPECT_EQ(With("\xC3\xA4\xFF\x01%s"), Called(Hex("C3 A4 FF 01") + Text("%s")));
 }
 
-TEST_P(TextSettingTest, AnswersWhatTheRouterSays)
+TEST_P(TextSettingTest, AnswersTheRoutersResult)
 {
     gSdk.result = -5;
     EXPECT_EQ(With("x"), Called(Text("x"), "FB FF"));
 }
 
-static const TextRow kTextSettings[] = {
-    {46, "set_name", 0}, {56, "set_redirection", 0}, {57, "update_rom_version", 1}, {59, "set_http_test_url", 0}};
-static std::string NameOfText(const testing::TestParamInfo<TextRow> &info)
-{
-    return info.param.call;
-}
-INSTANTIATE_TEST_SUITE_P(All, TextSettingTest, testing::ValuesIn(kTextSettings), NameOfText);
+static const SharedRow kTextSettings[] = {
+    {46, "set_name"}, {56, "set_redirection"}, {57, "update_rom_version", "", 1}, {59, "set_http_test_url"}};
+INSTANTIATE_TEST_SUITE_P(All, TextSettingTest, testing::ValuesIn(kTextSettings), NameOfRow);
 
-TEST_F(FunctionSystemTest, FirmwareUpdateTakesItsTextOneByteFurtherOn)
+TEST_F(FunctionSystemTest, AFirmwareUpdateSkipsOneByteBeforeItsText)
 {
     EXPECT_EQ(Head(57), Reply(57, Text("Xurl")));
     EXPECT_EQ(Head(57), Reply(57, Text("X")));
-    EXPECT_EQ(Head(57), Reply(57, Hex("00") + Text("url"))); // the byte in front is of no concern
+    EXPECT_EQ(Head(57), Reply(57, Hex("00") + Text("url"))); // the first byte is ignored
     EXPECT_EQ(Calls({"update_rom_version(\"url\")", "update_rom_version(\"\")", "update_rom_version(\"url\")"}),
               gSdk.calls);
 }
 
 // ---- 47 and 48: use of processor and memory ----
 
-TEST_F(FunctionSystemTest, UseOfProcessorAndMemoryHasStatusZeroWhateverTheRouterSays)
+TEST_F(FunctionSystemTest, UseOfProcessorAndMemoryAlwaysHasStatusZero)
 {
     gSdk.numbers = {{"get_cpu_use", 99}, {"get_mem_use", 0x0102}};
     EXPECT_EQ(Head(47) + Hex("63 00"), Reply(47));
@@ -167,7 +151,7 @@ TEST_F(FunctionSystemTest, UpTimeIsSixtyFourBitsLittleEndian)
 
 // ---- 55: restart ----
 
-TEST_F(FunctionSystemTest, ARestartIsAnsweredZeroWhateverTheRouterSays)
+TEST_F(FunctionSystemTest, ARestartIsAlwaysAnsweredWithZero)
 {
     EXPECT_EQ(Head(55), Reply(55));
     gSdk.result = -1;
@@ -184,7 +168,7 @@ TEST_F(FunctionSystemTest, RatesAreDownThenUp)
     EXPECT_EQ(Calls({"get_flows_down_rate", "get_flows_up_rate"}), gSdk.calls);
 }
 
-TEST_F(FunctionSystemTest, ARateThatIsNotToldIsZeroAndTheFirstFailureIsTheStatus)
+TEST_F(FunctionSystemTest, ARateThatCannotBeReadIsZeroAndTheFirstFailureIsTheStatus)
 {
     gSdk.numbers = {{"get_flows_down_rate", 8}, {"get_flows_up_rate", 9}};
     const Bytes eight = Hex("08 00 00 00 00 00 00 00"), nine = Hex("09 00 00 00 00 00 00 00"), zero = Bytes(8, 0);

@@ -4,6 +4,16 @@
 
 #include "functions/ProtoolSdk.h"
 
+void PrintTo(const SharedRow &row, std::ostream *out)
+{
+    *out << row.call;
+}
+
+std::string NameOfRow(const testing::TestParamInfo<SharedRow> &info)
+{
+    return info.param.call;
+}
+
 Bytes FunctionRequest(uint16_t id, const Bytes &parameters)
 {
     return Bytes{0xA5, 0x5A, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8)} + Hex("E1 E2 E3 E4 E5 E6") +

@@ -1,33 +1,11 @@
-#include "functions/ProtoolSdk.h"
-
-#include <algorithm>
 #include <cstring>
 
 #include "core/Common.h"
 #include "functions/FunctionList.h"
 #include "platform/Protool.h"
-#include "tests/unit/agent/PlatformSide.h"
+#include "tests/unit/agent/FunctionTest.h"
 
-class ProtoolSdkTest : public AgentTest
-{
-  protected:
-    // Carries out function `id` under the tag A5 5A and returns the whole reply.
-    Bytes Reply(uint16_t id, int expectedResult)
-    {
-        Bytes request(kFunctionRequestSize);
-        request[0] = 0xA5;
-        request[1] = 0x5A;
-        request[2] = static_cast<uint8_t>(id);
-        request[3] = static_cast<uint8_t>(id >> 8);
-        Bytes reply(kFunctionReplySize);
-        int length = -1;
-        EXPECT_EQ(expectedResult, ParserProtoolData(request.data(), reply.data(), &length)) << id;
-        EXPECT_GE(length, 0);
-        EXPECT_LE(length, 8192);
-        reply.resize(static_cast<size_t>(std::clamp(length, 0, 8192)));
-        return reply;
-    }
-};
+typedef FunctionTest ProtoolSdkTest;
 
 // Whether the function list has no handler at this ID.
 static bool NoHandler(unsigned id)
@@ -38,13 +16,13 @@ static bool NoHandler(unsigned id)
     return id >= kFunctionCount || strcmp(kHandlers[id], "Unsupported") == 0;
 }
 
-TEST_F(ProtoolSdkTest, EveryIdWithoutAHandlerIsAnsweredByItsSignAlone)
+TEST_F(ProtoolSdkTest, WhetherAnUnknownIdIsAnsweredDependsOnItsSignOnly)
 {
     d_set_log_level(LOG_LEVEL_NONE);
     unsigned answered = 0;
     for (unsigned id = 0; id <= 0xFFFF; id++) {
         if (!NoHandler(id)) continue;
-        const Bytes reply = Reply(static_cast<uint16_t>(id), -1);
+        const Bytes reply = Reply(static_cast<uint16_t>(id), {}, -1);
         const Bytes unsupported = {0xA5, 0x5A, static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8), 7, 0};
         ASSERT_EQ(id >= 1 && id <= 32766 ? unsupported : Bytes(), reply) << id;
         answered += !reply.empty();
@@ -56,26 +34,26 @@ TEST_F(ProtoolSdkTest, EveryIdWithoutAHandlerIsAnsweredByItsSignAlone)
 TEST_F(ProtoolSdkTest, ReservedSlotsOfTheTableAreUnknown)
 {
     for (unsigned id : {0u, 62u, 63u, 65u, 67u, 68u}) EXPECT_TRUE(NoHandler(id)) << id;
-    EXPECT_EQ(Hex("A5 5A 3E 00 07 00"), Reply(62, -1));
-    EXPECT_EQ(Hex("A5 5A 44 00 07 00"), Reply(68, -1));
-    EXPECT_EQ(Bytes(), Reply(0, -1));
+    EXPECT_EQ(Hex("A5 5A 3E 00 07 00"), Reply(62, {}, -1));
+    EXPECT_EQ(Hex("A5 5A 44 00 07 00"), Reply(68, {}, -1));
+    EXPECT_EQ(Bytes(), Reply(0, {}, -1));
 }
 
-TEST_F(ProtoolSdkTest, TheEdgesOfTheUnknownIds)
+TEST_F(ProtoolSdkTest, TheFirstAndLastUnknownIds)
 {
-    EXPECT_EQ(Hex("A5 5A 59 00 07 00"), Reply(89, -1));
-    EXPECT_EQ(Hex("A5 5A FE 7F 07 00"), Reply(32766, -1));
-    EXPECT_EQ(Bytes(), Reply(32767, -1));
-    EXPECT_EQ(Bytes(), Reply(32768, -1));
-    EXPECT_EQ(Bytes(), Reply(65535, -1));
+    EXPECT_EQ(Hex("A5 5A 59 00 07 00"), Reply(89, {}, -1));
+    EXPECT_EQ(Hex("A5 5A FE 7F 07 00"), Reply(32766, {}, -1));
+    EXPECT_EQ(Bytes(), Reply(32767, {}, -1));
+    EXPECT_EQ(Bytes(), Reply(32768, {}, -1));
+    EXPECT_EQ(Bytes(), Reply(65535, {}, -1));
 }
 
 TEST_F(ProtoolSdkTest, LogsTheFunctionIdAtDebugLevelOnly)
 {
-    Reply(300, -1);
+    Reply(300, {}, -1);
     EXPECT_NE(std::string::npos, Log().find("ParserProtoolData funcid 300\n"));
     d_set_log_level(LOG_LEVEL_ALL & ~LOG_LEVEL_DEBUG);
-    Reply(300, -1);
+    Reply(300, {}, -1);
     EXPECT_EQ("", Log());
 }
 
@@ -84,30 +62,23 @@ TEST_F(ProtoolSdkTest, RouterVersionIsSeventyBytes)
     strcpy(gSdk.version.text, "V1.2.3");
     const int8_t date[] = {20, 23, 11, 5};
     memcpy(gSdk.version.date, date, 4);
-    const Bytes reply = Reply(1, 0);
+    const Bytes reply = Reply(1);
     ASSERT_EQ(70u, reply.size());
     EXPECT_EQ(Hex("A5 5A 01 00 00 00") + Text("V1.2.3") + Bytes(54, 0) + Hex("14 17 0B 05"), reply);
     EXPECT_EQ(std::vector<std::string>({"get_router_version"}), gSdk.calls);
 }
 
-TEST_F(ProtoolSdkTest, ARouterThatCannotTellItsVersionGivesItsResultAndZeros)
+TEST_F(ProtoolSdkTest, AVersionThatCannotBeReadIsAnsweredWithTheResultAndZeros)
 {
     strcpy(gSdk.version.text, "V1.2.3");
     gSdk.result = -2;
-    EXPECT_EQ(Hex("A5 5A 01 00 FE FF") + Bytes(64, 0), Reply(1, 0));
+    EXPECT_EQ(Hex("A5 5A 01 00 FE FF") + Bytes(64, 0), Reply(1));
 }
 
-TEST_F(ProtoolSdkTest, OfAnSdkResultTheLowSixteenBitsTravelLittleEndian)
+TEST_F(ProtoolSdkTest, TheStatusIsTheLow16BitsOfTheResultLittleEndian)
 {
     gSdk.result = 0x00051234;
-    EXPECT_EQ(Hex("A5 5A 01 00 34 12") + Bytes(64, 0), Reply(1, 0));
-}
-
-static Bytes Field(const std::string &text, size_t size)
-{
-    Bytes field = Text(text);
-    field.resize(size);
-    return field;
+    EXPECT_EQ(Hex("A5 5A 01 00 34 12") + Bytes(64, 0), Reply(1));
 }
 
 TEST_F(ProtoolSdkTest, IdentityIsThreeHundredAndOneBytes)
@@ -119,7 +90,7 @@ TEST_F(ProtoolSdkTest, IdentityIsThreeHundredAndOneBytes)
     gSdk.cpu.cores = 2;
     gSdk.memory.kilobytes = 131072;
     strcpy(gSdk.memory.type, "DDR3");
-    const Bytes reply = Reply(2, 0);
+    const Bytes reply = Reply(2);
     ASSERT_EQ(301u, reply.size());
     const Bytes expected = Hex("A5 5A 02 00 00 00") + mac                 // 0-11
                            + Field("SN-0001", 64)                         // 12
@@ -138,7 +109,7 @@ TEST_F(ProtoolSdkTest, IdentityCarriesTheResultOfGetNameAlone)
 {
     gSdk.result = -1;
     gSdk.results["get_name"] = 0;
-    const Bytes reply = Reply(2, 0);
+    const Bytes reply = Reply(2);
     ASSERT_EQ(301u, reply.size());
     EXPECT_EQ(Hex("00 00"), Bytes(reply.begin() + 4, reply.begin() + 6));
     EXPECT_EQ(Bytes(267 - 12, 0), Bytes(reply.begin() + 12, reply.begin() + 267)); // what failed is zero
@@ -149,7 +120,7 @@ TEST_F(ProtoolSdkTest, IdentityWithAFailedNameIsCompleteButForTheName)
 {
     gSdk.results["get_name"] = -3;
     gSdk.numbers.clear(); // neither flag is set
-    const Bytes reply = Reply(2, 0);
+    const Bytes reply = Reply(2);
     ASSERT_EQ(301u, reply.size());
     EXPECT_EQ(Hex("FD FF"), Bytes(reply.begin() + 4, reply.begin() + 6));
     EXPECT_EQ(Field("SN-0001", 64), Bytes(reply.begin() + 12, reply.begin() + 76));
@@ -162,7 +133,7 @@ TEST_F(ProtoolSdkTest, TextsThatFillTheirFieldsNeedNoTerminator)
     gSdk.texts["get_router_vender"] = std::string(64, 'V');
     gSdk.texts["get_router_model"] = std::string(64, 'M');
     gSdk.texts["get_name"] = std::string(40, 'N');
-    const Bytes reply = Reply(2, 0);
+    const Bytes reply = Reply(2);
     ASSERT_EQ(301u, reply.size());
     EXPECT_EQ(Bytes(64, 'S') + Bytes(64, 'V') + Bytes(64, 'M'), Bytes(reply.begin() + 12, reply.begin() + 204));
     EXPECT_EQ(Bytes(32, 'N'), Bytes(reply.begin() + 268, reply.begin() + 300));
