@@ -12,7 +12,7 @@ class BadItem : public LinkTest
 
 } // namespace
 
-TEST_F(BadItem, IsLookedAtAgainAfterASecond)
+TEST_F(BadItem, IsReadAgainAfterASecond)
 {
     Connect();
     bool stays = false;
@@ -38,12 +38,12 @@ TEST_F(BadItem, IsLeftAsSoonAsTheSessionEnds)
     FakeClockAdvanceMs(1000); // the deleter's own pause
 }
 
-TEST_F(BadItem, IsLeftAtOnceWhenThereIsNoSession)
+TEST_F(BadItem, IsLeftAtOnceWithoutASession)
 {
     EXPECT_FALSE(StayOnBadItem());
 }
 
-TEST_F(BadItem, LetsNothingThatThePlatformSendsCount)
+TEST_F(BadItem, NothingThatThePlatformSendsCountsAsASignOfLife)
 {
     SetResponseState(RESPONSE_OCCUPIED);
     NoteBytes();

@@ -73,8 +73,8 @@ class Bandwidth : public LinkTest
         Log();
     }
 
-    // A command with this item between a good one before and a good one behind it: how often it is looked at in three
-    // seconds, that it costs the first one nothing, and that the end of the session takes the command off it.
+    // Carries out a command with this item between two good ones. Checks that the item is read again every second,
+    // that the first good one is applied, and that the end of the session ends the loop.
     void ExpectStay(const Item &bad, const std::string &text)
     {
         RecordingSdkReset();
@@ -107,7 +107,7 @@ TEST_F(Bandwidth, FlagOneSetsUpThenDown)
     EXPECT_EQ(SetBoth(kMac, "2048", "4096"), gSdk.calls);
 }
 
-TEST_F(Bandwidth, ANegativeLimitIsHandedOnUnchanged)
+TEST_F(Bandwidth, ANegativeLimitIsPassedOnUnchanged)
 {
     EXPECT_EQ(0, Parse({Limits("2048", "-1")}));
     EXPECT_EQ(SetBoth(kMac, "2048", "-1"), gSdk.calls);
@@ -119,7 +119,7 @@ TEST_F(Bandwidth, ALimitThatIsNoNumberIsZero)
     EXPECT_EQ(SetBoth(kMac, "0", "0"), gSdk.calls);
 }
 
-TEST_F(Bandwidth, ALimitIsReadUpToWhatIsNoDigit)
+TEST_F(Bandwidth, ALimitIsReadUpToTheFirstCharacterThatIsNoDigit)
 {
     EXPECT_EQ(0, Parse({Limits(" 12kB", "+7.9")}));
     EXPECT_EQ(SetBoth(kMac, "12", "7"), gSdk.calls);
@@ -134,7 +134,7 @@ TEST_F(Bandwidth, ALimitBeyond32BitsIsTheNearestThatFits)
     EXPECT_EQ(most + most + most, gSdk.calls);
 }
 
-TEST_F(Bandwidth, FlagZeroClearsBothWhateverTheLimitsSay)
+TEST_F(Bandwidth, FlagZeroClearsBothWhateverTheLimitsAre)
 {
     EXPECT_EQ(0, Parse({Limits("2048", "4096", "02:11:22:aa:BB:cc", "0")}));
     EXPECT_EQ(SetBoth(kMac, "0", "0"), gSdk.calls);
@@ -152,7 +152,7 @@ TEST_F(Bandwidth, ACommandOf128Items)
     EXPECT_EQ(256u, gSdk.calls.size());
 }
 
-TEST_F(Bandwidth, WhatAMalformedMacDoesNotSayIsZero)
+TEST_F(Bandwidth, BytesThatCannotBeReadFromAMacAreZero)
 {
     const std::map<std::string, std::string> macs = {{"02:11:22", "02:11:22:00:00:00"},
                                                      {"02", "02:00:00:00:00:00"},
@@ -169,7 +169,7 @@ TEST_F(Bandwidth, WhatAMalformedMacDoesNotSayIsZero)
     }
 }
 
-TEST_F(Bandwidth, HostileTextsInPlaceOfLimitsAreNumbersOrNone)
+TEST_F(Bandwidth, HostileTextsInPlaceOfLimitsAreReadAsNumbersOrZero)
 {
     for (const HostileText &hostile : HostileTexts()) {
         EXPECT_EQ(0, Parse({Limits(hostile.text, hostile.text)})) << hostile.text;
@@ -181,13 +181,13 @@ TEST_F(Bandwidth, HostileTextsInPlaceOfLimitsAreNumbersOrNone)
 
 // ---- Results ----
 
-TEST_F(Bandwidth, WithoutATextItIsOne)
+TEST_F(Bandwidth, AMissingTextReturns1)
 {
     EXPECT_EQ(1, ParseTcParam(nullptr));
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(Bandwidth, WhatIsNoJsonIsTwoAndLogged)
+TEST_F(Bandwidth, InvalidJsonReturns2AndIsLogged)
 {
     const std::string whole = Text({Limits()});
     for (size_t length = 0; length < whole.size(); length++)
@@ -200,7 +200,7 @@ TEST_F(Bandwidth, WhatIsNoJsonIsTwoAndLogged)
     EXPECT_TRUE(log.find("]-> Parse json failed.\n\n") != std::string::npos) << log;
 }
 
-TEST_F(Bandwidth, WithoutAListOrWithAnEmptyOneThereIsNothingToDo)
+TEST_F(Bandwidth, AMissingOrEmptyListIsDone)
 {
     for (const char *text : {"{}", "{\"LIST\":[]}", "{\"LIST\":null}", "{\"LIST\":{}}", "{\"LIST\":\"1\"}",
                              "{\"LIST\":1}", "[]", "\"LIST\"", "1", "null", "[{\"LIST\":[]}]"})
@@ -212,7 +212,7 @@ TEST_F(Bandwidth, WithoutAListOrWithAnEmptyOneThereIsNothingToDo)
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(Bandwidth, EachMissingTextHasItsResult)
+TEST_F(Bandwidth, EachMissingMemberHasItsResult)
 {
     EXPECT_EQ(3, Parse({Without(Limits(), "FLAG")}));
     EXPECT_EQ(4, Parse({Without(Limits(), "MAC")}));
@@ -221,7 +221,7 @@ TEST_F(Bandwidth, EachMissingTextHasItsResult)
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(Bandwidth, OfSeveralMissingTextsTheFirstCountsAndComesBeforeAWrongOne)
+TEST_F(Bandwidth, TheFirstMissingMemberDecidesEvenBeforeAWrongOne)
 {
     EXPECT_EQ(3, Parse({Item()}));
     EXPECT_EQ(4, Parse({Without(Without(Limits(), "MAC"), "DOWN")}));
@@ -234,7 +234,7 @@ TEST_F(Bandwidth, AnItemThatIsNoObjectLacksTheFlag)
         EXPECT_EQ(3, ParseTcParam(("{\"LIST\":[" + std::string(item) + "]}").c_str())) << item;
 }
 
-TEST_F(Bandwidth, AnItemThatLacksSomethingEndsTheCommandAndThoseBeforeItStayApplied)
+TEST_F(Bandwidth, AnIncompleteItemEndsTheCommandAndTheItemsBeforeItStayApplied)
 {
     EXPECT_EQ(6, Parse({Limits("1", "2"), Without(Limits(), "DOWN"), Limits("3", "4", kOtherMac)}));
     EXPECT_EQ(SetBoth(kMac, "1", "2"), gSdk.calls);
@@ -253,7 +253,7 @@ TEST_F(Bandwidth, AFailureOfTheRouterIsOnlyLogged)
     EXPECT_EQ(2u, CountOf(log, "]-> set_dev_ds_max_bw result: 9\n\n"));
 }
 
-TEST_F(Bandwidth, EveryCallHoldsTheLockOfTheDeviceTableAndTheEndDoesNot)
+TEST_F(Bandwidth, EveryCallHoldsTheLockOfTheDeviceTableAndItIsFreeAfterwards)
 {
     size_t locked = 0;
     gSdk.onCall = [&](const std::string &) { locked += pthread_mutex_trylock(&SubdevMutex) == EBUSY; };
@@ -263,7 +263,7 @@ TEST_F(Bandwidth, EveryCallHoldsTheLockOfTheDeviceTableAndTheEndDoesNot)
     pthread_mutex_unlock(&SubdevMutex);
 }
 
-TEST_F(Bandwidth, WithoutTheLockNoCallIsMadeAndTheErrorLogged)
+TEST_F(Bandwidth, WithoutTheLockNoCallIsMadeAndTheErrorIsLogged)
 {
     ASSERT_EQ(0, pthread_mutex_lock(&SubdevMutex));
     EXPECT_EQ(0, Parse({Limits()}));
@@ -276,7 +276,7 @@ TEST_F(Bandwidth, WithoutTheLockNoCallIsMadeAndTheErrorLogged)
 
 // ---- Items that are stayed on ----
 
-TEST_F(Bandwidth, AnotherFlagIsStayedOn)
+TEST_F(Bandwidth, TheThreadStaysOnAnotherFlag)
 {
     ExpectStay(Limits("5", "6", kMac, "2"), "Wrong tc rule param flag");
 }
@@ -286,22 +286,22 @@ TEST_F(Bandwidth, TheWholeFlagCounts)
     ExpectStay(Limits("5", "6", kMac, "10"), "Wrong tc rule param flag");
 }
 
-TEST_F(Bandwidth, AnEmptyFlagIsStayedOn)
+TEST_F(Bandwidth, TheThreadStaysOnAnEmptyFlag)
 {
     ExpectStay(Limits("5", "6", kMac, ""), "Wrong tc rule param flag");
 }
 
-TEST_F(Bandwidth, AnEmptyMacIsStayedOn)
+TEST_F(Bandwidth, TheThreadStaysOnAnEmptyMac)
 {
     ExpectStay(Limits("5", "6", ""), "Wrong tc rule param dev_mac");
 }
 
-TEST_F(Bandwidth, AMacOfBlanksIsStayedOn)
+TEST_F(Bandwidth, TheThreadStaysOnAMacOfBlanks)
 {
     ExpectStay(Limits("5", "6", "  "), "Wrong tc rule param dev_mac");
 }
 
-TEST_F(Bandwidth, AnEmptyMacCountsBeforeTheFlag)
+TEST_F(Bandwidth, AnEmptyMacIsFoundBeforeAWrongFlag)
 {
     ExpectStay(Limits("5", "6", "", "2"), "Wrong tc rule param dev_mac");
 }
@@ -318,7 +318,7 @@ TEST_P(BandwidthNoText, IsStayedOn)
 INSTANTIATE_TEST_SUITE_P(, BandwidthNoText, testing::Values("FLAG", "MAC", "UP", "DOWN"),
                          [](const auto &tested) { return std::string(tested.param); });
 
-TEST_F(Bandwidth, AnyValueThatIsNoTextIsOneToStayOn)
+TEST_F(Bandwidth, TheThreadStaysOnAnyValueThatIsNoText)
 {
     // Without a session the command is let go after the first look.
     for (const std::string &value : HostileValues())
@@ -329,7 +329,7 @@ TEST_F(Bandwidth, AnyValueThatIsNoTextIsOneToStayOn)
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(Bandwidth, TheLockOfTheDeviceTableIsFreeWhileAnItemIsStayedOn)
+TEST_F(Bandwidth, TheLockOfTheDeviceTableIsFreeWhileTheThreadStays)
 {
     Connect();
     Running command([&] { Parse({Limits(), Limits("5", "6", kMac, "2")}); });
@@ -341,7 +341,7 @@ TEST_F(Bandwidth, TheLockOfTheDeviceTableIsFreeWhileAnItemIsStayedOn)
 
 // ---- Log ----
 
-TEST_F(Bandwidth, AnItemIsLoggedAsItCame)
+TEST_F(Bandwidth, AnItemIsLoggedUnchanged)
 {
     Parse({Limits("2048", "-1")});
     EXPECT_NE(std::string::npos,
@@ -358,7 +358,7 @@ TEST_F(Bandwidth, ClearingIsLoggedBeforeTheCalls)
     EXPECT_LT(log.find("set_dev_us_max_bw result: 0\n"), log.find("set_dev_ds_max_bw result: 0\n"));
 }
 
-TEST_F(Bandwidth, TheCallsAreMadeThoughTheirResultsAreNotLogged)
+TEST_F(Bandwidth, TheCallsAreMadeEvenIfTheirResultsAreNotLogged)
 {
     d_set_log_level(LOG_LEVEL_NONE);
     EXPECT_EQ(0, Parse({Limits("1", "2")}));

@@ -50,7 +50,7 @@ TEST_F(BuildJsonTest, ADeviceThatIsOfflineHasNoName)
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(BuildJsonTest, AnUpdateIsReportedWithWhatWasAnnounced)
+TEST_F(BuildJsonTest, AnUpdateIsReportedWithTheAnnouncedTexts)
 {
     EXPECT_EQ("0 {\"pluginID\":\"p1\",\"fromVersion\":\"1.0\",\"toVersion\":\"2.0\",\"process\":1,\"result\":0,"
               "\"resultDesc\":\"\"}",
@@ -61,12 +61,12 @@ TEST_F(BuildJsonTest, AnUpdateIsReportedWithWhatWasAnnounced)
               Build(4, -1, "no"));
 }
 
-TEST_F(BuildJsonTest, ADevicesDataStandsBehindItsName)
+TEST_F(BuildJsonTest, ADevicesDataFollowsItsName)
 {
     EXPECT_EQ("0 {\"mac\":\"02AABBCCDDEE\",\"dev_name\":\"laptop\",\"data\":\"d\"}", Build(5, 0, "02AABBCCDDEE", "d"));
 }
 
-TEST_F(BuildJsonTest, TheRateIsTheLastOneMeasured)
+TEST_F(BuildJsonTest, TheRateIsTheLastMeasuredOne)
 {
     strcpy(g_pin_code, "1234");
     gDownRate = 123456;
@@ -80,7 +80,7 @@ TEST_F(BuildJsonTest, EveryOtherKindWritesNothing)
     for (const int kind : {-1, 0, 3, 7, 8, 255, 65536, -2147483647}) EXPECT_EQ("0 untouched", Build(kind, 0, ""));
 }
 
-TEST_F(BuildJsonTest, AMacThatIsNoneIsNotAskedFor)
+TEST_F(BuildJsonTest, AWrongMacMakesNoRouterCall)
 {
     for (const int kind : {1, 5})
         for (const char *mac : {"", "02AABBCCDDE", "02AABBCCDDEG", "02:AA:BB:CC:DD:EE"})
@@ -95,7 +95,7 @@ TEST_F(BuildJsonTest, TheRoutersErrorIsReturned)
     EXPECT_EQ("-7 ", Build(5, 0, "02AABBCCDDEE"));
 }
 
-TEST_F(BuildJsonTest, TheDeviceTablesLockIsHeldForTheNameAlone)
+TEST_F(BuildJsonTest, TheDeviceTablesLockIsHeldForTheNameOnly)
 {
     int inside = -1;
     gSdk.onCall = [&](const std::string &) { inside = pthread_mutex_trylock(&SubdevMutex); };
@@ -109,7 +109,7 @@ TEST_F(BuildJsonTest, TheDeviceTablesLockIsHeldForTheNameAlone)
     EXPECT_NE(std::string::npos, Log().find("]-> Get SubdevMutex failed\n"));
 }
 
-TEST_F(BuildJsonTest, WhateverATextHoldsTheReportIsOneObjectThatSaysIt)
+TEST_F(BuildJsonTest, AnyTextIsEscapedSoThatTheReportStaysOneObject)
 {
     for (const HostileText &hostile : HostileTexts()) {
         if (hostile.text.size() > 2000 || hostile.text.size() < 12) continue;
@@ -134,12 +134,12 @@ TEST_F(BuildJsonTest, ANameThatFillsItsFieldEndsThere)
               Build(1, 0, "02AABBCCDDEE"));
 }
 
-TEST_F(BuildJsonTest, WhatDoesNotFitIsNotCut)
+TEST_F(BuildJsonTest, AReportThatDoesNotFitIsNotCut)
 {
     const std::string whole = "{\"mac\":\"02AABBCCDDEE\",\"status\":\"offline\"}"; // 41 characters
     ASSERT_EQ(41u, whole.size());
     for (size_t size = 1; size < 60; size++) {
-        std::vector<char> out(size, 'x'); // a sanitizer sees the first byte behind it
+        std::vector<char> out(size, 'x'); // exactly `size` bytes, so that a sanitizer sees a write after them
         const int code = BuildJson(2, 0, "02AABBCCDDEE", "", out.data(), size);
         EXPECT_EQ(size > 41 ? 0 : -1, code) << size;
         EXPECT_EQ(size > 41 ? whole : "", std::string(out.data()));

@@ -37,13 +37,13 @@ inline Answer Call(int (*handler)(WireReader *, WireWriter *), const Bytes &para
     return {status, Bytes(room, room + out.used)};
 }
 
-// Megabytes of address space, of which every thread that nobody joins keeps eight for its stack.
+// Megabytes of address space; every thread that is not joined keeps eight of them for its stack.
 inline long AddressSpace()
 {
     return std::stol(ReadFile("/proc/self/statm")) / 256;
 }
 
-// What a process has, taken before something that is to leave nothing behind.
+// What the process has (threads, descriptors, memory), read before an action that must leave nothing behind.
 struct Belongings {
     size_t threads = ThreadsOf();
     size_t descriptors = DescriptorsOf();

@@ -72,7 +72,7 @@ TEST_F(FunctionDevicesTest, AccessHandsTheRecordOnInTheRoutersOrderWithTheRunMod
     }
 }
 
-TEST_F(FunctionDevicesTest, OfAnAccessRecordCutShortTheRestIsZero)
+TEST_F(FunctionDevicesTest, MissingBytesOfAnAccessRecordAreZero)
 {
     runMode = 1;
     DevCfg expected = {};
@@ -85,7 +85,7 @@ TEST_F(FunctionDevicesTest, OfAnAccessRecordCutShortTheRestIsZero)
     EXPECT_EQ(Calls({Noted(nothing), Noted(expected)}), gSdk.calls);
 }
 
-TEST_F(FunctionDevicesTest, WhatTheRouterSaysToAnAccessIsTheStatus)
+TEST_F(FunctionDevicesTest, TheRoutersResultForAnAccessIsTheStatus)
 {
     gSdk.result = -4;
     EXPECT_EQ(Head(32, "FC FF"), Reply(32, SampleDeviceOnTheWire()));
@@ -96,7 +96,7 @@ TEST_F(FunctionDevicesTest, WhatTheRouterSaysToAnAccessIsTheStatus)
 TEST_F(FunctionDevicesTest, BandwidthIsUpThenDownWithStatusZero)
 {
     gSdk.numbers = {{"get_dev_us_bw", 0x0102030405060708}, {"get_dev_ds_bw", 9}};
-    gSdk.result = -1; // of no concern: the figures are return values
+    gSdk.result = -1; // ignored: the bandwidths are return values
     EXPECT_EQ(Head(33) + Hex("08 07 06 05 04 03 02 01  09 00 00 00 00 00 00 00"), Reply(33, Hex(kMac)));
     EXPECT_EQ(Calls({"get_dev_us_bw(" + kMacText + ")", "get_dev_ds_bw(" + kMacText + ")"}), gSdk.calls);
 }
@@ -110,7 +110,7 @@ TEST_F(FunctionDevicesTest, LimitsAreUpThenDown)
     EXPECT_EQ(Calls({"get_dev_us_max_bw(" + kMacText + ")", "get_dev_ds_max_bw(" + kMacText + ")"}), gSdk.calls);
 }
 
-TEST_F(FunctionDevicesTest, ALimitThatIsNotToldIsZeroAndTheFirstFailureIsTheStatus)
+TEST_F(FunctionDevicesTest, ALimitThatCannotBeReadIsZeroAndTheFirstFailureIsTheStatus)
 {
     gSdk.numbers = {{"get_dev_us_max_bw", 1}, {"get_dev_ds_max_bw", 2}};
     const Bytes one = Hex("01 00 00 00 00 00 00 00"), two = Hex("02 00 00 00 00 00 00 00"), zero = Bytes(8, 0);
@@ -126,7 +126,7 @@ TEST_F(FunctionDevicesTest, ALimitThatIsNotToldIsZeroAndTheFirstFailureIsTheStat
     EXPECT_EQ(12u, gSdk.calls.size());
 }
 
-TEST_F(FunctionDevicesTest, SettingLimitsTakesUpThenDownBehindTheMac)
+TEST_F(FunctionDevicesTest, SettingLimitsTakesUpThenDownAfterTheMac)
 {
     EXPECT_EQ(Head(35), Reply(35, Hex(kMac) + Hex("40 42 0F 00 00 00 00 00  08 07 06 05 04 03 02 01")));
     EXPECT_EQ(Calls({"set_dev_us_max_bw(" + kMacText + ", 1000000)",
@@ -144,7 +144,7 @@ TEST_F(FunctionDevicesTest, BothLimitsAreSetAndTheFirstFailureIsTheStatus)
     EXPECT_EQ(Head(35, "FE FF"), Reply(35));
 }
 
-TEST_F(FunctionDevicesTest, LimitsThatWereNotSentAreNone)
+TEST_F(FunctionDevicesTest, LimitsThatWereNotSentAreZero)
 {
     Reply(35, Hex(kMac) + Hex("05"));
     EXPECT_EQ(Calls({"set_dev_us_max_bw(" + kMacText + ", 5)", "set_dev_ds_max_bw(" + kMacText + ", 0)"}), gSdk.calls);
@@ -170,7 +170,7 @@ TEST_F(FunctionDevicesTest, AnUnknownDeviceHasAnEmptyNameAndStatusZero)
     }
 }
 
-TEST_F(FunctionDevicesTest, SettingANameTakesTheTextBehindTheMac)
+TEST_F(FunctionDevicesTest, SettingANameTakesTheTextAfterTheMac)
 {
     const std::string longest(1500, 'n');
     EXPECT_EQ(Head(37), Reply(37, Hex(kMac) + Text("Some name")));
@@ -185,7 +185,7 @@ TEST_F(FunctionDevicesTest, SettingANameTakesTheTextBehindTheMac)
 
 TEST_F(FunctionDevicesTest, ATextThatFillsTheRequestEndsAtItsLastByte)
 {
-    const std::string longest(kFunctionRequestSize - kFunctionRequestMin - 6 - 1, 'n'); // behind the MAC
+    const std::string longest(kFunctionRequestSize - kFunctionRequestMin - 6 - 1, 'n'); // after the MAC
     EXPECT_EQ(Head(37), Reply(37, Hex(kMac) + Text(longest)));
     EXPECT_EQ(Calls({"set_dev_name(" + kMacText + ", \"" + longest + "\")"}), gSdk.calls);
 }
@@ -201,7 +201,7 @@ TEST_F(FunctionDevicesTest, ADeviceIsItsRecord)
     EXPECT_EQ(Calls({"get_dev_cfg(" + kMacText + ")"}), gSdk.calls);
 }
 
-TEST_F(FunctionDevicesTest, ADeviceThatIsNotThereIsZeros)
+TEST_F(FunctionDevicesTest, ADeviceThatDoesNotExistIsZeros)
 {
     gSdk.device = SampleDevice();
     for (bool careless : {false, true}) {
@@ -227,7 +227,7 @@ TEST_F(FunctionDevicesTest, WithoutDevicesThereIsACountOfZero)
     EXPECT_EQ(Head(39) + Hex("00 00"), Reply(39));
 }
 
-TEST_F(FunctionDevicesTest, AHundredAndTwentyEightDevicesAreTheMost)
+TEST_F(FunctionDevicesTest, AReplyHasAtMost128Devices)
 {
     for (size_t there : {127, 128, 129, 200, 65535}) {
         gSdk.devices.assign(there, SampleDevice());
@@ -260,7 +260,7 @@ TEST_F(FunctionDevicesTest, SpeedsAreNegotiatedReceiveTransmitAndTheFirstIsLogge
     EXPECT_NE(std::string::npos, Log().find("speed1=1000 Mbps\n"));
 }
 
-TEST_F(FunctionDevicesTest, ASpeedThatIsNotToldIsZeroAndTheFirstFailureIsTheStatus)
+TEST_F(FunctionDevicesTest, ASpeedThatCannotBeReadIsZeroAndTheFirstFailureIsTheStatus)
 {
     const std::string call = "get_dev_speed(" + kMacText + ", ";
     gSdk.numbers["get_dev_speed"] = 7;
@@ -288,7 +288,7 @@ TEST_F(FunctionDevicesTest, AnEmptyBlackListIsTheStatusAlone)
     EXPECT_EQ(Head(43), Reply(43));
 }
 
-TEST_F(FunctionDevicesTest, AHundredMacsAreTheMost)
+TEST_F(FunctionDevicesTest, AReplyHasAtMost100Macs)
 {
     for (size_t there : {100, 101, 65535}) {
         gSdk.blackList.assign(there, {1, 2, 3, 4, 5, 6});
@@ -318,7 +318,7 @@ TEST_F(FunctionDevicesTest, AMacThatWasNotSentIsZeros)
         gSdk.calls);
 }
 
-TEST_F(FunctionDevicesTest, AReportRequestSetsItsFlagAndAsksTheRouterNothing)
+TEST_F(FunctionDevicesTest, AReportRequestSetsItsFlagAndMakesNoRouterCall)
 {
     nQuerySubdev = 0;
     gSdk.result = -1;

@@ -1,4 +1,4 @@
-// Functions 10, 11, 12 and 49: the router's own network and what is plugged in.
+// Functions 10, 11, 12 and 49: the router's own network, its ports and links.
 #include <cstring>
 
 #include "tests/unit/agent/FunctionTest.h"
@@ -18,7 +18,7 @@ TEST_F(FunctionLanTest, TheLanIsItsMacAndTwoReversedAddresses)
     EXPECT_EQ(Calls({"get_lan_cfg"}), gSdk.calls);
 }
 
-TEST_F(FunctionLanTest, ALanThatIsNotToldIsZeros)
+TEST_F(FunctionLanTest, ALanThatCannotBeReadIsZeros)
 {
     memset(&gSdk.lan, 0x77, sizeof gSdk.lan);
     for (bool careless : {false, true}) {
@@ -29,7 +29,7 @@ TEST_F(FunctionLanTest, ALanThatIsNotToldIsZeros)
 
 // ---- 11: number of ports ----
 
-TEST_F(FunctionLanTest, TheNumberOfPortsHasStatusZeroWhateverTheRouterSays)
+TEST_F(FunctionLanTest, TheNumberOfPortsHasStatusZeroWhateverTheRouterAnswers)
 {
     gSdk.numbers["get_lan_num"] = 0x0104;
     EXPECT_EQ(Head(11) + Hex("04 01"), Reply(11));
@@ -57,13 +57,13 @@ TEST_F(FunctionLanTest, TrafficIsTheNumberOfPortsThenUpAndDownOfEach)
               gSdk.calls);
 }
 
-TEST_F(FunctionLanTest, WithoutPortsTrafficIsTheirNumber)
+TEST_F(FunctionLanTest, WithoutPortsTrafficIsOnlyTheCountOfZero)
 {
     EXPECT_EQ(Head(12) + Hex("00 00"), Reply(12));
     EXPECT_EQ(Calls({"get_lan_num"}), gSdk.calls);
 }
 
-TEST_F(FunctionLanTest, SixteenPortsAreTheMost)
+TEST_F(FunctionLanTest, AReplyHasAtMost16Ports)
 {
     gSdk.numbers = {{"get_lan_port_up_flow", 5}, {"get_lan_port_down_flow", 6}};
     const Bytes port = Hex("05 00 00 00 00 00 00 00  06 00 00 00 00 00 00 00");
@@ -75,7 +75,7 @@ TEST_F(FunctionLanTest, SixteenPortsAreTheMost)
     }
 }
 
-TEST_F(FunctionLanTest, APortWhoseCallFailedHasZerosAndTheOthersTheirFigures)
+TEST_F(FunctionLanTest, APortWhoseCallFailsHasZerosAndTheOthersTheirCounters)
 {
     gSdk.numbers = {{"get_lan_num", 3}, {"get_lan_port_up_flow", 5}, {"get_lan_port_down_flow", 6}};
     gSdk.results = {{"get_lan_port_down_flow(1)", -5}, {"get_lan_port_up_flow(2)", -6}};
@@ -124,7 +124,7 @@ TEST_F(FunctionLanTest, ARouterWithoutPortsHasTwoEmptyListsAndFourModules)
     EXPECT_EQ(Head(49) + Hex("00 00  00 00  00 00 00 00"), Reply(49));
 }
 
-TEST_F(FunctionLanTest, SixteenLinksOfAKindAreTheMost)
+TEST_F(FunctionLanTest, AReplyHasAtMost16LinksOfAKind)
 {
     gSdk.lanStatus = Bytes(16, 1);
     gSdk.wanStatus = Bytes(16, 2);
@@ -136,7 +136,7 @@ TEST_F(FunctionLanTest, SixteenLinksOfAKindAreTheMost)
     }
 }
 
-TEST_F(FunctionLanTest, OfSeveralFailedLinkCallsTheFirstIsTheStatusAndAllAreMade)
+TEST_F(FunctionLanTest, AllLinkCallsAreMadeAndTheFirstFailureIsTheStatus)
 {
     gSdk.numbers = {{"get_lan_num", 2}, {"get_wan_num", 1}, {"get_wifi_module_status", 1}};
     gSdk.lanStatus = Hex("01 01");

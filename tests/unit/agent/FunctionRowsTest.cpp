@@ -1,4 +1,4 @@
-// The table as a whole: every one of the 65,536 IDs is answered as its row says.
+// The whole table: every one of the 65,536 IDs is answered as its row says.
 #include <cstring>
 #include <map>
 #include <set>
@@ -26,14 +26,14 @@ struct Row {
 const Row kRows[] = {FUNCTION_LIST(ROW)};
 #undef ROW
 
-// Lengths of the rows that vary, with the lists below. By hand, as is all of what follows.
+// Reply lengths of the rows that vary, with the lists in SetUp(). Written by hand, like all expected values here.
 const std::map<int, size_t> kVarying = {
     {4, 6 + 2 * 228}, {9, 6 + 5},       {12, 8 + 3 * 16}, {13, 6 + 4 * 120},
     {39, 8 + 5 * 34}, {42, 6 + 6 * 74}, {43, 6 + 7 * 6},  {49, 8 + 3 + 2 + 1 + 4},
     {52, 6 + 9},      {78, 6 + 11},     {79, 6 + 154},    {80, 6 + 13},
 };
 
-// These answer what their handler says; everything else that is not zero comes from the router or the local peer.
+// These return a fixed result; any other result comes from the router or the local peer.
 const std::set<int> kNeverFailing = {20, 24, 33, 36, 39};
 
 } // namespace
@@ -67,7 +67,7 @@ class FunctionRowsTest : public FunctionTest
         FunctionTest::TearDown();
     }
 
-    // All calls behind the rows give this result.
+    // All calls of the rows return this result.
     void Result(int result)
     {
         gSdk.result = result;
@@ -100,7 +100,7 @@ class FunctionRowsTest : public FunctionTest
     FeatureSpy spy;
 };
 
-TEST_F(FunctionRowsTest, EveryIdIsDispatchedAndAnsweredInTheLengthOfItsRowWithItsTagAndId)
+TEST_F(FunctionRowsTest, EveryIdIsAnsweredWithItsTagAndIdInTheLengthOfItsRow)
 {
     Bytes request(kFunctionRequestSize);
     Bytes reply(kFunctionReplySize);
@@ -122,12 +122,12 @@ TEST_F(FunctionRowsTest, EveryIdIsDispatchedAndAnsweredInTheLengthOfItsRowWithIt
         if (length == 0) continue;
         ASSERT_TRUE(std::equal(head, head + 4, reply.begin())) << id;
         ASSERT_EQ(known ? 0 : 7, reply[4] + 256 * reply[5]) << id;
-        // Nothing stands behind the reply.
+        // Nothing follows the reply.
         ASSERT_EQ(Bytes(reply.size() - expected, 0), Bytes(reply.begin() + length, reply.end())) << id;
     }
 }
 
-TEST_F(FunctionRowsTest, StatusColumnsMeanWhatTheySay)
+TEST_F(FunctionRowsTest, EveryStatusIsEncodedAsItsRowSays)
 {
     Result(0x7A051234);
     size_t host = 0, protocol = 0;
@@ -148,7 +148,7 @@ TEST_F(FunctionRowsTest, StatusColumnsMeanWhatTheySay)
     EXPECT_EQ(18u, protocol);
 }
 
-TEST_F(FunctionRowsTest, TheEncodingsAreUnevenAsDocumented)
+TEST_F(FunctionRowsTest, EveryIdHasItsFixedStatusEncoding)
 {
     std::map<FunctionStatus, std::set<int>> ids;
     for (const Row &row : kRows) ids[row.status].insert(row.id);
@@ -161,7 +161,7 @@ TEST_F(FunctionRowsTest, TheEncodingsAreUnevenAsDocumented)
                        ids[STATUS_PROTOCOL].size() + ids[STATUS_HOST].size());
 }
 
-TEST_F(FunctionRowsTest, LengthsAreTheDocumentedOnes)
+TEST_F(FunctionRowsTest, EveryIdHasItsFixedReplyLength)
 {
     const std::map<int, int> longer = {{1, 70},  {2, 301},  {3, 234},  {5, 10},  {6, 10},  {7, 14},  {10, 20},
                                        {11, 8},  {14, 7},   {16, 126}, {18, 7},  {20, 27}, {22, 7},  {24, 27},
@@ -188,7 +188,7 @@ TEST_F(FunctionRowsTest, NamesAreUniqueAndOnlyUnknownSlotsHaveNone)
     }
 }
 
-TEST_F(FunctionRowsTest, FunctionsThatDoNothingAskNobodyAndHaveNoReply)
+TEST_F(FunctionRowsTest, FunctionsThatDoNothingMakeNoCallAndHaveNoReply)
 {
     Result(-1);
     for (uint16_t id : {40, 81, 84, 86}) EXPECT_EQ(Bytes(), Reply(id, Bytes(200, 0xFF), 0)) << id;
@@ -196,7 +196,7 @@ TEST_F(FunctionRowsTest, FunctionsThatDoNothingAskNobodyAndHaveNoReply)
     EXPECT_EQ(Calls(), spy.Names());
 }
 
-TEST_F(FunctionRowsTest, CallsOfTheDeviceTableAndNoOthersAreMadeUnderItsLock)
+TEST_F(FunctionRowsTest, OnlyCallsOfTheDeviceTableAreMadeUnderItsLock)
 {
     size_t ofTable = 0;
     gSdk.onCall = [&](const std::string &name) {
@@ -211,7 +211,7 @@ TEST_F(FunctionRowsTest, CallsOfTheDeviceTableAndNoOthersAreMadeUnderItsLock)
     EXPECT_EQ(16u, ofTable); // 41 makes three, 33 to 35 two each, seven others one
 }
 
-TEST_F(FunctionRowsTest, AFailedCallLeavesNoDataInAnyReplyHoweverCarelessTheRouter)
+TEST_F(FunctionRowsTest, AFailedCallLeavesNoDataInAnyReplyEvenIfTheRouterWroteSome)
 {
     Result(-3);
     gSdk.careless = true;
@@ -258,7 +258,7 @@ TEST_F(FunctionRowsTest, AFailedCallLeavesNoDataInAnyReplyHoweverCarelessTheRout
     }
 }
 
-TEST_F(FunctionRowsTest, ParametersOfAnyKindLeaveTheLengthAsItIs)
+TEST_F(FunctionRowsTest, ParametersDoNotChangeTheLengthOfAReply)
 {
     for (const Bytes &parameters : {Bytes(1500, 0xFF), Bytes(1500, 'x'), Bytes(1, 0x80)}) {
         for (const Row &row : kRows) {
@@ -276,7 +276,7 @@ class FunctionFramesTest : public LinkedTest
     void BeforeLink() override { gSdk.numbers = {{"get_cpu_use", 12}, {"get_mem_use", 34}}; }
 };
 
-TEST_F(FunctionFramesTest, OfAShorterRequestNothingIsLeftOfTheOneBefore)
+TEST_F(FunctionFramesTest, AShorterRequestHasNoBytesOfTheOneBefore)
 {
     CBHandle(ReceivedRecord(20, {}, Record(40, mac, FunctionRequest(45, Bytes(800, 0xFF)))));
     ExpectAck(26, 0, 40, Head(45));
@@ -294,7 +294,7 @@ TEST_F(FunctionFramesTest, TheLongestReplyIsSentWhole)
 
 TEST_F(FunctionFramesTest, TwoCommandsInFlightAreAnsweredInOrderEachUnderItsOwnTag)
 {
-    FakeClockAuto(true); // the pause behind each frame
+    FakeClockAuto(true); // the pause after each frame
     Bytes first = FunctionRequest(47, {}), second = FunctionRequest(48, {});
     first[0] = 0x01;
     second[0] = 0x02;

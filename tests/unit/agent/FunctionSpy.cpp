@@ -1,4 +1,4 @@
-// The part of FeatureSpy that stands in for what functions call: the local peer's requests, rules, diagnostics.
+// The part of FeatureSpy that replaces what functions call: requests to the local peer, rules, diagnostics.
 #include <algorithm>
 
 #include "comm/ComRequests.h"
@@ -26,7 +26,7 @@ static int Asked(FeatureSpy *spy, const char *name, Arguments... arguments)
     return ResultOf(*spy, name);
 }
 
-// The answer's bytes land at `out` whatever the result is, as the real requests have it.
+// Stores the answer's bytes at `out` whatever the result is, as the real requests do.
 template <typename... Arguments>
 static int AskedFor(FeatureSpy *spy, uint8_t *out, const char *name, Arguments... arguments)
 {
@@ -50,7 +50,7 @@ static int Answered(FeatureSpy *spy, const char *name, WireWriter *reply)
     return Asked(spy, name);
 }
 
-// The linker puts __wrap_x in front of x (--wrap); the real one stays reachable as __real_x.
+// With --wrap the linker replaces calls of x by __wrap_x; the real x is called as __real_x.
 #define STAND_IN(symbol, parameters, arguments, condition, result)                                                     \
     int __real_##symbol parameters;                                                                                    \
     int __wrap_##symbol parameters;                                                                                    \

@@ -45,7 +45,7 @@ class FunctionVersionReportTest : public LinkedTest
         return std::string(plain.begin() + 5, plain.end());
     }
 
-    // cJSON's memory; the allocation that `s_left` counts down to fails, as do all behind it.
+    // Makes cJSON's allocations fail after the first `allocations`.
     static void FailAfter(int allocations)
     {
         s_left = allocations;
@@ -80,7 +80,7 @@ TEST_F(FunctionVersionReportTest, HasItsMembersInOrderAndGoesOutUnderDataTypeFou
     EXPECT_NE(std::string::npos, log.find("fwversion:\n" + text + "\n"));
 }
 
-TEST_F(FunctionVersionReportTest, IsConfiguredOnlyWhenTheSecondAndTheThirdIntervalAre)
+TEST_F(FunctionVersionReportTest, IsConfiguredOnlyIfTheSecondAndThirdIntervalsAreSet)
 {
     const struct {
         int second, third;
@@ -131,7 +131,7 @@ TEST_F(FunctionVersionReportTest, WithoutAVersionNothingIsSent)
     ExpectNothingSent();
 }
 
-TEST_F(FunctionVersionReportTest, TheSendersResultIsNotLookedAt)
+TEST_F(FunctionVersionReportTest, TheSendersResultIsIgnored)
 {
     mLogin = 0; // so nothing leaves
     EXPECT_EQ(0, dev_fwversion_report());
@@ -139,7 +139,7 @@ TEST_F(FunctionVersionReportTest, TheSendersResultIsNotLookedAt)
     ExpectNothingSent();
 }
 
-TEST_F(FunctionVersionReportTest, WithoutMemoryForTheObjectTheRouterIsNotAsked)
+TEST_F(FunctionVersionReportTest, WithoutMemoryForTheObjectTheRouterIsNotCalled)
 {
     FailAfter(0);
     EXPECT_EQ(-1, dev_fwversion_report());
@@ -147,7 +147,7 @@ TEST_F(FunctionVersionReportTest, WithoutMemoryForTheObjectTheRouterIsNotAsked)
     ExpectNothingSent();
 }
 
-TEST_F(FunctionVersionReportTest, WhereverMemoryRunsOutTheReportIsNotSent)
+TEST_F(FunctionVersionReportTest, AReportIsNotSentIfAnyAllocationFails)
 {
     FailAfter(1000);
     ASSERT_EQ(0, dev_fwversion_report());

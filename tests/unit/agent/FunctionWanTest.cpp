@@ -20,7 +20,7 @@ TEST_F(FunctionWanTest, WanTextsWithoutATerminatorPassUnchanged)
     EXPECT_EQ(Head(3) + Bytes(228, 'x'), Reply(3));
 }
 
-TEST_F(FunctionWanTest, AWanThatIsNotThereIsZeros)
+TEST_F(FunctionWanTest, AWanThatDoesNotExistIsZeros)
 {
     for (bool careless : {false, true}) {
         Fail(-3, careless);
@@ -29,14 +29,14 @@ TEST_F(FunctionWanTest, AWanThatIsNotThereIsZeros)
     }
 }
 
-TEST_F(FunctionWanTest, WithoutAnIndexItIsTheFirstWan)
+TEST_F(FunctionWanTest, WithoutAnIndexTheFirstWanIsRead)
 {
     for (uint16_t id : {3, 5, 6, 7}) Reply(id);
     EXPECT_EQ(Calls({"get_wan_cfg(0)", "get_wan_tcp_con_num(0)", "get_wan_udp_con_num(0)", "get_wan_receive_bytes(0)"}),
               gSdk.calls);
 }
 
-TEST_F(FunctionWanTest, OfAnIndexCutShortTheSecondByteIsZero)
+TEST_F(FunctionWanTest, TheMissingSecondByteOfAnIndexIsZero)
 {
     for (uint16_t id : {3, 5, 6, 7}) Reply(id, Hex("07"));
     EXPECT_EQ(Calls({"get_wan_cfg(7)", "get_wan_tcp_con_num(7)", "get_wan_udp_con_num(7)", "get_wan_receive_bytes(7)"}),
@@ -61,7 +61,7 @@ TEST_F(FunctionWanTest, WithoutWansThereIsTheStatusAlone)
     EXPECT_EQ(Head(4), Reply(4));
 }
 
-TEST_F(FunctionWanTest, EightWansAreTheMost)
+TEST_F(FunctionWanTest, AReplyHasAtMost8Wans)
 {
     gSdk.wans.assign(8, SampleWan());
     const Bytes eight = Head(4) + Repeated(SampleWanOnTheWire(), 8);
@@ -98,7 +98,7 @@ TEST_F(FunctionWanTest, ReceivedBytesAreSixtyFourBitsLittleEndian)
     EXPECT_EQ(Calls({"get_wan_receive_bytes(65535)"}), gSdk.calls);
 }
 
-TEST_F(FunctionWanTest, ACounterThatTheRouterDoesNotKnowIsZero)
+TEST_F(FunctionWanTest, ACounterThatCannotBeReadIsZero)
 {
     gSdk.numbers = {{"get_wan_tcp_con_num", 1}, {"get_wan_udp_con_num", 2}, {"get_wan_receive_bytes", 3}};
     for (bool careless : {false, true}) {

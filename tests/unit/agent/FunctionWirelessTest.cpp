@@ -1,4 +1,4 @@
-// Functions 13 to 17 and 42: the router's wireless networks and the neighbours'.
+// Functions 13 to 17 and 42: the wireless networks of the router and of its neighbours.
 #include <cstring>
 
 #include "tests/unit/agent/FunctionTest.h"
@@ -26,7 +26,7 @@ TEST_F(FunctionWirelessTest, WithoutSsidsThereIsTheStatusAlone)
     EXPECT_EQ(Head(13), Reply(13));
 }
 
-TEST_F(FunctionWirelessTest, SixteenSsidsAreTheMost)
+TEST_F(FunctionWirelessTest, AReplyHasAtMost16Ssids)
 {
     gSdk.ssids.assign(16, SampleSsid());
     const Bytes sixteen = Head(13) + Repeated(SampleSsidOnTheWire(), 16);
@@ -49,7 +49,7 @@ TEST_F(FunctionWirelessTest, AFailedListOfSsidsHasNoRecords)
 
 // ---- 14 and 15: one SSID on or off ----
 
-TEST_F(FunctionWirelessTest, AnSsidSwitchIsAByteOfItsIndex)
+TEST_F(FunctionWirelessTest, AnSsidSwitchIsTheByteOfItsIndex)
 {
     gSdk.numbers = {{"get_ssid_switch(0)", 1}, {"get_ssid_switch(258)", 0x80}};
     EXPECT_EQ(Head(14) + Hex("01"), Reply(14)); // an index that was not sent is 0
@@ -57,7 +57,7 @@ TEST_F(FunctionWirelessTest, AnSsidSwitchIsAByteOfItsIndex)
     EXPECT_EQ(Calls({"get_ssid_switch(0)", "get_ssid_switch(258)"}), gSdk.calls);
 }
 
-TEST_F(FunctionWirelessTest, AnSsidSwitchThatIsNotToldIsZero)
+TEST_F(FunctionWirelessTest, AnSsidSwitchThatCannotBeReadIsZero)
 {
     gSdk.numbers["get_ssid_switch"] = 1;
     for (bool careless : {false, true}) {
@@ -96,7 +96,7 @@ TEST_F(FunctionWirelessTest, SsidTextsWithoutATerminatorPassUnchanged)
     EXPECT_EQ(Head(16) + Bytes(120, 'x'), Reply(16));
 }
 
-TEST_F(FunctionWirelessTest, AnSsidThatIsNotThereIsZeros)
+TEST_F(FunctionWirelessTest, AnSsidThatDoesNotExistIsZeros)
 {
     gSdk.ssid = SampleSsid();
     for (bool careless : {false, true}) {
@@ -108,13 +108,13 @@ TEST_F(FunctionWirelessTest, AnSsidThatIsNotThereIsZeros)
 
 // ---- 17: setting one SSID ----
 
-TEST_F(FunctionWirelessTest, AnSsidToSetReachesTheRouterInItsOwnOrder)
+TEST_F(FunctionWirelessTest, AnSsidToSetReachesTheRouterInItsOwnByteOrder)
 {
     EXPECT_EQ(Head(17), Reply(17, SampleSsidOnTheWire()));
     EXPECT_EQ(Calls({Noted(SampleSsid())}), gSdk.calls);
 }
 
-TEST_F(FunctionWirelessTest, AnSsidToSetPassesAsItCameItsTextsWithoutATerminatorToo)
+TEST_F(FunctionWirelessTest, TextsOfAnSsidToSetPassUnchangedWithoutATerminator)
 {
     Reply(17, Bytes(120, 'x'));
     SsidCfg expected;
@@ -135,7 +135,7 @@ TEST_F(FunctionWirelessTest, TheLongestSsidAndKeyPassWhole)
     EXPECT_EQ(Calls({Noted(longest)}), gSdk.calls);
 }
 
-TEST_F(FunctionWirelessTest, OfAnSsidCutShortTheRestIsZero)
+TEST_F(FunctionWirelessTest, MissingBytesOfAnSsidAreZero)
 {
     Reply(17);
     Reply(17, Hex("02 00") + Text("Ho"));
@@ -145,7 +145,7 @@ TEST_F(FunctionWirelessTest, OfAnSsidCutShortTheRestIsZero)
     EXPECT_EQ(Calls({Noted(SsidCfg()), Noted(begun)}), gSdk.calls);
 }
 
-TEST_F(FunctionWirelessTest, WhatTheRouterSaysToAnSsidIsTheStatus)
+TEST_F(FunctionWirelessTest, TheRoutersResultForAnSsidIsTheStatus)
 {
     gSdk.result = -300;
     EXPECT_EQ(Head(17, "D4 FE"), Reply(17, SampleSsidOnTheWire()));
@@ -167,7 +167,7 @@ TEST_F(FunctionWirelessTest, WithoutNeighboursThereIsTheStatusAlone)
     EXPECT_EQ(Head(42), Reply(42));
 }
 
-TEST_F(FunctionWirelessTest, ThirtyNeighboursAreTheMost)
+TEST_F(FunctionWirelessTest, AReplyHasAtMost30Neighbours)
 {
     gSdk.neighbours.assign(30, SampleNeighbour());
     const Bytes thirty = Head(42) + Repeated(SampleNeighbourOnTheWire(), 30);

@@ -41,7 +41,7 @@ TEST_F(IotPollTest, LogsWhatItFindsAndDoes)
     EXPECT_TRUE(Holds(log, "]-> set_dev_access_control for: 02:00:00:00:00:0A to 1\n"));
 }
 
-TEST_F(IotPollTest, HandsTheRecordBackWithAccessAndMarkChangedAlone)
+TEST_F(IotPollTest, WritesTheRecordWithOnlyAccessAndMarkChanged)
 {
     AddDevice(kBytes, 1);
     memset(gSdk.devices[0].name, 'n', 16);
@@ -78,7 +78,7 @@ TEST_F(IotPollTest, OnlyRunModeOneMarksTheRecordAsChanged)
     EXPECT_EQ(1, gSdk.devices[0].changed);
 }
 
-TEST_F(IotPollTest, ADeviceThatIsAlreadyRightIsNotWritten)
+TEST_F(IotPollTest, ADeviceInTheRightStateIsNotWritten)
 {
     AddDevice(kBytes, 1);
     Add("1", 8, 0, 9, 0);
@@ -92,7 +92,7 @@ TEST_F(IotPollTest, ADeviceThatIsAlreadyRightIsNotWritten)
     EXPECT_EQ(0u, Writes());
 }
 
-TEST_F(IotPollTest, ADeviceWithoutAnEntryForTheWeekdayIsLeftAsItIs)
+TEST_F(IotPollTest, ADeviceWithoutAnEntryForTheWeekdayIsNotWritten)
 {
     AddDevice(kBytes, 0);
     AddDevice("02000000000B", 0);
@@ -101,7 +101,7 @@ TEST_F(IotPollTest, ADeviceWithoutAnEntryForTheWeekdayIsLeftAsItIs)
     EXPECT_EQ(0u, Writes());
 }
 
-TEST_F(IotPollTest, ADeviceWhoseListIsEmptyIsLeftAsItIs)
+TEST_F(IotPollTest, ADeviceWhoseListIsEmptyIsNotWritten)
 {
     AddDevice(kBytes, 0);
     hash_table_insert("02:00:00:00:00:0A|1", nullptr);
@@ -112,7 +112,7 @@ TEST_F(IotPollTest, ADeviceWhoseListIsEmptyIsLeftAsItIs)
     EXPECT_TRUE(Holds(Log(), "Found rule for"));
 }
 
-TEST_F(IotPollTest, AnAccessFlagThatIsNeitherOneNorZeroIsLeftAsItIs)
+TEST_F(IotPollTest, AnAccessFlagThatIsNeither1Nor0IsNotWritten)
 {
     AddDevice(kBytes, 2);
     Add("1", 8, 0, 9, 0);
@@ -148,7 +148,7 @@ TEST_F(IotPollTest, EachDeviceFollowsItsOwnRules)
     EXPECT_EQ(1, Access("02000000000C"));
 }
 
-TEST_F(IotPollTest, AFailedSettingIsTriedAgainAtTheNextPass)
+TEST_F(IotPollTest, AFailedSettingIsRepeatedAtTheNextPass)
 {
     AddDevice(kBytes, 1);
     Add("1", 8, 0, 9, 0);
@@ -175,7 +175,7 @@ static std::string MacTextOf(int device)
     return text;
 }
 
-TEST_F(IotPollTest, OneHundredAndTwentyEightDevicesAreEnforcedAndNoMore)
+TEST_F(IotPollTest, APassHandlesAtMost128Devices)
 {
     for (int i = 0; i < 129; i++) {
         AddDevice(MacOf(i), 1);
@@ -188,7 +188,7 @@ TEST_F(IotPollTest, OneHundredAndTwentyEightDevicesAreEnforcedAndNoMore)
     EXPECT_TRUE(Holds(Log(), "Sub dev num:[129]"));
 }
 
-TEST_F(IotPollTest, ACountLargerThanTheRoomCountsAsTheRoom)
+TEST_F(IotPollTest, ACountAboveTheRoomIsLimitedToIt)
 {
     for (int i = 0; i < 200; i++) AddDevice(MacOf(i), 1);
     set_surf_rule(MacTextOf(127).c_str(), "1", NewRule(8, 0, 9, 0));
@@ -204,7 +204,7 @@ TEST_F(IotPollTest, ACountLargerThanTheRoomCountsAsTheRoom)
     EXPECT_EQ(4u, Writes());
 }
 
-TEST_F(IotPollTest, NoDevicesIsNothingToDo)
+TEST_F(IotPollTest, WithoutDevicesThereIsNothingToDo)
 {
     Add("1", 0, 0, 23, 59);
     SetTime(0, 8, 0);
@@ -213,7 +213,7 @@ TEST_F(IotPollTest, NoDevicesIsNothingToDo)
     EXPECT_EQ(0u, Writes());
 }
 
-TEST_F(IotPollTest, AFailedListEndsThePassEvenWhenTheRouterFilledItIn)
+TEST_F(IotPollTest, AFailedListEndsThePassEvenIfTheRouterFilledItIn)
 {
     AddDevice(kBytes, 1);
     Add("1", 0, 0, 23, 59);
@@ -246,7 +246,7 @@ TEST_F(IotPollTest, HoldsTheDeviceTableThroughoutAndTheRulesNotDuringCalls)
     EXPECT_EQ(2, asked);
 }
 
-TEST_F(IotPollTest, APassThatCannotHaveTheDeviceTableIsLeftOut)
+TEST_F(IotPollTest, APassThatCannotLockTheDeviceTableIsSkipped)
 {
     AddDevice(kBytes, 1);
     Add("1", 0, 0, 23, 59);
@@ -286,7 +286,7 @@ class RuleThreadTest : public IotPollTest
     }
 };
 
-TEST_F(RuleThreadTest, MakesThePassesEveryThirtySecondsAndTheFirstAfterThirty)
+TEST_F(RuleThreadTest, MakesAPassEveryThirtySecondsAndTheFirstAfterThirty)
 {
     Running thread([] { TimeRuleProc(nullptr); });
     FakeClockAwaitSleepers(1);
@@ -318,7 +318,7 @@ TEST_F(RuleThreadTest, CountsThirtySecondsFromTheEndOfAPass)
     Stop(&thread);
 }
 
-TEST_F(RuleThreadTest, LeavesAtOnceAndWithoutAnotherPassWhenItIsStopped)
+TEST_F(RuleThreadTest, EndsAtOnceWithoutAnotherPassWhenStopped)
 {
     Running thread([] { TimeRuleProc(nullptr); });
     FakeClockAwaitSleepers(1);
@@ -328,7 +328,7 @@ TEST_F(RuleThreadTest, LeavesAtOnceAndWithoutAnotherPassWhenItIsStopped)
     EXPECT_EQ(0u, Passes());
 }
 
-TEST_F(RuleThreadTest, AStopDuringAPassIsNoticedBehindIt)
+TEST_F(RuleThreadTest, AStopDuringAPassIsNoticedAfterIt)
 {
     gSdk.onCall = [](const std::string &) { pollRun = 0; };
     Running thread([] { TimeRuleProc(nullptr); });
@@ -338,7 +338,7 @@ TEST_F(RuleThreadTest, AStopDuringAPassIsNoticedBehindIt)
     EXPECT_EQ(1u, Passes());
 }
 
-TEST_F(RuleThreadTest, AJumpOfTheDateMovesNoPass)
+TEST_F(RuleThreadTest, AJumpOfTheClockDoesNotMoveThePasses)
 {
     Running thread([] { TimeRuleProc(nullptr); });
     FakeClockAwaitSleepers(1);

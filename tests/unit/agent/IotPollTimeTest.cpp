@@ -55,14 +55,14 @@ TEST_F(IotPollTimeTest, ARangeAcrossMidnightIsTwoRules)
     EXPECT_EQ(1, AccessAt(1, 6, 1));
 }
 
-TEST_F(IotPollTimeTest, AsOneRuleItNeverActs)
+TEST_F(IotPollTimeTest, ARangeAcrossMidnightAsOneRuleHasNoEffect)
 {
     AddDevice(kBytes, 1);
     Add("1", 22, 0, 2, 0);
     for (int minute = 0; minute < 2 * 24 * 60; minute += 7) EXPECT_EQ(1, AccessAt(0, 0, minute));
 }
 
-TEST_F(IotPollTimeTest, ADeviceStaysRefusedAfterMidnightUntilAnEntrySaysOtherwise)
+TEST_F(IotPollTimeTest, ADeviceStaysRefusedAfterMidnightUntilAnotherEntryApplies)
 {
     AddDevice(kBytes, 1);
     Add("1", 22, 0, 23, 59);
@@ -157,7 +157,7 @@ TEST_F(IotPollTimeTest, ARuleOverTheChangeIsAnHourShorterOrLonger)
     }
 }
 
-TEST_F(IotPollTimeTest, AClockThatIsSetMovesTheRulesWithIt)
+TEST_F(IotPollTimeTest, RulesFollowAClockThatIsSet)
 {
     AddDevice(kBytes, 1);
     Add("4", 0, 0, 0, 5); // 1 January 1970, a router without a clock

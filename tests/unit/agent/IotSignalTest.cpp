@@ -49,7 +49,7 @@ class IotSignalTest : public SurfTest
     struct sockaddr_in mAddress = {};
 };
 
-TEST(IotSignal, NobodyAssignsTheDescriptor)
+TEST(IotSignal, TheDescriptorIsNeverAssigned)
 {
     EXPECT_EQ(0, udpfd);
 }
@@ -63,7 +63,7 @@ TEST_F(IotSignalTest, SendsOneDatagram)
     EXPECT_EQ("", Log());
 }
 
-TEST_F(IotSignalTest, RefusesToSendNothingOrToNobody)
+TEST_F(IotSignalTest, RefusesToSendWithoutDataOrAddress)
 {
     EXPECT_EQ(-1, eaccess_send(nullptr, 3, &mAddress));
     EXPECT_TRUE(Holds(Log(), "[iot_signal->eaccess_send->"));
@@ -73,7 +73,7 @@ TEST_F(IotSignalTest, RefusesToSendNothingOrToNobody)
     EXPECT_TRUE(Holds(Log(), " error!\n\n\n"));
 }
 
-TEST_F(IotSignalTest, AFailedSendIsMinusOne)
+TEST_F(IotSignalTest, AFailedSendReturnsMinus1)
 {
     close(udpfd);
     udpfd = -1;
@@ -81,7 +81,7 @@ TEST_F(IotSignalTest, AFailedSendIsMinusOne)
     EXPECT_EQ(-1, eaccess_send_retry("abc", 3, &mAddress));
 }
 
-TEST_F(IotSignalTest, TriesFiveTimesUntilAByteHasLeft)
+TEST_F(IotSignalTest, TriesFiveTimesUntilAByteIsSent)
 {
     EXPECT_EQ(3, eaccess_send_retry("abc", 3, &mAddress));
     EXPECT_EQ(Bytes({'a', 'b', 'c'}), Received());
@@ -104,7 +104,7 @@ TEST_F(IotSignalTest, RetriesWithTheFirstKilobyteAtMost)
     EXPECT_EQ(0, eaccess_send_retry(bytes.data(), -5, &mAddress));
 }
 
-TEST_F(IotSignalTest, AnAddressIsWrittenFromItsLowestByteOn)
+TEST_F(IotSignalTest, AnAddressIsPrintedFromItsLowestByteOn)
 {
     const uint8_t octets[4] = {192, 168, 1, 254};
     uint32_t address;
@@ -134,7 +134,7 @@ TEST_F(IotSignalTest, PrintsBytesInDebugModeOnly)
     EXPECT_TRUE(Holds(Log(), "]-> \n\n"));
 }
 
-TEST_F(IotSignalTest, PrintsAsManyBytesAsItsTextHolds)
+TEST_F(IotSignalTest, PrintsAsManyBytesAsFitIntoItsText)
 {
     l_debug = 1;
     const Bytes bytes(3071, 0xEE);

@@ -40,7 +40,7 @@ TEST_F(ParserPlugDataTest, ARouteIsLoggedBeforeItIsSet)
     EXPECT_LT(name, log.find("route_cmd1"));
 }
 
-TEST_F(ParserPlugDataTest, TheResultOfARouteIsItsOwn)
+TEST_F(ParserPlugDataTest, TheResultOfARouteIsReturned)
 {
     EXPECT_EQ(-1, ParserPlugData(9, nullptr));
     EXPECT_EQ(-2, ParserPlugData(9, "FLAG"));

@@ -44,7 +44,7 @@ TEST_F(ParserPlugTest, EveryMemberIsRequiredAndHasItsOwnCode)
     }
 }
 
-TEST_F(ParserPlugTest, AMemberThatIsThereIsEnoughWhateverItIs)
+TEST_F(ParserPlugTest, AMemberOfAnyTypeIsAccepted)
 {
     for (const Command &command : Commands()) {
         for (size_t i = 0; i < command.missing.size(); i++) {
@@ -61,7 +61,7 @@ TEST_F(ParserPlugTest, AMemberThatIsThereIsEnoughWhateverItIs)
     }
 }
 
-TEST_F(ParserPlugTest, WhatIsNoTextIsAnEmptyOne)
+TEST_F(ParserPlugTest, AMemberThatIsNoTextIsAnEmptyText)
 {
     for (const std::string &value : HostileValues()) {
         ASSERT_EQ(0, ParserPlug(1, kUpdateCmd));
@@ -84,7 +84,7 @@ TEST_F(ParserPlugTest, TheFirstMissingMemberDecides)
     EXPECT_EQ(5, ParserPlug(16, "{\"fromVersion\":\"1\",\"toVersion\":\"1\",\"url\":\"1\"}")); // before 4
 }
 
-TEST_F(ParserPlugTest, WhatIsNoJsonIsRefusedByEveryCommand)
+TEST_F(ParserPlugTest, InvalidJsonIsRefusedByEveryCommand)
 {
     for (const Command &command : Commands()) {
         EXPECT_EQ(-1, ParserPlug(command.dataType, nullptr));
@@ -96,7 +96,7 @@ TEST_F(ParserPlugTest, WhatIsNoJsonIsRefusedByEveryCommand)
     }
 }
 
-TEST_F(ParserPlugTest, AMissingMemberTakesNothingBackAndTouchesNothingBehindIt)
+TEST_F(ParserPlugTest, AMissingMemberKeepsTheMembersBeforeItAndStopsTheReading)
 {
     ASSERT_EQ(0, ParserPlug(1, kUpdateCmd));
     EXPECT_EQ(-1, ParserPlug(1, "{\"pluginID\":\"p2\",\"toVersion\":\"3.0\"}"));
@@ -105,7 +105,7 @@ TEST_F(ParserPlugTest, AMissingMemberTakesNothingBackAndTouchesNothingBehindIt)
     EXPECT_STREQ("2.0", mToVersion);
 }
 
-TEST_F(ParserPlugTest, OfATextThatIsTooLongItsFieldKeepsWhatFits)
+TEST_F(ParserPlugTest, ATextThatIsTooLongIsCutToItsField)
 {
     struct Field {
         uint8_t dataType;
@@ -137,7 +137,7 @@ TEST_F(ParserPlugTest, OfATextThatIsTooLongItsFieldKeepsWhatFits)
     }
 }
 
-TEST_F(ParserPlugTest, NoTextRunsOverItsFieldOrComesInAnotherForm)
+TEST_F(ParserPlugTest, TextsOfAnyLengthStayInTheirFieldsUnchanged)
 {
     for (const HostileText &hostile : HostileTexts()) {
         const std::string text = JsonString(hostile.text);
@@ -177,7 +177,7 @@ TEST_F(ParserPlugTest, AnAnnouncedUpdateIsStored)
     ExpectNothingSent();
 }
 
-TEST_F(ParserPlugTest, AnAnnouncementThatIsNoneIsTakenAllTheSame)
+TEST_F(ParserPlugTest, AWrongAnnouncementIsAcknowledgedAllTheSame)
 {
     EXPECT_EQ(0, ParserPlugData(1, "{\"pluginID\":\"p1\"}"));
     const std::string log = Log();
@@ -228,7 +228,7 @@ TEST_F(ParserPlugTest, AUrlsHostHasAtMostThirtyOneCharacters)
     EXPECT_EQ(host + "|80|/p", Place());
 }
 
-TEST_F(ParserPlugTest, AUrlHasASchemeAndASlashBehindItsHost)
+TEST_F(ParserPlugTest, AUrlHasASchemeAndASlashAfterItsHost)
 {
     for (const char *url : {"", "h/p", "http:/h/p", "http://h", "http://h:80", "http://", "h.p"})
         EXPECT_EQ(-1, ParseUrl(url)) << url;
@@ -285,7 +285,7 @@ TEST_F(ParserPlugTest, ALengthIsCutToItsField)
 
 // ---- 4 to 7: devices ----
 
-TEST_F(ParserPlugTest, OnlineNeedsAResultWhateverItIs)
+TEST_F(ParserPlugTest, OnlineNeedsAResultOfAnyType)
 {
     for (const char *text : {"{\"result\":0}", "{\"result\":null}", "{\"result\":{}}", "{\"result\":\"x\"}"})
         EXPECT_EQ(0, ParserPlugData(4, text)) << text;
@@ -294,7 +294,7 @@ TEST_F(ParserPlugTest, OnlineNeedsAResultWhateverItIs)
     ExpectNothingSent();
 }
 
-TEST_F(ParserPlugTest, AMacIsStoredByTheThreeCommandsThatBringOne)
+TEST_F(ParserPlugTest, AMacIsStoredByTheThreeCommandsThatHaveOne)
 {
     const struct {
         uint8_t dataType;
@@ -309,7 +309,7 @@ TEST_F(ParserPlugTest, AMacIsStoredByTheThreeCommandsThatBringOne)
     ExpectNothingSent();
 }
 
-TEST_F(ParserPlugTest, AMacReadsAsFarAsItScansAndTheRestIsZero)
+TEST_F(ParserPlugTest, AMacIsReadAsFarAsPossibleAndTheRestIsZero)
 {
     const struct {
         const char *sent;

@@ -45,14 +45,14 @@ class PingTest : public DiagnosticsTest
         ASSERT_TRUE(Within([] { return gPingThreadState == 0; }));
     }
 
-    // As every ping begins: a test before this one may have stopped its own.
+    // As at the start of every ping: an earlier test may have stopped its own.
     void GetReady()
     {
         Run("");
         Call(PingResult);
     }
 
-    // Starts a ping that goes on until it is stopped, and waits for its command.
+    // Starts a ping that runs until it is stopped, and waits for its command.
     void StartLasting()
     {
         FakeScript script;
@@ -102,7 +102,7 @@ TEST_F(PingTest, WithoutParametersPingsAddressZero)
     EXPECT_EQ(std::vector<std::string>{"ping -s 0 -c 0 0.0.0.0"}, FakeCommands());
 }
 
-TEST_F(PingTest, TheLargestSizeAndAddressAreNumbersToo)
+TEST_F(PingTest, TheLargestSizeAndAddressArePrintedAsNumbers)
 {
     Run("", Bytes(24, 0xFF));
     EXPECT_EQ(std::vector<std::string>{"ping -s 65535 -c -1 255.255.255.255"}, FakeCommands());
@@ -110,14 +110,14 @@ TEST_F(PingTest, TheLargestSizeAndAddressAreNumbersToo)
 
 // ---- The text ----
 
-TEST_F(PingTest, KeepsAllLinesButThoseOfSingleReplies)
+TEST_F(PingTest, KeepsAllLinesExceptThoseOfSingleReplies)
 {
     Run(kOutput);
     EXPECT_EQ(Result(kKept), Call(PingResult));
     EXPECT_TRUE(Logged("------------ping len =" + std::to_string(strlen(kKept)) + ",result = " + kKept));
 }
 
-TEST_F(PingTest, RecognisesRepliesInCapitalsAsWell)
+TEST_F(PingTest, RecognisesRepliesInCapitals)
 {
     Run("head\nfrom 1.2.3.4: TTL=64\nTtl stays\nlast\n");
     EXPECT_EQ(Result("head\nTtl stays\nlast\n"), Call(PingResult));
@@ -151,14 +151,14 @@ TEST_F(PingTest, TheFirstLineThatWouldReach4000BytesEndsTheText)
     EXPECT_EQ(Result(text), Call(PingResult));
 }
 
-TEST_F(PingTest, ALongLineIsTakenInPiecesOf255Bytes)
+TEST_F(PingTest, ALongLineIsReadInPiecesOf255Bytes)
 {
     // The second piece says that it is a reply.
     Run(std::string(255, 'a') + " ttl=64 " + std::string(247, 'b') + "the end\n");
     EXPECT_EQ(Result(std::string(255, 'a') + "the end\n"), Call(PingResult));
 }
 
-TEST_F(PingTest, ALaterResultForgetsTheEarlierOne)
+TEST_F(PingTest, ALaterResultReplacesTheEarlierOne)
 {
     Run("a rather long first line\n");
     EXPECT_EQ(Result("a rather long first line\n"), Call(PingResult));
@@ -187,7 +187,7 @@ TEST_F(PingTest, ReadsALineEveryFiftyMilliseconds)
 
 // ---- States ----
 
-TEST_F(PingTest, IsStartedAtOnceInEveryRespect)
+TEST_F(PingTest, ItsWholeStateIsSetWhenTheStartReturns)
 {
     StartLasting();
     EXPECT_EQ(1, gPingThreadState);
@@ -195,7 +195,7 @@ TEST_F(PingTest, IsStartedAtOnceInEveryRespect)
     EXPECT_EQ(1, pingRes);
 }
 
-TEST_F(PingTest, ASecondStartWhileOneRunsIsBusyAndStartsNothing)
+TEST_F(PingTest, ASecondStartDuringAPingIsBusyAndStartsNothing)
 {
     StartLasting();
     EXPECT_EQ((Answer{1, {}}), Call(PingStart, Request()));
@@ -204,7 +204,7 @@ TEST_F(PingTest, ASecondStartWhileOneRunsIsBusyAndStartsNothing)
 }
 
 // Between the start command and the first step of the thread there is nothing that lets another one through.
-TEST_F(PingTest, StartsInARowNeverRunTwoAtOnce)
+TEST_F(PingTest, RepeatedStartsNeverRunTwoPingsAtOnce)
 {
     int started = 0;
     for (int i = 0; i < 300; i++) started += Call(PingStart, Request()).status == 0;
@@ -214,7 +214,7 @@ TEST_F(PingTest, StartsInARowNeverRunTwoAtOnce)
     EXPECT_EQ(1, FakeCommandsAtOnce());
 }
 
-TEST_F(PingTest, AResultRequestWhileThePingRunsWaitsForItsEndAndAnswersWithoutData)
+TEST_F(PingTest, AResultRequestDuringAPingWaitsForItsEndAndAnswersWithoutData)
 {
     StartLasting();
     Answer answer = {};
@@ -234,7 +234,7 @@ TEST_F(PingTest, WithoutAnyPingTheResultIsEmpty)
     EXPECT_EQ(Result(""), Call(PingResult));
 }
 
-TEST_F(PingTest, AResultNobodyFetchedDoesNotKeepTheNextPingFromStarting)
+TEST_F(PingTest, AResultThatWasNotFetchedDoesNotPreventTheNextPing)
 {
     Run("first\n");
     EXPECT_EQ(1, pingRes);
@@ -259,7 +259,7 @@ TEST_F(PingTest, AThousandStartsLeaveNothingBehind)
 
 // ---- Failures ----
 
-TEST_F(PingTest, ACommandThatCannotBeStartedAnswersOneUntilALaterPingSucceeds)
+TEST_F(PingTest, AfterACommandThatCannotBeStartedTheResultIs1UntilAPingSucceeds)
 {
     Run("an earlier text\n");
     Call(PingResult);
@@ -275,7 +275,7 @@ TEST_F(PingTest, ACommandThatCannotBeStartedAnswersOneUntilALaterPingSucceeds)
     EXPECT_EQ(Result("a later text\n"), Call(PingResult));
 }
 
-TEST_F(PingTest, WhenClosingFailsTheTextIsValidAllTheSame)
+TEST_F(PingTest, TheTextIsValidEvenIfClosingFails)
 {
     GetReady();
     FakeScript script;
@@ -287,7 +287,7 @@ TEST_F(PingTest, WhenClosingFailsTheTextIsValidAllTheSame)
     EXPECT_EQ(Result(kKept), Call(PingResult));
 }
 
-TEST_F(PingTest, TheProcedureItselfSaysHowItWent)
+TEST_F(PingTest, TheProcedureReturnsHowThePingEnded)
 {
     GetReady();
     const size_t before = FakeCommands().size();
@@ -303,7 +303,7 @@ TEST_F(PingTest, TheProcedureItselfSaysHowItWent)
     EXPECT_EQ(0, gPingLen);
 }
 
-TEST_F(PingTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndLeavesTheLastResult)
+TEST_F(PingTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndKeepsTheLastResult)
 {
     Run("text\n");
     FakeFailThreadStart(1, EAGAIN);
@@ -344,14 +344,14 @@ TEST_F(PingTest, WithoutACountIsKilledAfter500Seconds)
     }
 }
 
-TEST_F(PingTest, WithoutACountMayEndBeforeByItself)
+TEST_F(PingTest, WithoutACountMayEndByItselfBefore500Seconds)
 {
     Run(kOutput, Request("00 00"));
     EXPECT_EQ(Result(kKept), Call(PingResult));
     EXPECT_FALSE(Logged("kill ping"));
 }
 
-TEST_F(PingTest, WithACountIsWaitedForHoweverLongItTakes)
+TEST_F(PingTest, WithACountThereIsNoTimeLimit)
 {
     FakeClockAuto(false);
     FakeScript endless;
@@ -366,7 +366,7 @@ TEST_F(PingTest, WithACountIsWaitedForHoweverLongItTakes)
 
 // ---- Letting go ----
 
-TEST_F(PingTest, TheEndOfTheSessionEndsTheWaitForAResultNotThePing)
+TEST_F(PingTest, TheEndOfTheSessionEndsTheWaitForAResultButNotThePing)
 {
     StartLasting();
     Answer answer = {};
@@ -386,7 +386,7 @@ TEST_F(PingTest, TheEndOfTheSessionEndsTheWaitForAResultNotThePing)
     EXPECT_EQ(Result("new\n"), Call(PingResult));
 }
 
-TEST_F(PingTest, APingThatNobodyWaitsForOutlivesTheSession)
+TEST_F(PingTest, APingWithoutAWaitingRequestOutlivesTheSession)
 {
     StartLasting();
     EndSession();

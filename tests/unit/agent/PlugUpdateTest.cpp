@@ -345,7 +345,7 @@ TEST_F(PlugUpdateTest, AnUpdateThatIsReceivingContinuesAfterItsSessionAndEndsWit
     EXPECT_EQ("104\n", StatusFile());
 }
 
-TEST_F(PlugUpdateTest, TheReportOfAFailureHoldsTheTextsOfTheAnnouncement)
+TEST_F(PlugUpdateTest, TheReportOfAFailureHasTheAnnouncedTexts)
 {
     ASSERT_EQ(0, ParserPlugData(1, "{\"pluginID\":\"a\\\"b\\\\c\",\"fromVersion\":\"\",\"toVersion\":\"\\n\"}"));
     EXPECT_EQ(0, ParserPlugData(2, ""));

@@ -102,7 +102,7 @@ TEST_F(RateUrl, NeedsASchemeMark)
     for (const char *url : {"", "abc/x", "http:/abc/x", "http//abc/x", "abc:80/x"}) EXPECT_EQ("refused", Split(url));
 }
 
-TEST_F(RateUrl, NeedsASlashBehindTheHost)
+TEST_F(RateUrl, NeedsASlashAfterTheHost)
 {
     for (const char *url : {"http://abcdef", "http://abcdef:80", "http://abcdef?x", "http://"})
         EXPECT_EQ("refused", Split(url));
@@ -130,13 +130,13 @@ TEST_F(RateUrl, HasAPortOfAtMost7Characters)
         EXPECT_EQ("refused", Split(std::string("http://abc:") + port + "/x")) << port;
 }
 
-TEST_F(RateUrl, HasPortZeroWhereItsPortIsNoNumberBetween1And65535)
+TEST_F(RateUrl, HasPortZeroIfItsPortIsNoNumberBetween1And65535)
 {
     for (const char *port : {"", "0", "0000000", "65536", "9999999", "80a", "-80", "+80", " 80", "80:90"})
         EXPECT_EQ("abc 0 /x", Split(std::string("http://abc:") + port + "/x")) << port;
 }
 
-TEST_F(RateUrl, TakesAColonBehindTheFirstSlashForAPartOfThePath)
+TEST_F(RateUrl, AColonAfterTheFirstSlashBelongsToThePath)
 {
     EXPECT_EQ("abc 80 /x:99/y", Split("http://abc/x:99/y"));
     EXPECT_EQ("abc 80 /:", Split("http://abc/:"));
@@ -171,7 +171,7 @@ TEST_F(RateTestTest, Function61MeasuresTheBuiltInServer)
               request.substr(0, request.find("Accept")));
 }
 
-TEST_F(RateTestTest, Function61WhileATestRunsAnswersTheSameAndStartsNothing)
+TEST_F(RateTestTest, Function61DuringATestAnswersTheSameAndStartsNothing)
 {
     HttpServer server([&](HttpConnection &connection) {
         EXPECT_EQ((Answer{0, Bytes(12)}), Call(RateTestStart));
@@ -267,7 +267,7 @@ TEST_F(RateTestTest, AMalformedUrlEndsWithoutAReport)
     ExpectNoTest("http://" + std::string(65, 'h') + ":0/x");
 }
 
-TEST_F(RateTestTest, APortThatIsNoneIsAFailedTest)
+TEST_F(RateTestTest, AWrongPortIsAFailedTest)
 {
     for (const char *port : {"", "0", "65536", "80000", "9999999", "80a", "-80", "80:90"}) {
         gDownRate = 5;
@@ -280,7 +280,7 @@ TEST_F(RateTestTest, APortThatIsNoneIsAFailedTest)
     ExpectNothingSent();
 }
 
-TEST_F(RateTestTest, TextsThatAreNoConfigurationAreRefused)
+TEST_F(RateTestTest, TextsWithoutAConfigurationAreRefused)
 {
     EXPECT_EQ(1, ParseConfigData(nullptr, 10));
     EXPECT_EQ(1, ParseConfigData("{}", 0));
@@ -324,7 +324,7 @@ TEST_F(RateTestTest, ATextThatNestsTooDeepIsRefused)
 
 // ---- States ----
 
-TEST_F(RateTestTest, ASecondFunction87WhileATestRunsLogsAndAnswersZero)
+TEST_F(RateTestTest, ASecondFunction87DuringATestLogsAndAnswersZero)
 {
     HttpServer server([&](HttpConnection &connection) {
         EXPECT_EQ(1, gRateThreadState);
@@ -374,7 +374,7 @@ TEST_F(RateTestTest, AThousandStartsLeaveNothingBehind)
     EXPECT_TRUE(before.Unchanged());
 }
 
-TEST_F(RateTestTest, ATestLetsGoWhenTheSessionEnds)
+TEST_F(RateTestTest, ATestThatWaitsForItsServerEndsWithTheSession)
 {
     HttpServer server([&](HttpConnection &connection) {
         connection.Send(HeaderFor(5000) + Body(1000));
@@ -387,7 +387,7 @@ TEST_F(RateTestTest, ATestLetsGoWhenTheSessionEnds)
     EXPECT_EQ(-1, gDownRate);
 }
 
-TEST_F(RateTestTest, StoppingTheDiagnosticsBreaksATestOff)
+TEST_F(RateTestTest, StoppingTheDiagnosticsAbortsATest)
 {
     HttpServer server([&](HttpConnection &connection) {
         connection.Send(HeaderFor(5000) + Body(1000));

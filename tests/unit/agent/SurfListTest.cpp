@@ -8,7 +8,7 @@
 
 typedef SurfTest SurfListTest;
 
-TEST_F(SurfListTest, NoRuleMakesNoList)
+TEST_F(SurfListTest, AMissingRuleMakesNoList)
 {
     EXPECT_EQ(nullptr, rule_node_init(nullptr));
     EXPECT_TRUE(Holds(Log(), "[ERR] [RouteFunc->rule_node_init->"));
@@ -43,7 +43,7 @@ TEST_F(SurfListTest, AnEqualRuleIsStoredOnceAndTheOtherFreed)
     rule_node_destroy(list);
 }
 
-TEST_F(SurfListTest, ARuleThatTheListHasAlreadyIsNotFreedWhenItComesAgain)
+TEST_F(SurfListTest, ARuleThatIsAlreadyInTheListIsNotFreedWhenItIsInsertedAgain)
 {
     SurfRule *rule = NewRule(8, 0, 9, 0);
     RuleNode *list = rule_node_insert(nullptr, rule);
@@ -75,7 +75,7 @@ TEST_F(SurfListTest, DeletingTheHeadGivesTheSecondNode)
     rule_node_destroy(list);
 }
 
-TEST_F(SurfListTest, DeletingTheHeadOfAListOfOneEmptiesIt)
+TEST_F(SurfListTest, DeletingTheOnlyNodeEmptiesTheList)
 {
     const int before = FakeAllocationsAlive();
     const SurfRule rule = {8, 0, 9, 0};
@@ -99,7 +99,7 @@ TEST_F(SurfListTest, DeletingALaterNodeKeepsTheHead)
     rule_node_destroy(list);
 }
 
-TEST_F(SurfListTest, DeletingWhatIsNotThereIsLogged)
+TEST_F(SurfListTest, DeletingAMissingRuleIsLogged)
 {
     RuleNode *list = rule_node_init(NewRule(8, 0, 9, 0));
     const SurfRule other = {8, 0, 9, 1};
@@ -113,7 +113,7 @@ TEST_F(SurfListTest, DeletingWhatIsNotThereIsLogged)
     rule_node_destroy(list);
 }
 
-TEST_F(SurfListTest, DestroyingNoListIsAnError)
+TEST_F(SurfListTest, DestroyingAMissingListIsAnError)
 {
     EXPECT_EQ(-1, rule_node_destroy(nullptr));
     EXPECT_TRUE(Holds(Log(), "]-> rules empty! \n"));
@@ -149,7 +149,7 @@ TEST_F(SurfListTest, ARangeThatStopsBeforeItStartsNeverMatches)
     for (int minute = 0; minute < 24 * 60; minute++) EXPECT_EQ(0, Matches({22, 0, 2, 0}, minute / 60, minute % 60));
 }
 
-TEST_F(SurfListTest, HoursAndMinutesAreAddedUpWhateverTheyAre)
+TEST_F(SurfListTest, HoursAndMinutesOfAnySizeAreAddedUp)
 {
     EXPECT_EQ(1, Matches({0, 480, 0, 540}, 8, 30)); // 480 minutes are 8 hours
     EXPECT_EQ(1, Matches({-1, 0, 99, 99}, 0, 0));
@@ -158,7 +158,7 @@ TEST_F(SurfListTest, HoursAndMinutesAreAddedUpWhateverTheyAre)
     EXPECT_EQ(0, Matches({71582789, 0, INT_MAX, INT_MAX}, 12, 0)); // 2^32 and 44 minutes
 }
 
-TEST_F(SurfListTest, AnyRangeOfTheListWillDoAndTheFirstIsLogged)
+TEST_F(SurfListTest, AnyRangeOfTheListMayMatchAndTheFirstMatchIsLogged)
 {
     RuleNode *list = rule_node_init(NewRule(1, 0, 2, 0));
     list = rule_node_insert(list, NewRule(8, 5, 12, 0));
@@ -170,7 +170,7 @@ TEST_F(SurfListTest, AnyRangeOfTheListWillDoAndTheFirstIsLogged)
     rule_node_destroy(list);
 }
 
-TEST_F(SurfListTest, NoListIsNeitherInsideNorOutside)
+TEST_F(SurfListTest, AMissingListIsNeitherInsideNorOutside)
 {
     EXPECT_EQ(-1, rule_node_match(nullptr, 8, 0));
 }

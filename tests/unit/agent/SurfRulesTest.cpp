@@ -56,13 +56,13 @@ class SurfRulesTest : public SurfTest
 
 // ---- Codes ----
 
-TEST_F(SurfRulesTest, NoTextIsOne)
+TEST_F(SurfRulesTest, MissingTextReturns1)
 {
     EXPECT_EQ(1, ParseSurfRulesParam(nullptr));
     EXPECT_TRUE(Holds(Log(), "]-> Json is null.\n"));
 }
 
-TEST_F(SurfRulesTest, WhatIsNoJsonIsTwo)
+TEST_F(SurfRulesTest, InvalidJsonReturns2)
 {
     for (const char *text : {"", "{", "{\"LIST\":[}", "nonsense", "{\"LIST\":[{\"FLAG\":\"1\""}) {
         EXPECT_EQ(2, ParseSurfRulesParam(text)) << text;
@@ -70,7 +70,7 @@ TEST_F(SurfRulesTest, WhatIsNoJsonIsTwo)
     }
 }
 
-TEST_F(SurfRulesTest, NoListOrAnEmptyOneIsDone)
+TEST_F(SurfRulesTest, AMissingOrEmptyListIsDone)
 {
     for (const char *text : {"{}", "{\"LIST\":[]}", "{\"LIST\":{}}", "{\"LIST\":{\"A\":{}}}", "{\"LIST\":null}",
                              "{\"LIST\":\"1\"}", "{\"LIST\":7}", "[]", "7", "\"LIST\"", "null"})
@@ -78,7 +78,7 @@ TEST_F(SurfRulesTest, NoListOrAnEmptyOneIsDone)
     EXPECT_EQ(0, hash_table_size);
 }
 
-TEST_F(SurfRulesTest, EachTextThatAnItemLacksHasItsCode)
+TEST_F(SurfRulesTest, EachMissingMemberHasItsResult)
 {
     static const char *const kMembers[] = {"\"FLAG\":\"1\"",    "\"MAC\":\"02:00:00:00:00:0A\"",
                                            "\"DAY\":\"1\"",     "\"START\":\"8:00\"",
@@ -95,7 +95,7 @@ TEST_F(SurfRulesTest, EachTextThatAnItemLacksHasItsCode)
     EXPECT_EQ(0, hash_table_size);
 }
 
-TEST_F(SurfRulesTest, TheFirstMissingTextDecides)
+TEST_F(SurfRulesTest, TheFirstMissingMemberDecides)
 {
     EXPECT_EQ(4, Do(Document({"{\"FLAG\":\"1\",\"STOP\":\"9:00\"}"})));
     EXPECT_EQ(3, Do(Document({"{\"ALLOW\":\"1\"}"})));
@@ -106,7 +106,7 @@ TEST_F(SurfRulesTest, AnItemThatIsNoObjectLacksItsFlag)
     for (const char *item : {"1", "\"FLAG\"", "null", "[]", "true"}) EXPECT_EQ(3, Do(Document({item}))) << item;
 }
 
-TEST_F(SurfRulesTest, WhatCameBeforeAnIncompleteItemStaysDone)
+TEST_F(SurfRulesTest, ItemsBeforeAnIncompleteOneStayApplied)
 {
     const std::string third = "{\"FLAG\":\"1\",\"MAC\":\"M\",\"DAY\":\"1\",\"START\":\"8:00\",\"STOP\":\"9:00\"}";
     EXPECT_EQ(8, Do(Document({Item("1", "A", "1", "8:00", "9:00"), Item("1", "B", "2", "10:00", "11:00"), third,
@@ -136,7 +136,7 @@ TEST_F(SurfRulesTest, AddsTheRuleUnderEveryWeekdayOfTheText)
     EXPECT_TRUE(Holds(Log(), "]-> Add surf rule 02:00:00:00:00:0A|1\n"));
 }
 
-TEST_F(SurfRulesTest, WeekdaysAreTheDigitsThatOccurAnywhereInTheText)
+TEST_F(SurfRulesTest, WeekdaysAreTheDigitsAnywhereInTheText)
 {
     const struct {
         const char *text;
@@ -150,7 +150,7 @@ TEST_F(SurfRulesTest, WeekdaysAreTheDigitsThatOccurAnywhereInTheText)
     }
 }
 
-TEST_F(SurfRulesTest, EveryWeekdayHasACopyOfTheRuleOfItsOwn)
+TEST_F(SurfRulesTest, EveryWeekdayHasItsOwnCopyOfTheRule)
 {
     DoItem("1", "12", "8:00", "9:00");
     DoItem("0", "1", "8:00", "9:00");
@@ -158,7 +158,7 @@ TEST_F(SurfRulesTest, EveryWeekdayHasACopyOfTheRuleOfItsOwn)
     EXPECT_EQ("8:0-9:0", Rules(kMac, "2"));
 }
 
-TEST_F(SurfRulesTest, TheDeviceTextIsStoredAsItCame)
+TEST_F(SurfRulesTest, TheDeviceTextIsStoredUnchanged)
 {
     EXPECT_EQ(0, Do(Document({Item("1", "aa:bb:cc:dd:ee:0f", "1", "8:00", "9:00"), Item("1", "", "2", "8:00", "9:00"),
                               Item("1", " no mac ", "3", "8:00", "9:00")})));
@@ -168,7 +168,7 @@ TEST_F(SurfRulesTest, TheDeviceTextIsStoredAsItCame)
     EXPECT_EQ("8:0-9:0", Rules(" no mac ", "3"));
 }
 
-TEST_F(SurfRulesTest, ADeviceTextOfTwoHundredAndFiftyThreeCharactersFillsTheKeyAndALongerOneIsRefused)
+TEST_F(SurfRulesTest, ADeviceTextOf253CharactersFillsTheKeyAndALongerOneIsRefused)
 {
     const std::string longest(253, 'A');
     EXPECT_EQ(0, Do(Document({Item("1", longest, "1", "8:00", "9:00")})));
@@ -179,7 +179,7 @@ TEST_F(SurfRulesTest, ADeviceTextOfTwoHundredAndFiftyThreeCharactersFillsTheKeyA
     EXPECT_EQ(1, hash_table_size);
 }
 
-TEST_F(SurfRulesTest, MoreRulesForADayAreAppendedAndEqualOnesLeftOut)
+TEST_F(SurfRulesTest, FurtherRulesForADayAreAppendedExceptEqualOnes)
 {
     DoItem("1", "1", "8:00", "9:00");
     DoItem("1", "1", "18:00", "19:00");
@@ -190,14 +190,14 @@ TEST_F(SurfRulesTest, MoreRulesForADayAreAppendedAndEqualOnesLeftOut)
     EXPECT_EQ(1, hash_table_size);
 }
 
-TEST_F(SurfRulesTest, AllowSaysNothing)
+TEST_F(SurfRulesTest, AllowIsIgnored)
 {
     Do(Document({Item("1", "A", "1", "8:00", "9:00", "0"), Item("1", "B", "1", "8:00", "9:00", "1")}));
     EXPECT_EQ("8:0-9:0", Rules("A", "1"));
     EXPECT_EQ("8:0-9:0", Rules("B", "1"));
 }
 
-TEST_F(SurfRulesTest, TimesAreReadAsFarAsTheyGo)
+TEST_F(SurfRulesTest, TimesAreReadAsFarAsPossible)
 {
     const struct {
         const char *start, *stop, *rule;
@@ -218,7 +218,7 @@ TEST_F(SurfRulesTest, TimesAreReadAsFarAsTheyGo)
     }
 }
 
-TEST_F(SurfRulesTest, ATextThatIsNoneRefusesTheItemAndTheNextOneIsDone)
+TEST_F(SurfRulesTest, AMemberThatIsNoTextRefusesTheItemAndTheNextOneIsApplied)
 {
     for (const char *value : {"7", "null", "{}", "[\"1\"]", "true"})
         for (const char *name : {"MAC", "DAY", "START", "STOP"}) {
@@ -244,7 +244,7 @@ TEST_F(SurfRulesTest, CommitRefusesNullTexts)
     EXPECT_EQ(0, hash_table_size);
 }
 
-TEST_F(SurfRulesTest, CommitOfNeitherAddNorDeleteDoesNothing)
+TEST_F(SurfRulesTest, CommitWithAnotherActionDoesNothing)
 {
     DoItem("1", "1", "8:00", "9:00");
     for (int add : {2, -1}) EXPECT_EQ(0, CommitSurfRule(add, 1, kMac, "1", "8:00", "9:00"));
@@ -277,7 +277,7 @@ TEST_F(SurfRulesTest, DeletesTheRuleAndLeavesTheOthers)
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(SurfRulesTest, DeletingARuleThatIsNotStoredUnderAnEntryIsDone)
+TEST_F(SurfRulesTest, DeletingAMissingRuleOfAnEntryIsDone)
 {
     DoItem("1", "1", "8:00", "9:00");
     Log();
@@ -288,7 +288,7 @@ TEST_F(SurfRulesTest, DeletingARuleThatIsNotStoredUnderAnEntryIsDone)
     EXPECT_TRUE(gSdk.calls.empty());
 }
 
-TEST_F(SurfRulesTest, DeletingUnderAMissingKeyIsMinusOneForTheDayAndDoneForTheCommand)
+TEST_F(SurfRulesTest, DeletingUnderAMissingKeyReturnsMinus1ForTheDayAndDoneForTheCommand)
 {
     const SurfRule rule = {8, 0, 9, 0};
     EXPECT_EQ(-1, del_surf_rule(kMac, "1", &rule));
@@ -298,7 +298,7 @@ TEST_F(SurfRulesTest, DeletingUnderAMissingKeyIsMinusOneForTheDayAndDoneForTheCo
     EXPECT_EQ("", Days(kMac));
 }
 
-TEST_F(SurfRulesTest, ARefusedDeviceHasAccessAgainAtOnceWhenTheLastRuleOfADayGoes)
+TEST_F(SurfRulesTest, ARefusedDeviceHasAccessAgainAsSoonAsTheLastRuleOfADayIsDeleted)
 {
     AddDevice(kBytes, 0);
     gSdk.devices[0].port = 0x1234;
@@ -351,7 +351,7 @@ TEST_F(SurfRulesTest, ADeviceThatHasAccessIsNotWritten)
     EXPECT_EQ("none", Rules(kMac, "1"));
 }
 
-TEST_F(SurfRulesTest, ADeviceThatTheRouterDoesNotKnowIsNotWrittenAndItsEntryGoes)
+TEST_F(SurfRulesTest, ADeviceThatTheRouterDoesNotKnowIsNotWrittenAndItsEntryIsRemoved)
 {
     DoItem("1", "1", "8:00", "9:00");
     DoItem("0", "1", "8:00", "9:00");
@@ -359,7 +359,7 @@ TEST_F(SurfRulesTest, ADeviceThatTheRouterDoesNotKnowIsNotWrittenAndItsEntryGoes
     EXPECT_EQ("none", Rules(kMac, "1"));
 }
 
-TEST_F(SurfRulesTest, EveryWeekdayThatLosesItsLastRuleAsksForTheDevice)
+TEST_F(SurfRulesTest, EveryWeekdayThatLosesItsLastRuleReadsTheDevice)
 {
     AddDevice(kBytes, 0);
     DoItem("1", "1234567", "8:00", "9:00");
@@ -368,7 +368,7 @@ TEST_F(SurfRulesTest, EveryWeekdayThatLosesItsLastRuleAsksForTheDevice)
     EXPECT_EQ(1u, Writes());
 }
 
-TEST_F(SurfRulesTest, RulesOfALowerCaseDeviceNeverActButDeletingThemGivesAccessBack)
+TEST_F(SurfRulesTest, RulesOfALowerCaseDeviceHaveNoEffectButDeletingThemGivesAccessBack)
 {
     AddDevice("AABBCCDDEE0F", 0);
     Do(Document({Item("1", "aa:bb:cc:dd:ee:0f", "1", "8:00", "9:00")}));
@@ -384,7 +384,7 @@ TEST_F(SurfRulesTest, MissingPairsOfTheDeviceTextAreZeros)
               gSdk.calls);
 }
 
-TEST_F(SurfRulesTest, AnEntryFoundByTheBeginningOfItsKeyStaysWhenItsLastRuleGoes)
+TEST_F(SurfRulesTest, AnEntryFoundByAPrefixStaysWhenItsLastRuleIsDeleted)
 {
     ASSERT_EQ(hash_table_bucket("AA:BB:CC:DD:EE:5B|1"), hash_table_bucket("AA:BB:CC:DD:EE:5B|1x"));
     hash_table_insert("AA:BB:CC:DD:EE:5B|1", NewRule(8, 0, 9, 0));
@@ -397,7 +397,7 @@ TEST_F(SurfRulesTest, AnEntryFoundByTheBeginningOfItsKeyStaysWhenItsLastRuleGoes
 
 // ---- Locks ----
 
-TEST_F(SurfRulesTest, TheRouterIsAskedUnderItsLockAloneAndNothingIsLockedAfterwards)
+TEST_F(SurfRulesTest, TheRouterIsCalledUnderItsLockAloneAndNothingIsLockedAfterwards)
 {
     AddDevice(kBytes, 0);
     DoItem("1", "1", "8:00", "9:00");
@@ -435,14 +435,14 @@ class SurfRulesBadItemTest : public SurfRulesTest
             FakeClockAdvanceMs(1000);
         }
         FakeClockAwaitSleepers(1);
-        ServerRun = 0; // the pause ends at its second, as nobody wakes it here
+        ServerRun = 0; // the pause ends after its second, as nothing wakes it here
         FakeClockAdvanceMs(1000);
         command.Join();
         return result;
     }
 };
 
-TEST_F(SurfRulesBadItemTest, AFlagThatIsNeitherOneNorZeroKeepsTheThreadUntilTheSessionEnds)
+TEST_F(SurfRulesBadItemTest, AFlagThatIsNeither1Nor0KeepsTheThreadUntilTheSessionEnds)
 {
     EXPECT_EQ(kLeftBadItem, StayOn(Item("2", kMac, "1", "8:00", "9:00"), 3));
     const std::string log = Log();
@@ -453,7 +453,7 @@ TEST_F(SurfRulesBadItemTest, AFlagThatIsNeitherOneNorZeroKeepsTheThreadUntilTheS
     EXPECT_EQ("none", Rules(kMac, "1"));
 }
 
-TEST_F(SurfRulesBadItemTest, SoDoAnAllowThatIsNeitherAndTextsThatOnlyBeginRight)
+TEST_F(SurfRulesBadItemTest, SoDoAWrongAllowAndTextsThatOnlyBeginRight)
 {
     for (const char *text : {"2", "", "10", "01", " 1", "true"}) {
         EXPECT_EQ(kLeftBadItem, StayOn(Item("1", kMac, "1", "8:00", "9:00", text), 1)) << text;
@@ -469,7 +469,7 @@ TEST_F(SurfRulesBadItemTest, SoDoesAFlagThatIsNoText)
     EXPECT_EQ(kLeftBadItem, StayOn(item, 1));
 }
 
-TEST_F(SurfRulesBadItemTest, WithoutASessionNothingIsWaitedFor)
+TEST_F(SurfRulesBadItemTest, WithoutASessionItDoesNotWait)
 {
     EXPECT_EQ(kLeftBadItem, Do(Document({Item("2", kMac, "1", "8:00", "9:00")})));
 }

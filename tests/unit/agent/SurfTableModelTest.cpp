@@ -195,7 +195,7 @@ class SurfTableModelTest : public SurfTest
     Model mModel;
 };
 
-TEST_F(SurfTableModelTest, DoesWhatThePlainModelDoesWhateverIsDoneToIt)
+TEST_F(SurfTableModelTest, BehavesLikeThePlainModelUnderRandomOperations)
 {
     ASSERT_GE(mMacs.size(), 20u);
     size_t chained = 0, empty = 0, prefixed = 0, full = 0;

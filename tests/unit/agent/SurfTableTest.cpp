@@ -41,7 +41,7 @@ TEST_F(SurfTableTest, HashesTheDigitsOfANumberToTheBaseThirtyOne)
     EXPECT_EQ(335u, hash_table_bucket("AA:BB:CC:DD:EE:FF|1"));
 }
 
-TEST_F(SurfTableTest, HashesBytesAboveOneHundredTwentySevenAsNegativeNumbers)
+TEST_F(SurfTableTest, HashesBytesAbove127AsNegativeNumbers)
 {
     EXPECT_EQ(511u, hash_table_bucket("\xFF"));     // -1
     EXPECT_EQ(384u, hash_table_bucket("\x80"));     // -128
@@ -49,7 +49,7 @@ TEST_F(SurfTableTest, HashesBytesAboveOneHundredTwentySevenAsNegativeNumbers)
     EXPECT_EQ(380u, hash_table_bucket("A\xFFz!!")); // (((65 * 31 - 1) * 31 + 122) * 31 + 33) * 31 + 33, modulo 512
 }
 
-TEST_F(SurfTableTest, LongKeysWrapRound)
+TEST_F(SurfTableTest, HashesOfLongKeysWrapAround)
 {
     // 40 times "z": 122 * (31^40 - 1) / 30, modulo 512.
     EXPECT_EQ(0u, hash_table_bucket(std::string(32, 'z').c_str()));
@@ -78,7 +78,7 @@ TEST_F(SurfTableTest, LogsTheBucketAndTheKeyThatWasLookedUp)
     EXPECT_TRUE(Holds(Log(), "]-> found 33  AB\n"));
 }
 
-TEST_F(SurfTableTest, ALookUpIsContentWithAnEntryWhoseKeyIsTheBeginningOfTheText)
+TEST_F(SurfTableTest, ALookUpFindsAnEntryWhoseKeyIsAPrefixOfTheText)
 {
     ASSERT_EQ(hash_table_bucket("AA:BB:CC:DD:EE:5B|1"), hash_table_bucket("AA:BB:CC:DD:EE:5B|1x"));
     Insert("AA:BB:CC:DD:EE:5B|1");
@@ -96,7 +96,7 @@ TEST_F(SurfTableTest, ALookUpSearchesTheBucketOfTheWholeTextOnly)
     EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:FF|1x"));
 }
 
-TEST_F(SurfTableTest, ATextThatIsTheBeginningOfAKeyIsNotEnough)
+TEST_F(SurfTableTest, ATextThatIsAPrefixOfAKeyDoesNotFindIt)
 {
     Insert("AA:BB:CC:DD:EE:5B|1x");
     EXPECT_EQ("none", Found("AA:BB:CC:DD:EE:5B|1"));
@@ -111,7 +111,7 @@ TEST_F(SurfTableTest, TheEmptyKeyIsFoundByEveryTextOfBucketZero)
     EXPECT_EQ("none", Found("A"));
 }
 
-TEST_F(SurfTableTest, OfTwoEntriesThatMatchTheOneInsertedLastIsFound)
+TEST_F(SurfTableTest, OfTwoMatchingEntriesTheLaterOneIsFound)
 {
     hash_table_insert("AA:BB:CC:DD:EE:5B|1", NewRule(1, 0, 2, 0));
     hash_table_insert("AA:BB:CC:DD:EE:5B|1x", NewRule(3, 0, 4, 0));
@@ -161,7 +161,7 @@ TEST_F(SurfTableTest, AnEntryMayBeginWithoutARule)
     EXPECT_EQ(1, hash_table_size);
 }
 
-TEST_F(SurfTableTest, HoldsFiveHundredAndTwelveEntriesAndRefusesTheNext)
+TEST_F(SurfTableTest, Holds512EntriesAndRefusesTheNext)
 {
     for (int i = 0; i < 512; i++) Insert("KEY" + std::to_string(i));
     EXPECT_EQ(512, hash_table_size);
@@ -190,7 +190,7 @@ TEST_F(SurfTableTest, RemovalsDoNotLowerTheCountOfInsertions)
     EXPECT_EQ("8:0-9:0", Found("AB"));
 }
 
-TEST_F(SurfTableTest, AFullTableIsRefusedBeforeTheKeyIsLookedFor)
+TEST_F(SurfTableTest, AFullTableRefusesBeforeItSearchesTheKey)
 {
     for (int i = 0; i < 512; i++) Insert("KEY" + std::to_string(i));
     Log();
@@ -202,7 +202,7 @@ TEST_F(SurfTableTest, AFullTableIsRefusedBeforeTheKeyIsLookedFor)
 
 // ---- Removal ----
 
-TEST_F(SurfTableTest, RemovingTheFirstEntryOfABucketDropsAllThatIsChainedBehindIt)
+TEST_F(SurfTableTest, RemovingTheFirstEntryOfABucketDropsTheEntriesAfterIt)
 {
     InsertThreeOfOneBucket();
     hash_table_remove(kC);
@@ -231,7 +231,7 @@ TEST_F(SurfTableTest, RemovingTheLastEntryOfABucketLeavesTheOthers)
     EXPECT_EQ("8:0-9:0", Found(kC));
 }
 
-TEST_F(SurfTableTest, RemovingWhatIsNotThereChangesNothing)
+TEST_F(SurfTableTest, RemovingAMissingEntryChangesNothing)
 {
     InsertThreeOfOneBucket();
     Log();

@@ -42,7 +42,7 @@ static Bytes ArgumentOf(const std::string &call, const std::string &name)
     return Hex(digits);
 }
 
-// Runs inside every call of the router, behind its being noted.
+// Runs inside every call of the router, after the call has been noted.
 static void KeepHousehold(const std::string &name)
 {
     const std::string &call = gSdk.calls.back();

@@ -37,7 +37,7 @@ class SurfThreadsTest : public SurfTest
     }
 };
 
-TEST_F(SurfThreadsTest, NoPassLeavesADeviceRefusedWhoseLastRuleACommandHasDeleted)
+TEST_F(SurfThreadsTest, APassDoesNotLeaveADeviceRefusedAfterItsLastRuleWasDeleted)
 {
     std::atomic<bool> done{false};
     std::atomic<int> passes{0};
@@ -65,7 +65,7 @@ TEST_F(SurfThreadsTest, NoPassLeavesADeviceRefusedWhoseLastRuleACommandHasDelete
     for (int i = 0; i < kDevices; i++) EXPECT_EQ(1, Access(Mac(i, ""))) << i;
 }
 
-TEST_F(SurfThreadsTest, EveryProcedureOfTheTableMayMeetAPass)
+TEST_F(SurfThreadsTest, EveryProcedureOfTheTableMayRunDuringAPass)
 {
     std::atomic<bool> done{false};
     {

@@ -24,7 +24,7 @@ class TracerouteTest : public DiagnosticsTest
         FakeClockAuto(false); // or the watcher would not wait
     }
 
-    // What a traceroute prints; one that lasts goes on until it is stopped.
+    // The output of a traceroute; a lasting one runs until it is stopped.
     static void Script(const std::string &text, bool lasts)
     {
         FakeScript script;
@@ -76,7 +76,7 @@ TEST_F(TracerouteTest, DoesNotWriteThroughALink)
     EXPECT_EQ(Result(kHops), Call(TracerouteResult));
 }
 
-TEST_F(TracerouteTest, RunsNothingWhenThereIsNoFileToWriteInto)
+TEST_F(TracerouteTest, RunsNothingIfTheFileCannotBeOpened)
 {
     ASSERT_EQ(0, mkdir(kPathTraceroute, 0700));
     ASSERT_EQ(0, Call(TracerouteStart, kRequest).status);
@@ -86,7 +86,7 @@ TEST_F(TracerouteTest, RunsNothingWhenThereIsNoFileToWriteInto)
     EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
 }
 
-TEST_F(TracerouteTest, WhatIsPutInThePlaceOfTheFileWhileItStartsIsNeitherWrittenNorRead)
+TEST_F(TracerouteTest, AFileThatReplacesItsOwnDuringTheStartIsNeitherWrittenNorRead)
 {
     const std::string precious = FakeFolder() + "/precious";
     WriteFile(precious, "precious");
@@ -105,7 +105,7 @@ TEST_F(TracerouteTest, WhatIsPutInThePlaceOfTheFileWhileItStartsIsNeitherWritten
 
 // ---- The result ----
 
-TEST_F(TracerouteTest, TheResultIsWhatTheFileHolds)
+TEST_F(TracerouteTest, TheResultIsTheContentOfTheFile)
 {
     Run(kHops);
     EXPECT_EQ(Result(kHops), Call(TracerouteResult));
@@ -122,7 +122,7 @@ TEST_F(TracerouteTest, TheFileOfTheLastRunIsReadAgain)
     EXPECT_EQ(1u, Killings());
 }
 
-TEST_F(TracerouteTest, AResultRequestWhileItRunsKillsItAndAnswersWhatTheFileHolds)
+TEST_F(TracerouteTest, AResultRequestDuringATracerouteKillsItAndAnswersTheFilesContent)
 {
     StartLasting("half of ");
     EXPECT_EQ(Result("half of "), Call(TracerouteResult));
@@ -132,7 +132,7 @@ TEST_F(TracerouteTest, AResultRequestWhileItRunsKillsItAndAnswersWhatTheFileHold
     EXPECT_EQ(0, traceRes);
 }
 
-TEST_F(TracerouteTest, ARunEndsAlsoWhenItsKillerCannotBeStarted)
+TEST_F(TracerouteTest, ATracerouteEndsEvenIfTheKillCommandCannotBeStarted)
 {
     FakeScript script;
     script.cannotStart = true;
@@ -154,7 +154,7 @@ TEST_F(TracerouteTest, AtMost3999BytesAreRead)
     EXPECT_EQ(Result(""), Call(TracerouteResult));
 }
 
-TEST_F(TracerouteTest, WithoutAFileTheStatusIsOne)
+TEST_F(TracerouteTest, WithoutAFileTheStatusIs1)
 {
     EXPECT_EQ((Answer{1, {}}), Call(TracerouteResult));
     EXPECT_EQ(0u, FakeCommands().size());
@@ -169,7 +169,7 @@ TEST_F(TracerouteTest, AFileThatIsALinkIsNotRead)
 
 // ---- States ----
 
-TEST_F(TracerouteTest, IsStartedAtOnceInEveryRespect)
+TEST_F(TracerouteTest, ItsWholeStateIsSetWhenTheStartReturns)
 {
     StartLasting();
     EXPECT_EQ(1, gTraceThreadState);
@@ -177,14 +177,14 @@ TEST_F(TracerouteTest, IsStartedAtOnceInEveryRespect)
     EXPECT_EQ(1, killRun);
 }
 
-TEST_F(TracerouteTest, ASecondStartWhileOneRunsIsBusyAndStartsNothing)
+TEST_F(TracerouteTest, ASecondStartDuringATracerouteIsBusyAndStartsNothing)
 {
     StartLasting();
     EXPECT_EQ((Answer{1, {}}), Call(TracerouteStart, kRequest));
     EXPECT_EQ(1u, FakeCommands().size());
 }
 
-TEST_F(TracerouteTest, StartsInARowNeverRunTwoAtOnce)
+TEST_F(TracerouteTest, RepeatedStartsNeverRunTwoTraceroutesAtOnce)
 {
     int started = 0;
     for (int i = 0; i < 300; i++) started += Call(TracerouteStart, kRequest).status == 0;
@@ -195,7 +195,7 @@ TEST_F(TracerouteTest, StartsInARowNeverRunTwoAtOnce)
     EXPECT_EQ(static_cast<size_t>(started), runs);
 }
 
-TEST_F(TracerouteTest, AResultNobodyFetchedDoesNotKeepTheNextOneFromStarting)
+TEST_F(TracerouteTest, AResultThatWasNotFetchedDoesNotPreventTheNextTraceroute)
 {
     Run("first");
     EXPECT_EQ(1, traceRes);
@@ -223,7 +223,7 @@ TEST_F(TracerouteTest, AThousandStartsLeaveNothingBehind)
 
 // ---- The watcher ----
 
-TEST_F(TracerouteTest, OneThatNeverEndsIsKilledFiveHundredSecondsAfterItsStart)
+TEST_F(TracerouteTest, ATracerouteThatNeverEndsIsKilled500SecondsAfterItsStart)
 {
     StartLasting();
     EXPECT_EQ(500000, FakeClockNextDeadlineMs());
@@ -239,7 +239,7 @@ TEST_F(TracerouteTest, OneThatNeverEndsIsKilledFiveHundredSecondsAfterItsStart)
     EXPECT_NE(std::string::npos, log.find("]-> Exit killTrace\n"));
 }
 
-TEST_F(TracerouteTest, TheWatcherLeavesAtOnceAndWithoutKillingWhenItIsToStop)
+TEST_F(TracerouteTest, AStoppedWatcherEndsAtOnceAndKillsNothing)
 {
     StartLasting();
     FakeCommandEnd();
@@ -251,7 +251,7 @@ TEST_F(TracerouteTest, TheWatcherLeavesAtOnceAndWithoutKillingWhenItIsToStop)
     EXPECT_NE(std::string::npos, log.find("]-> Exit killTrace\n"));
 }
 
-TEST_F(TracerouteTest, TheWatcherKillsAlsoWhenNobodyFetchedTheResult)
+TEST_F(TracerouteTest, TheWatcherKillsEvenIfNobodyFetchesTheResult)
 {
     Run(kHops);
     FakeClockAwaitSleepers(1);
@@ -274,7 +274,7 @@ TEST_F(TracerouteTest, AThreadThatCannotBeStartedIsAnsweredWithItsErrorAndLeaves
     EXPECT_EQ(Result(kHops), Call(TracerouteResult));
 }
 
-TEST_F(TracerouteTest, RunsWithoutAWatcherWhenThereCanBeNone)
+TEST_F(TracerouteTest, RunsWithoutAWatcherIfThatCannotBeStarted)
 {
     FakeFailThreadStart(1, EAGAIN);
     Run(kHops);
@@ -285,7 +285,7 @@ TEST_F(TracerouteTest, RunsWithoutAWatcherWhenThereCanBeNone)
     EXPECT_EQ(0, traceRes);
 }
 
-TEST_F(TracerouteTest, WithoutAWatcherItIsEndedByItsResultAndWatchedTheNextTime)
+TEST_F(TracerouteTest, WithoutAWatcherTheResultRequestEndsItAndTheNextOneIsWatched)
 {
     FakeFailThreadStart(1, EAGAIN);
     Script(kHops, true);
