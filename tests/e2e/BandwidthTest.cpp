@@ -1,4 +1,4 @@
-// Bandwidth commands that are meant to hurt.
+// Bandwidth commands that could do harm: the deepest document, and an item that keeps the thread.
 #include "tests/data/HostileTexts.h"
 #include "tests/e2e/EndToEnd.h"
 
@@ -8,7 +8,7 @@ class Bandwidth : public EndToEnd
 {
 };
 
-TEST_F(Bandwidth, ADocumentAsDeepAsItMayBeFitsTheSmallStackOfAThread)
+TEST_F(Bandwidth, ADocumentOfTheGreatestDepthFitsTheSmallStackOfAThread)
 {
     RunningSession session;
     for (const std::string piece : {"[", "{\"\":"}) {
@@ -20,14 +20,14 @@ TEST_F(Bandwidth, ADocumentAsDeepAsItMayBeFitsTheSmallStackOfAThread)
     session.ExpectAnswers();
 }
 
-TEST_F(Bandwidth, AnItemThatIsStayedOnCostsTheSessionAndNotTheProcess)
+TEST_F(Bandwidth, ABadItemEndsTheSessionButNotTheProcess)
 {
     RunningSession session;
     session.platform.Command(
         "function 66 'text={\"LIST\":[{\"FLAG\":\"2\",\"MAC\":\"02:11:22:33:44:55\",\"UP\":\"1\",\"DOWN\":\"1\"}]}'");
     const LogEntry first = session.agent.WaitLog("Wrong tc rule param flag");
     const LogEntry second = session.agent.WaitLog("Wrong tc rule param flag", first.number + 1);
-    EXPECT_GE(second.time, first.time + 1); // the processor is not burnt meanwhile
+    EXPECT_GE(second.time, first.time + 1); // a pause: the loop does not use up the processor
     session.platform.Command("drop");
     session.platform.WaitSession();
     session.ExpectAnswers();

@@ -15,7 +15,7 @@ struct Exchange {
     Wanted fields; // of the reply
 };
 
-// Questions to the household as it is by default (sdk/sim/household.example.json).
+// Queries to the default household (sdk/sim/household.example.json).
 const Exchange kQueries[] = {
     {1, "router-version", {{"version", "1.0.0-simulated"}, {"date", "2024-06-01"}}},
     {2,
@@ -98,7 +98,7 @@ const Exchange kQueries[] = {
     {60, "router-pin", {{"pin", "12345670"}}},
 };
 
-// A setting, what the router is called with, and a question that shows that it holds.
+// A setting, the router's call that it makes, and a query that shows that it stays.
 const struct Setting {
     int function;
     const char *command;
@@ -146,7 +146,7 @@ const struct Setting {
     {55, "restart", "restart()", {}},
 };
 
-// What has a status and no data.
+// Functions with a status and no data.
 const struct Status {
     int function;
     const char *command;
@@ -158,7 +158,7 @@ const struct Status {
     {66, "set-bandwidth no JSON", 0},
     {69, "set-surf-rules no JSON", 2},
     {87, "config-data {\"another\":1}", 1},
-    // The router's management process is not there.
+    // There is no local peer.
     {70, "wifi-band 0", 1},
     {71, "mesh-support", 1},
     {72, "set-mesh on", 1},
@@ -177,7 +177,7 @@ const struct Status {
 };
 
 const int kSilent[] = {40, 81, 84, 86};
-const int kDiagnostics[] = {8, 9, 51, 52, 61}; // have tests of their own
+const int kDiagnostics[] = {8, 9, 51, 52, 61}; // they have their own tests
 
 class Functions : public EndToEnd
 {
@@ -201,13 +201,13 @@ class Functions : public EndToEnd
     }
 };
 
-TEST_F(Functions, EveryQueryTellsWhatTheRouterSays)
+TEST_F(Functions, EveryQueryAnswersTheRoutersData)
 {
     RunningSession session;
     for (const Exchange &query : kQueries) Check(session, query);
 }
 
-TEST_F(Functions, EverySettingReachesTheRouterAndHolds)
+TEST_F(Functions, EverySettingReachesTheRouterAndStays)
 {
     RunningSession session;
     for (const Setting &setting : kSettings) {
@@ -217,7 +217,7 @@ TEST_F(Functions, EverySettingReachesTheRouterAndHolds)
     }
 }
 
-TEST_F(Functions, WhatHasNoDataHasItsStatus)
+TEST_F(Functions, FunctionsWithoutDataAnswerTheirStatus)
 {
     RunningSession session;
     for (const Status &row : kStatuses) {
@@ -226,7 +226,7 @@ TEST_F(Functions, WhatHasNoDataHasItsStatus)
     }
 }
 
-TEST_F(Functions, WhatDoesNothingHasNoReply)
+TEST_F(Functions, FunctionsThatDoNothingHaveNoReply)
 {
     RunningSession session;
     for (int function : kSilent) session.platform.Command("no-operation-" + std::to_string(function));
@@ -235,7 +235,7 @@ TEST_F(Functions, WhatDoesNothingHasNoReply)
         EXPECT_EQ(0u, session.platform.Count("reply", {{"function", std::to_string(function)}})) << function;
 }
 
-TEST_F(Functions, TheUnusedNumbersAreNotSupported)
+TEST_F(Functions, UnusedIdsAreAnsweredAsUnsupported)
 {
     RunningSession session;
     for (int function : {62, 63, 65, 67, 68, 89, 32766}) {
@@ -247,7 +247,7 @@ TEST_F(Functions, TheUnusedNumbersAreNotSupported)
     session.ExpectAnswers();
 }
 
-TEST_F(Functions, ARouterThatFailsIsToldAsItsResultWithZerosForData)
+TEST_F(Functions, AFailureOfTheRouterIsAnsweredWithItsResultAndZeros)
 {
     AgentOptions options;
     options.environment["ROUTER_SIM_FAULTS"] = "get_wan_cfg=9,get_led_switch=-1,get_cpu_use=5,get_devs_cfg=1,set_dns=3";
@@ -261,7 +261,7 @@ TEST_F(Functions, ARouterThatFailsIsToldAsItsResultWithZerosForData)
     Ask(session, 45, "set-dns 1.1.1.1 2.2.2.2", 3);
 }
 
-TEST_F(Functions, TheFirmwareIsReportedInTheTwentySecondsBehindTheLogin)
+TEST_F(Functions, TheFirmwareIsReportedWithin20SecondsAfterTheLogin)
 {
     RunningSession session;
     const Event report = session.platform.Wait("upload", {{"datatype", "14"}});
@@ -273,7 +273,7 @@ TEST_F(Functions, TheFirmwareIsReportedInTheTwentySecondsBehindTheLogin)
     EXPECT_EQ("no", report.Text("json.configed"));
 }
 
-TEST_F(Functions, NoneIsLeftOut)
+TEST_F(Functions, EveryFunctionIsTested)
 {
     std::set<int> tested(std::begin(kDiagnostics), std::end(kDiagnostics));
     tested.insert(std::begin(kSilent), std::end(kSilent));

@@ -1,4 +1,4 @@
-// Ping: the system's own program across a router, and programs in its place that show how the agent calls it.
+// Ping: the system's own program across a router, and fake programs that show how the agent calls it.
 #include <chrono>
 
 #include "tests/e2e/Diagnostics.h"
@@ -23,7 +23,7 @@ std::string PingText(RunningSession *session, const std::string &parameters)
 
 // ---- The real one
 
-TEST_F(Ping, AcrossARouterBringsTheHeadingAndTheStatisticsButNoSingleReplies)
+TEST_F(Ping, AcrossARouterTheResultHasHeadingAndStatisticsButNoSingleReplies)
 {
     NeedPrograms({"ping"});
     HostBehindRouter network;
@@ -39,7 +39,7 @@ TEST_F(Ping, AcrossARouterBringsTheHeadingAndTheStatisticsButNoSingleReplies)
     EXPECT_EQ('\n', text.back());
 }
 
-TEST_F(Ping, TakesSizeAndCountFromTheRequestUnderTheFastClockToo)
+TEST_F(Ping, TakesSizeAndCountFromTheRequestAlsoUnderTheFastClock)
 {
     NeedPrograms({"ping"});
     HostBehindRouter network;
@@ -49,7 +49,7 @@ TEST_F(Ping, TakesSizeAndCountFromTheRequestUnderTheFastClockToo)
     EXPECT_TRUE(Contains(text, "5 packets transmitted, 5 received")) << text;
 }
 
-TEST_F(Ping, WhatARouterComplainsOfStandsInTheText)
+TEST_F(Ping, ErrorsFromARouterAreInTheText)
 {
     NeedPrograms({"ping"});
     HostBehindRouter network;
@@ -72,7 +72,7 @@ class PingCall : public DiagnosticsTest, public testing::WithParamInterface<Call
 {
 };
 
-TEST_P(PingCall, IsMadeOfNumbersAndAnAddressAlone)
+TEST_P(PingCall, HasOnlyNumbersAndAnAddress)
 {
     FakeProgram ping("ping");
     RunningSession session(WithFakes());
@@ -113,21 +113,21 @@ INSTANTIATE_TEST_SUITE_P(
         Call{"EveryBitSet", Repeated("F", 48), "<-s><65535><-c><-1><255.255.255.255>\n"},
         Call{"EveryBitSetToTheEnd", Repeated("F", 2000), "<-s><65535><-c><-1><255.255.255.255>\n"},
         Call{"NoParametersAtAll", "", "<-s><0><-c><0><0.0.0.0>\n"},
-        // 2D 68 20 24 is the address backwards, 28 74 the size, 6F 75 the count, 30,063.
+        // 2D 68 20 24 is the address in reverse, 28 74 the size, 6F 75 the count, 30,063.
         Call{"ShellText", HexOf("-h $" + Repeated("`reboot`;", 16) + "(touch /tmp/x)\n|&"),
              "<-s><29736><-c><50><36.32.104.45>\n"}),
     [](const auto &tested) { return std::string(tested.param.name); });
 
 // ---- While it runs
 
-TEST_F(Ping, AResultRequestMeanwhileIsAnsweredWithStatus1AfterItsEnd)
+TEST_F(Ping, AResultRequestDuringAPingIsAnsweredWithStatus1AfterItsEnd)
 {
     FakeProgram ping("ping", "echo heading; @wait; echo '64 bytes from here: icmp_seq=1 ttl=64'; echo statistics");
     RunningSession session(WithFakes());
     EXPECT_EQ(0, Ask(&session.platform, kPing, PingParameters("192.168.1.20", 56, 4)).status);
     ping.AwaitRuns(1);
     Send(&session.platform, kPingResult);
-    session.platform.Wait("heartbeat"); // 20 s of the agent's time go by
+    session.platform.Wait("heartbeat"); // 20 s of the agent's time pass
     EXPECT_EQ(0u, session.platform.Count("reply", {{"function", "9"}}));
     ping.LetGo();
     const FunctionReply meanwhile = AwaitReply(&session.platform, kPingResult);
@@ -139,7 +139,7 @@ TEST_F(Ping, AResultRequestMeanwhileIsAnsweredWithStatus1AfterItsEnd)
     EXPECT_EQ("heading\nstatistics\n", Ask(&session.platform, kPingResult).text); // and once more
 }
 
-TEST_F(Ping, ASecondStartMeanwhileIsAnsweredBusyAndStartsNothing)
+TEST_F(Ping, ASecondStartDuringAPingIsAnsweredBusyAndStartsNothing)
 {
     FakeProgram ping("ping", "@wait; echo end");
     RunningSession session(WithFakes());
@@ -156,7 +156,7 @@ TEST_F(Ping, ASecondStartMeanwhileIsAnsweredBusyAndStartsNothing)
     EXPECT_EQ("end\n", PingText(&session, PingParameters("192.168.1.21", 56, 4)));
 }
 
-TEST_F(Ping, TheTextIsCutBehindTheLastLineThatFitsBelow4000Bytes)
+TEST_F(Ping, TheTextIsCutAfterTheLastLineThatFitsBelow4000Bytes)
 {
     // 81 bytes a line: 49 lines are 3969 bytes, 50 would be 4050.
     FakeProgram ping("ping", "i=1000; while [ $i -lt 1100 ]; do i=$((i + 1)); printf '%d%076d\\n' $i 7; done");
@@ -167,7 +167,7 @@ TEST_F(Ping, TheTextIsCutBehindTheLastLineThatFitsBelow4000Bytes)
     EXPECT_EQ("1049" + std::string(75, '0') + "7\n", text.substr(48 * 81));
 }
 
-TEST_F(Ping, ASystemWithoutTheProgramBringsAnEmptyText)
+TEST_F(Ping, WithoutTheProgramTheTextIsEmpty)
 {
     AgentOptions options = WithFakes();
     options.environment["PATH"] = "/tmp";
@@ -175,7 +175,7 @@ TEST_F(Ping, ASystemWithoutTheProgramBringsAnEmptyText)
     EXPECT_EQ("", PingText(&session, PingParameters("192.168.1.20", 56, 4)));
 }
 
-TEST_F(Ping, OneAfterTheOtherLeavesNothingBehind)
+TEST_F(Ping, RepeatedPingsLeaveNothingBehind)
 {
     FakeProgram ping("ping", "echo text");
     RunningSession session(WithFakes(100));
@@ -202,7 +202,7 @@ double SecondsToEnd(RunningSession *session)
     return took.count();
 }
 
-TEST_F(Ping, TheEndOfTheAgentEndsARealOneWithinASecond)
+TEST_F(Ping, TheEndOfTheAgentEndsARealPingWithinASecond)
 {
     NeedPrograms({"ping"});
     HostBehindRouter network;
@@ -210,12 +210,12 @@ TEST_F(Ping, TheEndOfTheAgentEndsARealOneWithinASecond)
     options.clock = 1;
     RunningSession session(options);
     EXPECT_EQ(0, Ask(&session.platform, kPing, PingParameters(kFarHost, 56, 50)).status);
-    ASSERT_TRUE(OneRuns("ping"));        // the answer may be here before it
-    ASSERT_FALSE(NoneRuns("ping", 0.5)); // and it goes on
+    ASSERT_TRUE(OneRuns("ping"));        // the answer may come before the ping runs
+    ASSERT_FALSE(NoneRuns("ping", 0.5)); // and it runs on
     EXPECT_LT(SecondsToEnd(&session), 1);
 }
 
-TEST_F(Ping, TheEndOfTheAgentEndsOneThatSomebodyWaitsFor)
+TEST_F(Ping, TheEndOfTheAgentEndsAPingWithAWaitingRequest)
 {
     FakeProgram ping("ping", "@wait");
     RunningSession session(WithFakes(1));
@@ -226,7 +226,7 @@ TEST_F(Ping, TheEndOfTheAgentEndsOneThatSomebodyWaitsFor)
     EXPECT_LT(SecondsToEnd(&session), 1);
 }
 
-TEST_F(Ping, TheLossOfTheSessionEndsTheWaitForOneAndNotTheOneItself)
+TEST_F(Ping, TheLossOfTheSessionEndsTheWaitForAPingButNotThePing)
 {
     FakeProgram ping("ping", "echo heading; @wait; echo statistics");
     RunningSession session(WithFakes());
@@ -246,7 +246,7 @@ TEST_F(Ping, TheLossOfTheSessionEndsTheWaitForOneAndNotTheOneItself)
     EXPECT_EQ("<-s><56><-c><4><192.168.1.20>\n", ping.Runs());
 }
 
-TEST_F(Ping, TheLossOfTheSessionCutsNoResultShort)
+TEST_F(Ping, TheLossOfTheSessionDoesNotCutAResult)
 {
     FakeProgram ping("ping", "for i in 1 2 3 4 5 6; do echo line $i; @wait; done");
     RunningSession session(WithFakes());
@@ -261,7 +261,7 @@ TEST_F(Ping, TheLossOfTheSessionCutsNoResultShort)
     EXPECT_EQ("line 1\nline 2\nline 3\nline 4\nline 5\nline 6\n", result.text);
 }
 
-TEST_F(Ping, OneWithoutACountThatNeverEndsIsKilledAfter500Seconds)
+TEST_F(Ping, APingWithoutACountThatNeverEndsIsKilledAfter500Seconds)
 {
     FakeProgram ping("ping", "echo heading; @wait");
     RunningSession session(WithFakes(200));
@@ -276,17 +276,17 @@ TEST_F(Ping, OneWithoutACountThatNeverEndsIsKilledAfter500Seconds)
     EXPECT_EQ("<-s><56><-c><0><192.168.1.20>\n", ping.Runs());
 }
 
-TEST_F(Ping, OneWithoutACountIsKilledWhenItsTextIsFull)
+TEST_F(Ping, APingWithoutACountIsKilledWhenItsTextIsFull)
 {
     FakeProgram ping("ping", "printf '%0300d\\n%03900d\\n' 1 2; @wait");
     RunningSession session(WithFakes());
     const std::string text = PingText(&session, PingParameters("192.168.1.20", 56, 0));
     EXPECT_EQ(std::string(299, '0') + "1\n", text.substr(0, 301));
     EXPECT_TRUE(NoneRuns("ping"));
-    EXPECT_EQ(0u, session.agent.CountLog("kill ping")); // which is what the deadline says
+    EXPECT_EQ(0u, session.agent.CountLog("kill ping")); // the log line of the deadline
 }
 
-TEST_F(Ping, OneThatNobodyWaitsForOutlivesTheSession)
+TEST_F(Ping, APingWithoutAWaitingRequestOutlivesTheSession)
 {
     FakeProgram ping("ping", "@wait; echo text");
     RunningSession session(WithFakes());

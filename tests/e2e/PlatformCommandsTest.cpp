@@ -1,4 +1,4 @@
-// The platform's commands that are more than one frame: a table of the devices, an update from the offer to its report.
+// The platform's commands that need more than one frame: the table of devices, and an update up to its report.
 #include "tests/e2e/EndToEnd.h"
 
 namespace fs = std::filesystem;
@@ -37,7 +37,7 @@ TEST_F(PlatformCommands, UpdateServesTheFileAndFollowsItToTheAgentsEnd)
     EXPECT_EQ(255, session.agent.WaitExit());
 }
 
-TEST_F(PlatformCommands, AnUpdateThatIsToFailIsDoneWhenItsFailureIsReported)
+TEST_F(PlatformCommands, AnUpdateThatShouldFailIsDoneWhenItsFailureIsReported)
 {
     RunningSession session;
     session.platform.Command(std::string("update ") + kOffered + " md5=0 expect-failure");

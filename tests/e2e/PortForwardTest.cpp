@@ -36,7 +36,7 @@ struct sockaddr_in Address(const char *ip, uint16_t port)
     return address;
 }
 
-// A TCP socket none of whose calls takes longer than our patience.
+// A TCP socket whose calls all have a time limit.
 class Tcp
 {
   public:
@@ -63,7 +63,7 @@ class Tcp
         if (bind(fd_, reinterpret_cast<const struct sockaddr *>(&address), sizeof address) != 0 || listen(fd_, 4) != 0)
             throw Failure(std::string("listen: ") + strerror(errno));
     }
-    // The descriptor, -1 when nobody comes. `*peer` is "address:port".
+    // Returns the descriptor, -1 if nobody connects. `*peer` is "address:port".
     int Accept(std::string *peer)
     {
         struct sockaddr_in address = {};
@@ -91,7 +91,7 @@ class Tcp
 class PortForward : public EndToEnd
 {
   protected:
-    const std::string kRouter = "10.77.1.1"; // where clients connect to
+    const std::string kRouter = "10.77.1.1"; // where clients connect
     const std::string kServer = "10.77.2.2";
 
     void SetUp() override
@@ -156,14 +156,14 @@ class PortForward : public EndToEnd
     size_t asked_ = 0;
 };
 
-TEST_F(PortForward, AConnectionReachesTheServerAndItsAnswersComeBack)
+TEST_F(PortForward, AConnectionReachesTheServerAndItsRepliesComeBack)
 {
     std::unique_ptr<Tcp> listening, early, connecting;
     server_.Inside([&] { listening = std::make_unique<Tcp>(); });
     listening->Listen(kServer.c_str(), 80);
 
     client_.Inside([&] { early = std::make_unique<Tcp>(); });
-    EXPECT_EQ(ECONNREFUSED, early->Connect(kRouter.c_str(), 8080)); // nobody there without a forwarding
+    EXPECT_EQ(ECONNREFUSED, early->Connect(kRouter.c_str(), 8080)); // nobody listens without a forwarding
 
     ASSERT_EQ(0, Parse({"1", kRouter, "8080", kServer, "80"}));
     client_.Inside([&] { connecting = std::make_unique<Tcp>(); });
@@ -172,7 +172,7 @@ TEST_F(PortForward, AConnectionReachesTheServerAndItsAnswersComeBack)
     const int accepted = listening->Accept(&peer);
     ASSERT_GE(accepted, 0);
     Tcp serving(accepted);
-    EXPECT_EQ("10.77.1.1:8080", peer); // the router, so the answers go back through it
+    EXPECT_EQ("10.77.1.1:8080", peer); // the router, so that the replies go back through it
     connecting->Send("question");
     EXPECT_EQ("question", serving.Receive(8));
     serving.Send("answer");
@@ -209,7 +209,7 @@ TEST_F(PortForward, ADeletionLeavesNoneAndConnectionsAreRefused)
     std::unique_ptr<Tcp> connecting;
     client_.Inside([&] { connecting = std::make_unique<Tcp>(); });
     EXPECT_EQ(ECONNREFUSED, connecting->Connect(kRouter.c_str(), 8084));
-    EXPECT_EQ(0, Parse(forwarding)); // nothing left to delete is no failure
+    EXPECT_EQ(0, Parse(forwarding)); // nothing left to delete is not a failure
     EXPECT_EQ(Texts(), Rules());
 }
 
@@ -217,7 +217,7 @@ TEST_F(PortForward, HostileTextsReachNeitherTheShellNorTheFilter)
 {
     const Forwarding good = {"1", kRouter, "8085", kServer, "85"};
     EXPECT_EQ(0, Parse(good));
-    WriteFile("/tmp/x", "untouched\n"); // which some of the texts would write to
+    WriteFile("/tmp/x", "untouched\n"); // a file that some of the texts would change
     const auto before = Files();
     for (const HostileText &hostile : HostileTexts())
         for (std::string Forwarding::*field :
@@ -265,7 +265,7 @@ class PortForwardSession : public DiagnosticsTest
     }
 };
 
-TEST_F(PortForwardSession, ASequenceThatHasBegunRunsToItsEndWhenTheLinkIsLost)
+TEST_F(PortForwardSession, ASequenceRunsToItsEndEvenIfTheLinkIsLost)
 {
     FakeProgram iptables("iptables", "@wait");
     RunningSession session(WithFakes(1));
@@ -275,7 +275,7 @@ TEST_F(PortForwardSession, ASequenceThatHasBegunRunsToItsEndWhenTheLinkIsLost)
     EXPECT_EQ(kRuns, Lines(iptables.Runs()));
 }
 
-TEST_F(PortForwardSession, ACommandThatHangsIsEndedTenSecondsAfterTheTeardownBeganAndTheNextOneRuns)
+TEST_F(PortForwardSession, ACommandThatHangsIsEndedTenSecondsAfterTheTeardownBeginsAndTheNextOneRuns)
 {
     FakeProgram iptables("iptables", "[ $(wc -l </tmp/programs/iptables.runs) -ne 2 ] || @wait"); // the second
     RunningSession session(WithFakes());

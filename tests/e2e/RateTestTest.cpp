@@ -1,4 +1,4 @@
-// The rate test against web servers good and bad, at the configured address and at those of the platform's choosing.
+// The rate test with good and bad web servers, at the configured address and at addresses from the platform.
 #include <atomic>
 #include <future>
 
@@ -31,7 +31,7 @@ void Good(HttpConnection &connection, size_t length)
     connection.AwaitEnd();
 }
 
-// Function 61, which is answered at once and always alike.
+// Function 61, which is always answered at once and in the same way.
 void Start(RunningSession *session)
 {
     session->platform.Command("function 61");
@@ -39,7 +39,7 @@ void Start(RunningSession *session)
     EXPECT_EQ("0", reply.Text("status"));
     const std::string payload = reply.Text("payload");
     ASSERT_EQ(36u, payload.size());
-    EXPECT_EQ(std::string(28, '0'), payload.substr(8)); // behind tag and ID
+    EXPECT_EQ(std::string(28, '0'), payload.substr(8)); // after tag and ID
 }
 
 // Function 87 with a test of `url`. Returns its status.
@@ -86,7 +86,7 @@ TEST_F(RateTest, OfTheConfiguredAddressIsReportedWithTagZeroAndItsRate)
     EXPECT_EQ("0", report.Text("status"));
     EXPECT_EQ("02:1a:2b:00:00:01", report.Text("mac"));
     EXPECT_EQ(20u, report.Text("payload").size());
-    // Whole seconds only, none counting as one.
+    // Whole seconds only; 0 counts as 1.
     const double rate = report.Number("fields.rate");
     EXPECT_TRUE(rate == 1000000 || rate == 500000 || rate == 333333) << rate;
     EXPECT_EQ(std::vector<std::string>{kRequest}, server.Requests());
@@ -113,7 +113,7 @@ TEST_F(RateTest, OfTheTestPlatformsOwnFileIsReportedWithItsRate)
     ExpectFailure(&session);
 }
 
-TEST_F(RateTest, TheRateIsTheBytesByTheSecondsThatTheBodyTook)
+TEST_F(RateTest, TheRateIsTheBytesDividedByTheSecondsOfTheBody)
 {
     std::atomic<bool> held{false};
     std::promise<void> go;
@@ -136,7 +136,7 @@ TEST_F(RateTest, TheRateIsTheBytesByTheSecondsThatTheBodyTook)
     EXPECT_LE(report.Number("fields.rate"), 1000000 / 40);
 }
 
-TEST_F(RateTest, AHostBehindARouterIsMeasuredToo)
+TEST_F(RateTest, AHostBehindARouterIsMeasured)
 {
     HostBehindRouter network;
     std::unique_ptr<HttpServer> server;
@@ -209,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(
                 }}),
     [](const auto &tested) { return std::string(tested.param.name); });
 
-TEST_F(RateTest, NobodyAtTheConfiguredAddressIsAFailure)
+TEST_F(RateTest, AConfiguredAddressWithoutAServerIsAFailure)
 {
     RunningSession session;
     Start(&session);
@@ -230,7 +230,7 @@ TEST_F(RateTest, AHeaderThatComesByteByByteIsWaitedFor)
 
 // ---- Only one
 
-TEST_F(RateTest, ASecondOneMeanwhileIsRefusedWithItsText)
+TEST_F(RateTest, ASecondTestMeanwhileIsRefusedWithItsText)
 {
     std::promise<void> go;
     HttpServer server([&](HttpConnection &connection) {
@@ -254,7 +254,7 @@ TEST_F(RateTest, ASecondOneMeanwhileIsRefusedWithItsText)
     EXPECT_EQ(1u, session.platform.Count("reply", {{"function", "62"}}));
 }
 
-TEST_F(RateTest, OneAfterTheOtherAreAllReported)
+TEST_F(RateTest, RepeatedTestsAreAllReported)
 {
     HttpServer server([](HttpConnection &connection) { Good(connection, 2000); });
     RunningSession session;
@@ -268,7 +268,7 @@ TEST_F(RateTest, OneAfterTheOtherAreAllReported)
     EXPECT_EQ(5u, server.Requests().size());
 }
 
-TEST_F(RateTest, BadConfigurationsAreAnsweredWith1AndBadUrlsWithNothingMore)
+TEST_F(RateTest, BadConfigurationsAreAnsweredWith1AndBadUrlsAreNotReported)
 {
     RunningSession session;
     EXPECT_EQ("1", Configure(&session, "{\"value_func61\""));
@@ -283,7 +283,7 @@ TEST_F(RateTest, BadConfigurationsAreAnsweredWith1AndBadUrlsWithNothingMore)
     EXPECT_EQ(0u, session.platform.Count("reply", {{"function", "62"}}));
 }
 
-TEST_F(RateTest, APortThatIsNoneIsReportedAsAFailedTest)
+TEST_F(RateTest, AWrongPortIsReportedAsAFailedTest)
 {
     RunningSession session;
     size_t last = 0;
@@ -297,7 +297,7 @@ TEST_F(RateTest, APortThatIsNoneIsReportedAsAFailedTest)
 
 // ---- Ends
 
-TEST_F(RateTest, AConnectionThatClosesEarlyIsStayedWithUntilTheSessionEnds)
+TEST_F(RateTest, TheThreadStaysOnAConnectionThatClosesEarlyUntilTheSessionEnds)
 {
     HttpServer early([](HttpConnection &connection) {
         connection.Send(HeaderFor(200000) + Body(50000));
@@ -324,12 +324,12 @@ struct Wait {
     HttpServer::Answer answer;
 };
 
-// Waits that nothing but the end of session or agent ends.
+// Waits that only the end of the session or the agent ends.
 class WaitingRateTest : public DiagnosticsTest, public testing::WithParamInterface<Wait>
 {
 };
 
-TEST_P(WaitingRateTest, LetsGoWithTheSessionAndWithTheAgent)
+TEST_P(WaitingRateTest, EndsWithTheSessionAndWithTheAgent)
 {
     std::atomic<int> requests{0};
     HttpServer server([&](HttpConnection &connection) {

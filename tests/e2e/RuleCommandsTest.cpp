@@ -8,12 +8,12 @@
 namespace
 {
 const char kPhone[] = "02:1a:2b:00:00:14";
-const size_t kLongestText = 1200; // what one frame brings, with room for the other members
+const size_t kLongestText = 1200; // fits into one frame with the other members
 
 class RuleCommands : public DiagnosticsTest
 {
   protected:
-    // Sends a forwarding; the agent's answer has this result, and this is its meaning.
+    // Sends a forwarding; the agent's answer must have this result and this meaning.
     static std::string Forward(RunningSession &session, const std::string &command, int result)
     {
         session.platform.Command(command);
@@ -39,7 +39,7 @@ class RuleCommands : public DiagnosticsTest
     }
 };
 
-// The frame of a forwarding, whatever bytes are in it: zeros, DataType 9, length, text.
+// The frame of a forwarding with any bytes as its text: zeros, DataType 9, length, text.
 std::string RawForward(const std::string &text)
 {
     std::string hex = "frame plugin-command plain=000009";
@@ -56,7 +56,7 @@ std::string RawForward(const std::string &text)
 
 const char *const kMembers[] = {"PRE_IP", "PRE_PORT", "POST_IP", "POST_PORT"};
 
-// A forwarding that is right but for the value of one member.
+// A forwarding in which one member has another value.
 std::string WithValue(size_t member, const std::string &value)
 {
     std::string values[] = {"\"192.168.1.1\"", "\"8080\"", "\"192.168.2.50\"", "\"80\""};
@@ -68,7 +68,7 @@ std::string WithValue(size_t member, const std::string &value)
 
 // ---- Forwarding
 
-TEST_F(RuleCommands, AForwardingRunsThePacketFiltersProgramAsOftenAsItMust)
+TEST_F(RuleCommands, AForwardingRunsThePacketFilterForEveryRule)
 {
     const FakeProgram iptables("iptables");
     RunningSession session(WithFakes());
@@ -88,7 +88,7 @@ TEST_F(RuleCommands, AForwardingRunsThePacketFiltersProgramAsOftenAsItMust)
     EXPECT_EQ("datatype_route_set", session.agent.WaitLog("datatype_route_set").text);
 }
 
-TEST_F(RuleCommands, APacketFilterThatRefusesIsNotNoticed)
+TEST_F(RuleCommands, ARefusalOfThePacketFilterIsIgnored)
 {
     const FakeProgram iptables("iptables", "exit 2");
     RunningSession session(WithFakes());
@@ -96,7 +96,7 @@ TEST_F(RuleCommands, APacketFilterThatRefusesIsNotNoticed)
     iptables.AwaitRuns(4);
 }
 
-TEST_F(RuleCommands, AForwardingThatLacksSomethingHasAResultOfItsOwnAndRunsNothing)
+TEST_F(RuleCommands, AnIncompleteForwardingHasItsOwnResultAndRunsNothing)
 {
     const FakeProgram iptables("iptables");
     RunningSession session(WithFakes());
@@ -123,7 +123,7 @@ TEST_F(RuleCommands, HostileTextsInAForwardingRunNothing)
 {
     const FakeProgram iptables("iptables");
     RunningSession session(WithFakes());
-    WriteFile("/tmp/x", "untouched\n"); // which some of the texts would write to
+    WriteFile("/tmp/x", "untouched\n"); // a file that some of the texts would change
     std::vector<std::string> values = HostileValues();
     for (const HostileText &hostile : HostileTexts())
         if (hostile.text.size() < kLongestText / 2) values.push_back(JsonString(hostile.text));
@@ -138,7 +138,7 @@ TEST_F(RuleCommands, HostileTextsInAForwardingRunNothing)
         }
     EXPECT_EQ("", iptables.Runs());
     EXPECT_EQ("untouched\n", ReadFile("/tmp/x"));
-    // It could have run: the same frame with a good text does.
+    // The check can fail: the same frame with a good text runs commands.
     Forward(session, RawForward(WithValue(0, "\"192.168.1.1\"")), 0);
     iptables.AwaitRuns(4);
 }
@@ -160,7 +160,7 @@ TEST_F(RuleCommands, LimitsReachTheRouter)
     EXPECT_TRUE(Contains(calls, " set_dev_ds_max_bw(mac=02:1a:2b:00:00:14, limit=0) = 0\n")) << calls;
 }
 
-TEST_F(RuleCommands, NegativeLimitsAreHandedOnAsTheyAre)
+TEST_F(RuleCommands, NegativeLimitsArePassedOnUnchanged)
 {
     RunningSession session;
     Limit(session, std::string("limit ") + kPhone + " 2048 -1");
@@ -169,7 +169,7 @@ TEST_F(RuleCommands, NegativeLimitsAreHandedOnAsTheyAre)
     EXPECT_TRUE(Contains(calls, " set_dev_ds_max_bw(mac=02:1a:2b:00:00:14, limit=-1) = ")) << calls;
 }
 
-TEST_F(RuleCommands, AnItemThatLacksSomethingEndsTheListAndTheStatusIsStill0)
+TEST_F(RuleCommands, AnIncompleteItemEndsTheListAndTheStatusIsStill0)
 {
     RunningSession session;
     Limit(session, "set-bandwidth {\"LIST\":[{\"FLAG\":\"1\",\"MAC\":\"02:1A:2B:00:00:14\",\"UP\":\"10\","

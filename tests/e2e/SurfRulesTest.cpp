@@ -1,5 +1,5 @@
-// Internet-access-time rules, from the platform's command over the table and the pass to the router, at a date and time
-// that the test chooses.
+// Internet-access-time rules from the platform's command through the table and the pass to the router, at a date and
+// time that the test sets.
 #include <ctime>
 #include <sstream>
 
@@ -51,7 +51,7 @@ std::string Item(const std::string &flag, const std::string &mac, const std::str
 struct SurfSession : RunningSession {
     using RunningSession::RunningSession;
 
-    // Sends a command of surf rules; its status. `*meaning` is what plugsim takes it for.
+    // Sends a command of surf rules. Returns its status; `*meaning` is plugsim's text for it.
     int Rule(const std::string &command, std::string *meaning = nullptr)
     {
         platform.Command(command);
@@ -69,7 +69,7 @@ struct SurfSession : RunningSession {
         return reply.Text("fields.devices.3.access");
     }
 
-    // What the router was told about a device's access, in this order: "01" is refused, then allowed.
+    // The access settings that the router received for a device, in order: "01" is refused, then allowed.
     static std::string Calls(const std::string &mac = "02:1a:2b:00:00:14")
     {
         std::string calls;
@@ -82,12 +82,12 @@ struct SurfSession : RunningSession {
         return calls;
     }
 
-    // Waits until as many passes as that have begun and ended from here on.
+    // Waits until `count` passes have begun and ended from now on.
     void AwaitPasses(size_t count)
     {
         static const char kPass[] = "Sub dev num:[";
         size_t from = 0;
-        // The last one has ended for certain when one more begins.
+        // The last one has certainly ended when one more begins.
         for (size_t left = agent.CountLog(kPass) + count + 1; left > 0; left--)
             from = agent.WaitLog(kPass, from).number + 1;
     }
@@ -97,9 +97,9 @@ class SurfRules : public EndToEnd
 {
 };
 
-// ---- Being cut off and let back in
+// ---- Access refused and given back
 
-TEST_F(SurfRules, ARuleForNowCutsTheDeviceOffAtTheNextPassAndItsDeletionLetsItBackInAtOnce)
+TEST_F(SurfRules, ARuleForNowRefusesTheDeviceAtTheNextPassAndItsDeletionGivesAccessBackAtOnce)
 {
     SurfSession session(At("Wed 12:00:00"));
     std::string meaning;
@@ -112,12 +112,12 @@ TEST_F(SurfRules, ARuleForNowCutsTheDeviceOffAtTheNextPassAndItsDeletionLetsItBa
     EXPECT_EQ("refused", session.Access());
     EXPECT_EQ("0", session.Calls());
 
-    session.AwaitPasses(1); // finds it right
+    session.AwaitPasses(1); // finds it in the right state
     EXPECT_EQ("0", session.Calls());
     EXPECT_EQ("", session.Calls("02:1a:2b:00:00:15"));
 
     EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 3 11:00 13:00"));
-    EXPECT_EQ("01", session.Calls()); // when the answer is there
+    EXPECT_EQ("01", session.Calls()); // at the latest with the answer
     EXPECT_EQ("allowed", session.Access());
     EXPECT_EQ("del_surf_rule",
               session.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 1", cut.number).function);
@@ -146,12 +146,12 @@ TEST_F(SurfRules, ARuleBeginsAndEndsByItselfWithinAPass)
     EXPECT_LE(ClockOf(cut), "12:01:45");
     const LogEntry back = session.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 1");
     EXPECT_EQ("surf_rule_func", back.function);
-    EXPECT_GE(ClockOf(back), "12:03:00"); // its last minute belongs to it
+    EXPECT_GE(ClockOf(back), "12:03:00"); // the range includes its last minute
     EXPECT_LE(ClockOf(back), "12:03:45");
     EXPECT_EQ("allowed", session.Access());
 }
 
-TEST_F(SurfRules, TwoRulesReachOverMidnight)
+TEST_F(SurfRules, TwoRulesCoverMidnight)
 {
     SurfSession session(At("Tue 23:58:30"));
     EXPECT_EQ(0, session.Rule("surf add 02:1a:2b:00:00:14 2 23:00 23:59"));
@@ -163,12 +163,12 @@ TEST_F(SurfRules, TwoRulesReachOverMidnight)
     EXPECT_EQ("01", session.Calls());
 }
 
-TEST_F(SurfRules, ADeviceStaysCutOffBehindMidnightUntilItsRuleIsDeleted)
+TEST_F(SurfRules, ADeviceStaysRefusedAfterMidnightUntilItsRuleIsDeleted)
 {
     SurfSession session(At("Tue 23:59:00"));
     EXPECT_EQ(0, session.Rule("surf add 02:1a:2b:00:00:14 2 23:00 23:59"));
     session.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 0");
-    session.agent.WaitLog("Can't find rule for : 02:1A:2B:00:00:14|3"); // the day after has none
+    session.agent.WaitLog("Can't find rule for : 02:1A:2B:00:00:14|3"); // the next day has none
     session.AwaitPasses(1);
     EXPECT_EQ("refused", session.Access());
     EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 2 23:00 23:59"));
@@ -185,7 +185,7 @@ TEST_F(SurfRules, WeekdayAndTimeAreThoseOfTheRoutersTimeZone)
     EXPECT_EQ("refused", session.Access());
 }
 
-TEST_F(SurfRules, NoDigitIsASunday)
+TEST_F(SurfRules, NoDigitMeansSunday)
 {
     SurfSession session(At("Sun 12:00:00"));
     EXPECT_EQ(0, session.Rule("surf add 02:1a:2b:00:00:14 1234567 0:00 23:59"));
@@ -194,7 +194,7 @@ TEST_F(SurfRules, NoDigitIsASunday)
     EXPECT_EQ("", session.Calls());
 }
 
-TEST_F(SurfRules, AMacInLowerCaseNeverActsButItsDeletionGivesAccessBack)
+TEST_F(SurfRules, AMacInLowerCaseHasNoEffectButItsDeletionGivesAccessBack)
 {
     SurfSession session(At("Wed 12:00:00"));
     session.platform.Command("set-device-access mac=02:1a:2b:00:00:14 access=refused");
@@ -217,12 +217,12 @@ TEST_F(SurfRules, AccessIsGivenBackWithTheLastRuleOfADayAndNotBefore)
     session.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 0");
     EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 3 11:00 13:00"));
     session.AwaitPasses(1);
-    EXPECT_EQ("0", session.Calls()); // the other one still holds
+    EXPECT_EQ("0", session.Calls()); // the other one still applies
     EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 3 11:30 13:30"));
     EXPECT_EQ("01", session.Calls());
 }
 
-TEST_F(SurfRules, APassThatGetsNoDevicesIsFollowedByTheNext)
+TEST_F(SurfRules, AfterAPassWithoutDevicesTheNextOneRuns)
 {
     AgentOptions options = At("Wed 12:00:00");
     options.environment["ROUTER_SIM_FAULTS"] = "get_devs_cfg=1";
@@ -237,7 +237,7 @@ TEST_F(SurfRules, APassThatGetsNoDevicesIsFollowedByTheNext)
 
 // ---- Results
 
-TEST_F(SurfRules, AnItemThatLacksSomethingEndsTheListWithItsOwnStatus)
+TEST_F(SurfRules, AnIncompleteItemEndsTheListWithItsOwnStatus)
 {
     SurfSession session(At("Wed 12:00:00"));
     const struct {
@@ -269,7 +269,7 @@ TEST_F(SurfRules, AnItemThatLacksSomethingEndsTheListWithItsOwnStatus)
     EXPECT_EQ(0u, session.agent.CountLog("Add surf rule"));
 }
 
-TEST_F(SurfRules, ItemsBeforeTheOneThatLacksSomethingStayApplied)
+TEST_F(SurfRules, ItemsBeforeAnIncompleteOneStayApplied)
 {
     SurfSession session(At("Wed 12:00:00"));
     std::string meaning;
@@ -284,21 +284,21 @@ TEST_F(SurfRules, ItemsBeforeTheOneThatLacksSomethingStayApplied)
     EXPECT_EQ("refused", session.Access());
 }
 
-TEST_F(SurfRules, ABadItemCostsTheSessionButNeitherTheProcessNorTheRulesNorThePasses)
+TEST_F(SurfRules, ABadItemEndsTheSessionButNotTheProcessTheRulesOrThePasses)
 {
     SurfSession session(At("Wed 12:00:00"));
     session.platform.Command("surf-json {\"LIST\":[" + Item("1", kPhone, "3", "11:00", "13:00") + "," +
                              Item("2", kPhone, "3", "11:00", "13:00") + "]}");
     const LogEntry first = session.agent.WaitLog("Wrong surf rule param");
     const LogEntry second = session.agent.WaitLog("Wrong surf rule param", first.number + 1);
-    EXPECT_GE(second.time, first.time + 1);                                      // the processor is not burnt meanwhile
-    session.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 0"); // by a pass, although it stays there
+    EXPECT_GE(second.time, first.time + 1);                                      // with pauses: no busy loop
+    session.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 0"); // by a pass, although the thread stays
     EXPECT_EQ(0u, session.platform.Count("reply", {{"function", "69"}}));
     session.platform.Command("drop");
     session.platform.WaitSession();
     session.ExpectAnswers();
     EXPECT_EQ("refused", session.Access());
-    EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 3 11:00 13:00")); // it is still known
+    EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 3 11:00 13:00")); // the rule is still stored
     EXPECT_EQ("allowed", session.Access());
     EXPECT_EQ(0u, session.platform.Count("reply", {{"function", "69"}, {"status", "-1"}}));
 }
@@ -311,7 +311,7 @@ TEST_F(SurfRules, The513thKeyIsNotStoredAndNoRemovalMakesRoom)
     const auto add = [&](const std::string &mac) {
         EXPECT_EQ(0, session.Rule("surf add " + mac + " 123456 11:00 13:00"));
     };
-    const auto expectOverflows = [&](size_t count) { // the log may come behind the answer
+    const auto expectOverflows = [&](size_t count) { // the log line may come after the answer
         size_t from = 0;
         for (size_t i = 0; i < count; i++) from = session.agent.WaitLog("Mem overflow!", from).number + 1;
         EXPECT_EQ(count, session.agent.CountLog("Mem overflow!"));
@@ -330,7 +330,7 @@ TEST_F(SurfRules, The513thKeyIsNotStoredAndNoRemovalMakesRoom)
     session.AwaitPasses(1);
     EXPECT_EQ("", session.Calls("02:1a:2b:00:00:15")); // today is Wednesday
 
-    EXPECT_EQ(0, session.Rule("surf add 02:1a:2b:00:00:14 3 14:00 15:00")); // a key that is there
+    EXPECT_EQ(0, session.Rule("surf add 02:1a:2b:00:00:14 3 14:00 15:00")); // a key that exists
     expectOverflows(4);
     EXPECT_EQ(0, session.Rule("surf del 02:1a:2b:00:00:14 12456 11:00 13:00"));
     EXPECT_EQ(0, session.Rule("surf add 02:1a:2b:00:00:15 3 11:00 13:00"));

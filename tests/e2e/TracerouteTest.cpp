@@ -1,4 +1,4 @@
-// Traceroute: the system's own program over two hops, and programs in its place that do not end.
+// Traceroute: the system's own program over two hops, and fake programs that do not end.
 #include <chrono>
 
 #include "tests/e2e/Diagnostics.h"
@@ -38,11 +38,11 @@ TEST_F(Traceroute, ShowsTheRouterAndTheHostBehindIt)
     EXPECT_EQ(ReadFile(kTracerouteFile), result.text);
 }
 
-TEST_F(Traceroute, ARealOneIsStoppedByTheResultRequest)
+TEST_F(Traceroute, ARealTracerouteIsStoppedByTheResultRequest)
 {
     NeedPrograms({"traceroute", "killall"});
     HostBehindRouter network;
-    // Whatever goes to a neighbour that is not there is lost without a word: half a minute of waiting.
+    // Packets to a neighbour that does not exist are lost without an error: the program waits half a minute.
     RunShell("ip neigh add 10.77.1.9 lladdr 02:00:00:00:00:09 dev router0 && ip route add 10.77.3.0/24 via 10.77.1.9");
     AgentOptions options;
     options.clock = 1;
@@ -58,10 +58,10 @@ TEST_F(Traceroute, ARealOneIsStoppedByTheResultRequest)
 
 // ---- Programs in its place
 
-TEST_F(Traceroute, ASlowOneIsKilledByItsNameAndWhatItHasWrittenIsTheResult)
+TEST_F(Traceroute, ASlowTracerouteIsKilledByItsNameAndItsOutputSoFarIsTheResult)
 {
     NeedPrograms({"killall", "setsid"});
-    // The second of its name is in a session of its own, where nothing but its name leads to it.
+    // The second program of this name runs in its own session, so that it can be found by its name only.
     FakeProgram traceroute("traceroute", "[ \"$1\" = again ] || exec setsid --wait \"$0\" again\n"
                                          "echo ' 1  10.77.1.2  0.1 ms'\n"
                                          "@wait\n"
@@ -76,11 +76,11 @@ TEST_F(Traceroute, ASlowOneIsKilledByItsNameAndWhatItHasWrittenIsTheResult)
     EXPECT_TRUE(NoneRuns("setsid"));
     EXPECT_EQ("<-n><192.168.1.20>\n<again>\n", traceroute.Runs());
     session.agent.WaitLog("Exit killTrace");
-    EXPECT_EQ(0u, session.agent.CountLog("kill traceroute")); // which is the watcher's to say
+    EXPECT_EQ(0u, session.agent.CountLog("kill traceroute")); // the log line of the watcher
     session.ExpectAnswers();
 }
 
-TEST_F(Traceroute, OneThatNeverEndsIsKilledAfter500Seconds)
+TEST_F(Traceroute, ATracerouteThatNeverEndsIsKilledAfter500Seconds)
 {
     NeedPrograms({"killall"});
     FakeProgram traceroute("traceroute", "echo ' 1  10.77.1.2  0.1 ms'; @wait");
@@ -96,7 +96,7 @@ TEST_F(Traceroute, OneThatNeverEndsIsKilledAfter500Seconds)
     EXPECT_EQ(" 1  10.77.1.2  0.1 ms\n", Ask(&session.platform, kTracerouteResult).text);
 }
 
-TEST_F(Traceroute, ASecondStartMeanwhileIsAnsweredBusyAndStartsNothing)
+TEST_F(Traceroute, ASecondStartDuringATracerouteIsAnsweredBusyAndStartsNothing)
 {
     FakeProgram traceroute("traceroute", "@wait; echo end");
     RunningSession session(WithFakes());
@@ -111,7 +111,7 @@ TEST_F(Traceroute, ASecondStartMeanwhileIsAnsweredBusyAndStartsNothing)
     EXPECT_EQ("<-n><192.168.1.20>\n", traceroute.Runs());
 }
 
-TEST_F(Traceroute, AResultBeforeThereIsAFileIsAnsweredWithStatus1)
+TEST_F(Traceroute, AResultRequestBeforeTheFileExistsIsAnsweredWithStatus1)
 {
     RunningSession session;
     const FunctionReply result = Ask(&session.platform, kTracerouteResult);
@@ -119,7 +119,7 @@ TEST_F(Traceroute, AResultBeforeThereIsAFileIsAnsweredWithStatus1)
     EXPECT_EQ(6u, result.length);
 }
 
-TEST_F(Traceroute, AFileThatIsGoneIsAnsweredWithStatus1)
+TEST_F(Traceroute, AFileThatWasRemovedIsAnsweredWithStatus1)
 {
     FakeProgram traceroute("traceroute", "echo end; rm -f /tmp/tracerouteFile");
     RunningSession session(WithFakes());
@@ -165,7 +165,7 @@ class TracerouteCall : public DiagnosticsTest, public testing::WithParamInterfac
 {
 };
 
-TEST_P(TracerouteCall, IsMadeOfAnAddressAlone)
+TEST_P(TracerouteCall, HasOnlyAnAddress)
 {
     FakeProgram traceroute("traceroute", "echo end");
     RunningSession session(WithFakes());
@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(, TracerouteCall,
                                          Call{"EveryBitSet", std::string(48, 'F'), "<-n><255.255.255.255>\n"},
                                          Call{"EveryBitSetToTheEnd", std::string(2000, 'F'), "<-n><255.255.255.255>\n"},
                                          Call{"NoParametersAtAll", "", "<-n><0.0.0.0>\n"},
-                                         // ";reboot\n", of which the first four are the address backwards
+                                         // ";reboot\n", of which the first four are the address in reverse
                                          Call{"ShellText", "3B7265626F6F740A", "<-n><98.101.114.59>\n"}),
                          [](const auto &tested) { return std::string(tested.param.name); });
 
@@ -198,7 +198,7 @@ double SecondsToEnd(RunningSession *session)
     return took.count();
 }
 
-TEST_F(Traceroute, TheEndOfTheAgentEndsOneWithinASecond)
+TEST_F(Traceroute, TheEndOfTheAgentEndsATracerouteWithinASecond)
 {
     FakeProgram traceroute("traceroute", "@wait");
     RunningSession session(WithFakes(1));
@@ -207,7 +207,7 @@ TEST_F(Traceroute, TheEndOfTheAgentEndsOneWithinASecond)
     EXPECT_LT(SecondsToEnd(&session), 1);
 }
 
-TEST_F(Traceroute, OneOutlivesTheSessionAndTheNextOneGetsItsResult)
+TEST_F(Traceroute, ATracerouteOutlivesTheSessionAndTheNextSessionGetsItsResult)
 {
     FakeProgram traceroute("traceroute", "echo begin; @wait; echo end");
     RunningSession session(WithFakes());

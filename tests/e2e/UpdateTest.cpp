@@ -15,7 +15,7 @@ namespace
 {
 const char kNothing[] = "00000000000000000000000000000000";
 
-// What follows "datatype":3 in the platform's events.
+// The text after "datatype":3 in the platform's events.
 const char kFailure[] =
     "{\"pluginID\":\"router\",\"fromVersion\":\"2.0\",\"toVersion\":\"2.1\",\"process\":0,\"result\":-1,"
     "\"resultDesc\":\"\"}";
@@ -28,7 +28,7 @@ void Begin(RunningSession *session, const HttpServer &server, const std::string 
     session->platform.Command(UpdateCommand(server.Port(), "/agent", md5));
 }
 
-// One report, status 104, and an agent as before.
+// One report, status 104, and the agent goes on.
 void ExpectFailure(RunningSession *session)
 {
     EXPECT_EQ(kFailure, session->platform.Wait("upload", {{"datatype", "3"}}).Text("text"));
@@ -99,7 +99,7 @@ TEST_F(Update, WithoutADigestFailsWithoutADownload)
     EXPECT_TRUE(server.Requests().empty());
 }
 
-TEST_F(Update, OfAFileThatIsNotThereFails)
+TEST_F(Update, OfAFileThatDoesNotExistFails)
 {
     PlatformOptions platformOptions;
     platformOptions.httpAt = "127.0.0.1:8199";
@@ -118,7 +118,7 @@ TEST_F(Update, OfAnEmptyFileFails)
     ExpectFailure(&session);
 }
 
-TEST_F(Update, OfAServerThatClosesEarlyWaitsUntilTheSessionEndsAndLeavesWhatCame)
+TEST_F(Update, OfAServerThatClosesEarlyWaitsUntilTheSessionEndsAndKeepsTheReceivedBytes)
 {
     HttpServer server([](HttpConnection &connection) { connection.Send(HeaderFor(5000) + "half an agent"); });
     RunningSession session;
@@ -147,7 +147,7 @@ TEST_F(Update, ThatHangsEndsWithinASecondOfSigterm)
     EXPECT_NE("004\n", Status());
 }
 
-// ---- What it leaves alone, and what it leaves behind ----
+// ---- What it does not touch, and what it leaves ----
 
 TEST_F(Update, ThatIsRefusedTouchesNothing)
 {
@@ -163,7 +163,7 @@ TEST_F(Update, ThatIsRefusedTouchesNothing)
     EXPECT_EQ("of an earlier update", ReadFile(kUpdate));
 }
 
-TEST_F(Update, WithAFolderInTheFilesPlaceFailsBeforeAnythingIsAskedOfTheServer)
+TEST_F(Update, WithAFolderInPlaceOfTheFileFailsBeforeTheServerIsAsked)
 {
     mkdir(kUpdate, 0755);
     HttpServer server(Serving(Body(5000)));
@@ -183,7 +183,7 @@ struct statvfs Room()
     return room;
 }
 
-TEST_F(Update, WithAFullInodeTableFailsBeforeAnythingIsAskedOfTheServer)
+TEST_F(Update, WithAFullInodeTableFailsBeforeTheServerIsAsked)
 {
     HttpServer server(Serving(Body(5000)));
     RunningSession session;
@@ -197,7 +197,7 @@ TEST_F(Update, WithAFullInodeTableFailsBeforeAnythingIsAskedOfTheServer)
     EXPECT_TRUE(server.Requests().empty());
 }
 
-TEST_F(Update, ThatTheDiskCannotTakeWholeFailsAndGivesTheRoomBack)
+TEST_F(Update, ThatDoesNotFitOnTheDiskFailsAndFreesItsSpace)
 {
     const std::string content = Body(1000000);
     const std::string digest = Md5(content);
@@ -221,7 +221,7 @@ TEST_F(Update, ThatTheDiskCannotTakeWholeFailsAndGivesTheRoomBack)
     EXPECT_EQ(content, ReadFile(kUpdate));
 }
 
-// ---- Slow ones, and what becomes of the session meanwhile ----
+// ---- Slow updates, and the loss of the session ----
 
 const int kSlowBytes = 300000;
 
@@ -242,7 +242,7 @@ class SlowUpdate : public Update, public testing::WithParamInterface<int>
         options.httpAt = "127.0.0.1:8199";
         return options;
     }
-    // Made-up bytes of the test platform; a first, failed update tells their digest. The next one is slow.
+    // Random bytes of the test platform; a first, failed update logs their digest. The next one is slow.
     void BeginSlow(RunningSession *session)
     {
         session->platform.Set("http * size=" + std::to_string(kSlowBytes));
@@ -254,7 +254,7 @@ class SlowUpdate : public Update, public testing::WithParamInterface<int>
         session->platform.Command(UpdateCommand(8199, "/download/agent", entry.text.substr(10, 32)));
         begin_ = session->agent.WaitLog("lens = ", entry.number);
     }
-    // Of the agent's time, from the header to the digest.
+    // In the agent's time, from the header to the digest.
     void ExpectSlowSuccess(RunningSession *session)
     {
         const LogEntry end = session->agent.WaitLog("md5: self:", begin_.number, 40);
@@ -287,13 +287,13 @@ TEST_P(SlowUpdate, EndsWithItsStatusAndTheEndOfTheAgentWhenTheLinkIsLostMeanwhil
     EXPECT_FALSE(session.platform.Happened("upload", {{"datatype", "3"}}));
     const LogEntry lost = session.agent.WaitLog("Close link.");
     const LogEntry exit = session.agent.WaitLog("exit at [ParserPlugData] ");
-    EXPECT_LT(lost.time, exit.time - 30); // in the middle indeed
+    EXPECT_LT(lost.time, exit.time - 30); // in the middle of the download
 }
 
 INSTANTIATE_TEST_SUITE_P(, SlowUpdate, testing::Values(20, 60),
                          [](const auto &tested) { return "Interval" + std::to_string(tested.param); });
 
-TEST_F(Update, OfAServerThatFallsSilentLetsGoTenSecondsLaterWhenTheLinkIsLost)
+TEST_F(Update, OfAServerThatFallsSilentEndsTenSecondsLaterWhenTheLinkIsLost)
 {
     HttpServer server([](HttpConnection &connection) {
         connection.Send(HeaderFor(500000) + Body(100000));
@@ -319,7 +319,7 @@ TEST_F(Update, OfAHundredMegabytesArrivesWhole)
     RunningSession session({}, platformOptions);
     session.platform.Set("http * size=100M");
     Announce(&session.platform);
-    // Made-up bytes; a first, failed update tells their digest.
+    // Random bytes; a first, failed update logs their digest.
     session.platform.Command(UpdateCommand(8199, "/download/agent", kNothing));
     session.platform.Wait("upload", {{"datatype", "3"}}, 60);
     const std::string line = session.agent.WaitLog("md5: self:").text;
@@ -335,15 +335,15 @@ TEST_F(Update, OfAHundredMegabytesArrivesWhole)
 
 // ---- Killed at any point ----
 
-TEST_F(Update, KilledAtAnyPointTheStatusIsThatOfAnUpdateOnlyWhenTheFileIsWhole)
+TEST_F(Update, KilledAtAnyPointTheStatusIsThatOfAnUpdateOnlyIfTheFileIsComplete)
 {
     const std::string content = Body(3000000);
     const std::string digest = Md5(content);
     size_t coming = 0, whole = 0;
-    std::chrono::steady_clock::duration took{}; // by a round that nobody ends, from the header to the status
+    std::chrono::steady_clock::duration took{}; // by a round that is not killed, from the header to the status
     for (int round = -1; round < 30; round++) {
         fs::remove(kUpdate);
-        // Half of the rounds begin with what an earlier update has left, which must not pass for this one's.
+        // Half of the rounds begin with the file of an earlier download, which must not be mistaken for this one.
         if (round % 2) WriteFile(kUpdate, "of an earlier update");
         HttpServer server(Serving(content));
         RunningSession session;
@@ -355,7 +355,7 @@ TEST_F(Update, KilledAtAnyPointTheStatusIsThatOfAnUpdateOnlyWhenTheFileIsWhole)
             took = std::chrono::steady_clock::now() - begin;
             continue;
         }
-        std::this_thread::sleep_for(took * round / 20); // the rounds sweep over it, and half as far behind
+        std::this_thread::sleep_for(took * round / 20); // from its start to half its length after its end
         session.agent.Signal(SIGKILL);
         const int status = session.agent.WaitExit();
         EXPECT_TRUE(status == 128 + SIGKILL || status == 255) << status;
