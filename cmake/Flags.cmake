@@ -22,6 +22,32 @@ if(NOT PLUG_RELRO)
   set(PLUG_RELRO relro)
 endif()
 
+# How the code on the router is protected, each with what it costs the agent on x86-64 (docs/benchmarks.md has the rest).
+set(PLUG_STACK_PROTECTOR arrays CACHE STRING "guarded stack frames of a release: none, arrays (0.7 KB), strong (8 KB)")
+set_property(CACHE PLUG_STACK_PROTECTOR PROPERTY STRINGS none arrays strong)
+set(stack_protector_none -fno-stack-protector)
+set(stack_protector_arrays -fstack-protector)
+set(stack_protector_strong -fstack-protector-strong)
+if(NOT DEFINED stack_protector_${PLUG_STACK_PROTECTOR})
+  message(FATAL_ERROR "PLUG_STACK_PROTECTOR is none, arrays or strong")
+endif()
+option(PLUG_FORTIFY "calls of the C library in a release check the size of their buffers (0.6 KB)" ON)
+
+# -Oz is smaller than -Os, where the compiler has it. The next three move values about to save time and lose bytes. Calls
+# of libraries go through their address instead of a stub, which is bound at the start anyway.
+include(CheckCXXCompilerFlag)
+set(PLUG_SMALL_CODE "")
+foreach(flag -Oz -fno-caller-saves -fno-move-loop-invariants -fno-tree-sra)
+  string(MAKE_C_IDENTIFIER "plug_has${flag}" known)
+  check_cxx_compiler_flag(${flag} ${known})
+  if(${known})
+    list(APPEND PLUG_SMALL_CODE ${flag})
+  endif()
+endforeach()
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
+  list(APPEND PLUG_SMALL_CODE -fno-plt)
+endif()
+
 # No exceptions, no RTTI, no guarded statics: nothing of it may need libstdc++.so on the router.
 add_library(plug_router_code INTERFACE)
 target_compile_options(plug_router_code INTERFACE
@@ -30,15 +56,33 @@ target_compile_options(plug_router_code INTERFACE
   # Machine code beside the LTO code: tests link it without LTO, some to put other procedures in some places.
   $<$<BOOL:${CMAKE_INTERPROCEDURAL_OPTIMIZATION}>:-ffat-lto-objects>
   # Nothing unwinds the stack of what is shipped: no exceptions, no thread is cancelled.
-  $<$<CONFIG:MinSizeRel>:-fno-asynchronous-unwind-tables>)
+  "$<$<CONFIG:MinSizeRel>:-fno-asynchronous-unwind-tables;${PLUG_SMALL_CODE};${stack_protector_${PLUG_STACK_PROTECTOR}}>"
+  "$<$<AND:$<CONFIG:MinSizeRel>,$<BOOL:${PLUG_FORTIFY}>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 target_include_directories(plug_router_code INTERFACE ${CMAKE_SOURCE_DIR}/agent ${CMAKE_SOURCE_DIR})
 target_link_libraries(plug_router_code INTERFACE plug_warnings)
 
+# Addresses that the loader only shifts take a bit each instead of 24 bytes. The C library has to know this table.
+include(CheckCSourceCompiles)
+set(PLUG_PACKED_RELOCATIONS -Wl,-z,pack-relative-relocs)
+set(CMAKE_REQUIRED_LINK_OPTIONS ${PLUG_PACKED_RELOCATIONS})
+check_c_source_compiles("
+#include <stdlib.h>
+#if !defined(__GLIBC__) || __GLIBC__ * 100 + __GLIBC_MINOR__ < 236
+#error
+#endif
+int main(void) { return 0; }" PLUG_HAS_PACKED_RELOCATIONS FAIL_REGEX ignored)
+unset(CMAKE_REQUIRED_LINK_OPTIONS)
+if(NOT PLUG_HAS_PACKED_RELOCATIONS)
+  set(PLUG_PACKED_RELOCATIONS "")
+endif()
+
 # Links a target with the C driver, so that libstdc++ is not even offered to it. Code and constants share a segment: each
-# one more is rounded up to pages in the file.
+# one more is rounded up to pages in the file. One partition: the compiler sees the whole program at once.
 function(plug_link_without_cxx_runtime target)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
-  target_link_options(${target} PRIVATE -static-libgcc -Wl,--gc-sections -Wl,--as-needed -Wl,-z,${PLUG_RELRO},-z,now,-z,noseparate-code)
+  target_link_options(${target} PRIVATE -static-libgcc -Wl,--gc-sections -Wl,--as-needed
+    -Wl,-z,${PLUG_RELRO},-z,now,-z,noseparate-code,-z,noexecstack ${PLUG_PACKED_RELOCATIONS}
+    $<$<CONFIG:MinSizeRel>:-flto-partition=one>)
 endfunction()
 # CMake would add the C++ runtime behind the C driver's back.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")

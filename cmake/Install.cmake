@@ -19,6 +19,12 @@ function(plug_installed_copy file)
 endfunction()
 
 install(TARGETS plug RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
+# Behind CMake's own stripping, which nothing can do again afterwards.
+install(CODE "
+  if(CMAKE_INSTALL_DO_STRIP)
+    execute_process(COMMAND sh ${CMAKE_SOURCE_DIR}/cmake/without-sections.sh
+      \"\$ENV{DESTDIR}${CMAKE_INSTALL_FULL_SBINDIR}/plug\" ${CMAKE_READELF} COMMAND_ERROR_IS_FATAL ANY)
+  endif()" COMPONENT agent)
 plug_installed_copy(plug-supervisor.sh)
 install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
 plug_installed_copy(plug.init)

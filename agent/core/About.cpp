@@ -14,6 +14,16 @@
 #define OPENSSL_VERSION SSLEAY_VERSION
 #endif
 
+// Asking a library that is part of the program would bring in 3 MB of it.
+static const char *CryptoVersion()
+{
+#ifdef PLUG_STATIC_CRYPTO
+    return OPENSSL_VERSION_TEXT;
+#else
+    return OpenSSL_version(OPENSSL_VERSION);
+#endif
+}
+
 static const char kText[] = //
     "plug %s: ties this router to its operator's device-management platform\n"
     "\n"
@@ -38,8 +48,7 @@ bool AboutAsked(int argc, char *const argv[])
 int AboutPrint()
 {
     printf(kText, kPluginVersionTagged, kPathDefaultConfig, kPathLocalConfig, kPathPlugStatus, kPathCommServer,
-           kPathPlugDownload, kPathMacConfig, kPathSubdev, kPathTraceroute, OpenSSL_version(OPENSSL_VERSION),
-           cJSON_Version());
+           kPathPlugDownload, kPathMacConfig, kPathSubdev, kPathTraceroute, CryptoVersion(), cJSON_Version());
     OsEachLibrary([](const char *path) { printf("  %s\n", path); });
     return fflush(stdout) == 0 ? 0 : -1;
 }

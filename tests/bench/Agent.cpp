@@ -59,6 +59,18 @@ bool EnterPrivateTmp()
 
 // ---- The process ----
 
+static std::string s_program = PLUG_BENCH_AGENT;
+
+std::string AgentProgram()
+{
+    return s_program;
+}
+
+void SetAgentProgram(const std::string &path)
+{
+    s_program = path;
+}
+
 Agent::Agent(uint16_t registerPort, double factor)
 {
     const std::string config = Format("[Dev]\nPIN=123456789012\n[Protool]\nKEY=%s\nSERVER1=127.0.0.1\n"
@@ -78,7 +90,7 @@ Agent::Agent(uint16_t registerPort, double factor)
         setenv("LD_PRELOAD", PLUG_BENCH_FASTCLOCK, 1);
         setenv("FASTCLOCK_FACTOR", factorText.c_str(), 1);
     }
-    execl(PLUG_BENCH_AGENT, PLUG_BENCH_AGENT, "-f", "/tmp/bench.conf", static_cast<char *>(nullptr));
+    execl(s_program.c_str(), s_program.c_str(), "-f", "/tmp/bench.conf", static_cast<char *>(nullptr));
     _exit(127);
 }
 

@@ -10,6 +10,10 @@
 // not let us.
 bool EnterPrivateTmp();
 
+// The program that is started: the build's own, until another one is set.
+std::string AgentProgram();
+void SetAgentProgram(const std::string &path);
+
 // Starts the agent and kills it at the end of its life.
 class Agent
 {
@@ -20,6 +24,7 @@ class Agent
     Agent(const Agent &) = delete;
     Agent &operator=(const Agent &) = delete;
 
+    pid_t Pid() const { return mPid; }
     double StartedMs() const { return mStartedMs; }
     long Descriptors() const;
     long Threads() const;

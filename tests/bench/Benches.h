@@ -4,8 +4,11 @@
 // Function command to acknowledgement against a bare two-thread echo: `samples` of each, in alternating blocks.
 void MeasureLatency(int samples);
 
-// Wake-ups and private memory of the idle daemon: `settleSeconds` after the login, for `seconds`.
+// Wake-ups of the idle daemon: `settleSeconds` after the login, for `seconds`.
 void MeasureIdle(int settleSeconds, int seconds);
+
+// Private memory of the daemon, `settleSeconds` after the login.
+void MeasureMemory(int settleSeconds);
 
 // Process start to logged in, the median of `runs`.
 void MeasureStart(int runs);

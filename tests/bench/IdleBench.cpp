@@ -7,7 +7,6 @@
 
 static const int16_t kHeartbeatSeconds = 60;
 static const double kWakeUpsMost = 1.0;
-static const long kPrivateMostKb = 900;
 
 void MeasureIdle(int settleSeconds, int seconds)
 {
@@ -19,9 +18,8 @@ void MeasureIdle(int settleSeconds, int seconds)
     BenchFrame frame;
     const double begin = NowMs() + settleSeconds * 1e3;
     while (session.Next(&frame, begin)) AnswerHeartbeat(&session, frame);
-    long privateKb = agent.PrivateKb();
-    printf("idle: %ld threads, %ld descriptors, %ld KB private; switches by thread %s\n", agent.Threads(),
-           agent.Descriptors(), privateKb, agent.WakeUpList().c_str());
+    printf("idle: %ld threads, %ld descriptors; switches by thread %s\n", agent.Threads(), agent.Descriptors(),
+           agent.WakeUpList().c_str());
 
     const double measured = NowMs();
     const long long before = agent.WakeUps();
@@ -30,7 +28,6 @@ void MeasureIdle(int settleSeconds, int seconds)
     const double lasted = (NowMs() - measured) / 1e3;
     if (lasted < seconds * 0.9) Fail("the agent ended its session while idle");
     const long long wakeUps = agent.WakeUps() - before;
-    if (agent.PrivateKb() > privateKb) privateKb = agent.PrivateKb();
     printf("idle: %lld wake-ups in %.1f s, %d heartbeats, %d other frames; by thread %s\n", wakeUps, lasted, heartbeats,
            others, agent.WakeUpList().c_str());
     const double rate = static_cast<double>(wakeUps) / lasted;
@@ -38,6 +35,4 @@ void MeasureIdle(int settleSeconds, int seconds)
         "wake-ups a second, logged in and idle, all threads", "at most 1.0",
         Format("%.2f (%lld in %.0f s, %d heartbeat%s)", rate, wakeUps, lasted, heartbeats, heartbeats == 1 ? "" : "s"),
         rate <= kWakeUpsMost);
-    PrintFigure("private memory, logged in", Format("at most %ld KB", kPrivateMostKb), Format("%ld KB", privateKb),
-                privateKb <= kPrivateMostKb);
 }

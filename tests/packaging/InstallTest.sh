@@ -1,13 +1,14 @@
 #!/bin/sh
 # Installs a build into an empty folder and looks at what is there.
 #
-#   InstallTest.sh CMAKE BUILD STAGE C-COMPILER PREFIX SBINDIR SYSCONFDIR INCLUDEDIR LIBDIR MANDIR DOCDIR UNITS TOOLS
+#   InstallTest.sh CMAKE BUILD STAGE C-COMPILER PREFIX SBINDIR SYSCONFDIR INCLUDEDIR LIBDIR MANDIR DOCDIR UNITS EMULATED TOOLS
 #
-# The folders are the full paths of the installation; TOOLS is empty when plugsim is not built.
+# The folders are the full paths of the installation; EMULATED is empty when the agent runs on this machine, TOOLS when
+# plugsim is not built.
 set -eu
 cmake=$1 build=$2 stage=$3 cc=$4 prefix=$5 sbin=$6 etc=$7 include=$8
 shift 8
-lib=$1 man=$2 doc=$3 units=$4 tools=${5:-}
+lib=$1 man=$2 doc=$3 units=$4 emulated=$5 tools=${6:-}
 
 die() { echo "InstallTest: $*" >&2; exit 1; }
 
@@ -42,6 +43,17 @@ grep -q "^PIN=" "$stage$doc/examples/plug.conf" || die "the example has no PIN"
 
 # The build's own folder would be searched for the router library on somebody else's machine.
 if readelf -d "$stage$sbin/plug" | grep -E 'R(UN)?PATH'; then die "the installed agent has a path of the build"; fi
+
+# What is stripped for a router holds nothing that only linkers read, and is still a whole program.
+DESTDIR=$stage/router "$cmake" --install "$build" --component agent --strip >/dev/null
+shipped=$stage/router$sbin/plug
+readelf -hW "$shipped" | grep -qE 'Number of section headers: +0$' || die "the stripped agent has section headers"
+readelf -dW "$shipped" >/dev/null || die "the stripped agent is damaged"
+[ "$(wc -c <"$shipped")" -lt "$(wc -c <"$stage$sbin/plug")" ] || die "the stripped agent is not smaller"
+if [ -z "$emulated" ]; then
+    said=$(LD_LIBRARY_PATH=$build "$shipped" --version) || die "the stripped agent does not run"
+    [ "$said" = "$("$build/plug" --version)" ] || die "the stripped agent says something else"
+fi
 
 # A router library compiles with what the .pc file says.
 flags=$(sed -n 's/^Cflags: //p' "$stage$lib/pkgconfig/plug-router-sdk.pc" | sed "s|\${includedir}|$stage$include|")
