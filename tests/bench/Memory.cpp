@@ -83,9 +83,13 @@ std::vector<MappedKb> PrivateMemory(pid_t pid)
         if (ReadMapping(line, &mapping)) {
             name = Name(mapping, before, name);
             before = mapping;
-            const auto known = std::find_if(list.begin(), list.end(), [&](const auto &at) { return at.name == name; });
-            if (known == list.end()) list.emplace_back().name = name;
-            current = known == list.end() ? &list.back() : &*known;
+            auto kind = std::find_if(list.begin(), list.end(), [&](const auto &at) { return at.name == name; });
+            if (kind == list.end()) {
+                list.emplace_back();
+                list.back().name = name;
+                kind = list.end() - 1;
+            }
+            current = &*kind;
         } else if (current && line.rfind("Private_Dirty:", 0) == 0) {
             current->dirty += atol(line.c_str() + line.find(':') + 1);
         } else if (current && line.rfind("Private_Clean:", 0) == 0) {

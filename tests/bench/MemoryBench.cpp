@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
+#include <unistd.h>
 
 #include "Agent.h"
 #include "BenchPlatform.h"
@@ -13,26 +15,34 @@ namespace fs = std::filesystem;
 static const int16_t kHeartbeatSeconds = 60;
 // With libcrypto as a part of the program; the loader writes 0.4 MB of addresses into the shared one.
 static const long kDirtyMostKb = 300, kAloneMostKb = 520;
-static const char *const kFolder = "/tmp/alone";
 
-// What is shipped and its libraries, as copies that nobody else on the machine has mapped. Not the C library: there is no
-// router on which nobody else has that.
-static std::string CopyOfTheAgent()
+// Written out to the disk: a page that still has to be counts as dirty for everybody who maps it.
+static void Copy(const fs::path &from, const fs::path &to)
 {
     std::error_code error;
-    fs::create_directory(kFolder, error);
-    const std::string built = AgentProgram(), shipped = built + ".stripped", copy = std::string(kFolder) + "/plug";
-    fs::copy_file(fs::exists(shipped) ? shipped : built, copy, fs::copy_options::overwrite_existing, error);
-    if (error) Fail("cannot copy the agent");
+    fs::remove(to, error);
+    fs::copy_file(from, to, error);
+    const int fd = open(to.c_str(), O_RDONLY | O_CLOEXEC);
+    if (error || fd < 0 || fsync(fd) != 0) Fail("cannot copy the agent and its libraries");
+    close(fd);
+}
+
+// What is shipped and its libraries, as copies that nobody else on the machine has mapped. Not the C library: there is no
+// router on which nobody else has that. Beside the build, because in a /tmp that is memory every page is dirty.
+static std::string CopyOfTheAgent()
+{
+    static fs::path folder; // for the procedure below, which remembers nothing
+    const std::string built = AgentProgram(), shipped = built + ".stripped";
+    folder = built + ".alone";
+    std::error_code error;
+    fs::create_directory(folder, error);
+    Copy(fs::exists(shipped) ? shipped : built, folder / "plug");
     OsEachLibrary([](const char *path) {
         const std::string name = fs::path(path).filename();
-        std::error_code failed;
         for (const char *ours : {"libRouterSdk", "libcjson", "libcrypto"})
-            if (name.rfind(ours, 0) == 0)
-                fs::copy_file(path, fs::path(kFolder) / name, fs::copy_options::overwrite_existing, failed);
-        if (failed) Fail("cannot copy a library of the agent");
+            if (name.rfind(ours, 0) == 0) Copy(path, folder / name);
     });
-    return copy;
+    return folder / "plug";
 }
 
 static MappedKb Total(const std::vector<MappedKb> &list)

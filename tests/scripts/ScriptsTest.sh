@@ -104,5 +104,23 @@ FindsAHeadingBeforeThousandsOfOthers) # they do not fit into the pipe between se
     echo '[there](long.md#the-first)' >right.md
     says 0 '' "$repo/scripts/document-links.sh" "$folder/right.md"
     ;;
+FindsFiguresThatGotWorse)
+    compare=$repo/scripts/compare-figures.sh
+    figures() { # BYTES KB MICROSECONDS
+        printf 'FIGURE\tstripped agent, x86-64\tat most 9 bytes\t%s bytes\treached\n' "$1"
+        printf 'FIGURE\tdirty private memory, plug, logged in\tat most 9 KB\t%s KB\treached\n' "$2"
+        printf 'FIGURE\tcommand to acknowledgement\t\t%s us\treached\n' "$3"
+    }
+    figures 100000 300 10 >before
+    figures 103000 309 90 >now
+    says 0 'as good' "$compare" before now
+    figures 103001 300 10 >now
+    says 1 'WORSE' "$compare" before now
+    figures 90000 310 10 >now
+    says 1 'WORSE' "$compare" before now
+    : >now
+    says 1 'nothing to compare' "$compare" before now
+    says 1 'cannot read' "$compare" before gone
+    ;;
 *) die "there is no test $name" ;;
 esac
