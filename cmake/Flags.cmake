@@ -22,7 +22,7 @@ if(NOT PLUG_RELRO)
   set(PLUG_RELRO relro)
 endif()
 
-# How the code on the router is protected, each with what it costs the agent on x86-64 (docs/benchmarks.md has the rest).
+# How the code on the router is protected, each with what it costs the agent on x86-64; docs/benchmarks.md has the rest.
 set(PLUG_STACK_PROTECTOR arrays CACHE STRING "guarded stack frames of a release: none, arrays (0.7 KB), strong (8 KB)")
 set_property(CACHE PLUG_STACK_PROTECTOR PROPERTY STRINGS none arrays strong)
 set(stack_protector_none -fno-stack-protector)
@@ -33,8 +33,8 @@ if(NOT DEFINED stack_protector_${PLUG_STACK_PROTECTOR})
 endif()
 option(PLUG_FORTIFY "calls of the C library in a release check the size of their buffers (0.6 KB)" ON)
 
-# -Oz is smaller than -Os, where the compiler has it. The next three move values about to save time and lose bytes. Calls
-# of libraries go through their address instead of a stub, which is bound at the start anyway.
+# -Oz is smaller than -Os, where the compiler has it. The next three switch off what saves time and costs bytes. Calls of
+# libraries go through their address instead of a stub; all addresses are bound at the start anyway.
 include(CheckCXXCompilerFlag)
 set(PLUG_SMALL_CODE "")
 foreach(flag -Oz -fno-caller-saves -fno-move-loop-invariants -fno-tree-sra)
@@ -56,7 +56,8 @@ target_compile_options(plug_router_code INTERFACE
   # Machine code beside the LTO code: tests link it without LTO, some to put other procedures in some places.
   $<$<BOOL:${CMAKE_INTERPROCEDURAL_OPTIMIZATION}>:-ffat-lto-objects>
   # Nothing unwinds the stack of what is shipped: no exceptions, no thread is cancelled.
-  "$<$<CONFIG:MinSizeRel>:-fno-asynchronous-unwind-tables;${PLUG_SMALL_CODE};${stack_protector_${PLUG_STACK_PROTECTOR}}>"
+  "$<$<CONFIG:MinSizeRel>:-fno-asynchronous-unwind-tables;${PLUG_SMALL_CODE}>"
+  $<$<CONFIG:MinSizeRel>:${stack_protector_${PLUG_STACK_PROTECTOR}}>
   "$<$<AND:$<CONFIG:MinSizeRel>,$<BOOL:${PLUG_FORTIFY}>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 target_include_directories(plug_router_code INTERFACE ${CMAKE_SOURCE_DIR}/agent ${CMAKE_SOURCE_DIR})
 target_link_libraries(plug_router_code INTERFACE plug_warnings)
@@ -76,8 +77,8 @@ if(NOT PLUG_HAS_PACKED_RELOCATIONS)
   set(PLUG_PACKED_RELOCATIONS "")
 endif()
 
-# Links a target with the C driver, so that libstdc++ is not even offered to it. Code and constants share a segment: each
-# one more is rounded up to pages in the file. One partition: the compiler sees the whole program at once.
+# Links a target with the C driver, so that libstdc++ is not even offered to it. Code and constants share a segment:
+# each one more is rounded up to pages in the file. One partition: the compiler sees the whole program at once.
 function(plug_link_without_cxx_runtime target)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
   target_link_options(${target} PRIVATE -static-libgcc -Wl,--gc-sections -Wl,--as-needed

@@ -1,7 +1,8 @@
-# Makes what is shipped, PLUG.stripped, and prints what it will take on a router: its size and the libraries it needs. Fails
-# when it needs one that it must not.
+# Makes what is shipped, PLUG.stripped, and prints what it will take on a router: its size and the libraries it needs.
+# Fails when it needs one that it must not.
 execute_process(COMMAND ${STRIP} -o ${PLUG}.stripped ${PLUG} COMMAND_ERROR_IS_FATAL ANY)
-execute_process(COMMAND sh ${CMAKE_CURRENT_LIST_DIR}/without-sections.sh ${PLUG}.stripped ${READELF} COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND sh ${CMAKE_CURRENT_LIST_DIR}/without-sections.sh ${PLUG}.stripped ${READELF}
+  COMMAND_ERROR_IS_FATAL ANY)
 file(SIZE ${PLUG}.stripped bytes)
 execute_process(COMMAND ${READELF} -d ${PLUG} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX REPLACE "[^\n]*\\(NEEDED\\)[^\n]*library: .([^\n]*).\n" "NEEDED \\1\n" dynamic "${dynamic}")

@@ -67,6 +67,7 @@ set(PLUG_RELRO norelro)
 option(PLUG_MIPS16 "the agent in the processor's 16-bit encoding (MIPS16e)" OFF)
 if(PLUG_MIPS16)
   set(PLUG_AGENT_CODE -mips16)
+  list(APPEND PLUG_PROGRAM_CODE -minterlink-mips16) # jumps from one encoding to the other change it
   # GCC 12 computes wrong doubles in it, so code that computes with them stays in the other encoding.
   set(PLUG_AGENT_DOUBLES_CODE -mno-mips16 -fno-lto)
 endif()

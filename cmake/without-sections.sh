@@ -3,8 +3,8 @@
 #
 #   without-sections.sh FILE [READELF]
 #
-# FILE has been stripped before, and afterwards no tool can strip it again. What the kernel and the loader need is in the
-# program headers; the file ends where the last of what they name ends.
+# FILE has been stripped before, and afterwards no tool can strip it again. What the kernel and the loader need is in
+# the program headers; the file ends where the last of what they name ends.
 set -eu
 file=$1 readelf=${2:-readelf}
 

@@ -20,8 +20,8 @@ struct OsCommand {
     bool stopped = false;                             // OsCommandStop() came since OsCommandReady()
     pid_t group = 0;                                  // the process group of what is running, 0 when nothing is
 
-    // What follows belongs to the thread that reads the lines, from OsCommandOpen() to OsCommandClose(). All is zero at first:
-    // a command of a module then takes no room in the program's file.
+    // What follows belongs to the thread that reads the lines, from OsCommandOpen() to OsCommandClose(). All is zero at
+    // first: a command of a module then takes no room in the program's file.
     int output = 0;
     size_t taken = 0;
     size_t filled = 0;
