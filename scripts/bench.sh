@@ -1,14 +1,14 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [--save FILE] [--compare FILE] [codec] [dispatch] [surf] [md5] [latency] [start] [local] [ping] [devices]
-#                    [rate] [size] [idle] [sessions]
+#   scripts/bench.sh [--save FILE] [--compare FILE] [codec] [dispatch] [surf] [md5] [latency] [start] [local] [ping]
+#                    [devices] [rate] [size] [idle] [sessions]
 #
 # No name: all, about seven minutes.
 #
 #   --save FILE      the figures, for a later --compare
-#   --compare FILE   fails when a size or memory is more than 3 % above what that file has (tests/bench/figures.tsv: those of
-#                    the version in docs/benchmarks.md)
+#   --compare FILE   fails when a size or memory is more than 3 % above what that file has; tests/bench/figures.tsv has
+#                    those of docs/benchmarks.md
 #
 # Everything runs against the release build; the agent gets a /tmp of its own. Best on a machine that does nothing
 # else. Exit status: 0 all reached, 1 a figure was missed, got worse or could not be measured.
@@ -64,8 +64,8 @@ size() {
     printf 'FIGURE\tstripped agent, %s\tat most %s bytes\t%s bytes\t%s\n' "$1" "$3" "$bytes" $verdict >>"$results"
 }
 
-# sizes NAME PRESET LIMIT-BYTES LIMIT-BYTES: of the agent with libcrypto as a part of it, and with the shared one. One of
-# them is all there is where the machine has no libcrypto.a.
+# sizes NAME PRESET LIMIT-BYTES LIMIT-BYTES: of the agent with libcrypto as a part of it, and with the shared one. The
+# latter is all there is where the machine has no libcrypto.a.
 sizes() {
     if [ -e "build/$2/plug_dynamic.stripped" ]; then
         size "$1" "$2/plug" "$3"

@@ -3,9 +3,9 @@
 #
 #   scripts/compare-figures.sh BEFORE NOW
 #
-# Two files as scripts/bench.sh --save writes them: lines of FIGURE, what it is, what it should be, what it is, verdict, with
-# tabs between. Compared is the first number of the fourth in the lines about sizes ("stripped agent") and memory; a figure
-# that only one of them has is not. Exit status: 0 nothing is more than 3 % larger, 1 something is, or nothing was compared.
+# Two files as scripts/bench.sh --save writes them: lines of FIGURE, its name, what is to reach, what was measured and the
+# verdict, with tabs between. Compared are the sizes ("stripped agent") and memory; a figure that only one file has is
+# not. Exit status: 0 nothing is more than 3 % larger, 1 something is, or nothing was compared.
 set -eu
 [ $# -eq 2 ] || { echo "usage: compare-figures.sh BEFORE NOW" >&2; exit 2; }
 for file; do [ -r "$file" ] || { echo "compare-figures.sh: cannot read $file" >&2; exit 1; }; done
@@ -13,7 +13,7 @@ for file; do [ -r "$file" ] || { echo "compare-figures.sh: cannot read $file" >&
 awk -F '\t' -v limit=3 '
     $1 != "FIGURE" || $2 !~ /^stripped agent|private memory/ || $4 !~ /^[0-9]/ { next }
     { number = $4 + 0 }
-    FILENAME == ARGV[1] { before[$2] = number; next }
+    FNR == NR { before[$2] = number; next }
     $2 in before && before[$2] > 0 {
         compared++
         change = (number / before[$2] - 1) * 100

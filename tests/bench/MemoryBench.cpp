@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <unistd.h>
@@ -8,7 +9,6 @@
 #include "Benches.h"
 #include "Figures.h"
 #include "Memory.h"
-#include "os/OsLibraries.h"
 
 namespace fs = std::filesystem;
 
@@ -27,21 +27,29 @@ static void Copy(const fs::path &from, const fs::path &to)
     close(fd);
 }
 
-// What is shipped and its libraries, as copies that nobody else on the machine has mapped. Not the C library: there is no
-// router on which nobody else has that. Beside the build, because in a /tmp that is memory every page is dirty.
+// What is shipped and its libraries, as copies that nobody else on the machine has mapped. Not the C library: there is
+// no router on which nobody else has that. Beside the build: in a /tmp that is memory every page is dirty.
 static std::string CopyOfTheAgent()
 {
-    static fs::path folder; // for the procedure below, which remembers nothing
     const std::string built = AgentProgram(), shipped = built + ".stripped";
-    folder = built + ".alone";
+    const fs::path folder = built + ".alone";
     std::error_code error;
     fs::create_directory(folder, error);
     Copy(fs::exists(shipped) ? shipped : built, folder / "plug");
-    OsEachLibrary([](const char *path) {
-        const std::string name = fs::path(path).filename();
-        for (const char *ours : {"libRouterSdk", "libcjson", "libcrypto"})
-            if (name.rfind(ours, 0) == 0) Copy(path, folder / name);
-    });
+
+    FILE *const version = popen((built + " --version").c_str(), "r"); // ends with the libraries, a path in each line
+    char line[1024];
+    int copied = 0;
+    while (version && fgets(line, sizeof line, version)) {
+        line[strcspn(line, "\n")] = 0;
+        const std::string name = fs::path(line).filename();
+        for (const char *ours : {"libRouterSdk", "libcjson", "libcrypto"}) {
+            if (name.rfind(ours, 0) != 0 || strncmp(line, "  /", 3) != 0) continue;
+            Copy(line + 2, folder / name);
+            copied++;
+        }
+    }
+    if (!version || pclose(version) != 0 || copied < 2) Fail("the agent does not say which libraries it has");
     return folder / "plug";
 }
 

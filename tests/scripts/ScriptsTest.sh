@@ -112,6 +112,7 @@ FindsFiguresThatGotWorse)
         printf 'FIGURE\tcommand to acknowledgement\t\t%s us\treached\n' "$3"
     }
     figures 100000 300 10 >before
+    says 0 'as good' "$compare" before before
     figures 103000 309 90 >now
     says 0 'as good' "$compare" before now
     figures 103001 300 10 >now
