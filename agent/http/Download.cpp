@@ -77,7 +77,8 @@ static int Request(const DownloadTexts &texts, const char *host, int port, const
         LOG_AS(LOG_LEVEL_ERR, texts.function, "%s", texts.noRequest);
         return -1;
     }
-    if (m_bConnected) SendRequest(nullptr, length);
+    // No answer comes to a request that has not left.
+    if (m_bConnected && SendRequest(nullptr, length) == 0) CloseSocket();
     int size = 0;
     const char *header = m_bConnected ? GetResponseHeader(&size) : "";
     LOG_AS(LOG_LEVEL_DEBUG, texts.function, "head %s", header);

@@ -2,6 +2,7 @@
 #include "tests/unit/agent/DownloadTest.h"
 
 #include <arpa/inet.h>
+#include <atomic>
 #include <fstream>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -109,6 +110,29 @@ class DeafPort
   private:
     int mListener;
     int mFillers[3];
+    uint16_t mPort = 0;
+};
+
+// A port at which connections are made, and nothing comes.
+class MutePort
+{
+  public:
+    MutePort() : mListener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        struct sockaddr_in here = {};
+        here.sin_family = AF_INET;
+        here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof here;
+        EXPECT_EQ(0, bind(mListener, reinterpret_cast<struct sockaddr *>(&here), size));
+        EXPECT_EQ(0, listen(mListener, 1));
+        getsockname(mListener, reinterpret_cast<struct sockaddr *>(&here), &size);
+        mPort = ntohs(here.sin_port);
+    }
+    ~MutePort() { close(mListener); }
+    uint16_t Number() const { return mPort; }
+
+  private:
+    int mListener;
     uint16_t mPort = 0;
 };
 
@@ -358,6 +382,28 @@ TEST_P(BothDownloads, LetGoOfASilentServerWhenTheSessionEnds)
         EXPECT_EQ(-1, Fetch(server)) << before;
         EXPECT_EQ(0, m_s);
     }
+}
+
+// A server that has received no request does not answer.
+TEST_P(BothDownloads, FailAtOnceWhenTheRequestCannotBeSent)
+{
+    const MutePort port;
+    int result = 0;
+    std::atomic<bool> ended{false};
+    FakeSendTakes({0});
+    Running download([&] {
+        result = Fetch(port.Number());
+        ended = true;
+    });
+    EXPECT_TRUE(Within([&] { return ended.load(); }));
+    if (!ended) {
+        EndSession();
+        BeSilentIfToFile();
+    }
+    download.Join();
+    EXPECT_EQ(-1, result);
+    EXPECT_TRUE(Logged("head error"));
+    ExpectFailed();
 }
 
 TEST_P(BothDownloads, LetGoOfAServerThatDoesNotAcceptWhenTheSessionEnds)
