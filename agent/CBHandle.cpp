@@ -22,7 +22,7 @@ static const char kFunction[] = "CBHandle";     // the name under which all part
 static const uint16_t kNetworkFailure = 0xFFFF; // first body word when the platform's own network is down
 static const uint16_t kChecksumMismatch = 11;
 static const int16_t kHeartIntervalMin = 20;
-static const size_t kUploadAckMax = 1018; // of an upload's acknowledgement; a longer payload is not parsed
+static const size_t kMaxUploadAck = 1018; // of an upload's acknowledgement; a longer payload is not parsed
 
 // A decrypted body.
 struct Plaintext {
@@ -187,7 +187,7 @@ static void DataFrame(const ReceivedFrame &frame, Plaintext *plain)
         AnswerPlugCommand(plain, record, whole);
     else if (msgType == MSG_FUNCTION_COMMAND)
         AnswerFunctionCommand(record, whole);
-    else if (msgType == MSG_ACK && whole && record.payloadLen <= kUploadAckMax)
+    else if (msgType == MSG_ACK && whole && record.payloadLen <= kMaxUploadAck)
         ParserPlugData(record.dataType, AsText(plain, record));
     // Acknowledgements with a MAC are only logged, above.
 }

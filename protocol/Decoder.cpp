@@ -54,7 +54,7 @@ static void DescribeRegister(ParsedFrame *frame, Fields *head, Fields *fields)
     fields->push_back(TextField("serial", std::string(request.serial, request.serialLen)));
     fields->push_back(TextField("mac", MacText(Bytes(request.mac, request.mac + kMacSize))));
     // A registration can be written in one way only: write it again and compare.
-    Bytes again(kRegisterRecordMax);
+    Bytes again(kMaxRegisterRecord);
     again.resize(RegisterRecordWrite(request, again.data(), again.size()));
     if (again != frame->plain) frame->problems.push_back("bytes of the registration that must be zero are not");
     if (frame->head[0] || frame->head[1] || frame->head[2])

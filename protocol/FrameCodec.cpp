@@ -22,7 +22,7 @@ bool FrameCutter::Pop(Bytes *frame, std::string *problem)
     FrameHeader header;
     if (!FrameReadHeader(pending_.data(), pending_.size(), &header)) return false;
     const size_t length = kFrameHeaderSize + header.headLen + header.bodyLen;
-    if (length > kFrameMax) {
+    if (length > kMaxFrame) {
         *problem = "a header announces a frame of " + std::to_string(length) + " bytes";
         pending_.erase(pending_.begin(), pending_.begin() + sizeof kMagic);
         return false;

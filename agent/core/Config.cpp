@@ -12,7 +12,7 @@
 #include "os/OsFile.h"
 #include "os/Paths.h"
 
-char l_config_file[kConfigFileMax];
+char l_config_file[kMaxConfigFile];
 uint8_t l_mac[6];
 int32_t l_debug;
 
@@ -22,7 +22,7 @@ static bool s_inOpenFolder;
 
 static const char kOptions[] = "config_line_proc";
 
-static const size_t kLineMax = 512; // longer lines are read in pieces of 511 characters
+static const size_t kMaxLine = 512; // longer lines are read in pieces of 511 characters
 
 void ClearOptions()
 {
@@ -139,7 +139,7 @@ static bool FindValue(FILE *file, const char *section, const char *key, char *de
 {
     bool inSection = false;
     bool found = false;
-    char line[kLineMax];
+    char line[kMaxLine];
     while (fgets(line, sizeof line, file)) {
         const char *text = SkipBlanks(line);
         if (*text == '#') continue;

@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-constexpr size_t kConfigFileMax = 256; // path given with -f, terminator included
+constexpr size_t kMaxConfigFile = 256; // path given with -f, terminator included
 
-extern char l_config_file[kConfigFileMax]; // path given with -f, or empty
+extern char l_config_file[kMaxConfigFile]; // path given with -f, or empty
 extern uint8_t l_mac[6];                   // router MAC given with -m, or zeros
 extern int32_t l_debug;                    // 1 when -d was given
 

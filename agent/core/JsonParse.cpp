@@ -8,7 +8,7 @@ static bool NestsTooDeep(const char *text)
 {
     int depth = 0;
     bool inString = false;
-    for (; *text && depth <= kJsonNestingMax; text++) {
+    for (; *text && depth <= kMaxJsonNesting; text++) {
         if (*text == '"')
             inString = !inString;
         else if (inString && *text == '\\' && text[1])
@@ -18,7 +18,7 @@ static bool NestsTooDeep(const char *text)
         else if (!inString && (*text == ']' || *text == '}'))
             depth--;
     }
-    return depth > kJsonNestingMax;
+    return depth > kMaxJsonNesting;
 }
 
 cJSON *JsonParse(const char *text, bool whole)

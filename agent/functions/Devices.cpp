@@ -11,7 +11,7 @@
 #include "subdev/DeviceTable.h"
 #include "subdev/Subdev.h"
 
-static const uint16_t kMostDevices = 128; // in one reply; the router may fill in one more
+static const uint16_t kMaxDevices = 128; // in one reply; the router may fill in one more
 
 template <typename Body>
 static int UnderTable(Body body)
@@ -98,9 +98,9 @@ int DevicesQuery(WireReader *, WireWriter *reply)
         DevCfg devices[ROUTER_SDK_DEVICES] = {};
         uint16_t count = 0;
         ZeroUnless(get_devs_cfg(devices, &count), &count);
-        count = std::min(count, kMostDevices);
+        count = std::min(count, kMaxDevices);
         Put16(reply, count);
-        PutRecords(reply, devices, count, kMostDevices);
+        PutRecords(reply, devices, count, kMaxDevices);
         return 0;
     });
 }

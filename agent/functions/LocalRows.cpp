@@ -6,8 +6,8 @@
 #include "functions/Parameters.h"
 #include "functions/Records.h"
 
-static const size_t kAnswerMax = kRxDataSize;
-static const size_t kNeighbourMax = 30 * 77; // 30 records of neighbours' networks
+static const size_t kMaxAnswer = kRxDataSize;
+static const size_t kMaxNeighbour = 30 * 77; // 30 records of neighbours' networks
 
 // Logs a failed request; `what` names it. Returns `result`.
 static int Checked(int result, const char *what)
@@ -28,7 +28,7 @@ static int PutByte(WireWriter *reply, int (*ask)(uint8_t *out), const char *what
 // A query with a longer answer, of which at most `most` bytes go into the reply.
 static int PutAnswer(WireWriter *reply, int (*ask)(uint8_t *out, uint32_t room, uint32_t *came), uint32_t most)
 {
-    uint8_t answer[kAnswerMax];
+    uint8_t answer[kMaxAnswer];
     uint32_t came = 0;
     const int result = ask(answer, most, &came);
     if (result == 0) WirePutBytes(reply, answer, came);
@@ -86,17 +86,17 @@ int RoamingThresholdQuery(WireReader *, WireWriter *reply)
 
 int MeshTopologyQuery(WireReader *, WireWriter *reply)
 {
-    return Checked(PutAnswer(reply, ComF_get_mesh_topology, kAnswerMax), "get mesh topology");
+    return Checked(PutAnswer(reply, ComF_get_mesh_topology, kMaxAnswer), "get mesh topology");
 }
 
 int AdjacentWifiInfoQuery(WireReader *, WireWriter *reply)
 {
-    return PutAnswer(reply, ComF_get_adj_wifi_info, kNeighbourMax);
+    return PutAnswer(reply, ComF_get_adj_wifi_info, kMaxNeighbour);
 }
 
 int BssidQuery(WireReader *, WireWriter *reply)
 {
-    return Checked(PutAnswer(reply, ComF_get_bssid, kAnswerMax), "get bssid");
+    return Checked(PutAnswer(reply, ComF_get_bssid, kMaxAnswer), "get bssid");
 }
 
 int WanConfigSetting(WireReader *parameters, WireWriter *)

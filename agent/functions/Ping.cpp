@@ -22,7 +22,7 @@ pthread_t pingThreadId;
 static const size_t kRequestSize = 24; // target 4, not used 16, size 2, count 2
 static const size_t kCommandSize = 128;
 static const size_t kLineSize = 256;
-static const int kCountMax = 50;
+static const int kMaxCount = 50;
 static const int64_t kLinePauseMs = 50;
 static const int64_t kEndlessMs = 500 * 1000; // time limit of a ping without a count
 
@@ -61,7 +61,7 @@ int PopenParsePing(int size, int count, const char *host)
 {
     gPingState = 1;
     memset(gPingResult, 0, sizeof gPingResult);
-    if (count > kCountMax) count = kCountMax;
+    if (count > kMaxCount) count = kMaxCount;
     char command[kCommandSize];
     snprintf(command, sizeof command, "ping -s %d -c %d %s", size, count, host);
     LOG_DEBUG("ping --------------%s", command);

@@ -23,14 +23,14 @@ pthread_t rateThreadId;
 static const int kDefaultPort = 8199;
 static const char kDefaultPath[] = "/download/300.data";
 static const int kHttpPort = 80;
-static const int kPortMax = 65535;
+static const int kMaxPort = 65535;
 static const uint16_t kRateFunction = 62; // function ID and data type of the result's record
 static const size_t kRecordSize = 10;
 static const int kConfigTextMin = 2;
 static const int64_t kAfterJoinMs = 20;
 static const int64_t kStopAgainMs = 20;
 
-static char s_url[kConfigTextMax + 1]; // the thread's own: nobody else uses it while gRateThreadState is 1
+static char s_url[kMaxConfigText + 1]; // the thread's own: nobody else uses it while gRateThreadState is 1
 static RateTarget s_target;            // rate-test thread only; too large for its stack
 
 // ---- The test ----
@@ -77,22 +77,22 @@ void *RateTestProc(void *url)
 static int PortOf(const char *text, size_t length)
 {
     if (strspn(text, "0123456789") < length) return 0;
-    char digits[kRatePortMax + 1] = {};
+    char digits[kMaxRatePort + 1] = {};
     memcpy(digits, text, length);
     const int port = atoi(digits);
-    return port <= kPortMax ? port : 0;
+    return port <= kMaxPort ? port : 0;
 }
 
 bool SplitRateUrl(const char *url, RateTarget *target)
 {
     memset(target, 0, sizeof *target);
     UrlParts parts;
-    if (!SplitUrl(url, &parts) || strlen(parts.path) > kConfigTextMax) return false;
+    if (!SplitUrl(url, &parts) || strlen(parts.path) > kMaxConfigText) return false;
     if (parts.port) LOG_AS(LOG_LEVEL_DEBUG, "RateTestProc", "port length: %d", static_cast<int>(parts.portLength));
-    if (parts.portLength > kRatePortMax) return false;
+    if (parts.portLength > kMaxRatePort) return false;
     target->port = parts.port ? PortOf(parts.port, parts.portLength) : kHttpPort;
     LOG_AS(LOG_LEVEL_DEBUG, "RateTestProc", "server len  %d", static_cast<int>(parts.hostLength));
-    if (parts.hostLength < kRateHostMin || parts.hostLength > kRateHostMax) return false;
+    if (parts.hostLength < kRateHostMin || parts.hostLength > kMaxRateHost) return false;
     memcpy(target->host, parts.host, parts.hostLength);
     memcpy(target->path, parts.path, strlen(parts.path));
     LOG_AS(LOG_LEVEL_DEBUG, "RateTestProc", "serverName: %s, port: %d, url: %s", target->host, target->port,
@@ -121,7 +121,7 @@ static void Start(const char *url)
     }
     if (url) {
         memset(s_url, 0, sizeof s_url);
-        memcpy(s_url, url, strnlen(url, kConfigTextMax));
+        memcpy(s_url, url, strnlen(url, kMaxConfigText));
     }
     gRateThreadState = 1;
     if (OsThreadStart(&rateThreadId, url ? RateTestProc : RateTestThread, url ? s_url : nullptr) != 0) {
@@ -152,8 +152,8 @@ int RateTestStart(WireReader *, WireWriter *reply)
 
 int ParseConfigData(const char *text, int length)
 {
-    if (!text || length < kConfigTextMin || length > static_cast<int>(kConfigTextMax)) return 1;
-    char copy[kConfigTextMax + 1];
+    if (!text || length < kConfigTextMin || length > static_cast<int>(kMaxConfigText)) return 1;
+    char copy[kMaxConfigText + 1];
     memcpy(copy, text, static_cast<size_t>(length));
     copy[length] = '\0';
     LOG_DEBUG("ConfigData: %s", copy);

@@ -14,10 +14,10 @@
 
 #include "core/Wire.h"
 
-constexpr size_t kConfigTextMax = 1023; // bytes of a configuration, and so also of a URL
+constexpr size_t kMaxConfigText = 1023; // bytes of a configuration, and so also of a URL
 constexpr size_t kRateHostMin = 3;
-constexpr size_t kRateHostMax = 64;
-constexpr size_t kRatePortMax = 7; // characters
+constexpr size_t kMaxRateHost = 64;
+constexpr size_t kMaxRatePort = 7; // characters
 
 extern std::atomic<int8_t> gRateThreadState; // 1 from a start until the result has been sent
 extern std::atomic<int> rateRes;             // 1 while there is a thread to join
@@ -25,9 +25,9 @@ extern pthread_t rateThreadId;
 
 // Where a rate test downloads from.
 struct RateTarget {
-    char host[kRateHostMax + 1];
+    char host[kMaxRateHost + 1];
     int port;
-    char path[kConfigTextMax + 1]; // from its slash on
+    char path[kMaxConfigText + 1]; // from its slash on
 };
 
 // Function 61: starts a test with the built-in server, unless a test runs. The reply is 12 zero bytes in both cases.

@@ -31,10 +31,10 @@ constexpr uint8_t kFrameMagic1 = 0xDD;
 constexpr size_t kFrameLeadSize = 3;                                   // magic and MsgType byte
 constexpr size_t kFrameFieldsSize = 4;                                 // head length, checksum, body length
 constexpr size_t kFrameHeaderSize = kFrameLeadSize + kFrameFieldsSize; // what stands before the head block
-constexpr size_t kFrameMax = 8192;                                     // the longest frame that is ever sent
+constexpr size_t kMaxFrame = 8192;                                     // the longest frame that is ever sent
 constexpr size_t kFrameMaxReceivedBody = 1508;                         // a header that announces more is no frame
-constexpr size_t kPayloadMax = 8100;                                   // of one data frame
-constexpr size_t kInnerHeadMax = 3 + kMacSize + 2;                     // of an inner record, before its payload
+constexpr size_t kMaxPayload = 8100;                                   // of one data frame
+constexpr size_t kMaxInnerHead = 3 + kMacSize + 2;                     // of an inner record, before its payload
 
 enum MsgType : uint8_t {
     MSG_HEARTBEAT = 1,

@@ -15,7 +15,7 @@
 #include "platform/Frame.h"
 #include "platform/SessionFrames.h"
 
-constexpr size_t kSerialSize = kSerialMax + 1;
+constexpr size_t kSerialSize = kMaxSerial + 1;
 constexpr size_t kDottedSize = 16; // "255.255.255.255" and its terminator
 
 extern std::atomic<int> mRegist;  // 1 once the register acknowledgement has been accepted

@@ -16,7 +16,7 @@ int SendRouteUpData(const uint8_t *head, const uint8_t *body, uint8_t msgType, u
 {
     if (headLen == 0 && bodyLen == 0) return -1;
     const size_t size = kFrameHeaderSize + headLen + bodyLen;
-    uint8_t *frame = size > kFrameMax ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
+    uint8_t *frame = size > kMaxFrame ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
     if (!frame) return -1;
     const FrameHeader header = {msgType, flag, headLen, checksum, bodyLen};
     const size_t length = FrameWrite(header, head, body, frame, size);
@@ -43,7 +43,7 @@ int SendEncrypted(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_t he
                   size_t plainLen)
 {
     const size_t size = AesPaddedLength(plainLen);
-    uint8_t *body = size > kFrameMax ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
+    uint8_t *body = size > kMaxFrame ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
     if (!body) return -1;
     memcpy(body, plain, plainLen);
     const int result = SendInPlace(msgType, flag, head, headLen, body, plainLen);
@@ -54,8 +54,8 @@ int SendEncrypted(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_t he
 // Sends an inner record behind a head block of `headLen` bytes.
 static int SendRecord(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_t headLen, const InnerRecord &record)
 {
-    const size_t size = AesPaddedLength(kInnerHeadMax + record.payloadLen);
-    uint8_t *body = size > kFrameMax ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
+    const size_t size = AesPaddedLength(kMaxInnerHead + record.payloadLen);
+    uint8_t *body = size > kMaxFrame ? nullptr : static_cast<uint8_t *>(OsAllocate(size));
     if (!body) return -1;
     const size_t plainLen = InnerRecordWrite(record, body, size);
     const int result = plainLen > 0 ? SendInPlace(msgType, flag, head, headLen, body, plainLen) : -1;
@@ -65,7 +65,7 @@ static int SendRecord(uint8_t msgType, uint8_t flag, const uint8_t *head, uint8_
 
 int SendIpUpData(const void *payload, int length, uint8_t dataType, int withMac, const uint8_t *mac)
 {
-    if (mLogin != 1 || !payload || length < 1 || length > static_cast<int>(kPayloadMax)) return -1;
+    if (mLogin != 1 || !payload || length < 1 || length > static_cast<int>(kMaxPayload)) return -1;
     const InnerRecord record = {dataType, withMac ? mac : nullptr, static_cast<const uint8_t *>(payload),
                                 static_cast<size_t>(length)};
     const uint8_t msgType = withMac ? MSG_UP_MAC : MSG_UP;
@@ -76,7 +76,7 @@ int SendIpUpData(const void *payload, int length, uint8_t dataType, int withMac,
 int SendIpAckData(uint16_t headValue, const void *payload, int length, uint8_t dataType, int withMac,
                   const uint8_t *mac)
 {
-    if (mLogin != 1 || length < 0 || length > static_cast<int>(kPayloadMax) || (length > 0 && !payload)) return -1;
+    if (mLogin != 1 || length < 0 || length > static_cast<int>(kMaxPayload) || (length > 0 && !payload)) return -1;
     const uint8_t msgType = withMac ? MSG_ACK_MAC : MSG_ACK;
     const uint8_t head[2] = {static_cast<uint8_t>(headValue), static_cast<uint8_t>(headValue >> 8)};
     if (length == 0)

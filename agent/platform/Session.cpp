@@ -23,7 +23,7 @@ static const int64_t kAnswerWaitMs = 10000;
 static const int64_t kCheckPeriodMs = 10000;
 static const int64_t kThreadStartPauseMs = 10;
 static const uint8_t kRulesDataType = 13;
-static const size_t kRulesTextMax = 126;
+static const size_t kMaxRulesText = 126;
 
 // ---- Registration ----
 
@@ -57,7 +57,7 @@ static void RegistSendMsg()
     request.serialLen = strlen(gSN);
     request.mac = gRoutemac;
     uint8_t head[kRegisterHeadSize];
-    uint8_t record[kRegisterRecordMax];
+    uint8_t record[kMaxRegisterRecord];
     RegisterHeadWrite(request, head, sizeof head);
     const size_t length = RegisterRecordWrite(request, record, sizeof record);
     SendEncrypted(MSG_REGISTER, FLAG_UP, head, sizeof head, record, length);
@@ -176,7 +176,7 @@ void RulesRequest()
     char *printed = member ? cJSON_Print(request) : nullptr;
     cJSON_Delete(request);
     if (!printed) return;
-    char text[kRulesTextMax + 1];
+    char text[kMaxRulesText + 1];
     snprintf(text, sizeof text, "%s", printed);
     cJSON_free(printed);
     LOG_DEBUG("Send to platform: \n%s", text);

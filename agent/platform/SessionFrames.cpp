@@ -31,7 +31,7 @@ size_t RegisterHeadWrite(const RegisterRequest &request, uint8_t *out, size_t si
 
 size_t RegisterRecordWrite(const RegisterRequest &request, uint8_t *out, size_t size)
 {
-    if (request.serialLen > kSerialMax) return 0;
+    if (request.serialLen > kMaxSerial) return 0;
     WireWriter w = WireWrite(out, size);
     WirePutLe16(&w, 0);
     WirePut8(&w, static_cast<uint8_t>(request.serialLen));
@@ -54,7 +54,7 @@ bool RegisterRequestRead(const uint8_t *head, size_t headLen, const uint8_t *rec
     request->serial = reinterpret_cast<const char *>(WireTake(&r, request->serialLen));
     request->mac = WireTake(&r, kMacSize);
     WireTake(&r, kRegisterTrailer);
-    return !h.failed && !r.failed && request->serialLen <= kSerialMax;
+    return !h.failed && !r.failed && request->serialLen <= kMaxSerial;
 }
 
 size_t RegisterAckWrite(const RegisterAck &ack, uint8_t *out, size_t size)

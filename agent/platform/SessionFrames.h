@@ -12,9 +12,9 @@
 constexpr size_t kPinHeadSize = 12;  // of the PIN, the first 12 bytes travel
 constexpr size_t kTokenSize = 32;    // opaque
 constexpr size_t kPluginIdSize = 32; // opaque
-constexpr size_t kSerialMax = 63;    // characters of a serial number
+constexpr size_t kMaxSerial = 63;    // characters of a serial number
 constexpr size_t kRegisterHeadSize = 3 + kPinHeadSize;
-constexpr size_t kRegisterRecordMax = kSerialMax + 41;
+constexpr size_t kMaxRegisterRecord = kMaxSerial + 41;
 constexpr size_t kRegisterAckSize = 72;
 constexpr size_t kLoginHeadSize = kPinHeadSize + kTokenSize;
 constexpr size_t kLoginRecordSize = 25;
@@ -26,7 +26,7 @@ constexpr size_t kHeartbeatHeadSize = 4;
 struct RegisterRequest {
     uint8_t pin[kPinHeadSize]; // zero-filled when shorter
     const char *serial;        // not terminated when read
-    size_t serialLen;          // at most kSerialMax
+    size_t serialLen;          // at most kMaxSerial
     const uint8_t *mac;        // 6 bytes
 };
 

@@ -19,22 +19,22 @@ std::atomic<int32_t> Fn40Interval;
 std::atomic<int32_t> AutoReportDevinfo;
 
 static const int32_t kPortMin = 2048;
-static const int32_t kPortMax = 65530;
-static const size_t kServerNameMax = 31;
+static const int32_t kMaxPort = 65530;
+static const size_t kMaxServerName = 31;
 static const size_t kPortTextSize = 8;
 
-static_assert(sizeof PLUG_DEFAULT_SERVER1 - 1 <= kServerNameMax, "PLUG_DEFAULT_SERVER1 is longer than 31 characters");
-static_assert(sizeof PLUG_DEFAULT_SERVER2 - 1 <= kServerNameMax, "PLUG_DEFAULT_SERVER2 is longer than 31 characters");
+static_assert(sizeof PLUG_DEFAULT_SERVER1 - 1 <= kMaxServerName, "PLUG_DEFAULT_SERVER1 is longer than 31 characters");
+static_assert(sizeof PLUG_DEFAULT_SERVER2 - 1 <= kMaxServerName, "PLUG_DEFAULT_SERVER2 is longer than 31 characters");
 
 // With room for one character more than is used: a name that fills it was too long.
-typedef char ServerName[kServerNameMax + 2];
+typedef char ServerName[kMaxServerName + 2];
 
 static void ReadServerName(const char *key, const char *defaultName, ServerName &name)
 {
     getKeyValueStr("Protool", key, defaultName, name, sizeof name);
-    if (strlen(name) <= kServerNameMax) return;
-    name[kServerNameMax] = '\0';
-    LOG_AS(LOG_LEVEL_ERR, "InitProtool", "%s is cut to its first %zu characters: %s", key, kServerNameMax, name);
+    if (strlen(name) <= kMaxServerName) return;
+    name[kMaxServerName] = '\0';
+    LOG_AS(LOG_LEVEL_ERR, "InitProtool", "%s is cut to its first %zu characters: %s", key, kMaxServerName, name);
 }
 
 int InitProtool()
@@ -53,7 +53,7 @@ int InitProtool()
     getKeyValueStr("Protool", "PORT", "6039", port, sizeof port);
 
     regist_port = atoi(port);
-    if (regist_port < kPortMin || regist_port > kPortMax) {
+    if (regist_port < kPortMin || regist_port > kMaxPort) {
         LOG_ERR("RegPort error.");
         return -1;
     }

@@ -28,7 +28,7 @@ static int ServerSock; // 0 when closed
 static pthread_mutex_t mMutexTcp = PTHREAD_MUTEX_INITIALIZER;
 // What the socket did not take of the last frame; guarded by mMutexTcp.
 static struct {
-    uint8_t bytes[kFrameMax];
+    uint8_t bytes[kMaxFrame];
     size_t sent; // of `length` bytes
     size_t length;
 } s_rest;
@@ -239,7 +239,7 @@ void ServerFollowInterval()
 
 int SendData(const uint8_t *frame, size_t length)
 {
-    if (!frame || length < 1 || length > kFrameMax) return -1;
+    if (!frame || length < 1 || length > kMaxFrame) return -1;
     OsGuard guard(&mMutexTcp);
     if (ServerSock < 1 || !SendRest()) return -1;
     const ssize_t sent = send(ServerSock, frame, length, MSG_NOSIGNAL);

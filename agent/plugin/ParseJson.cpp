@@ -19,10 +19,10 @@
 #include "plugin/PlugUpdate.h"
 #include "rules/PortForward.h"
 
-static const size_t kUrlMax = 255;
-static const size_t kPortMax = 7; // characters
+static const size_t kMaxUrl = 255;
+static const size_t kMaxPort = 7; // characters
 static const int kHttpPort = 80;
-static const int kIntervalMax = 19;    // minutes
+static const int kMaxInterval = 19;    // minutes
 static const int kCyclesPerMinute = 6; // of the device reports
 static const int kFirmwareUnknown = 9; // an error without a code of its own
 
@@ -113,8 +113,8 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first bytes of a n
 static bool TakeUrl(const char *url)
 {
     UrlParts parts;
-    if (strlen(url) > kUrlMax || !SplitUrl(url, &parts)) return false;
-    if (parts.hostLength >= sizeof mDownloadServer || parts.portLength > kPortMax) return false;
+    if (strlen(url) > kMaxUrl || !SplitUrl(url, &parts)) return false;
+    if (parts.hostLength >= sizeof mDownloadServer || parts.portLength > kMaxPort) return false;
     mDownloadPort = parts.port ? atoi(parts.port) : kHttpPort; // a wrong port makes the download fail
     memset(mDownloadServer, 0, sizeof mDownloadServer);
     memcpy(mDownloadServer, parts.host, parts.hostLength);
@@ -124,12 +124,12 @@ static bool TakeUrl(const char *url)
            mDownloadUrl, mDownloadServer);
     return true;
 }
-static_assert(kUrlMax < sizeof mDownloadUrl, "every path fits");
+static_assert(kMaxUrl < sizeof mDownloadUrl, "every path fits");
 
 // Sets the interval of the device reports in minutes; 0 turns them off. Returns false if it is refused.
 static bool SetInterval(int minutes)
 {
-    if (minutes < 0 || minutes > kIntervalMax) {
+    if (minutes < 0 || minutes > kMaxInterval) {
         LOG_AS(LOG_LEVEL_ERR, "ParserPlug", "Set subdev auto report error.");
         return false;
     }

@@ -18,7 +18,7 @@
 #include "subdev/DeviceTable.h"
 
 static const char *const kWeekdays[] = {"1", "2", "3", "4", "5", "6", "7"};
-static const size_t kMacTextMost = kSurfKeySize - sizeof "|7";
+static const size_t kMaxMacText = kSurfKeySize - sizeof "|7";
 
 // ---- Single rules ----
 
@@ -135,7 +135,7 @@ static void AddRule(const char *mac, const char *day, const SurfRule &rule)
 
 int CommitSurfRule(int add, int, const char *mac, const char *days, const char *start, const char *stop)
 {
-    if (!mac || !days || !start || !stop || strlen(mac) > kMacTextMost) {
+    if (!mac || !days || !start || !stop || strlen(mac) > kMaxMacText) {
         LOG_ERR("Wrong surf rule");
         return -1;
     }

@@ -49,7 +49,7 @@ RuleNode *rule_node_init(SurfRule *rule)
         LOG_ERR("rule empty! ");
         return nullptr;
     }
-    RuleNode *node = s_rulesAlive < kSurfRulesMost ? static_cast<RuleNode *>(OsAllocate(sizeof(RuleNode))) : nullptr;
+    RuleNode *node = s_rulesAlive < kMaxSurfRules ? static_cast<RuleNode *>(OsAllocate(sizeof(RuleNode))) : nullptr;
     if (!node) {
         LOG_DEBUG("Mem overflow!");
         OsFree(rule);

@@ -15,9 +15,9 @@
 #include <cstdint>
 #include <pthread.h>
 
-constexpr size_t kHashBuckets = 512;       // a power of two
-constexpr int32_t kHashInsertions = 512;   // keys that hash_table_insert() accepts between two hash_table_init()
-constexpr uint32_t kSurfRulesMost = 16384; // rules in memory at a time; a day has 1440 minutes
+constexpr size_t kHashBuckets = 512;      // a power of two
+constexpr int32_t kHashInsertions = 512;  // keys that hash_table_insert() accepts between two hash_table_init()
+constexpr uint32_t kMaxSurfRules = 16384; // rules in memory at a time; a day has 1440 minutes
 
 // A range of the day, both ends included. Any numbers are stored and compared, also impossible times.
 struct SurfRule {

@@ -23,7 +23,7 @@ static int s_start;
 
 static const int64_t kPassMs = 30000;
 static const int64_t kStopMs = 2000;
-static const uint16_t kMostDevices = 128; // in one pass; the router may fill in one more
+static const uint16_t kMaxDevices = 128; // in one pass; the router may fill in one more
 static const size_t kLookUpSize = 128;
 
 // ---- The pass ----
@@ -72,7 +72,7 @@ static void EnforceAll(const struct tm &now)
         return;
     }
     LOG_AS(LOG_LEVEL_DEBUG, kFunction, "Sub dev num:[%d]", count);
-    count = std::min(count, kMostDevices);
+    count = std::min(count, kMaxDevices);
     for (uint16_t i = 0; i < count; i++) Enforce(devices[i], now);
 }
 

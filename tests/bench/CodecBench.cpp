@@ -17,8 +17,8 @@ static const char kKey[] = "0123456789abcdef";
 static const uint8_t kHead[2] = {7, 0};
 
 static uint8_t s_payload[kPayload];
-static uint8_t s_record[kFrameMax];
-static uint8_t s_frame[kFrameMax];
+static uint8_t s_record[kMaxFrame];
+static uint8_t s_frame[kMaxFrame];
 static const size_t kPadded = AesPaddedLength(5 + kPayload);
 
 static size_t Build()

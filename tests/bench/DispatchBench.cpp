@@ -10,7 +10,7 @@
 #include "functions/ProtoolSdk.h"
 #include "sdk/RouterSdk.h"
 
-static const double kMostNanoseconds = 1000;
+static const double kMaxNanoseconds = 1000;
 
 // ---- The heap, counted ----
 
@@ -154,7 +154,7 @@ int main(int argc, char *argv[])
     PrintFigure("dispatch of a plain function, request to reply", "below 1 us",
                 Format("%.0f ns (%s is the slowest; a switch %.0f ns, %d devices %.0f ns)", slowest,
                        slowestName.c_str(), reporter.Median("led"), kDevices, list),
-                slowest < kMostNanoseconds);
+                slowest < kMaxNanoseconds);
     PrintFigure("heap allocations of a dispatch", "none",
                 Format("%ld in %zu functions", allocations, std::size(kFunctions)), allocations == 0);
     return 0;

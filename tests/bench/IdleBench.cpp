@@ -6,7 +6,7 @@
 #include "Figures.h"
 
 static const int16_t kHeartbeatSeconds = 60;
-static const double kWakeUpsMost = 1.0;
+static const double kMaxWakeUps = 1.0;
 
 void MeasureIdle(int settleSeconds, int seconds)
 {
@@ -34,5 +34,5 @@ void MeasureIdle(int settleSeconds, int seconds)
     PrintFigure(
         "wake-ups a second, logged in and idle, all threads", "at most 1.0",
         Format("%.2f (%lld in %.0f s, %d heartbeat%s)", rate, wakeUps, lasted, heartbeats, heartbeats == 1 ? "" : "s"),
-        rate <= kWakeUpsMost);
+        rate <= kMaxWakeUps);
 }

@@ -10,11 +10,11 @@
 #include "core/Wire.h"
 
 static const double kPaceMs = 30; // more than the pauses that the agent makes after a command and after a frame
-static const double kMostMs = 1;
+static const double kMaxMs = 1;
 static const int kWarmUp = 10;
 static const uint16_t kReport = 86;
-static const uint32_t kMostWaiting = 9; // what the agent's queue holds
-static const double kLostMs = 2000;     // a report that has not come by then never will
+static const uint32_t kMaxWaiting = 9; // what the agent's queue holds
+static const double kLostMs = 2000;    // a report that has not come by then never will
 static const size_t kReportHeader = 8;
 
 // ---- Command, question, answer, acknowledgement
@@ -44,8 +44,8 @@ static void MeasureLocalLatency(int samples)
     const double median = Quantile(took, 0.5);
     printf("local: %zu questions; median %.0f us, 90%% below %.0f us, slowest %.0f us\n", took.size(), median * 1e3,
            Quantile(took, 0.9) * 1e3, Quantile(took, 1) * 1e3);
-    PrintFigure("local request to the platform's acknowledgement, median", Format("below %.0f ms", kMostMs),
-                Format("%.2f ms", median), median < kMostMs);
+    PrintFigure("local request to the platform's acknowledgement, median", Format("below %.0f ms", kMaxMs),
+                Format("%.2f ms", median), median < kMaxMs);
 }
 
 // ---- Frames without end
@@ -96,7 +96,7 @@ static void MeasureLocalStream(int frames, double factor)
     Stream stream;
     const double begin = NowMs();
     while (stream.next < static_cast<uint32_t>(frames)) {
-        while (stream.sent < static_cast<uint32_t>(frames) && stream.sent - stream.next < kMostWaiting) {
+        while (stream.sent < static_cast<uint32_t>(frames) && stream.sent - stream.next < kMaxWaiting) {
             Bytes payload(4);
             WireWriter w = WireWrite(payload.data(), payload.size());
             WirePutLe32(&w, stream.sent++);
@@ -109,7 +109,7 @@ static void MeasureLocalStream(int frames, double factor)
                    (NowMs() - begin) / 1e3, agent.Descriptors(), agent.Threads(), agent.PrivateKb());
     }
     const uint32_t lost = static_cast<uint32_t>(frames) - stream.came;
-    PrintFigure(Format("%d local frames, at most %u of them waiting", frames, kMostWaiting), "none lost",
+    PrintFigure(Format("%d local frames, at most %u of them waiting", frames, kMaxWaiting), "none lost",
                 Format("%u lost, %u wrong", lost, stream.wrong), lost == 0 && stream.wrong == 0);
 }
 

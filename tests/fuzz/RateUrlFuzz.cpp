@@ -16,7 +16,7 @@ static bool Allowed(const std::string &url)
     const size_t mark = url.find("://");
     if (mark == std::string::npos) return false;
     const size_t slash = url.find('/', mark + 3);
-    if (slash == std::string::npos || url.size() - slash > kConfigTextMax) return false;
+    if (slash == std::string::npos || url.size() - slash > kMaxConfigText) return false;
     const std::string authority = url.substr(mark + 3, slash - mark - 3);
     const size_t colon = authority.find(':');
     const std::string host = authority.substr(0, colon);
@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string text(reinterpret_cast<const char *>(input.data), input.left);
     const int result = ParseConfigData(text.c_str(), static_cast<int>(text.size()));
     REQUIRE(result == 0 || result == 1);
-    if (text.size() < 2 || text.size() > kConfigTextMax) REQUIRE(result == 1);
+    if (text.size() < 2 || text.size() > kMaxConfigText) REQUIRE(result == 1);
     REQUIRE(gRateThreadState == 0 && rateRes == 0);
     return 0;
 }

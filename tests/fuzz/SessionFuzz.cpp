@@ -46,7 +46,7 @@ static void Requests(const uint8_t *head, size_t headLen, const uint8_t *record,
     RegisterRequest request;
     if (RegisterRequestRead(head, headLen, record, recordLen, &request)) {
         Bytes headAgain(kRegisterHeadSize), recordAgain(request.serialLen + 41);
-        REQUIRE(request.serialLen <= kSerialMax && recordLen >= recordAgain.size());
+        REQUIRE(request.serialLen <= kMaxSerial && recordLen >= recordAgain.size());
         REQUIRE(RegisterHeadWrite(request, headAgain.data(), headAgain.size()) == headAgain.size());
         Same(headAgain, head, 3, kPinHeadSize);
         REQUIRE(RegisterRecordWrite(request, recordAgain.data(), recordAgain.size()) == recordAgain.size());

@@ -16,12 +16,12 @@
 
 extern char **environ;
 
-static const int kGroupsMax = 16;
+static const int kMaxGroups = 16;
 static const int kLastStartMs = 400; // how long the end of the process waits for a start that has begun
 
 // Read by the signal handler, so plain atomics. A group stays here until just before its leader is reaped; until then
 // its number belongs to no other process.
-static std::atomic<pid_t> s_groups[kGroupsMax];
+static std::atomic<pid_t> s_groups[kMaxGroups];
 static std::atomic<int> s_starting; // threads that may start a command and have not entered its group yet
 static std::atomic<bool> s_ending;
 

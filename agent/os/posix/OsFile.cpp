@@ -9,7 +9,7 @@
 
 static const mode_t kOwnMode = 0600;
 static const int kMakings = 32; // attempts, when somebody keeps making other files there
-static const int kLinksMax = 8; // in a row
+static const int kMaxLinks = 8; // in a row
 
 // Whether it is a regular file; with `ours`, one that is ours as OsFile.h says. The mode is not mended: whoever could
 // write the file may still have it open.
@@ -75,7 +75,7 @@ int OsOpenTrusted(const char *path)
         return -1;
     }
     strcpy(at, path);
-    for (int links = 0; links < kLinksMax; links++) {
+    for (int links = 0; links < kMaxLinks; links++) {
         const int fd = KeepTrusted(OsOpenForReading(at, false));
         if (fd >= 0 || errno != ELOOP || FollowTrusted(at) != 0) return fd;
     }

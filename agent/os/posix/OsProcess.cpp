@@ -11,7 +11,7 @@
 #include "os/OsFile.h"
 
 static const size_t kThreadStackSize = 128 * 1024;
-static const int kRemoveAtEndMax = 8;
+static const int kMaxRemoveAtEnd = 8;
 static const int kOwnPagesFrom = 64 * 1024;
 static const int kHeapStep = 8 * 1024;
 
@@ -19,7 +19,7 @@ static const int kHeapStep = 8 * 1024;
 static struct {
     const char *path;
     OsFileId file;
-} s_removeAtEnd[kRemoveAtEndMax];
+} s_removeAtEnd[kMaxRemoveAtEnd];
 static std::atomic<int> s_removeCount;
 
 int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)
@@ -54,7 +54,7 @@ void OsExit(int status)
 int OsRemoveAtEnd(const char *path)
 {
     const int count = s_removeCount.load();
-    if (count == kRemoveAtEndMax || !OsFileIdOf(path, &s_removeAtEnd[count].file)) return -1;
+    if (count == kMaxRemoveAtEnd || !OsFileIdOf(path, &s_removeAtEnd[count].file)) return -1;
     s_removeAtEnd[count].path = path;
     s_removeCount.store(count + 1);
     return 0;

@@ -329,7 +329,7 @@ TEST_F(SurfTableTest, RulesInMemoryAreBounded)
     RuleNode *list = nullptr;
     uint32_t lists = 0;
     std::vector<RuleNode *> all;
-    for (; lists < kSurfRulesMost; lists++) all.push_back(rule_node_init(NewRule(0, 0, 0, static_cast<int>(lists))));
+    for (; lists < kMaxSurfRules; lists++) all.push_back(rule_node_init(NewRule(0, 0, 0, static_cast<int>(lists))));
     for (RuleNode *node : all) ASSERT_NE(nullptr, node);
     d_set_log_level(LOG_LEVEL_ALL);
     EXPECT_EQ(nullptr, rule_node_init(NewRule(1, 0, 0, 0)));
