@@ -26,11 +26,9 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 . "$repo/scripts/lib/private.sh"
 
-bin=$repo/build/release
-out=$repo/build/demo
+bin=$repo/build/release out=$repo/build/demo
 clock=$out/libfastclock.so
-factor=20
-build=yes
+factor=20 build=yes
 inside='' way='' # set when the script has restarted itself in the private place
 
 die() { echo "demo.sh: $*" >&2; exit 2; }
