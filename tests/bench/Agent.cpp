@@ -124,7 +124,7 @@ long Agent::Threads() const
     return CountEntries(Proc("task"));
 }
 
-// The sum of all numbers behind lines that start with `name`.
+// The sum of the numbers in all lines that start with `name`.
 static long long SumOfLines(const std::string &path, const char *name)
 {
     std::ifstream file(path);

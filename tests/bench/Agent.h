@@ -6,8 +6,8 @@
 #include <sys/types.h>
 
 // Gives this process and its children a private, empty /tmp, so that the agent's files there disturb nobody. The
-// build folder stays visible when it lies below /tmp. Before any thread. False with a message when the system does
-// not let us.
+// build folder stays visible if it is below /tmp. Call it before any thread starts. Returns false with a message if
+// the system does not allow it.
 bool EnterPrivateTmp();
 
 // The program that is started: the build's own, until another one is set.

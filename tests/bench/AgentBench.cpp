@@ -10,7 +10,7 @@
 //   local [SAMPLES [FRAMES [FACTOR]]]      default 300 100000 200
 //   devices [SAMPLES]                      default 10
 //
-// Exit status: 0 measured (whatever the verdict), 1 could not measure, 2 wrong use, 77 no private /tmp to be had.
+// Exit status: 0 measured (whatever the verdict), 1 could not measure, 2 wrong use, 77 no private /tmp possible.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -86,7 +86,7 @@ static bool AnswerLogin(Link *link, int16_t heartbeatSeconds, double *loggedInMs
 Link BenchPlatform::LogIn(int16_t heartbeatSeconds, double timeoutMs, double *loggedInMs)
 {
     const double deadline = NowMs() + timeoutMs;
-    Link registration; // stays open until the agent has logged in: it closes this connection in its own time
+    Link registration; // stays open until the agent has logged in: it closes this connection itself
     for (;;) {
         struct pollfd ready[2] = {{mRegister.Descriptor(), POLLIN, 0}, {mLogin.Descriptor(), POLLIN, 0}};
         const double left = deadline - NowMs();

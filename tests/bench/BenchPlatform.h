@@ -1,4 +1,4 @@
-// BenchPlatform.h - a platform that answers at once: as little of one as a measurement needs, so that it adds nothing.
+// BenchPlatform.h - a minimal platform that answers at once, so that it adds nothing to what is measured.
 #pragma once
 
 #include "Link.h"

@@ -1,6 +1,6 @@
-// CodecBench.cpp - what building and parsing a frame costs beside the encryption itself.
+// CodecBench.cpp - the cost of building and parsing a frame, besides the encryption itself.
 //
-// Raw: AES_cbc_encrypt over as many bytes, with a key set before. Build and parse: everything that stands between a
+// Raw: AES_cbc_encrypt over the same number of bytes, with a key set before. Build and parse: everything between a
 // payload of 8,000 bytes and a frame, key set-up included. Takes the options of Google Benchmark.
 #include <benchmark/benchmark.h>
 #include <cstring>

@@ -12,7 +12,7 @@ static const int kDevices = 128;
 static const size_t kReportSize = 8 + kDevices * 45;
 static const double kPausesMs = 4 * 20; // between the steps of a scan
 static const double kMaxMs = 5;
-static const double kRestMs = 3000; // behind a report
+static const double kRestMs = 3000; // after a report
 static const double kAnswerMs = 5000;
 static const char kHousehold[] = "/tmp/household.json";
 

@@ -26,7 +26,7 @@ static const int64_t kWarmUp = 4 << 20;
 
 // ---- Functions ----
 
-// What stands behind the record's own header in a function's reply: tag, ID, status, data. Heartbeats in between are
+// What follows the record's own header in a function's reply: tag, ID, status, data. Heartbeats in between are
 // answered.
 static Bytes AwaitReply(Link *link, uint8_t function, double timeoutMs)
 {
@@ -44,8 +44,8 @@ static Bytes AwaitReply(Link *link, uint8_t function, double timeoutMs)
 
 // ---- Rate ----
 
-// Serves `length` bytes to whoever connects next. Returns the milliseconds from the begin of the answer until the
-// other end has closed the connection, which it does when it has everything.
+// Serves `length` bytes to whoever connects next. Returns the milliseconds from the start of the response until the
+// other end has closed the connection, which it does when it has received everything.
 static double Serve(const Listener &listener, int64_t length)
 {
     struct pollfd coming = {listener.Descriptor(), POLLIN, 0};
@@ -116,7 +116,7 @@ void MeasureRate(int megabytes, int rounds)
     Link session = platform.LogIn(60, 20000);
     Listener listener;
 
-    // What the first one touches, code and buffers, any further one has.
+    // Code and buffers that the first one touches are there for the others.
     ServeAgent(&session, listener, kWarmUp);
     ServeCurl(listener, kWarmUp);
     const long before = agent.HighWaterKb();
@@ -151,7 +151,7 @@ static double Ask(Link *session, uint8_t function, uint16_t tag, const Bytes &pa
     return NowMs() - begin;
 }
 
-// Whoever measures does not wait for a processor, which ping and its shell keep busy in that very moment.
+// The measuring process must not wait for a processor that ping and its shell keep busy.
 static void GoFirst()
 {
     const struct sched_param first = {1};

@@ -1,5 +1,5 @@
-// DispatchBench.cpp - what answering a function costs beside the router's own time: request record to reply record,
-// with a router whose calls do nothing, and how often the heap is asked. Takes the options of Google Benchmark.
+// DispatchBench.cpp - the cost of answering a function, besides the router's own time: request record to reply record,
+// with a router whose calls do nothing, and the number of heap allocations. Takes the options of Google Benchmark.
 #include <benchmark/benchmark.h>
 #include <cstdlib>
 #include <cstring>
@@ -41,7 +41,7 @@ void *realloc(void *memory, size_t size) noexcept
 }
 }
 
-// ---- A router that does nothing, in front of the simulated one; calls of it stay calls ----
+// ---- A router that does nothing, linked before the simulated one; its calls are not inlined ----
 
 static const uint16_t kDevices = 128;
 
@@ -74,7 +74,7 @@ struct Function {
     const char *name;
     uint16_t id;
     int replyLen;
-    bool plain; // a bridge to a call or a few, without a list
+    bool plain; // one or a few calls of the router, without a list
 };
 
 static const Function kFunctions[] = {

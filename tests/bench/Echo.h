@@ -1,4 +1,4 @@
-// Echo.h - what any agent has to do at least: receive, hand to a second thread, decrypt, encrypt, send.
+// Echo.h - the least that any agent has to do: receive, hand to a second thread, decrypt, encrypt, send.
 #pragma once
 
 #include <cstddef>

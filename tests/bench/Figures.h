@@ -1,4 +1,4 @@
-// Figures.h - how the benchmarks say what they measured: one line a figure, which scripts/bench.sh makes a table of.
+// Figures.h - how the benchmarks print what they measured: one line a figure, for the table of scripts/bench.sh.
 #pragma once
 
 #include <string>

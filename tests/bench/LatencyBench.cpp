@@ -13,7 +13,7 @@ static const double kAnswerMs = 2000;
 static const int kBlock = 10; // samples of one before the other has its turn
 static const double kMaxEchoRatio = 1.5;
 
-// The echo's answers are no frames with a sense, but have a header: the same code takes them in.
+// The echo's answers mean nothing but have a frame header, so the same code receives them.
 static double AskEcho(Link *link, const Bytes &request, BenchFrame *reply)
 {
     const double sent = NowMs();
@@ -22,7 +22,7 @@ static double AskEcho(Link *link, const Bytes &request, BenchFrame *reply)
     return NowMs() - sent;
 }
 
-// A block of paced samples; the first is a warm-up after the other's turn and not taken.
+// A block of paced samples; the first is a warm-up after the other's turn and does not count.
 template <typename Ask>
 static void Block(Ask ask, Link *link, const Bytes &request, std::vector<double> *samples)
 {

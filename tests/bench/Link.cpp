@@ -102,7 +102,7 @@ void Link::Close()
 
 void Link::Send(const Bytes &bytes)
 {
-    // A peer that is gone shows when the next frame is waited for.
+    // A lost peer is noticed by the wait for the next frame.
     if (send(mFd, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size()))
         shutdown(mFd, SHUT_RD);
 }

@@ -14,7 +14,7 @@ static const double kMaxMs = 1;
 static const int kWarmUp = 10;
 static const uint16_t kReport = 86;
 static const uint32_t kMaxWaiting = 9; // what the agent's queue holds
-static const double kLostMs = 2000;    // a report that has not come by then never will
+static const double kLostMs = 2000;    // a report that takes longer is lost
 static const size_t kReportHeader = 8;
 
 // ---- Command, question, answer, acknowledgement
@@ -48,16 +48,16 @@ static void MeasureLocalLatency(int samples)
                 Format("%.2f ms", median), median < kMaxMs);
 }
 
-// ---- Frames without end
+// ---- Many frames
 
 namespace
 {
-// Reports that are sent with their number as payload, and come up in order.
+// Reports have their number as payload and must arrive in order.
 struct Stream {
     uint32_t sent = 0;
     uint32_t next = 0; // number of the one that should come next
     uint32_t came = 0;
-    uint32_t wrong = 0; // out of order, or with another number of the agent's than its own next one
+    uint32_t wrong = 0; // out of order, or not with the agent's next number
 
     void Take(const InnerRecord &record)
     {

@@ -1,8 +1,8 @@
-// Md5Bench.cpp - how fast the digest of a downloaded file is taken, beside `openssl dgst -md5`.
+// Md5Bench.cpp - how fast the digest of a downloaded file is computed, compared with `openssl dgst -md5`.
 //
 //   md5_bench [MEGABYTES [TURNS]]
 //
-// Both are programs of their own that take the digest of the same file, which is in memory by then: what is measured is
+// Both are separate programs that compute the digest of the same file, which is in memory by then. Measured is
 // the whole time from their start to their end. They take turns.
 #include <cstdio>
 #include <cstdlib>

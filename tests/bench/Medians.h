@@ -24,8 +24,8 @@ class MedianReporter : public benchmark::ConsoleReporter
     std::map<std::string, double> mMedians; // nanoseconds
 };
 
-// Takes the options of the command line and ours before them, so that the last one of a kind holds: all benchmarks take
-// turns, and what else the machine does hits them alike. False when an option is not known.
+// Takes the options of the command line, after some of its own that they may replace: all benchmarks take turns, so
+// other work of the machine hits them alike. Returns false when an option is unknown.
 inline bool InitializeForMedians(int argc, char *argv[])
 {
     static char interleave[] = "--benchmark_enable_random_interleaving=true", repeat[] = "--benchmark_repetitions=15",

@@ -1,9 +1,9 @@
-// SurfBench.cpp - what a pass of the rule thread costs when it has the most to do: a full table, as many devices as a
+// SurfBench.cpp - the cost of a pass of the rule thread in the worst case: a full table, as many devices as a
 // pass takes, each with rules for the day, and each to be switched.
 //
 //   surf_bench [PASSES]
 //
-// The router answers from memory at once, so that next to nothing of what is measured is the library's.
+// The router answers from memory at once, so that the library adds almost nothing.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -49,7 +49,7 @@ std::string Digits(const std::string &bytes, size_t size)
     return digits;
 }
 
-// A record of the report: what stands before the name, the name, and the three flags.
+// A record of the report: the fields before the name, the name, and the three flags.
 std::string RecordOf(const std::string &addressAndMac, const std::string &name, const std::string &flags)
 {
     return addressAndMac + Digits(name, 16) + std::string(32, '0') + flags;
@@ -124,7 +124,7 @@ TEST_F(Devices, ReportsAreNumberedAndRequestsInTheRestBehindOneAreAbsorbed)
     RunningSession session(At(2, Device("02:1a:2b:00:00:14", "phone", "192.168.1.20")));
     const std::string record = RecordOf("1401a8c0021a2b000014", "phone", "010101");
     EXPECT_EQ("00003f0000000100" + record, AskForReport(&session.platform));
-    session.platform.Command("report-devices"); // four seconds of rest, two for us
+    session.platform.Command("report-devices"); // four seconds of rest, two on the test's clock
     session.platform.Wait("reply", {{"function", "64"}});
     const LogEntry first = session.agent.WaitLog("ParserProtoolData funcid 64");
     const LogEntry second = session.agent.WaitLog("ParserProtoolData funcid 64", first.number + 1);

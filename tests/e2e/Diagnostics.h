@@ -47,7 +47,7 @@ class FakeProgram
 
 // Whether a file contains `text`, at the latest after kPatience.
 bool WaitForFile(const std::string &path, const std::string &text);
-// The names of all programs that run in the sandbox, without those that have ended and that nobody has waited for.
+// The names of all programs that run in the sandbox, without zombies.
 std::vector<std::string> RunningPrograms();
 // Whether a program of that name runs, at the latest after kPatience.
 bool OneRuns(const std::string &name);

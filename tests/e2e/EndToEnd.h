@@ -22,7 +22,7 @@ struct RunningSession {
     {
         platform.WaitSession();
     }
-    // Sends a command and expects its reply, which shows that the session is alive. Leaves the mark behind the reply.
+    // Sends a command and expects its reply, which shows that the session is alive. Sets the mark after the reply.
     void ExpectAnswers()
     {
         platform.Command("version");

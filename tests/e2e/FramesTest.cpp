@@ -118,7 +118,7 @@ TEST_F(Frames, AFullQueueLosesWhatFollowsAndKeepsTheConnection)
     options.clock = 10; // the session outlives the silence while the queue is filled
     RunningSession session(options);
     const std::string connection = session.platform.Wait("heartbeat").Text("conn");
-    // An acknowledgement among it would take away what stands before it.
+    // An acknowledgement among the bytes would drop those before it.
     for (const char *step : {"heartbeat", "upload"}) session.platform.Set(std::string("misbehave silent@") + step);
     for (int i = 0; i < 8; i++) session.platform.Command("raw " + std::string(2 * 204800 / 8, '0'));
     session.platform.Set("misbehave off");

@@ -1,4 +1,4 @@
-// Commands that take longer than a platform may be silent: what it sends meanwhile waits behind them.
+// Commands that take longer than a platform may be silent: what it sends meanwhile waits in the queue.
 #include <chrono>
 #include <thread>
 
@@ -35,7 +35,7 @@ void AwaitAcknowledgement(RunningSession *session)
     session->agent.WaitLog("heart beat ack");
 }
 
-// A ping that lasts until it is let go, and the response thread behind it.
+// A ping that lasts until it is released, and occupies the response thread.
 void BeginEndlessPing(RunningSession *session)
 {
     EXPECT_EQ(0, Ask(&session->platform, kPing, PingParameters("10.77.2.2", 56, 84)).status);

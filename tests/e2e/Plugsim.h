@@ -43,10 +43,10 @@ class Plugsim
     // As Command(), but leaves the mark alone: for settings.
     void Set(const std::string &text);
 
-    // The oldest event behind the mark that has this name and these contents; it becomes the new mark. Throws Failure
+    // The oldest event after the mark that has this name and these contents; it becomes the new mark. Throws Failure
     // when none comes within `seconds`.
     Event Wait(const std::string &name, const Wanted &wanted = {}, double seconds = kPatience);
-    // Whether such an event has happened so far, behind the mark. Ask this after a wait for a later event.
+    // Whether such an event has happened so far, after the mark. Ask this after a wait for a later event.
     bool Happened(const std::string &name, const Wanted &wanted = {});
     // How many such events there have been since the start.
     size_t Count(const std::string &name, const Wanted &wanted = {});

@@ -50,7 +50,7 @@ Process::Process(const ProcessOptions &options)
         dup2(output[1], STDOUT_FILENO);
         dup2(errors[1], STDERR_FILENO);
         if (options.closeInput) close(STDIN_FILENO);
-        close_range(STDERR_FILENO + 1, ~0u, 0); // what whoever started the tests left open is not the program's
+        close_range(STDERR_FILENO + 1, ~0u, 0); // the program inherits no other descriptor
         if (options.folder.empty() || chdir(options.folder.c_str()) == 0) execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }

@@ -33,7 +33,7 @@ static bool WriteFile(const char *path, const std::string &text)
     return complete;
 }
 
-// In a user namespace of our own we are root; to everybody else we are the same user as before.
+// In its own user namespace the process is root; outside it is the same user as before.
 static bool EnterNamespaces(std::string *reason)
 {
     const int own = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID;

@@ -47,7 +47,7 @@ INSTANTIATE_TEST_SUITE_P(, EndedSession,
 TEST_F(SessionEnd, TheStatusFileHolds103AfterALostConnection)
 {
     AgentOptions options;
-    options.clock = 5; // 103 stands for one second, until the next cycle begins
+    options.clock = 5; // 103 remains for one second, until the next cycle begins
     RunningSession session(options);
     session.platform.Command("drop");
     WaitStatus("103\n");
@@ -108,7 +108,7 @@ TEST_F(SessionEnd, APlatformThatVanishesBeforeItsFirstAcknowledgementLosesTheSes
     const std::string rule = " INPUT -p tcp --dport 6040 -j DROP";
     RunShell("iptables -I" + rule); // from here on it does not even say that it has gone
     const LogEntry end = session.agent.WaitLog("Close link.");
-    // Whatever is sent next, within 20 s, finds nobody for 60; the kernel looks only when it sends it again.
+    // What is sent within the next 20 s reaches nobody for 60; the kernel notices only when it retransmits.
     EXPECT_GE(end.time - last, 60);
     EXPECT_LE(end.time - last, 130);
     RunShell("iptables -D" + rule);

@@ -139,7 +139,7 @@ TEST_F(Traceroute, TheFileOfTheLastRunIsReadAgain)
     EXPECT_EQ("to 192.168.1.20\n", Ask(&session.platform, kTracerouteResult).text);
     Start(&session, "192.168.1.21");
     ASSERT_TRUE(WaitForFile(kTracerouteFile, "to 192.168.1.21\n"));
-    // Nobody asks for that result. The next start may still be a moment too early.
+    // That result is not requested. The next start may still be a moment too early.
     while (Ask(&session.platform, kTraceroute, TargetParameter("192.168.1.22")).status == 1) {
     }
     ASSERT_TRUE(WaitForFile(kTracerouteFile, "to 192.168.1.22\n"));
