@@ -32,7 +32,7 @@ static uint32_t FirstSequence(const ManagerOptions &options)
 
 Manager::Manager(const ManagerOptions &options, Loop *loop, Journal *journal)
     : options_(options), loop_(loop), journal_(journal), autoReport_(options.state),
-      faults_(kLocalFaults, options.misbehaviours), sender_(FirstSequence(options)),
+      faults_(kLocalFaults, options.faults), sender_(FirstSequence(options)),
       socket_(
           loop, options.socket, [this](int fd) { Connected(fd); },
           [this](const std::string &reason) {

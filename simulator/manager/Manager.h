@@ -51,7 +51,7 @@ class Manager
 
     Household *House() { return &household_; }
     AutoReportKeeper *AutoReport() { return &autoReport_; }
-    Faults *Misbehaviour() { return &faults_; }
+    Faults *ActiveFaults() { return &faults_; }
     [[nodiscard]] Fields Status() const;
     [[nodiscard]] bool Busy() const; // something is still to be sent
 

@@ -103,11 +103,11 @@ static Outcome RunForget(const Words &, ManagerContext *context)
     return Outcome::Ok();
 }
 
-// ---- Misbehaviours
+// ---- Faults
 
 static Outcome RunMisbehave(const Words &words, ManagerContext *context)
 {
-    return RunFaultCommand(words, context->manager->Misbehaviour(), context->journal);
+    return RunFaultCommand(words, context->manager->ActiveFaults(), context->journal);
 }
 
 // ---- The table
@@ -198,8 +198,8 @@ void AddManagerCommands(Interpreter *interpreter, ManagerContext *context)
             {"show", "[NAME | auto-report]", "show the household, one part of it, or the auto-report configuration", 0,
              1, false, with(RunShow), Choice(Parts())},
             {"forget", "", "forget the auto-report configuration", 0, 0, false, with(RunForget)},
-            {"misbehave", "[NAME[@WHAT][=VALUE] [COUNT] | off [NAME]]", "do something wrong; alone: list what there is",
-             0, 2, false, with(RunMisbehave), MisbehaveCompletions(kLocalFaults)},
+            {"misbehave", "[NAME[@WHAT][=VALUE] [COUNT] | off [NAME]]", "switch a fault on or off; alone: list them", 0,
+             2, false, with(RunMisbehave), MisbehaveCompletions(kLocalFaults)},
         });
     AddConsoleCommands(interpreter, context, kEvents);
 }

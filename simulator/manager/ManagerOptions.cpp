@@ -9,7 +9,7 @@ namespace sim
 
 static const char kFooter[] =
     R"(Commands come from a script, from standard input line by line, or from a prompt when both standard input and
-standard output are a terminal. "help" lists them, "misbehave" lists what can be done wrong.
+standard output are a terminal. "help" lists them, "misbehave" lists the faults.
 
 Examples:
   plugsim manager                                a household to play with: connect and prompt
@@ -55,8 +55,8 @@ static void AddModelOptions(CLI::App *app, ManagerOptions *o)
         ->type_name("on|off")
         ->check(CLI::IsMember({"on", "off"}).description(""))
         ->group(group);
-    AddFaultOption(app, "--misbehave", kLocalFaults, &o->misbehaviours,
-                   "do something wrong: 'NAME[@WHAT][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists the names")
+    AddFaultOption(app, "--misbehave", kLocalFaults, &o->faults,
+                   "switch on a fault: 'NAME[@WHAT][=VALUE] [COUNT]', may be repeated; \"misbehave\" lists them")
         ->group(group);
 }
 

@@ -18,7 +18,7 @@ struct ManagerOptions : ConsoleOptions {
     std::string household;            // a file with commands about the household
     std::string state;                // where the auto-report configuration is kept
     bool reports = false;             // report by that configuration
-    std::vector<std::string> misbehaviours;
+    std::vector<std::string> faults;
 };
 
 // Adds the subcommand; its options are stored in `*options`.

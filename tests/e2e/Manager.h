@@ -6,9 +6,9 @@
 constexpr char kSocket[] = "/tmp/CommServer";
 
 struct ManagerOptions {
-    std::string state;                      // file of its auto-report configuration; empty: none
-    std::vector<std::string> misbehaviours; // from the start
-    double retry = 0.1;                     // seconds; the agent's time runs faster than its own
+    std::string state;               // file of its auto-report configuration; empty: none
+    std::vector<std::string> faults; // from the start
+    double retry = 0.1;              // seconds; the agent's time runs faster than its own
 };
 
 class Manager : public Plugsim

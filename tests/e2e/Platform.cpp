@@ -5,9 +5,9 @@ static std::vector<std::string> Arguments(const PlatformOptions &options)
     std::vector<std::string> arguments = {
         "platform",         "--json",  "--key",          kKey,         "--register",
         options.registerAt, "--login", "127.0.0.1:6040", "--interval", std::to_string(options.interval)};
-    for (const std::string &misbehaviour : options.misbehaviours) {
+    for (const std::string &fault : options.faults) {
         arguments.push_back("--misbehave");
-        arguments.push_back(misbehaviour);
+        arguments.push_back(fault);
     }
     if (!options.httpAt.empty()) arguments.insert(arguments.end(), {"--http", options.httpAt});
     return arguments;

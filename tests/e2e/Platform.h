@@ -7,9 +7,9 @@ constexpr char kKey[] = "0123456789abcdef";
 
 struct PlatformOptions {
     std::string registerAt = "127.0.0.1:6039";
-    int interval = 20;                      // seconds between heartbeats
-    std::vector<std::string> misbehaviours; // from the start
-    std::string httpAt;                     // address and port of its web server; empty: none
+    int interval = 20;               // seconds between heartbeats
+    std::vector<std::string> faults; // from the start
+    std::string httpAt;              // address and port of its web server; empty: none
 };
 
 class Platform : public Plugsim

@@ -17,10 +17,10 @@ AgentOptions Fast(const ConfigText &config = {})
     return options;
 }
 
-PlatformOptions Misbehaving(const std::string &misbehaviour)
+PlatformOptions Misbehaving(const std::string &fault)
 {
     PlatformOptions options;
-    options.misbehaviours = {misbehaviour};
+    options.faults = {fault};
     return options;
 }
 
@@ -132,7 +132,7 @@ TEST_F(Registration, AnErrorCodeInTheAcknowledgementIsLoggedAndTheSessionGoesOn)
 
 struct Refusal {
     const char *name;
-    const char *misbehaviour;
+    const char *fault;
     const char *log;
 };
 
@@ -142,7 +142,7 @@ class FailedLogin : public EndToEnd, public testing::WithParamInterface<Refusal>
 
 TEST_P(FailedLogin, BeginsTheCycleAgain)
 {
-    Platform platform(Misbehaving(GetParam().misbehaviour + std::string(" 1")));
+    Platform platform(Misbehaving(GetParam().fault + std::string(" 1")));
     Agent agent;
     platform.Wait("register");
     const LogEntry reason = agent.WaitLog(GetParam().log);

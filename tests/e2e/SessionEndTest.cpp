@@ -88,7 +88,7 @@ TEST_F(SessionEnd, MissingHeartbeatAcknowledgementsEndItBetween60And70SecondsAft
 TEST_F(SessionEnd, NoSilenceIsHeldAgainstThePlatformBeforeItsFirstAcknowledgement)
 {
     PlatformOptions silent;
-    silent.misbehaviours = {"silent@heartbeat"};
+    silent.faults = {"silent@heartbeat"};
     AgentOptions options;
     options.clock = 100;
     RunningSession session(options, silent);
@@ -102,7 +102,7 @@ TEST_F(SessionEnd, NoSilenceIsHeldAgainstThePlatformBeforeItsFirstAcknowledgemen
 TEST_F(SessionEnd, APlatformThatVanishesBeforeItsFirstAcknowledgementLosesTheSessionAfterThreeIntervals)
 {
     PlatformOptions silent;
-    silent.misbehaviours = {"silent@heartbeat", "silent@upload"};
+    silent.faults = {"silent@heartbeat", "silent@upload"};
     RunningSession session({}, silent);
     const double last = session.platform.Wait("heartbeat").Number("head.time");
     const std::string rule = " INPUT -p tcp --dport 6040 -j DROP";

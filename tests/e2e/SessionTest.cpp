@@ -70,7 +70,7 @@ TEST_F(Session, AcknowledgedHeartbeatsKeepItAliveForMinutes)
 TEST_F(Session, TheStatusFileGoesFrom001Over002To003)
 {
     PlatformOptions platformOptions;
-    platformOptions.misbehaviours = {"late@register=0.3 1", "late@login=0.3 1"};
+    platformOptions.faults = {"late@register=0.3 1", "late@login=0.3 1"};
     Platform platform(platformOptions);
     Agent agent;
     WaitStatus("001\n");
@@ -110,7 +110,7 @@ class HeartbeatInterval : public EndToEnd, public testing::WithParamInterface<In
 TEST_P(HeartbeatInterval, IsTheOneOfTheLoginButAtLeast20Seconds)
 {
     PlatformOptions platformOptions;
-    platformOptions.misbehaviours = {"interval@login=" + std::to_string(GetParam().told)};
+    platformOptions.faults = {"interval@login=" + std::to_string(GetParam().told)};
     AgentOptions options;
     options.clock = 50;
     RunningSession session(options, platformOptions);

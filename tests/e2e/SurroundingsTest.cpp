@@ -36,7 +36,7 @@ class Signals : public EndToEnd, public testing::WithParamInterface<int>
 TEST_P(Signals, EndTheAgentWhileItRegisters)
 {
     PlatformOptions silent;
-    silent.misbehaviours = {"silent@register"};
+    silent.faults = {"silent@register"};
     Platform platform(silent);
     Agent agent(RealTime());
     platform.Wait("register");

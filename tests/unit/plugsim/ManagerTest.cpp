@@ -154,11 +154,11 @@ TEST_F(TheManager, SendsABurstInOneWriteAndNumbersItsFrames)
 TEST_F(TheManager, CausesAFaultInOneAnswer)
 {
     StartConnected();
-    ASSERT_TRUE(manager->Misbehaviour()->Add({"silent@mesh", "1"}, &error));
+    ASSERT_TRUE(manager->ActiveFaults()->Add({"silent@mesh", "1"}, &error));
     Say(kQuestion);
     ASSERT_TRUE(Until("withheld", 1));
     EXPECT_EQ(Bytes(), Heard());
-    ASSERT_TRUE(manager->Misbehaviour()->Add({"disconnect", "1"}, &error));
+    ASSERT_TRUE(manager->ActiveFaults()->Add({"disconnect", "1"}, &error));
     Bytes next = kQuestion;
     next[4] = 8;
     Say(next);
