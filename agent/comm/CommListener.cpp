@@ -118,7 +118,7 @@ int CommListen()
     const Place place = fd < 0 || here.size == 0 ? PLACE_UNKNOWN : PlaceNow(here);
     const char *const failure = fd < 0 ? "Create socket failed" : place == PLACE_FREE ? Bind(fd, here) : "bind failed";
     if (!failure) {
-        OsRemoveAtEnd(kPathCommServer);
+        OsRemoveAtEnd(kPathCommServer, s_made);
         return fd;
     }
     if (fd >= 0) close(fd);

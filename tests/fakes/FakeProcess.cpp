@@ -83,10 +83,7 @@ void OsExit(int status)
     _exit(status); // tests look at it with EXPECT_EXIT
 }
 
-int OsRemoveAtEnd(const char *)
-{
-    return 0;
-}
+void OsRemoveAtEnd(const char *, const OsFileId &) {}
 
 void OsPrepareProcess() {}
 

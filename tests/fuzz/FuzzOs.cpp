@@ -175,10 +175,7 @@ void OsExit(int status)
     longjmp(*g_world.exitTo, 1);
 }
 
-int OsRemoveAtEnd(const char *)
-{
-    return 0;
-}
+void OsRemoveAtEnd(const char *, const OsFileId &) {}
 
 OsWaiter::OsWaiter() : lock(PTHREAD_MUTEX_INITIALIZER), changed(PTHREAD_COND_INITIALIZER) {}
 

@@ -8,19 +8,17 @@
 #include <unistd.h>
 
 #include "os/OsCommand.h"
-#include "os/OsFile.h"
 
 static const size_t kThreadStackSize = 128 * 1024;
-static const int kMaxRemoveAtEnd = 8;
 static const int kOwnPagesFrom = 64 * 1024;
 static const int kHeapStep = 8 * 1024;
 
-// Read by the signal handler, so without a lock: an entry is complete before the count includes it, and never changes.
+// Read by the signal handler, so without a lock: nothing is named while it changes.
 static struct {
     const char *path;
     OsFileId file;
-} s_removeAtEnd[kMaxRemoveAtEnd];
-static std::atomic<int> s_removeCount;
+} s_removeAtEnd;
+static std::atomic<bool> s_removeNamed;
 
 int OsThreadStart(pthread_t *thread, void *(*body)(void *), void *argument)
 {
@@ -38,26 +36,23 @@ int OsThreadJoin(pthread_t thread)
 }
 
 // Does only what a signal handler may do.
-static void RemoveFiles()
+static void RemoveNamedFile()
 {
-    const int count = s_removeCount.load();
-    for (int i = 0; i < count; i++) OsRemoveFileIf(s_removeAtEnd[i].path, s_removeAtEnd[i].file);
+    if (s_removeNamed.load()) OsRemoveFileIf(s_removeAtEnd.path, s_removeAtEnd.file);
 }
 
 void OsExit(int status)
 {
     OsStopCommands();
-    RemoveFiles();
+    RemoveNamedFile();
     exit(status);
 }
 
-int OsRemoveAtEnd(const char *path)
+void OsRemoveAtEnd(const char *path, const OsFileId &file)
 {
-    const int count = s_removeCount.load();
-    if (count == kMaxRemoveAtEnd || !OsFileIdOf(path, &s_removeAtEnd[count].file)) return -1;
-    s_removeAtEnd[count].path = path;
-    s_removeCount.store(count + 1);
-    return 0;
+    s_removeNamed.store(false);
+    s_removeAtEnd = {path, file};
+    s_removeNamed.store(true);
 }
 
 // Ends at once, whatever the other threads are doing: there is nothing to save, and waiting for a thread that sits in
@@ -65,7 +60,7 @@ int OsRemoveAtEnd(const char *path)
 static void StopBySignal(int)
 {
     OsStopCommands();
-    RemoveFiles();
+    RemoveNamedFile();
     _exit(0);
 }
 

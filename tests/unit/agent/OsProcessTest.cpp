@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "os/OsFile.h"
 #include "os/OsMemory.h"
 #include "os/Paths.h"
 
@@ -32,6 +33,12 @@ class TemporaryFile
     ~TemporaryFile() { unlink(mPath.c_str()); }
     const char *Path() const { return mPath.c_str(); }
     bool Exists() const { return access(mPath.c_str(), F_OK) == 0; }
+    OsFileId Id() const
+    {
+        OsFileId id = {};
+        EXPECT_TRUE(OsFileIdOf(Path(), &id));
+        return id;
+    }
 
   private:
     std::string mPath;
@@ -63,7 +70,7 @@ int StatusAfter(int signal, const TemporaryFile &file, const std::function<void(
     EXPECT_EQ(0, pipe(ready));
     const pid_t child = Fork([&] {
         OsPrepareProcess();
-        OsRemoveAtEnd(file.Path());
+        OsRemoveAtEnd(file.Path(), file.Id());
         body();
         (void)!write(ready[1], "!", 1);
         for (;;) pause();
@@ -85,21 +92,21 @@ void *SleepForGood(void *)
 
 } // namespace
 
-TEST(OsProcess, TerminationSignalRemovesTheFilesAndExitsWithZero)
+TEST(OsProcess, TerminationSignalRemovesTheNamedFileAndExitsWithZero)
 {
     const TemporaryFile file;
     EXPECT_EQ(0, StatusAfter(SIGTERM, file, [] {}));
     EXPECT_FALSE(file.Exists());
 }
 
-TEST(OsProcess, InterruptSignalRemovesTheFilesAndExitsWithZero)
+TEST(OsProcess, InterruptSignalRemovesTheNamedFileAndExitsWithZero)
 {
     const TemporaryFile file;
     EXPECT_EQ(0, StatusAfter(SIGINT, file, [] {}));
     EXPECT_FALSE(file.Exists());
 }
 
-TEST(OsProcess, AFileThatHasReplacedANamedOneIsNotRemovedAtTheEnd)
+TEST(OsProcess, AFileThatHasReplacedTheNamedOneIsNotRemovedAtTheEnd)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
         const TemporaryFile file, other;
@@ -108,16 +115,11 @@ TEST(OsProcess, AFileThatHasReplacedANamedOneIsNotRemovedAtTheEnd)
     }
     const TemporaryFile file, other;
     EXPECT_EQ(7, StatusOf(Fork([&]() -> int {
-                  OsRemoveAtEnd(file.Path());
+                  OsRemoveAtEnd(file.Path(), file.Id());
                   rename(other.Path(), file.Path());
                   OsExit(7);
               })));
     EXPECT_TRUE(file.Exists());
-}
-
-TEST(OsProcess, AMissingFileCannotBeNamedForRemoval)
-{
-    EXPECT_EQ(-1, OsRemoveAtEnd("/tmp/os-test-that-is-not-there"));
 }
 
 TEST(OsProcess, TerminationDoesNotWaitForOtherThreads)
@@ -167,30 +169,28 @@ TEST(OsProcess, OpenDescriptorsAreKeptAndNoneIsAdded)
               })));
 }
 
-TEST(OsProcess, ExitRemovesTheFilesAndReturnsTheStatus)
+TEST(OsProcess, ExitRemovesTheNamedFileAndReturnsTheStatus)
 {
-    const TemporaryFile first;
-    const TemporaryFile second;
+    const TemporaryFile file;
     const TemporaryFile other;
     EXPECT_EQ(255, StatusOf(Fork([&]() -> int {
-                  OsRemoveAtEnd(first.Path());
-                  OsRemoveAtEnd(second.Path());
+                  OsRemoveAtEnd(file.Path(), file.Id());
                   OsExit(-1);
               })));
-    EXPECT_FALSE(first.Exists());
-    EXPECT_FALSE(second.Exists());
+    EXPECT_FALSE(file.Exists());
     EXPECT_TRUE(other.Exists());
 }
 
-TEST(OsProcess, EightFilesCanBeNamedForRemoval)
+TEST(OsProcess, OnlyTheFileNamedLastIsRemoved)
 {
+    const TemporaryFile before;
     const TemporaryFile last;
     EXPECT_EQ(7, StatusOf(Fork([&]() -> int {
-                  for (int i = 0; i < 7; i++)
-                      if (OsRemoveAtEnd(last.Path()) != 0) OsExit(1);
-                  if (OsRemoveAtEnd(last.Path()) != 0) OsExit(2);
-                  OsExit(OsRemoveAtEnd(last.Path()) == -1 ? 7 : 3);
+                  OsRemoveAtEnd(before.Path(), before.Id());
+                  OsRemoveAtEnd(last.Path(), last.Id());
+                  OsExit(7);
               })));
+    EXPECT_TRUE(before.Exists());
     EXPECT_FALSE(last.Exists());
 }
 
