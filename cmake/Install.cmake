@@ -25,15 +25,17 @@ install(CODE "
     execute_process(COMMAND sh ${CMAKE_SOURCE_DIR}/cmake/without-sections.sh
       \"\$ENV{DESTDIR}${CMAKE_INSTALL_FULL_SBINDIR}/plug\" ${CMAKE_READELF} COMMAND_ERROR_IS_FATAL ANY)
   endif()" COMPONENT agent)
-plug_installed_copy(plug-supervisor.sh)
-install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
+foreach(script plug-supervisor.sh plug-log.sh plugctl)
+  plug_installed_copy(${script})
+  install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
+endforeach()
 plug_installed_copy(plug.init)
 install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/init.d RENAME plug COMPONENT agent)
 plug_installed_copy(plug.service)
 install(FILES ${installed_copy} DESTINATION ${PLUG_SYSTEMD_UNITS} COMPONENT agent)
 # An example only: the real one holds a secret and belongs to the operator.
 install(FILES packaging/plug.conf.example DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples RENAME plug.conf COMPONENT agent)
-install(FILES docs/man/plug.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
+install(FILES docs/man/plug.8 docs/man/plugctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT agent)
 
 configure_file(packaging/plug-router-sdk.pc.in packaging/plug-router-sdk.pc @ONLY)
 install(FILES sdk/RouterSdk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/plug COMPONENT sdk)

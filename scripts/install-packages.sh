@@ -22,8 +22,8 @@ packages_of() {
     run)
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
         # daemon; benchmarks compare with curl and openssl; the agent itself runs the others (killall
-        # is in psmisc).
-        echo iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc ;;
+        # is in psmisc); busybox has the shell of small routers.
+        echo busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.

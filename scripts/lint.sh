@@ -32,7 +32,7 @@ check_tidy() {
     xargs -P "$(nproc)" -n 6 clang-tidy --quiet -p build/clang <<<"$agent" 2> >(grep -v ' warnings\? generated\|^Suppressed\|^Use -header-filter')
 }
 
-check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init; } | xargs shellcheck -x -S style; }
+check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init packaging/plugctl; } | xargs shellcheck -x -S style; }
 check_man() { files 'plug*.[1-8]' | xargs mandoc -Tlint -W warning; }
 check_links() { scripts/document-links.sh; }
 check_folders() { scripts/folder-order.sh && scripts/folder-plan.sh; }

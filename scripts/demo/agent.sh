@@ -41,6 +41,8 @@ else
 PLUG='$bin/plug'
 PLUG_OPTIONS='$options'
 PLUG_NEW='$out/plug.update'
+PLUG_RUN='$out'
+PLUG_LOG=none
 TRIAL=2
 log() { echo "supervisor: \$*" >&2; }
 CONF

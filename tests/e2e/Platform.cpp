@@ -3,13 +3,14 @@
 static std::vector<std::string> Arguments(const PlatformOptions &options)
 {
     std::vector<std::string> arguments = {
-        "platform",         "--json",  "--key",          kKey,         "--register",
+        "platform",         "--json",  "--key",          options.key,  "--register",
         options.registerAt, "--login", "127.0.0.1:6040", "--interval", std::to_string(options.interval)};
     for (const std::string &fault : options.faults) {
         arguments.push_back("--misbehave");
         arguments.push_back(fault);
     }
     if (!options.httpAt.empty()) arguments.insert(arguments.end(), {"--http", options.httpAt});
+    if (!options.token.empty()) arguments.insert(arguments.end(), {"--token", options.token});
     return arguments;
 }
 

@@ -10,6 +10,8 @@ struct PlatformOptions {
     int interval = 20;               // seconds between heartbeats
     std::vector<std::string> faults; // from the start
     std::string httpAt;              // address and port of its web server; empty: none
+    std::string key = kKey;
+    std::string token; // of every registration; empty: a new one for each
 };
 
 class Platform : public Plugsim

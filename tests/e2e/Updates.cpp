@@ -65,9 +65,11 @@ Supervisor::Supervisor(const std::string &options, const std::string &settings,
                        std::map<std::string, std::string> environment, std::vector<std::string> runner)
 {
     WriteFile("/tmp/home/defaults.new", std::string("PLUG=") + kOld + "\nPLUG_OPTIONS='" + options +
-                                            "'\nPLUG_NEW=" + kNew +
+                                            "'\nPLUG_NEW=" + kNew + "\nPLUG_RUN=" + kHome +
+                                            "\nPLUG_LOG_FILTER=" PLUG_LOG_FILTER
                                             "\nPAUSE=0\nLONG_PAUSE=0\nMAX_PAUSE=0\nTRIAL=2\n"
-                                            "log() { echo \"plug: $*\" >&2; }\n" +
+                                            "log() { echo \"plug: $*\" >&2; }\n"
+                                            "log_agent() { echo \"agent $1: $2\" >&2; }\n" +
                                             settings);
     std::filesystem::rename("/tmp/home/defaults.new", "/tmp/home/defaults"); // another supervisor may be reading it
     ProcessOptions program;
@@ -107,9 +109,18 @@ std::vector<int> Supervisor::WaitPauses(size_t count)
     return pauses;
 }
 
+void Supervisor::Signal(int signal)
+{
+    process_->Signal(signal);
+}
+
+int Supervisor::WaitExit()
+{
+    return process_->WaitExit(kPatience).value_or(-1);
+}
+
 int Supervisor::Stop()
 {
-    process_->Signal(SIGTERM);
-    const auto status = process_->WaitExit(kPatience);
-    return status ? *status : -1;
+    Signal(SIGTERM);
+    return WaitExit();
 }

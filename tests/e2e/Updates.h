@@ -66,6 +66,10 @@ class Supervisor
     std::string Log();
     // The seconds after which it started the agent again, of the first `count` times.
     std::vector<int> WaitPauses(size_t count);
+    void Signal(int signal);
+    bool Runs() { return process_->Runs(); }
+    // Its exit status; -1 when it does not end.
+    int WaitExit();
     int Stop();
 
   private:

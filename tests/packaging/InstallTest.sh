@@ -19,8 +19,11 @@ wanted="755 $etc/init.d/plug
 644 $include/plug/RouterSdk.h
 644 $lib/pkgconfig/plug-router-sdk.pc
 644 $man/man8/plug.8
+644 $man/man8/plugctl.8
 755 $sbin/plug
+755 $sbin/plug-log.sh
 755 $sbin/plug-supervisor.sh
+755 $sbin/plugctl
 644 $doc/examples/plug.conf
 644 $units/plug.service"
 [ -z "$tools" ] || wanted="$wanted
@@ -32,12 +35,14 @@ echo "$found" | sort >"$stage/found"
 diff -u "$stage/wanted" "$stage/found" || die "that is not what is to be installed"
 
 # Each script names what was installed, and nothing else of its kind.
-for file in "$sbin/plug-supervisor.sh" "$etc/init.d/plug"; do
+for file in "$sbin/plug-supervisor.sh" "$sbin/plug-log.sh" "$sbin/plugctl" "$etc/init.d/plug"; do
     sh -n "$stage$file" || die "$file is damaged"
 done
 grep -qx "PLUG=$sbin/plug" "$stage$sbin/plug-supervisor.sh" || die "the supervisor starts another agent"
 grep -q "^PLUG_OPTIONS=\"-f $etc/plug.conf\"" "$stage$sbin/plug-supervisor.sh" || die "the supervisor has another configuration"
 grep -qx "PLUG_SUPERVISOR=$sbin/plug-supervisor.sh" "$stage$etc/init.d/plug" || die "the init script starts another supervisor"
+grep -qx "PLUG_SUPERVISOR=$sbin/plug-supervisor.sh" "$stage$sbin/plugctl" || die "plugctl asks another supervisor"
+grep -qx "PLUG_LOG_FILTER=$sbin/plug-log.sh" "$stage$sbin/plug-supervisor.sh" || die "the supervisor runs another filter"
 grep -qx "ExecStart=$sbin/plug-supervisor.sh" "$stage$units/plug.service" || die "the unit starts another supervisor"
 grep -q "^PIN=" "$stage$doc/examples/plug.conf" || die "the example has no PIN"
 
