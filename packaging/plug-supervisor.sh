@@ -22,12 +22,12 @@
 # Each may be set in /etc/default/plug.
 PLUG=/usr/sbin/plug
 PLUG_OPTIONS="-f /etc/plug.conf"
-PLUG_NEW=/usr/sbin/plug.update # in a folder that only root may write
+PLUG_NEW=/var/lib/plug/plug.update # in a folder that only root may write; made when it is missing
 PLUG_RUN=/var/run
 PLUG_STATUS=/tmp/plugstatus
 PLUG_UPDATE=/tmp/plug_download
 PLUG_LOG=error   # what of the agent's log goes to the system's: none, error, info or debug
-PLUG_LOG_FILTER=/usr/sbin/plug-log.sh
+PLUG_LOG_FILTER=/usr/libexec/plug/plug-log.sh
 TRIAL=30         # seconds
 PAUSE=2          # seconds before a restart; to each pause a random part of up to half is added, see draw
 LONG_PAUSE=60    # when the platform forced the agent off, or could not be reached
@@ -289,6 +289,7 @@ esac
     log "cannot write in $PLUG_RUN: other supervisors are not noticed, and nothing of the agent's log is kept"
     PLUG_RUN=''
 }
+mkdir -p -m 755 "${PLUG_NEW%/*}" || log "cannot make ${PLUG_NEW%/*}: updates cannot be installed"
 child='' stopping=''
 pause=$PAUSE
 configuration_trusted || exit 78 # EX_CONFIG of sysexits.h: starting again does not help

@@ -1,12 +1,13 @@
 #!/bin/sh
 # install-packages.sh - installs the Debian packages that this project needs and that are missing.
 #
-#   scripts/install-packages.sh [build] [run] [check] [lint] [mipsel]      (no group: build run)
+#   scripts/install-packages.sh [build] [run] [check] [lint] [package] [mipsel]      (no group: build run)
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
 #   check    fuzzing and memory checking
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
+#   package  making and checking Debian packages
 #   mipsel   cross-building for the router and running the result under emulation
 #
 # Prints nothing and needs no privileges if nothing is missing; otherwise prints one line, and needs root or sudo.
@@ -30,11 +31,13 @@ packages_of() {
         echo clang libclang-rt-dev llvm valgrind libc6-dbg ;;
     lint)
         echo clang clang-format clang-tidy shellcheck mandoc ;;
+    package)
+        echo dpkg-dev lintian debootstrap gzip ;;
     mipsel)
         # googletest has the sources of the test library, which is built for the target.
         echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
     *)
-        die "unknown group \"$1\" (build, run, check, lint, mipsel)" ;;
+        die "unknown group \"$1\" (build, run, check, lint, package, mipsel)" ;;
     esac
 }
 

@@ -1,14 +1,15 @@
 #!/bin/sh
 # Installs a build into an empty folder and looks at what is there.
 #
-#   InstallTest.sh CMAKE BUILD STAGE C-COMPILER PREFIX SBINDIR SYSCONFDIR INCLUDEDIR LIBDIR MANDIR DOCDIR UNITS EMULATED TOOLS
+#   InstallTest.sh CMAKE BUILD STAGE C-COMPILER PREFIX SBINDIR SYSCONFDIR INCLUDEDIR LIBDIR MANDIR DOCDIR UNITS LIBEXECDIR EMULATED
+#                  TOOLS
 #
 # The folders are the full paths of the installation; EMULATED is empty when the agent runs on this machine, TOOLS when
 # plugsim is not built.
 set -eu
 cmake=$1 build=$2 stage=$3 cc=$4 prefix=$5 sbin=$6 etc=$7 include=$8
 shift 8
-lib=$1 man=$2 doc=$3 units=$4 emulated=$5 tools=${6:-}
+lib=$1 man=$2 doc=$3 units=$4 libexec=$5 emulated=$6 tools=${7:-}
 
 die() { echo "InstallTest: $*" >&2; exit 1; }
 
@@ -21,8 +22,9 @@ wanted="755 $etc/init.d/plug
 644 $man/man8/plug.8
 644 $man/man8/plugctl.8
 755 $sbin/plug
-755 $sbin/plug-log.sh
-755 $sbin/plug-supervisor.sh
+755 $libexec/plug/plug-log.sh
+755 $libexec/plug/plug-supervisor.sh
+644 $etc/default/plug
 755 $sbin/plugctl
 644 $doc/examples/plug.conf
 644 $units/plug.service"
@@ -35,15 +37,15 @@ echo "$found" | sort >"$stage/found"
 diff -u "$stage/wanted" "$stage/found" || die "that is not what is to be installed"
 
 # Each script names what was installed, and nothing else of its kind.
-for file in "$sbin/plug-supervisor.sh" "$sbin/plug-log.sh" "$sbin/plugctl" "$etc/init.d/plug"; do
+for file in "$libexec/plug/plug-supervisor.sh" "$libexec/plug/plug-log.sh" "$sbin/plugctl" "$etc/init.d/plug"; do
     sh -n "$stage$file" || die "$file is damaged"
 done
-grep -qx "PLUG=$sbin/plug" "$stage$sbin/plug-supervisor.sh" || die "the supervisor starts another agent"
-grep -q "^PLUG_OPTIONS=\"-f $etc/plug.conf\"" "$stage$sbin/plug-supervisor.sh" || die "the supervisor has another configuration"
-grep -qx "PLUG_SUPERVISOR=$sbin/plug-supervisor.sh" "$stage$etc/init.d/plug" || die "the init script starts another supervisor"
-grep -qx "PLUG_SUPERVISOR=$sbin/plug-supervisor.sh" "$stage$sbin/plugctl" || die "plugctl asks another supervisor"
-grep -qx "PLUG_LOG_FILTER=$sbin/plug-log.sh" "$stage$sbin/plug-supervisor.sh" || die "the supervisor runs another filter"
-grep -qx "ExecStart=$sbin/plug-supervisor.sh" "$stage$units/plug.service" || die "the unit starts another supervisor"
+grep -qx "PLUG=$sbin/plug" "$stage$libexec/plug/plug-supervisor.sh" || die "the supervisor starts another agent"
+grep -q "^PLUG_OPTIONS=\"-f $etc/plug.conf\"" "$stage$libexec/plug/plug-supervisor.sh" || die "the supervisor has another configuration"
+grep -qx "PLUG_SUPERVISOR=$libexec/plug/plug-supervisor.sh" "$stage$etc/init.d/plug" || die "the init script starts another supervisor"
+grep -qx "PLUG_SUPERVISOR=$libexec/plug/plug-supervisor.sh" "$stage$sbin/plugctl" || die "plugctl asks another supervisor"
+grep -qx "PLUG_LOG_FILTER=$libexec/plug/plug-log.sh" "$stage$libexec/plug/plug-supervisor.sh" || die "the supervisor runs another filter"
+grep -qx "ExecStart=$libexec/plug/plug-supervisor.sh" "$stage$units/plug.service" || die "the unit starts another supervisor"
 grep -q "^PIN=" "$stage$doc/examples/plug.conf" || die "the example has no PIN"
 
 # The build's own folder would be searched for the router library on somebody else's machine.

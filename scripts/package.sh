@@ -1,0 +1,121 @@
+#!/usr/bin/env bash
+# package.sh - makes the Debian packages, and tries them in a bare system.
+set -uo pipefail
+export LC_ALL=C
+PATH=$PATH:/usr/sbin:/sbin
+
+usage() {
+    cat <<END
+package.sh - makes the Debian packages, and tries them in a bare system
+
+  scripts/package.sh           the packages, in build/packages, and what lintian says of them
+  scripts/package.sh --test    and installs, upgrades, removes and purges them in a bare Debian root that it makes in
+                               build/bare-root (root, network to a Debian mirror)
+  --help                       this text
+
+Exit status: 0 done, 1 something failed, 2 wrong use.
+END
+}
+
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
+. "$repo/scripts/lib/screen.sh"
+logs=$repo/build/logs
+build=$repo/build/package
+packages=$repo/build/packages
+root=$repo/build/bare-root
+
+try=''
+case $* in
+'') ;;
+--test) try=yes ;;
+-h | --help) usage; exit ;;
+*) echo "package.sh: wrong use; see --help" >&2; exit 2 ;;
+esac
+
+die() { echo "package.sh: $*" >&2; exit 1; }
+
+mkdir -p "$logs" "$packages" || exit
+"$repo/scripts/install-packages.sh" build package || exit
+
+title "== Packages"
+rm -f "$packages"/*.deb "$build"/*.deb
+quietly "$logs/package-configure.log" "configuring" cmake -S "$repo" -B "$build" -DPLUG_PACKAGES=ON \
+    -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON -DPLUG_TESTS=OFF -DPLUG_STATIC_CRYPTO=OFF \
+    -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_SYSCONFDIR=/etc -DCMAKE_INSTALL_LOCALSTATEDIR=/var || exit
+quietly "$logs/package-build.log" "building" cmake --build "$build" -j "$(nproc)" || exit
+(cd "$build" && quietly "$logs/cpack.log" "packing" cpack) || exit
+mv "$build"/*.deb "$packages" || exit
+for package in "$packages"/*.deb; do say "$(wc -c <"$package") bytes  ${package##*/}"; done
+lintian --allow-root --fail-on error,warning "$packages"/*.deb || die "lintian finds faults"
+say "lintian finds nothing"
+[ -n "$try" ] || exit 0
+
+# ---- A bare system
+
+title "== A bare Debian"
+[ "$(id -u)" = 0 ] || die "--test needs root"
+suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
+mirror=$(apt-get indextargets --format '$(SITE) $(RELEASE)' | awk -v suite="$suite" '$2 == suite { print $1; exit }')
+[ -n "$mirror" ] || die "no mirror of $suite in apt's lists"
+if [ ! -e "$root.tar" ]; then
+    rm -rf "$root"
+    quietly "$logs/debootstrap.log" "fetching" debootstrap --variant=minbase "$suite" "$root" "$mirror" || exit
+    # What the packages depend on, so that the tries below need no network.
+    depends=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Depends; done |
+        tr ',' '\n' | sed -e 's/(.*//' -e 's/.*|//' -e 's/ //g' | grep -v -e '^plug' -e '^$' | sort -u)
+    quietly "$logs/depends.log" "fetching what they depend on" chroot "$root" sh -c \
+        "apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends ${depends//$'\n'/ }" || exit
+    tar -C "$root" -cf "$root.tar.new" . && mv "$root.tar.new" "$root.tar" || exit
+fi
+rm -rf "$root"
+mkdir "$root" && tar -C "$root" -xf "$root.tar" || exit
+
+# In a mount namespace of its own, so that nothing stays mounted whatever happens.
+inside() { unshare --mount --pid --net --fork sh -c 'mount -t proc proc "$0/proc" && ip link set lo up && exec chroot "$0" sh -c "$1"' "$root" "$1"; }
+dpkg_log=$logs/dpkg.log
+: >"$dpkg_log"
+apt() { inside "DEBIAN_FRONTEND=noninteractive $1" >>"$dpkg_log" 2>&1 || { tail -20 "$dpkg_log"; die "failed: $1"; }; }
+# Whatever dpkg and the loader keep about packages is not the packages' own.
+files() {
+    (cd "$root" && find . -path ./proc -prune -o -path ./packages -prune -o \( -type f -o -type l -o -type d \) -print) |
+        grep -v -e '^\./var/lib/dpkg' -e '^\./var/log' -e '^\./var/cache' -e '^\./etc/ld.so.cache' -e '^\./etc/rc.\.d' \
+            -e '^\./var/lib/systemd' -e '^\./var/lib/apt' | sort
+}
+# checks TEXT COMMAND: a step, inside
+checks() { inside "$2" >>"$dpkg_log" 2>&1 || { tail -20 "$dpkg_log"; die "not so: $1"; }; say "ok  $1"; }
+
+mkdir "$root/packages"
+cp "$packages"/*.deb "$root/packages"
+# The next version: the same with a higher number.
+for package in "$packages"/*.deb; do
+    rm -rf "$build/next"
+    dpkg-deb -R "$package" "$build/next" && sed -i 's/^Version: .*/&.1/' "$build/next/DEBIAN/control" &&
+        dpkg-deb --root-owner-group -b "$build/next" "$root/packages/next-${package##*/}" >/dev/null || die "cannot make the next version"
+done
+files >"$logs/files-before"
+
+apt 'dpkg -i /packages/plug*.deb'
+checks "the agent runs" 'plug --version | grep -q "^plug "'
+checks "plugsim runs" 'plugsim --help | grep -q platform'
+checks "nothing has started without a configuration" '! [ -e /var/run/plug.pid ]'
+checks "a router library compiles against the header" 'test -r /usr/include/plug/RouterSdk.h'
+checks "the service starts by hand, and logs in at a platform" '
+    printf "[Dev]\nPIN=123456789012\n[Protool]\nKEY=0123456789abcdef\nSERVER1=127.0.0.1\nPORT=6039\n" >/etc/plug.conf
+    chmod 600 /etc/plug.conf
+    (printf "wait login\nwait heartbeat\n" | plugsim platform --script - --at-end stay --no-prompt >/tmp/platform 2>&1; sleep 60) &
+    /etc/init.d/plug start && for i in $(seq 150); do plugctl status && break; sleep 0.1; done; plugctl status && /etc/init.d/plug stop'
+checks "a settings file that the operator has changed stays" '
+    echo PLUG_LOG=info >>/etc/default/plug && DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-*.deb &&
+    grep -qx PLUG_LOG=info /etc/default/plug && dpkg -s plug | grep -q "^Version: .*\.1$"'
+checks "an upgrade restarts a service that runs" '
+    printf "#!/bin/sh\nexit 0\n" >/usr/sbin/policy-rc.d && chmod 755 /usr/sbin/policy-rc.d # a system without init says no
+    /etc/init.d/plug start && old=$(/usr/libexec/plug/plug-supervisor.sh --supervisor) &&
+    DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-plug_*.deb &&
+    new=$(/usr/libexec/plug/plug-supervisor.sh --supervisor) && [ "$old" != "$new" ] && /etc/init.d/plug stop && rm /usr/sbin/policy-rc.d'
+checks "a removal leaves the configuration" '
+    dpkg -r plug plugsim plug-router-sim plug-dev && test -e /etc/plug.conf && test -e /etc/default/plug && ! test -e /usr/sbin/plug'
+checks "a purge leaves nothing but the operator's file" 'dpkg -P plug plugsim plug-router-sim plug-dev && rm /etc/plug.conf'
+rm -f "$root"/tmp/*
+files >"$logs/files-after"
+diff -u "$logs/files-before" "$logs/files-after" | grep '^[+-]\.' && die "the packages leave this behind"
+say "ok  the system is as it was"
