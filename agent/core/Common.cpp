@@ -45,8 +45,10 @@ void d_time_in_microseconds(unsigned bit)
             now.tm_min, now.tm_sec, name ? name : "(null)");
 }
 
-void LogLine(uint32_t level, const char *module, const char *function, int line, const char *format, ...)
+void LogLine(uint32_t place, const char *module, const char *function, const char *format, ...)
 {
+    const uint32_t level = place & ((1u << kLogLevelBits) - 1);
+    if ((level & log_level) == 0) return;
     const bool informational = level == LOG_LEVEL_INFO || level == LOG_LEVEL_NOTICE;
     const char *prefixColour = level == LOG_LEVEL_ERR ? kRed : informational ? kGreen : kYellow;
     const char *textColour = informational ? kGreen : kYellow;
@@ -54,7 +56,8 @@ void LogLine(uint32_t level, const char *module, const char *function, int line,
     // Holding the stream keeps the pieces of one line together when several threads log.
     flockfile(stderr);
     if (d_log_filter(level)) {
-        fprintf(stderr, "%s [%s->%s->%d]-> %s%s", prefixColour, module, function, line, kColourOff, textColour);
+        fprintf(stderr, "%s [%s->%s->%u]-> %s%s", prefixColour, module, function, place >> kLogLevelBits, kColourOff,
+                textColour);
         va_list arguments;
         va_start(arguments, format);
         vfprintf(stderr, format, arguments);
@@ -64,10 +67,10 @@ void LogLine(uint32_t level, const char *module, const char *function, int line,
     funlockfile(stderr);
 }
 
-void LogFatal(const char *module, const char *function, int line, const char *text)
+void LogFatal(uint32_t place, const char *module, const char *function, const char *text)
 {
     if (LOG_LEVEL_ERR & log_level)
-        LogLine(LOG_LEVEL_ERR, module, function, line, "%s", text);
+        LogLine(place, module, function, "%s", text);
     else
         fprintf(stderr, "plug: %s\n", text);
     OsExit(-1);

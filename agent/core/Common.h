@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <type_traits>
 
 // ---- Log ----------------------------------------------------------------------------------------------------------
 //
@@ -37,18 +38,30 @@ bool d_log_filter(uint32_t level);
 // "2026-3-9 07:05:00 [ERR]", no blank and no newline behind it.
 void d_time_in_microseconds(unsigned bit);
 
-// One line, if `level` is admitted. Use the macros below, which evaluate nothing when it is not.
-void LogLine(uint32_t level, const char *module, const char *function, int line, const char *format, ...)
-    __attribute__((format(printf, 5, 6)));
+// Level and source line of a log line in one number: every place that logs passes one argument less.
+constexpr uint32_t kLogLevelBits = 6;
+constexpr uint32_t LogPlace(uint32_t level, int line)
+{
+    return static_cast<uint32_t>(line) << kLogLevelBits | level;
+}
+
+// One line, if the level of `place` is admitted. Use the macros below: they evaluate no argument of a line that is not.
+void LogLine(uint32_t place, const char *module, const char *function, const char *format, ...)
+    __attribute__((format(printf, 4, 5)));
+
+// Whether a text has arguments. Only then the macros test the level before the call.
+template <typename... Arguments>
+std::bool_constant<(sizeof...(Arguments) > 0)> LogHasArguments(const char *, const Arguments &...);
 
 // An error because of which the agent cannot run: logged or, when errors are not logged, printed in one line on
 // standard error. Ends the process with status -1.
-[[noreturn]] void LogFatal(const char *module, const char *function, int line, const char *text);
+[[noreturn]] void LogFatal(uint32_t place, const char *module, const char *function, const char *text);
 
-#define LOG_FATAL(function, text) LogFatal(LOG_MODULE, (function), __LINE__, (text))
+#define LOG_FATAL(function, text) LogFatal(LogPlace(LOG_LEVEL_ERR, __LINE__), LOG_MODULE, (function), (text))
 #define LOG_AS(level, function, ...)                                                                                   \
     do {                                                                                                               \
-        if ((level)&log_level) LogLine((level), LOG_MODULE, (function), __LINE__, __VA_ARGS__);                        \
+        if (!decltype(LogHasArguments(__VA_ARGS__))::value || ((level)&log_level))                                     \
+            LogLine(LogPlace((level), __LINE__), LOG_MODULE, (function), __VA_ARGS__);                                 \
     } while (0)
 #define LOG_ERR(...) LOG_AS(LOG_LEVEL_ERR, __func__, __VA_ARGS__)
 #define LOG_WARN(...) LOG_AS(LOG_LEVEL_WARN, __func__, __VA_ARGS__)

@@ -22,8 +22,7 @@ int StartEaccess()
     pollPrepare();
     int error = OsThreadStart(&eaccess_thread, EaccessThread, nullptr);
     if (error != 0) {
-        if (LOG_LEVEL_ERR & log_level)
-            LogLine(LOG_LEVEL_ERR, kStarter, __func__, __LINE__, "Create EaccessThread feiled !!!!!");
+        LogLine(LogPlace(LOG_LEVEL_ERR, __LINE__), kStarter, __func__, "Create EaccessThread feiled !!!!!");
         LogPlugStatus(PLUG_START_FAILED);
     } else {
         // Without this wait the daemon could empty the table after a command has stored its rules.
@@ -38,8 +37,7 @@ void StopEaccess()
 {
     pollStop();
     OsThreadJoin(eaccess_thread);
-    if (LOG_LEVEL_DEBUG & log_level)
-        LogLine(LOG_LEVEL_DEBUG, kStarter, __func__, __LINE__, "Stop Eaccess success !!!!!");
+    LogLine(LogPlace(LOG_LEVEL_DEBUG, __LINE__), kStarter, __func__, "Stop Eaccess success !!!!!");
 }
 
 void *EaccessThread(void *)

@@ -38,6 +38,6 @@ void OnlineReportSend(const char *module, const char *function, const uint8_t *m
     OnlineReportWrite(mac, data, report);
     if (AutoReportDevinfo != 0) SendIpUpData(report, sizeof report, kOnlineDataType, 1, gRoutemac);
     if (l_debug != 1) return;
-    LogLine(LOG_LEVEL_DEBUG, module, function, __LINE__, "Online subdev:");
+    LogLine(LogPlace(LOG_LEVEL_DEBUG, __LINE__), module, function, "Online subdev:");
     Show(report);
 }

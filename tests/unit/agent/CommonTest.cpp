@@ -27,7 +27,7 @@ TEST_F(Common, LogLevelZeroPrintsNothingNotEvenErrors)
     d_set_log_level(LOG_LEVEL_NONE);
     for (uint32_t level : {1u, 2u, 4u, 8u, 16u, 32u}) {
         EXPECT_FALSE(d_log_filter(level)) << level;
-        LogLine(level, "M", "f", 1, "text");
+        LogLine(LogPlace(level, 1), "M", "f", "text");
     }
     LOG_ERR("text");
     EXPECT_EQ("", Log());
@@ -85,7 +85,7 @@ TEST_F(Common, StampHasNoLeadingZerosInMonthAndDayButInTheTime)
 
 TEST_F(Common, ErrorLineHasARedPrefixAndYellowText)
 {
-    LogLine(LOG_LEVEL_ERR, "TcpServer", "SendData", 42, "only %d bytes", 7);
+    LogLine(LogPlace(LOG_LEVEL_ERR, 42), "TcpServer", "SendData", "only %d bytes", 7);
     EXPECT_EQ(
         "2023-11-14 22:13:20 [ERR]\033[1;31m [TcpServer->SendData->42]-> \033[0m\033[1;33monly 7 bytes\033[0m\n\n",
         ColouredLog());
@@ -93,15 +93,15 @@ TEST_F(Common, ErrorLineHasARedPrefixAndYellowText)
 
 TEST_F(Common, DebugAndWarningLinesHaveAYellowPrefixAndYellowText)
 {
-    LogLine(LOG_LEVEL_DEBUG, "M", "f", 1, "text");
+    LogLine(LogPlace(LOG_LEVEL_DEBUG, 1), "M", "f", "text");
     EXPECT_EQ("2023-11-14 22:13:20 [DEBUG]\033[1;33m [M->f->1]-> \033[0m\033[1;33mtext\033[0m\n\n", ColouredLog());
-    LogLine(LOG_LEVEL_WARN, "M", "f", 1, "text");
+    LogLine(LogPlace(LOG_LEVEL_WARN, 1), "M", "f", "text");
     EXPECT_EQ("2023-11-14 22:13:20 [WARN]\033[1;33m [M->f->1]-> \033[0m\033[1;33mtext\033[0m\n\n", ColouredLog());
 }
 
 TEST_F(Common, InformationalLineIsGreenThroughout)
 {
-    LogLine(LOG_LEVEL_INFO, "M", "f", 1, "text");
+    LogLine(LogPlace(LOG_LEVEL_INFO, 1), "M", "f", "text");
     EXPECT_EQ("2023-11-14 22:13:20 [INFO]\033[1;32m [M->f->1]-> \033[0m\033[1;32mtext\033[0m\n\n", ColouredLog());
 }
 
@@ -128,7 +128,7 @@ TEST_F(Common, LogMacrosDoNotEvaluateArgumentsOfALevelThatIsOff)
 TEST_F(Common, LinesOfSeveralThreadsStayWhole)
 {
     const auto logMany = [](const char *text) {
-        for (int i = 0; i < 50; i++) LogLine(LOG_LEVEL_INFO, "M", "f", 1, "%s", text);
+        for (int i = 0; i < 50; i++) LogLine(LogPlace(LOG_LEVEL_INFO, 1), "M", "f", "%s", text);
     };
     {
         Running first([&] { logMany("aaaaaaaaaaaaaaaa"); });
