@@ -25,11 +25,11 @@ static const size_t kMaxJumpTime = 11;     // "01:00-02:00"
 static const int64_t kStampTolerance = 90; // seconds between the platform's time stamp and our clock
 static const double kMaxStamp = 1e15;      // far after any date; what is above may fit no integer
 
-std::atomic<int> intervalFlag1{-1};
-std::atomic<int> intervalFlag2{-1};
-std::atomic<int> intervalFlag3{-1};
-std::atomic<int> referNum{-1};
-std::atomic<int> serverErr{0};
+OsAtomic<int> intervalFlag1{-1};
+OsAtomic<int> intervalFlag2{-1};
+OsAtomic<int> intervalFlag3{-1};
+OsAtomic<int> referNum{-1};
+OsAtomic<int> serverErr{0};
 static char jumpTime[kJumpTimeSize];
 
 // Guards jumpTime, and every change of the values above.

@@ -10,15 +10,16 @@
 //           ComF_send_calibration() on the main thread.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
-extern std::atomic<int> intervalFlag1; // period of the reports of type 1; all three are -1 while nothing is configured
-extern std::atomic<int> intervalFlag2; // minutes; 1440: one report a day, 0: none
-extern std::atomic<int> intervalFlag3; // minutes between the reports of type 3; 0: none
-extern std::atomic<int> referNum;      // slots over which the routers are spread; -1 while nothing is configured
-extern std::atomic<int> serverErr;     // the platform's clock minus ours, seconds, at the last configuration
+#include "os/OsAtomic.h"
+
+extern OsAtomic<int> intervalFlag1; // period of the reports of type 1; all three are -1 while nothing is configured
+extern OsAtomic<int> intervalFlag2; // minutes; 1440: one report a day, 0: none
+extern OsAtomic<int> intervalFlag3; // minutes between the reports of type 3; 0: none
+extern OsAtomic<int> referNum;      // slots over which the routers are spread; -1 while nothing is configured
+extern OsAtomic<int> serverErr;     // the platform's clock minus ours, seconds, at the last configuration
 
 constexpr size_t kJumpTimeSize = 20;
 

@@ -137,7 +137,7 @@ int Route_Wait(int ticks)
 
 // ---- Turns ----
 
-static std::atomic<int> s_free{1}; // 1 while no request is being made
+static OsAtomic<int> s_free{1}; // 1 while no request is being made
 
 static bool TakeTurn()
 {

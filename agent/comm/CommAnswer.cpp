@@ -6,7 +6,7 @@
 #include "core/Wire.h"
 
 OsWaiter gCommAnswer;
-std::atomic<int> CommReceived;
+OsAtomic<int> CommReceived;
 uint32_t CommAsked;
 uint8_t rxData[kRxDataSize];
 

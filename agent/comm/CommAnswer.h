@@ -7,10 +7,10 @@
 // Threads:  any; the handler keeps and announces, a requester in its turn asks and reads.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
+#include "os/OsAtomic.h"
 #include "os/OsWait.h"
 
 // Woken when CommReceived becomes 1. Nothing else is locked while it is held.
@@ -19,7 +19,7 @@ extern OsWaiter gCommAnswer;
 // 1 after every valid frame of the peer, whatever its FuncID; a requester sets it to 0 before it sends. Only frames of
 // FuncIDs 88 and 997 do not set it while a request of another number is being made: they answer duties of the main
 // thread, and a command must not take such an answer for its own.
-extern std::atomic<int> CommReceived;
+extern OsAtomic<int> CommReceived;
 
 // The FuncID of the request that is being made, 0 for none.
 extern uint32_t CommAsked;

@@ -6,8 +6,8 @@
 #include "core/Common.h"
 #include "core/Wire.h"
 
-std::atomic<uint32_t> CommTxSeq;
-std::atomic<uint32_t> CommRxSeq;
+OsAtomic<uint32_t> CommTxSeq;
+OsAtomic<uint32_t> CommRxSeq;
 
 static const size_t kBeginSize = 8; // head, FuncID and sequence
 static const size_t kChecksumSize = 2;

@@ -14,11 +14,11 @@
 // State:    the two sequence counters. Threads: see the counters; everything else is pure.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
 #include "comm/RingQueue.h"
+#include "os/OsAtomic.h"
 
 constexpr uint8_t kCommHeadByte = 0x5A; // twice
 constexpr size_t kCommHeaderSize = 14;
@@ -35,9 +35,9 @@ constexpr size_t kCommSlotPayload = kCommSlotSize - kRingLengthSize - kCommHeade
 
 // Sequence of the last frame that CommFrameHead() began. Written under txLock (ComRequests.h), or before any thread
 // runs.
-extern std::atomic<uint32_t> CommTxSeq;
+extern OsAtomic<uint32_t> CommTxSeq;
 // Sequence of the last frame that was accepted. Written by the handler thread, or before any thread runs.
-extern std::atomic<uint32_t> CommRxSeq;
+extern OsAtomic<uint32_t> CommRxSeq;
 
 // A received frame that has passed all checks.
 struct CommFrame {

@@ -7,9 +7,9 @@
 
 #include "core/Common.h"
 
-std::atomic<int> CommRun;
-std::atomic<int> InstanceState;
-std::atomic<int> InstanceSocket;
+OsAtomic<int> CommRun;
+OsAtomic<int> InstanceState;
+OsAtomic<int> InstanceSocket;
 OsWaiter gCommLink;
 
 static pthread_mutex_t s_socketLock = PTHREAD_MUTEX_INITIALIZER; // around each use of InstanceSocket and its close

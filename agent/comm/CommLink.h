@@ -5,15 +5,15 @@
 // Threads:  any, unless said otherwise.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
+#include "os/OsAtomic.h"
 #include "os/OsWait.h"
 
-extern std::atomic<int> CommRun;        // 1 while the server runs
-extern std::atomic<int> InstanceState;  // 1 from the start of an instance until it is joined
-extern std::atomic<int> InstanceSocket; // the peer's descriptor; 0 when there is none
+extern OsAtomic<int> CommRun;        // 1 while the server runs
+extern OsAtomic<int> InstanceState;  // 1 from the start of an instance until it is joined
+extern OsAtomic<int> InstanceSocket; // the peer's descriptor; 0 when there is none
 
 // Woken when CommRun is cleared or InstanceState changes. Both are changed under it.
 extern OsWaiter gCommLink;

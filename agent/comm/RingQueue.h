@@ -7,20 +7,21 @@
 // Threads:  Init and Destroy while nobody else uses the queue; one thread pushes, one thread pops, any thread may ask.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
 
+#include "os/OsAtomic.h"
+
 constexpr size_t kRingLengthSize = 4; // the length in front of an item's bytes
 
 struct RingQueue {
-    uint8_t **slots;            // `count` pointers into the storage
-    uint8_t *storage;           // count * slotSize bytes
-    int32_t count;              // of slots
-    int32_t slotSize;           // bytes, with the item's length
-    std::atomic<uint32_t> head; // the slot to read next; changed under the lock
-    std::atomic<uint32_t> tail; // the slot to write next; changed under the lock
+    uint8_t **slots;         // `count` pointers into the storage
+    uint8_t *storage;        // count * slotSize bytes
+    int32_t count;           // of slots
+    int32_t slotSize;        // bytes, with the item's length
+    OsAtomic<uint32_t> head; // the slot to read next; changed under the lock
+    OsAtomic<uint32_t> tail; // the slot to write next; changed under the lock
     pthread_mutex_t *lock;
     int32_t initialised; // 1 between RingQueue_Init() and RingQueue_Destroy()
 };

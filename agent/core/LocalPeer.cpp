@@ -1,6 +1,6 @@
 #include "core/LocalPeer.h"
 
-std::atomic<int> CommClientReg;
+OsAtomic<int> CommClientReg;
 OsWaiter gLocalPeer;
 
 void LocalPeerCame()

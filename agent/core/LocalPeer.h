@@ -7,11 +7,10 @@
 // Threads:  LocalPeerReset() before the threads of the three run; LocalPeerCame() on any.
 #pragma once
 
-#include <atomic>
-
+#include "os/OsAtomic.h"
 #include "os/OsWait.h"
 
-extern std::atomic<int> CommClientReg; // 1 once a peer has connected; it stays 1 when the peer goes
+extern OsAtomic<int> CommClientReg; // 1 once a peer has connected; it stays 1 when the peer goes
 
 // Woken when CommClientReg becomes 1. A thread that waits for that and for its own run flag guards the flag with this
 // waiter, too. Nothing else is locked while it is held.

@@ -12,11 +12,11 @@
 #include "os/OsWait.h"
 #include "platform/ServerStop.h"
 
-std::atomic<int8_t> gPingThreadState;
-std::atomic<uint16_t> gPingState;
+OsAtomic<int8_t> gPingThreadState;
+OsAtomic<uint16_t> gPingState;
 char gPingResult[kPingResultSize];
 int16_t gPingLen;
-std::atomic<int> pingRes;
+OsAtomic<int> pingRes;
 pthread_t pingThreadId;
 
 static const size_t kRequestSize = 24; // target 4, not used 16, size 2, count 2

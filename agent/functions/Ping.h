@@ -8,20 +8,20 @@
 //           gPingState is 1.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <pthread.h>
 
 #include "core/Wire.h"
+#include "os/OsAtomic.h"
 
 constexpr int kPingResultSize = 4000;
 
-extern std::atomic<int8_t> gPingThreadState; // 1 from the start command until the thread has finished
-extern std::atomic<uint16_t> gPingState;  // 1 from the start command on, 0 once gPingResult is complete; stays 1 if the
+extern OsAtomic<int8_t> gPingThreadState; // 1 from the start command until the thread has finished
+extern OsAtomic<uint16_t> gPingState;     // 1 from the start command on, 0 once gPingResult is complete; stays 1 if the
                                           // command could not be started
 extern char gPingResult[kPingResultSize]; // the output of the last ping, without the lines of single replies
 extern int16_t gPingLen;                  // bytes in it
-extern std::atomic<int> pingRes;          // 1 while there is a thread to join
+extern OsAtomic<int> pingRes;             // 1 while there is a thread to join
 extern pthread_t pingThreadId;
 
 // Function 8. Parameters: target [0-3] (its octets in reverse order), payload size [20-21], count [22-23], both 16-bit

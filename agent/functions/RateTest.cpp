@@ -16,8 +16,8 @@
 #include "platform/Protool.h"
 #include "platform/Sending.h"
 
-std::atomic<int8_t> gRateThreadState;
-std::atomic<int> rateRes;
+OsAtomic<int8_t> gRateThreadState;
+OsAtomic<int> rateRes;
 pthread_t rateThreadId;
 
 static const int kDefaultPort = 8199;

@@ -7,20 +7,20 @@
 //           diagnostics, never at the same time as those two. SplitRateUrl() on any.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
 
 #include "core/Wire.h"
+#include "os/OsAtomic.h"
 
 constexpr size_t kMaxConfigText = 1023; // bytes of a configuration, and so also of a URL
 constexpr size_t kRateHostMin = 3;
 constexpr size_t kMaxRateHost = 64;
 constexpr size_t kMaxRatePort = 7; // characters
 
-extern std::atomic<int8_t> gRateThreadState; // 1 from a start until the result has been sent
-extern std::atomic<int> rateRes;             // 1 while there is a thread to join
+extern OsAtomic<int8_t> gRateThreadState; // 1 from a start until the result has been sent
+extern OsAtomic<int> rateRes;             // 1 while there is a thread to join
 extern pthread_t rateThreadId;
 
 // Where a rate test downloads from.

@@ -13,10 +13,10 @@
 #include "os/OsWait.h"
 #include "os/Paths.h"
 
-std::atomic<int8_t> gTraceThreadState;
-std::atomic<int> traceRes;
+OsAtomic<int8_t> gTraceThreadState;
+OsAtomic<int> traceRes;
 pthread_t traceThreadId;
-std::atomic<int> killRun;
+OsAtomic<int> killRun;
 pthread_t killTraceId;
 char gTracertResult[kTracertResultSize];
 uint16_t gTracertLen;

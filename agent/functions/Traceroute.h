@@ -8,18 +8,18 @@
 //           the diagnostics, never at the same time as those two. gTracertResult belongs to the response thread.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <pthread.h>
 
 #include "core/Wire.h"
+#include "os/OsAtomic.h"
 
 constexpr int kTracertResultSize = 4000;
 
-extern std::atomic<int8_t> gTraceThreadState; // 1 from the start command until the command has ended
-extern std::atomic<int> traceRes;             // 1 while there is a thread to join
+extern OsAtomic<int8_t> gTraceThreadState; // 1 from the start command until the command has ended
+extern OsAtomic<int> traceRes;             // 1 while there is a thread to join
 extern pthread_t traceThreadId;
-extern std::atomic<int> killRun; // 1 while the watcher has to run, and until it has been joined
+extern OsAtomic<int> killRun; // 1 while the watcher has to run, and until it has been joined
 extern pthread_t killTraceId;
 extern char gTracertResult[kTracertResultSize]; // the file's content at the last result command
 extern uint16_t gTracertLen;                    // bytes in it

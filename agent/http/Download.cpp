@@ -12,7 +12,7 @@
 #include "os/OsClock.h"
 #include "os/OsFile.h"
 
-std::atomic<int> gDownRate{-1};
+OsAtomic<int> gDownRate{-1};
 
 static const char kLengthName[] = "Content-Length:";
 static const size_t kLengthFieldSize = 64;

@@ -7,11 +7,11 @@
 //           goes on sending: that one fails when the server has been silent for 10 s.
 #pragma once
 
-#include <atomic>
+#include "os/OsAtomic.h"
 
 constexpr int kDownloadMin = 1025; // bytes; a shorter announced length is taken for an error page
 
-extern std::atomic<int> gDownRate; // of the last rate test, bytes per second; -1 while unknown or failed
+extern OsAtomic<int> gDownRate; // of the last rate test, bytes per second; -1 while unknown or failed
 
 // Downloads `path` from `host`:`port` into the file `localName`, which is made anew (OsOpenForWriting()) once it is
 // this caller's turn, and before anything is sent to the server. After a failure the file keeps what has arrived.

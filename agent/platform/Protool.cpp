@@ -6,12 +6,12 @@
 #include "core/Common.h"
 #include "os/OsWait.h"
 
-std::atomic<int> mRegist;
-std::atomic<int> mLogin;
-std::atomic<int> mQuitPro;
-std::atomic<int> beepAck;
-std::atomic<uint32_t> mHeartTime;
-std::atomic<int16_t> mHeartInterval;
+OsAtomic<int> mRegist;
+OsAtomic<int> mLogin;
+OsAtomic<int> mQuitPro;
+OsAtomic<int> beepAck;
+OsAtomic<uint32_t> mHeartTime;
+OsAtomic<int16_t> mHeartInterval;
 
 char mLoginServer[kDottedSize];
 uint16_t mLoginPort;
@@ -60,7 +60,7 @@ void ClearLoginValues()
     mLoginPort = 0;
 }
 
-void SetSessionFlag(std::atomic<int> &flag, int value)
+void SetSessionFlag(OsAtomic<int> &flag, int value)
 {
     OsGuard guard(&s_flags);
     flag = value;
@@ -73,7 +73,7 @@ void ClearQuitWhileLoggedIn()
     if (mLogin == 1) mQuitPro = 0;
 }
 
-void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds)
+void WaitForSession(const OsAtomic<int> &flag, int64_t milliseconds)
 {
     OsWaitFor(&s_flags, milliseconds, [&] { return flag == 1 || mQuitPro == 1; });
 }

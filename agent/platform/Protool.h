@@ -7,24 +7,24 @@
 //           thread while no session runs, and only read afterwards.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
 
+#include "os/OsAtomic.h"
 #include "platform/Frame.h"
 #include "platform/SessionFrames.h"
 
 constexpr size_t kSerialSize = kMaxSerial + 1;
 constexpr size_t kDottedSize = 16; // "255.255.255.255" and its terminator
 
-extern std::atomic<int> mRegist;  // 1 once the register acknowledgement has been accepted
-extern std::atomic<int> mLogin;   // 1 while logged in; nothing but session frames is sent otherwise
-extern std::atomic<int> mQuitPro; // 1 asks for the end of the session
-extern std::atomic<int> beepAck;  // 1 when the last heartbeat was acknowledged
+extern OsAtomic<int> mRegist;  // 1 once the register acknowledgement has been accepted
+extern OsAtomic<int> mLogin;   // 1 while logged in; nothing but session frames is sent otherwise
+extern OsAtomic<int> mQuitPro; // 1 asks for the end of the session
+extern OsAtomic<int> beepAck;  // 1 when the last heartbeat was acknowledged
 
-extern std::atomic<uint32_t> mHeartTime;    // last heartbeat acknowledgement, seconds since the epoch; 0 = none yet
-extern std::atomic<int16_t> mHeartInterval; // seconds between heartbeats
+extern OsAtomic<uint32_t> mHeartTime;    // last heartbeat acknowledgement, seconds since the epoch; 0 = none yet
+extern OsAtomic<int16_t> mHeartInterval; // seconds between heartbeats
 
 extern char mLoginServer[kDottedSize]; // dotted text
 extern uint16_t mLoginPort;
@@ -47,13 +47,13 @@ void DeleteProtool();
 void ClearLoginValues();
 
 // Stores `value` and wakes every thread in WaitForSession() and WaitForQuit().
-void SetSessionFlag(std::atomic<int> &flag, int value);
+void SetSessionFlag(OsAtomic<int> &flag, int value);
 
 // Withdraws a request to end the session, unless the login has been lost meanwhile: then the session has to end.
 void ClearQuitWhileLoggedIn();
 
 // Waits until `flag` or mQuitPro is 1, at most `milliseconds` (OS_FOREVER for no limit).
-void WaitForSession(const std::atomic<int> &flag, int64_t milliseconds);
+void WaitForSession(const OsAtomic<int> &flag, int64_t milliseconds);
 
 // The same for mQuitPro alone. Returns whether it is 1.
 bool WaitForQuit(int64_t milliseconds);

@@ -2,7 +2,7 @@
 
 #include "os/OsWait.h"
 
-std::atomic<int> ServerRun;
+OsAtomic<int> ServerRun;
 
 static OsWaiter s_stop;             // woken when ServerRun is cleared and when the response thread has ended
 static ServerStopCall *s_stopCalls; // guarded by s_stop, as is the next

@@ -8,10 +8,11 @@
 // Threads:  as stated at each procedure.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
-extern std::atomic<int> ServerRun; // 1 from ServerInit() until DeleteServer()
+#include "os/OsAtomic.h"
+
+extern OsAtomic<int> ServerRun; // 1 from ServerInit() until DeleteServer()
 
 // Waits until ServerRun is not 1, at most `milliseconds`. Returns whether it is not 1. Any thread.
 bool WaitForServerStop(int64_t milliseconds);

@@ -15,8 +15,8 @@ int32_t regist_port;
 char RegisterIpAddr1[kServerAddressSize];
 char RegisterIpAddr2[kServerAddressSize];
 int32_t runMode = 1;
-std::atomic<int32_t> Fn40Interval;
-std::atomic<int32_t> AutoReportDevinfo;
+OsAtomic<int32_t> Fn40Interval;
+OsAtomic<int32_t> AutoReportDevinfo;
 
 static const int32_t kPortMin = 2048;
 static const int32_t kMaxPort = 65530;

@@ -4,9 +4,10 @@
 // Threads:  InitProtool() on the main thread before any other starts; reading anywhere.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
+
+#include "os/OsAtomic.h"
 
 constexpr size_t kPinSize = 64;
 constexpr size_t kKeySize = 32;
@@ -20,8 +21,8 @@ extern char RegisterIpAddr2[kServerAddressSize];
 extern int32_t runMode; // 1: two servers are tried; 0: the first only
 
 // Defaults of the device reports, set here and changed by platform commands.
-extern std::atomic<int32_t> Fn40Interval;
-extern std::atomic<int32_t> AutoReportDevinfo;
+extern OsAtomic<int32_t> Fn40Interval;
+extern OsAtomic<int32_t> AutoReportDevinfo;
 
 // Reads the settings from the chosen configuration file and looks both servers up (which may block for as long as
 // the resolver does). Returns 0; -1 with a log line when the port is not in 2048 to 65530 or a look-up fails, and

@@ -14,7 +14,7 @@
 #include "sdk/RouterSdk.h"
 #include "subdev/SubdevMutex.h"
 
-std::atomic<int> pollRun{0};
+OsAtomic<int> pollRun{0};
 static OsWaiter s_poll; // woken when pollRun is cleared and when the result of a start is known
 
 // The result of the daemon's start; kStarting, which is no result, while it is not known. Guarded by s_poll.

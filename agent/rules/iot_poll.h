@@ -6,10 +6,11 @@
 //           the daemon, pollStop() by any.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
-extern std::atomic<int> pollRun; // 1 while the daemon runs; only pollStop() clears it, and wakes the rule thread
+#include "os/OsAtomic.h"
+
+extern OsAtomic<int> pollRun; // 1 while the daemon runs; only pollStop() clears it, and wakes the rule thread
 
 // Forgets the result of an earlier start. To be called before the daemon thread is created.
 void pollPrepare();

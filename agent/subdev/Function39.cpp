@@ -22,8 +22,8 @@ static const int64_t kCycleMs = 10000;
 static const int64_t kFailureMs = 60000;
 static const int32_t kCyclesPerQuery = 6;
 
-static std::atomic<int> Fn39Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
-static bool Fn39Started;         // main thread only, as is the next
+static OsAtomic<int> Fn39Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
+static bool Fn39Started;      // main thread only, as is the next
 static pthread_t Fn39PID;
 
 // Used by the report thread only.

@@ -34,9 +34,9 @@ pthread_mutex_t fn40Lock = PTHREAD_MUTEX_INITIALIZER;
 static Entry fn40Dev[kMaxFn40Devices]; // guarded by fn40Lock
 static int s_cycles;                   // cycles since the table was emptied; guarded by fn40Lock
 
-static std::atomic<int> Fn40Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
-static bool Fn40Started;         // main thread only, as is the next
-static bool s_tryAgain;          // the last start failed: devices that the local peer has reported since must stay
+static OsAtomic<int> Fn40Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
+static bool Fn40Started;      // main thread only, as is the next
+static bool s_tryAgain;       // the last start failed: devices that the local peer has reported since must stay
 static pthread_t Fn40PID;
 
 // ---- The table ----

@@ -29,8 +29,8 @@ static const size_t kMaxSegment = 12;   // "100.100.100."
 static const size_t kCommandSize = 127;
 static const char kThread[] = "SubdevThread"; // in the log
 
-std::atomic<int> SubdevRun;
-std::atomic<int> nQuerySubdev;
+OsAtomic<int> SubdevRun;
+OsAtomic<int> nQuerySubdev;
 
 static OsWaiter s_wake; // woken when SubdevRun or nQuerySubdev changes
 static OsCommand s_arp;

@@ -9,11 +9,12 @@
 // Threads:  StartSubdev() and SubdevStop() on the main thread; RequestSubdev() on any.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 
-extern std::atomic<int> SubdevRun;    // the worker runs while it is 1
-extern std::atomic<int> nQuerySubdev; // 1 from a request to the end of the pause after its report
+#include "os/OsAtomic.h"
+
+extern OsAtomic<int> SubdevRun;    // the worker runs while it is 1
+extern OsAtomic<int> nQuerySubdev; // 1 from a request to the end of the pause after its report
 
 constexpr size_t kSegmentSize = 20;
 
