@@ -17,6 +17,7 @@
 #include "functions/FwVersionReport.h"
 #include "http/HttpSocket.h"
 #include "os/OsClock.h"
+#include "os/OsDivide.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "os/Paths.h"
@@ -31,7 +32,7 @@
 #include "subdev/Subdev.h"
 
 static const int kRetriesToExit = 11; // failed attempts in a row; one more ends the process
-static const int64_t kTickMs = 2000;
+static const uint32_t kTickMs = 2000;
 static const uint32_t kWeekOfTicks = 302401;
 
 // All that this module remembers.
@@ -178,8 +179,8 @@ static void RunUntilQuit()
     while (mQuitPro != 1) {
         const uint32_t ticks = DoDuties();
         const int64_t begin = OsNowMs();
-        const bool quit = WaitForQuit(ticks > 0 ? ticks * kTickMs : OS_FOREVER);
-        const uint32_t begun = static_cast<uint32_t>((OsNowMs() - begin) / kTickMs) + 1;
+        const bool quit = WaitForQuit(ticks > 0 ? int64_t{ticks} * kTickMs : OS_FOREVER);
+        const uint32_t begun = static_cast<uint32_t>(OsDivide(static_cast<uint64_t>(OsNowMs() - begin), kTickMs)) + 1;
         s_plug.dutyCounter += quit && (ticks == 0 || begun < ticks) ? begun : ticks;
     }
 }

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <sys/ioctl.h>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -133,8 +133,7 @@ static void *ServerThread(void *descriptor)
 {
     const int fd = static_cast<int>(reinterpret_cast<intptr_t>(descriptor));
     LOG_DEBUG("create a instance...");
-    int on = 1;
-    if (fd >= 0) ioctl(fd, FIONBIO, &on);
+    if (fd >= 0) fcntl(fd, F_SETFL, O_NONBLOCK);
     s_cutSize = 0;
     InstanceTroubles troubles = {};
     while (CommRun == 1 && InstanceStep(fd, &troubles)) {

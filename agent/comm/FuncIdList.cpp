@@ -1,6 +1,5 @@
 #include "comm/FuncIdList.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
@@ -31,7 +30,7 @@ static_assert(NoneBeginsLikeAHead(), "the low byte of a number is the head byte"
 
 const FuncIdRow *FuncIdFind(uint32_t id)
 {
-    const FuncIdRow *const end = std::end(kRows);
-    const FuncIdRow *const row = std::find_if(std::begin(kRows), end, [id](const FuncIdRow &r) { return r.id == id; });
-    return row == end ? nullptr : row;
+    for (const FuncIdRow &row : kRows)
+        if (row.id == id) return &row;
+    return nullptr;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "os/OsDivide.h"
 
 static const int kDaySeconds = 86400;
 static const int kMinSpan = 3600;         // seconds between the two ends of a quiet period
@@ -94,8 +95,8 @@ static double CycleStart(const ReportPlan &plan)
     const double start = static_cast<double>(plan.midnight + plan.difference) + Slot(plan, static_cast<double>(period));
     const int64_t passed = plan.now - static_cast<int64_t>(start);
     if (passed < kJustPassedSeconds) return start;
-    const int64_t periods = (passed + kJustPassedSeconds) / period + 1;
-    return start + static_cast<double>(period * periods);
+    const uint64_t begun = OsDivide(static_cast<uint64_t>(passed + kJustPassedSeconds), static_cast<uint64_t>(period));
+    return start + static_cast<double>(period * static_cast<int64_t>(begun + 1));
 }
 
 int ReportTimesOf(const ReportPlan &plan, ReportTimes *times)

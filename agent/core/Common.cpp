@@ -104,7 +104,7 @@ void swapNet32(void *dest, uint32_t v)
     memcpy(dest, &v, sizeof v); // dest may have any alignment
 }
 
-static bool HexDigit(char c, uint8_t *value)
+bool HexDigit(char c, uint8_t *value)
 {
     if (c >= '0' && c <= '9')
         *value = static_cast<uint8_t>(c - '0');

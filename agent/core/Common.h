@@ -87,6 +87,9 @@ void swapNet32(void *dest, uint32_t v);
 
 // ---- Text ---------------------------------------------------------------------------------------------------------
 
+// Stores the value of a hexadecimal digit. Returns false, without storing anything, when `c` is none.
+[[nodiscard]] bool HexDigit(char c, uint8_t *value);
+
 // Stores the byte that the two hexadecimal digits text[0] and text[1] stand for, high nibble first. When text[0] is no
 // digit, the byte keeps its content and the low nibble is OR-ed into it; when text[1] is none, nothing is OR-ed. This
 // has to stay so: callers rely on the untouched byte.

@@ -1,6 +1,5 @@
 #include "core/MacText.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 
@@ -19,19 +18,14 @@ const char *MacToText(const uint8_t *mac, char separator, MacCase digits, char (
     return text;
 }
 
-static bool IsDigit(char c)
-{
-    return isxdigit(static_cast<unsigned char>(c)) != 0;
-}
-
 bool MacFromText(const char *text, char separator, uint8_t *mac)
 {
     uint8_t bytes[kMacSize] = {};
     for (uint8_t &byte : bytes) {
         if (separator && &byte != bytes && *text++ != separator) return false;
-        if (!IsDigit(text[0]) || !IsDigit(text[1])) return false; // never past the terminator
-        CharToHex(&byte, text);
-        text += 2;
+        uint8_t high, low;
+        if (!HexDigit(*text++, &high) || !HexDigit(*text++, &low)) return false; // never past the terminator
+        byte = static_cast<uint8_t>(high << 4 | low);
     }
     memcpy(mac, bytes, sizeof bytes);
     return true;

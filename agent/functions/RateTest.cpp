@@ -159,11 +159,11 @@ int ParseConfigData(const char *text, int length)
     LOG_DEBUG("ConfigData: %s", copy);
     cJSON *root = JsonParse(copy);
     if (!root) return 1;
-    const cJSON *url = cJSON_GetObjectItem(root, "value_func61");
-    const bool found = cJSON_IsString(url);
+    const char *url = cJSON_GetStringValue(cJSON_GetObjectItem(root, "value_func61"));
+    const bool found = url != nullptr;
     if (found) {
-        LOG_DEBUG("func61 address: %s", url->valuestring);
-        Start(url->valuestring);
+        LOG_DEBUG("func61 address: %s", url);
+        Start(url);
     }
     cJSON_Delete(root);
     return found ? 0 : 1;

@@ -10,6 +10,7 @@
 #include "core/Common.h"
 #include "http/HttpSocket.h"
 #include "os/OsClock.h"
+#include "os/OsDivide.h"
 #include "os/OsFile.h"
 
 OsAtomic<int> gDownRate{-1};
@@ -36,7 +37,7 @@ static int NumberOf(const char *text)
 {
     errno = 0;
     char *end;
-    const long long number = strtoll(text, &end, 10);
+    const long number = strtol(text, &end, 10);
     return end != text && errno == 0 && number >= 0 && number <= INT_MAX ? static_cast<int>(number) : -1;
 }
 
@@ -152,6 +153,11 @@ int DownLoadFIle(const char *host, int port, const char *path, const char *local
     return result;
 }
 
+static uint64_t NowSeconds()
+{
+    return OsDivide(static_cast<uint64_t>(OsNowMs()), 1000);
+}
+
 int DownTestRateFIle(const char *host, int port, const char *path, const char *)
 {
     static const DownloadTexts texts = {"DownTestRateFIle", "req error.", "404 Not Found"};
@@ -164,11 +170,11 @@ int DownTestRateFIle(const char *host, int port, const char *path, const char *)
     const int length = Request(texts, host, port, path);
     if (length >= 0) {
         // Not by the date, which a command may set meanwhile.
-        const int64_t begin = OsNowMs() / 1000;
+        const uint64_t begin = NowSeconds();
         const int64_t total = ReceiveBody(texts.function, length, -1);
-        const int64_t seconds = OsNowMs() / 1000 - begin;
+        const uint64_t seconds = NowSeconds() - begin;
         if (total >= 0) {
-            const int64_t rate = total / (seconds > 0 ? seconds : 1);
+            const uint64_t rate = OsDivide(static_cast<uint64_t>(total), seconds > 0 ? seconds : 1);
             gDownRate = rate < INT_MAX ? static_cast<int>(rate) : INT_MAX;
             LOG_DEBUG("--------------subtime %ld,lens = %d", static_cast<long>(seconds), length);
             LOG_DEBUG("--------------rate %d", gDownRate.load());

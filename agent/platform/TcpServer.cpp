@@ -4,10 +4,10 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -220,8 +220,7 @@ int ServerInit(const char *address, uint16_t port, SessionContext *context)
         return -1;
     }
     LOG_AS(LOG_LEVEL_DEBUG, "SocketInit", "connected.");
-    int on = 1;
-    ioctl(fd, FIONBIO, &on);
+    fcntl(fd, F_SETFL, O_NONBLOCK);
     {
         OsGuard guard(&mMutexTcp);
         ServerSock = fd;

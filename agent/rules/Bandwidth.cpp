@@ -1,6 +1,7 @@
 #define LOG_MODULE "RouteFunc"
 #include "rules/Bandwidth.h"
 
+#include <algorithm>
 #include <cjson/cJSON.h>
 #include <climits>
 #include <cstdint>
@@ -36,8 +37,7 @@ static const int kStay = INT_MIN;               // not a result: the item has to
 // The number at the start of `text`, 0 if there is none; limited to the range of 32 bits.
 static int64_t Number(const char *text)
 {
-    const long long number = strtoll(text, nullptr, 10);
-    return number > INT32_MAX ? INT32_MAX : number < INT32_MIN ? INT32_MIN : number;
+    return std::clamp<long>(strtol(text, nullptr, 10), INT32_MIN, INT32_MAX);
 }
 
 // Nothing is logged while the lock is held.
@@ -57,9 +57,9 @@ static int ApplyItem(const cJSON *item)
     for (int i = 0; i < MEMBERS; i++) {
         const cJSON *member = cJSON_GetObjectItem(item, kMembers[i].name);
         if (!member) return kMembers[i].missing;
-        const bool isText = cJSON_IsString(member);
-        texts[i] = isText ? member->valuestring : "(null)";
-        allTexts = allTexts && isText;
+        const char *text = cJSON_GetStringValue(member);
+        texts[i] = text ? text : "(null)";
+        allTexts = allTexts && text;
     }
     LOG_AS(LOG_LEVEL_DEBUG, kFunction, "\nflag:%s\n dev_mac:%s\n up_flow:%s\n down_flow:%s\n\n", texts[FLAG],
            texts[MAC], texts[UP], texts[DOWN]);

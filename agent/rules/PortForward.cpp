@@ -136,7 +136,8 @@ static int ReadMembers(const cJSON *document)
     for (const Member &member : kMembers) {
         const cJSON *item = cJSON_GetObjectItem(document, member.name);
         if (!item) return member.missing;
-        const char *text = cJSON_IsString(item) ? item->valuestring : "";
+        const char *value = cJSON_GetStringValue(item);
+        const char *text = value ? value : "";
         LOG_AS(LOG_LEVEL_DEBUG, "ParseRouteParam", " %s = [%s]\n\n", member.name, text);
         if (member.field == s_flag)
             s_flag[0] = text[0];

@@ -12,11 +12,8 @@
 template <typename Body>
 int WithDeviceTable(Body body, const char *function = __builtin_FUNCTION())
 {
-    const int error = pthread_mutex_lock(&SubdevMutex);
-    if (error != 0) {
-        LOG_AS(LOG_LEVEL_ERR, function, "Get SubdevMutex failed");
-        return error;
-    }
+    const int error = SubdevMutexLock(LOG_MODULE, function);
+    if (error != 0) return error;
     const int result = body();
     pthread_mutex_unlock(&SubdevMutex);
     return result;

@@ -1,7 +1,6 @@
 #define LOG_MODULE "Function40"
 #include "subdev/Function40.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "core/Common.h"
@@ -43,9 +42,9 @@ static pthread_t Fn40PID;
 
 static Entry *Find(const uint8_t *mac)
 {
-    const auto found = std::find_if(fn40Dev, fn40Dev + kMaxFn40Devices,
-                                    [mac](const Entry &e) { return memcmp(e.mac, mac, kMacSize) == 0; });
-    return found == fn40Dev + kMaxFn40Devices ? nullptr : found;
+    for (Entry &entry : fn40Dev)
+        if (memcmp(entry.mac, mac, kMacSize) == 0) return &entry;
+    return nullptr;
 }
 
 static const uint8_t kNoMac[kMacSize] = {};

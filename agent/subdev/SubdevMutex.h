@@ -8,3 +8,6 @@
 // never across a send, a pause or another lock, except hashTableMutex, the innermost one, which the pass of the access
 // daemon takes for single look-ups. It checks for errors: a thread that locks it twice gets EDEADLK.
 extern pthread_mutex_t SubdevMutex;
+
+// Locks it. Returns 0; if it cannot be locked, logs that under the two names and returns the error number.
+[[nodiscard]] int SubdevMutexLock(const char *module, const char *function);

@@ -38,11 +38,11 @@ SubdevRecord *SubdevReportAdd(SubdevReport *report, const uint8_t *ip, const uin
 
 SubdevRecord *SubdevReportFind(SubdevReport *report, const uint8_t *mac)
 {
-    SubdevRecord *const end = report->frame.records + report->count;
-    SubdevRecord *const found = std::find_if(report->frame.records, end, [mac](const SubdevRecord &record) {
-        return memcmp(record.mac, mac, sizeof record.mac) == 0;
-    });
-    return found == end ? nullptr : found;
+    for (uint16_t i = 0; i < report->count; i++) {
+        SubdevRecord *record = &report->frame.records[i];
+        if (memcmp(record->mac, mac, sizeof record->mac) == 0) return record;
+    }
+    return nullptr;
 }
 
 static bool TooLarge(const SubdevReport *report, const char *function)

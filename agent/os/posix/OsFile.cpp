@@ -63,18 +63,19 @@ static int FollowTrusted(char (&path)[PATH_MAX])
         errno = ENAMETOOLONG;
         return -1;
     }
-    strcpy(to, target);
+    memcpy(to, target, static_cast<size_t>(length) + 1);
     return 0;
 }
 
 int OsOpenTrusted(const char *path)
 {
     char at[PATH_MAX];
-    if (strlen(path) >= sizeof at) {
+    const size_t length = strlen(path);
+    if (length >= sizeof at) {
         errno = ENAMETOOLONG;
         return -1;
     }
-    strcpy(at, path);
+    memcpy(at, path, length + 1);
     for (int links = 0; links < kMaxLinks; links++) {
         const int fd = KeepTrusted(OsOpenForReading(at, false));
         if (fd >= 0 || errno != ELOOP || FollowTrusted(at) != 0) return fd;

@@ -5,6 +5,7 @@
 #include <poll.h>
 
 #include "os/OsClock.h"
+#include "os/OsDivide.h"
 
 OsWaiter::OsWaiter()
 {
@@ -16,15 +17,21 @@ OsWaiter::OsWaiter()
     pthread_condattr_destroy(&attributes);
 }
 
+// A time before the beginning is the beginning.
+static struct timespec Timespec(int64_t milliseconds)
+{
+    const uint64_t all = milliseconds > 0 ? static_cast<uint64_t>(milliseconds) : 0;
+    const uint64_t seconds = OsDivide(all, 1000);
+    return {static_cast<time_t>(seconds), static_cast<long>(all - seconds * 1000) * 1000000};
+}
+
 bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs)
 {
     if (deadlineMs == OS_FOREVER) {
         pthread_cond_wait(&waiter->changed, &waiter->lock);
         return true;
     }
-    struct timespec deadline;
-    deadline.tv_sec = static_cast<time_t>(deadlineMs / 1000);
-    deadline.tv_nsec = static_cast<long>(deadlineMs % 1000) * 1000000;
+    const struct timespec deadline = Timespec(deadlineMs);
     return pthread_cond_timedwait(&waiter->changed, &waiter->lock, &deadline) != ETIMEDOUT;
 }
 
@@ -35,9 +42,7 @@ void OsWakeAll(OsWaiter *waiter)
 
 void OsSleepMs(int64_t milliseconds)
 {
-    struct timespec left;
-    left.tv_sec = static_cast<time_t>(milliseconds / 1000);
-    left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000;
+    struct timespec left = Timespec(milliseconds);
     while (nanosleep(&left, &left) != 0 && errno == EINTR) {
     }
 }
