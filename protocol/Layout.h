@@ -43,6 +43,7 @@ struct Layout {
 
     constexpr Layout() = default;
     template <size_t Count>
+    // cppcheck-suppress noExplicitConstructor ; rows name the table of their fields alone
     constexpr Layout(const FieldLayout (&rows)[Count], const char *name = "") : fields(rows), count(Count), title(name)
     {
     }
@@ -58,6 +59,7 @@ struct ValueNames {
 
     constexpr ValueNames() = default;
     template <size_t Count>
+    // cppcheck-suppress noExplicitConstructor ; as above
     constexpr ValueNames(const char *const (&texts)[Count]) : names(texts), count(Count)
     {
     }

@@ -30,7 +30,7 @@ packages_of() {
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.
         echo clang libclang-rt-dev llvm valgrind libc6-dbg ;;
     lint)
-        echo clang clang-format clang-tidy shellcheck mandoc ;;
+        echo clang clang-format clang-tidy cppcheck shellcheck mandoc ;;
     package)
         echo dpkg-dev lintian debootstrap gzip ;;
     mipsel)

@@ -5,6 +5,7 @@
 #
 #   format      clang-format leaves every source as it is
 #   tidy        clang-tidy finds nothing in the agent (.clang-tidy); needs build/clang configured
+#   cppcheck    cppcheck finds nothing in the programs (.cppcheck)
 #   shell       shellcheck finds nothing in the scripts
 #   man         mandoc finds nothing in the man pages
 #   links       links and paths in the documents exist
@@ -32,13 +33,19 @@ check_tidy() {
     xargs -P "$(nproc)" -n 6 clang-tidy --quiet -p build/clang <<<"$agent" 2> >(grep -v ' warnings\? generated\|^Suppressed\|^Use -header-filter')
 }
 
+check_cppcheck() {
+    cppcheck --quiet -j "$(nproc)" --error-exitcode=1 --std=c++17 --language=c++ --platform=unix64 \
+        --enable=warning,style,performance,portability --inline-suppr --suppressions-list=.cppcheck/suppressions \
+        --library=posix --library=.cppcheck/macros.cfg -I agent -I . agent protocol sdk simulator
+}
+
 check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init packaging/plugctl; } | xargs shellcheck -x -S style; }
 check_man() { files 'plug*.[1-8]' | xargs mandoc -Tlint -W warning; }
 check_links() { scripts/document-links.sh; }
 check_folders() { scripts/folder-order.sh && scripts/folder-plan.sh; }
 
 passed=0 failed=()
-[ $# -gt 0 ] || set -- format tidy shell man links folders
+[ $# -gt 0 ] || set -- format tidy cppcheck shell man links folders
 for check; do
     declare -F "check_$check" >/dev/null || { echo "lint.sh: unknown check \"$check\"" >&2; exit 2; }
     start=$(now_us)

@@ -329,9 +329,8 @@ static void StopThreads()
 void CommServerStop()
 {
     StopThreads();
-    pthread_t *const threads[] = {&CommHandlePID, &CommServerPID, &CommReleasePID};
-    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): s_started is 3 at most
-    for (int i = 0; i < s_started; i++) OsThreadJoin(*threads[i]);
+    const pthread_t threads[] = {CommHandlePID, CommServerPID, CommReleasePID};
+    for (int i = 0; i < s_started; i++) OsThreadJoin(threads[i]);
     s_started = 0;
     if (InstanceState == 1) Reap(); // started after the reaper ended, or without a reaper
     RingQueue_Destroy(pCommRQ);

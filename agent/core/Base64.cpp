@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 
 #include "core/Common.h"
@@ -9,7 +10,7 @@ int Base64Encode(const uint8_t *in, size_t inLen, char *out, size_t capacity, si
     *outLen = (inLen + 2) / 3 * 4;
     if (capacity < *outLen) return -1;
     for (size_t i = 0; i < inLen; i += 3) {
-        const size_t have = inLen - i < 3 ? inLen - i : 3;
+        const size_t have = std::min<size_t>(inLen - i, 3);
         const uint32_t group =
             static_cast<uint32_t>(in[i]) << 16 | (have > 1 ? in[i + 1] << 8 : 0) | (have > 2 ? in[i + 2] : 0);
         *out++ = kAlphabet[group >> 18];

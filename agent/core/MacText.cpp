@@ -35,6 +35,7 @@ bool MacScan(const char *text, char separator, uint8_t *mac)
 {
     memset(mac, 0, kMacSize);
     const char *const format = separator ? "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx" : "%2hhx%2hhx%2hhx%2hhx%2hhx%2hhx";
+    // cppcheck-suppress invalidScanfArgType_int ; these are bytes
     return sscanf(text, format, mac, mac + 1, mac + 2, mac + 3, mac + 4, mac + 5) != EOF;
 }
 

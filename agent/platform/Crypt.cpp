@@ -45,8 +45,9 @@ int aes_decrypt(const char *key, const uint8_t *in, uint8_t *out, size_t inLen, 
         LOG_ERR("Unable to set decryption key in AES error !!!!!");
         return -1;
     }
-    uint8_t vector[kAesBlock] = {};
     *outLen = AesPaddedLength(inLen) - kAesBlock;
-    if (*outLen > 0) AES_cbc_encrypt(in, out, *outLen, &schedule, vector, AES_DECRYPT);
+    if (*outLen == 0) return 0;
+    uint8_t vector[kAesBlock] = {};
+    AES_cbc_encrypt(in, out, *outLen, &schedule, vector, AES_DECRYPT);
     return 0;
 }

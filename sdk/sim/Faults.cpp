@@ -123,7 +123,6 @@ void LoadFaults(const char *text)
         size_t length = comma ? size_t(comma - start) : strlen(start);
         next = comma ? comma + 1 : nullptr;
 
-        char copy[kMaxEntryLength + 1];
         const char *problem;
         if (s_faults.count == kMaxEntries) {
             Complain("ROUTER_SIM_FAULTS: only the first %d entries are used", kMaxEntries);
@@ -133,6 +132,7 @@ void LoadFaults(const char *text)
             length = 40; // enough to find it by
             problem = "the entry is too long";
         } else {
+            char copy[kMaxEntryLength + 1];
             memcpy(copy, start, length);
             copy[length] = 0;
             problem = ReadEntry(copy, &s_faults.entries[s_faults.count]);

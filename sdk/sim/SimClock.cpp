@@ -24,5 +24,6 @@ int64_t SimWallMs()
 void SimDelayMs(uint32_t milliseconds)
 {
     struct timespec left = {time_t(milliseconds / 1000), long(milliseconds % 1000) * 1000000};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) continue;
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }

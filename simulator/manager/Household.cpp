@@ -245,7 +245,8 @@ bool Household::Edit(const std::string &list, const Words &words, std::string *e
 {
     const size_t index = IndexOf(kLists, list);
     const std::string verb = words.empty() ? "" : words[0];
-    const Words rest(words.begin() + (words.empty() ? 0 : 1), words.end());
+    Words rest = words;
+    if (!rest.empty()) rest.erase(rest.begin());
     if (verb == "add") {
         Bytes record;
         return MakeRecord((list + " add").c_str(), kLists[index].layout, rest, &record, error) &&

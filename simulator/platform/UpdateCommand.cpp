@@ -128,7 +128,7 @@ class UpdateRun : public std::enable_shared_from_this<UpdateRun>
 
     CommandContext *context_;
     UpdateWords words_;
-    Platform::TargetFacts target_;
+    Platform::TargetFacts target_ = {};
     Fields document_;
     std::string path_; // under which the file is served
     int64_t length_ = 0;

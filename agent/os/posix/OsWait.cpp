@@ -53,5 +53,5 @@ OsReadable OsWaitReadable(int fd, int timeoutMs)
     const int ready = poll(&watched, 1, timeoutMs);
     if (ready < 0 || (watched.revents & POLLNVAL)) return OS_WAIT_FAILED;
     if (ready == 0) return OS_TIMED_OUT;
-    return watched.revents & (POLLIN | POLLHUP | POLLERR) ? OS_READABLE : OS_OTHER_EVENT;
+    return (watched.revents & (POLLIN | POLLHUP | POLLERR)) ? OS_READABLE : OS_OTHER_EVENT;
 }
