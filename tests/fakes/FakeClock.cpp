@@ -196,6 +196,18 @@ void FakeClockAwaitWaiters(int count)
     AwaitCount(count, true);
 }
 
+int FakeClockWaiters()
+{
+    OsGuard guard(&s_lock);
+    return static_cast<int>(s_sleepers.size());
+}
+
+int FakeClockWaits()
+{
+    OsGuard guard(&s_lock);
+    return static_cast<int>(s_lastNumber);
+}
+
 void FakeClockAuto(bool on)
 {
     OsGuard guard(&s_lock);

@@ -30,6 +30,11 @@ void FakeClockAwaitSleepers(int count);
 // The same, counting waits without a deadline as well.
 void FakeClockAwaitWaiters(int count);
 
+// How many threads sit in a wait now, with or without a deadline, and how many waits have begun since the process did:
+// a thread that looks around and goes on waiting begins another one.
+int FakeClockWaiters();
+int FakeClockWaits();
+
 // While on, a wait with a deadline does not wait: time jumps to its deadline and it ends. For code without a live peer.
 void FakeClockAuto(bool on);
 
