@@ -68,7 +68,7 @@ static void LoginAcknowledged(const ReceivedFrame &frame, Plaintext *plain)
         SetSessionFlag(mQuitPro, 1);
         return;
     }
-    mHeartInterval = interval < kHeartIntervalMin ? kHeartIntervalMin : interval;
+    SetHeartInterval(interval < kHeartIntervalMin ? kHeartIntervalMin : interval);
     ServerFollowInterval();
     LogPlugStatus(PLUG_LOGGED_IN);
     SetSessionFlag(mLogin, 1);

@@ -1,13 +1,14 @@
 #include "core/LocalPeer.h"
 
+#include "core/Flags.h"
+
 OsAtomic<int> CommClientReg;
-OsWaiter gLocalPeer;
 
 void LocalPeerCame()
 {
-    OsGuard guard(&gLocalPeer);
+    OsGuard guard(&gFlags);
     CommClientReg = 1;
-    OsWakeAll(&gLocalPeer);
+    OsWakeAll(&gFlags);
 }
 
 void LocalPeerReset()

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/Flags.h"
 #include "os/OsWait.h"
 
 OsAtomic<int> mRegist;
@@ -23,9 +24,6 @@ pthread_mutex_t gProtoolMutex;
 
 static const int kIntervalsToMiss = 3;
 static const int16_t kFirstHeartInterval = 50; // until the login acknowledgement brings another
-
-// Threads that wait for a flag wait here. The lock keeps a change from falling between a test and the wait.
-static OsWaiter s_flags;
 
 static bool s_lockMade; // gProtoolMutex: made once, however many cycles begin; main thread only
 
@@ -62,20 +60,27 @@ void ClearLoginValues()
 
 void SetSessionFlag(OsAtomic<int> &flag, int value)
 {
-    OsGuard guard(&s_flags);
+    OsGuard guard(&gFlags);
     flag = value;
-    OsWakeAll(&s_flags);
+    OsWakeAll(&gFlags);
+}
+
+void SetHeartInterval(int16_t seconds)
+{
+    OsGuard guard(&gFlags);
+    mHeartInterval = seconds;
+    OsWakeAll(&gFlags);
 }
 
 void ClearQuitWhileLoggedIn()
 {
-    OsGuard guard(&s_flags);
+    OsGuard guard(&gFlags);
     if (mLogin == 1) mQuitPro = 0;
 }
 
 void WaitForSession(const OsAtomic<int> &flag, int64_t milliseconds)
 {
-    OsWaitFor(&s_flags, milliseconds, [&] { return flag == 1 || mQuitPro == 1; });
+    OsWaitFor(&gFlags, milliseconds, [&] { return flag == 1 || mQuitPro == 1; });
 }
 
 bool WaitForQuit(int64_t milliseconds)

@@ -46,8 +46,12 @@ void DeleteProtool();
 // Clears token, plugin identifier, login server and login port.
 void ClearLoginValues();
 
-// Stores `value` and wakes every thread in WaitForSession() and WaitForQuit().
+// Stores `value` and wakes every thread that waits for a flag: in WaitForSession(), in WaitForQuit() or on gFlags
+// (core/Flags.h). Settings that a thread waits for are set with it, too.
 void SetSessionFlag(OsAtomic<int> &flag, int value);
+
+// The same for mHeartInterval: after a shorter interval the silence of the platform may have to be checked earlier.
+void SetHeartInterval(int16_t seconds);
 
 // Withdraws a request to end the session, unless the login has been lost meanwhile: then the session has to end.
 void ClearQuitWhileLoggedIn();

@@ -1,12 +1,14 @@
 #define LOG_MODULE "Protool"
 #include "platform/Session.h"
 
+#include <algorithm>
 #include <cjson/cJSON.h>
 #include <cstdio>
 #include <cstring>
 
 #include "core/Common.h"
 #include "core/Config.h"
+#include "core/Flags.h"
 #include "core/MacText.h"
 #include "core/PlugStatus.h"
 #include "core/Version.h"
@@ -158,9 +160,23 @@ static bool HeartbeatExpired()
     return beepAck != 1 && mHeartTime != 0 && SilenceMs() > SilenceLimitMs();
 }
 
+// The milliseconds until the first check that can find that. Checks are made at whole periods from `beginMs` on; those
+// before it are not worth waking up for, because the next sign of life can only put it off.
+static int64_t NextCheckMs(int64_t beginMs)
+{
+    const int64_t now = OsNowMs() - beginMs;
+    const int64_t silentMs = mHeartTime != 0 ? SilenceMs() : 0;
+    const int64_t expires = now + std::max<int64_t>(SilenceLimitMs() - silentMs, 0);
+    return (expires / kCheckPeriodMs + 1) * kCheckPeriodMs - now;
+}
+
 static void *CheckProc(void *)
 {
-    while (!WaitForQuit(kCheckPeriodMs)) {
+    const int64_t beginMs = OsNowMs();
+    while (mQuitPro != 1) {
+        const int16_t interval = mHeartInterval;
+        if (OsWaitFor(&gFlags, NextCheckMs(beginMs), [=] { return mQuitPro == 1 || mHeartInterval != interval; }))
+            continue;
         if (!HeartbeatExpired()) continue;
         SetSessionFlag(mQuitPro, 1);
         LOG_ERR("heart beep error");

@@ -20,7 +20,8 @@ extern char RegisterIpAddr1[kServerAddressSize]; // dotted text, looked up once
 extern char RegisterIpAddr2[kServerAddressSize];
 extern int32_t runMode; // 1: two servers are tried; 0: the first only
 
-// Defaults of the device reports, set here and changed by platform commands.
+// Defaults of the device reports, set here and changed by platform commands with SetSessionFlag(), which wakes the thread
+// that waits for them.
 extern OsAtomic<int32_t> Fn40Interval;
 extern OsAtomic<int32_t> AutoReportDevinfo;
 

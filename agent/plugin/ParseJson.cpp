@@ -14,6 +14,7 @@
 #include "core/JsonParse.h"
 #include "core/MacText.h"
 #include "http/Url.h"
+#include "platform/Protool.h"
 #include "platform/Settings.h"
 #include "plugin/PlugParameters.h"
 #include "plugin/PlugUpdate.h"
@@ -134,12 +135,12 @@ static bool SetInterval(int minutes)
         return false;
     }
     if (minutes == 0) {
-        AutoReportDevinfo = 0;
+        SetSessionFlag(AutoReportDevinfo, 0);
         LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "Close subdev auto report.");
         return true;
     }
-    Fn40Interval = minutes * kCyclesPerMinute;
-    AutoReportDevinfo = 1;
+    SetSessionFlag(Fn40Interval, minutes * kCyclesPerMinute);
+    SetSessionFlag(AutoReportDevinfo, 1);
     LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "Set subdev auto report %d minute.", minutes);
     return true;
 }

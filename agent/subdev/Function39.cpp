@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include "core/Common.h"
+#include "core/Flags.h"
 #include "core/LocalPeer.h"
 #include "os/OsClock.h"
 #include "os/OsMemory.h"
@@ -22,7 +23,7 @@ static const int64_t kCycleMs = 10000;
 static const int64_t kFailureMs = 60000;
 static const int32_t kCyclesPerQuery = 6;
 
-static OsAtomic<int> Fn39Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
+static OsAtomic<int> Fn39Run; // the thread waits on gFlags for a change of this
 static bool Fn39Started;      // main thread only, as is the next
 static pthread_t Fn39PID;
 
@@ -35,13 +36,38 @@ static uint16_t s_count; // devices of the last list, at most kMaxKnown
 // Waits until the time is over or the thread has to stop; unless `whateverPeer`, also until a local peer connects.
 static void Pause(int64_t milliseconds, bool whateverPeer)
 {
-    OsWaitFor(&gLocalPeer, milliseconds, [=] { return Fn39Run != 1 || (!whateverPeer && CommClientReg == 1); });
+    OsWaitFor(&gFlags, milliseconds, [=] { return Fn39Run != 1 || (!whateverPeer && CommClientReg == 1); });
 }
 
-// A pause after which nothing is due: it ends when a local peer connects.
-static void Idle(int64_t milliseconds)
+static bool Reporting()
 {
-    Pause(milliseconds, false);
+    return AutoReportDevinfo != 0 && mLogin == 1;
+}
+
+// How many cycles from the one numbered `cycle` on, this one included, end with a query or a renewal at the earliest.
+static int32_t CyclesToDuty(int32_t cycle, int32_t interval)
+{
+    int32_t cycles = 1;
+    for (; cycle % kCyclesPerQuery != 0 && cycle < interval; cycle++) cycles++;
+    return cycles;
+}
+
+// Waits until the end of the cycle in which something happens: a duty, or a change of what the thread waits for. All of
+// them begin as the first one does, now, `reporting` or not. Returns how many cycles have passed before that one.
+static int32_t SleepThroughCycles(int32_t cycle, bool reporting)
+{
+    const int64_t begin = OsNowMs();
+    const int32_t interval = Fn40Interval;
+    const int32_t cycles = CyclesToDuty(cycle, interval);
+    OsWaitFor(&gFlags, reporting ? cycles * kCycleMs : OS_FOREVER, [=] {
+        return Fn39Run != 1 || CommClientReg == 1 || Reporting() != reporting ||
+               (reporting && Fn40Interval != interval);
+    });
+    int64_t passed = (OsNowMs() - begin) / kCycleMs;
+    if (reporting && passed >= cycles) passed = cycles - 1;
+    // A cycle with reports goes on although a local peer connects: a query or a renewal may be due at its end.
+    Pause((passed + 1) * kCycleMs - (OsNowMs() - begin), reporting);
+    return static_cast<int32_t>(passed);
 }
 
 // ---- A cycle ----
@@ -89,18 +115,16 @@ static void Renew()
 
 // ---- The thread ----
 
-// One turn of the thread. `cycle` counts from 1, and starts again after Renew().
+// One turn of the thread. `cycle` counts from 1 the cycles with reports, and starts again after Renew().
 static void Turn(int32_t *cycle)
 {
-    if (AutoReportDevinfo == 0 || mLogin != 1) {
-        Idle(kCycleMs);
-        return;
-    }
-    Pause(kCycleMs, true); // a query after it is due even if a local peer connects meanwhile
-    if (Fn39Run != 1) return;
+    const bool reporting = Reporting();
+    const int32_t passed = SleepThroughCycles(*cycle, reporting);
+    if (!reporting || Fn39Run != 1) return;
+    *cycle += passed;
     if (*cycle % kCyclesPerQuery == 0) {
         if (mLogin == 1 && !Query()) {
-            Idle(mLogin == 1 ? kFailureMs : kCycleMs);
+            Pause(mLogin == 1 ? kFailureMs : kCycleMs, false);
             return;
         }
         // Without a session a report is lost, but its device would become known: so the query stays due.
@@ -149,11 +173,7 @@ int Fn39Init()
 
 void Fn39Stop()
 {
-    {
-        OsGuard guard(&gLocalPeer);
-        Fn39Run = 0;
-        OsWakeAll(&gLocalPeer);
-    }
+    SetSessionFlag(Fn39Run, 0);
     if (!Fn39Started) return;
     OsThreadJoin(Fn39PID);
     OsFree(pF39Dev);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/Common.h"
+#include "core/Flags.h"
 #include "core/LocalPeer.h"
 #include "core/Wire.h"
 #include "os/OsProcess.h"
@@ -33,7 +34,7 @@ pthread_mutex_t fn40Lock = PTHREAD_MUTEX_INITIALIZER;
 static Entry fn40Dev[kMaxFn40Devices]; // guarded by fn40Lock
 static int s_cycles;                   // cycles since the table was emptied; guarded by fn40Lock
 
-static OsAtomic<int> Fn40Run; // guarded by gLocalPeer: the thread waits for a change of this or of CommClientReg
+static OsAtomic<int> Fn40Run; // the thread waits on gFlags for a change of this
 static bool Fn40Started;      // main thread only, as is the next
 static bool s_tryAgain;       // the last start failed: devices that the local peer has reported since must stay
 static pthread_t Fn40PID;
@@ -116,8 +117,8 @@ void Fn40Cycle()
 // Waits until a local peer has connected, then one cycle. Returns false when the thread has to stop.
 static bool AwaitCycle()
 {
-    OsWaitFor(&gLocalPeer, OS_FOREVER, [] { return Fn40Run != 1 || CommClientReg == 1; });
-    return !OsWaitFor(&gLocalPeer, kCycleMs, [] { return Fn40Run != 1; });
+    OsWaitFor(&gFlags, OS_FOREVER, [] { return Fn40Run != 1 || CommClientReg == 1; });
+    return !OsWaitFor(&gFlags, kCycleMs, [] { return Fn40Run != 1; });
 }
 
 static void *Fn40FilterProc(void *)
@@ -143,11 +144,7 @@ int Fn40Init()
 
 void Fn40Stop()
 {
-    {
-        OsGuard guard(&gLocalPeer);
-        Fn40Run = 0;
-        OsWakeAll(&gLocalPeer);
-    }
+    SetSessionFlag(Fn40Run, 0);
     if (Fn40Started) OsThreadJoin(Fn40PID);
     Fn40Started = s_tryAgain = false;
 }

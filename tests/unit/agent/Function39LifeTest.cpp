@@ -32,7 +32,7 @@ TEST_F(Function39, ALocalPeerEndsTheThreadAfterItsPresentCycle)
 
 TEST_F(Function39, ALocalPeerEndsAnIdlePauseAtOnce)
 {
-    mLogin = 0;
+    SetSessionFlag(mLogin, 0);
     Start();
     LocalPeerCame();
     ExpectHandOver();
@@ -47,7 +47,7 @@ TEST_F(Function39, TheThreadStopsInEveryPauseAndTheBufferIsFreed)
     EXPECT_EQ(1, FakeAllocationsAlive());
     Fn39Stop(); // returns although the clock does not advance
     EXPECT_EQ(0, FakeAllocationsAlive());
-    mLogin = 0;
+    SetSessionFlag(mLogin, 0);
     Start();
     Fn39Stop();
     Fn39Stop();

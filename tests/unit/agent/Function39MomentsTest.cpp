@@ -42,9 +42,6 @@ Event PeerComes(int64_t atMs)
     return {atMs, LocalPeerCame};
 }
 
-// The thread, and the response thread of the session.
-const int kWaiters = 2;
-
 class Function39Moments : public Function39
 {
   protected:
@@ -62,7 +59,7 @@ class Function39Moments : public Function39
         testing::internal::CaptureStdout();
         others = ThreadsOf();
         EXPECT_EQ(0, Fn39Init());
-        FakeClockAwaitWaiters(kWaiters);
+        AwaitWait();
         for (const Event &event : events) {
             PassTo(event.atMs);
             event.happens();
@@ -88,7 +85,7 @@ class Function39Moments : public Function39
     void Settle()
     {
         if (CommClientReg == 0)
-            FakeClockAwaitWaiters(kWaiters);
+            AwaitWait();
         else
             EXPECT_TRUE(Within([this] { return FakeClockNextDeadlineMs() > 0 || ThreadsOf() == others; }));
     }
@@ -268,4 +265,30 @@ TEST_F(Function39Moments, TheRenewalForgetsADeviceThatHasLeftWhenItCounts)
     EXPECT_EQ("60 query, 60 report, 120 query, 120 renewal, 180 query, 180 report, 240 query, 240 renewal, 300 query, "
               "360 query, 360 renewal",
               Run(400000, {{70000, [] { Household({}); }}, {130000, [] { Household({1}); }}}));
+}
+
+TEST_F(Function39Moments, ItWakesOnlyForWhatItDoes)
+{
+    Start();
+    const int begin = FakeClockWaits();
+    Pass(30 * 6); // 30 minutes: 30 queries; the renewals fall into the same moments
+    EXPECT_EQ(30u, gSdk.calls.size());
+    EXPECT_EQ(30, FakeClockWaits() - begin);
+}
+
+TEST_F(Function39Moments, ItDoesNotWakeWhileThereIsNothingToDo)
+{
+    SetSessionFlag(mLogin, 0);
+    Start();
+    int begin = FakeClockWaits();
+    FakeClockAdvanceMs(86400000);
+    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+    EXPECT_EQ(0, FakeClockWaits() - begin);
+    SetSessionFlag(AutoReportDevinfo, 0);
+    SetSessionFlag(mLogin, 1);
+    AwaitWait();
+    begin = FakeClockWaits();
+    FakeClockAdvanceMs(86400000);
+    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+    EXPECT_EQ(0, FakeClockWaits() - begin);
 }

@@ -141,7 +141,7 @@ TEST_F(Function39, AListThatFailsIsReadAgainAfterAMinuteAndACycle)
 TEST_F(Function39, AListThatFailsWhileTheSessionEndsIsReadAgainAfterTenSeconds)
 {
     gSdk.results["get_devs_cfg"] = 3;
-    gSdk.onCall = [](const std::string &) { mLogin = 0; };
+    gSdk.onCall = [](const std::string &) { SetSessionFlag(mLogin, 0); };
     Start();
     Pass(6); // ten seconds after the failure
     EXPECT_EQ(1u, gSdk.calls.size());
@@ -151,24 +151,24 @@ TEST_F(Function39, AListThatFailsWhileTheSessionEndsIsReadAgainAfterTenSeconds)
 
 TEST_F(Function39, WithReportsSwitchedOffNothingIsReadOrSent)
 {
-    AutoReportDevinfo = 0;
+    SetSessionFlag(AutoReportDevinfo, 0);
     Household({1});
     Start();
     Pass(20);
     EXPECT_TRUE(gSdk.calls.empty());
-    AutoReportDevinfo = 1;
+    SetSessionFlag(AutoReportDevinfo, 1);
     Pass(7); // one that had started, and six
     ExpectReport(1);
 }
 
 TEST_F(Function39, WhileNotLoggedInNothingIsReadOrSent)
 {
-    mLogin = 0;
+    SetSessionFlag(mLogin, 0);
     Household({1});
     Start();
     Pass(20);
     EXPECT_TRUE(gSdk.calls.empty());
-    mLogin = 1;
+    SetSessionFlag(mLogin, 1);
     Pass(7);
     ExpectReport(1);
 }
@@ -177,9 +177,9 @@ TEST_F(Function39, TheCyclesContinueAfterALostSession)
 {
     Start();
     Pass(4);
-    mLogin = 0;
+    SetSessionFlag(mLogin, 0);
     Pass(10); // the first of them had started and counts
-    mLogin = 1;
+    SetSessionFlag(mLogin, 1);
     Pass(1);
     EXPECT_TRUE(gSdk.calls.empty());
     Pass(1);
@@ -191,12 +191,12 @@ TEST_F(Function39, ASessionThatEndsInThePauseBeforeAQueryLosesNoDevice)
     Household({1});
     Start();
     Pass(5);
-    mLogin = 0;
+    SetSessionFlag(mLogin, 0);
     Pass(1);
     EXPECT_TRUE(gSdk.calls.empty());
     EXPECT_FALSE(KnownHas(SubdevMac(1).data()));
     Pass(3);
-    mLogin = 1;
+    SetSessionFlag(mLogin, 1);
     Pass(2); // one that had started, and the one before the query, which is still due
     EXPECT_EQ(1u, gSdk.calls.size());
     ExpectReport(1);
@@ -206,14 +206,14 @@ TEST_F(Function39, ASessionThatEndsInThePauseBeforeAQueryLosesNoDevice)
 
 TEST_F(Function39, ASessionThatEndsDuringAQueryLosesNoDevice)
 {
-    Fn40Interval = 6; // not even when the renewal falls into the same cycle
+    SetSessionFlag(Fn40Interval, 6); // not even when the renewal falls into the same cycle
     Household({1});
-    gSdk.onCall = [](const std::string &) { mLogin = 0; };
+    gSdk.onCall = [](const std::string &) { SetSessionFlag(mLogin, 0); };
     Start();
     Pass(6);
     gSdk.onCall = nullptr;
     EXPECT_FALSE(KnownHas(SubdevMac(1).data()));
-    mLogin = 1;
+    SetSessionFlag(mLogin, 1);
     Pass(2);
     ExpectReport(1);
 }
@@ -222,11 +222,11 @@ TEST_F(Function39, ADeviceFoundWhileReportsAreSwitchedOffCountsAsReported)
 {
     Household({1});
     Start();
-    gSdk.onCall = [](const std::string &) { AutoReportDevinfo = 0; };
+    gSdk.onCall = [](const std::string &) { SetSessionFlag(AutoReportDevinfo, 0); };
     Pass(6);
     gSdk.onCall = nullptr;
     ExpectNothingSent();
-    AutoReportDevinfo = 1;
+    SetSessionFlag(AutoReportDevinfo, 1);
     Pass(7);
     ExpectNothingSent();
     EXPECT_TRUE(KnownHas(SubdevMac(1).data()));
@@ -294,7 +294,7 @@ TEST_F(Function39, ADeviceThatReturnsBeforeARenewalIsNotReportedAgain)
 
 TEST_F(Function39, TheCyclesCountFromOneAgainAfterTheRenewal)
 {
-    Fn40Interval = 7;
+    SetSessionFlag(Fn40Interval, 7);
     Start();
     Pass(7);
     EXPECT_EQ(1u, gSdk.calls.size());
@@ -310,7 +310,7 @@ TEST_F(Function39, AnIntervalAlreadyPassedRenewsAtTheNextCycle)
     Start();
     Pass(10);
     ExpectReport(1);
-    Fn40Interval = 8;
+    SetSessionFlag(Fn40Interval, 8);
     Pass(1);
     EXPECT_EQ("02aa00000001\r\n", ReadFile(kPathMacConfig));
 }
@@ -318,7 +318,7 @@ TEST_F(Function39, AnIntervalAlreadyPassedRenewsAtTheNextCycle)
 TEST_F(Function39, IntervalsBelowSixRenewBeforeTheFirstQuery)
 {
     for (int interval : {5, 1, 0, -1}) {
-        Fn40Interval = interval;
+        SetSessionFlag(Fn40Interval, interval);
         WriteFile(kPathMacConfig, "02aa00000001\r\n");
         Start();
         Pass(12);
@@ -330,10 +330,10 @@ TEST_F(Function39, IntervalsBelowSixRenewBeforeTheFirstQuery)
 
 TEST_F(Function39, ARenewalWhileTheSessionEndsKeepsTheFile)
 {
-    Fn40Interval = 6;
+    SetSessionFlag(Fn40Interval, 6);
     Household({1});
     WriteFile(kPathMacConfig, "02aa00000002\r\n");
-    gSdk.onCall = [](const std::string &) { mLogin = 0; };
+    gSdk.onCall = [](const std::string &) { SetSessionFlag(mLogin, 0); };
     Start();
     Pass(6);
     EXPECT_EQ("02aa00000002\r\n", ReadFile(kPathMacConfig));
@@ -342,7 +342,7 @@ TEST_F(Function39, ARenewalWhileTheSessionEndsKeepsTheFile)
 
 TEST_F(Function39, KnownDevicesOutliveARestart)
 {
-    Fn40Interval = 6;
+    SetSessionFlag(Fn40Interval, 6);
     Household({1, 2});
     Start();
     Pass(6);

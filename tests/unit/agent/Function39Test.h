@@ -34,17 +34,20 @@ class Function39 : public OnlineReportTest
     {
         others = ThreadsOf();
         ASSERT_EQ(0, Fn39Init());
-        AwaitPause(10000);
+        AwaitWait();
     }
 
-    // Lets `cycles` pauses of ten seconds pass.
+    // Waits for the thread to wait.
+    static void AwaitWait() { FakeClockAwaitWaiters(2); } // the response thread of the session is the other
+
+    // Lets `cycles` cycles of ten seconds pass.
     static void Pass(int cycles)
     {
         for (int i = 0; i < cycles; i++) {
-            ASSERT_NO_FATAL_FAILURE(AwaitPause(10000));
+            AwaitWait();
             FakeClockAdvanceMs(10000);
         }
-        AwaitPause(10000);
+        AwaitWait();
     }
 
     static void Household(std::initializer_list<unsigned> numbers)

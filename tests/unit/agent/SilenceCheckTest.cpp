@@ -28,7 +28,7 @@ Event Data(int64_t atMs)
 
 Event Interval(int64_t atMs, int16_t seconds)
 {
-    return {atMs, [seconds] { mHeartInterval = seconds; }};
+    return {atMs, [seconds] { SetHeartInterval(seconds); }};
 }
 
 // The threads of the session that wait on the clock: response, check and heartbeat.
@@ -137,4 +137,31 @@ TEST_F(SilenceCheck, FollowsANewInterval)
     EXPECT_EQ(190000, EndOf(20, {Acknowledgement(100), Interval(55000, 60)}));
     EXPECT_EQ(190000, EndOf(60, {Acknowledgement(100), Interval(55000, 20), Interval(65000, 60)}));
     EXPECT_EQ(190000, EndOf(60, {Interval(55000, 20), Acknowledgement(120000)}));
+}
+
+TEST_F(SilenceCheck, WakesOnlyWhenTheIntervalsAreOver)
+{
+    mHeartInterval = 60;
+    Begin();
+    const int begin = FakeClockWaits();
+    for (int beat = 0; beat < 60; beat++) {
+        CBHandle(Received(2, {}, {}));
+        PassTo(OsNowMs() + 60000);
+    }
+    // An hour: sixty heartbeats, and a look at the silence every 190 s, when three intervals and the rest of a period
+    // have gone by since the sign of life that was the last one then.
+    EXPECT_EQ(0, mQuitPro);
+    EXPECT_LE(FakeClockWaits() - begin, 60 + 3600 / 120);
+    EXPECT_GE(FakeClockWaits() - begin, 60 + 3600 / 190);
+}
+
+TEST_F(SilenceCheck, EndsWithTheSessionWhileItSleeps)
+{
+    mHeartInterval = 32767;
+    Begin();
+    CBHandle(Received(2, {}, {}));
+    SetSessionFlag(mQuitPro, 1);
+    DeleteHeartbear(&context); // returns although the clock stands still
+    EXPECT_EQ(20, OsNowMs());
+    EXPECT_EQ(0, context.checkRunning);
 }

@@ -1,0 +1,3 @@
+#include "core/Flags.h"
+
+OsWaiter gFlags;
