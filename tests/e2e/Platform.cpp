@@ -3,12 +3,13 @@
 static std::vector<std::string> Arguments(const PlatformOptions &options)
 {
     std::vector<std::string> arguments = {
-        "platform",         "--json",  "--key",          options.key,  "--register",
-        options.registerAt, "--login", "127.0.0.1:6040", "--interval", std::to_string(options.interval)};
+        "platform",         "--json",  "--key",         options.key,  "--register",
+        options.registerAt, "--login", options.loginAt, "--interval", std::to_string(options.interval)};
     for (const std::string &fault : options.faults) {
         arguments.push_back("--misbehave");
         arguments.push_back(fault);
     }
+    if (!options.announce.empty()) arguments.insert(arguments.end(), {"--announce", options.announce});
     if (!options.httpAt.empty()) arguments.insert(arguments.end(), {"--http", options.httpAt});
     if (!options.token.empty()) arguments.insert(arguments.end(), {"--token", options.token});
     return arguments;

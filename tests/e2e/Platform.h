@@ -7,6 +7,8 @@ constexpr char kKey[] = "0123456789abcdef";
 
 struct PlatformOptions {
     std::string registerAt = "127.0.0.1:6039";
+    std::string loginAt = "127.0.0.1:6040";
+    std::string announce;            // the login server that registrations get; empty: the real one
     int interval = 20;               // seconds between heartbeats
     std::vector<std::string> faults; // from the start
     std::string httpAt;              // address and port of its web server; empty: none

@@ -9,3 +9,7 @@
 // may be counted for a moment longer. The own descriptors contain the one that they are counted through.
 size_t ThreadsOf(pid_t process = 0);
 size_t DescriptorsOf(pid_t process = 0);
+
+// The memory that a process has written to and shares with nobody, in KB. Other pages become shared as soon as somebody
+// else runs with the same library.
+long DirtyKbOf(pid_t process);

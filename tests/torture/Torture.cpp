@@ -100,20 +100,10 @@ static long CountEntries(const std::string &folder)
     return error ? -1 : count;
 }
 
-// What it has written to: other pages become shared as soon as somebody else runs with the same library.
-static long DirtyKb(pid_t process)
-{
-    std::ifstream file("/proc/" + std::to_string(process) + "/smaps_rollup");
-    long sum = 0;
-    for (std::string line; std::getline(file, line);)
-        if (line.rfind("Private_Dirty", 0) == 0) sum += atol(line.c_str() + line.find(':') + 1);
-    return sum;
-}
-
 static Footing Look(pid_t process, const FaultPage &page)
 {
     const std::string folder = "/proc/" + std::to_string(process);
-    return {CountEntries(folder + "/fd"), CountEntries(folder + "/task"), page.blocks, DirtyKb(process)};
+    return {CountEntries(folder + "/fd"), CountEntries(folder + "/task"), page.blocks, DirtyKbOf(process)};
 }
 
 static std::string Text(const Footing &footing)

@@ -1,0 +1,100 @@
+// ImpairedNetwork.h - an agent whose connections to its platform go through a bad network, and what it may cost.
+#pragma once
+
+#include <string>
+
+#include "tests/e2e/EndToEnd.h"
+#include "tests/support/Relay.h"
+
+// The agent's own pauses, in seconds. docs/impaired-networks.md says which of them a trouble may cost.
+constexpr double kHeartbeats = 20;                    // between two heartbeats
+constexpr double kSilence = 3 * kHeartbeats;          // of the platform, until the session is given up
+constexpr double kCheck = 10;                         // between two looks for silence
+constexpr double kEnd = 3;                            // from the end of a connection until it is given up
+constexpr double kAnswer = 10;                        // for an answer to a registration or a login
+constexpr double kStop = 1;                           // to stop the threads of a connection
+constexpr double kClosed = kEnd + kStop;              // a connection that has ended is left
+constexpr double kUnanswered = kAnswer + kStop;       // a connection on which no answer comes is left
+constexpr double kSilent = kSilence + kCheck + kStop; // a session without a sign of life is left
+constexpr double kAgain = kStop; // registration and login, with the end of the registration's connection in between
+
+// What a busy machine may add to a recovery, in real seconds.
+constexpr double kMachine = 1.5;
+
+// Where the agent finds the two servers. The first one's address has it try no second one.
+constexpr char kRegistration[] = "192.168.77.1:6039";
+constexpr char kLogin[] = "127.0.0.12:6040";
+// Where they are.
+constexpr char kRealRegistration[] = "127.0.0.1:6039";
+constexpr char kRealLogin[] = "127.0.0.1:6040";
+
+class ImpairedTest : public EndToEnd
+{
+  protected:
+    void SetUp() override;
+};
+
+// A platform that is found at the addresses above only.
+PlatformOptions BehindRelays();
+// An agent that seeks it there.
+AgentOptions ThroughRelays(double clock);
+
+// The two ways to a platform.
+struct Network {
+    Relay registration, login;
+    explicit Network(double clock)
+        : registration(kRegistration, kRealRegistration, clock), login(kLogin, kRealLogin, clock)
+    {
+    }
+};
+
+// How often the agent has called a procedure of the router library.
+size_t CallsOf(const std::string &procedure);
+
+// What the agent holds.
+struct Holdings {
+    size_t threads, descriptors;
+    explicit Holdings(pid_t agent) : threads(ThreadsOf(agent)), descriptors(DescriptorsOf(agent)) {}
+    bool operator==(const Holdings &other) const
+    {
+        return threads == other.threads && descriptors == other.descriptors;
+    }
+};
+
+// Platform, network and agent. What the agent may take longer than is documented is kMachine.
+class ImpairedSession
+{
+  public:
+    // `strike` is called when everything stands but the agent.
+    explicit ImpairedSession(
+        double agentClock, const std::function<void(Network *)> &strike = [](Network *) {},
+        const PlatformOptions &platformOptions = BehindRelays(), AgentOptions agentOptions = {});
+
+    // Waits for the session, and remembers what the agent holds.
+    void Settle();
+
+    // Waits for the next login behind the mark and prints how long after `begin` (in seconds since the epoch) it came,
+    // in the agent's time. It has to come within `documented` seconds, commands have to be answered then, and the agent
+    // must hold what it held in the session before, if it was settled.
+    void ExpectRecovery(double begin, double documented);
+
+    // Has commands answered: one that asks, one that sets.
+    void ExpectAnswers();
+
+    // As much as the agent held when the session was settled, or as in a session without any trouble.
+    void ExpectHoldings();
+
+    const double clock;
+    Platform platform;
+    Network network;
+    Agent agent;
+
+  private:
+    std::unique_ptr<Holdings> settled_;
+};
+
+// Now, in seconds since the epoch, as the platform's events have it.
+double EpochNow();
+
+// Prints a scenario's row, named after the test; scripts/impaired-networks.sh makes a table of them.
+void PrintRecovery(double documented, double measured);
