@@ -1,7 +1,9 @@
 #include "tests/e2e/Agent.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <regex>
 #include <sys/inotify.h>
@@ -14,18 +16,28 @@ std::string ConfigText::Text() const
            "\nPORT=" + port + "\n";
 }
 
+std::string AgentProgram()
+{
+    const char *other = getenv("E2E_AGENT");
+    return other ? other : PLUG_PROGRAM;
+}
+
+std::map<std::string, std::string> AgentClock(double factor)
+{
+    std::map<std::string, std::string> environment = {{"FASTCLOCK_FACTOR", std::to_string(factor)}};
+    if (!getenv("E2E_AGENT")) environment["LD_PRELOAD"] = PLUG_PRELOAD;
+    return environment;
+}
+
 Agent::Agent(const AgentOptions &options)
 {
     mkdir(kAgentFolder, 0755);
     if (!options.config.empty()) WriteFile(kConfigFile, options.config);
     ProcessOptions program;
-    program.arguments = {PLUG_PROGRAM};
+    program.arguments = {AgentProgram()};
     program.arguments.insert(program.arguments.end(), options.arguments.begin(), options.arguments.end());
     program.environment = options.environment;
-    if (options.clock != 1) {
-        program.environment["LD_PRELOAD"] = PLUG_PRELOAD;
-        program.environment["FASTCLOCK_FACTOR"] = std::to_string(options.clock);
-    }
+    if (options.clock != 1) program.environment.merge(AgentClock(options.clock));
     program.environment.emplace("ROUTER_SIM_LOG", kCallLog);
     program.environment.emplace("TZ", "UTC");
     program.folder = kAgentFolder;
@@ -33,6 +45,14 @@ Agent::Agent(const AgentOptions &options)
     process_ = std::make_unique<Process>(program);
     close(process_->Output());
     lines_ = std::make_unique<Lines>(process_->Errors());
+}
+
+Agent::~Agent()
+{
+    process_.reset();
+    const std::string log = RawLog();
+    const size_t report = log.find("WARNING: ThreadSanitizer");
+    if (report != std::string::npos) ADD_FAILURE() << log.substr(report, 8000);
 }
 
 static std::string WithoutColours(const std::string &line)

@@ -41,11 +41,18 @@ struct LogEntry {
     size_t number; // of its line
 };
 
+// The agent's program: the one of this build, or the one that E2E_AGENT names.
+std::string AgentProgram();
+// What makes its time run `factor` times faster. The program that E2E_AGENT names has a fast clock of its own.
+std::map<std::string, std::string> AgentClock(double factor);
+
 class Agent
 {
   public:
     // Writes the files and starts the agent.
     explicit Agent(const AgentOptions &options = {});
+    // Ends the agent. Fails the test when ThreadSanitizer has found something in it.
+    ~Agent();
 
     // The first entry of the log, from line `from` on, whose text begins so. Throws Failure when there is none within
     // `seconds`.

@@ -27,8 +27,10 @@
 // syscall() (std::future::wait_for). Children that are preloaded too are fast too: a `ping` among them reports fast
 // times. No call that is replaced allocates memory or takes a lock.
 //
-// A program built with AddressSanitizer wants LD_PRELOAD="libasan.so libfastclock.so", in this order; one built with
-// ThreadSanitizer does not work under this library (it hangs when it ends).
+// A program built with AddressSanitizer wants LD_PRELOAD="libasan.so libfastclock.so", in this order. One built with
+// ThreadSanitizer does not work under this library (it hangs when it ends), because its runtime has to see all calls
+// first. FASTCLOCK_INSIDE makes these sources a part of such a program instead (see FastClock.cmake): the linker leads
+// the program's calls here, and ours to whoever would have got them.
 #include "FastClock.h"
 
 #include <dlfcn.h>
@@ -222,6 +224,12 @@ static void CheckConditionLayout(void)
     pthread_condattr_destroy(&attr);
 }
 
+#ifdef FASTCLOCK_INSIDE
+#define FIND_REAL(name, result, arguments)                                                                             \
+    extern result __real_##name arguments;                                                                             \
+    real.name = __real_##name;
+#else
+#define FIND_REAL(name, result, arguments) real.name = (result(*) arguments)FindReal(#name);
 static void *FindReal(const char *name)
 {
     // Older programs may be linked to this call's first version, which has another pthread_cond_t behind it; an
@@ -232,11 +240,11 @@ static void *FindReal(const char *name)
     if (!found) Die("this C library is older than 2.35");
     return found;
 }
+#endif
 
 static void Setup(void)
 {
     s_inSetup = true;
-#define FIND_REAL(name, result, arguments) real.name = (result(*) arguments)FindReal(#name);
     REAL_CALLS(FIND_REAL)
 
     const char *factor = getenv("FASTCLOCK_FACTOR");

@@ -113,7 +113,7 @@ struct Spoken {
 Spoken Speak(const std::vector<std::string> &arguments)
 {
     ProcessOptions program;
-    program.arguments = {PLUG_PROGRAM};
+    program.arguments = {AgentProgram()};
     program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
     std::unique_ptr<Lines> output, errors; // outlive the program that writes them
     Process process(program);

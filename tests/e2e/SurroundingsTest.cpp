@@ -70,8 +70,8 @@ TEST_F(Surroundings, ALostErrorOutputDoesNotEndTheAgent)
     Platform platform;
     ProcessOptions options;
     WriteFile(kConfigFile, ConfigText().Text());
-    options.arguments = {PLUG_PROGRAM, "-d"};
-    options.environment = {{"LD_PRELOAD", PLUG_PRELOAD}, {"FASTCLOCK_FACTOR", "20"}};
+    options.arguments = {AgentProgram(), "-d"};
+    options.environment = AgentClock(20);
     Process agent(options);
     close(agent.Output());
     close(agent.Errors()); // every line that it logs brings SIGPIPE

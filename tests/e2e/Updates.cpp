@@ -45,15 +45,15 @@ void Install(const std::string &path, const std::string &content)
 
 void InstallAgent()
 {
-    Install(kOld, std::string("#!/bin/sh\necho $$ >") + kAgentId + "\nexec " PLUG_PROGRAM " \"$@\"\n");
+    Install(kOld, std::string("#!/bin/sh\necho $$ >") + kAgentId + "\nexec " + AgentProgram() + " \"$@\"\n");
 }
 
 std::map<std::string, std::string> AgentEnvironment(double clock)
 {
-    return {{"LD_LIBRARY_PATH", PLUG_BUILD_FOLDER},
-            {"LD_PRELOAD", PLUG_PRELOAD},
-            {"FASTCLOCK_FACTOR", std::to_string(clock)},
-            {"TZ", "UTC"}};
+    std::map<std::string, std::string> environment = AgentClock(clock);
+    environment["LD_LIBRARY_PATH"] = std::filesystem::path(AgentProgram()).parent_path();
+    environment["TZ"] = "UTC";
+    return environment;
 }
 
 std::string Runs()
