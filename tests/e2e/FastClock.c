@@ -10,13 +10,16 @@
 //                     both clocks. Processes given the same anchor share one fast date; the realtime part may be any
 //                     date that the test wants to start at. When unset the anchor is the moment of loading, and is put
 //                     into the environment so that the children share it.
+//   FASTCLOCK_SHIFT   path of a file of 8 bytes, optional: nanoseconds, a native signed number, by which the fast
+//                     date is shifted. Whoever writes to the file sets the date of all running processes; a wait for a
+//                     date that has begun is not moved by it.
 //
 // How it works. Every fast clock is driven by the real monotonic clock alone:
 //
 //   fast monotonic = anchor monotonic + (real monotonic - anchor monotonic) * factor     (rounded down)
 //   fast realtime  = anchor realtime  + (real monotonic - anchor monotonic) * factor
 //
-// so both advance in step, never go back, and a correction of the machine's date does not reach the process.
+// so both advance in step, never go back (unless FASTCLOCK_SHIFT sets the date back), and a correction of the machine's date does not reach the process.
 // A deadline is turned back into real monotonic time (rounded up, so that nothing wakes before its fast time) and
 // waited for with the call that takes a clock as an argument: pthread_cond_clockwait and its kin, which glibc has
 // since 2.30. Thus a condition variable waits on the right clock whichever it was made for, and no particular symbol
@@ -35,9 +38,11 @@
 
 #include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -53,6 +58,8 @@ static struct FastClock {
     int64_t anchorMono; // ns
     int64_t bootOffset; // CLOCK_BOOTTIME - CLOCK_MONOTONIC at loading: time that the machine was suspended
     int64_t rawOffset;  // CLOCK_MONOTONIC_RAW - CLOCK_MONOTONIC at loading
+
+    const int64_t *shift; // of the date, by whoever runs us; null: none
 } s_clock;
 
 static pthread_once_t s_once = PTHREAD_ONCE_INIT;
@@ -113,6 +120,11 @@ Wide FastDuration(Wide ns)
 
 // --- the fast clocks
 
+static Wide Shift(void)
+{
+    return s_clock.shift ? __atomic_load_n(s_clock.shift, __ATOMIC_RELAXED) : 0;
+}
+
 bool FindClock(clockid_t clock, clockid_t *source, Wide *offset)
 {
     *source = CLOCK_MONOTONIC;
@@ -123,7 +135,7 @@ bool FindClock(clockid_t clock, clockid_t *source, Wide *offset)
     case CLOCK_MONOTONIC_RAW: *offset = s_clock.rawOffset; return true;
     case CLOCK_BOOTTIME: *offset = s_clock.bootOffset; return true;
     case CLOCK_REALTIME_COARSE: *source = CLOCK_MONOTONIC_COARSE; // fall through
-    case CLOCK_REALTIME: *offset = (Wide)s_clock.anchorReal - s_clock.anchorMono; return true;
+    case CLOCK_REALTIME: *offset = (Wide)s_clock.anchorReal - s_clock.anchorMono + Shift(); return true;
     default: return false;
     }
 }
@@ -202,6 +214,17 @@ static bool ParseAnchor(const char *text, int64_t *realtime, int64_t *monotonic)
     return *end == '\0' && errno == 0;
 }
 
+static const int64_t *MapShift(const char *path)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    // A page that lies behind the end of its file must not be read.
+    const bool whole = fd >= 0 && lseek(fd, 0, SEEK_END) == sizeof(int64_t);
+    const void *const page = whole ? mmap(NULL, sizeof(int64_t), PROT_READ, MAP_SHARED, fd, 0) : MAP_FAILED;
+    if (fd >= 0) close(fd);
+    if (page == MAP_FAILED) Die("FASTCLOCK_SHIFT must be a file of 8 bytes");
+    return (const int64_t *)page;
+}
+
 bool IsMonotonic(const pthread_cond_t *cond)
 {
     return (__atomic_load_n(&cond->__data.__wrefs, __ATOMIC_RELAXED) & 2) != 0;
@@ -261,6 +284,8 @@ static void Setup(void)
         s_clock.anchorReal = (int64_t)RawNow(CLOCK_REALTIME);
         if (anchor && !ParseAnchor(anchor, &s_clock.anchorReal, &s_clock.anchorMono))
             Die("FASTCLOCK_ANCHOR must be \"<realtime ns> <monotonic ns>\"");
+        const char *shift = getenv("FASTCLOCK_SHIFT");
+        if (shift) s_clock.shift = MapShift(shift);
         CheckConditionLayout();
     }
     __atomic_store_n(&s_ready, true, __ATOMIC_RELEASE);

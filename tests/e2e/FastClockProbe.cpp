@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -419,6 +420,21 @@ int CountSteps()
     return 0;
 }
 
+// Writes a day into the shift file, then nothing again: how far the date goes each time.
+int SetDate(const char *file)
+{
+    const int64_t day = 86400 * SECOND, none = 0;
+    const int fd = open(file, O_WRONLY | O_CLOEXEC);
+    const int64_t before = Now(CLOCK_REALTIME);
+    if (pwrite(fd, &day, sizeof day, 0) != sizeof day) return 1;
+    const int64_t ahead = Now(CLOCK_REALTIME);
+    if (pwrite(fd, &none, sizeof none, 0) != sizeof none) return 1;
+    const int64_t after = Now(CLOCK_REALTIME);
+    close(fd);
+    printf("forth %lld back %lld\n", (long long)(ahead - before), (long long)(after - ahead));
+    return 0;
+}
+
 const std::map<std::string, clockid_t> CLOCKS = {
     {"monotonic", CLOCK_MONOTONIC},
     {"monotonic_coarse", CLOCK_MONOTONIC_COARSE},
@@ -430,7 +446,7 @@ const std::map<std::string, clockid_t> CLOCKS = {
 };
 } // namespace
 
-// fastclock_probe call NAME | span CLOCK | read CLOCK [REAL_CLOCK] | date | steps | child
+// fastclock_probe call NAME | span CLOCK | read CLOCK [REAL_CLOCK] | date | shift FILE | steps | child
 int main(int argc, char **argv)
 {
     alarm(8); // a call that nobody sped up or woke ends here
@@ -445,6 +461,8 @@ int main(int argc, char **argv)
         return Read(CLOCKS.at(name), argc > 3 ? CLOCKS.at(argv[3]) : CLOCK_MONOTONIC);
     } else if (verb == "date") {
         return ReadDate();
+    } else if (verb == "shift") {
+        return SetDate(name.c_str());
     } else if (verb == "steps") {
         return CountSteps();
     } else if (verb == "child") {

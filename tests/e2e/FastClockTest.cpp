@@ -11,6 +11,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 namespace
 {
@@ -216,6 +217,44 @@ TEST(FastClock, AlsoWaitsForDeadlinesOfAnAnchoredDate)
     }
 }
 
+TEST(FastClock, ShiftsTheDateAndNothingElseByTheFileThatItIsGiven)
+{
+    char path[] = "/tmp/fastclock-shift-XXXXXX";
+    const int fd = mkstemp(path);
+    const int64_t date = 1000000000 * SECOND, start = RealMonotonic();
+    const std::string settings =
+        "FASTCLOCK_FACTOR=1000 " + Anchor(date, start) + " FASTCLOCK_SHIFT='" + std::string(path) + "'";
+    for (const int64_t shift : {24 * HOUR, int64_t{0}, -date}) {
+        ASSERT_EQ(static_cast<ssize_t>(sizeof shift), pwrite(fd, &shift, sizeof shift, 0));
+        const ProbeResult realtime = Probe("read realtime", settings);
+        EXPECT_GE(realtime["fast"], date + shift + (realtime["before"] - start) * 1000);
+        EXPECT_LE(realtime["fast"], date + shift + (realtime["after"] - start) * 1000);
+        const ProbeResult monotonic = Probe("read monotonic", settings);
+        EXPECT_GE(monotonic["fast"], start + (monotonic["before"] - start) * 1000);
+        EXPECT_LE(monotonic["fast"], start + (monotonic["after"] - start) * 1000);
+        const ProbeResult wait = Probe("call cond_timedwait:realtime", settings);
+        EXPECT_GE(wait["late"], 0);
+        EXPECT_LT(wait["inner"], WAIT / 2);
+    }
+    close(fd);
+    unlink(path);
+}
+
+TEST(FastClock, SetsTheDateOfAProcessThatRuns)
+{
+    char path[] = "/tmp/fastclock-shift-XXXXXX";
+    const int fd = mkstemp(path);
+    const int64_t none = 0;
+    ASSERT_EQ(static_cast<ssize_t>(sizeof none), pwrite(fd, &none, sizeof none, 0));
+    const ProbeResult probe =
+        Probe(std::string("shift ") + path, "FASTCLOCK_FACTOR=1000 FASTCLOCK_SHIFT=" + std::string(path));
+    close(fd);
+    unlink(path);
+    ASSERT_EQ(0, probe.status) << probe.output;
+    EXPECT_GE(probe["forth"], 24 * HOUR);
+    EXPECT_LT(probe["back"], -23 * HOUR);
+}
+
 TEST(FastClock, TakesDecimalFactorsAndSlowsDownBelowOne)
 {
     const int64_t start = RealMonotonic();
@@ -283,6 +322,11 @@ TEST(FastClock, EndsAProcessWhoseSettingsItCannotRead)
         const ProbeResult probe = Probe("steps", std::string("FASTCLOCK_FACTOR=60 FASTCLOCK_ANCHOR=") + anchor);
         EXPECT_EQ(127, probe.status) << anchor;
         EXPECT_EQ("fastclock: FASTCLOCK_ANCHOR must be \"<realtime ns> <monotonic ns>\"\n", probe.output);
+    }
+    for (const char *shift : {"''", "/nowhere", "/dev/null"}) {
+        const ProbeResult probe = Probe("steps", std::string("FASTCLOCK_FACTOR=60 FASTCLOCK_SHIFT=") + shift);
+        EXPECT_EQ(127, probe.status) << shift;
+        EXPECT_EQ("fastclock: FASTCLOCK_SHIFT must be a file of 8 bytes\n", probe.output);
     }
 }
 } // namespace
