@@ -1,7 +1,7 @@
 #!/bin/sh
 # install-packages.sh - installs the Debian packages that this project needs and that are missing.
 #
-#   scripts/install-packages.sh [build] [run] [check] [lint] [package] [mipsel]      (no group: build run)
+#   scripts/install-packages.sh [build] [run] [check] [lint] [package] [mipsel] [plot]      (no group: build run)
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
@@ -9,6 +9,7 @@
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
 #   package  making and checking Debian packages
 #   mipsel   cross-building for the router and running the result under emulation
+#   plot     the picture of scripts/soak.sh
 #
 # Prints nothing and needs no privileges if nothing is missing; otherwise prints one line, and needs root or sudo.
 set -eu
@@ -36,8 +37,10 @@ packages_of() {
     mipsel)
         # googletest has the sources of the test library, which is built for the target.
         echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
+    plot)
+        echo gnuplot-nox ;;
     *)
-        die "unknown group \"$1\" (build, run, check, lint, package, mipsel)" ;;
+        die "unknown group \"$1\" (build, run, check, lint, package, mipsel, plot)" ;;
     esac
 }
 

@@ -66,7 +66,7 @@ Plugsim::Plugsim(const std::vector<std::string> &arguments)
 
 size_t Plugsim::Do(const std::string &text)
 {
-    const size_t before = lines_->All().size();
+    const size_t before = lines_->Count();
     process_->Write(text + "\n");
     const auto begun = lines_->Find(before, kPatience, [&](const std::string &line) {
         return Matches(line, "command", {{"command", text}});

@@ -51,7 +51,7 @@ class Plugsim
     // How many such events there have been since the start.
     size_t Count(const std::string &name, const Wanted &wanted = {});
     // Lets waits look only at what happens from here on.
-    void Mark() { mark_ = lines_->All().size(); }
+    void Mark() { mark_ = lines_->Count(); }
 
     // Ends the program. Returns its exit status; throws Failure when it does not end.
     int End();

@@ -160,6 +160,12 @@ std::vector<std::string> Lines::All()
     return lines_;
 }
 
+size_t Lines::Count()
+{
+    std::lock_guard<std::mutex> guard(lock_);
+    return lines_.size();
+}
+
 bool Lines::WaitEnd(double seconds)
 {
     std::unique_lock<std::mutex> guard(lock_);

@@ -74,6 +74,7 @@ class Lines
     // A line that Find() has found.
     std::string At(size_t number);
     std::vector<std::string> All();
+    size_t Count();
     // Waits until the writer has ended. False when it has not within `seconds`.
     bool WaitEnd(double seconds);
 

@@ -33,10 +33,11 @@ Programs::Programs()
 {
 }
 
-Scene::Scene() : platform(WithHttp()), updates(Serving(NewAgent())), digest(DigestOfNewAgent())
+Scene::Scene(const ManagerOptions &managerOptions)
+    : platform(WithHttp()), manager(managerOptions), updates(Serving(NewAgent())), digest(DigestOfNewAgent())
 {
     manager.Set("disconnect");
-    platform.Set("http * size=20000");
+    platform.Set("http /download/x size=20000");
 }
 
 void Scene::Clear(bool peer)
@@ -147,18 +148,18 @@ static void ReportInterval(const Turn &turn)
 // New devices are reported by themselves, after a minute; until there is a local peer, or what was taken for one.
 static void NewDevices(const Turn &turn)
 {
-    if (turn.first) turn.agent.WaitLog("Func39 query...", 0, 4 * turn.patience);
+    if (turn.first) turn.agent->WaitLog("Func39 query...", 0, 4 * turn.patience);
 }
 
 static void Surf(const Turn &turn)
 {
-    const std::string log = turn.agent.RawLog();
+    const std::string log = turn.agent->RawLog();
     const size_t from = static_cast<size_t>(std::count(log.begin(), log.end(), '\n'));
     // The agent does not try again when the router fails to let a device back in.
     Reply(turn, std::string("surf del ") + kPhone + " 3 0:00 23:59", 69);
     Reply(turn, std::string("set-device-access mac=") + kPhone + " access=allowed", 32);
     Reply(turn, std::string("surf add ") + kPhone + " 3 0:00 23:59", 69);
-    turn.agent.WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 0", from, 2 * turn.patience);
+    turn.agent->WaitLog("set_dev_access_control for: 02:1A:2B:00:00:14 to 0", from, 2 * turn.patience);
     Reply(turn, std::string("surf del ") + kPhone + " 3 0:00 23:59", 69);
 }
 
@@ -307,7 +308,7 @@ static void RefusedUpdate(const Turn &turn)
 static void Update(const Turn &turn)
 {
     if (UpdateResult(turn, turn.scene.digest) != "0") throw Failure("the update fails");
-    turn.agent.WaitExit(turn.patience);
+    turn.agent->WaitExit(turn.patience);
 }
 
 const std::vector<Session> &Sessions()

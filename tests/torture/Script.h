@@ -24,7 +24,7 @@ class Programs
 
 // Everything else but the agent, for as many agents as one likes, one after the other.
 struct Scene {
-    Scene();
+    explicit Scene(const ManagerOptions &managerOptions = {});
 
     Platform platform;
     Manager manager;
@@ -41,7 +41,7 @@ const std::string &NewAgent();
 // What a step works with. It throws Failure when something does not come within `patience` real seconds.
 struct Turn {
     Scene &scene;
-    Agent &agent;
+    Agent *agent; // null: it writes no log, and steps that read it are not for it
     double patience;
     bool first; // of this agent: some things are done once per process
 };

@@ -173,7 +173,7 @@ bool Torture::GoThrough(const Session &session)
     for (const Step &step : session.steps) {
         if (failed == kGiveUpAfter || !agent_->Runs()) break;
         try {
-            step.run({*scene_, *agent_, kBrief, true});
+            step.run({*scene_, agent_.get(), kBrief, true});
             failed = 0;
         } catch (const Failure &) {
             failed++;
@@ -206,7 +206,7 @@ void Torture::ExpectAll(const Session &session, bool first)
         const double limit = Now() + kPatience;
         for (;;) {
             try {
-                step.run({*scene_, *agent_, first ? kPatience : 4 * kBrief, first});
+                step.run({*scene_, agent_.get(), first ? kPatience : 4 * kBrief, first});
                 break;
             } catch (const Failure &failure) {
                 if (!agent_->Runs() && !session.ends) throw Failure("the agent ends, " + LastWords(agent_.get()));
