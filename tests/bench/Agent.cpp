@@ -16,6 +16,7 @@
 
 #include "Figures.h"
 #include "Link.h"
+#include "tests/support/Processes.h"
 
 namespace fs = std::filesystem;
 
@@ -135,9 +136,11 @@ static long long SumOfLines(const std::string &path, const char *name)
     return sum;
 }
 
-long Agent::PrivateKb() const
+long Agent::DirtyKb() const
 {
-    return static_cast<long>(SumOfLines(Proc("smaps_rollup"), "Private_"));
+    const long dirtyKb = DirtyKbOf(mPid);
+    if (dirtyKb == 0) Fail("the agent is gone");
+    return dirtyKb;
 }
 
 long Agent::HighWaterKb() const

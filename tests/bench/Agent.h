@@ -28,7 +28,7 @@ class Agent
     double StartedMs() const { return mStartedMs; }
     long Descriptors() const;
     long Threads() const;
-    long PrivateKb() const;         // Private_* of smaps_rollup
+    long DirtyKb() const;           // pages that it has written to
     long HighWaterKb() const;       // the most that has ever been resident
     long long WakeUps() const;      // voluntary context switches of all threads so far
     std::string WakeUpList() const; // the same by thread, for people

@@ -105,8 +105,8 @@ static void MeasureLocalStream(int frames, double factor)
         if (!TakeReport(&session, &stream)) break;
         peer.Drain();
         if (stream.came % 10000 == 0)
-            printf("local: %u frames (%.0f s): %ld descriptors, %ld threads, %ld KB private\n", stream.came,
-                   (NowMs() - begin) / 1e3, agent.Descriptors(), agent.Threads(), agent.PrivateKb());
+            printf("local: %u frames (%.0f s): %ld descriptors, %ld threads, %ld KB written to\n", stream.came,
+                   (NowMs() - begin) / 1e3, agent.Descriptors(), agent.Threads(), agent.DirtyKb());
     }
     const uint32_t lost = static_cast<uint32_t>(frames) - stream.came;
     PrintFigure(Format("%d local frames, at most %u of them waiting", frames, kMaxWaiting), "none lost",

@@ -14,13 +14,13 @@ static const long kToleranceKb = 16;
 namespace
 {
 struct Holdings {
-    std::vector<double> descriptors, threads, privateKb;
+    std::vector<double> descriptors, threads, dirtyKb;
 
     void Add(const Agent &agent)
     {
         descriptors.push_back(static_cast<double>(agent.Descriptors()));
         threads.push_back(static_cast<double>(agent.Threads()));
-        privateKb.push_back(static_cast<double>(agent.PrivateKb()));
+        dirtyKb.push_back(static_cast<double>(agent.DirtyKb()));
     }
 };
 } // namespace
@@ -41,15 +41,15 @@ void MeasureSessions(int sessions, int warmUp, double factor)
         if (i >= warmUp && i < warmUp + kWindow) first.Add(agent);
         if (i > sessions - kWindow) last.Add(agent);
         if (i == warmUp || i == sessions || i % 100 == 0)
-            printf("sessions: after %d (%.0f s): %ld descriptors, %ld threads, %ld KB private\n", i,
-                   (NowMs() - begin) / 1e3, agent.Descriptors(), agent.Threads(), agent.PrivateKb());
+            printf("sessions: after %d (%.0f s): %ld descriptors, %ld threads, %ld KB written to\n", i,
+                   (NowMs() - begin) / 1e3, agent.Descriptors(), agent.Threads(), agent.DirtyKb());
     }
     if (first.threads.empty()) Fail("fewer sessions than warm-up");
     const long descriptors = Growth(first.descriptors, last.descriptors);
     const long threads = Growth(first.threads, last.threads);
-    const long privateKb = Growth(first.privateKb, last.privateKb);
+    const long dirtyKb = Growth(first.dirtyKb, last.dirtyKb);
     PrintFigure(Format("%d sessions in a row, growth since session %d", sessions, warmUp),
                 Format("no descriptor, no thread, at most %ld KB", kToleranceKb),
-                Format("%+ld descriptors, %+ld threads, %+ld KB", descriptors, threads, privateKb),
-                descriptors <= 0 && threads <= 0 && privateKb <= kToleranceKb);
+                Format("%+ld descriptors, %+ld threads, %+ld KB", descriptors, threads, dirtyKb),
+                descriptors <= 0 && threads <= 0 && dirtyKb <= kToleranceKb);
 }

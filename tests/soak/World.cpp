@@ -44,16 +44,6 @@ static std::vector<std::string> StatOf(pid_t process)
     return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
 }
 
-// What it has written to: other pages become shared as soon as somebody else runs with the same library.
-static long DirtyKb(pid_t process)
-{
-    std::ifstream file(Proc(process, "smaps_rollup"));
-    long sum = 0;
-    for (std::string line; std::getline(file, line);)
-        if (line.rfind("Private_Dirty", 0) == 0) sum += atol(line.c_str() + line.find(':') + 1);
-    return sum;
-}
-
 static long FilesInTmp()
 {
     long count = 0;
@@ -71,7 +61,7 @@ static bool Look(pid_t process, double speed, Sample *sample)
         const double started = std::stod(stat[19]) / tick; // since the machine's start, as CLOCK_BOOTTIME
         sample->age = (static_cast<double>(Nanoseconds(CLOCK_BOOTTIME)) / kSecond - started) * speed;
         sample->cpuMs = (std::stod(stat[11]) + std::stod(stat[12])) * 1000 / tick;
-        sample->dirtyKb = DirtyKb(process);
+        sample->dirtyKb = DirtyKbOf(process);
         sample->descriptors = static_cast<long>(DescriptorsOf(process));
         sample->threads = static_cast<long>(ThreadsOf(process));
         sample->files = FilesInTmp();

@@ -27,6 +27,6 @@ long DirtyKbOf(pid_t process)
     std::ifstream file("/proc/" + std::to_string(process) + "/smaps_rollup");
     long sum = 0;
     for (std::string line; std::getline(file, line);)
-        if (line.rfind("Private_Dirty", 0) == 0) sum += atol(line.c_str() + line.find(':') + 1);
+        if (line.rfind("Private_Dirty:", 0) == 0) sum += atol(line.c_str() + line.find(':') + 1);
     return sum;
 }

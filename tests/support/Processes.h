@@ -10,6 +10,6 @@
 size_t ThreadsOf(pid_t process = 0);
 size_t DescriptorsOf(pid_t process = 0);
 
-// The memory that a process has written to and shares with nobody, in KB. Other pages become shared as soon as somebody
-// else runs with the same library.
+// The pages that a process has written to, KB; 0 when it has ended. Clean pages of its files are left out: they count as
+// its own or as shared depending on who else has mapped the files just now, such as a second agent.
 long DirtyKbOf(pid_t process);
