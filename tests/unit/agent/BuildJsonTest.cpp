@@ -2,6 +2,7 @@
 #include "plugin/BuildJson.h"
 
 #include <cjson/cJSON.h>
+#include <cstdlib>
 #include <cstring>
 
 #include "http/Download.h"
@@ -144,4 +145,35 @@ TEST_F(BuildJsonTest, AReportThatDoesNotFitIsNotCut)
         EXPECT_EQ(size > 41 ? 0 : -1, code) << size;
         EXPECT_EQ(size > 41 ? whole : "", std::string(out.data()));
     }
+}
+
+// Each of its allocations fails once: at no point a report leaves a member out, and nothing stays allocated.
+TEST_F(BuildJsonTest, AReportWithoutMemoryForAllOfItIsEmpty)
+{
+    static int s_left, s_alive;
+    cJSON_Hooks hooks = {
+        [](size_t size) -> void * { return s_left-- > 0 && ++s_alive ? malloc(size) : nullptr; },
+        [](void *memory) {
+            s_alive -= memory != nullptr;
+            free(memory);
+        },
+    };
+    strcpy(g_pin_code, "1234");
+    cJSON_InitHooks(&hooks);
+    for (const int kind : {1, 2, 4, 5, 6}) {
+        s_alive = 0;
+        s_left = 1000;
+        const std::string whole = Build(kind, 0, "02AABBCCDDEE", "d");
+        EXPECT_EQ("0 {", whole.substr(0, 3));
+        const int needed = 1000 - s_left;
+        EXPECT_GT(needed, 6) << kind;
+        for (int allocations = 0; allocations < needed; allocations++) {
+            s_left = allocations;
+            EXPECT_EQ("-1 ", Build(kind, 0, "02AABBCCDDEE", "d")) << kind << " with " << allocations;
+            EXPECT_EQ(0, s_alive) << kind << " with " << allocations;
+        }
+        s_left = needed;
+        EXPECT_EQ(whole, Build(kind, 0, "02AABBCCDDEE", "d"));
+    }
+    cJSON_InitHooks(nullptr);
 }

@@ -178,6 +178,25 @@ TEST_F(CBHandleTest, ARegisterAckTooShortForItsFieldsIsRefused)
     }
 }
 
+TEST_F(CBHandleTest, AcknowledgementsThatCannotBeDecryptedAreRefused)
+{
+    const Bytes registered = Encrypted(RegisterAckRecord());
+    BeforeRegistration();
+    FakeRefuseCipherKey();
+    CBHandle(Received(11, {}, registered));
+    EXPECT_EQ(0, mRegist);
+    EXPECT_STREQ("", mLoginServer);
+    EXPECT_EQ(0, mQuitPro);
+
+    const Bytes loggedIn = Encrypted(Hex("00 00 3C 00"));
+    BeforeLogin();
+    FakeRefuseCipherKey();
+    CBHandle(Received(11, {}, loggedIn));
+    EXPECT_EQ(0, mLogin);
+    EXPECT_EQ(1, mQuitPro);
+    EXPECT_EQ("", StatusFile());
+}
+
 // ---- Login acknowledgement ----
 
 TEST_F(CBHandleTest, LoginAckSetsTheHeartbeatIntervalToAtLeastTwenty)

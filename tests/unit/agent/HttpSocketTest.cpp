@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include "Plug.h"
 #include "platform/TcpServer.h"
 #include "tests/support/HttpServer.h"
 #include "tests/unit/agent/AgentTest.h"
@@ -174,6 +175,23 @@ TEST_F(HttpSocketTest, AFailedConnectLeavesTheSocketOpen)
     EXPECT_EQ(port.Number(), m_port);
 }
 
+// The kernel has no route for a stream to everybody, and says so without sending anything.
+TEST_F(HttpSocketTest, AConnectThatFailsAtOnceLeavesTheSocketOpen)
+{
+    ASSERT_TRUE(CreateHttpSocket());
+    EXPECT_EQ(0, ConnectHttp("255.255.255.255", 80));
+    EXPECT_EQ(0, m_bConnected);
+    EXPECT_GT(m_s, 0);
+}
+
+TEST_F(HttpSocketTest, WithoutASocketNothingIsConnected)
+{
+    HttpServer server([](HttpConnection &) {});
+    EXPECT_EQ(0, ConnectHttp("127.0.0.1", server.Port()));
+    EXPECT_EQ(0, m_bConnected);
+    EXPECT_TRUE(server.Requests().empty());
+}
+
 TEST_F(HttpSocketTest, PortsOutside1To65535AreRefused)
 {
     ASSERT_TRUE(CreateHttpSocket());
@@ -280,6 +298,7 @@ TEST_F(HttpSocketTest, HeaderLinesAreReadOneByOne)
     char line[8];
     EXPECT_EQ(-1, GetResponseLine(line, sizeof line));
     Ask(&server);
+    EXPECT_EQ(-1, GetResponseLine(line, 0)); // takes nothing
     for (int round = 0; round < 2; round++) {
         EXPECT_EQ(7, GetResponseLine(line, sizeof line)); // cut to its room
         EXPECT_STREQ("HTTP/1.", line);
@@ -339,6 +358,27 @@ TEST_F(HttpSocketTest, ALetGoEndsThisTransferOnly)
     EXPECT_FALSE(CreateHttpSocket());
     HttpRelease();
     ASSERT_TRUE(HttpClaim(HTTP_ENDS_WITH_SESSION));
+    EXPECT_TRUE(CreateHttpSocket());
+}
+
+TEST_F(HttpSocketTest, ATransferThatLetsGoDoesNotConnectAnyMore)
+{
+    HttpServer server([](HttpConnection &) {});
+    ASSERT_TRUE(CreateHttpSocket());
+    HttpLetGo();
+    EXPECT_EQ(0, ConnectHttp("127.0.0.1", server.Port()));
+    EXPECT_EQ(0, m_bConnected);
+    EXPECT_TRUE(server.Requests().empty());
+}
+
+TEST_F(HttpSocketTest, WithoutASessionToFollowATransferLetsGoAtOnce)
+{
+    HttpFollow(nullptr);
+    ClaimAgain(HTTP_OUTLASTS_SESSION);
+    EXPECT_TRUE(HttpPause(1000)); // although the clock stands still
+    EXPECT_FALSE(CreateHttpSocket());
+    PlugConnectModules();
+    ClaimAgain(HTTP_OUTLASTS_SESSION);
     EXPECT_TRUE(CreateHttpSocket());
 }
 

@@ -1,7 +1,9 @@
 // The update of the agent itself: its file, the status, and what is reported.
 #include "plugin/PlugUpdate.h"
 
+#include <cjson/cJSON.h>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -146,6 +148,15 @@ TEST_F(PlugUpdateTest, AFileThatCannotBeReadDoesNotChangeTheDigest)
         EXPECT_STREQ("untouched", digest);
         EXPECT_TRUE(Logged("fopen"));
     }
+}
+
+// A process's own memory is a regular file, and nothing can be read at its beginning.
+TEST_F(PlugUpdateTest, AReadThatFailsDoesNotChangeTheDigest)
+{
+    char digest[kMd5TextSize] = "untouched";
+    EXPECT_EQ(-1, Compute_file_md5("/proc/self/mem", digest));
+    EXPECT_STREQ("untouched", digest);
+    EXPECT_TRUE(Logged("fread"));
 }
 
 // ---- Removing ----
@@ -329,6 +340,37 @@ TEST_F(PlugUpdateTest, ASecondDownloadAtTheSameTimeIsAFailure)
     ExpectFailure();
     EXPECT_EQ("of an earlier update", Update());
     EXPECT_TRUE(FakeCommands().empty());
+}
+
+// A file that has no digest is treated like one with a wrong digest.
+TEST_F(PlugUpdateTest, AFileThatIsGoneBeforeItsDigestIsTakenIsAFailure)
+{
+    const auto removing = [](HttpConnection &connection) {
+        const std::string body = NewAgent();
+        connection.Send(HeaderFor(body.size()) + body.substr(0, 1000));
+        EXPECT_TRUE(Within([] { return Update().size() == 1000; }));
+        EXPECT_EQ(0, unlink(kPathPlugDownload));
+        connection.Send(body.substr(1000));
+    };
+    ExpectFailureOf(removing);
+    EXPECT_TRUE(Logged("md5: self:===down :" + std::string(kBodyMd5)));
+    EXPECT_EQ(1u, FakeCommands().size());
+    unlink(kPathPlugStatus);
+
+    HttpServer server(removing);
+    EXPECT_EQ(0xFFFFFFFFu, DownLoadProc(kBodyMd5, "127.0.0.1", server.Port(), "/x"));
+    EXPECT_EQ("", StatusFile());
+    ExpectNothingSent();
+}
+
+TEST_F(PlugUpdateTest, WithoutMemoryForItsReportAFailureStillWritesItsStatus)
+{
+    cJSON_Hooks hooks = {[](size_t) -> void * { return nullptr; }, free};
+    cJSON_InitHooks(&hooks);
+    EXPECT_EQ(0, PlugUpdate(false));
+    cJSON_InitHooks(nullptr);
+    ExpectNothingSent();
+    EXPECT_EQ("104\n", StatusFile());
 }
 
 TEST_F(PlugUpdateTest, AnUpdateThatIsReceivingContinuesAfterItsSessionAndEndsWithItsStatus)
