@@ -1,11 +1,12 @@
 #!/bin/sh
 # install-packages.sh - installs the Debian packages that this project needs and that are missing.
 #
-#   scripts/install-packages.sh [build] [run] [check] [lint] [package] [mipsel] [plot]      (no group: build run)
+#   scripts/install-packages.sh [GROUP]...      (no group: build run)
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
 #   check    fuzzing and memory checking
+#   coverage counting what the tests run
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
 #   package  making and checking Debian packages
 #   mipsel   cross-building for the router and running the result under emulation
@@ -30,6 +31,8 @@ packages_of() {
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.
         echo clang libclang-rt-dev llvm valgrind libc6-dbg ;;
+    coverage)
+        echo gcovr ;;
     lint)
         echo clang clang-format clang-tidy cppcheck shellcheck mandoc ;;
     package)
@@ -40,7 +43,7 @@ packages_of() {
     plot)
         echo gnuplot-nox ;;
     *)
-        die "unknown group \"$1\" (build, run, check, lint, package, mipsel, plot)" ;;
+        die "unknown group \"$1\"; the first lines of $0 list them" ;;
     esac
 }
 

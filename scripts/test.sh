@@ -17,6 +17,8 @@ test.sh - builds the project and runs its tests
       lint      scripts/lint.sh, and a build with clang
       fuzz      every fuzz target for $fuzz_seconds s, starting with its corpus
       demo      scripts/demo.sh without a terminal
+  scripts/test.sh --coverage                 the agent's tests in a build that counts, then scripts/coverage.sh: which
+                                             lines and branches they run. Not part of --all: six minutes more
 
   --filter REGEX   only tests whose name matches; no lint, no fuzzing and no demo then
   --help           this text
@@ -33,11 +35,12 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 logs=$repo/build/logs
 jobs=$(nproc)
-all='' filter=()
+all='' only=() filter=()
 
 while [ $# -gt 0 ]; do
     case $1 in
     --all) all=yes ;;
+    --coverage) only=(coverage) ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -51,12 +54,14 @@ done
 
 # ---- The stages
 
-build() { # PRESET
+build() { # PRESET [TARGET]...
+    local preset=$1
+    shift
     mkdir -p "$logs"
     (
         cd "$repo" || exit
-        quietly "$logs/$1-configure.log" "configuring $1" cmake --preset "$1" &&
-            quietly "$logs/$1-build.log" "building $1" cmake --build "build/$1" -j "$jobs"
+        quietly "$logs/$preset-configure.log" "configuring $preset" cmake --preset "$preset" &&
+            quietly "$logs/$preset-build.log" "building $preset" cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"}
     )
 }
 
@@ -173,6 +178,14 @@ run_fuzz() {
     [ $stage_counted -eq 0 ]
 }
 
+run_coverage() {
+    "$repo/scripts/install-packages.sh" build run coverage && build coverage agent_test os_test plug plugsim e2e_test || return
+    find "$repo/build/coverage" -name '*.gcda' -delete # of an earlier run
+    run_ctest coverage -L '^(agent|e2e)$' || return
+    "$repo/scripts/coverage.sh" | tee "$logs/coverage.log"
+    [ "${PIPESTATUS[0]}" -eq 0 ]
+}
+
 run_demo() {
     "$repo/scripts/demo.sh" </dev/null 2>&1 | tee "$logs/demo.log" || return
     passed=$((passed + 1))
@@ -206,6 +219,7 @@ start=$(now_us)
 stages=(release)
 [ -z "$all" ] || stages+=(asan tsan mipsel)
 [ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lint fuzz demo)
+[ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done
 
 title "== Summary, $(seconds $(($(now_us) - start))) s"
