@@ -10,6 +10,7 @@
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
 #   package  making and checking Debian packages
 #   mipsel   cross-building for the router and running the result under emulation
+#   vm       booting a virtual machine
 #   plot     the picture of scripts/soak.sh
 #
 # Prints nothing and needs no privileges if nothing is missing; otherwise prints one line, and needs root or sudo.
@@ -40,6 +41,8 @@ packages_of() {
     mipsel)
         # googletest has the sources of the test library, which is built for the target.
         echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
+    vm)
+        echo qemu-system-x86 e2fsprogs ;;
     plot)
         echo gnuplot-nox ;;
     *)

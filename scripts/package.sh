@@ -19,6 +19,7 @@ END
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
+. "$repo/scripts/lib/bare-root.sh"
 logs=$repo/build/logs
 build=$repo/build/package
 packages=$repo/build/packages
@@ -54,21 +55,8 @@ say "lintian finds nothing"
 
 title "== A bare Debian"
 [ "$(id -u)" = 0 ] || die "--test needs root"
-suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
-mirror=$(apt-get indextargets --format '$(SITE) $(RELEASE)' | awk -v suite="$suite" '$2 == suite { print $1; exit }')
-[ -n "$mirror" ] || die "no mirror of $suite in apt's lists"
-if [ ! -e "$root.tar" ]; then
-    rm -rf "$root"
-    quietly "$logs/debootstrap.log" "fetching" debootstrap --variant=minbase "$suite" "$root" "$mirror" || exit
-    # What the packages depend on, so that the tries below need no network.
-    depends=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Depends; done |
-        tr ',' '\n' | sed -e 's/(.*//' -e 's/.*|//' -e 's/ //g' | grep -v -e '^plug' -e '^$' | sort -u)
-    quietly "$logs/depends.log" "fetching what they depend on" chroot "$root" sh -c \
-        "apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends ${depends//$'\n'/ }" || exit
-    tar -C "$root" -cf "$root.tar.new" . && mv "$root.tar.new" "$root.tar" || exit
-fi
-rm -rf "$root"
-mkdir "$root" && tar -C "$root" -xf "$root.tar" || exit
+mapfile -t depends < <(depends_of "$packages"/*.deb)
+bare_root bare-root "${depends[@]}" && fresh_root bare-root || exit
 
 # In a mount namespace of its own, so that nothing stays mounted whatever happens.
 inside() { unshare --mount --pid --net --fork sh -c 'mount -t proc proc "$0/proc" && ip link set lo up && exec chroot "$0" sh -c "$1"' "$root" "$1"; }

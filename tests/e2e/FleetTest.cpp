@@ -13,8 +13,9 @@ std::vector<int> PausesOfFifty(const std::string &settings)
 {
     NeedPrograms({"unshare"});
     Install(kOld, Script("echo 102 >/tmp/home/status.$ROUTER; exit 255"));
-    const std::string all = "LONG_PAUSE=60\nPLUG_STATUS=/tmp/home/status.$ROUTER\n"
-                            "sleep() { log \"process $$ is starting again in $1 s\"; command sleep 1000; }\n";
+    const std::string all =
+        "PLUG_RUN=/tmp/home/run.$ROUTER\nmkdir -p $PLUG_RUN\nLONG_PAUSE=60\nPLUG_STATUS=/tmp/home/status.$ROUTER\n"
+        "sleep() { log \"process $$ is starting again in $1 s\"; command sleep 1000; }\n";
     std::vector<std::unique_ptr<Supervisor>> supervisors;
     for (int router = 10; router < 60; router++)
         supervisors.push_back(std::make_unique<Supervisor>(
