@@ -3,6 +3,8 @@
 add_library(plug_warnings INTERFACE)
 target_compile_options(plug_warnings INTERFACE -Wall -Wextra -Wshadow -Wvla
   $<$<BOOL:${PLUG_WERROR}>:-Werror>)
+# For the folders of programs: also conversions that may change a value. Tests make their values as they need them.
+set(PLUG_PROGRAM_WARNINGS -Wconversion -Wno-sign-conversion)
 if(PLUG_SANITIZE)
   add_compile_options(-fsanitize=${PLUG_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${PLUG_SANITIZE})
@@ -12,12 +14,21 @@ if(PLUG_SANITIZE)
   endif()
 endif()
 
-# What a toolchain file wants programs, and the libraries that become part of them, to be made of.
-if(PLUG_PROGRAM_CODE)
-  unset(CMAKE_POSITION_INDEPENDENT_CODE)
-  add_compile_options("$<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:${PLUG_PROGRAM_CODE}>")
-  add_link_options("$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PLUG_PROGRAM_LINK}>")
+# Whether programs can stand at any address; docs/benchmarks.md says what it costs. At a fixed one, programs and the
+# libraries that become part of them are made as the toolchain file wants it.
+if(NOT DEFINED PLUG_PIE_DEFAULT)
+  set(PLUG_PIE_DEFAULT ON)
 endif()
+option(PLUG_PIE "programs run at any address (mipsel: 23 KB, in the 16-bit encoding 26 KB)" ${PLUG_PIE_DEFAULT})
+if(PLUG_PIE)
+  set(program_link -pie)
+else()
+  unset(CMAKE_POSITION_INDEPENDENT_CODE)
+  set(program_code -fno-pic -fno-pie ${PLUG_FIXED_ADDRESS_CODE})
+  set(program_link -no-pie ${program_code})
+  add_compile_options("$<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:${program_code}>")
+endif()
+add_link_options("$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${program_link}>")
 if(NOT PLUG_RELRO)
   set(PLUG_RELRO relro)
 endif()

@@ -56,24 +56,25 @@ foreach(language C CXX)
     "-isystem \"${PLUG_TARGET_LIBRARIES}/usr/include/${PLUG_TARGET_TRIPLE}\" -isystem \"${PLUG_TARGET_LIBRARIES}/usr/include\"")
 endforeach()
 # The largest page that 32-bit routers use is 16 KiB; the linker's own 64 KiB would fill a third of the file with zeros.
-set(PLUG_TARGET_PAGE_SIZE 0x4000)
+# With the other page size the linker reckons whether zeros in the file save a page of memory: they never do.
+set(PLUG_TARGET_PAGES -Wl,-z,max-page-size=0x4000,-z,common-page-size=16)
 # Programs stand at a fixed address and call libraries through PLTs: position-independent code and its table of addresses
-# make them a quarter larger on this processor. Read-only relocations would begin a page of their own, up to 16 KiB of
+# make them a fifth larger on this processor. Read-only relocations would begin a page of their own, up to 16 KiB of
 # zeros in the file, for the one page of addresses that is left. Libraries, heap and stacks still move.
-set(PLUG_PROGRAM_CODE -fno-pic -fno-pie -mno-shared -mplt)
-set(PLUG_PROGRAM_LINK -no-pie ${PLUG_PROGRAM_CODE})
+set(PLUG_PIE_DEFAULT OFF)
+set(PLUG_FIXED_ADDRESS_CODE -mno-shared -mplt)
 set(PLUG_RELRO norelro)
-# A quarter smaller again, on processors that have the 16-bit encoding.
+# A quarter smaller again, on processors that have the 16-bit encoding; what is saved pays for any address.
 option(PLUG_MIPS16 "the agent in the processor's 16-bit encoding (MIPS16e)" OFF)
 if(PLUG_MIPS16)
-  set(PLUG_AGENT_CODE -mips16)
-  list(APPEND PLUG_PROGRAM_CODE -minterlink-mips16) # jumps from one encoding to the other change it
+  set(PLUG_AGENT_CODE -mips16 -minterlink-mips16) # jumps from one encoding to the other change it
   # GCC 12 computes wrong doubles in it, so code that computes with them stays in the other encoding.
   set(PLUG_AGENT_DOUBLES_CODE -mno-mips16 -fno-lto)
+  set(PLUG_PIE_DEFAULT ON)
 endif()
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT
-    "-L\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,/usr/${PLUG_TARGET_TRIPLE}/lib -Wl,-z,max-page-size=${PLUG_TARGET_PAGE_SIZE}")
+    "-L\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,\"${PLUG_TARGET_LIBRARY_FOLDER}\" -Wl,-rpath-link,/usr/${PLUG_TARGET_TRIPLE}/lib ${PLUG_TARGET_PAGES}")
 endforeach()
 
 # The emulator's C library stands first in the search path: found after another one, programs crash at start.

@@ -14,6 +14,7 @@ test.sh - builds the project and runs its tests
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
       tsan      unit and end-to-end tests with ThreadSanitizer
       mipsel    unit tests built for the router, under emulation
+      mips16    the same of the agent in the 16-bit encoding, at any address
       lint      scripts/lint.sh, and a build with clang
       fuzz      every fuzz target for $fuzz_seconds s, starting with its corpus
       demo      scripts/demo.sh without a terminal
@@ -121,6 +122,10 @@ run_mipsel() {
     "$repo/scripts/install-packages.sh" build mipsel && build mipsel && run_ctest mipsel -LE e2e
 }
 
+run_mips16() {
+    "$repo/scripts/install-packages.sh" build mipsel && build mips16 && run_ctest mips16 -LE e2e
+}
+
 run_lint() {
     local status
     "$repo/scripts/install-packages.sh" build lint && build clang || return
@@ -217,7 +222,7 @@ stage() { # NAME
 
 start=$(now_us)
 stages=(release)
-[ -z "$all" ] || stages+=(asan tsan mipsel)
+[ -z "$all" ] || stages+=(asan tsan mipsel mips16)
 [ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lint fuzz demo)
 [ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done
