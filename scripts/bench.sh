@@ -82,8 +82,10 @@ all_sizes() {
         echo "size: no cross compiler (scripts/install-packages.sh mipsel), so nothing for mipsel"
         return
     fi
-    build_preset mipsel all_agents || cat "$log"
-    sizes mipsel mipsel $((136 * 1024)) $((116 * 1024))
+    for preset in mipsel mips16; do
+        build_preset "$preset" all_agents || cat "$log"
+        sizes "$preset" "$preset" $((126 * 1024)) $((110 * 1024))
+    done
 }
 
 build_preset release all_agents agent_bench codec_bench dispatch_bench surf_bench md5_bench || { cat "$log"; die "the build failed"; }
