@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
+#include <initializer_list>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -329,9 +330,11 @@ static void StopThreads()
 void CommServerStop()
 {
     StopThreads();
-    const pthread_t threads[] = {CommHandlePID, CommServerPID, CommReleasePID};
-    for (int i = 0; i < s_started; i++) OsThreadJoin(threads[i]);
-    s_started = 0;
+    for (const pthread_t thread : {CommHandlePID, CommServerPID, CommReleasePID}) {
+        if (s_started == 0) break;
+        OsThreadJoin(thread);
+        s_started--;
+    }
     if (InstanceState == 1) Reap(); // started after the reaper ended, or without a reaper
     RingQueue_Destroy(pCommRQ);
     OsFree(pCommRQ);

@@ -17,6 +17,7 @@ class OsAtomic : public std::atomic<T>
     using std::atomic<T>::atomic;
 
     [[gnu::always_inline]] operator T() const { return this->load(std::memory_order_acquire); }
+    // NOLINTNEXTLINE(misc-unconventional-assign-operator): the value, as std::atomic does; two can be set in a row
     [[gnu::always_inline]] T operator=(T value)
     {
         this->store(value, std::memory_order_release);
