@@ -93,12 +93,21 @@ void Plugsim::Set(const std::string &text)
 
 Event Plugsim::Wait(const std::string &name, const Wanted &wanted, double seconds)
 {
+    const size_t found = Await(name, wanted, seconds);
+    mark_ = found + 1;
+    return Event(lines_->At(found));
+}
+
+Event Plugsim::WaitAlso(const std::string &name, const Wanted &wanted, double seconds)
+{
+    return Event(lines_->At(Await(name, wanted, seconds)));
+}
+
+size_t Plugsim::Await(const std::string &name, const Wanted &wanted, double seconds)
+{
     const auto found =
         lines_->Find(mark_, seconds, [&](const std::string &line) { return Matches(line, name, wanted); });
-    if (found) {
-        mark_ = *found + 1;
-        return Event(lines_->At(*found));
-    }
+    if (found) return *found;
     std::string text = "no event " + name;
     for (const auto &member : wanted) text += " " + member.first + "=" + member.second;
     const std::vector<std::string> all = lines_->All();

@@ -46,6 +46,8 @@ class Plugsim
     // The oldest event after the mark that has this name and these contents; it becomes the new mark. Throws Failure
     // when none comes within `seconds`.
     Event Wait(const std::string &name, const Wanted &wanted = {}, double seconds = kPatience);
+    // The same, but leaves the mark alone: for an event that others may come before or behind.
+    Event WaitAlso(const std::string &name, const Wanted &wanted = {}, double seconds = kPatience);
     // Whether such an event has happened so far, after the mark. Ask this after a wait for a later event.
     bool Happened(const std::string &name, const Wanted &wanted = {});
     // How many such events there have been since the start.
@@ -57,6 +59,8 @@ class Plugsim
     int End();
 
   private:
+    // The number of the line of the oldest event after the mark that has this name and these contents.
+    size_t Await(const std::string &name, const Wanted &wanted, double seconds);
     // Sends a command and waits for its end. Returns the number of the line that shows its begin.
     size_t Do(const std::string &text);
 
