@@ -29,6 +29,15 @@ std::map<std::string, std::string> AgentClock(double factor)
     return environment;
 }
 
+bool AgentIsSanitized()
+{
+#ifdef PLUG_SANITIZED
+    return true;
+#else
+    return getenv("E2E_AGENT") != nullptr;
+#endif
+}
+
 Agent::Agent(const AgentOptions &options)
 {
     mkdir(kAgentFolder, 0755);

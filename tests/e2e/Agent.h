@@ -46,6 +46,9 @@ std::string AgentProgram();
 // What makes its time run `factor` times faster. The program that E2E_AGENT names has a fast clock of its own.
 std::map<std::string, std::string> AgentClock(double factor);
 
+// Whether its program is one whose memory is mostly a sanitizer's.
+bool AgentIsSanitized();
+
 class Agent
 {
   public:
