@@ -85,10 +85,12 @@ TEST_F(ImpairedCommands, ThatArriveTwiceAreDoneAndAnsweredTwice)
 
 TEST_F(ImpairedCommands, OnAConnectionThatIsMadeTwiceAtThePlatformAreDoneOnce)
 {
+    const Holdings good = OnAGoodNetwork();
     ImpairedSession session(kClock, [](Network *network) {
         network->registration.Twice(true);
         network->login.Twice(true);
     });
+    session.SettleAs(good);
     session.platform.WaitSession();
     session.platform.Wait("heartbeat"); // the same one on the other connection
     EXPECT_EQ(2u, session.platform.Count("register"));

@@ -90,7 +90,7 @@ void ImpairedSession::ExpectAnswers()
 
 void ImpairedSession::ExpectHoldings()
 {
-    if (!settled_) return;
+    if (!settled_) throw Failure("nobody knows what the agent held before");
     // A thread that has been joined takes a moment to leave the kernel's table.
     EXPECT_TRUE(Within(kMachine, [this] { return Holdings(agent.Id()) == *settled_; }))
         << ThreadsOf(agent.Id()) << " threads instead of " << settled_->threads << ", " << DescriptorsOf(agent.Id())
@@ -119,4 +119,16 @@ void ExpectTime(const Machine &machine, double clock, double documented, double 
     printf("recovery: %s %s %.0f %.1f\n", test.test_suite_name(), name.substr(name.find('/') + 1).c_str(), documented,
            measured);
     EXPECT_LE(measured, machine.Allows(documented, clock));
+}
+
+Holdings OnAGoodNetwork()
+{
+    std::unique_ptr<Holdings> holdings;
+    {
+        ImpairedSession session(20);
+        session.Settle();
+        holdings = std::make_unique<Holdings>(session.agent.Id());
+    }
+    std::filesystem::remove(kCallLog);
+    return *holdings;
 }

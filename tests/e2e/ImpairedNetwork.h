@@ -100,16 +100,18 @@ class ImpairedSession
 
     // Waits for the session, and remembers what the agent holds.
     void Settle();
+    // For a session that is disturbed from its beginning: what an agent holds that is not.
+    void SettleAs(const Holdings &holdings) { settled_ = std::make_unique<Holdings>(holdings); }
 
     // Waits for the next login behind the mark and prints how long after `begin` (in seconds since the epoch) it came,
     // in the agent's time. It has to come within `documented` seconds, commands have to be answered then, and the agent
-    // must hold what it held in the session before, if it was settled.
+    // must hold what it held when the session was settled.
     void ExpectRecovery(double begin, double documented);
 
     // Has commands answered: one that asks, one that sets.
     void ExpectAnswers();
 
-    // As much as the agent held when the session was settled, or as in a session without any trouble.
+    // The agent holds what it held when the session was settled.
     void ExpectHoldings();
 
     void ExpectTime(double documented, double measured) { ::ExpectTime(machine, clock, documented, measured); }
@@ -123,3 +125,6 @@ class ImpairedSession
   private:
     std::unique_ptr<Holdings> settled_;
 };
+
+// What an agent holds in a session on a good network. The agent, its platform and the network are gone afterwards.
+Holdings OnAGoodNetwork();

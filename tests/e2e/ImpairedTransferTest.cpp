@@ -55,8 +55,10 @@ std::string At(const HttpServer &server)
 TEST_F(ImpairedTransfer, ASessionBeginsOverASlowLink)
 {
     const double clock = 5;
+    const Holdings good = OnAGoodNetwork();
     const double begin = EpochNow();
     ImpairedSession session(clock, Slow);
+    session.SettleAs(good);
     // Requests and answers of 103 to 118 bytes; before them the agent starts.
     session.ExpectRecovery(begin, 1 + kAgain);
 }
