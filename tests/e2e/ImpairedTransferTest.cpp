@@ -6,7 +6,6 @@ namespace
 {
 constexpr double kSlow = 1000; // bytes a second
 constexpr char kWeb[] = "127.0.0.13:8199";
-constexpr uint16_t kWebPort = 8199;
 
 class ImpairedTransfer : public ImpairedTest
 {

@@ -227,7 +227,8 @@ class Relay::Worker
             const int64_t untilNs = Look(&watched);
             guard.unlock();
             const int64_t leftNs = std::max<int64_t>(untilNs - NowNs(), 0);
-            const struct timespec limit = {leftNs / 1000000000, leftNs % 1000000000};
+            const struct timespec limit = {static_cast<time_t>(leftNs / 1000000000),
+                                           static_cast<long>(leftNs % 1000000000)};
             ppoll(watched.data(), watched.size(), untilNs == INT64_MAX ? nullptr : &limit, nullptr);
             guard.lock();
             uint64_t count;
