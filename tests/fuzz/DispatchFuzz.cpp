@@ -15,14 +15,13 @@
 
 #include "CBHandle.h"
 #include "FuzzOs.h"
+#include "FuzzPlatform.h"
 #include "core/Common.h"
 #include "functions/ProtoolSdk.h"
 #include "platform/Crypt.h"
 #include "platform/Protool.h"
 #include "platform/Settings.h"
 #include "platform/TcpServer.h"
-
-typedef std::vector<uint8_t> Bytes;
 
 // ---- The platform's end of the link ----
 
@@ -47,45 +46,13 @@ static void Connect()
     strcpy(gProtoolKey, "0123456789abcdef");
 }
 
-struct Answer {
-    uint8_t msgType;
-    uint16_t headValue;
-    uint8_t dataType;
-    std::string payload;
-};
-
-// Reads what the agent has sent since the last call: complete, correct frames. Returns the acknowledgements.
-static std::vector<Answer> Answers()
+// What the agent has sent since the last call, without reports that a command has caused.
+static std::vector<AgentFrame> Answers()
 {
-    static uint8_t stream[65536];
-    size_t filled = 0;
-    ssize_t count;
-    while ((count = recv(s_platform, stream + filled, sizeof stream - filled, 0)) > 0)
-        filled += static_cast<size_t>(count);
-    std::vector<Answer> answers;
-    FrameHeader header;
-    for (size_t at = 0; at < filled; at += kFrameHeaderSize + header.headLen + header.bodyLen) {
-        REQUIRE(FrameReadHeader(stream + at, filled - at, &header));
-        REQUIRE(filled - at >= kFrameHeaderSize + header.headLen + header.bodyLen);
-        const uint8_t *head = stream + at + kFrameHeaderSize;
-        Bytes plain(head + header.headLen, head + header.headLen + header.bodyLen);
-        REQUIRE(plain.size() % kAesBlock == 0);
-        size_t plainLen = 0;
-        InnerRecord record = {};
-        if (!plain.empty()) {
-            REQUIRE(aes_decrypt(gProtoolKey, plain.data(), plain.data(), plain.size(), &plainLen) == 0);
-            REQUIRE(plain.back() >= 1 && plain.back() <= kAesBlock);
-            plainLen -= plain.back();
-            REQUIRE(InnerRecordRead(plain.data(), plainLen, FrameCarriesMac(header.msgType), &record));
-        }
-        REQUIRE(FrameChecksum(header.bodyLen, head, header.headLen, plain.data(), plainLen) == header.checksum);
-        if (header.flag == FLAG_UP) {
-            REQUIRE((header.msgType == MSG_UP || header.msgType == MSG_UP_MAC) && header.headLen == 0);
-            continue; // a report that a command has caused
-        }
-        REQUIRE((header.msgType == MSG_ACK || header.msgType == MSG_ACK_MAC) && header.headLen == 2);
-        answers.push_back({header.msgType, static_cast<uint16_t>(head[0] | head[1] << 8), record.dataType,
-                           std::string(reinterpret_cast<const char *>(record.payload), record.payloadLen)});
+    std::vector<AgentFrame> answers;
+    for (AgentFrame &frame : AgentFrames(s_platform)) {
+        REQUIRE(frame.msgType == MSG_UP || frame.msgType == MSG_UP_MAC || frame.flag == FLAG_ACK);
+        if (frame.flag == FLAG_ACK) answers.push_back(std::move(frame));
     }
     return answers;
 }
@@ -114,17 +81,9 @@ static int NextFrame(FuzzInput *input, ReceivedFrame *frame)
         body[lengthAt] = static_cast<uint8_t>(payloadLen);
         body[lengthAt + 1] = static_cast<uint8_t>(payloadLen >> 8);
     }
-    if (kind & 1) {
-        const size_t plainLen = body.size();
-        size_t cipherLen = AesPaddedLength(plainLen);
-        frame->header.bodyLen = static_cast<uint16_t>(cipherLen);
-        if (kind & 2)
-            frame->header.checksum = FrameChecksum(frame->header.bodyLen, frame->head, headLen, body.data(), plainLen);
-        body.resize(cipherLen);
-        REQUIRE(aes_encrypt(gProtoolKey, body.data(), body.data(), plainLen, &cipherLen) == 0);
-    }
     if (!body.empty()) memcpy(frame->body, body.data(), body.size());
     frame->firstWord = body.size() < 2 ? 0 : static_cast<uint16_t>(body[0] | body[1] << 8);
+    if (kind & 1) EncryptInto(frame, std::move(body), (kind & 2) != 0);
     return kind >> 4 == 15 ? -1 : kind >> 4;
 }
 
@@ -154,32 +113,6 @@ static Flags Now()
 
 // ---- Rules ----
 
-static bool IsCommand(const ReceivedFrame &frame)
-{
-    return frame.header.msgType == MSG_PLUG_COMMAND || frame.header.msgType == MSG_FUNCTION_COMMAND;
-}
-
-// Decrypts the whole blocks of the body and returns whether the frame's checksum matches.
-static bool Decrypted(const ReceivedFrame &frame, Bytes *plain)
-{
-    plain->assign(frame.body, frame.body + frame.header.bodyLen / kAesBlock * kAesBlock);
-    if (plain->empty()) return false;
-    size_t plainLen;
-    REQUIRE(aes_decrypt(gProtoolKey, plain->data(), plain->data(), plain->size(), &plainLen) == 0);
-    const uint8_t padding = plain->back();
-    unsigned sum = frame.header.bodyLen % 256u + frame.header.bodyLen / 256u;
-    for (size_t i = 0; i < frame.header.headLen; i++) sum += frame.head[i];
-    for (size_t i = 0; i + padding < plainLen; i++) sum += (*plain)[i];
-    return padding <= plainLen && sum % 256 == frame.header.checksum;
-}
-
-// A frame that begins so means that the platform's network is down, unless it is a command with a valid checksum.
-static bool IsNetworkFailure(const ReceivedFrame &frame)
-{
-    Bytes plain;
-    return frame.firstWord == 0xFFFF && !(IsCommand(frame) && Decrypted(frame, &plain));
-}
-
 static void CheckFlags(const ReceivedFrame &frame, const Flags &before)
 {
     const Flags after = Now();
@@ -208,7 +141,7 @@ static void CheckFlags(const ReceivedFrame &frame, const Flags &before)
 
 static void CheckAnswers(const ReceivedFrame &frame, const Flags &before, bool memory)
 {
-    const std::vector<Answer> answers = Answers();
+    const std::vector<AgentFrame> answers = Answers();
     const uint8_t type = frame.header.msgType;
     Bytes plain;
     const bool holds = Decrypted(frame, &plain);
@@ -216,32 +149,33 @@ static void CheckAnswers(const ReceivedFrame &frame, const Flags &before, bool m
         REQUIRE(answers.empty());
         return;
     }
-    for (const Answer &answer : answers) REQUIRE(answer.msgType == (type == MSG_PLUG_COMMAND ? MSG_ACK : MSG_ACK_MAC));
+    for (const AgentFrame &answer : answers)
+        REQUIRE(answer.msgType == (type == MSG_PLUG_COMMAND ? MSG_ACK : MSG_ACK_MAC));
 
     if (!holds) { // not carried out; answered if there is memory
         REQUIRE(answers.size() == 1 || (!memory && answers.empty()));
-        if (!answers.empty()) REQUIRE(answers[0].headValue == 11 && answers[0].payload.empty());
+        if (!answers.empty()) REQUIRE(answers[0].HeadValue() == 11 && answers[0].payload.empty());
         return;
     }
-    for (const Answer &answer : answers) REQUIRE(answer.dataType == plain[2]);
+    for (const AgentFrame &answer : answers) REQUIRE(answer.dataType == plain[2]);
     if (!memory) {
         REQUIRE(answers.size() <= 2);
         return;
     }
     if (type == MSG_PLUG_COMMAND) {
         REQUIRE(answers.size() == 1);
-        const std::string code = std::to_string(static_cast<int16_t>(answers[0].headValue));
+        const std::string code = std::to_string(static_cast<int16_t>(answers[0].HeadValue()));
         REQUIRE(answers[0].payload == "{\"result\":" + code + "}");
         return;
     }
     const size_t payloadLen = plain.size() < 11 ? 0 : plain[9] + 256u * plain[10];
     if (payloadLen < kFunctionRequestMin || payloadLen > plain.size() - 11) {
-        REQUIRE(answers.size() == 1 && answers[0].headValue == 0 && answers[0].payload == "length error");
+        REQUIRE(answers.size() == 1 && answers[0].HeadValue() == 0 && answers[0].payload == "length error");
         return;
     }
     REQUIRE(answers.size() <= 2);
-    for (const Answer &answer : answers) {
-        const bool reply = answer.headValue == 0;
+    for (const AgentFrame &answer : answers) {
+        const bool reply = answer.HeadValue() == 0;
         REQUIRE(reply ? memcmp(answer.payload.data(), &plain[11], 4) == 0 : answer.payload == "parser error");
         REQUIRE(reply || &answer == &answers.back()); // the reply leaves first
     }

@@ -10,6 +10,7 @@
 #include "os/OsClock.h"
 #include "os/OsCommand.h"
 #include "os/OsFile.h"
+#include "os/OsLibraries.h"
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
@@ -21,47 +22,7 @@ void FuzzOsReset()
 {
     g_world = FuzzWorld();
     g_world.allocationsLeft = -1;
-}
-
-void FuzzRequire(bool holds, const char *rule, const char *file, int line)
-{
-    if (holds) return;
-    fprintf(stderr, "%s:%d: does not hold: %s\n", file, line, rule);
-    abort();
-}
-
-// ---- Input ----
-
-uint8_t FuzzInput::Byte()
-{
-    if (left == 0) return 0;
-    left--;
-    return *data++;
-}
-
-uint16_t FuzzInput::Word()
-{
-    const uint8_t low = Byte();
-    return static_cast<uint16_t>(low | Byte() << 8);
-}
-
-const uint8_t *FuzzInput::Bytes(size_t *size)
-{
-    if (*size > left) *size = left;
-    const uint8_t *at = data;
-    data += *size;
-    left -= *size;
-    return at;
-}
-
-std::string FuzzInput::Text()
-{
-    if (left == 0) return ""; // an empty input may have a null address
-    const size_t length = strnlen(reinterpret_cast<const char *>(data), left);
-    std::string text(reinterpret_cast<const char *>(data), length);
-    size_t taken = length + 1;
-    Bytes(&taken);
-    return text;
+    g_world.writesLeft = -1;
 }
 
 // ---- The seam ----
@@ -120,12 +81,21 @@ int OsOpenTrusted(const char *path)
 
 int OsOpenForWriting(const char *)
 {
+    if (g_world.openFails) {
+        errno = EACCES;
+        return -1;
+    }
     return memfd_create("written", MFD_CLOEXEC);
 }
 
-int OsWriteAll(int, const void *, size_t)
+int OsWriteAll(int, const void *data, size_t size)
 {
-    return 0;
+    const bool fits = g_world.writesLeft < 0 || size <= static_cast<size_t>(g_world.writesLeft);
+    if (!fits) size = static_cast<size_t>(g_world.writesLeft);
+    if (g_world.writesLeft >= 0) g_world.writesLeft -= static_cast<int64_t>(size);
+    g_world.written.append(static_cast<const char *>(data), size);
+    errno = ENOSPC;
+    return fits ? 0 : -1;
 }
 
 void OsRemoveFile(const char *) {}
@@ -158,9 +128,11 @@ void OsFree(void *memory)
 }
 
 // Threads "start" but do not run: the target does their work.
-int OsThreadStart(pthread_t *, void *(*)(void *), void *)
+int OsThreadStart(pthread_t *, void *(*body)(void *), void *argument)
 {
-    return g_world.noThreads ? EAGAIN : 0;
+    if (g_world.noThreads) return EAGAIN;
+    g_world.threads.push_back({body, argument});
+    return 0;
 }
 
 int OsThreadJoin(pthread_t)
@@ -175,12 +147,20 @@ void OsExit(int status)
     longjmp(*g_world.exitTo, 1);
 }
 
+void OsEachLibrary(void (*)(const char *)) {}
+
 void OsRemoveAtEnd(const char *, const OsFileId &) {}
 
 OsWaiter::OsWaiter() : lock(PTHREAD_MUTEX_INITIALIZER), changed(PTHREAD_COND_INITIALIZER) {}
 
-bool OsWaitUntil(OsWaiter *, int64_t deadlineMs)
+bool OsWaitUntil(OsWaiter *waiter, int64_t deadlineMs)
 {
+    if (g_world.onWait) {
+        pthread_mutex_unlock(&waiter->lock);
+        g_world.onWait(deadlineMs);
+        pthread_mutex_lock(&waiter->lock);
+        return g_world.nowMs < deadlineMs;
+    }
     REQUIRE(deadlineMs != OS_FOREVER);
     if (g_world.nowMs < deadlineMs) g_world.nowMs = deadlineMs;
     return false;
@@ -198,7 +178,7 @@ OsReadable OsWaitReadable(int, int)
     return OS_TIMED_OUT;
 }
 
-// Commands succeed and print nothing.
+// Commands succeed, and print what the target says.
 void OsCommandReady(OsCommand *) {}
 
 int OsCommandRun(OsCommand *, const char *text)
@@ -207,9 +187,10 @@ int OsCommandRun(OsCommand *, const char *text)
     return 0;
 }
 
-int OsCommandRunInto(OsCommand *, const char *text, int)
+int OsCommandRunInto(OsCommand *, const char *text, int file)
 {
-    return OsCommandRun(nullptr, text);
+    g_world.commands.push_back(text);
+    return OsWriteAll(file, g_world.output.data(), g_world.output.size()) == 0 ? 0 : 1;
 }
 
 int OsRun(const char *text)
@@ -219,17 +200,29 @@ int OsRun(const char *text)
 
 int OsCommandOpen(OsCommand *, const char *text)
 {
-    return OsCommandRun(nullptr, text);
+    if (!g_world.commandFails) return OsCommandRun(nullptr, text);
+    errno = ENOMEM;
+    return -1;
 }
 
-size_t OsCommandReadLine(OsCommand *, char *, size_t, int64_t)
+size_t OsCommandReadLine(OsCommand *, char *line, size_t room, int64_t deadlineMs)
 {
-    return 0;
+    std::string &output = g_world.output;
+    g_world.nowMs += g_world.lineMs;
+    if (output.empty() || g_world.nowMs >= deadlineMs) return 0;
+    const size_t end = output.find('\n');
+    size_t length = end == std::string::npos ? output.size() : end + 1;
+    if (length > room - 1) length = room - 1;
+    memcpy(line, output.data(), length);
+    line[length] = '\0';
+    output.erase(0, length);
+    return length;
 }
 
 int OsCommandClose(OsCommand *)
 {
-    return 0;
+    errno = ECHILD;
+    return g_world.closeFails ? -1 : 0;
 }
 
 void OsCommandStop(OsCommand *) {}

@@ -1,7 +1,7 @@
 // FuzzOs.h - the outside world of the fuzz targets: no files, threads or time unless a target sets them.
 //
 // State:    FuzzOsReset() restores the initial state, so that every input runs in the same world.
-// Threads:  one. A wait without a limit would last for ever, so it is an error (a lost wake-up).
+// Threads:  one. Without onWait, a wait without a limit would last for ever, so it is an error (a lost wake-up).
 #pragma once
 
 #include <csetjmp>
@@ -9,6 +9,13 @@
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "FuzzInput.h"
+
+struct FuzzThread {
+    void *(*body)(void *);
+    void *argument;
+};
 
 struct FuzzWorld {
     int64_t nowMs;            // advances with every sleep and every wait that times out
@@ -20,28 +27,23 @@ struct FuzzWorld {
     jmp_buf *exitTo;          // where OsExit() goes; null: an exit is an error
     int exitStatus;           // of the last OsExit()
     bool noThreads;           // starting one fails
+    bool openFails;           // opening a file for writing fails
+    std::string written;      // what was written to any file
+    int64_t writesLeft;       // bytes that still fit on the disk; negative: all
+
+    // Called by every wait, which then returns: at its deadline if `nowMs` has reached it. Without it, time goes on to
+    // the deadline at once.
+    void (*onWait)(int64_t deadlineMs);
 
     std::vector<std::string> commands; // commands that were run
+    std::vector<FuzzThread> threads;   // threads that were started
+    bool commandFails;                 // a command cannot be started
+    bool closeFails;                   // a command cannot be waited for
+    std::string output;                // what is left of the command's output
+    int64_t lineMs;                    // before each line of it
 };
 
 extern FuzzWorld g_world;
 
 // Time 0, empty files, unlimited memory, no exit expected.
 void FuzzOsReset();
-
-// Ends the process with a message if `holds` is false, which the fuzzer treats as a crash.
-void FuzzRequire(bool holds, const char *rule, const char *file, int line);
-#define REQUIRE(condition) FuzzRequire((condition), #condition, __FILE__, __LINE__)
-
-// Reads the fuzz input piece by piece; missing bytes read as zeros or as nothing.
-struct FuzzInput {
-    const uint8_t *data;
-    size_t left;
-
-    uint8_t Byte();
-    uint16_t Word(); // little-endian
-    // A pointer to at most `size` bytes of the input; `*size` is set to their number.
-    const uint8_t *Bytes(size_t *size);
-    // The text up to the next NUL, which is consumed too, or up to the end.
-    std::string Text();
-};
