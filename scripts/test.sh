@@ -20,6 +20,8 @@ test.sh - builds the project and runs its tests
       demo      scripts/demo.sh without a terminal
   scripts/test.sh --coverage                 the agent's tests in a build that counts, then scripts/coverage.sh: which
                                              lines and branches they run. Not part of --all: six minutes more
+  scripts/test.sh --helgrind                 the agent's unit tests under valgrind (scripts/helgrind.sh): races and
+                                             wrong use of locks. Not part of --all: ten minutes more
 
   --filter REGEX   only tests whose name matches; no lint, no fuzzing and no demo then
   --help           this text
@@ -41,7 +43,8 @@ all='' only=() filter=()
 while [ $# -gt 0 ]; do
     case $1 in
     --all) all=yes ;;
-    --coverage) only=(coverage) ;;
+    --coverage) only+=(coverage) ;;
+    --helgrind) only+=(helgrind) ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -190,6 +193,14 @@ run_coverage() {
     run_ctest coverage -L '^(agent|e2e)$' || return
     "$repo/scripts/coverage.sh" | tee "$logs/coverage.log"
     [ "${PIPESTATUS[0]}" -eq 0 ]
+}
+
+run_helgrind() {
+    build debug agent_test os_test || return
+    "$repo/scripts/helgrind.sh" | tee "$logs/helgrind.log"
+    [ "${PIPESTATUS[0]}" -eq 0 ] || return
+    passed=$((passed + 1))
+    stage_text='nothing reported'
 }
 
 run_demo() {
