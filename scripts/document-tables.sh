@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# document-tables.sh - the tables in docs/ that are made from plugsim's own: functions, reports, commands, faults.
+# document-tables.sh - the tables in docs/ that are made from plugsim's own: functions, reports, FuncIDs, commands, faults.
 #
 #   scripts/document-tables.sh [--write] [PLUGSIM [FOLDER]]
 #
@@ -16,6 +16,7 @@ tables=(
     "plugsim.md platform --markdown http-faults"
     "plugsim-manager.md manager --markdown commands"
     "plugsim-manager.md manager --markdown faults"
+    "local-protocol.md manager --markdown funcids"
 )
 
 repo=$(cd "$(dirname "$0")/.." && pwd)

@@ -7,6 +7,7 @@
 #include "simulator/console/RunTool.h"
 #include "simulator/http/HttpFaults.h"
 #include "simulator/manager/LocalFaults.h"
+#include "simulator/manager/LocalMarkdown.h"
 #include "simulator/manager/ManagerCommands.h"
 #include "simulator/platform/Commands.h"
 #include "simulator/platform/FunctionText.h"
@@ -53,6 +54,7 @@ static std::string PlatformMarkdown(const std::string &table)
 static std::string ManagerMarkdown(const std::string &table)
 {
     if (table == "faults") return FaultsMarkdown(kLocalFaults);
+    if (table == "funcids") return LocalMarkdown();
     return CommandsMarkdown([](Interpreter *interpreter) { AddManagerCommands(interpreter, nullptr); }, false);
 }
 
@@ -67,7 +69,7 @@ int main(int argc, char **argv)
     CLI::App *manager = AddManagerCommand(&app, &managerOptions);
     std::string table; // to print as Markdown
     AddMarkdownOption(platform, {"commands", "common-commands", "faults", "http-faults"}, &table);
-    AddMarkdownOption(manager, {"commands", "faults"}, &table);
+    AddMarkdownOption(manager, {"commands", "faults", "funcids"}, &table);
     std::string function;
     bool markdown = false;
     CLI::App *functions = app.add_subcommand("functions", "The functions of the router");

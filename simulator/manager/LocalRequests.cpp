@@ -166,6 +166,7 @@ const AnswerRow kAnswers[] = {
 // What the local peer sends by itself.
 constexpr FieldLayout kDevicesFields[] = {CountedList("devices", kSeenDevice, kMaxSeenDevices, "that came or went")};
 constexpr FieldLayout kTextReportFields[] = {TextToEnd("text", "JSON")};
+constexpr FieldLayout kQuestionFields[] = {TextToEnd("text", "the one byte i")};
 constexpr FieldLayout kTypedReportFields[] = {Number(Type::U8, "type", "", "1, 2 or 3"),
                                               TextToEnd("text", "what is reported")};
 constexpr FieldLayout kResultFields[] = {Number(Type::U8, "code", "", "0 done, otherwise what went wrong")};
@@ -177,7 +178,7 @@ struct SayingRow {
 const SayingRow kSayings[] = {
     {FUNCID_DEVICES, kDevicesFields},          {FUNCID_WAN_REPORT, kWan},
     {FUNCID_REPORT_84, kTextReportFields},     {FUNCID_REPORT_86, kTextReportFields},
-    {FUNCID_TYPED_REPORT, kTypedReportFields}, {FUNCID_PLUGIN_STATE, kTextReportFields},
+    {FUNCID_TYPED_REPORT, kTypedReportFields}, {FUNCID_PLUGIN_STATE, kQuestionFields},
     {FUNCID_FIRMWARE_UPDATE, kResultFields},
 };
 
@@ -207,8 +208,16 @@ Layout RequestLayout(const NameRow &row)
     switch (row.request) {
     case REQUEST_WAN_INDEX: return kIndex;
     case REQUEST_HAND_OVER: return kHandOver;
-    default: return FindFunction(row.id)->layout.request;
+    case REQUEST_PARAMETERS: return FindFunction(row.id)->layout.request;
+    default: return {};
     }
+}
+
+// The layout of the answer to a function, which is the function's reply.
+Layout AnswerLayout(const NameRow &row)
+{
+    const Function *const function = FindFunction(row.id);
+    return function && std::string(function->name) == row.name ? function->layout.reply : Layout();
 }
 
 // Decodes the payload. Adds what is wrong with it to `problems`.
@@ -246,14 +255,13 @@ Fields Decode(const NameRow &row, const Bytes &payload, std::vector<std::string>
     return fields;
 }
 
-// An answer to a function is the function's reply; another one is JSON or nothing that can be decoded.
+// An answer without a layout is JSON or nothing that can be decoded.
 Fields DecodeAnswer(const NameRow &row, const LocalAnswer &answer)
 {
     std::string problem;
     if (answer.status != 0 || !answer.wanted) return {};
-    const Function *function = FindFunction(row.id);
-    if (function && std::string(function->name) == row.name && function->layout.reply.count > 0)
-        return DecodeRecord(function->layout.reply, answer.data, &problem);
+    const Layout layout = AnswerLayout(row);
+    if (layout.count > 0) return DecodeRecord(layout, answer.data, &problem);
     Field json;
     if (FieldFromJson("", std::string(answer.data.begin(), answer.data.end()), &json)) return json.children;
     return {};
@@ -286,6 +294,16 @@ Fields DecodeSaying(uint16_t id, const Bytes &payload)
     std::string problem;
     const bool wan = id == FUNCID_WAN_REPORT;
     return DecodeRecord(row->layout, wan ? WithAddressesTurned(row->layout, payload) : payload, &problem);
+}
+
+LocalLayouts LocalLayoutsOf(uint16_t id)
+{
+    const NameRow *const row = FindRow(kNames, id);
+    const SayingRow *const saying = FindRow(kSayings, id);
+    LocalLayouts layouts;
+    if (row) layouts = {RequestLayout(*row), AnswerLayout(*row), {}};
+    if (saying) layouts.saying = saying->layout;
+    return layouts;
 }
 
 std::string LocalName(uint16_t id)

@@ -41,6 +41,14 @@ struct LocalExchange {
 // Decodes a frame that the local peer sends by itself. Returns nothing when it is unknown or malformed.
 [[nodiscard]] Fields DecodeSaying(uint16_t id, const Bytes &payload);
 
+// The records that the frames of a FuncID carry; a layout without fields where there is none, or a text.
+struct LocalLayouts {
+    Layout request;
+    Layout answer; // after the status byte
+    Layout saying; // what the local peer sends by itself
+};
+[[nodiscard]] LocalLayouts LocalLayoutsOf(uint16_t id);
+
 // Returns the name of a FuncID, "mesh" for 73; empty for an unknown number.
 [[nodiscard]] std::string LocalName(uint16_t id);
 // Stores the FuncID of a name or a number, 73 for "mesh" or "73". Returns false for anything else.

@@ -1,11 +1,10 @@
-// The list of FuncIDs: plugsim answers and decodes all of it, and the document describes it.
+// The list of FuncIDs: plugsim answers and decodes all of it, and the document describes it (docs/local-protocol.md).
 #include "comm/FuncIdList.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 
 #include "protocol/FunctionDecoders.h"
+#include "simulator/manager/LocalMarkdown.h"
 #include "simulator/manager/LocalRequests.h"
 
 using namespace sim;
@@ -25,59 +24,47 @@ const Row kRows[] = {
 #undef ROW
 };
 
-// As docs/plugsim-manager.md says it.
-std::string Said(FuncIdRequest request)
-{
-    switch (request) {
-    case REQUEST_NEVER: return "nothing";
-    case REQUEST_EMPTY: return "no payload";
-    case REQUEST_MARK: return "`i`";
-    case REQUEST_WAN_INDEX: return "two bytes, the index of a WAN";
-    case REQUEST_PARAMETERS: return "the parameters of the function";
-    case REQUEST_JSON: return "JSON";
-    case REQUEST_STATE: return "JSON: the plugin's state";
-    case REQUEST_HAND_OVER: return "a firmware hand-over, 432 bytes";
-    }
-    return "";
-}
-
-std::string Said(FuncIdArrival arrival)
-{
-    switch (arrival) {
-    case ARRIVAL_LOGGED: return "logs it";
-    case ARRIVAL_ANSWER: return "answers the platform with it";
-    case ARRIVAL_CONFIG: return "keeps the auto-report configuration";
-    case ARRIVAL_DEVICES: return "reports new devices to the platform";
-    case ARRIVAL_WAN_REPORT: return "sends it to the platform, its addresses turned";
-    case ARRIVAL_JSON_REPORT: return "sends it to the platform";
-    case ARRIVAL_TYPED_REPORT: return "sends it to the platform unless it comes too soon";
-    case ARRIVAL_QUESTION: return "answers `i` with the plugin's state";
-    case ARRIVAL_RESULT: return "tells the platform how the update ended";
-    }
-    return "";
-}
-
-std::string Table()
-{
-    std::string table = "| FuncID | name | the agent sends | what the agent does with a frame of the local peer |\n"
-                        "|---|---|---|---|\n";
-    for (const Row &row : kRows)
-        table += "| " + std::to_string(row.id) + " | `" + row.name + "` | " + Said(row.request) + " | " +
-                 Said(row.arrival) + " |\n";
-    return table;
-}
-
 } // namespace
 
-TEST(FuncIdList, TheDocumentHasItsTable)
+TEST(FuncIdList, EveryNumberHasARowInTheDocumentsTable)
 {
-    std::ifstream file(PLUG_MANAGER_DOCUMENT);
-    std::stringstream document;
-    document << file.rdbuf();
-    ASSERT_NE(std::string::npos, document.str().find("## FuncIDs")) << PLUG_MANAGER_DOCUMENT;
-    EXPECT_NE(std::string::npos, document.str().find("\n\n" + Table() + "\n"))
-        << PLUG_MANAGER_DOCUMENT << " must have this table:\n\n"
-        << Table();
+    const std::string table = LocalMarkdown();
+    for (const Row &row : kRows) {
+        const std::string begin = "\n| " + std::to_string(row.id) + " | `" + row.name + "` | ";
+        EXPECT_NE(std::string::npos, table.find(begin)) << begin;
+    }
+    const char *const lines[] = {
+        "\n| 40 | `devices` | never | | devices: tells the platform of those that are new |\n",
+        "\n| 73 | `mesh` | function 73 of the platform | `i` | the answer: tells the platform |\n",
+        "\n| 76 | `set-roaming-threshold` | function 76 of the platform | parameters | the answer: tells the platform "
+        "|\n",
+        "\n| 997 | `auto-report-config` | 18 s after the first login | `i` | the answer: keeps the auto-report "
+        "configuration |\n",
+    };
+    for (const char *line : lines) EXPECT_NE(std::string::npos, table.find(line)) << line;
+}
+
+TEST(FuncIdList, TheDocumentHasTheRecordsOfEveryFrame)
+{
+    const std::string text = LocalMarkdown();
+    const char *const parts[] = {
+        // What the agent sends, and the last field of the 432 bytes.
+        "\n### 999 `firmware-update`\n",
+        "\n| agent | 384 | 4 | u32 | `file_length` | how long it is; bytes |\n",
+        "\n| agent | 392 | 40 | text | `checksum` | by that method |\n",
+        "\n| peer | 0 | 1 | u8 | `code` | 0 done, otherwise what went wrong |\n",
+        // An answer has its status in front.
+        "\n### 77 `roaming-threshold`: thresholds of roaming\n",
+        "\n| answer | 0 | 1 | u8 | `status` | 0 done, otherwise the peer's own code |\n"
+        "| answer | 1 | 1 | u8 | `first` | first threshold |\n",
+        "\n| agent | 205 | 4 | ip | `ip` | its address; this and the next four are 0.0.0.0 when there is none |\n",
+        // A list and its record.
+        "\n| peer | 0 | 2 | u16 | | n, how many follow |\n",
+        "\nThe device, 39 bytes:\n",
+        "\n| record | 38 | 1 | u8 | `online` | whether it is connected: 0 no, 1 yes |\n",
+        "\n| peer | 227 | 1 | u8 | `connected` | whether it is connected: 0 no, 1 yes |\n",
+    };
+    for (const char *part : parts) EXPECT_NE(std::string::npos, text.find(part)) << part;
 }
 
 TEST(FuncIdList, ARequestForAFunctionHasItsNumberAndName)
