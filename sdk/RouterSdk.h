@@ -21,12 +21,22 @@
  *            (`_dev` or `_devs` in the name) are made by one thread at a time.
  *   Time     A call may take as long as it needs, but some are made while a lock of the agent is held (the device
  *            table), so they should answer from memory.
+ *
+ * How the contract may grow (ROUTER_SDK_VERSION counts the additions)
+ *   What is there stays: functions, their arguments and results, the sizes and fields of records, the room of lists. A
+ *   library of today works with every later agent that asks for libRouterSdk.so.1, and this agent with every later
+ *   library of that name. A function that is added is optional: the agent refers to it weakly and does without it where
+ *   a library lacks it. A reserved byte may get a meaning in which 0 is what it was. An enumeration may get more values.
+ *   Anything else is another contract with another name, libRouterSdk.so.2.
  */
 #ifndef ROUTER_SDK_H
 #define ROUTER_SDK_H
 
 #include <stddef.h>
 #include <stdint.h>
+
+/* The version of this header, for #if. */
+#define ROUTER_SDK_VERSION 1
 
 #ifdef __cplusplus
 #define ROUTER_SDK_ASSERT(condition, text) static_assert(condition, text)
