@@ -1,0 +1,16 @@
+/* A function that is well in one thread, and not in two. The other functions are those of sdk/template/. */
+#include <stdlib.h>
+#include <unistd.h>
+
+#include "sdk/RouterSdk.h"
+
+static int s_inside;
+
+int get_name(char name[32])
+{
+    if (__sync_fetch_and_add(&s_inside, 1) != 0) abort(); /* not for several threads */
+    usleep(1000);
+    name[0] = '\0';
+    __sync_fetch_and_sub(&s_inside, 1);
+    return 0;
+}
