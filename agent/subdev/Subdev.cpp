@@ -1,6 +1,7 @@
 #define LOG_MODULE "Subdev"
 #include "subdev/Subdev.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstring>
@@ -20,6 +21,9 @@
 
 static const int64_t kStepMs = 20;
 static const int64_t kRetryMs = 1000;
+static const int kMaxQuickTries = 10; // in a row, with that pause; then each pause is twice as long, up to the longest
+static const int kMaxDoublings = 6;
+static const int64_t kMaxRetryMs = 60000;
 static const int64_t kLockRetryMs = 50; // if the mutex cannot be locked: a scan fails without any other pause
 static const int64_t kRestMs = 3000;
 static const int64_t kRestOfFewMs = 4000;
@@ -33,6 +37,7 @@ OsAtomic<int> SubdevRun;
 OsAtomic<int> nQuerySubdev;
 
 static OsWaiter s_wake; // woken when SubdevRun or nQuerySubdev changes
+static bool s_asked;    // since the last try; guarded by s_wake
 static OsCommand s_arp;
 static pthread_t s_worker; // main thread only, as is the next
 static bool s_started;
@@ -42,6 +47,7 @@ static DevCfg s_devices[ROUTER_SDK_DEVICES];
 static uint16_t s_count;
 static SubdevReport s_report;
 static char s_segment[kSegmentSize];
+static int s_failures; // tries in a row
 
 // ---- Waiting ----
 
@@ -55,6 +61,21 @@ static bool AwaitRequest()
 {
     OsWaitFor(&s_wake, OS_FOREVER, [] { return SubdevRun != 1 || nQuerySubdev != 0; });
     return SubdevRun == 1;
+}
+
+// Waits before the next try, longer after many failures. A request ends all but the first second of it: who asks gets
+// the report as soon as there is one.
+static void PauseToRetry()
+{
+    {
+        OsGuard guard(&s_wake);
+        s_asked = false;
+    }
+    Pause(kRetryMs);
+    const int doublings = std::min(++s_failures - kMaxQuickTries, kMaxDoublings);
+    if (doublings <= 0) return;
+    const int64_t more = std::min(kRetryMs << doublings, kMaxRetryMs) - kRetryMs;
+    if (OsWaitFor(&s_wake, more, [] { return SubdevRun != 1 || s_asked; })) s_failures = 0;
 }
 
 // ---- The steps of a scan ----
@@ -198,10 +219,12 @@ static void *SubdevThread(void *)
     while (AwaitRequest()) {
         const int64_t retry = Scan();
         if (SubdevRun != 1) break;
-        if (retry != 0) {
+        if (retry == kRetryMs)
+            PauseToRetry();
+        else if (retry != 0)
             Pause(retry);
-            continue;
-        }
+        if (retry != 0) continue;
+        s_failures = 0;
         SendtoServer(&s_report);
         Pause(s_report.count < kFewDevices ? kRestOfFewMs : kRestMs);
         nQuerySubdev = 0;
@@ -215,6 +238,7 @@ int StartSubdev()
     LOG_DEBUG("Start Subdevice task.");
     SubdevRun = 1;
     nQuerySubdev = 0;
+    s_failures = 0;
     SubdevReportReset();
     OsCommandReady(&s_arp);
     const int error = OsThreadStart(&s_worker, SubdevThread, nullptr);
@@ -238,5 +262,6 @@ void RequestSubdev()
 {
     OsGuard guard(&s_wake);
     nQuerySubdev = 1;
+    s_asked = true;
     OsWakeAll(&s_wake);
 }

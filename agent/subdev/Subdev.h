@@ -2,7 +2,8 @@
 //
 // A scan takes the router's own list, adds the devices that only the ARP table of the LAN has (as offline), reads how
 // much each has sent and received, and reports all in one frame (SubdevReport.h). It pauses for 20 ms between its steps
-// and for 3 or 4 seconds after a report; requests that come until then count as answered.
+// and for 3 or 4 seconds after a report; requests that come until then count as answered. A list that cannot be had is
+// asked for again every second, after ten tries less and less often, at least once a minute and upon every new request.
 //
 // State:    SubdevRun and nQuerySubdev below; the devices of the last scan and the LAN's segment, which only the worker
 //           uses.

@@ -121,6 +121,52 @@ TEST_F(SubdevTest, ADeviceListThatFailsIsReadAgainEverySecond)
     ExpectReport(0, OnlineBytes(1));
 }
 
+TEST_F(SubdevTest, AfterTenTriesInARowTheListIsReadLessAndLessOften)
+{
+    gSdk.devices = {SubdevDevice(1)};
+    gSdk.results["get_devs_cfg"] = -1;
+    Start();
+    RequestSubdev();
+    for (int i = 0; i < 10; i++) Pass(1000);
+    for (const int64_t more : {1000, 3000, 7000, 15000, 31000, 59000, 59000}) {
+        Pass(1000);
+        Pass(more);
+    }
+    AwaitPause(1000);
+    EXPECT_EQ(Calls(18, "get_devs_cfg"), gSdk.calls);
+    gSdk.results.clear();
+    for (const int64_t pause : {1000, 59000, 20, 20, 20, 20}) Pass(pause);
+    AwaitPause(4000);
+    ExpectReport(0, OnlineBytes(1));
+    Pass(4000);
+    AwaitIdle();
+
+    gSdk.results["get_devs_cfg"] = -1; // a list that has come lets it begin anew
+    RequestSubdev();
+    for (int i = 0; i < 10; i++) Pass(1000);
+    Pass(1000);
+    AwaitPause(1000);
+}
+
+TEST_F(SubdevTest, ARequestEndsALongPauseBetweenTwoTriesAndNoShortOne)
+{
+    gSdk.results["get_devs_cfg"] = -1;
+    Start();
+    RequestSubdev();
+    for (int i = 0; i < 12; i++) Pass(1000);
+    Pass(1000);
+    AwaitPause(3000);
+    const size_t tries = gSdk.calls.size();
+    RequestSubdev();
+    AwaitPause(1000);
+    EXPECT_EQ(tries + 1, gSdk.calls.size());
+    RequestSubdev(); // a flood of requests is no flood of calls
+    AwaitPause(1000);
+    EXPECT_EQ(tries + 1, gSdk.calls.size());
+    for (int i = 0; i < 10; i++) Pass(1000);
+    AwaitPause(1000); // quick again after a request
+}
+
 TEST_F(SubdevTest, MoreThan128DevicesAreNotReportedUntilThereAreFewer)
 {
     for (unsigned i = 1; i <= 129; i++) gSdk.devices.push_back(SubdevDevice(i));
