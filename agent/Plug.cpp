@@ -24,6 +24,7 @@
 #include "platform/Protool.h"
 #include "platform/Session.h"
 #include "platform/Settings.h"
+#include "platform/SettingsCheck.h"
 #include "platform/SignOfLife.h"
 #include "platform/TcpServer.h"
 #include "rules/eaccess.h"
@@ -105,6 +106,7 @@ void PlugStart(int argc, char *argv[])
 {
     if (AboutAsked(argc, argv)) OsExit(AboutPrint());
     ClearOptions();
+    if (SettingsCheckAsked(argc, argv)) OsExit(SettingsCheck(argc, argv));
     memset(gSN, 0, sizeof gSN);
     if (config_line_proc(argc, argv) != 0) LOG_FATAL("main", "Error wrong param(s).");
     d_set_log_level(l_debug ? LOG_LEVEL_ALL : LOG_LEVEL_NONE);

@@ -28,6 +28,7 @@ static const char kText[] = //
     "plug %s: ties this router to its operator's device-management platform\n"
     "\n"
     "usage: plug [-d] [-f FILE] [-m MAC]\n"
+    "       plug --check [-f FILE]\n"
     "  -d       log to standard error, secrets included\n"
     "  -f FILE  configuration file; without it, or when it cannot be read, %s, then %s\n"
     "  -m MAC   the router's MAC, 12 hexadecimal digits; without it the router is asked\n"

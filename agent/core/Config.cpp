@@ -22,8 +22,6 @@ static bool s_inOpenFolder;
 
 static const char kOptions[] = "config_line_proc";
 
-static const size_t kMaxLine = 512; // longer lines are read in pieces of 511 characters
-
 void ClearOptions()
 {
     l_config_file[0] = '\0';
@@ -134,45 +132,63 @@ static void TrimEnd(char *text)
     text[length] = '\0';
 }
 
+ConfigLine ConfigReadLine(ConfigSearch *search, char *line, const char **value)
+{
+    const char *text = SkipBlanks(line);
+    if (*text == '#') return CONFIG_OTHER;
+    if (strchr(text, '[')) {
+        search->ended = search->inSection;
+        search->inSection = strstr(text, search->section) != nullptr;
+        return CONFIG_OTHER;
+    }
+    if (!search->inSection || !strstr(text, search->key)) return CONFIG_OTHER;
+    char *equals = strchr(line, '=');
+    search->ended = !equals;
+    if (!equals) return CONFIG_STOP;
+    TrimEnd(equals + 1);
+    *value = equals + 1;
+    while (**value == ' ') (*value)++;
+    return **value == '\0' ? CONFIG_EMPTY : CONFIG_VALUE;
+}
+
 // Reads the section to its end. Returns whether `dest` then holds a value.
 static bool FindValue(FILE *file, const char *section, const char *key, char *dest, size_t capacity)
 {
-    bool inSection = false;
+    ConfigSearch search = {section, key, false, false};
     bool found = false;
-    char line[kMaxLine];
-    while (fgets(line, sizeof line, file)) {
-        const char *text = SkipBlanks(line);
-        if (*text == '#') continue;
-        if (strchr(text, '[')) {
-            if (inSection) break;
-            inSection = strstr(text, section) != nullptr;
-            continue;
-        }
-        if (!inSection || !strstr(text, key)) continue;
-        char *equals = strchr(line, '=');
-        if (!equals) break; // on purpose: such a line ends the search
-        TrimEnd(equals + 1);
-        const char *value = equals + 1;
-        while (*value == ' ') value++;
-        if (*value == '\0') continue;
+    char line[kMaxConfigLine];
+    const char *value = nullptr;
+    while (!search.ended && fgets(line, sizeof line, file)) {
+        if (ConfigReadLine(&search, line, &value) != CONFIG_VALUE) continue;
         CopyText(dest, capacity, value);
         found = true; // go on: the last line wins
     }
     return found;
 }
 
+FILE *ConfigOpen()
+{
+    const int fd = m_filePath ? Open(m_filePath, s_inOpenFolder) : -1;
+    FILE *file = fd >= 0 ? fdopen(fd, "r") : nullptr;
+    if (!file && fd >= 0) close(fd);
+    return file;
+}
+
+const char *ConfigPath()
+{
+    return m_filePath ? m_filePath : "";
+}
+
 int getKeyValueStr(const char *section, const char *key, const char *defaultText, char *dest, size_t capacity)
 {
     dest[0] = '\0';
     bool found = false;
-    const int fd = m_filePath ? Open(m_filePath, s_inOpenFolder) : -1;
-    FILE *file = fd >= 0 ? fdopen(fd, "r") : nullptr;
+    FILE *file = ConfigOpen();
     if (file) {
         found = FindValue(file, section, key, dest, capacity);
         fclose(file);
     } else {
-        if (fd >= 0) close(fd);
-        LOG_ERR("Can not fopen(\"%s\").", m_filePath ? m_filePath : "");
+        LOG_ERR("Can not fopen(\"%s\").", ConfigPath());
     }
     if (found) return 0;
     if (!defaultText) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 constexpr size_t kMaxConfigFile = 256; // path given with -f, terminator included
 
@@ -34,4 +35,34 @@ void DeleteProgramProfile();
 //   dest          `capacity` bytes, always terminated; empty when there is neither value nor default
 // Returns 0 when a value or the default of a readable file was taken; -1 when the file cannot be opened, or when
 // there is no value and no default.
+//
+// How a line counts is told by ConfigReadLine().
 int getKeyValueStr(const char *section, const char *key, const char *defaultText, char *dest, size_t capacity);
+
+// ---- The lines of the file ----
+
+constexpr size_t kMaxConfigLine = 512; // longer lines are read in pieces of 511 characters
+
+// The search for one key, from the first line on.
+struct ConfigSearch {
+    const char *section;
+    const char *key;
+    bool inSection;
+    bool ended; // no later line counts
+};
+
+enum ConfigLine {
+    CONFIG_OTHER, // has nothing to do with the key
+    CONFIG_VALUE, // has a value for it; the last one counts
+    CONFIG_EMPTY, // has its name and no value
+    CONFIG_STOP,  // has its name and no '=', which ends the search on purpose
+};
+
+// Reads the next line, and cuts the blanks off its end. With CONFIG_VALUE stores where the value is.
+[[nodiscard]] ConfigLine ConfigReadLine(ConfigSearch *search, char *line, const char **value);
+
+// Opens the chosen file; the caller closes it. Returns nullptr when it cannot be read.
+[[nodiscard]] FILE *ConfigOpen();
+
+// The path of the chosen file.
+[[nodiscard]] const char *ConfigPath();

@@ -26,15 +26,35 @@ static const size_t kPortTextSize = 8;
 static_assert(sizeof PLUG_DEFAULT_SERVER1 - 1 <= kMaxServerName, "PLUG_DEFAULT_SERVER1 is longer than 31 characters");
 static_assert(sizeof PLUG_DEFAULT_SERVER2 - 1 <= kMaxServerName, "PLUG_DEFAULT_SERVER2 is longer than 31 characters");
 
+enum { SETTING_PIN, SETTING_KEY, SETTING_SERVER1, SETTING_SERVER2, SETTING_PORT };
+const Setting gSettings[kSettings] = {
+    {"Dev", "PIN", "", kPinSize - 1, false},
+    {"Protool", "KEY", "", kKeySize - 1, false},
+    {"Protool", "SERVER1", PLUG_DEFAULT_SERVER1, kMaxServerName, false},
+    {"Protool", "SERVER2", PLUG_DEFAULT_SERVER2, kMaxServerName, false},
+    {"Protool", "PORT", "6039", kPortTextSize - 1, true},
+};
+
+bool PortInRange(int32_t port)
+{
+    return port >= kPortMin && port <= kMaxPort;
+}
+
+static void Read(const Setting &setting, char *dest, size_t capacity)
+{
+    getKeyValueStr(setting.section, setting.key, setting.fallback, dest, capacity);
+}
+
 // With room for one character more than is used: a name that fills it was too long.
 typedef char ServerName[kMaxServerName + 2];
 
-static void ReadServerName(const char *key, const char *defaultName, ServerName &name)
+static void ReadServerName(const Setting &setting, ServerName &name)
 {
-    getKeyValueStr("Protool", key, defaultName, name, sizeof name);
+    Read(setting, name, sizeof name);
     if (strlen(name) <= kMaxServerName) return;
     name[kMaxServerName] = '\0';
-    LOG_AS(LOG_LEVEL_ERR, "InitProtool", "%s is cut to its first %zu characters: %s", key, kMaxServerName, name);
+    LOG_AS(LOG_LEVEL_ERR, "InitProtool", "%s is cut to its first %zu characters: %s", setting.key, kMaxServerName,
+           name);
 }
 
 int InitProtool()
@@ -46,14 +66,14 @@ int InitProtool()
     ServerName server1;
     ServerName server2;
     char port[kPortTextSize];
-    getKeyValueStr("Dev", "PIN", "", g_pin_code, sizeof g_pin_code);
-    getKeyValueStr("Protool", "KEY", "", gProtoolKey, sizeof gProtoolKey);
-    ReadServerName("SERVER1", PLUG_DEFAULT_SERVER1, server1);
-    ReadServerName("SERVER2", PLUG_DEFAULT_SERVER2, server2);
-    getKeyValueStr("Protool", "PORT", "6039", port, sizeof port);
+    Read(gSettings[SETTING_PIN], g_pin_code, sizeof g_pin_code);
+    Read(gSettings[SETTING_KEY], gProtoolKey, sizeof gProtoolKey);
+    ReadServerName(gSettings[SETTING_SERVER1], server1);
+    ReadServerName(gSettings[SETTING_SERVER2], server2);
+    Read(gSettings[SETTING_PORT], port, sizeof port);
 
     regist_port = atoi(port);
-    if (regist_port < kPortMin || regist_port > kMaxPort) {
+    if (!PortInRange(regist_port)) {
         LOG_ERR("RegPort error.");
         return -1;
     }

@@ -29,3 +29,17 @@ extern OsAtomic<int32_t> AutoReportDevinfo;
 // the resolver does). Returns 0; -1 with a log line when the port is not in 2048 to 65530 or a look-up fails, and
 // then the settings that come after it keep their values. PIN and KEY are not checked until a registration needs them.
 int InitProtool();
+
+// A setting of the file, for SettingsCheck.h.
+struct Setting {
+    const char *section;
+    const char *key;
+    const char *fallback; // empty: it is required
+    uint8_t most;         // characters that are kept
+    bool isPort;
+};
+constexpr size_t kSettings = 5;
+extern const Setting gSettings[kSettings];
+
+// Whether a registration port is one that the agent takes.
+[[nodiscard]] bool PortInRange(int32_t port);

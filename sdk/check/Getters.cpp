@@ -24,7 +24,7 @@ static const size_t kStatusRoom = 16;
 template <typename Type>
 static Type *As(Buffers &buffers, size_t index)
 {
-    return reinterpret_cast<Type *>(buffers[index].Data()); // at an odd address, as the contract allows
+    return reinterpret_cast<Type *>(buffers[index].Data());
 }
 
 // Rows by what they are called with: nothing, a number, a MAC; with one buffer or a list and its count.

@@ -10,8 +10,16 @@ namespace check
 {
 
 static const uint8_t kGuard = 0xA7;
+static const size_t kBefore = 64; // guarding bytes
+static const size_t kBehind = 256;
 
-Guarded::Guarded(size_t size) : mSize(size), mBytes(kBefore + size + kBehind)
+static bool IsNumber(size_t size)
+{
+    return size == 2 || size == 4 || size == 8;
+}
+
+Guarded::Guarded(size_t size)
+    : mBefore(IsNumber(size) ? kBefore : kBefore + 1), mSize(size), mBytes(mBefore + size + kBehind)
 {
     Fill(0);
 }
@@ -30,7 +38,7 @@ static bool AllAre(const uint8_t *at, size_t size, uint8_t value)
 
 bool Guarded::Intact() const
 {
-    return AllAre(mBytes.data(), kBefore, kGuard) && AllAre(Data() + mSize, kBehind, kGuard);
+    return AllAre(mBytes.data(), mBefore, kGuard) && AllAre(Data() + mSize, kBehind, kGuard);
 }
 
 bool Guarded::Untouched() const

@@ -9,7 +9,8 @@
 namespace check
 {
 
-// A buffer for output. It begins at an odd address, because pointers of the contract need not be aligned.
+// A buffer for output. Records and texts begin at an odd address, because the contract's are packed; a single number (2, 4
+// or 8 bytes) is aligned, as any variable of its type.
 class Guarded
 {
   public:
@@ -17,17 +18,15 @@ class Guarded
 
     // Fills the buffer with `value` and renews the bytes around it.
     void Fill(uint8_t value);
-    uint8_t *Data() { return mBytes.data() + kBefore; }
-    const uint8_t *Data() const { return mBytes.data() + kBefore; }
+    uint8_t *Data() { return mBytes.data() + mBefore; }
+    const uint8_t *Data() const { return mBytes.data() + mBefore; }
     size_t Size() const { return mSize; }
 
     bool Intact() const;    // nothing before or behind it was written
     bool Untouched() const; // it still holds what it was filled with
 
   private:
-    static constexpr size_t kBefore = 65;
-    static constexpr size_t kBehind = 256;
-
+    size_t mBefore;
     size_t mSize;
     uint8_t mFilled = 0;
     std::vector<uint8_t> mBytes;

@@ -1,6 +1,7 @@
 // Options, settings and what the router must tell before anything can begin.
 #include <algorithm>
 #include <filesystem>
+#include <sys/stat.h>
 
 #include "tests/e2e/EndToEnd.h"
 
@@ -148,6 +149,23 @@ TEST_F(Start, HelpOrVersionAsTheOnlyArgumentIsAnsweredAndNothingStarts)
         EXPECT_EQ(!PLUG_STATIC_CRYPTO, AnyContains(spoken.output, "/libcrypto.so")) << argument;
         EXPECT_EQ("", Status());
     }
+}
+
+TEST_F(Start, CheckTellsWhatOfTheConfigurationCountsAndNothingStarts)
+{
+    const std::string path = "/tmp/checked.conf";
+    WriteFile(path, "[Dev]\nPIN=123456789012\n[Protool]\nKEY=0123456789abcdef\nSERVER1=no.such.name.example\n");
+    chmod(path.c_str(), 0600);
+    const Spoken well = Speak({"--check", "-f", path});
+    EXPECT_EQ(0, well.status);
+    EXPECT_EQ(Texts(), well.errors);
+    EXPECT_EQ("   5   SERVER1 no.such.name.example", well.output.at(5));
+    EXPECT_FALSE(AnyContains(well.output, "0123456789abcdef") || AnyContains(well.output, "123456789012"));
+    chmod(path.c_str(), 0644);
+    const Spoken open = Speak({"--check", "-f", path});
+    EXPECT_EQ(1, open.status);
+    EXPECT_TRUE(AnyContains(open.output, " ! "));
+    EXPECT_EQ("", Status());
 }
 
 TEST_F(Start, HelpBesideAnotherArgumentAndHAreUnknownOptions)
