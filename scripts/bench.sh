@@ -1,14 +1,16 @@
 #!/bin/sh
 # bench.sh - builds and runs the benchmarks and ends with a table: figure, to reach, measured, verdict.
 #
-#   scripts/bench.sh [--save FILE] [--compare FILE] [codec] [dispatch] [surf] [md5] [latency] [start] [local] [ping]
-#                    [devices] [rate] [size] [idle] [sessions]
+#   scripts/bench.sh [--save FILE] [--compare FILE] [--agents N] [codec] [dispatch] [surf] [md5] [latency] [start]
+#                    [local] [ping] [devices] [rate] [size] [idle] [sessions] [scale]
 #
-# No name: all, about seven minutes.
+# No name: all but "scale", about seven minutes. "scale" takes another nine: a thousand agents at one platform, a start,
+# heartbeats, and two outages.
 #
 #   --save FILE      the figures, for a later --compare
 #   --compare FILE   fails when a size or memory is more than 3 % above what that file has; tests/bench/figures.tsv has
 #                    those of docs/benchmarks.md
+#   --agents N       for "scale": another number of agents, up to 5000
 #
 # Everything runs against the release build; the agent gets a /tmp of its own. Best on a machine that does nothing
 # else. Exit status: 0 all reached, 1 a figure was missed, got worse or could not be measured.
@@ -16,13 +18,18 @@ set -u
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
 build=$repo/build/release
-save='' compare=''
+save='' compare='' agents=1000
 while [ $# -gt 0 ]; do
     case $1 in
     --save | --compare)
         [ $# -gt 1 ] || { echo "bench.sh: $1 needs a file" >&2; exit 1; }
         file=$(realpath -m "$2")
         if [ "$1" = --save ]; then save=$file; else compare=$file; fi
+        shift 2
+        ;;
+    --agents)
+        case ${2:-x} in *[!0-9]*) echo "bench.sh: --agents needs a number" >&2; exit 1 ;; esac
+        agents=$2
         shift 2
         ;;
     *) break ;;
@@ -36,8 +43,9 @@ die() { echo "bench.sh: $*" >&2; exit 1; }
 [ -z "$compare" ] || [ -r "$compare" ] || die "cannot read $compare"
 results=$(mktemp) || exit 1
 log=$(mktemp) || exit 1
+pid=
 trap 'rm -f "$results" "$log"' EXIT
-trap 'exit 1' HUP INT TERM
+trap '[ -z "$pid" ] || kill "$pid" 2>/dev/null; exit 1' HUP INT TERM
 
 build_preset() {
     preset=$1
@@ -45,10 +53,23 @@ build_preset() {
     { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$(nproc)" --target "$@"; } >"$log" 2>&1
 }
 
-# Keeps the FIGURE lines for the table and shows the others.
+# Keeps the FIGURE lines for the table and shows the others. In the background, so that an interrupt ends it at once.
 run() {
-    "$@" >"$log" 2>&1
+    "$@" >"$log" 2>&1 &
+    await "$@"
+}
+
+# The same, with the error output as it comes.
+run_long() {
+    "$@" >"$log" &
+    await "$@"
+}
+
+await() {
+    pid=$!
+    wait "$pid"
     status=$?
+    pid=
     grep -v '^FIGURE' "$log"
     sed -n 's/^.*FIGURE\t/FIGURE\t/p' "$log" >>"$results"
     [ $status -eq 0 ] || missing "$(basename "$1") ${2:-} (exit status $status)"
@@ -88,7 +109,7 @@ all_sizes() {
     done
 }
 
-build_preset release all_agents agent_bench codec_bench dispatch_bench surf_bench md5_bench || { cat "$log"; die "the build failed"; }
+build_preset release all_agents agent_bench scale_bench codec_bench dispatch_bench surf_bench md5_bench || { cat "$log"; die "the build failed"; }
 for group; do
     echo "== $group"
     case $group in
@@ -99,8 +120,9 @@ for group; do
         run "$build/agent_bench" memory
         [ ! -e "$build/plug_dynamic" ] || run "$build/agent_bench" --agent "$build/plug_dynamic" memory
         ;;
+    scale) run_long "$build/scale_bench" "$agents" ;;
     size) all_sizes ;;
-    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, md5, latency, start, local, ping, devices, rate, size, idle, sessions)" ;;
+    *) die "unknown benchmark \"$group\" (codec, dispatch, surf, md5, latency, start, local, ping, devices, rate, size, idle, sessions, scale)" ;;
     esac
 done
 

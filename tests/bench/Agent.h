@@ -5,11 +5,6 @@
 #include <string>
 #include <sys/types.h>
 
-// Gives this process and its children a private, empty /tmp, so that the agent's files there disturb nobody. The
-// build folder stays visible if it is below /tmp. Call it before any thread starts. Returns false with a message if
-// the system does not allow it.
-bool EnterPrivateTmp();
-
 // The program that is started: the build's own, until another one is set.
 std::string AgentProgram();
 void SetAgentProgram(const std::string &path);

@@ -22,6 +22,7 @@
 
 #include "Agent.h"
 #include "Benches.h"
+#include "PrivateTmp.h"
 
 int main(int argc, char *argv[])
 {

@@ -130,6 +130,14 @@ size_t Plugsim::Count(const std::string &name, const Wanted &wanted)
     return count;
 }
 
+std::vector<Event> Plugsim::All(const std::string &name, const Wanted &wanted)
+{
+    std::vector<Event> found;
+    for (const std::string &line : lines_->All())
+        if (Matches(line, name, wanted)) found.emplace_back(line);
+    return found;
+}
+
 int Plugsim::End()
 {
     process_->Signal(SIGTERM);

@@ -52,8 +52,12 @@ class Plugsim
     bool Happened(const std::string &name, const Wanted &wanted = {});
     // How many such events there have been since the start.
     size_t Count(const std::string &name, const Wanted &wanted = {});
+    // All such events since the start, the oldest first.
+    std::vector<Event> All(const std::string &name, const Wanted &wanted = {});
     // Lets waits look only at what happens from here on.
     void Mark() { mark_ = lines_->Count(); }
+
+    pid_t Id() const { return process_->Id(); }
 
     // Ends the program. Returns its exit status; throws Failure when it does not end.
     int End();

@@ -13,6 +13,7 @@ static const double kTries = 4 * kTry; // after which it has failed
 static const double kWorkEnds = 0.75;  // of a round
 static const double kSampleAt = 0.9;   // of a round
 static const double kSettles = 0.05;   // of a round, when the work has taken longer
+static const double kPause = 0.01;     // of a round, before a thing is tried again
 static const int kWaysARound = 2;      // to lose a session
 static const double kDay = 86400;
 static const double kEpoch = 1772625600; // back to it goes a router that has lost its date
@@ -181,6 +182,7 @@ void Rounds::Do(const Thing &thing)
                 return;
             }
             world_->scene.platform.Set("misbehave off");
+            world_->WaitUntil(world_->Now() + kPause * length_);
             AwaitAnswer();
         }
     }

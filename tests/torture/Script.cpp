@@ -265,6 +265,7 @@ static void ComeAndGo(const Turn &turn)
     turn.scene.manager.Set(std::string("devices online ") + device + "=guest");
     turn.scene.platform.Wait("upload", {{"datatype", "40"}}, 2 * turn.patience);
     turn.scene.manager.Set(std::string("devices offline ") + device);
+    turn.scene.manager.Set(std::string("device remove ") + device); // it has room for 128
 }
 
 static void AutoReport(const Turn &turn)
