@@ -132,9 +132,10 @@ static std::vector<std::string> WrongEnds(World *world)
     if (ends.size() < kCaused) wrong.push_back("fewer ends of the process than were caused");
     size_t weeks = 0;
     for (size_t i = kCaused; i < ends.size(); i++) {
-        // 104: an update was refused earlier in this life.
-        const bool inSession = ends[i].stage == "003" || ends[i].stage == "104";
-        if (ends[i].status == 255 && inSession && oldest > 7 * kDay && weeks++ == 0) continue;
+        // It is looked for when a session has ended: the connection is lost, or the stage is that of the session, in
+        // which an update may have been refused.
+        const bool sessionEnded = ends[i].stage == "103" || ends[i].stage == "003" || ends[i].stage == "104";
+        if (ends[i].status == 255 && sessionEnded && oldest > 7 * kDay && weeks++ == 0) continue;
         wrong.push_back("the process has ended by itself with status " + std::to_string(ends[i].status) + " at stage " +
                         ends[i].stage);
     }
