@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <sstream>
@@ -62,14 +61,6 @@ Fleet::~Fleet()
     for (const pid_t supervisor : supervisors_) waitpid(supervisor, nullptr, 0);
 }
 
-double CpuSecondsOf(pid_t process)
-{
-    clockid_t clock;
-    struct timespec used = {};
-    if (clock_getcpuclockid(process, &clock) == 0) clock_gettime(clock, &used);
-    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
-}
-
 // Of the children that it has waited for, and theirs.
 static double CpuSecondsOfEnded(pid_t parent)
 {
@@ -84,18 +75,6 @@ static double CpuSecondsOfEnded(pid_t parent)
     return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// The supervisor's child that is no tool of its own; 0 when there is none.
-static pid_t AgentOf(pid_t supervisor)
-{
-    std::istringstream children(ReadFile(Format("/proc/%d/task/%d/children", supervisor, supervisor)));
-    for (pid_t child; children >> child;) {
-        std::error_code error;
-        const std::string name = fs::read_symlink(Format("/proc/%d/exe", child), error).filename();
-        if (name.rfind("plug", 0) == 0) return child;
-    }
-    return 0;
-}
-
 static long MedianOf(const std::vector<double> &values)
 {
     return values.empty() ? 0 : static_cast<long>(Quantile(values, 0.5));
@@ -108,7 +87,7 @@ FleetUse Fleet::Use() const
     for (const pid_t supervisor : supervisors_) {
         use.cpuSeconds += CpuSecondsOf(supervisor) + CpuSecondsOfEnded(supervisor);
         supervisorDirtyKb.push_back(static_cast<double>(DirtyKbOf(supervisor)));
-        const pid_t agent = AgentOf(supervisor);
+        const pid_t agent = ChildNamed(supervisor, "plug");
         if (agent == 0) continue;
         use.running++;
         use.cpuSeconds += CpuSecondsOf(agent);

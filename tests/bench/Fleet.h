@@ -38,6 +38,3 @@ class Fleet
   private:
     std::vector<pid_t> supervisors_;
 };
-
-// Processor time that all threads of a process have used, seconds; 0 when it has ended.
-double CpuSecondsOf(pid_t process);

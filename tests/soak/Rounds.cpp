@@ -16,7 +16,6 @@ static const double kSettles = 0.05;   // of a round, when the work has taken lo
 static const double kPause = 0.01;     // of a round, before a thing is tried again
 static const int kWaysARound = 2;      // to lose a session
 static const double kDay = 86400;
-static const double kEpoch = 1772625600; // back to it goes a router that has lost its date
 
 Rounds::Rounds(World *world, double length, unsigned seed) : world_(world), length_(length), random_(seed) {}
 
@@ -271,7 +270,7 @@ void Rounds::End(Ending ending)
     const size_t before = world_->Ends().size();
     const bool peerIsLate = ending == Ending::FORCED || ending == Ending::OUTAGE;
     const auto hasEnded = [&] { return world_->Ends().size() > before; };
-    world_->SetDate(-kEpoch);
+    world_->LoseDate();
     world_->scene.manager.Mark();
     if (peerIsLate) {
         std::filesystem::remove(kKnownDevices);

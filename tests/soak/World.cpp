@@ -60,7 +60,7 @@ static bool Look(pid_t process, double speed, Sample *sample)
         const double tick = static_cast<double>(sysconf(_SC_CLK_TCK));
         const double started = std::stod(stat[19]) / tick; // since the machine's start, as CLOCK_BOOTTIME
         sample->age = (static_cast<double>(Nanoseconds(CLOCK_BOOTTIME)) / kSecond - started) * speed;
-        sample->cpuMs = (std::stod(stat[11]) + std::stod(stat[12])) * 1000 / tick;
+        sample->cpuMs = CpuSecondsOf(process) * 1000;
         sample->dirtyKb = DirtyKbOf(process);
         sample->descriptors = static_cast<long>(DescriptorsOf(process));
         sample->threads = static_cast<long>(ThreadsOf(process));
@@ -97,6 +97,7 @@ World::World(const WorldOptions &options)
       shift_(MakeShiftPage())
 {
     setenv("TZ", kZone, 1); // ours too: Weekday()
+    LoseDate();
     scene.Clear(false);
     WriteFile(folder_ + "/samples.tsv", "at\tlife\tage\tdirty\tdescriptors\tthreads\tfiles\tcpu\tsettled\n");
     StartSupervisor(options);
@@ -170,6 +171,11 @@ void World::SetDate(double shift)
     __atomic_store_n(shift_, static_cast<int64_t>(shift) * kSecond, __ATOMIC_RELAXED);
 }
 
+void World::LoseDate()
+{
+    SetDate(static_cast<double>(-kFirstDate));
+}
+
 int World::Weekday() const
 {
     const time_t date = kFirstDate + static_cast<time_t>(Now()) + *shift_ / kSecond;
@@ -180,18 +186,9 @@ int World::Weekday() const
 
 // ---- The agent
 
-// The supervisor's child that is no tool of its own.
 pid_t World::AgentId() const
 {
-    const pid_t supervisor = supervisor_->Id();
-    std::istringstream children(
-        ReadFile(Proc(supervisor, ("task/" + std::to_string(supervisor) + "/children").c_str())));
-    for (pid_t child; children >> child;) {
-        std::error_code error;
-        const std::string name = fs::read_symlink(Proc(child, "exe"), error).filename();
-        if (name.rfind("plug", 0) == 0) return child;
-    }
-    return 0;
+    return ChildNamed(supervisor_->Id(), "plug");
 }
 
 std::string World::AgentProgram() const

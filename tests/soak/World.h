@@ -41,6 +41,8 @@ class World
 
     // Shifts the agent's date, seconds from the date that it started with. Its other clocks go on.
     void SetDate(double shift);
+    // Back to 1970, as on a router that has just started and has no clock of its own.
+    void LoseDate();
     // 0 Sunday to 6 Saturday, by the agent's date.
     int Weekday() const;
 
