@@ -55,8 +55,8 @@ TEST(FuncIdList, TheDocumentHasTheRecordsOfEveryFrame)
         "\n| peer | 0 | 1 | u8 | `code` | 0 done, otherwise what went wrong |\n",
         // An answer has its status in front.
         "\n### 77 `roaming-threshold`: thresholds of roaming\n",
-        "\n| answer | 0 | 1 | u8 | `status` | 0 done, otherwise the peer's own code |\n"
-        "| answer | 1 | 1 | u8 | `first` | first threshold |\n",
+        "\n| answer | 0 | 1 | u8 | `status` | 0 done, otherwise the peer's own code |\n",
+        "\n| answer | 1 | 1 | u8 | `first` | first threshold |\n",
         "\n| agent | 205 | 4 | ip | `ip` | its address; this and the next four are 0.0.0.0 when there is none |\n",
         // A list and its record.
         "\n| peer | 0 | 2 | u16 | | n, how many follow |\n",
