@@ -144,11 +144,22 @@ static void Heartbeep()
                     FrameChecksum(0, head, sizeof head, nullptr, 0));
 }
 
+static OsAtomic<int> s_checking; // 1 when the platform may be silent for too long before the next heartbeat
+
+// Tells the check thread whether it has anything to find before the next heartbeat. Half of the limit is one and a half
+// intervals: less than that now is less than the limit then, with half an interval to spare.
+static void ReviewSilence()
+{
+    const int checking = mHeartTime != 0 && SilenceMs() > SilenceLimitMs() / 2;
+    if (checking != s_checking) SetSessionFlag(s_checking, checking);
+}
+
 static void *HeartbeatProc(void *)
 {
     while (mQuitPro != 1) {
         Heartbeep();
         beepAck = 0;
+        ReviewSilence();
         WaitForQuit(mHeartInterval * INT64_C(1000));
     }
     return nullptr;
@@ -175,8 +186,12 @@ static void *CheckProc(void *)
     const int64_t beginMs = OsNowMs();
     while (mQuitPro != 1) {
         const int16_t interval = mHeartInterval;
-        if (OsWaitFor(&gFlags, NextCheckMs(beginMs), [=] { return mQuitPro == 1 || mHeartInterval != interval; }))
+        const int checking = s_checking;
+        if (OsWaitFor(&gFlags, checking ? NextCheckMs(beginMs) : OS_FOREVER,
+                      [=] { return mQuitPro == 1 || mHeartInterval != interval || s_checking != checking; })) {
+            if (mHeartInterval != interval) s_checking = 1; // the next heartbeat may be further away than the new limit
             continue;
+        }
         if (!HeartbeatExpired()) continue;
         SetSessionFlag(mQuitPro, 1);
         LOG_ERR("heart beep error");
@@ -201,6 +216,7 @@ void RulesRequest()
 
 int HeartbeatStart(SessionContext *context)
 {
+    s_checking = 0;
     int error = OsThreadStart(&context->checkThread, CheckProc, nullptr);
     if (error != 0) {
         LOG_ERR("Created check thread failed errno=%d", error);

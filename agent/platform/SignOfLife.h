@@ -13,7 +13,7 @@
 #include <cstdint>
 
 enum ResponseState {
-    RESPONSE_WAITS,    // for a frame, which it dispatches at once
+    RESPONSE_WAITS,    // for a frame, which it dispatches at once, or at the end of the pause behind the last one
     RESPONSE_OCCUPIED, // by a command, or by a frame whose rest is missing
     RESPONSE_STAYS,    // with a command that only the end of the session ends
 };

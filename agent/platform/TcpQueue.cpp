@@ -10,8 +10,8 @@
 static OsWaiter mMutexQue; // guards everything below
 static uint8_t mData[kQueueSize];
 static size_t mOffset; // fill level
-static bool s_changed; // bytes have arrived since the last popup()
-static bool s_begun;   // the last popup() found the header of a frame that was not whole
+static bool s_changed; // the last popup() has not looked at all of it
+static bool s_begun;   // the last popup() left what is, or may be, the beginning of a frame
 static bool s_closed;  // nobody waits any more
 
 void NewTcpQueue()
@@ -72,6 +72,7 @@ int popup(ReceivedFrame *frame)
         s_begun = mOffset - start - kFrameHeaderSize < static_cast<size_t>(header.headLen) + header.bodyLen;
         if (s_begun) return -1;
         CutOut(start, header, frame);
+        s_changed = s_begun = mOffset > 0;
         return 0;
     }
     return -1;

@@ -32,10 +32,12 @@ int push(const uint8_t *data, size_t length);
 // search goes on, so that one damaged header cannot block the stream.
 [[nodiscard]] int popup(ReceivedFrame *frame);
 
-// Whether the last popup() found the beginning of a frame and not all of it. Response thread.
+// Whether the last popup() found the beginning of a frame and not all of it, or left bytes behind the frame that it took.
+// Response thread.
 [[nodiscard]] bool QueueHoldsBegunFrame();
 
-// Waits until bytes have arrived since the last popup(). Returns at once when the queue is closed.
+// Waits until there are bytes that the last popup() has not looked at: behind the frame that it took, or arrived since.
+// Returns at once when the queue is closed.
 void QueueWait();
 
 // Ends the current QueueWait() and all later ones, until NewTcpQueue() opens the queue again.

@@ -13,6 +13,7 @@
 
 #include "core/Common.h"
 #include "core/PlugStatus.h"
+#include "os/OsClock.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "platform/Protool.h"
@@ -140,20 +141,27 @@ static void *ServerRecv(void *)
     return nullptr;
 }
 
+// Waits for bytes that nobody has looked at, then for `pauseEndMs`: without them the end of the pause is not worth waking
+// up for. Returns false when the thread has to end.
+static bool AwaitBytes(int64_t pauseEndMs)
+{
+    SetResponseState(QueueHoldsBegunFrame() ? RESPONSE_OCCUPIED : RESPONSE_WAITS);
+    QueueWait();
+    const int64_t leftMs = pauseEndMs - OsNowMs();
+    return leftMs > 0 ? !WaitForServerStop(leftMs) : ServerRun == 1;
+}
+
 static void *RespProc(void *)
 {
     static ReceivedFrame frame; // too large for the stack; there is one response thread at a time
-    while (ServerRun == 1) {
-        if (popup(&frame) != 0) {
-            SetResponseState(QueueHoldsBegunFrame() ? RESPONSE_OCCUPIED : RESPONSE_WAITS);
-            QueueWait();
-            continue;
-        }
+    int64_t pauseEndMs = OsNowMs();
+    while (ServerRun == 1 && AwaitBytes(pauseEndMs)) {
+        if (popup(&frame) != 0) continue;
         SetResponseState(RESPONSE_OCCUPIED);
         if (frame.header.msgType == MSG_SESSION_ACK)
             LOG_DEBUG("regist or connnect ack len = %d,%d", frame.header.bodyLen, frame.header.headLen);
         s_onFrame(frame);
-        WaitForServerStop(kFramePauseMs);
+        pauseEndMs = OsNowMs() + kFramePauseMs;
     }
     SetServerResponding(false);
     return nullptr;

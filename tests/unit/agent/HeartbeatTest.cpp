@@ -24,20 +24,20 @@ class HeartbeatTest : public LinkedTest
     {
         int result = 1;
         Running starter([&] { result = HeartbeatStart(&context); });
-        AdvanceThrough(10, 2); // the check thread, and our pauses
+        AdvanceThroughWaits(10, 3); // the response thread, the check thread, and our pauses
         ASSERT_EQ(17, TypeOf(peer.ReceiveFrame()));
         FakeClockAdvanceMs(10);
         starter.Join();
         ASSERT_EQ(0, result);
         ASSERT_EQ(1, TypeOf(peer.ReceiveFrame()));
-        FakeClockAwaitSleepers(2);
+        FakeClockAwaitWaiters(3);
     }
 
     static int TypeOf(const Bytes &frame) { return frame.size() < 7 ? -1 : frame[2] & 31; }
 
     void Acknowledge() { CBHandle(Received(2, {}, {})); }
 
-    void AdvanceTo(int64_t time) { AdvanceThrough(time - OsNowMs(), 2); }
+    void AdvanceTo(int64_t time) { AdvanceThroughWaits(time - OsNowMs(), 3); }
 };
 
 TEST_F(HeartbeatTest, HeadHoldsTheTimeOfDay)
@@ -45,7 +45,7 @@ TEST_F(HeartbeatTest, HeadHoldsTheTimeOfDay)
     mHeartInterval = 20;
     int result = 1;
     Running starter([&] { result = HeartbeatStart(&context); });
-    AdvanceThrough(10, 2);
+    AdvanceThroughWaits(10, 3);
     ASSERT_EQ(17, TypeOf(peer.ReceiveFrame()));
     FakeClockAdvanceMs(10);
     starter.Join();
@@ -62,9 +62,9 @@ TEST_F(HeartbeatTest, IsSentOncePerInterval)
         mHeartInterval = static_cast<int16_t>(interval);
         Start();
         for (int beat = 0; beat < 3; beat++) {
-            AdvanceThrough(interval * 1000 - 1, 2);
+            AdvanceThroughWaits(interval * 1000 - 1, 3);
             ExpectNothingSent();
-            AdvanceThrough(1, 2);
+            AdvanceThroughWaits(1, 3);
             EXPECT_EQ(1, TypeOf(peer.ReceiveFrame()));
         }
         DeleteHeartbear(&context);
@@ -76,7 +76,7 @@ TEST_F(HeartbeatTest, AnIntervalBelowOneSendsTheNextHeartbeatAtOnce)
     mHeartInterval = -5;
     int result = 1;
     Running starter([&] { result = HeartbeatStart(&context); });
-    AdvanceThrough(10, 2);
+    AdvanceThroughWaits(10, 3);
     ASSERT_EQ(17, TypeOf(peer.ReceiveFrame()));
     FakeClockAdvanceMs(10);
     for (int beat = 0; beat < 5; beat++) EXPECT_EQ(1, TypeOf(peer.ReceiveFrame()));
@@ -159,9 +159,9 @@ TEST_F(HeartbeatTest, SettingTheDateForwardEndsNoSession)
     Start();
     for (int day = 1; day <= 10; day++) {
         Acknowledge();
-        AdvanceThrough(25000, 2); // the next heartbeat has cleared the acknowledgement
+        AdvanceThroughWaits(25000, 3); // the next heartbeat has cleared the acknowledgement
         FakeClockSetWallTime(kFakeEpoch + day * 86400);
-        AdvanceThrough(25000, 2);
+        AdvanceThroughWaits(25000, 3);
         EXPECT_EQ(0, mQuitPro) << day;
     }
 }
@@ -180,7 +180,7 @@ TEST_F(HeartbeatTest, AcknowledgedHeartbeatsKeepTheSessionAlive)
     Start();
     for (int beat = 0; beat < 20; beat++) {
         Acknowledge();
-        AdvanceThrough(20000, 2);
+        AdvanceThroughWaits(20000, 3);
     }
     EXPECT_EQ(0, mQuitPro);
 }
@@ -192,7 +192,7 @@ TEST_F(HeartbeatTest, DataInPlaceOfAcknowledgementsKeepsTheSessionAlive)
     Acknowledge();
     for (int second = 0; second < 400; second++) {
         CBHandle(Received(26, {}, {})); // without a body: dropped, yet a sign of life
-        AdvanceThrough(1000, 2);
+        AdvanceThroughWaits(1000, 3);
     }
     EXPECT_EQ(0, mQuitPro);
     EXPECT_EQ(uint32_t{kFakeEpoch}, mHeartTime);
@@ -256,12 +256,12 @@ TEST_F(HeartbeatTest, RulesRequestIsSentBetweenThePausesOfTheThreadStarts)
     mHeartInterval = 20;
     int result = 1;
     Running starter([&] { result = HeartbeatStart(&context); });
-    FakeClockAwaitSleepers(2);
+    FakeClockAwaitWaiters(3);
     EXPECT_EQ(10, FakeClockNextDeadlineMs());
     ExpectNothingSent();
     FakeClockAdvanceMs(10);
     EXPECT_EQ(17, TypeOf(peer.ReceiveFrame()));
-    FakeClockAwaitSleepers(2);
+    FakeClockAwaitWaiters(3);
     EXPECT_EQ(10, FakeClockNextDeadlineMs());
     ExpectNothingSent();
     FakeClockAdvanceMs(10);
@@ -291,7 +291,7 @@ TEST_F(HeartbeatTest, AHeartbeatThreadThatCannotStartFailsTheStartAndTheCheckThr
     FakeFailThreadStart(2, ENOMEM);
     int result = 1;
     Running starter([&] { result = HeartbeatStart(&context); });
-    AdvanceThrough(10, 2);
+    AdvanceThroughWaits(10, 3);
     EXPECT_EQ(17, TypeOf(peer.ReceiveFrame()));
     FakeClockAdvanceMs(10);
     starter.Join();

@@ -22,15 +22,13 @@ class LongCommand : public LinkedTest
         LinkedTest::SetUp();
         mHeartInterval = 20;
         Running starter([&] { EXPECT_EQ(0, HeartbeatStart(&context)); });
-        AdvanceThrough(10, 2);
+        AdvanceThroughWaits(10, 3);
         peer.ReceiveFrame(); // the rules request
         FakeClockAdvanceMs(10);
         starter.Join();
-        FakeClockAwaitSleepers(2);
+        FakeClockAwaitWaiters(3);
         AcknowledgeHeartbeat();
         ASSERT_TRUE(Within([] { return mHeartTime != 0; }));
-        FakeClockAwaitSleepers(3); // and the pause behind the frame
-        FakeClockAdvanceMs(10);
         ASSERT_TRUE(Within([] { return CurrentResponseState() == RESPONSE_WAITS; }));
     }
     void TearDown() override
@@ -50,11 +48,11 @@ class LongCommand : public LinkedTest
         ASSERT_TRUE(Within([] { return SilenceMs() == 0; }));
     }
 
-    // Lets so many heartbeats pass, each answered with these bytes. `sleepers`: threads that wait with a deadline.
-    void PassHeartbeats(int count, int sleepers, const Bytes &answer = kAcknowledgement)
+    // Lets so many heartbeats pass, each answered with these bytes. `waiters`: threads that wait.
+    void PassHeartbeats(int count, int waiters, const Bytes &answer = kAcknowledgement)
     {
         for (int beat = 0; beat < count; beat++) {
-            AdvanceThrough(20000 - (OsNowMs() - 20) % 20000, sleepers);
+            AdvanceThroughWaits(20000 - (OsNowMs() - 20) % 20000, waiters);
             AnswerHeartbeat(answer);
         }
     }
@@ -69,9 +67,9 @@ class LongCommand : public LinkedTest
     }
 
     // The session lives until this time and ends then. Checks are made at whole tens of seconds.
-    void ExpectEndAt(int64_t endMs, int sleepers)
+    void ExpectEndAt(int64_t endMs, int waiters)
     {
-        AdvanceThrough(endMs - 1 - OsNowMs(), sleepers);
+        AdvanceThroughWaits(endMs - 1 - OsNowMs(), waiters);
         EXPECT_EQ(0, mQuitPro);
         FakeClockAdvanceMs(1);
         EXPECT_TRUE(Within([] { return mQuitPro == 1; }));
@@ -99,7 +97,7 @@ class LongCommand : public LinkedTest
         FakeCommand("ping", lasting);
         ASSERT_TRUE(peer.Send(FunctionFrame(8, Hex("C0 A8 01 14") + Bytes(20, 1)) + FunctionFrame(9)));
         ExpectReply(8);
-        FakeClockAwaitSleepers(4); // the pauses behind the frame and before the ping's first line, too
+        FakeClockAwaitWaiters(4); // the pauses behind the frame and before the ping's first line, too
         FakeClockAdvanceMs(50);
         FakeClockAwaitWaiters(4); // the ping, and the response thread for it
     }
@@ -125,9 +123,9 @@ TEST_F(LongCommand, TwoRequestsToALocalPeerThatIsSilentForAMinuteCostNoSession)
         EXPECT_FALSE(local.Frame().empty());
         const int64_t begin = OsNowMs();
         PassHeartbeats(3, 3);
-        AdvanceThrough(begin + 60000 - OsNowMs(), 3);
+        AdvanceThroughWaits(begin + 60000 - OsNowMs(), 3);
         ExpectReply(79);
-        AdvanceThrough(10, 3); // the pause behind the frame
+        AdvanceThroughWaits(10, 3); // the pause behind the frame
     }
     EXPECT_EQ(0, mQuitPro);
 }
@@ -135,38 +133,36 @@ TEST_F(LongCommand, TwoRequestsToALocalPeerThatIsSilentForAMinuteCostNoSession)
 TEST_F(LongCommand, AWaitForAPingOf84SecondsCostsNoSession)
 {
     BeginEndlessPing();
-    PassHeartbeats(4, 2);
-    AdvanceThrough(4000, 2);
+    PassHeartbeats(4, 4);
+    AdvanceThroughWaits(4000, 4);
     FakeCommandEnd();
     ExpectReply(9);
-    FakeClockAwaitSleepers(3);
-    FakeClockAdvanceMs(10);
-    PassHeartbeats(4, 2);
+    PassHeartbeats(4, 3);
     EXPECT_EQ(0, mQuitPro);
 }
 
 TEST_F(LongCommand, APlatformThatSendsNothingMeanwhileIsNoticedAfterThreeIntervals)
 {
     BeginEndlessPing();
-    ExpectEndAt(70000, 2); // heard at 20 ms
+    ExpectEndAt(70000, 4); // heard at 20 ms
     EndPing();
 }
 
 TEST_F(LongCommand, APlatformThatFallsSilentMeanwhileIsNoticedAfterThreeIntervals)
 {
     BeginEndlessPing();
-    PassHeartbeats(2, 2);
-    ExpectEndAt(110000, 2); // heard at 40020 ms
+    PassHeartbeats(2, 4);
+    ExpectEndAt(110000, 4); // heard at 40020 ms
     EndPing();
 }
 
 TEST_F(LongCommand, WithoutALongCommandBytesCountOnlyWhenTheyAreDispatched)
 {
     for (int beat = 0; beat < 3; beat++) {
-        AdvanceThrough(20000, 2);
+        AdvanceThroughWaits(20000, 3);
         EXPECT_TRUE(peer.Send({0})); // begins no frame
     }
-    ExpectEndAt(70000, 2);
+    ExpectEndAt(70000, 3);
 }
 
 // ---- Bodies ----
@@ -177,7 +173,7 @@ TEST_F(LongCommand, ABodyThatComesSlowlyCostsNoSession)
     const auto body = frame.begin() + 7;
     EXPECT_TRUE(peer.Send(Bytes(frame.begin(), body)));
     EXPECT_TRUE(Within([] { return QueueHoldsBegunFrame(); }));
-    for (int i = 0; i < 6; i++) PassHeartbeats(1, 2, {body[i]});
+    for (int i = 0; i < 6; i++) PassHeartbeats(1, 3, {body[i]});
     EXPECT_EQ(0, mQuitPro);
     EXPECT_TRUE(peer.Send(Bytes(body + 6, frame.end())));
     ExpectReply(1);
@@ -187,7 +183,7 @@ TEST_F(LongCommand, AHeaderThatIsFollowedByNothingEndsTheSession)
 {
     const Bytes frame = FunctionFrame(1);
     EXPECT_TRUE(peer.Send(Bytes(frame.begin(), frame.begin() + 7)));
-    ExpectEndAt(70000, 2);
+    ExpectEndAt(70000, 3);
 }
 
 // ---- Staying ----
@@ -195,9 +191,9 @@ TEST_F(LongCommand, AHeaderThatIsFollowedByNothingEndsTheSession)
 TEST_F(LongCommand, NothingCountsWhileAThreadStaysOnABadItem)
 {
     SendFunction(66, Text("{\"LIST\":[{\"FLAG\":\"2\",\"MAC\":\"02:11:22:33:44:55\",\"UP\":\"1\",\"DOWN\":\"1\"}]}"));
-    FakeClockAwaitSleepers(3);
+    ASSERT_TRUE(Within([] { return CurrentResponseState() == RESPONSE_STAYS; }));
     for (int beat = 0; beat < 3; beat++) {
-        AdvanceThrough(20000, 3);
+        AdvanceThroughWaits(20000, 3);
         EXPECT_TRUE(peer.Send(kAcknowledgement));
     }
     ExpectEndAt(70000, 3);
@@ -210,11 +206,11 @@ TEST_F(LongCommand, TheNextSessionCountsAgain)
     FakeClockAuto(false);
     ASSERT_EQ(0, ServerInit("127.0.0.1", peer.Port(), &context));
     ASSERT_TRUE(peer.Accept());
-    FakeClockAwaitSleepers(2);
+    FakeClockAwaitWaiters(3);
     FakeClockAdvanceMs(5000);
     const Bytes frame = FunctionFrame(1);
     EXPECT_TRUE(peer.Send(Bytes(frame.begin(), frame.begin() + 7)));
-    EXPECT_TRUE(Within([] { return QueueHoldsBegunFrame(); }));
+    EXPECT_TRUE(Within([] { return CurrentResponseState() == RESPONSE_OCCUPIED; }));
     EXPECT_LE(5000, SilenceMs());
     EXPECT_TRUE(peer.Send({frame[7]}));
     EXPECT_TRUE(Within([] { return SilenceMs() == 0; }));

@@ -69,14 +69,24 @@ ReceivedFrame ReceivedRecord(uint8_t msgType, const Bytes &head, const Bytes &pl
     return Received(msgType, head, body, Sum(Le16(body.size()) + head + plain));
 }
 
-void AdvanceThrough(int64_t milliseconds, int sleepers)
+static void Advance(int64_t milliseconds, const std::function<void()> &await)
 {
     const int64_t end = OsNowMs() + milliseconds;
     while (OsNowMs() < end) {
-        FakeClockAwaitSleepers(sleepers);
+        await();
         FakeClockAdvanceMs(std::min(end - OsNowMs(), FakeClockNextDeadlineMs()));
     }
-    FakeClockAwaitSleepers(sleepers);
+    await();
+}
+
+void AdvanceThrough(int64_t milliseconds, int sleepers)
+{
+    Advance(milliseconds, [sleepers] { FakeClockAwaitSleepers(sleepers); });
+}
+
+void AdvanceThroughWaits(int64_t milliseconds, int waiters)
+{
+    Advance(milliseconds, [waiters] { FakeClockAwaitWaiters(waiters); });
 }
 
 UnusedPort::UnusedPort() : mSocket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))

@@ -30,6 +30,9 @@ ReceivedFrame ReceivedRecord(uint8_t msgType, const Bytes &head, const Bytes &pl
 // Lets `milliseconds` pass from deadline to deadline, waiting each time for `sleepers` threads to wait again.
 void AdvanceThrough(int64_t milliseconds, int sleepers);
 
+// The same, counting waits without a deadline as well.
+void AdvanceThroughWaits(int64_t milliseconds, int waiters);
+
 // A port of 127.0.0.1 that nobody listens on, as long as this lives.
 class UnusedPort
 {

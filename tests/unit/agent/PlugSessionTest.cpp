@@ -67,10 +67,10 @@ class PlugSessionTest : public AgentTest
         ASSERT_FALSE(login.ReceiveFrame().empty());
         FakeClockAwaitSleepers(1);
         ASSERT_TRUE(login.SendFrame(11, 0, {}, Encrypted(Hex("00 00 3C 00")), 0));
-        FakeClockAwaitSleepers(3); // check thread, pause of the main thread, pause behind the frame
+        FakeClockAwaitWaiters(3); // response thread, check thread, pause of the main thread
         FakeClockAdvanceMs(10);
         ASSERT_EQ(0x31, login.ReceiveFrame()[2]); // rules request
-        FakeClockAwaitSleepers(2);
+        FakeClockAwaitWaiters(3);
     }
 
     // A session up to its first tick: main, check and heartbeat thread wait.
@@ -95,7 +95,7 @@ class PlugSessionTest : public AgentTest
     void Session(int64_t milliseconds)
     {
         BeginSession();
-        AdvanceThrough(milliseconds, 3);
+        AdvanceThroughWaits(milliseconds, 4);
         EndSession();
     }
 
@@ -112,13 +112,13 @@ class PlugSessionTest : public AgentTest
 TEST_F(PlugSessionTest, DutiesAreDoneAtTheirTicksOfTwoSeconds)
 {
     BeginSession();
-    AdvanceThrough(15999, 3);
+    AdvanceThroughWaits(15999, 4);
     EXPECT_TRUE(spy.Calls().empty());
-    AdvanceThrough(199999 - 15999, 3);
+    AdvanceThroughWaits(199999 - 15999, 4);
     EXPECT_EQ(3u, spy.Calls().size());
     FakeClockAdvanceMs(1);
     ASSERT_TRUE(Within([this] { return spy.Calls().size() == 4; }));
-    AdvanceThrough(600000, 2); // the main thread waits for the end alone
+    AdvanceThroughWaits(600000, 4);
     EndSession();
     const struct {
         const char *name;
@@ -158,9 +158,9 @@ TEST_F(PlugSessionTest, TheDutyCounterContinuesAcrossSessionsAndCountsABegunTick
     EXPECT_EQ(4u, PlugDutyCounter());
     EXPECT_EQ(2u, spy.Calls().size()); // the two ends
     BeginSession();
-    AdvanceThrough(8000, 3); // tick 8
+    AdvanceThroughWaits(8000, 4); // tick 8
     EXPECT_EQ(3u, spy.Calls().size());
-    AdvanceThrough(999, 3);
+    AdvanceThroughWaits(999, 4);
     EndSession();
     EXPECT_EQ(9u, PlugDutyCounter());
     Session(500); // tick 9 is at hand
@@ -172,7 +172,7 @@ TEST_F(PlugSessionTest, TicksAreCountedAfterTheLastDuty)
 {
     PlugSetDutyCounter(101);
     BeginSession();
-    AdvanceThrough(600999, 2);
+    AdvanceThroughWaits(600999, 4);
     EndSession();
     EXPECT_EQ(101u + 301u, PlugDutyCounter());
 }
@@ -283,7 +283,7 @@ TEST_F(PlugSessionTest, TheExitAfterAWeekWaitsForTheEndOfTheSession)
     PlugSetDutyCounter(302400);
     const auto run = [this] {
         BeginSession();
-        AdvanceThrough(3600000, 2);
+        AdvanceThroughWaits(3600000, 4);
         fprintf(stderr, "still running\n");
         SetSessionFlag(mQuitPro, 1);
         LetTheConnectionClose();

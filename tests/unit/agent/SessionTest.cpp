@@ -133,9 +133,10 @@ TEST_F(SessionTest, ARegisterAckWithoutABodyIsRefusedAndRegistrationTimesOut)
     Running agent([&] { result = RegisterStart(&context, "127.0.0.1"); });
     ASSERT_TRUE(peer.Accept());
     ASSERT_FALSE(peer.ReceiveFrame().empty());
-    FakeClockAwaitSleepers(1);
+    FakeClockAwaitWaiters(2); // main and response thread
+    const int waits = FakeClockWaits();
     ASSERT_TRUE(peer.SendFrame(11, 0, {}, {}, 0));
-    FakeClockAwaitSleepers(2); // the answer has been looked at
+    ASSERT_TRUE(Within([=] { return FakeClockWaits() > waits; })); // the answer has been looked at
     EXPECT_EQ(0, mRegist);
     EXPECT_EQ(0, mQuitPro);
     FakeClockAdvanceMs(9999);

@@ -1,6 +1,7 @@
 // When a silent platform is noticed: at the first of the checks, ten seconds apart, at which its silence is longer than
 // three heartbeat intervals. Both threads of a session run; only the tests move the clock.
 #include <functional>
+#include <random>
 
 #include "CBHandle.h"
 #include "os/OsClock.h"
@@ -31,7 +32,62 @@ Event Interval(int64_t atMs, int16_t seconds)
     return {atMs, [seconds] { SetHeartInterval(seconds); }};
 }
 
-// The threads of the session that wait on the clock: response, check and heartbeat.
+enum Kind { ACKNOWLEDGEMENT, DATA, INTERVAL };
+
+struct Occurrence {
+    Kind kind;
+    int64_t atMs;
+    int16_t seconds;
+};
+
+Event EventOf(const Occurrence &occurrence)
+{
+    switch (occurrence.kind) {
+    case ACKNOWLEDGEMENT: return Acknowledgement(occurrence.atMs);
+    case DATA: return Data(occurrence.atMs);
+    case INTERVAL: break;
+    }
+    return Interval(occurrence.atMs, occurrence.seconds);
+}
+
+// Never at the very moment of a heartbeat or a look, which both come at whole hundredths of a second.
+std::vector<Occurrence> RandomOccurrences(std::minstd_rand *random, int16_t interval, int64_t endMs)
+{
+    static const Kind kKinds[] = {ACKNOWLEDGEMENT, ACKNOWLEDGEMENT, ACKNOWLEDGEMENT, ACKNOWLEDGEMENT, DATA, DATA, DATA,
+                                  INTERVAL};
+    std::vector<Occurrence> all;
+    for (int64_t at = 103;; at += 10 * (1 + static_cast<int64_t>((*random)()) % (interval * 250))) {
+        if (at >= endMs) return all;
+        const Kind kind = kKinds[(*random)() % 8];
+        all.push_back({kind, at, static_cast<int16_t>(20 + (*random)() % 50)});
+    }
+}
+
+// When a check that looks at every tenth second ends the session; -1 when it does not before `endMs`.
+int64_t FoundByEveryLook(int64_t interval, const std::vector<Occurrence> &occurrences, int64_t endMs)
+{
+    auto next = occurrences.begin();
+    int64_t beatMs = 20, heardMs = -1;
+    bool acknowledged = false;
+    for (int64_t now = 0; now <= endMs; now++) {
+        for (; next != occurrences.end() && next->atMs == now; ++next) {
+            if (next->kind == INTERVAL) {
+                interval = next->seconds;
+                continue;
+            }
+            acknowledged = true;
+            if (next->kind == ACKNOWLEDGEMENT) heardMs = now;
+        }
+        if (now == beatMs) {
+            acknowledged = false;
+            beatMs += interval * 1000;
+        }
+        if (now % 10000 == 0 && !acknowledged && heardMs >= 0 && now - heardMs > 3 * interval * 1000) return now;
+    }
+    return -1;
+}
+
+// The threads of the session that wait: response, check and heartbeat.
 const int kWaiters = 3;
 
 class SilenceCheck : public LinkedTest
@@ -66,7 +122,7 @@ class SilenceCheck : public LinkedTest
     void Begin()
     {
         Running starter([&] { EXPECT_EQ(0, HeartbeatStart(&context)); });
-        AdvanceThrough(10, 2); // the check thread, and the pause of the start
+        AdvanceThroughWaits(10, 3); // response and check thread, and the pause of the start
         FakeClockAdvanceMs(10);
         starter.Join();
         Settle();
@@ -139,7 +195,20 @@ TEST_F(SilenceCheck, FollowsANewInterval)
     EXPECT_EQ(190000, EndOf(60, {Interval(55000, 20), Acknowledgement(120000)}));
 }
 
-TEST_F(SilenceCheck, WakesOnlyWhenTheIntervalsAreOver)
+TEST_F(SilenceCheck, FindsWhatALookAtEveryTenthSecondFinds)
+{
+    const int64_t kEndMs = 900000;
+    for (unsigned seed = 1; seed <= 25; seed++) {
+        std::minstd_rand random(seed);
+        const int16_t interval = static_cast<int16_t>(20 + random() % 50);
+        const std::vector<Occurrence> occurrences = RandomOccurrences(&random, interval, kEndMs);
+        std::vector<Event> events;
+        for (const Occurrence &occurrence : occurrences) events.push_back(EventOf(occurrence));
+        EXPECT_EQ(FoundByEveryLook(interval, occurrences, kEndMs), EndOf(interval, events, kEndMs)) << seed;
+    }
+}
+
+TEST_F(SilenceCheck, SleepsWhileHeartbeatsAreAcknowledged)
 {
     mHeartInterval = 60;
     Begin();
@@ -148,11 +217,8 @@ TEST_F(SilenceCheck, WakesOnlyWhenTheIntervalsAreOver)
         CBHandle(Received(2, {}, {}));
         PassTo(OsNowMs() + 60000);
     }
-    // An hour: sixty heartbeats, and a look at the silence every 190 s, when three intervals and the rest of a period
-    // have gone by since the sign of life that was the last one then.
     EXPECT_EQ(0, mQuitPro);
-    EXPECT_LE(FakeClockWaits() - begin, 60 + 3600 / 120);
-    EXPECT_GE(FakeClockWaits() - begin, 60 + 3600 / 190);
+    EXPECT_EQ(60, FakeClockWaits() - begin); // the heartbeats of an hour, and nothing else
 }
 
 TEST_F(SilenceCheck, EndsWithTheSessionWhileItSleeps)

@@ -223,6 +223,16 @@ TEST_F(TcpQueue, WaitEndsAtOnceWhenBytesHaveArrivedSinceTheLastPopup)
     QueueWait();
 }
 
+TEST_F(TcpQueue, WaitEndsAtOnceWhenBytesAreLeftBehindTheFrame)
+{
+    Push(Hex(std::string(kShort) + "11"));
+    ASSERT_TRUE(Pop());
+    EXPECT_TRUE(QueueHoldsBegunFrame()); // it may be one, nobody has looked
+    QueueWait();
+    EXPECT_FALSE(Pop());
+    EXPECT_FALSE(QueueHoldsBegunFrame());
+}
+
 TEST_F(TcpQueue, WaitSleepsWithoutADeadlineUntilBytesArrive)
 {
     Push(Hex("CC"));

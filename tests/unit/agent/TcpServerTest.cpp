@@ -255,10 +255,11 @@ TEST_F(TcpServer, CanBeStartedAgainAfterDelete)
 TEST_F(TcpServer, DeleteEndsAThreadThatWaitsBetweenFrames)
 {
     Connect();
-    mPeer.Send(Hex(kShort));
+    mPeer.Send(Hex(std::string(kShort) + kShort));
     ASSERT_TRUE(AwaitFrames(1));
     FakeClockAwaitSleepers(1);
     EXPECT_EQ(0, Stop());
+    EXPECT_EQ(1u, FrameCount());
 }
 
 // ---- Response thread ----
@@ -310,17 +311,53 @@ TEST_F(TcpServer, PausesTenMillisecondsBetweenFrames)
     EXPECT_EQ(20, Frame(1).header.msgType);
 }
 
+TEST_F(TcpServer, TakesAFrameThatComesInThePauseAtItsEnd)
+{
+    Connect();
+    mPeer.Send(Hex(kShort));
+    ASSERT_TRUE(AwaitFrames(1));
+    FakeClockAwaitWaiters(1);
+    FakeClockAdvanceMs(4);
+    mPeer.Send(Hex(kLong));
+    FakeClockAwaitSleepers(1);
+    EXPECT_EQ(6, FakeClockNextDeadlineMs());
+    FakeClockAdvanceMs(5);
+    EXPECT_EQ(1, FakeClockNextDeadlineMs());
+    EXPECT_EQ(1u, FrameCount());
+    FakeClockAdvanceMs(1);
+    EXPECT_TRUE(AwaitFrames(2));
+}
+
+TEST_F(TcpServer, TakesAFrameThatComesAfterThePauseAtOnceAndPausesAgain)
+{
+    Connect();
+    mPeer.Send(Hex(kShort));
+    ASSERT_TRUE(AwaitFrames(1));
+    size_t frames = 1;
+    for (int64_t later : {10, 25, 5000}) {
+        FakeClockAwaitWaiters(1);
+        FakeClockAdvanceMs(later);
+        mPeer.Send(Hex(std::string(kShort) + kShort));
+        ASSERT_TRUE(AwaitFrames(frames + 1)) << later; // with the clock at a standstill
+        FakeClockAwaitSleepers(1);
+        EXPECT_EQ(10, FakeClockNextDeadlineMs());
+        EXPECT_EQ(frames + 1, FrameCount());
+        FakeClockAdvanceMs(10);
+        ASSERT_TRUE(AwaitFrames(frames += 2));
+    }
+}
+
 TEST_F(TcpServer, SleepsWithoutADeadlineWhileIdle)
 {
     Connect();
     FakeClockAwaitWaiters(1); // the response thread
     EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+    const int waits = FakeClockWaits();
     mPeer.Send(Hex(kShort));
     ASSERT_TRUE(AwaitFrames(1));
-    FakeClockAwaitSleepers(1);
-    FakeClockAdvanceMs(10);
     FakeClockAwaitWaiters(1);
-    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
+    EXPECT_EQ(-1, FakeClockNextDeadlineMs()); // behind a frame neither: its pause is not worth waking up for
+    EXPECT_EQ(waits + 1, FakeClockWaits());
     EXPECT_EQ(-1, FakeReadableTimeoutMs()); // the receive thread
 }
 
