@@ -22,12 +22,13 @@ packages_of() {
     case $1 in
     build)
         # make is listed because cmake only recommends it.
-        echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev ;;
+        echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev \
+            libmnl-dev libinih-dev libwpa-client-dev ;;
     run)
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
         # daemon; benchmarks compare with curl and openssl; the agent itself runs the others (killall
-        # is in psmisc); busybox has the shell of small routers.
-        echo busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc ;;
+        # is in psmisc). busybox has the shell of small routers. The router library for Linux runs nft and tc.
+        echo busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc nftables ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.

@@ -1,0 +1,179 @@
+#include "sdk/linux/access/Enforce.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "sdk/linux/access/Rules.h"
+#include "sdk/linux/base/Files.h"
+#include "sdk/linux/base/Result.h"
+#include "sdk/linux/base/Say.h"
+#include "sdk/linux/commands/Process.h"
+#include "sdk/linux/limits/Limits.h"
+
+static const int64_t kLimitMs = 5000;
+static const size_t kOurs = 16;
+static const size_t kMaxScript = 512; // of one device
+
+static std::atomic<uint32_t> s_ours[kOurs]; // numbers of the last processes
+static std::atomic<unsigned> s_nextOurs;
+
+static void NoteOurs(pid_t process)
+{
+    s_ours[s_nextOurs++ % kOurs] = uint32_t(process);
+}
+
+bool WasOurs(uint32_t process)
+{
+    for (const std::atomic<uint32_t> &ours : s_ours)
+        if (ours == process) return true;
+    return false;
+}
+
+// Runs nft or tc. `quiet`: a failure is expected and not told.
+static int Run(const char *const *arguments, const char *script, size_t length, bool quiet)
+{
+    char output[512];
+    const ProcessRun run = {arguments, script, length, output, sizeof output, kLimitMs, NoteOurs};
+    const int status = RunProcess(&run);
+    if (status == 0) return RESULT_OK;
+    output[strcspn(output, "\n")] = '\0';
+    if (!quiet && status < 0) Say("%s: %s", arguments[0], strerror(errno));
+    if (!quiet && status > 0) Say("%s: exit status %d: %s", arguments[0], status, output);
+    return RESULT_KERNEL;
+}
+
+static int RunNft(const char *script, size_t length)
+{
+    static const char *const arguments[] = {"nft", "-f", "-", nullptr};
+    return length > 0 ? Run(arguments, script, length, false) : int(RESULT_KERNEL);
+}
+
+static int RunTc(const char *script, size_t length, bool quiet)
+{
+    static const char *const arguments[] = {"tc", "-batch", "-", nullptr};
+    return length > 0 ? Run(arguments, script, length, quiet) : int(RESULT_KERNEL);
+}
+
+// ---- Rules ----
+
+int EnforceRules(const Places *places, const State *state)
+{
+    char *script = static_cast<char *>(malloc(kMaxRules));
+    if (!script) return RESULT_KERNEL;
+    const RuleInput input = {state,          places->hasLan ? places->lan : nullptr,
+                             places->wans,   places->wanCount,
+                             places->masquerade, places->black,
+                             places->blackCount};
+    const int result = RunNft(script, WriteRules(&input, script, kMaxRules));
+    free(script);
+    return result;
+}
+
+// What changes one device fails when somebody else has just removed the rules: then all of them are due.
+static int ChangeRules(const Places *places, const State *state, const char *script, size_t length)
+{
+    static const char *const arguments[] = {"nft", "-f", "-", nullptr};
+    if (!places->hasLan) return RESULT_OK; // in force as soon as there is a LAN
+    if (length > 0 && Run(arguments, script, length, true) == RESULT_OK) return RESULT_OK;
+    return EnforceRules(places, state);
+}
+
+int EnforceAccess(const Places *places, const State *state, uint16_t place)
+{
+    char script[kMaxScript];
+    const DeviceSettings &device = state->devices[place];
+    return ChangeRules(places, state, script, WriteAccess(device.mac, device.refused, script, sizeof script));
+}
+
+// ---- Limits ----
+
+// Removes our qdisc, and only ours: the kernel compares the handle.
+static void RemoveQdisc(const char *interface)
+{
+    char script[kLimitScript];
+    const int length = snprintf(script, sizeof script, "qdisc del dev %s root handle %x:\n", interface, kQdiscMajor);
+    RunTc(script, size_t(length), true);
+}
+
+int EnforceLimits(const char *interface, const State *state, bool up)
+{
+    RemoveQdisc(interface);
+    char *script = static_cast<char *>(malloc(kMaxLimits));
+    if (!script) return RESULT_KERNEL;
+    const size_t length = WriteLimits(interface, state, up, script, kMaxLimits);
+    const int result = length > 0 ? RunTc(script, length, false) : int(RESULT_OK);
+    free(script);
+    if (result != RESULT_OK) Say("%s: no limits there; a qdisc of somebody else's is left alone", interface);
+    return result;
+}
+
+static bool AnyLimit(const State *state, bool up)
+{
+    for (uint16_t i = 0; i < state->deviceCount; i++)
+        if (up ? state->devices[i].maxUp : state->devices[i].maxDown) return true;
+    return false;
+}
+
+static int EnforceLimitOn(const char *interface, const State *state, uint16_t place, bool up)
+{
+    const int64_t limit = up ? state->devices[place].maxUp : state->devices[place].maxDown;
+    char script[kLimitScript];
+    if (!AnyLimit(state, up)) {
+        RemoveQdisc(interface);
+        return RESULT_OK;
+    }
+    if (limit == 0) { // it may never have been there
+        RunTc(script, WriteNoLimit(interface, place, script, sizeof script), true);
+        return RESULT_OK;
+    }
+    const size_t length = WriteLimit(interface, place, limit, script, sizeof script);
+    return RunTc(script, length, true) == RESULT_OK ? int(RESULT_OK) : EnforceLimits(interface, state, up);
+}
+
+int EnforceLimit(const Places *places, const State *state, uint16_t place, bool up)
+{
+    const DeviceSettings &device = state->devices[place];
+    const bool limited = up ? device.maxUp : device.maxDown;
+    char script[kMaxScript];
+    const size_t length = WriteClass(device.mac, place, up, limited, script, sizeof script);
+    int result = RESULT_OK;
+    // A class must be there before packets are sent to it, and go after they no longer are.
+    if (!limited) result = ChangeRules(places, state, script, length);
+    for (uint16_t i = 0; up && i < places->wanCount; i++) {
+        const int one = EnforceLimitOn(places->wans[i], state, place, up);
+        if (result == RESULT_OK) result = one;
+    }
+    if (!up && places->hasLan) {
+        const int one = EnforceLimitOn(places->lan, state, place, up);
+        if (result == RESULT_OK) result = one;
+    }
+    if (limited && result == RESULT_OK) result = ChangeRules(places, state, script, length);
+    return result;
+}
+
+// ---- Forwarding ----
+
+static bool IsOn(const char *path)
+{
+    char line[16];
+    return ReadLine(path, line, sizeof line) && line[0] != '0';
+}
+
+void EnforceForwarding(const Places *places)
+{
+    static const char four[] = "/proc/sys/net/ipv4/ip_forward";
+    static const char six[] = "/proc/sys/net/ipv6/conf/all/forwarding";
+    if (!IsOn(four)) Say("%s", WriteSetting(four, "1") ? "IPv4 forwarding was off and is on now" : "cannot switch IPv4 forwarding on");
+    char line[16];
+    if (!ReadLine(six, line, sizeof line) || line[0] != '0') return; // no IPv6, or on already
+    // A machine that forwards ignores announcements of routers, from which the WAN may have its address and route.
+    for (uint16_t i = 0; i < places->wanCount; i++) {
+        char path[80];
+        snprintf(path, sizeof path, "/proc/sys/net/ipv6/conf/%s/accept_ra", places->wans[i]);
+        if (ReadLine(path, line, sizeof line) && line[0] == '1') WriteSetting(path, "2");
+    }
+    Say("%s", WriteSetting(six, "1") ? "IPv6 forwarding was off and is on now" : "cannot switch IPv6 forwarding on");
+}

@@ -1,0 +1,428 @@
+#include "sdk/linux/cache/Cache.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/pkt_sched.h>
+#include <linux/rtnetlink.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include "sdk/linux/access/RuleEvents.h"
+#include "sdk/linux/access/Rules.h"
+#include "sdk/linux/base/Clock.h"
+#include "sdk/linux/base/Say.h"
+#include "sdk/linux/cache/BlackList.h"
+#include "sdk/linux/cache/Devices.h"
+#include "sdk/linux/leases/Leases.h"
+#include "sdk/linux/links/LinkSpeed.h"
+#include "sdk/linux/links/Links.h"
+#include "sdk/linux/links/Netlink.h"
+#include "sdk/linux/neighbours/Neighbours.h"
+#include "sdk/linux/settings/Settings.h"
+#include "sdk/linux/traffic/Counters.h"
+#include "sdk/linux/wifi/Radios.h"
+
+static const int64_t kQuietMs = 10000; // between looks at what tells nothing by itself, when nothing happens
+static const int64_t kBusyMs = 2000;   // when there is traffic, or somebody asks for it
+static const int64_t kSoonMs = 1000;   // when a device has just come
+static const int64_t kWantedMs = 30000;
+static const int64_t kLeastSampleMs = 900; // rates over a shorter time say nothing
+static const int kAnswersMs = 50;       // probes are answered within this time, usually
+static const int64_t kRestoreMs = 1000; // between two repairs of the rules
+static const size_t kStack = 256 * 1024;
+static const int kMaxBatches = 64; // messages read before the tables are put together again
+
+// All that this module remembers.
+static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;  // of all tables
+static pthread_mutex_t s_start = PTHREAD_MUTEX_INITIALIZER; // guards `started`
+static std::atomic<bool> s_started;
+static std::atomic<int64_t> s_wantedMs{-kWantedMs};
+static int s_wake = -1; // written to wake the thread; -1: there is no thread
+static std::atomic<bool> s_stop;
+static pthread_t s_thread;
+
+// The thread's own.
+static struct {
+    mnl_socket *route;  // rtnetlink: questions and probes
+    mnl_socket *events; // rtnetlink: news
+    mnl_socket *filter; // nftables: questions
+    mnl_socket *ruleEvents;
+    int poll;
+    int timer;
+    int64_t sampledMs; // 0: never
+    int64_t restoredMs;
+    bool traffic; // in the last sample
+    bool lostNews;
+    bool rulesLost;
+    bool placesDue; // interfaces have changed
+    bool qdiscLost;
+    Places places; // where everything is in force
+    bool inForce;
+} s_cache;
+
+pthread_mutex_t *CacheLock()
+{
+    return &s_lock;
+}
+
+void WantRates()
+{
+    const int64_t now = NowMs();
+    const bool wasWanted = now - s_wantedMs.exchange(now) < kWantedMs;
+    const uint64_t one = 1;
+    if (!wasWanted && s_wake >= 0 && write(s_wake, &one, sizeof one) < 0) return; // it will look by itself
+}
+
+void ReadPlaces(Places *places)
+{
+    memset(places, 0, sizeof *places);
+    const Config *config = TheConfig();
+    Lock lock(&s_lock);
+    const Link *lan = LanLink(config);
+    if (lan) {
+        places->hasLan = true;
+        places->lanIndex = lan->index;
+        CopyText(places->lan, sizeof places->lan, lan->name);
+    }
+    char names[ROUTER_SDK_WANS][kMaxInterfaceName] = {};
+    const uint16_t count = WanNames(config, names);
+    for (uint16_t i = 0; i < count; i++) {
+        const Link *wan = LinkByName(names[i]);
+        if (!wan) continue;
+        places->wanIndexes[places->wanCount] = wan->index;
+        CopyText(places->wans[places->wanCount++], kMaxInterfaceName, names[i]);
+    }
+    places->masquerade = config->masquerade;
+    places->blackCount = BlackList(places->black);
+}
+
+// ---- The kernel's news ----
+
+static int OnRouteMessage(const nlmsghdr *message, void *)
+{
+    const Link *lan = LanLink(TheConfig());
+    if (LinksOnMessage(message)) s_cache.placesDue = true;
+    NeighboursOnMessage(message, lan ? lan->index : 0, NowMs());
+    if (message->nlmsg_type == RTM_DELQDISC && mnl_nlmsg_get_payload_len(message) >= sizeof(tcmsg)) {
+        const tcmsg *qdisc = static_cast<const tcmsg *>(mnl_nlmsg_get_payload(message));
+        if (qdisc->tcm_handle == uint32_t(kQdiscMajor) << 16 && !WasOurs(message->nlmsg_pid)) s_cache.qdiscLost = true;
+    }
+    return MNL_CB_OK;
+}
+
+static int OnRuleMessage(const nlmsghdr *message, void *)
+{
+    if (RulesTouched(message, WasOurs)) s_cache.rulesLost = true;
+    return MNL_CB_OK;
+}
+
+// Reads what is waiting. News that were lost because too many came at once are made up for by asking again.
+static void Drain(mnl_socket *socket, mnl_cb_t callback, bool *lost)
+{
+    alignas(nlmsghdr) char buffer[kNetlinkBuffer];
+    for (int i = 0; i < kMaxBatches; i++) {
+        const ssize_t length = recv(mnl_socket_get_fd(socket), buffer, sizeof buffer, MSG_DONTWAIT);
+        if (length < 0 && errno == ENOBUFS) {
+            *lost = true;
+            continue;
+        }
+        if (length <= 0) return;
+        Lock lock(&s_lock);
+        mnl_cb_run(buffer, size_t(length), 0, 0, callback, nullptr);
+    }
+}
+
+static void Dump(int type, int family)
+{
+    alignas(nlmsghdr) char buffer[128];
+    nlmsghdr *request = mnl_nlmsg_put_header(buffer);
+    request->nlmsg_type = uint16_t(type);
+    request->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    // The kernel looks at the family only, but wants a whole header.
+    if (type == RTM_GETLINK)
+        static_cast<ifinfomsg *>(mnl_nlmsg_put_extra_header(request, sizeof(ifinfomsg)))->ifi_family = uint8_t(family);
+    if (type == RTM_GETADDR)
+        static_cast<ifaddrmsg *>(mnl_nlmsg_put_extra_header(request, sizeof(ifaddrmsg)))->ifa_family = uint8_t(family);
+    if (type == RTM_GETROUTE)
+        static_cast<rtmsg *>(mnl_nlmsg_put_extra_header(request, sizeof(rtmsg)))->rtm_family = uint8_t(family);
+    if (type == RTM_GETNEIGH)
+        static_cast<ndmsg *>(mnl_nlmsg_put_extra_header(request, sizeof(ndmsg)))->ndm_family = uint8_t(family);
+    const auto locked = [](const nlmsghdr *message, void *user) {
+        Lock lock(&s_lock);
+        return OnRouteMessage(message, user);
+    };
+    if (NetlinkAsk(s_cache.route, request, locked, nullptr) != 0) Say("asking the kernel: %s", strerror(errno));
+}
+
+// Reads everything anew. Devices that are known keep what they have.
+static void DumpAll()
+{
+    {
+        Lock lock(&s_lock);
+        LinksClear();
+        NeighboursClear();
+    }
+    s_cache.lostNews = false;
+    s_cache.placesDue = true;
+    Dump(RTM_GETLINK, AF_UNSPEC);
+    Dump(RTM_GETADDR, AF_UNSPEC);
+    Dump(RTM_GETROUTE, AF_INET);
+    Dump(RTM_GETNEIGH, AF_UNSPEC); // behind the links: only those of the LAN are kept
+    Dump(RTM_GETNEIGH, AF_BRIDGE);
+}
+
+// ---- What tells nothing by itself ----
+
+static void ReadSpeeds()
+{
+    char names[ROUTER_SDK_LAN_PORTS][kMaxInterfaceName] = {};
+    uint16_t count;
+    {
+        Lock lock(&s_lock);
+        count = PortNames(TheConfig(), names, IsWireless);
+    }
+    for (uint16_t i = 0; i < count; i++) {
+        const uint16_t speed = ReadLinkSpeed(names[i]);
+        Lock lock(&s_lock);
+        const Link *link = LinkByName(names[i]);
+        if (link) SetLinkSpeed(link->index, speed);
+    }
+}
+
+static void ReadFiles()
+{
+    const Config *config = TheConfig();
+    if (KeyIsRight(config, KEY_LEASES) == 0 && LoadLeases(config->leases)) {
+        Lock lock(&s_lock);
+        LeasesTake();
+    }
+    if (LoadBlackList(config->blackList)) {
+        Lock lock(&s_lock);
+        BlackListTake();
+        s_cache.placesDue = true;
+    }
+}
+
+namespace
+{
+struct CounterList { // what a sample has read, before it is entered under the lock
+    struct {
+        uint8_t mac[6];
+        uint64_t bytes;
+    } seen[2][kMaxDevices];
+    size_t count[2];
+    Direction direction;
+};
+} // namespace
+
+static CounterList s_list;
+
+static void SampleTraffic(int64_t now)
+{
+    const auto seen = [](void *, const uint8_t mac[6], uint64_t bytes) {
+        size_t &count = s_list.count[s_list.direction];
+        if (count == kMaxDevices) return;
+        auto &place = s_list.seen[s_list.direction][count++];
+        memcpy(place.mac, mac, sizeof place.mac);
+        place.bytes = bytes;
+    };
+    memset(s_list.count, 0, sizeof s_list.count);
+    for (const Direction direction : {SENT, RECEIVED}) {
+        s_list.direction = direction;
+        ReadCounters(s_cache.filter, direction, seen, nullptr);
+    }
+    Lock lock(&s_lock);
+    SampleBegin();
+    for (const Direction direction : {SENT, RECEIVED})
+        for (size_t i = 0; i < s_list.count[direction]; i++)
+            SampleAdd(direction, s_list.seen[direction][i].mac, s_list.seen[direction][i].bytes);
+    s_cache.traffic = SampleEnd(s_cache.sampledMs ? now - s_cache.sampledMs : 0);
+    s_cache.sampledMs = now;
+}
+
+static void SendProbe(void *user, const nlmsghdr *probe)
+{
+    *static_cast<bool *>(user) = true;
+    // Of an answer there is only a refusal, and nothing follows from that.
+    if (mnl_socket_sendto(s_cache.events, probe, probe->nlmsg_len) < 0) return;
+}
+
+// ---- The thread ----
+
+static void KeepInForce(int64_t now)
+{
+    if (s_cache.placesDue) {
+        s_cache.placesDue = false;
+        Places places;
+        ReadPlaces(&places);
+        ReadSpeeds();
+        if (!s_cache.inForce || memcmp(&places, &s_cache.places, sizeof places) != 0) {
+            s_cache.inForce = PutInForce(&places, s_cache.inForce ? &s_cache.places : nullptr, false);
+            s_cache.places = places;
+        }
+    }
+    if ((s_cache.rulesLost || s_cache.qdiscLost) && now - s_cache.restoredMs >= kRestoreMs) {
+        Say("somebody else has changed the %s; they are put back", s_cache.rulesLost ? "rules" : "limits");
+        s_cache.inForce = PutInForce(&s_cache.places, s_cache.qdiscLost ? nullptr : &s_cache.places, true);
+        s_cache.rulesLost = s_cache.qdiscLost = false;
+        s_cache.restoredMs = now;
+    }
+}
+
+static void SetTimer(int64_t milliseconds)
+{
+    const itimerspec when = {{0, 0}, {time_t(milliseconds / 1000), long(milliseconds % 1000) * 1000000 + 1}};
+    timerfd_settime(s_cache.timer, 0, &when, nullptr);
+}
+
+// One look at everything. Sets `probed` if devices were asked. Returns the milliseconds until the next look, if nothing
+// happens before.
+static int64_t Look(bool timeIsUp, bool *probed)
+{
+    const int64_t now = NowMs();
+    if (s_cache.lostNews) DumpAll();
+    const bool wanted = now - s_wantedMs < kWantedMs;
+    bool unsettled;
+    {
+        Lock lock(&s_lock);
+        unsettled = DevicesUnsettled(now);
+    }
+    if (timeIsUp || unsettled) ReadFiles();
+    if (now - s_cache.sampledMs >= (timeIsUp ? kLeastSampleMs : wanted ? kBusyMs : kQuietMs)) SampleTraffic(now);
+    KeepInForce(now);
+    Lock lock(&s_lock);
+    DevicesRefresh(TheConfig(), now, WallSeconds());
+    DevicesProbe(TheConfig(), now, WallSeconds(), SendProbe, probed);
+    if (DevicesUnsettled(now) || s_cache.rulesLost || s_cache.qdiscLost) return kSoonMs;
+    return wanted || s_cache.traffic ? kBusyMs : kQuietMs;
+}
+
+// Waits for news or the time. Returns whether the time is up.
+static bool AwaitNews(int64_t untilMs)
+{
+    SetTimer(std::max<int64_t>(untilMs - NowMs(), 0));
+    epoll_event events[4];
+    const int count = epoll_wait(s_cache.poll, events, 4, -1);
+    bool timeIsUp = false;
+    for (int i = 0; i < count; i++) {
+        const int descriptor = events[i].data.fd;
+        uint64_t waste;
+        if (descriptor != s_wake && descriptor != s_cache.timer) continue;
+        if (read(descriptor, &waste, sizeof waste) < 0) continue;
+        timeIsUp = timeIsUp || descriptor == s_cache.timer;
+    }
+    return timeIsUp;
+}
+
+static void *Run(void *)
+{
+    int64_t nextMs = 0;
+    bool probed = false;
+    while (!s_stop) {
+        bool timeIsUp = false;
+        if (probed) { // the answers come within moments of each other: one look for all of them
+            pollfd wake = {s_wake, POLLIN, 0};
+            poll(&wake, 1, kAnswersMs);
+        } else {
+            timeIsUp = AwaitNews(nextMs);
+        }
+        probed = false;
+        Drain(s_cache.events, OnRouteMessage, &s_cache.lostNews);
+        if (s_cache.ruleEvents) Drain(s_cache.ruleEvents, OnRuleMessage, &s_cache.rulesLost);
+        const int64_t soon = Look(timeIsUp, &probed) + NowMs();
+        nextMs = timeIsUp ? soon : std::min(nextMs, soon);
+    }
+    return nullptr;
+}
+
+// ---- Start and end ----
+
+static void Watch(int descriptor)
+{
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = descriptor;
+    epoll_ctl(s_cache.poll, EPOLL_CTL_ADD, descriptor, &event);
+}
+
+static bool OpenSockets()
+{
+    static const int groups[] = {RTNLGRP_LINK,        RTNLGRP_NEIGH,      RTNLGRP_IPV4_IFADDR,
+                                 RTNLGRP_IPV6_IFADDR, RTNLGRP_IPV4_ROUTE, RTNLGRP_TC};
+    static const int ruleGroups[] = {NFNLGRP_NFTABLES};
+    s_cache.events = NetlinkOpen(NETLINK_ROUTE, groups, sizeof groups / sizeof *groups);
+    s_cache.route = NetlinkOpen(NETLINK_ROUTE, nullptr, 0);
+    s_cache.filter = NetlinkOpen(NETLINK_NETFILTER, nullptr, 0);
+    s_cache.ruleEvents = NetlinkOpen(NETLINK_NETFILTER, ruleGroups, 1);
+    s_cache.poll = epoll_create1(EPOLL_CLOEXEC);
+    s_cache.timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+    s_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (!s_cache.events || !s_cache.route || !s_cache.filter || s_cache.poll < 0 || s_cache.timer < 0 || s_wake < 0) {
+        Say("no connection to the kernel, so no devices: %s", strerror(errno));
+        return false;
+    }
+    if (!s_cache.ruleEvents) Say("rules that somebody else removes are not put back: %s", strerror(errno));
+    Watch(mnl_socket_get_fd(s_cache.events));
+    if (s_cache.ruleEvents) Watch(mnl_socket_get_fd(s_cache.ruleEvents));
+    Watch(s_cache.timer);
+    Watch(s_wake);
+    return true;
+}
+
+// The agent's signals are for the agent's threads.
+static void StartThread()
+{
+    pthread_attr_t attributes;
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kStack);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    if (pthread_create(&s_thread, &attributes, Run, nullptr) != 0) {
+        Say("no thread: the device table does not change");
+        close(s_wake);
+        s_wake = -1;
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+void StartRouter()
+{
+    if (s_started.load(std::memory_order_acquire)) return;
+    Lock start(&s_start);
+    if (s_started) return;
+    LoadSettings();
+    if (OpenSockets()) {
+        DumpAll();
+        ReadFiles();
+        Places places;
+        ReadPlaces(&places);
+        if (TheConfig()->forwarding) EnforceForwarding(&places);
+        KeepInForce(NowMs());
+        {
+            Lock lock(&s_lock);
+            DevicesRefresh(TheConfig(), NowMs(), WallSeconds());
+        }
+        StartThread();
+    }
+    s_started.store(true, std::memory_order_release);
+}
+
+// The thread ends with the process; what is in force stays.
+__attribute__((destructor)) static void StopRouter()
+{
+    if (!s_started || s_wake < 0) return;
+    s_stop = true;
+    const uint64_t one = 1;
+    if (write(s_wake, &one, sizeof one) < 0) return;
+    pthread_join(s_thread, nullptr);
+}

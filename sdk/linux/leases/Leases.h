@@ -1,0 +1,30 @@
+// Leases.h - the lease file of dnsmasq: "EXPIRY MAC ADDRESS NAME CLIENT-ID" on each line, "*" for no name.
+// State:    the leases of the last reading.
+// Threads:  whoever holds the cache's lock; ReadLeases() and LoadLeases() belong to the cache thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t kMaxLeases = 512;
+
+struct Lease {
+    uint8_t mac[6];
+    uint32_t ip;
+    int64_t expires; // seconds since 1970; 0 for never
+    char name[64];   // only harmless characters; empty if the device told none
+};
+
+// Reads the text of a lease file into `leases`, with room for kMaxLeases. Returns their number. Lines that are none,
+// leases of IPv6 and what is over the room are left out. Names come from the devices themselves: see CopyHostName().
+size_t ReadLeases(const char *text, Lease *leases);
+
+// Reads the file if it has changed since the last time. Returns true if it did; the caller then takes over with
+// LeasesTake() under the lock. A file that cannot be read, or is larger than 256 KiB, changes nothing.
+bool LoadLeases(const char *path);
+void LeasesTake();
+
+// The lease of a MAC that has not run out at `wallSeconds`, or null. Of several the last one in the file.
+const Lease *LeaseOf(const uint8_t mac[6], int64_t wallSeconds);
+
+const Lease *Leases(size_t *count);
