@@ -6,6 +6,11 @@
 #include <cstdint>
 #include <linux/netlink.h>
 
-// Whether a message of nftables tells that somebody else than this library has changed our tables. `isOurs` says of a
-// sender's number whether it is ours.
-bool RulesTouched(const nlmsghdr *message, bool (*isOurs)(uint32_t));
+// What has been heard of a change that is not complete yet.
+struct RuleWatch {
+    bool touched;
+};
+
+// Takes one message of nftables. Returns true if it completes a change of our tables by somebody else. `isOurs` says of
+// a process or a socket's number whether it is ours: a change carries both, and one of them is enough.
+bool RulesTouched(RuleWatch *watch, const nlmsghdr *message, bool (*isOurs)(uint32_t));

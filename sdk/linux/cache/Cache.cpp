@@ -55,6 +55,7 @@ static struct {
     mnl_socket *events; // rtnetlink: news
     mnl_socket *filter; // nftables: questions
     mnl_socket *ruleEvents;
+    RuleWatch ruleWatch;
     int poll;
     int timer;
     int64_t sampledMs; // 0: never
@@ -120,7 +121,7 @@ static int OnRouteMessage(const nlmsghdr *message, void *)
 
 static int OnRuleMessage(const nlmsghdr *message, void *)
 {
-    if (RulesTouched(message, WasOurs)) s_cache.rulesLost = true;
+    if (RulesTouched(&s_cache.ruleWatch, message, WasOurs)) s_cache.rulesLost = true;
     return MNL_CB_OK;
 }
 
@@ -395,6 +396,22 @@ static void StartThread()
     pthread_attr_destroy(&attributes);
 }
 
+// Asks all devices that the kernel remembers, so that the first table shows those that are there.
+static void AskDevices()
+{
+    bool probed = false;
+    for (int i = 0; i < 2; i++) {
+        {
+            Lock lock(&s_lock);
+            DevicesRefresh(TheConfig(), NowMs(), WallSeconds());
+            DevicesProbe(TheConfig(), NowMs(), WallSeconds(), SendProbe, &probed);
+        }
+        if (i > 0 || !probed) return;
+        poll(nullptr, 0, kAnswersMs);
+        Drain(s_cache.events, OnRouteMessage, &s_cache.lostNews);
+    }
+}
+
 void StartRouter()
 {
     if (s_started.load(std::memory_order_acquire)) return;
@@ -408,10 +425,7 @@ void StartRouter()
         ReadPlaces(&places);
         if (TheConfig()->forwarding) EnforceForwarding(&places);
         KeepInForce(NowMs());
-        {
-            Lock lock(&s_lock);
-            DevicesRefresh(TheConfig(), NowMs(), WallSeconds());
-        }
+        AskDevices();
         StartThread();
     }
     s_started.store(true, std::memory_order_release);
