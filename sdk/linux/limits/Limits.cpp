@@ -9,12 +9,14 @@
 // lets through.
 static const int64_t kBurst = 3028;
 static const int64_t kTimersASecond = 50;
-// The queue of a class: half a second of its rate, and room for a few packets that the network card is to cut up.
-static const int64_t kLeastQueue = 98304;
+// The queue of a class: half a second of its rate, and room for some packets of 64 KiB that the network card is to cut up.
+// With less room a slow transfer loses those whole, and then stands still for seconds.
+static const int64_t kLeastQueue = 262144;
 
 size_t WriteLimit(const char *interface, uint16_t place, int64_t bytesPerSecond, char *script, size_t size)
 {
-    const long long rate = std::clamp(bytesPerSecond, kLeastRate, kMostRate);
+    // The kernel counts 14 bytes of Ethernet with each packet, of which most have 1500.
+    const long long rate = std::clamp(std::min(bytesPerSecond, kMostRate) * 101 / 100, kLeastRate, kMostRate);
     const long long burst = kBurst + rate / kTimersASecond;
     const long long queue = std::max<int64_t>(rate / 2, kLeastQueue);
     const unsigned minor = unsigned(kFirstClass) + place;
