@@ -28,6 +28,7 @@
 #include "sdk/linux/neighbours/Neighbours.h"
 #include "sdk/linux/settings/Settings.h"
 #include "sdk/linux/traffic/Counters.h"
+#include "sdk/linux/wifi/Networks.h"
 #include "sdk/linux/wifi/Radios.h"
 
 static const int64_t kQuietMs = 10000; // between looks at what tells nothing by itself, when nothing happens
@@ -58,6 +59,7 @@ static struct {
     RuleWatch ruleWatch;
     int poll;
     int timer;
+    int radios; // tells of news of the wireless part; -1: there is none (yet)
     int64_t sampledMs; // 0: never
     int64_t restoredMs;
     bool traffic; // in the last sample
@@ -65,6 +67,7 @@ static struct {
     bool rulesLost;
     bool placesDue; // interfaces have changed
     bool qdiscLost;
+    bool radiosDue;
     Places places; // where everything is in force
     bool inForce;
 } s_cache;
@@ -256,6 +259,28 @@ static void SendProbe(void *user, const nlmsghdr *probe)
     if (mnl_socket_sendto(s_cache.events, probe, probe->nlmsg_len) < 0) return;
 }
 
+static void Watch(int descriptor)
+{
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = descriptor;
+    epoll_ctl(s_cache.poll, EPOLL_CTL_ADD, descriptor, &event);
+}
+
+// The wireless part may come later, with the driver of a radio.
+static void ReadRadios()
+{
+    if (s_cache.radios < 0) {
+        s_cache.radios = RadiosOpen();
+        if (s_cache.radios < 0) return;
+        Watch(s_cache.radios);
+    }
+    s_cache.radiosDue = false;
+    RadiosRead();
+    Lock lock(&s_lock);
+    RadiosTake();
+}
+
 // ---- The thread ----
 
 static void KeepInForce(int64_t now)
@@ -264,6 +289,7 @@ static void KeepInForce(int64_t now)
         s_cache.placesDue = false;
         Places places;
         ReadPlaces(&places);
+        ReadRadios();
         ReadSpeeds();
         if (!s_cache.inForce || memcmp(&places, &s_cache.places, sizeof places) != 0) {
             s_cache.inForce = PutInForce(&places, s_cache.inForce ? &s_cache.places : nullptr, false);
@@ -297,8 +323,10 @@ static int64_t Look(bool timeIsUp, bool *probed)
         unsettled = DevicesUnsettled(now);
     }
     if (timeIsUp || unsettled) ReadFiles();
+    if (s_cache.radiosDue || (timeIsUp && s_cache.radios >= 0)) ReadRadios();
     if (now - s_cache.sampledMs >= (timeIsUp ? kLeastSampleMs : wanted ? kBusyMs : kQuietMs)) SampleTraffic(now);
     KeepInForce(now);
+    if (timeIsUp) NetworksKeep(TheConfig(), s_cache.places.black, s_cache.places.blackCount);
     Lock lock(&s_lock);
     DevicesRefresh(TheConfig(), now, WallSeconds());
     DevicesProbe(TheConfig(), now, WallSeconds(), SendProbe, probed);
@@ -316,6 +344,7 @@ static bool AwaitNews(int64_t untilMs)
     for (int i = 0; i < count; i++) {
         const int descriptor = events[i].data.fd;
         uint64_t waste;
+        if (descriptor == s_cache.radios) s_cache.radiosDue = true;
         if (descriptor != s_wake && descriptor != s_cache.timer) continue;
         if (read(descriptor, &waste, sizeof waste) < 0) continue;
         timeIsUp = timeIsUp || descriptor == s_cache.timer;
@@ -346,14 +375,6 @@ static void *Run(void *)
 
 // ---- Start and end ----
 
-static void Watch(int descriptor)
-{
-    epoll_event event = {};
-    event.events = EPOLLIN;
-    event.data.fd = descriptor;
-    epoll_ctl(s_cache.poll, EPOLL_CTL_ADD, descriptor, &event);
-}
-
 static bool OpenSockets()
 {
     static const int groups[] = {RTNLGRP_LINK,        RTNLGRP_NEIGH,      RTNLGRP_IPV4_IFADDR,
@@ -364,6 +385,7 @@ static bool OpenSockets()
     s_cache.filter = NetlinkOpen(NETLINK_NETFILTER, nullptr, 0);
     s_cache.ruleEvents = NetlinkOpen(NETLINK_NETFILTER, ruleGroups, 1);
     s_cache.poll = epoll_create1(EPOLL_CLOEXEC);
+    s_cache.radios = -1;
     s_cache.timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
     s_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (!s_cache.events || !s_cache.route || !s_cache.filter || s_cache.poll < 0 || s_cache.timer < 0 || s_wake < 0) {

@@ -54,6 +54,13 @@ SsidSettings *MakeSsidSettings(State *state, const char *interface)
     return free;
 }
 
+bool HasRoomForSsid(const State *state, const char *interface)
+{
+    for (const SsidSettings &ssid : state->ssids)
+        if (!ssid.interface[0] || strcmp(ssid.interface, interface) == 0) return true;
+    return false;
+}
+
 // ---- Writing ----
 
 namespace
@@ -119,7 +126,7 @@ static void WriteState(Text *text, const State *state)
         Append(text, "ssid interface=%s", ssid.interface);
         if (ssid.hasSwitch) Append(text, " on=%u", ssid.on);
         if (ssid.hasRecord) {
-            Append(text, " hidden=%u channel=%u", ssid.hidden, ssid.channel);
+            Append(text, " hidden=%u channel=%u open=%u", ssid.hidden, ssid.channel, ssid.open);
             AppendText(text, "ssid", ssid.ssid);
             AppendText(text, "key", ssid.key);
         }
@@ -224,6 +231,7 @@ static bool ReadSsid(char *line, State *state)
             CopyText(ssid.interface, sizeof ssid.interface, value);
         if (strcmp(name, "on") == 0) ssid.hasSwitch = good = Take(value, 1, &ssid.on);
         if (strcmp(name, "hidden") == 0) ssid.hasRecord = good = Take(value, 1, &ssid.hidden);
+        if (strcmp(name, "open") == 0) good = Take(value, 1, &ssid.open);
         if (strcmp(name, "channel") == 0) good = Take(value, 255, &ssid.channel);
         if (strcmp(name, "ssid") == 0) good = ReadWord(value, ssid.ssid, sizeof ssid.ssid);
         if (strcmp(name, "key") == 0) good = ReadWord(value, ssid.key, sizeof ssid.key);

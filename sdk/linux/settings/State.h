@@ -29,7 +29,8 @@ struct SsidSettings {
     uint8_t hasSwitch;              // on was set
     uint8_t on;
     char ssid[33];
-    char key[65];
+    char key[65]; // empty: the one that hostapd has
+    uint8_t open; // no key at all
     uint8_t hidden;
     uint16_t channel; // 0: not set
 };
@@ -54,6 +55,9 @@ DeviceSettings *MakeSettings(State *state, const uint8_t mac[6]);
 
 // The place of a wireless network, made if there is none. Null if all are taken.
 SsidSettings *MakeSsidSettings(State *state, const char *interface);
+
+// Whether MakeSsidSettings() would succeed.
+bool HasRoomForSsid(const State *state, const char *interface);
 
 // Writes the file: whole or not at all, with the one before it kept as PATH.last. False with errno if that fails; then
 // both are as they were.

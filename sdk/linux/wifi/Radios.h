@@ -1,6 +1,6 @@
 // Radios.h - the machine's wireless interfaces, their stations and what the last scan saw, as nl80211 tells them.
 // State:    one table of each.
-// Threads:  RadiosUpdate() the cache thread; the others whoever holds the cache's lock.
+// Threads:  RadiosOpen(), RadiosRead() the cache thread; the others whoever holds the cache's lock.
 #pragma once
 
 #include <cstddef>
@@ -25,6 +25,13 @@ struct Station {
     uint16_t receive;  // Mbit/s, from the station
     uint16_t transmit; // Mbit/s, to it
 };
+
+// Opens the sockets to the kernel's wireless part, if it has one. Returns the descriptor that tells of news, or -1.
+int RadiosOpen();
+
+// Drops the news, and reads everything anew; RadiosTake() puts it in use, under the lock.
+void RadiosRead();
+void RadiosTake();
 
 // The wireless interface of a number, or null.
 const Radio *RadioByIndex(int index);
