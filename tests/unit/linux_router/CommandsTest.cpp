@@ -10,7 +10,7 @@
 #include <memory>
 #include <sys/stat.h>
 
-static int Run(std::vector<const char *> arguments, const std::string &input, std::string *output, int64_t limitMs = 5000)
+static int Execute(std::vector<const char *> arguments, const std::string &input, std::string *output, int64_t limitMs = 5000)
 {
     arguments.push_back(nullptr);
     char buffer[256];
@@ -23,40 +23,40 @@ static int Run(std::vector<const char *> arguments, const std::string &input, st
 TEST(RouterProcess, GetsItsInputAndGivesItsOutputAndStatus)
 {
     std::string output;
-    EXPECT_EQ(0, Run({"cat"}, "two\nlines", &output));
+    EXPECT_EQ(0, Execute({"cat"}, "two\nlines", &output));
     EXPECT_EQ("two\nlines", output);
-    EXPECT_EQ(3, Run({"/bin/sh", "-c", "echo wrong >&2; exit 3"}, "", &output));
+    EXPECT_EQ(3, Execute({"/bin/sh", "-c", "echo wrong >&2; exit 3"}, "", &output));
     EXPECT_EQ("wrong\n", output);
 }
 
 TEST(RouterProcess, OutputBeyondTheRoomIsReadAndDropped)
 {
     std::string output;
-    EXPECT_EQ(0, Run({"head", "-c", "100000", "/dev/zero"}, "", &output));
-    EXPECT_EQ(0, Run({"cat"}, std::string(100000, 'x'), &output));
+    EXPECT_EQ(0, Execute({"head", "-c", "100000", "/dev/zero"}, "", &output));
+    EXPECT_EQ(0, Execute({"cat"}, std::string(100000, 'x'), &output));
     EXPECT_EQ(255u, output.size());
 }
 
 TEST(RouterProcess, ThatTakesTooLongIsKilledWithItsChildren)
 {
     std::string output;
-    EXPECT_EQ(-1, Run({"/bin/sh", "-c", "sleep 60 & sleep 60"}, "", &output, 100));
+    EXPECT_EQ(-1, Execute({"/bin/sh", "-c", "sleep 60 & sleep 60"}, "", &output, 100));
     EXPECT_EQ(ETIMEDOUT, errno);
 }
 
 TEST(RouterProcess, ThatDoesNotExistIsAnError)
 {
     std::string output;
-    EXPECT_EQ(-1, Run({"/nonexistent"}, "", &output));
+    EXPECT_EQ(-1, Execute({"/nonexistent"}, "", &output));
     EXPECT_EQ(ENOENT, errno);
-    EXPECT_EQ(-1, Run({"no-such-program"}, "", &output));
+    EXPECT_EQ(-1, Execute({"no-such-program"}, "", &output));
 }
 
 TEST(RouterProcess, ThatIgnoresItsInputOrIsKilledIsNoHarm)
 {
     std::string output;
-    EXPECT_EQ(0, Run({"true"}, std::string(1000000, 'x'), &output));
-    EXPECT_EQ(128 + SIGTERM, Run({"/bin/sh", "-c", "kill $$"}, "", &output));
+    EXPECT_EQ(0, Execute({"true"}, std::string(1000000, 'x'), &output));
+    EXPECT_EQ(128 + SIGTERM, Execute({"/bin/sh", "-c", "kill $$"}, "", &output));
 }
 
 // ---- Configured commands ----

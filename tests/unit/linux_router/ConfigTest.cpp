@@ -134,8 +134,9 @@ TEST(RouterConfig, AFileCutAtAnyByteIsReadWithoutHarm)
         const Read read = ReadText(whole.substr(0, length));
         EXPECT_EQ(0u, read.config->given & read.config->wrong) << length;
         EXPECT_EQ(0u, whole.substr(0, length).find("[router]") == 0 ? std::string("SN1").find(read.config->serial) : 0u);
-        if (length > whole.find("mac") + 5 && length < whole.find("[lan]") - 1)
+        if (length > whole.find("mac") + 5 && length < whole.find("[lan]") - 1) {
             EXPECT_NE(RESULT_OK, NeedKey(read.config.get(), KEY_MAC)) << length; // most of a MAC is none
+        }
     }
 }
 
