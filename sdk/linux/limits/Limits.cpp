@@ -9,9 +9,13 @@
 // lets through.
 static const int64_t kBurst = 3028;
 static const int64_t kTimersASecond = 50;
-// The queue of a class: half a second of its rate, and room for some packets of 64 KiB that the network card is to cut up.
-// With less room a slow transfer loses those whole, and then stands still for seconds.
-static const int64_t kLeastQueue = 262144;
+// The queue of a class: half a second of its rate, and room for 21 full packets. A longer one would hold the other
+// direction up, whose acknowledgements wait in it.
+static const int64_t kLeastQueue = 32768;
+// Packets above this size, which the network card would cut up later, are cut up before they enter the queue: one of
+// 64 KiB alone would fill that of a slow limit. It is more than the greatest frame of a LAN, because longer ones that
+// cannot be cut are dropped.
+static const int64_t kMostPacket = 10240;
 
 size_t WriteLimit(const char *interface, uint16_t place, int64_t bytesPerSecond, char *script, size_t size)
 {
@@ -23,9 +27,10 @@ size_t WriteLimit(const char *interface, uint16_t place, int64_t bytesPerSecond,
     const int length = snprintf(script, size,
                                 "class replace dev %s parent %x: classid %x:%x htb rate %lldbps ceil %lldbps "
                                 "burst %lld cburst %lld quantum 1514\n"
-                                "qdisc replace dev %s parent %x:%x bfifo limit %lld\n",
+                                "qdisc replace dev %s parent %x:%x tbf rate %lldbps burst %lld limit %lld\n",
                                 interface, kQdiscMajor, kQdiscMajor, minor, rate, rate, burst, burst, interface,
-                                kQdiscMajor, minor, std::min<long long>(queue, UINT32_MAX));
+                                kQdiscMajor, minor, static_cast<long long>(kMostRate),
+                                static_cast<long long>(kMostPacket), std::min<long long>(queue, UINT32_MAX));
     return length > 0 && size_t(length) < size ? size_t(length) : 0;
 }
 
