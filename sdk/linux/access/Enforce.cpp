@@ -8,25 +8,34 @@
 
 #include "sdk/linux/access/Rules.h"
 #include "sdk/linux/base/Files.h"
+#include "sdk/linux/base/Lock.h"
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
 #include "sdk/linux/commands/Process.h"
 #include "sdk/linux/limits/Limits.h"
 
 static const int64_t kLimitMs = 5000;
-static const size_t kOurs = 16;
+static const size_t kOurs = 256; // the news of a change may be read after those of many others
 static const size_t kMaxScript = 512; // of one device
 
 static std::atomic<uint32_t> s_ours[kOurs]; // numbers of the last processes
 static std::atomic<unsigned> s_nextOurs;
 
+// Held from the start of a process until its number is noted: the process may be quicker than whoever has started it, and
+// the kernel's news of its change must not be read before.
+static pthread_mutex_t s_starting = PTHREAD_MUTEX_INITIALIZER;
+static bool s_isStarting; // by whoever runs it, who holds the lock of the changes
+
 static void NoteOurs(pid_t process)
 {
     s_ours[s_nextOurs++ % kOurs] = uint32_t(process);
+    s_isStarting = false;
+    pthread_mutex_unlock(&s_starting);
 }
 
 bool WasOurs(uint32_t process)
 {
+    Lock lock(&s_starting);
     for (const std::atomic<uint32_t> &ours : s_ours)
         if (ours == process) return true;
     return false;
@@ -37,7 +46,10 @@ static int Run(const char *const *arguments, const char *script, size_t length, 
 {
     char output[512];
     const ProcessRun run = {arguments, script, length, output, sizeof output, kLimitMs, NoteOurs};
+    pthread_mutex_lock(&s_starting);
+    s_isStarting = true;
     const int status = RunProcess(&run);
+    if (s_isStarting) pthread_mutex_unlock(&s_starting); // it was not started
     if (status == 0) return RESULT_OK;
     output[strcspn(output, "\n")] = '\0';
     if (!quiet && status < 0) Say("%s: %s", arguments[0], strerror(errno));
