@@ -128,8 +128,9 @@ static int OnRuleMessage(const nlmsghdr *message, void *)
     return MNL_CB_OK;
 }
 
-// Reads what is waiting. News that were lost because too many came at once are made up for by asking again.
-static void Drain(mnl_socket *socket, mnl_cb_t callback, bool *lost)
+// Reads what is waiting, and gives it to `callback` under `lock` (or none). News that were lost because too many came at
+// once are made up for by asking again.
+static void Drain(mnl_socket *socket, mnl_cb_t callback, pthread_mutex_t *lock, bool *lost)
 {
     alignas(nlmsghdr) char buffer[kNetlinkBuffer];
     for (int i = 0; i < kMaxBatches; i++) {
@@ -139,8 +140,9 @@ static void Drain(mnl_socket *socket, mnl_cb_t callback, bool *lost)
             continue;
         }
         if (length <= 0) return;
-        Lock lock(&s_lock);
+        if (lock) pthread_mutex_lock(lock);
         mnl_cb_run(buffer, size_t(length), 0, 0, callback, nullptr);
+        if (lock) pthread_mutex_unlock(lock);
     }
 }
 
@@ -365,8 +367,9 @@ static void *Run(void *)
             timeIsUp = AwaitNews(nextMs);
         }
         probed = false;
-        Drain(s_cache.events, OnRouteMessage, &s_cache.lostNews);
-        if (s_cache.ruleEvents) Drain(s_cache.ruleEvents, OnRuleMessage, &s_cache.rulesLost);
+        Drain(s_cache.events, OnRouteMessage, &s_lock, &s_cache.lostNews);
+        // Whether a change was ours may have to wait for the start of a process: without the lock.
+        if (s_cache.ruleEvents) Drain(s_cache.ruleEvents, OnRuleMessage, nullptr, &s_cache.rulesLost);
         const int64_t soon = Look(timeIsUp, &probed) + NowMs();
         nextMs = timeIsUp ? soon : std::min(nextMs, soon);
     }
@@ -430,7 +433,7 @@ static void AskDevices()
         }
         if (i > 0 || !probed) return;
         poll(nullptr, 0, kAnswersMs);
-        Drain(s_cache.events, OnRouteMessage, &s_cache.lostNews);
+        Drain(s_cache.events, OnRouteMessage, &s_lock, &s_cache.lostNews);
     }
 }
 

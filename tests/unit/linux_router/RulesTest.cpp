@@ -108,7 +108,7 @@ TEST_F(RouterRules, LimitsAreOneHtbWithAClassForEachLimitedDevice)
     EXPECT_STREQ("qdisc add dev br-lan root handle 706c: htb\n"
                  "class replace dev br-lan parent 706c: classid 706c:10 htb rate 101000bps ceil 101000bps "
                  "burst 5048 cburst 5048 quantum 1514\n"
-                 "qdisc replace dev br-lan parent 706c:10 bfifo limit 262144\n",
+                 "qdisc replace dev br-lan parent 706c:10 tbf rate 12500000000bps burst 10240 limit 50500\n",
                  script);
     state->devices[0].maxDown = 0;
     EXPECT_EQ(0u, WriteLimits("br-lan", state.get(), false, script, sizeof script));
