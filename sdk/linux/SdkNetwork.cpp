@@ -72,7 +72,8 @@ static int ReadResolvers(const char *path, uint32_t resolvers[2])
 static bool IsConnected(const Link *link)
 {
     uint32_t ip, netmask, gateway;
-    return link && link->up && FirstAddress(link->index, &ip, &netmask, nullptr) && DefaultGateway(link->index, &gateway);
+    return link && link->up && FirstAddress(link->index, &ip, &netmask, nullptr) &&
+           DefaultGateway(link->index, &gateway);
 }
 
 static void FillWan(const Config *config, uint16_t index, const char *name, const uint32_t resolvers[2], WanCfg *wan)
@@ -98,10 +99,10 @@ static void FillWan(const Config *config, uint16_t index, const char *name, cons
         wan->connected = IsConnected(link);
     }
     // A lease makes an address that is not permanent.
-    wan->mode = config->wanMode >= 0                    ? uint8_t(config->wanMode)
-                : link && link->type == ARPHRD_PPP      ? uint8_t(ROUTER_WAN_PPPOE)
-                : wan->ip && permanent                  ? uint8_t(ROUTER_WAN_STATIC)
-                                                        : uint8_t(ROUTER_WAN_DHCP);
+    wan->mode = config->wanMode >= 0               ? uint8_t(config->wanMode)
+                : link && link->type == ARPHRD_PPP ? uint8_t(ROUTER_WAN_PPPOE)
+                : wan->ip && permanent             ? uint8_t(ROUTER_WAN_STATIC)
+                                                   : uint8_t(ROUTER_WAN_DHCP);
     if (wan->mode != ROUTER_WAN_PPPOE) return;
     CopyText(wan->user, sizeof wan->user, config->wanUser);
     CopyText(wan->password, sizeof wan->password, config->wanPassword);

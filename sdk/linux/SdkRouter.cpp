@@ -252,12 +252,30 @@ int set_led_switch(uint8_t on)
 }
 
 #define SERVICE(name, switchName, key)                                                                                 \
-    int get_##switchName##_switch(uint8_t *on) { return GetServiceSwitch(Ready(), key, on); }                          \
-    int set_##switchName##_switch(uint8_t on) { return SetServiceSwitch(Ready(), key, on); }                           \
-    int get_##name##_user(char text[16]) { return GetServiceText(Ready(), key, "user", text); }                        \
-    int set_##name##_user(const char *text) { return SetServiceText(Ready(), key, "user", text); }                     \
-    int get_##name##_password(char text[16]) { return GetServiceText(Ready(), key, "password", text); }                \
-    int set_##name##_password(const char *text) { return SetServiceText(Ready(), key, "password", text); }
+    int get_##switchName##_switch(uint8_t *on)                                                                         \
+    {                                                                                                                  \
+        return GetServiceSwitch(Ready(), key, on);                                                                     \
+    }                                                                                                                  \
+    int set_##switchName##_switch(uint8_t on)                                                                          \
+    {                                                                                                                  \
+        return SetServiceSwitch(Ready(), key, on);                                                                     \
+    }                                                                                                                  \
+    int get_##name##_user(char text[16])                                                                               \
+    {                                                                                                                  \
+        return GetServiceText(Ready(), key, "user", text);                                                             \
+    }                                                                                                                  \
+    int set_##name##_user(const char *text)                                                                            \
+    {                                                                                                                  \
+        return SetServiceText(Ready(), key, "user", text);                                                             \
+    }                                                                                                                  \
+    int get_##name##_password(char text[16])                                                                           \
+    {                                                                                                                  \
+        return GetServiceText(Ready(), key, "password", text);                                                         \
+    }                                                                                                                  \
+    int set_##name##_password(const char *text)                                                                        \
+    {                                                                                                                  \
+        return SetServiceText(Ready(), key, "password", text);                                                         \
+    }
 
 SERVICE(ftp, ftp, KEY_FTP)
 SERVICE(samba, sambaenable, KEY_SAMBA)

@@ -15,7 +15,7 @@
 #include "sdk/linux/limits/Limits.h"
 
 static const int64_t kLimitMs = 5000;
-static const size_t kOurs = 256; // the news of a change may be read after those of many others
+static const size_t kOurs = 256;      // the news of a change may be read after those of many others
 static const size_t kMaxScript = 512; // of one device
 
 static std::atomic<uint32_t> s_ours[kOurs]; // numbers of the last processes
@@ -75,9 +75,12 @@ int EnforceRules(const Places *places, const State *state)
 {
     char *script = static_cast<char *>(malloc(kMaxRules));
     if (!script) return RESULT_KERNEL;
-    const RuleInput input = {state,          places->hasLan ? places->lan : nullptr,
-                             places->wans,   places->wanCount,
-                             places->masquerade, places->black,
+    const RuleInput input = {state,
+                             places->hasLan ? places->lan : nullptr,
+                             places->wans,
+                             places->wanCount,
+                             places->masquerade,
+                             places->black,
                              places->blackCount};
     const int result = RunNft(script, WriteRules(&input, script, kMaxRules));
     free(script);
@@ -178,7 +181,9 @@ void EnforceForwarding(const Places *places)
 {
     static const char four[] = "/proc/sys/net/ipv4/ip_forward";
     static const char six[] = "/proc/sys/net/ipv6/conf/all/forwarding";
-    if (!IsOn(four)) Say("%s", WriteSetting(four, "1") ? "IPv4 forwarding was off and is on now" : "cannot switch IPv4 forwarding on");
+    if (!IsOn(four))
+        Say("%s",
+            WriteSetting(four, "1") ? "IPv4 forwarding was off and is on now" : "cannot switch IPv4 forwarding on");
     char line[16];
     if (!ReadLine(six, line, sizeof line) || line[0] != '0') return; // no IPv6, or on already
     // A machine that forwards ignores announcements of routers, from which the WAN may have its address and route.

@@ -22,8 +22,8 @@ constexpr size_t kMaxBlack = ROUTER_SDK_BLACK_LIST;
 
 struct RuleInput {
     const State *state;
-    const char *lan;         // name of the LAN's interface; null if there is none (yet)
-    const char (*wans)[16];  // names
+    const char *lan;        // name of the LAN's interface; null if there is none (yet)
+    const char (*wans)[16]; // names
     uint16_t wanCount;
     bool masquerade;
     const uint8_t (*black)[6];

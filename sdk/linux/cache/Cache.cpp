@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
@@ -36,8 +37,9 @@ static const int64_t kBusyMs = 2000;   // when there is traffic, or somebody ask
 static const int64_t kSoonMs = 1000;   // when a device has just come
 static const int64_t kWantedMs = 30000;
 static const int64_t kLeastSampleMs = 900; // rates over a shorter time say nothing
-static const int kAnswersMs = 50;       // probes are answered within this time, usually
-static const int64_t kRestoreMs = 1000; // between two repairs of the rules
+static const int kAnswersMs = 50;          // probes are answered within this time, usually
+static const int64_t kRestoreMs = 1000;    // between two repairs of the rules
+static const int kEndSeconds = 2;
 static const size_t kStack = 256 * 1024;
 static const int kMaxBatches = 64; // messages read before the tables are put together again
 
@@ -59,7 +61,7 @@ static struct {
     RuleWatch ruleWatch;
     int poll;
     int timer;
-    int radios; // tells of news of the wireless part; -1: there is none (yet)
+    int radios;        // tells of news of the wireless part; -1: there is none (yet)
     int64_t sampledMs; // 0: never
     int64_t restoredMs;
     bool traffic; // in the last sample
@@ -463,5 +465,9 @@ __attribute__((destructor)) static void StopRouter()
     s_stop = true;
     const uint64_t one = 1;
     if (write(s_wake, &one, sizeof one) < 0) return;
-    pthread_join(s_thread, nullptr);
+    // A hostapd that hangs may hold the thread up. It ends with the process then.
+    timespec end;
+    clock_gettime(CLOCK_REALTIME, &end);
+    end.tv_sec += kEndSeconds;
+    pthread_timedjoin_np(s_thread, nullptr, &end);
 }

@@ -9,13 +9,13 @@
 #include "sdk/linux/neighbours/Neighbours.h"
 #include "sdk/linux/wifi/Radios.h"
 
-static const int64_t kPresentMs = 60000;   // after the last answer
-static const int64_t kProbeMs = 25000;     // after the last answer, the next probe is due
-static const int64_t kRetryMs = 9000;      // between probes that nobody has answered
-static const int64_t kSettleMs = 12000;    // a device that has just come is probed more often
+static const int64_t kPresentMs = 60000; // after the last answer
+static const int64_t kProbeMs = 25000;   // after the last answer, the next probe is due
+static const int64_t kRetryMs = 9000;    // between probes that nobody has answered
+static const int64_t kSettleMs = 12000;  // a device that has just come is probed more often
 static const int64_t kSettleRetryMs = 900;
-static const int64_t kGiveUpMs = 180000;   // a device with a lease that has not answered for so long is gone
-static const size_t kHash = 2048;          // more than twice kMaxDevices, a power of two
+static const int64_t kGiveUpMs = 180000; // a device with a lease that has not answered for so long is gone
+static const size_t kHash = 2048;        // more than twice kMaxDevices, a power of two
 
 // All that this module remembers.
 static struct {
@@ -206,8 +206,8 @@ void DevicesRefresh(const Config *config, int64_t now, int64_t wallSeconds)
     for (size_t i = 0; i < s_table.count; i++) {
         Device &device = s_table.devices[i];
         const bool carried = lan->up && PlaceAtPort(&device, numbers);
-        const bool known = !lan->isBridge || BridgeEntryOf(device.mac) || StationOf(device.mac) ||
-                           LeaseOf(device.mac, wallSeconds);
+        const bool known =
+            !lan->isBridge || BridgeEntryOf(device.mac) || StationOf(device.mac) || LeaseOf(device.mac, wallSeconds);
         device.present = carried && known && device.confirmedMs != 0 && now - device.confirmedMs <= kPresentMs;
         if (device.present) device.knownMs = now;
     }
@@ -238,8 +238,8 @@ static bool IsDue(const Device &device, const Link *lan, int64_t now, int64_t wa
     return mayBeThere && now - device.probedMs >= (isNew ? kSettleRetryMs : kRetryMs);
 }
 
-void DevicesProbe(const Config *config, int64_t now, int64_t wallSeconds, void (*send)(void *user, const nlmsghdr *probe),
-                  void *user)
+void DevicesProbe(const Config *config, int64_t now, int64_t wallSeconds,
+                  void (*send)(void *user, const nlmsghdr *probe), void *user)
 {
     alignas(nlmsghdr) char buffer[kProbeMessage];
     const Link *lan = LanLink(config);

@@ -24,7 +24,7 @@ struct Device {
     uint16_t port; // LAN port, or index of the SSID
     int portIndex; // number of the port's interface; 0: not known
     uint32_t ip;
-    char name[64]; // from its lease; empty if there is none
+    char name[64];   // from its lease; empty if there is none
     int64_t knownMs; // when it was last heard of
     int64_t confirmedMs;
     int64_t probedMs;
@@ -43,8 +43,8 @@ Device *FindDevice(const uint8_t mac[6]);
 Device *Devices(size_t *count);
 
 // Gives each probe that is due to `send`, and notes it as sent.
-void DevicesProbe(const Config *config, int64_t now, int64_t wallSeconds, void (*send)(void *user, const nlmsghdr *probe),
-                  void *user);
+void DevicesProbe(const Config *config, int64_t now, int64_t wallSeconds,
+                  void (*send)(void *user, const nlmsghdr *probe), void *user);
 
 // Whether a device has come in the last seconds that is not present yet: it is worth another look soon.
 bool DevicesUnsettled(int64_t now);

@@ -12,7 +12,7 @@ struct ProcessRun {
     size_t inputLength;
     char *output; // room for what it writes to standard output and standard error, terminated; null: not wanted
     size_t outputSize;
-    int64_t limitMs; // after which it is killed, with its process group
+    int64_t limitMs;                // after which it is killed, with its process group
     void (*started)(pid_t process); // called as soon as its number is known; may be null
 };
 

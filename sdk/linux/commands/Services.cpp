@@ -27,7 +27,8 @@ static int Run(const Config *config, Key key, const char *first, const char *sec
     }
     if (first) arguments[count++] = first;
     if (second) arguments[count++] = second;
-    const ProcessRun run = {arguments, input, strlen(input), output, kMaxOutput, config->timeoutSeconds * 1000, nullptr};
+    const ProcessRun run = {arguments, input, strlen(input), output, kMaxOutput, config->timeoutSeconds * 1000,
+                            nullptr};
     const int status = RunProcess(&run);
     if (status == 0) return RESULT_OK;
     if (status < 0)

@@ -60,7 +60,8 @@ static int OnConnection(const nlmsghdr *message, void *user)
     return MNL_CB_OK;
 }
 
-int CountConnections(uint8_t protocol, bool (*belongs)(void *user, const Connection &connection), void *user, uint32_t *count)
+int CountConnections(uint8_t protocol, bool (*belongs)(void *user, const Connection &connection), void *user,
+                     uint32_t *count)
 {
     mnl_socket *socket = NetlinkOpen(NETLINK_NETFILTER, nullptr, 0);
     if (!socket) return RESULT_NO_FIGURE;

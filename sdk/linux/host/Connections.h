@@ -17,4 +17,5 @@ bool ReadConnection(const nlmsghdr *message, Connection *connection);
 
 // Counts the connections of one protocol (IPPROTO_TCP or IPPROTO_UDP), IPv4 and IPv6, of which `belongs` says so.
 // RESULT_OK or RESULT_NO_FIGURE.
-int CountConnections(uint8_t protocol, bool (*belongs)(void *user, const Connection &connection), void *user, uint32_t *count);
+int CountConnections(uint8_t protocol, bool (*belongs)(void *user, const Connection &connection), void *user,
+                     uint32_t *count);

@@ -22,8 +22,9 @@ static CpuTimes s_before; // guarded by s_lock
 
 bool IsMeaningful(const char *text)
 {
-    static const char *const empty[] = {"to be filled", "default string", "not specified", "not applicable",
-                                        "system serial", "system manufacturer", "system product", "none", "o.e.m."};
+    static const char *const empty[] = {"to be filled",   "default string", "not specified",
+                                        "not applicable", "system serial",  "system manufacturer",
+                                        "system product", "none",           "o.e.m."};
     for (const char *phrase : empty)
         if (strncasecmp(text, phrase, strlen(phrase)) == 0) return false;
     return strspn(text, "0-. ") < strlen(text); // nor are zeros a serial number

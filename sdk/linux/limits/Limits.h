@@ -13,7 +13,7 @@
 
 // A limit is of IP packets with their headers, as they are counted (traffic/Counters.h).
 // Limits outside of these two are shaped as the nearer one: below, the kernel's figures of time overflow.
-constexpr int64_t kLeastRate = 64;            // bytes per second
+constexpr int64_t kLeastRate = 64;           // bytes per second
 constexpr int64_t kMostRate = 12500000000ll; // 100 Gbit/s
 
 // Room for the class of one device, and for all.

@@ -129,7 +129,8 @@ static bool OnAddress(const nlmsghdr *message)
     address.index = int(header->ifa_index);
     address.family = header->ifa_family;
     address.prefix = header->ifa_prefixlen;
-    const uint32_t flags = HasRoom(attributes[IFA_FLAGS], 4) ? mnl_attr_get_u32(attributes[IFA_FLAGS]) : header->ifa_flags;
+    const uint32_t flags =
+        HasRoom(attributes[IFA_FLAGS], 4) ? mnl_attr_get_u32(attributes[IFA_FLAGS]) : header->ifa_flags;
     address.permanent = flags & IFA_F_PERMANENT;
     memcpy(address.bytes, mnl_attr_get_payload(own), size);
     Address *place = Find(s_table.addresses, s_table.addressCount, [&](const Address &other) {

@@ -21,7 +21,7 @@ struct Link {
     uint16_t vlan;
     uint8_t mac[6];
     uint16_t speed; // Mbit/s, 0 if not known; SetLinkSpeed() notes it
-    bool up; // switched on, with carrier
+    bool up;        // switched on, with carrier
     bool isBridge;
     char name[kMaxInterfaceName];
 };

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <libmnl/libmnl.h>
 
-constexpr size_t kNetlinkBuffer = 32768; // what the kernel sends at once
+constexpr size_t kNetlinkBuffer = 16384; // the kernel sends no more at once than it has seen room for
 
 // Opens a socket that does not block the caller for more than two seconds, and subscribes it to `count` groups.
 // Returns null with errno if that fails.

@@ -37,7 +37,10 @@ struct Reading {
 
 #define FIELD(member) offsetof(Config, member), sizeof(Config::member)
 #define LIST(member) offsetof(Config, member), sizeof(Config::member) / sizeof(Config::member[0])
-#define COMMAND_ROW(name, key) {"commands", name, COMMAND, offsetof(Config, commands[key - KEY_LED]), kMaxCommand}
+#define COMMAND_ROW(name, key)                                                                                         \
+    {                                                                                                                  \
+        "commands", name, COMMAND, offsetof(Config, commands[key - KEY_LED]), kMaxCommand                              \
+    }
 
 // In the order of Key.
 static const KeyRow kKeys[] = {
@@ -228,8 +231,7 @@ void ReadConfig(const char *path, const char *text, Config *config)
     }
     const int bad = ini_parse_string(text, OnKey, &reading);
     if (bad > 0) Say("%s:%d: neither [section], key = value nor comment", path, bad);
-    if (reading.complaints > kMaxComplaints)
-        Say("%s: %zu mistakes more", path, reading.complaints - kMaxComplaints);
+    if (reading.complaints > kMaxComplaints) Say("%s: %zu mistakes more", path, reading.complaints - kMaxComplaints);
 }
 
 void LoadConfig(const char *path, Config *config)

@@ -1,6 +1,7 @@
 #include "sdk/linux/settings/Settings.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "sdk/linux/base/Result.h"
@@ -46,17 +47,17 @@ int StoreSettings()
 int ChangeState(void (*edit)(State *state, const void *user), const void *user)
 {
     Lock changes(&s_changes);
-    static State before; // as large as a stack can be; guarded by s_changes
-    before = s_state;
+    char before[offsetof(State, deviceCount)];
+    memcpy(before, &s_state, sizeof before);
     {
         Lock lock(CacheLock());
         edit(&s_state, user);
     }
-    if (memcmp(&before, &s_state, sizeof before) == 0) return RESULT_OK;
+    if (memcmp(before, &s_state, sizeof before) == 0) return RESULT_OK;
     const int result = StoreSettings();
     if (result == RESULT_OK) return result;
     Lock lock(CacheLock());
-    s_state = before;
+    memcpy(&s_state, before, sizeof before);
     return result;
 }
 
@@ -134,8 +135,8 @@ bool PutInForce(const Places *places, const Places *before, bool rulesLost)
     int result = RESULT_OK;
     const auto note = [&](int one) { result = result == RESULT_OK ? one : result; };
     const bool newLan = !before || before->lanIndex != places->lanIndex || strcmp(before->lan, places->lan) != 0;
-    const bool newWans = !before || before->wanCount != places->wanCount ||
-                         memcmp(before->wans, places->wans, sizeof places->wans) != 0;
+    const bool newWans =
+        !before || before->wanCount != places->wanCount || memcmp(before->wans, places->wans, sizeof places->wans) != 0;
     const bool newBlack = !before || before->blackCount != places->blackCount ||
                           memcmp(before->black, places->black, sizeof places->black) != 0;
     if (newLan || rulesLost || newBlack || (newWans && places->masquerade)) note(EnforceRules(places, &s_state));

@@ -42,9 +42,9 @@ struct State {
     uint8_t fullLoad[kFullLoads];
     uint8_t hasWps;
     uint8_t wps;
-    uint16_t deviceCount;
-    DeviceSettings devices[kMaxSettings];
     SsidSettings ssids[ROUTER_SDK_SSIDS];
+    uint16_t deviceCount; // this and the next stay last: what concerns no device is everything before them
+    DeviceSettings devices[kMaxSettings];
 };
 
 // The place of a device, or null.

@@ -51,9 +51,8 @@ static void ReadElement(const nlattr *element, const Reader *reader)
     if (!HasRoom(key[NFTA_DATA_VALUE], 6)) return;
     uint64_t bytes = 0, packets = 0;
     bool found = attributes[NFTA_SET_ELEM_EXPR] && ReadExpression(attributes[NFTA_SET_ELEM_EXPR], &bytes, &packets);
-    ForEachNested(attributes[NFTA_SET_ELEM_EXPRESSIONS], [&](const nlattr *expression) {
-        found = found || ReadExpression(expression, &bytes, &packets);
-    });
+    ForEachNested(attributes[NFTA_SET_ELEM_EXPRESSIONS],
+                  [&](const nlattr *expression) { found = found || ReadExpression(expression, &bytes, &packets); });
     if (!found) return;
     const uint64_t headers = packets * reader->header;
     const uint8_t *mac = static_cast<const uint8_t *>(mnl_attr_get_payload(key[NFTA_DATA_VALUE]));

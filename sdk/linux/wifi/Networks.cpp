@@ -59,8 +59,8 @@ void NetworksKeep(const Config *config, const uint8_t (*black)[6], uint16_t blac
     if (KeyIsRight(config, KEY_HOSTAPD) != RESULT_OK) return;
     SocketPaths paths;
     const uint16_t count = HostapdSockets(config, paths);
-    const bool newBlack = blackCount != s_networks.blackCount ||
-                          memcmp(black, s_networks.black, blackCount * sizeof *black) != 0;
+    const bool newBlack =
+        blackCount != s_networks.blackCount || memcmp(black, s_networks.black, blackCount * sizeof *black) != 0;
     for (uint16_t i = 0; i < count; i++) {
         const uint64_t identity = HostapdIdentity(paths[i]);
         Told *told = identity ? ToldAt(paths[i]) : nullptr;

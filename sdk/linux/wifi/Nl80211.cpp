@@ -209,7 +209,8 @@ bool ReadScan(const nlmsghdr *message, AdjWifi *neighbour)
     if (HasRoom(bss[NL80211_BSS_SIGNAL_MBM], 4))
         neighbour->rssi = int32_t(mnl_attr_get_u32(bss[NL80211_BSS_SIGNAL_MBM])) / 100;
     static const uint16_t privacy = 0x10;
-    const bool locked = HasRoom(bss[NL80211_BSS_CAPABILITY], 2) && (mnl_attr_get_u16(bss[NL80211_BSS_CAPABILITY]) & privacy);
+    const bool locked =
+        HasRoom(bss[NL80211_BSS_CAPABILITY], 2) && (mnl_attr_get_u16(bss[NL80211_BSS_CAPABILITY]) & privacy);
     CopyText(neighbour->security, sizeof neighbour->security, locked ? "WEP" : "OPEN");
     const nlattr *elements = bss[NL80211_BSS_INFORMATION_ELEMENTS];
     if (elements)

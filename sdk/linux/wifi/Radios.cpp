@@ -21,9 +21,9 @@ struct Tables {
 } // namespace
 
 // All that this module remembers.
-static Tables s_tables;          // in use, by the lock
-static Tables s_fresh;           // just read, cache thread only, as are the sockets
-static mnl_socket *s_questions;  // null: no wireless part
+static Tables s_tables;         // in use, by the lock
+static Tables s_fresh;          // just read, cache thread only, as are the sockets
+static mnl_socket *s_questions; // null: no wireless part
 static mnl_socket *s_events;
 
 int RadiosOpen()
@@ -34,7 +34,8 @@ int RadiosOpen()
 
 static int OnRadio(const nlmsghdr *message, void *)
 {
-    if (s_fresh.radioCount < kMaxRadios && ReadRadio(message, &s_fresh.radios[s_fresh.radioCount])) s_fresh.radioCount++;
+    if (s_fresh.radioCount < kMaxRadios && ReadRadio(message, &s_fresh.radios[s_fresh.radioCount]))
+        s_fresh.radioCount++;
     return MNL_CB_OK;
 }
 

@@ -10,7 +10,8 @@
 #include <memory>
 #include <sys/stat.h>
 
-static int Execute(std::vector<const char *> arguments, const std::string &input, std::string *output, int64_t limitMs = 5000)
+static int Execute(std::vector<const char *> arguments, const std::string &input, std::string *output,
+                   int64_t limitMs = 5000)
 {
     arguments.push_back(nullptr);
     char buffer[256];
@@ -74,7 +75,10 @@ class RouterServices : public testing::Test
         config->given |= uint64_t(1) << key;
     }
     std::string Log() const { return ReadFile(folder.Path("log")); }
-    std::string Noted() const { return "echo \"$#: $*\" >>" + folder.Path("log") + "; cat >>" + folder.Path("log") + "\n"; }
+    std::string Noted() const
+    {
+        return "echo \"$#: $*\" >>" + folder.Path("log") + "; cat >>" + folder.Path("log") + "\n";
+    }
     TemporaryFolder folder;
     std::unique_ptr<Config> config = std::make_unique<Config>();
 };

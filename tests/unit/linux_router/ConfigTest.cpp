@@ -36,11 +36,12 @@ TEST(RouterConfig, AnEmptyFileLeavesTheDefaultsAndNothingToComplainAbout)
 
 TEST(RouterConfig, EveryKindOfValueIsRead)
 {
-    const Read read = ReadText("[router]\nserial = SN 1\nmac = 02:00:00:00:00:01\nmanaged = no\nversion_date = 2024-06-01\n"
-                               "[wan]\ninterfaces = eth0 ppp0\nmode = pppoe\nservices = 7\n"
-                               "[lan]\ninterface = br-lan\nports = lan1, lan2\n"
-                               "[wifi]\nhostapd = /run/hostapd/wlan0\n"
-                               "[commands]\nrestart = /sbin/reboot -d 1\ntimeout = 3\n");
+    const Read read =
+        ReadText("[router]\nserial = SN 1\nmac = 02:00:00:00:00:01\nmanaged = no\nversion_date = 2024-06-01\n"
+                 "[wan]\ninterfaces = eth0 ppp0\nmode = pppoe\nservices = 7\n"
+                 "[lan]\ninterface = br-lan\nports = lan1, lan2\n"
+                 "[wifi]\nhostapd = /run/hostapd/wlan0\n"
+                 "[commands]\nrestart = /sbin/reboot -d 1\ntimeout = 3\n");
     EXPECT_EQ("", read.complaints);
     const Config &config = *read.config;
     EXPECT_STREQ("SN 1", config.serial);
@@ -78,8 +79,8 @@ INSTANTIATE_TEST_SUITE_P(RouterConfig, WrongValue,
                                          "[router]\nunknown = 1", "[nowhere]\nserial = 2", "[wan]\nmode = fast",
                                          "[wan]\nservices = 65536", "[wan]\nservices = 1x", "[lan]\ninterface = br lan",
                                          "[lan]\ninterface = \"br\"", "[lan]\ninterface = abcdefghijklmnop",
-                                         "[wifi]\nhostapd = wlan0", "[commands]\nled = led on", "[commands]\ntimeout = 0",
-                                         "[commands]\ntimeout = 61", "nothing at all"));
+                                         "[wifi]\nhostapd = wlan0", "[commands]\nled = led on",
+                                         "[commands]\ntimeout = 0", "[commands]\ntimeout = 61", "nothing at all"));
 
 TEST(RouterConfig, TheFunctionThatNeedsAWrongKeyIsToldSo)
 {
@@ -128,12 +129,14 @@ TEST(RouterConfig, EscapeSequencesDoNotReachTheTerminal)
 
 TEST(RouterConfig, AFileCutAtAnyByteIsReadWithoutHarm)
 {
-    const std::string whole = "[router]\nserial = SN1\nmac = 02:00:00:00:00:01\n[lan]\ninterface = br-lan\nports = lan1 lan2\n"
-                              "[commands]\nrestart = /sbin/reboot\n";
+    const std::string whole =
+        "[router]\nserial = SN1\nmac = 02:00:00:00:00:01\n[lan]\ninterface = br-lan\nports = lan1 lan2\n"
+        "[commands]\nrestart = /sbin/reboot\n";
     for (size_t length = 0; length <= whole.size(); length++) {
         const Read read = ReadText(whole.substr(0, length));
         EXPECT_EQ(0u, read.config->given & read.config->wrong) << length;
-        EXPECT_EQ(0u, whole.substr(0, length).find("[router]") == 0 ? std::string("SN1").find(read.config->serial) : 0u);
+        EXPECT_EQ(0u,
+                  whole.substr(0, length).find("[router]") == 0 ? std::string("SN1").find(read.config->serial) : 0u);
         if (length > whole.find("mac") + 5 && length < whole.find("[lan]") - 1) {
             EXPECT_NE(RESULT_OK, NeedKey(read.config.get(), KEY_MAC)) << length; // most of a MAC is none
         }

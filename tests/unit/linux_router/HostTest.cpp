@@ -9,7 +9,8 @@
 
 TEST(RouterHost, FirmwareTextsThatSayNothingAreNotTaken)
 {
-    for (const char *text : {"To Be Filled By O.E.M.", "Default string", "None", "0", "000000", "", "Not Specified", "-"})
+    for (const char *text :
+         {"To Be Filled By O.E.M.", "Default string", "None", "0", "000000", "", "Not Specified", "-"})
         EXPECT_FALSE(IsMeaningful(text)) << text;
     for (const char *text : {"PF2ABC", "0012", "Example GmbH"}) EXPECT_TRUE(IsMeaningful(text)) << text;
 }
@@ -78,8 +79,9 @@ TEST(RouterBlackList, OneMacOnEachLineAndTheRestIsCounted)
 {
     uint8_t macs[ROUTER_SDK_BLACK_LIST][6];
     size_t bad = 0;
-    EXPECT_EQ(2, ReadBlackList("# guests\n02:00:00:00:00:01 # old phone\n\n 02-00-00-00-00-02\r\nnonsense\n01:00:5e:00:00:01\n",
-                               macs, &bad));
+    EXPECT_EQ(2, ReadBlackList(
+                     "# guests\n02:00:00:00:00:01 # old phone\n\n 02-00-00-00-00-02\r\nnonsense\n01:00:5e:00:00:01\n",
+                     macs, &bad));
     EXPECT_EQ(2, macs[1][5]);
     EXPECT_EQ(2u, bad);
     std::string many;

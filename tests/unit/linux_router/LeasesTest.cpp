@@ -26,9 +26,10 @@ TEST(RouterLeases, OneLineIsOneLease)
 
 TEST(RouterLeases, HostileNamesBecomeHarmless)
 {
-    const std::vector<Lease> leases = Read("1 02:00:00:00:00:01 10.0.0.1 \"a'b`c$(reboot);\033[31m\\x *\n"
-                                           "1 02:00:00:00:00:02 10.0.0.2 " +
-                                           std::string(300, 'n') + " *\n1 02:00:00:00:00:03 10.0.0.3 caf\xC3\xA9|<&> *\n");
+    const std::vector<Lease> leases =
+        Read("1 02:00:00:00:00:01 10.0.0.1 \"a'b`c$(reboot);\033[31m\\x *\n"
+             "1 02:00:00:00:00:02 10.0.0.2 " +
+             std::string(300, 'n') + " *\n1 02:00:00:00:00:03 10.0.0.3 caf\xC3\xA9|<&> *\n");
     ASSERT_EQ(3u, leases.size());
     EXPECT_STREQ("_a_b_c__reboot____[31m_x", leases[0].name);
     EXPECT_EQ(std::string(63, 'n'), leases[1].name);

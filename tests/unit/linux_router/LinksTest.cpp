@@ -131,6 +131,7 @@ TEST_F(RouterLinks, MessagesCutAnywhereAreReadWithoutHarm)
     const Message whole[] = {LinkMessage(4, "lan2", true, 3, "bridge"), AddressMessage(2, {203, 0, 113, 7}, 22),
                              RouteMessage(2, {203, 0, 113, 1}, 100)};
     for (const Message &message : whole)
-        for (size_t length = sizeof(nlmsghdr); length < message.Size(); length++) LinksOnMessage(message.CutTo(length).Get());
+        for (size_t length = sizeof(nlmsghdr); length < message.Size(); length++)
+            LinksOnMessage(message.CutTo(length).Get());
     EXPECT_STREQ("br-lan", LanLink(config.get())->name);
 }

@@ -117,7 +117,7 @@ Message NeighbourMessage(int lan, const Bytes &address, const Bytes &mac, uint16
     header.ndm_state = state;
     nda_cacheinfo ages = {};
     ages.ndm_confirmed = confirmed;
-    return Message(gone ? RTM_DELNEIGH : RTM_NEWNEIGH,
-                   Raw(header) + Attribute(NDA_DST, address) + Attribute(NDA_LLADDR, mac) +
-                       Attribute(NDA_CACHEINFO, Raw(ages)));
+    return Message(gone ? RTM_DELNEIGH : RTM_NEWNEIGH, Raw(header) + Attribute(NDA_DST, address) +
+                                                           Attribute(NDA_LLADDR, mac) +
+                                                           Attribute(NDA_CACHEINFO, Raw(ages)));
 }

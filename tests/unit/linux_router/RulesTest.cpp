@@ -43,7 +43,9 @@ TEST_F(RouterRules, RefusedAndBlackDevicesAreInBothTables)
     blackCount = 2;
     const std::string rules = Rules();
     EXPECT_EQ(2u, CountOf(rules, "set refused {\n  type ether_addr\n  elements = { 02:00:00:00:00:01 }\n }\n"));
-    EXPECT_EQ(2u, CountOf(rules, "set black {\n  type ether_addr\n  elements = { 02:00:00:00:00:08, 02:00:00:00:00:09 }\n }\n"));
+    EXPECT_EQ(
+        2u,
+        CountOf(rules, "set black {\n  type ether_addr\n  elements = { 02:00:00:00:00:08, 02:00:00:00:00:09 }\n }\n"));
 }
 
 TEST_F(RouterRules, AnEmptyListHasNoElements)

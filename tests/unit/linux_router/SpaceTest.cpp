@@ -28,20 +28,50 @@ TEST(RouterFunctions, AllAnswerOnAMachineWithoutLanOrWifi)
     uint16_t count;
     uint32_t number;
     uint64_t big;
-    std::set<int> results = {get_router_mac(bytes), get_router_sn(text), get_router_pin(text), get_router_vender(text),
-                             get_router_model(text), get_name(text), get_wan_num(&count), get_wan_tcp_con_num(0, &number),
-                             get_wan_udp_con_num(0, &number), get_wan_receive_bytes(0, &big), get_wan_con_status(bytes),
-                             get_lan_num(&count), get_lan_con_status(bytes), get_lan_port_up_flow(0, &big),
-                             get_lan_port_down_flow(0, &big), get_ssid_switch(0, bytes), set_ssid_switch(0, 1),
-                             get_wifi_radio_switch(bytes), set_wifi_radio_switch(1), get_wps_switch(bytes), set_wps_switch(1),
-                             get_led_switch(bytes), set_led_switch(1), get_ftp_switch(bytes), get_sambaenable_switch(bytes),
-                             get_telnetenable_switch(bytes), get_ftp_user(text), set_telnet_password("x"), set_dns(1, 2),
-                             set_full_load_enable(0, 1), update_rom_version("x"), set_redirection("x"), set_http_test_url("x"),
-                             restart(), sync_time(0), get_flows_down_rate(&big), get_flows_up_rate(&big),
-                             get_duration_time(&big), get_cpu_use(&count), get_mem_use(&count)};
+    std::set<int> results = {get_router_mac(bytes),
+                             get_router_sn(text),
+                             get_router_pin(text),
+                             get_router_vender(text),
+                             get_router_model(text),
+                             get_name(text),
+                             get_wan_num(&count),
+                             get_wan_tcp_con_num(0, &number),
+                             get_wan_udp_con_num(0, &number),
+                             get_wan_receive_bytes(0, &big),
+                             get_wan_con_status(bytes),
+                             get_lan_num(&count),
+                             get_lan_con_status(bytes),
+                             get_lan_port_up_flow(0, &big),
+                             get_lan_port_down_flow(0, &big),
+                             get_ssid_switch(0, bytes),
+                             set_ssid_switch(0, 1),
+                             get_wifi_radio_switch(bytes),
+                             set_wifi_radio_switch(1),
+                             get_wps_switch(bytes),
+                             set_wps_switch(1),
+                             get_led_switch(bytes),
+                             set_led_switch(1),
+                             get_ftp_switch(bytes),
+                             get_sambaenable_switch(bytes),
+                             get_telnetenable_switch(bytes),
+                             get_ftp_user(text),
+                             set_telnet_password("x"),
+                             set_dns(1, 2),
+                             set_full_load_enable(0, 1),
+                             update_rom_version("x"),
+                             set_redirection("x"),
+                             set_http_test_url("x"),
+                             restart(),
+                             sync_time(0),
+                             get_flows_down_rate(&big),
+                             get_flows_up_rate(&big),
+                             get_duration_time(&big),
+                             get_cpu_use(&count),
+                             get_mem_use(&count)};
     for (const int result : results) EXPECT_TRUE(IsListed(result)) << result;
     EXPECT_EQ(RESULT_NOT_CONFIGURED, restart());
-    EXPECT_EQ(RESULT_NOT_CONFIGURED, sync_time(0)); // the clock belongs to the machine, unless the operator says otherwise
+    EXPECT_EQ(RESULT_NOT_CONFIGURED,
+              sync_time(0)); // the clock belongs to the machine, unless the operator says otherwise
     EXPECT_EQ(RESULT_WIFI, get_ssid_switch(0, bytes));
     EXPECT_EQ(RESULT_OK, get_router_sn(text));
     EXPECT_STREQ("SN1", text);
@@ -53,8 +83,13 @@ TEST(RouterFunctions, AFailedQueryLeavesTheBuffersAlone)
     LanCfg lan;
     DevCfg device;
     SsidCfg ssid;
-    for (void *buffer : {static_cast<void *>(&wan), static_cast<void *>(&lan), static_cast<void *>(&device), static_cast<void *>(&ssid)})
-        memset(buffer, '#', buffer == &lan ? sizeof lan : buffer == &device ? sizeof device : buffer == &ssid ? sizeof ssid : sizeof wan);
+    for (void *buffer : {static_cast<void *>(&wan), static_cast<void *>(&lan), static_cast<void *>(&device),
+                         static_cast<void *>(&ssid)})
+        memset(buffer, '#',
+               buffer == &lan      ? sizeof lan
+               : buffer == &device ? sizeof device
+               : buffer == &ssid   ? sizeof ssid
+                                   : sizeof wan);
     EXPECT_EQ(RESULT_UNKNOWN, get_wan_cfg(0, &wan));
     EXPECT_EQ(RESULT_NO_FIGURE, get_lan_cfg(&lan));
     EXPECT_EQ(RESULT_UNKNOWN, get_dev_cfg(&device, kStranger));

@@ -15,7 +15,8 @@ using Seen = std::map<std::string, uint64_t>;
 static Bytes Counter(uint64_t bytes, uint64_t packets)
 {
     return Attribute(NFTA_EXPR_NAME, Text("counter")) +
-           Attribute(NFTA_EXPR_DATA, Attribute(NFTA_COUNTER_BYTES, Big(bytes)) + Attribute(NFTA_COUNTER_PACKETS, Big(packets)));
+           Attribute(NFTA_EXPR_DATA,
+                     Attribute(NFTA_COUNTER_BYTES, Big(bytes)) + Attribute(NFTA_COUNTER_PACKETS, Big(packets)));
 }
 
 static Bytes Element(const Bytes &mac, const Bytes &expression)
@@ -63,16 +64,19 @@ TEST(RouterCounters, ReceivedPacketsAreCountedWithoutTheirEthernetHeader)
 
 TEST(RouterCounters, AListOfExpressionsMayHoldTheCounter)
 {
-    const Message message = Elements(Element(
-        kPhone, Attribute(NFTA_SET_ELEM_EXPRESSIONS,
-                          Attribute(NFTA_LIST_ELEM, Attribute(NFTA_EXPR_NAME, Text("limit")) + Attribute(NFTA_EXPR_DATA, {})) +
-                              Attribute(NFTA_LIST_ELEM, Counter(77, 1)))));
+    const Message message =
+        Elements(Element(kPhone, Attribute(NFTA_SET_ELEM_EXPRESSIONS,
+                                           Attribute(NFTA_LIST_ELEM, Attribute(NFTA_EXPR_NAME, Text("limit")) +
+                                                                         Attribute(NFTA_EXPR_DATA, {})) +
+                                               Attribute(NFTA_LIST_ELEM, Counter(77, 1)))));
     EXPECT_EQ(77u, Read(message, SENT).at("\2phone"));
 }
 
 TEST(RouterCounters, ElementsWithoutMacOrCounterAreLeftOut)
 {
-    EXPECT_TRUE(Read(Elements(Element({2, 0}, Attribute(NFTA_SET_ELEM_EXPR, Counter(1, 1))) + Element(kPhone, {})), SENT).empty());
+    EXPECT_TRUE(
+        Read(Elements(Element({2, 0}, Attribute(NFTA_SET_ELEM_EXPR, Counter(1, 1))) + Element(kPhone, {})), SENT)
+            .empty());
 }
 
 TEST(RouterCounters, MessagesCutAnywhereAreReadWithoutHarm)

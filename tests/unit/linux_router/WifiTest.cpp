@@ -48,8 +48,8 @@ TEST(RouterWifi, AStationReceivesWhatTheAccessPointTransmits)
     const Bytes info = Attribute(NL80211_STA_INFO_TX_BITRATE, Attribute(NL80211_RATE_INFO_BITRATE, Number(1300, 2))) +
                        Attribute(NL80211_STA_INFO_RX_BITRATE, Attribute(NL80211_RATE_INFO_BITRATE32, Number(8667, 4)));
     Station station;
-    ASSERT_TRUE(ReadStation(Wireless(Attribute(NL80211_ATTR_IFINDEX, Number(6, 4)) + Attribute(NL80211_ATTR_MAC, kPhone) +
-                                     Attribute(NL80211_ATTR_STA_INFO, info))
+    ASSERT_TRUE(ReadStation(Wireless(Attribute(NL80211_ATTR_IFINDEX, Number(6, 4)) +
+                                     Attribute(NL80211_ATTR_MAC, kPhone) + Attribute(NL80211_ATTR_STA_INFO, info))
                                 .Get(),
                             &station));
     EXPECT_EQ(130, station.receive); // Mbit/s, of tenths
@@ -59,19 +59,20 @@ TEST(RouterWifi, AStationReceivesWhatTheAccessPointTransmits)
 
 static Message Scanned(const Bytes &elements)
 {
-    return Wireless(Attribute(
-        NL80211_ATTR_BSS, Attribute(NL80211_BSS_BSSID, kPhone) + Attribute(NL80211_BSS_FREQUENCY, Number(2437, 4)) +
-                              Attribute(NL80211_BSS_SIGNAL_MBM, Number(uint32_t(-6450), 4)) +
-                              Attribute(NL80211_BSS_CAPABILITY, Number(0x11, 2)) +
-                              Attribute(NL80211_BSS_INFORMATION_ELEMENTS, elements)));
+    return Wireless(Attribute(NL80211_ATTR_BSS, Attribute(NL80211_BSS_BSSID, kPhone) +
+                                                    Attribute(NL80211_BSS_FREQUENCY, Number(2437, 4)) +
+                                                    Attribute(NL80211_BSS_SIGNAL_MBM, Number(uint32_t(-6450), 4)) +
+                                                    Attribute(NL80211_BSS_CAPABILITY, Number(0x11, 2)) +
+                                                    Attribute(NL80211_BSS_INFORMATION_ELEMENTS, elements)));
 }
 
 TEST(RouterWifi, ANeighbourIsReadFromItsBeacon)
 {
-    const Bytes elements = {0,  4, 'h', 'o', 'm', 'e',                                                       // SSID
-                            11, 5, 2,   0,   51,  0, 0,                                                      // load: 51 of 255
-                            48, 20, 1, 0, 0, 15, 172, 4, 1, 0, 0, 15, 172, 4, 1, 0, 0, 15, 172, 2, 0, 0,     // RSN, PSK
-                            61, 3, 6,   1,   0};                                                             // HT, 40 MHz
+    const Bytes elements = {0,  4,   'h', 'o', 'm', 'e',    // SSID
+                            11, 5,   2,   0,   51,  0,   0, // load: 51 of 255
+                            48, 20,  1,   0,   0,   15,  172, 4,   1, 0, 0,
+                            15, 172, 4,   1,   0,   0,   15,  172, 2, 0, 0, // RSN, PSK
+                            61, 3,   6,   1,   0};                          // HT, 40 MHz
     AdjWifi neighbour;
     ASSERT_TRUE(ReadScan(Scanned(elements).Get(), &neighbour));
     EXPECT_STREQ("home", neighbour.ssid);
@@ -111,7 +112,8 @@ TEST(RouterWifi, MessagesCutAnywhereAreReadWithoutHarm)
 
 TEST(RouterWifi, ChannelsFollowFromFrequencies)
 {
-    const std::map<uint32_t, uint16_t> channels = {{2412, 1}, {2472, 13}, {2484, 14}, {5180, 36}, {5825, 165}, {5955, 1}, {900, 0}};
+    const std::map<uint32_t, uint16_t> channels = {{2412, 1},   {2472, 13}, {2484, 14}, {5180, 36},
+                                                   {5825, 165}, {5955, 1},  {900, 0}};
     for (const auto &[frequency, channel] : channels) EXPECT_EQ(channel, ChannelOf(frequency)) << frequency;
 }
 
