@@ -10,7 +10,6 @@
 
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
-#include "sdk/linux/host/Host.h"
 
 static const char kFolder[] = "/run/hostapd";
 static const size_t kMaxReply = 4096;
@@ -67,6 +66,20 @@ static int Tell(const char *path, const char *command)
 
 // ---- Reading ----
 
+// Finds "NAME=value" at the start of a line, and copies the value as it stands: a network's name may start and end with
+// anything. False if there is none.
+static bool FindValue(const char *text, const char *name, char *value, size_t size)
+{
+    const size_t length = strlen(name);
+    for (const char *line = text; *line; line += strcspn(line, "\n"), line += *line != '\0') {
+        if (strncmp(line, name, length) != 0 || line[length] != '=') continue;
+        const char *start = line + length + 1;
+        snprintf(value, size, "%.*s", int(strcspn(start, "\n")), start);
+        return true;
+    }
+    return false;
+}
+
 // Names of networks may hold any bytes, which hostapd shows as \xNN and the like.
 static void ReadEscaped(const char *text, char *ssid, size_t size)
 {
@@ -90,11 +103,11 @@ static void ReadEscaped(const char *text, char *ssid, size_t size)
 static uint16_t SecurityOf(const char *config)
 {
     char value[64];
-    if (FindValue(config, "key_mgmt", '=', value, sizeof value)) {
+    if (FindValue(config, "key_mgmt", value, sizeof value)) {
         if (strstr(value, "SAE")) return 4;
         if (strstr(value, "EAP")) return 5;
     }
-    if (!FindValue(config, "wpa", '=', value, sizeof value)) return 0;
+    if (!FindValue(config, "wpa", value, sizeof value)) return 0;
     return uint16_t(strtoul(value, nullptr, 10) & 3);
 }
 
@@ -106,13 +119,13 @@ int HostapdRead(const char *path, SsidCfg *ssid, uint8_t *wps)
         return RESULT_WIFI;
     }
     Ask(path, "GET_CONFIG", config);
-    ssid->enabled = FindValue(status, "state", '=', value, sizeof value) && strcmp(value, "ENABLED") == 0;
-    if (FindValue(config, "ssid", '=', value, sizeof value) || FindValue(status, "ssid[0]", '=', value, sizeof value))
+    ssid->enabled = FindValue(status, "state", value, sizeof value) && strcmp(value, "ENABLED") == 0;
+    if (FindValue(config, "ssid", value, sizeof value) || FindValue(status, "ssid[0]", value, sizeof value))
         ReadEscaped(value, ssid->ssid, sizeof ssid->ssid);
-    if (FindValue(status, "channel", '=', value, sizeof value)) ssid->channel = uint16_t(strtoul(value, nullptr, 10));
-    if (FindValue(config, "passphrase", '=', value, sizeof value)) CopyText(ssid->key, sizeof ssid->key, value);
+    if (FindValue(status, "channel", value, sizeof value)) ssid->channel = uint16_t(strtoul(value, nullptr, 10));
+    if (FindValue(config, "passphrase", value, sizeof value)) CopyText(ssid->key, sizeof ssid->key, value);
     ssid->security = SecurityOf(config);
-    if (wps) *wps = FindValue(config, "wps_state", '=', value, sizeof value) && strcmp(value, "disabled") != 0;
+    if (wps) *wps = FindValue(config, "wps_state", value, sizeof value) && strcmp(value, "disabled") != 0;
     return RESULT_OK;
 }
 

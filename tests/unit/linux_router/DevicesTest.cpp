@@ -89,6 +89,7 @@ TEST_F(RouterDevices, AFailedProbeDoesNotEndTheMinute)
 {
     Hear(BridgeMessage(kPhone, 4, kLan));
     Answer(kPhoneIp, kPhone);
+    EXPECT_TRUE(Look(kPhone)->present);
     now += 30000;
     Hear(NeighbourMessage(kLan, kPhoneIp, kPhone, NUD_FAILED, 3000));
     EXPECT_TRUE(Look(kPhone)->present); // a phone that sleeps answers the next one

@@ -31,7 +31,7 @@ TEST(RouterLeases, HostileNamesBecomeHarmless)
              "1 02:00:00:00:00:02 10.0.0.2 " +
              std::string(300, 'n') + " *\n1 02:00:00:00:00:03 10.0.0.3 caf\xC3\xA9|<&> *\n");
     ASSERT_EQ(3u, leases.size());
-    EXPECT_STREQ("_a_b_c__reboot____[31m_x", leases[0].name);
+    EXPECT_STREQ("_a_b_c__reboot___[31m_x", leases[0].name);
     EXPECT_EQ(std::string(63, 'n'), leases[1].name);
     EXPECT_STREQ("caf______", leases[2].name);
 }
