@@ -40,6 +40,7 @@ static const int64_t kLeastSampleMs = 900; // rates over a shorter time say noth
 static const int kAnswersMs = 50;          // probes are answered within this time, usually
 static const int64_t kRestoreMs = 1000;    // between two repairs of the rules
 static const int kEndSeconds = 2;
+static const size_t kMaxProbes = 1024;
 static const size_t kStack = 256 * 1024;
 static const int kMaxBatches = 64; // messages read before the tables are put together again
 
@@ -256,11 +257,32 @@ static void SampleTraffic(int64_t now)
     s_cache.sampledMs = now;
 }
 
-static void SendProbe(void *user, const nlmsghdr *probe)
+// The probes of one look, which are sent without the lock.
+static struct {
+    alignas(nlmsghdr) char messages[kMaxProbes][kProbeMessage];
+    size_t count;
+} s_probes;
+
+static void CollectProbe(void *, const nlmsghdr *probe)
 {
-    *static_cast<bool *>(user) = true;
-    // Of an answer there is only a refusal, and nothing follows from that.
-    if (mnl_socket_sendto(s_cache.events, probe, probe->nlmsg_len) < 0) return;
+    if (s_probes.count < kMaxProbes) memcpy(s_probes.messages[s_probes.count++], probe, probe->nlmsg_len);
+}
+
+// Puts the device table together, and asks those devices that are due. Returns whether any was.
+static bool RefreshAndAsk(int64_t now)
+{
+    s_probes.count = 0;
+    {
+        Lock lock(&s_lock);
+        DevicesRefresh(TheConfig(), now, WallSeconds());
+        DevicesProbe(TheConfig(), now, CollectProbe, nullptr);
+    }
+    for (size_t i = 0; i < s_probes.count; i++) {
+        const nlmsghdr *probe = reinterpret_cast<const nlmsghdr *>(s_probes.messages[i]);
+        // Of an answer there is only a refusal, and nothing follows from that.
+        if (mnl_socket_sendto(s_cache.events, probe, probe->nlmsg_len) < 0) break;
+    }
+    return s_probes.count > 0;
 }
 
 static void Watch(int descriptor)
@@ -331,9 +353,8 @@ static int64_t Look(bool timeIsUp, bool *probed)
     if (now - s_cache.sampledMs >= (timeIsUp ? kLeastSampleMs : wanted ? kBusyMs : kQuietMs)) SampleTraffic(now);
     KeepInForce(now);
     if (timeIsUp) NetworksKeep(TheConfig(), s_cache.places.black, s_cache.places.blackCount);
+    *probed = RefreshAndAsk(now);
     Lock lock(&s_lock);
-    DevicesRefresh(TheConfig(), now, WallSeconds());
-    DevicesProbe(TheConfig(), now, WallSeconds(), SendProbe, probed);
     if (DevicesUnsettled(now) || s_cache.rulesLost || s_cache.qdiscLost) return kSoonMs;
     return wanted || s_cache.traffic ? kBusyMs : kQuietMs;
 }
@@ -426,17 +447,10 @@ static void StartThread()
 // Asks all devices that the kernel remembers, so that the first table shows those that are there.
 static void AskDevices()
 {
-    bool probed = false;
-    for (int i = 0; i < 2; i++) {
-        {
-            Lock lock(&s_lock);
-            DevicesRefresh(TheConfig(), NowMs(), WallSeconds());
-            DevicesProbe(TheConfig(), NowMs(), WallSeconds(), SendProbe, &probed);
-        }
-        if (i > 0 || !probed) return;
-        poll(nullptr, 0, kAnswersMs);
-        Drain(s_cache.events, OnRouteMessage, &s_lock, &s_cache.lostNews);
-    }
+    if (!RefreshAndAsk(NowMs())) return;
+    poll(nullptr, 0, kAnswersMs);
+    Drain(s_cache.events, OnRouteMessage, &s_lock, &s_cache.lostNews);
+    RefreshAndAsk(NowMs());
 }
 
 void StartRouter()

@@ -107,6 +107,8 @@ static void FromBridge(const Link *lan, int64_t now)
         Device *device = MakeDevice(entries[i].mac, now);
         if (!device) continue;
         device->portIndex = entries[i].port;
+        device->arrivedMs = entries[i].sinceMs;
+        device->inBridge = true;
         device->knownMs = now;
     }
 }
@@ -140,6 +142,7 @@ static void FromLeases(int64_t now, int64_t wallSeconds)
         if (lease.expires != 0 && lease.expires <= wallSeconds) continue;
         Device *device = MakeDevice(lease.mac, now);
         if (!device) continue;
+        device->hasLease = true;
         CopyText(device->name, sizeof device->name, lease.name);
         if (!s_table.shown[device - s_table.devices]) device->ip = lease.ip;
     }
@@ -199,6 +202,7 @@ void DevicesRefresh(const Config *config, int64_t now, int64_t wallSeconds)
         for (Device &device : s_table.devices) device.present = false;
         return;
     }
+    for (size_t i = 0; i < s_table.count; i++) s_table.devices[i].inBridge = s_table.devices[i].hasLease = false;
     FromBridge(lan, now);
     FromNeighbours(lan, now);
     FromLeases(now, wallSeconds);
@@ -206,8 +210,7 @@ void DevicesRefresh(const Config *config, int64_t now, int64_t wallSeconds)
     for (size_t i = 0; i < s_table.count; i++) {
         Device &device = s_table.devices[i];
         const bool carried = lan->up && PlaceAtPort(&device, numbers);
-        const bool known =
-            !lan->isBridge || BridgeEntryOf(device.mac) || StationOf(device.mac) || LeaseOf(device.mac, wallSeconds);
+        const bool known = !lan->isBridge || device.inBridge || device.hasLease || StationOf(device.mac);
         device.present = carried && known && device.confirmedMs != 0 && now - device.confirmedMs <= kPresentMs;
         if (device.present) device.knownMs = now;
     }
@@ -227,26 +230,24 @@ bool DevicesUnsettled(int64_t now)
     return false;
 }
 
-static bool IsDue(const Device &device, const Link *lan, int64_t now, int64_t wallSeconds)
+static bool IsDue(const Device &device, const Link *lan, int64_t now)
 {
-    const BridgeEntry *entry = BridgeEntryOf(device.mac);
     const Link *port = device.portIndex ? LinkByIndex(device.portIndex) : nullptr;
     if (!port || !port->up || now - device.confirmedMs < kProbeMs) return false;
-    const bool mayBeThere = entry || StationOf(device.mac) || !lan->isBridge ||
-                            (LeaseOf(device.mac, wallSeconds) && now - device.confirmedMs < kGiveUpMs);
-    const bool isNew = entry && now - entry->sinceMs < kSettleMs;
+    const bool mayBeThere = device.inBridge || !lan->isBridge || StationOf(device.mac) ||
+                            (device.hasLease && now - device.confirmedMs < kGiveUpMs);
+    const bool isNew = device.inBridge && now - device.arrivedMs < kSettleMs;
     return mayBeThere && now - device.probedMs >= (isNew ? kSettleRetryMs : kRetryMs);
 }
 
-void DevicesProbe(const Config *config, int64_t now, int64_t wallSeconds,
-                  void (*send)(void *user, const nlmsghdr *probe), void *user)
+void DevicesProbe(const Config *config, int64_t now, void (*send)(void *user, const nlmsghdr *probe), void *user)
 {
     alignas(nlmsghdr) char buffer[kProbeMessage];
     const Link *lan = LanLink(config);
     if (!lan) return;
     bool due[kMaxDevices] = {};
     bool asked[kMaxDevices] = {};
-    for (size_t i = 0; i < s_table.count; i++) due[i] = IsDue(s_table.devices[i], lan, now, wallSeconds);
+    for (size_t i = 0; i < s_table.count; i++) due[i] = IsDue(s_table.devices[i], lan, now);
     size_t count;
     const Neighbour *neighbours = Neighbours(&count);
     for (size_t i = 0; i < count; i++) {

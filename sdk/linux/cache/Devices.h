@@ -20,6 +20,8 @@ struct Device {
     uint8_t mac[6];
     bool present;
     bool wireless;
+    bool inBridge; // the bridge table has it
+    bool hasLease;
     uint8_t link;  // ROUTER_LINK_...
     uint16_t port; // LAN port, or index of the SSID
     int portIndex; // number of the port's interface; 0: not known
@@ -28,6 +30,7 @@ struct Device {
     int64_t knownMs; // when it was last heard of
     int64_t confirmedMs;
     int64_t probedMs;
+    int64_t arrivedMs; // when it came to its port, if it is in the bridge table
     uint64_t bytes[2]; // by Direction; as the counters stood at the last sample
     uint64_t rate[2];  // bytes per second between the last two samples
     uint16_t speed[3]; // Mbit/s: negotiated, receive, transmit; 0 if not known
@@ -43,8 +46,7 @@ Device *FindDevice(const uint8_t mac[6]);
 Device *Devices(size_t *count);
 
 // Gives each probe that is due to `send`, and notes it as sent.
-void DevicesProbe(const Config *config, int64_t now, int64_t wallSeconds,
-                  void (*send)(void *user, const nlmsghdr *probe), void *user);
+void DevicesProbe(const Config *config, int64_t now, void (*send)(void *user, const nlmsghdr *probe), void *user);
 
 // Whether a device has come in the last seconds that is not present yet: it is worth another look soon.
 bool DevicesUnsettled(int64_t now);

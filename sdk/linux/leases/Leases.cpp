@@ -92,15 +92,6 @@ void LeasesTake()
     s_leases.count = s_leases.freshCount;
 }
 
-const Lease *LeaseOf(const uint8_t mac[6], int64_t wallSeconds)
-{
-    for (size_t i = s_leases.count; i > 0; i--) {
-        const Lease &lease = s_leases.leases[i - 1];
-        if (SameMac(lease.mac, mac) && (lease.expires == 0 || lease.expires > wallSeconds)) return &lease;
-    }
-    return nullptr;
-}
-
 const Lease *Leases(size_t *count)
 {
     *count = s_leases.count;

@@ -24,7 +24,5 @@ size_t ReadLeases(const char *text, Lease *leases);
 bool LoadLeases(const char *path);
 void LeasesTake();
 
-// The lease of a MAC that has not run out at `wallSeconds`, or null. Of several the last one in the file.
-const Lease *LeaseOf(const uint8_t mac[6], int64_t wallSeconds);
-
+// All leases in the order of the file: of several for one device the last counts.
 const Lease *Leases(size_t *count);

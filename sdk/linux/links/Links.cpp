@@ -38,7 +38,11 @@ static struct {
 
 void LinksClear()
 {
-    memset(&s_table, 0, sizeof s_table);
+    // Only what is used: the rest are pages that the process has never touched.
+    memset(s_table.links, 0, s_table.linkCount * sizeof s_table.links[0]);
+    memset(s_table.addresses, 0, s_table.addressCount * sizeof s_table.addresses[0]);
+    memset(s_table.routes, 0, sizeof s_table.routes);
+    s_table.linkCount = s_table.addressCount = 0;
 }
 
 // The first place of `count` used ones that `fits`, or null.

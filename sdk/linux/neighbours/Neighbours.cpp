@@ -20,7 +20,10 @@ static struct {
 
 void NeighboursClear()
 {
-    memset(&s_table, 0, sizeof s_table);
+    // Only what is used: the rest are pages that the process has never touched.
+    memset(s_table.neighbours, 0, s_table.neighbourCount * sizeof s_table.neighbours[0]);
+    memset(s_table.entries, 0, s_table.entryCount * sizeof s_table.entries[0]);
+    s_table.neighbourCount = s_table.entryCount = 0;
 }
 
 Neighbour *Neighbours(size_t *count)
@@ -40,11 +43,6 @@ static BridgeEntry *FindEntry(const uint8_t mac[6])
     for (size_t i = 0; i < s_table.entryCount; i++)
         if (s_table.entries[i].port && SameMac(s_table.entries[i].mac, mac)) return &s_table.entries[i];
     return nullptr;
-}
-
-const BridgeEntry *BridgeEntryOf(const uint8_t mac[6])
-{
-    return FindEntry(mac);
 }
 
 Neighbour *NeighbourOf(uint8_t family, const uint8_t *address)

@@ -33,9 +33,6 @@ bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now);
 // Forgets everything, before a new dump.
 void NeighboursClear();
 
-// The port of a MAC, or null.
-const BridgeEntry *BridgeEntryOf(const uint8_t mac[6]);
-
 // All places, some of them free. The caller may set probedMs.
 Neighbour *Neighbours(size_t *count);
 const BridgeEntry *BridgeEntries(size_t *count);
@@ -45,5 +42,5 @@ Neighbour *NeighbourOf(uint8_t family, const uint8_t *address);
 
 // Writes the message that makes the kernel probe an address at once, by unicast to `mac`. `buffer` has room for
 // kProbeMessage bytes. Returns the message.
-constexpr size_t kProbeMessage = 128;
+constexpr size_t kProbeMessage = 64;
 nlmsghdr *WriteProbe(char *buffer, int lan, uint8_t family, const uint8_t *address, const uint8_t mac[6]);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,13 @@ static const char kFirstLine[] = "plug-router-state 1\n";
 static const size_t kMaxLine = 2048;
 static const size_t kMaxFile = 256 * 1024;
 static const size_t kMaxStatePath = 300;
+
+// Only what is used is cleared: the rest are pages that the process has never touched.
+static void Clear(State *state)
+{
+    const size_t used = state->deviceCount <= kMaxSettings ? state->deviceCount : kMaxSettings;
+    memset(state, 0, offsetof(State, devices) + used * sizeof state->devices[0]);
+}
 
 // ---- Places ----
 
@@ -265,7 +273,7 @@ static bool ReadLines(const char *text, const char *end, State *state)
 bool ReadState(const char *text, State *state)
 {
     static const size_t lastLine = sizeof "end 01234567\n" - 1;
-    memset(state, 0, sizeof *state);
+    Clear(state);
     const size_t length = strlen(text);
     const size_t first = sizeof kFirstLine - 1;
     if (length < first + lastLine || strncmp(text, kFirstLine, first) != 0) return false;
@@ -273,14 +281,14 @@ bool ReadState(const char *text, State *state)
     char expected[lastLine + 1];
     snprintf(expected, sizeof expected, "end %08x\n", CheckSum(text, size_t(end - text)));
     if (end[-1] == '\n' && strcmp(end, expected) == 0 && ReadLines(text + first, end, state)) return true;
-    memset(state, 0, sizeof *state);
+    Clear(state);
     return false;
 }
 
 // Reads one file. Returns STATE_LOADED, STATE_NONE or STATE_FAILED.
 static StateLoad LoadFile(const char *path, State *state)
 {
-    memset(state, 0, sizeof *state);
+    Clear(state);
     char *text = static_cast<char *>(malloc(kMaxFile));
     if (!text) return STATE_FAILED;
     const long length = ReadFile(path, text, kMaxFile);

@@ -70,7 +70,7 @@ enum StateLoad {
     STATE_FAILED // both are damaged, or cannot be read
 };
 
-// Fills `state`; after STATE_NONE and STATE_FAILED it is empty. A damaged file is kept as PATH.bad. What was wrong is
+// Fills `state`, which holds settings or zeros; after STATE_NONE and STATE_FAILED it is empty. A damaged file is kept as PATH.bad. What was wrong is
 // one line of Say().
 StateLoad LoadState(const char *path, State *state);
 

@@ -1,7 +1,9 @@
 #include "sdk/linux/cache/Devices.h"
 
+#include "sdk/linux/leases/Leases.h"
 #include "sdk/linux/links/Links.h"
 #include "sdk/linux/neighbours/Neighbours.h"
+#include "tests/support/Files.h"
 #include "tests/unit/linux_router/Messages.h"
 #include <gtest/gtest.h>
 #include <linux/neighbour.h>
@@ -46,7 +48,7 @@ class RouterDevices : public testing::Test
     {
         sent.clear();
         DevicesProbe(
-            config.get(), now, 1000,
+            config.get(), now,
             [](void *user, const nlmsghdr *message) {
                 const uint8_t *bytes = reinterpret_cast<const uint8_t *>(message);
                 static_cast<std::vector<Bytes> *>(user)->push_back(Bytes(bytes, bytes + message->nlmsg_len));
@@ -104,6 +106,23 @@ TEST_F(RouterDevices, AnAgeOfAnEntryThatWasNeverReachableIsNoAnswer)
     Answer(kPhoneIp, kPhone, 5000);
     Hear(NeighbourMessage(kLan, kPhoneIp, kPhone, NUD_STALE, 400)); // it was confirmed after the message before
     EXPECT_EQ(now - 4000, Look(kPhone)->confirmedMs);
+}
+
+TEST_F(RouterDevices, ALeaseGivesNameAndAddressUntilItRunsOut)
+{
+    TemporaryFolder folder;
+    const std::string path = folder.Path("leases");
+    WriteFile(path, "1000 02:00:00:00:00:02 192.168.7.98 old *\n1001 02:00:00:00:00:01 192.168.7.11 phone *\n");
+    ASSERT_TRUE(LoadLeases(path.c_str()));
+    LeasesTake();
+    ASSERT_TRUE(Look(kPhone)); // at 1000 s
+    EXPECT_STREQ("phone", FindDevice(kPhone.data())->name);
+    EXPECT_EQ(0x0B07A8C0u, FindDevice(kPhone.data())->ip);
+    EXPECT_FALSE(FindDevice(kPhone.data())->present);
+    EXPECT_EQ(nullptr, FindDevice(kTablet.data()));
+    ASSERT_EQ(0, remove(path.c_str()));
+    ASSERT_TRUE(LoadLeases(path.c_str()));
+    LeasesTake();
 }
 
 TEST_F(RouterDevices, NeighboursOfOtherInterfacesAreNoDevices)

@@ -66,18 +66,19 @@ TEST(RouterLeases, MoreThanTheRoomIsLeftOut)
 
 TEST(RouterLeases, AFileIsReadAgainOnlyWhenItHasChanged)
 {
-    static const uint8_t phone[6] = {2, 0, 0, 0, 0, 1};
     TemporaryFolder folder;
     const std::string path = folder.Path("leases");
+    size_t count = 0;
     WriteFile(path, "100 02:00:00:00:00:01 10.0.0.1 old *\n100 02:00:00:00:00:01 10.0.0.9 new *\n");
     EXPECT_TRUE(LoadLeases(path.c_str()));
     LeasesTake();
     EXPECT_FALSE(LoadLeases(path.c_str()));
-    ASSERT_TRUE(LeaseOf(phone, 99));
-    EXPECT_STREQ("new", LeaseOf(phone, 99)->name); // the last one counts
-    EXPECT_EQ(nullptr, LeaseOf(phone, 100));       // it has run out
+    const Lease *leases = Leases(&count);
+    ASSERT_EQ(2u, count);
+    EXPECT_STREQ("new", leases[1].name);
     ASSERT_EQ(0, remove(path.c_str()));
     EXPECT_TRUE(LoadLeases(path.c_str()));
     LeasesTake();
-    EXPECT_EQ(nullptr, LeaseOf(phone, 99));
+    Leases(&count);
+    EXPECT_EQ(0u, count);
 }
