@@ -131,6 +131,8 @@ static bool HasWan(const Places *places, const char *name, int index)
 
 bool PutInForce(const Places *places, const Places *before, bool rulesLost)
 {
+    // Without its settings the router would let everybody in: the kernel keeps what it was told before.
+    if (KeyIsRight(&s_config, KEY_STATE) != RESULT_OK) return false;
     Lock changes(&s_changes);
     int result = RESULT_OK;
     const auto note = [&](int one) { result = result == RESULT_OK ? one : result; };
