@@ -52,14 +52,22 @@ NetNamespace::~NetNamespace()
 
 void NetNamespace::Inside(const std::function<void()> &body) const
 {
-    Enter(there_);
+    RunInNetwork(there_, body);
+}
+
+void RunInNetwork(int network, const std::function<void()> &body)
+{
+    const int home = OwnNamespace();
+    Enter(network);
     try {
         body();
     } catch (...) {
-        Enter(home_);
+        Enter(home);
+        close(home);
         throw;
     }
-    Enter(home_);
+    Enter(home);
+    close(home);
 }
 
 std::string RunShell(const std::string &text)

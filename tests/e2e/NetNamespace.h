@@ -25,5 +25,9 @@ class NetNamespace
     int there_ = -1;
 };
 
+// Runs `body` in the network that the descriptor stands for, on this thread, and comes back. Programs that it starts
+// and sockets that it opens stay there. Throws Failure.
+void RunInNetwork(int network, const std::function<void()> &body);
+
 // Runs a shell's text, in the namespace of this thread, and returns what it prints. Throws Failure when it fails.
 std::string RunShell(const std::string &text);
