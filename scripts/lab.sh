@@ -126,7 +126,7 @@ down() {
     is_private || die "this is no private place"
     kill "$(cat $folder/dnsmasq.pid)" || true
     for net in /run/netns/*; do ip netns del "${net##*/}"; done
-    umount /run
+    umount --lazy /run # dnsmasq may still be ending
 }
 
 # ---- Clients
