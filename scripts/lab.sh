@@ -158,19 +158,22 @@ dhcp_event() { # EVENT
     esac
 }
 
-# Device i is 02:00:00:02:XX:XX with the next address that the DHCP server does not give away. All hang on one cable.
+# Device i is 02:00:00:02:XX:XX with the next address that the DHCP server does not give away. All hang on one cable, and
+# each has made itself known to the router.
 crowd() { # COUNT
     local i
     ip netns add crowd
     cable router lan4 crowd uplink
-    at crowd ip link set uplink up
+    # Each device answers for its own address only.
+    at crowd sh -c 'echo 1 >/proc/sys/net/ipv4/conf/all/arp_ignore; ip link set lo up; ip link set uplink up'
     at router ip link set lan4 master br-lan up
     for ((i = 1; i <= $1; i++)); do
         printf 'link add link uplink name d%d address 02:00:00:02:%02x:%02x type macvlan mode bridge\n' \
             "$i" $((i / 256)) $((i % 256))
-        printf 'addr add 192.168.50.%d/24 dev d%d\nlink set d%d up\n' "$((i < 50 ? i + 1 : i + 151))" "$i" "$i"
+        printf 'addr add 192.168.50.%d/24 dev d%d\nlink set d%d up\n' $((i < 98 ? i + 1 : i + 102)) "$i" "$i"
     done >$folder/crowd.batch
     at crowd ip -batch $folder/crowd.batch
+    at crowd bash -c "for ((i = 1; i <= $1; i++)); do ping -q -c1 -W5 -I d\$i $lan4 >/dev/null & done; wait"
 }
 
 case ${1:-} in

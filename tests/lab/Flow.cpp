@@ -7,7 +7,8 @@ static ProcessOptions ProgramFor(const FlowOptions &flow)
     ProcessOptions program;
     program.arguments = {LAB_TRAFFIC_PROGRAM, flow.protocol,            flow.from, flow.to,
                          flow.address,        std::to_string(flow.port), flow.up,   flow.down};
-    if (flow.listenPort) program.arguments.push_back(std::to_string(flow.listenPort));
+    if (flow.listenPort || flow.seconds > 0) program.arguments.push_back(std::to_string(flow.listenPort));
+    if (flow.seconds > 0) program.arguments.push_back(std::to_string(flow.seconds));
     return program;
 }
 
@@ -32,6 +33,23 @@ Flow::Flow(const FlowOptions &options)
     const auto first = lines_->Find(0, kConnectSeconds, [](const std::string &) { return true; });
     if (!first || !IsSample(lines_->At(*first)))
         throw Failure("no traffic: " + (first ? lines_->At(*first) : std::string("silence")));
+}
+
+Meter::Meter(const Lab &lab, const std::string &net, const std::string &match) : lab_(lab), net_(net)
+{
+    static int number = 0;
+    name_ = "meter" + std::to_string(number++);
+    lab_.Shell(net_, "nft add table inet " + name_ + " && nft 'add chain inet " + name_ +
+                         " input { type filter hook input priority 0 ; }' && nft add rule inet " + name_ + " input " +
+                         match + " counter");
+}
+
+double Meter::Bytes() const
+{
+    const std::string rules = lab_.Shell(net_, "nft list table inet " + name_);
+    const size_t at = rules.find(" bytes ");
+    if (at == std::string::npos) throw Failure("no counter in " + rules);
+    return std::stod(rules.substr(at + 7));
 }
 
 bool Connects(const FlowOptions &options)

@@ -25,6 +25,7 @@ struct FlowOptions {
     int port = 5000;
     std::string up = "0", down = "0"; // bytes per second, or max
     int listenPort = 0;               // where `to` listens; 0: port
+    double seconds = 0;               // after which nothing more is sent; 0: never
 };
 
 enum Way { UP, DOWN }; // from `from` to `to`, and back
@@ -55,6 +56,20 @@ class Flow
     std::unique_ptr<Lines> lines_; // outlives the program that writes them
     std::unique_ptr<Lines> errors_;
     std::unique_ptr<Process> process_;
+};
+
+// Counts IP packets, with their headers, that a host of the lab receives. The kernel counts a packet that is still to be
+// cut up as one.
+class Meter
+{
+  public:
+    // `match` is nft's: "tcp dport 80".
+    Meter(const Lab &lab, const std::string &net, const std::string &match);
+    double Bytes() const; // since the start
+
+  private:
+    const Lab &lab_;
+    std::string net_, name_;
 };
 
 // Whether such a connection can be made now.

@@ -1,10 +1,10 @@
 // lab_traffic - one flow of real traffic between two networks of the lab, and what arrives of it at both ends.
 //
-//   lab_traffic tcp|udp FROM TO ADDRESS PORT UP DOWN [LISTEN_PORT]
+//   lab_traffic tcp|udp FROM TO ADDRESS PORT UP DOWN [LISTEN_PORT [SECONDS]]
 //
 // A socket in the network FROM connects to ADDRESS:PORT (IPv4 or IPv6); another one in TO listens at LISTEN_PORT (PORT
-// unless given) of all its addresses. UP and DOWN are bytes of payload per second from FROM to TO and back; "max" is as
-// fast as TCP goes. UDP sends datagrams of 1000 bytes with a number in each.
+// unless given, or 0) of all its addresses. UP and DOWN are bytes of payload per second from FROM to TO and back; "max" is as
+// fast as TCP goes. UDP sends datagrams of 1000 bytes with a number in each. After SECONDS nothing more is sent.
 //
 // Ten times a second it prints one line of JSON: the time of the monotonic clock in seconds, bytes of payload sent and
 // arrived each way since the start, datagrams that are missing, and the longest time in which nothing arrived, in seconds.
@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -208,8 +209,8 @@ static double Rate(const char *text)
 
 int main(int argc, char *argv[])
 {
-    if (argc < 8 || argc > 9) {
-        fprintf(stderr, "lab_traffic tcp|udp FROM TO ADDRESS PORT UP DOWN [LISTEN_PORT]\n");
+    if (argc < 8 || argc > 10) {
+        fprintf(stderr, "lab_traffic tcp|udp FROM TO ADDRESS PORT UP DOWN [LISTEN_PORT [SECONDS]]\n");
         return 2;
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -217,9 +218,11 @@ int main(int argc, char *argv[])
     const bool tcp = strcmp(argv[1], "tcp") == 0;
     const double limit = Now() + kConnectSeconds;
     Enter(argv[3]);
-    const int listening = Listen(tcp, static_cast<uint16_t>(atoi(argv[argc == 9 ? 8 : 5])));
+    const int port = atoi(argv[5]);
+    const int listenPort = argc > 8 ? atoi(argv[8]) : 0;
+    const int listening = Listen(tcp, static_cast<uint16_t>(listenPort ? listenPort : port));
     Enter(argv[2]);
-    const int connected = Connect(tcp, argv[4], static_cast<uint16_t>(atoi(argv[5])), limit);
+    const int connected = Connect(tcp, argv[4], static_cast<uint16_t>(port), limit);
     const int accepted = Accept(tcp, listening, connected, limit);
 
     Way up, down;
@@ -228,9 +231,12 @@ int main(int argc, char *argv[])
     up.rate = Rate(argv[6]);
     down.rate = Rate(argv[7]);
     up.since = down.since = up.lastArrival = down.lastArrival = Now();
+    const double last = argc > 9 ? Now() + atof(argv[9]) : INFINITY;
     for (double next = Now();;) {
-        Send(&up, tcp);
-        Send(&down, tcp);
+        if (Now() < last) {
+            Send(&up, tcp);
+            Send(&down, tcp);
+        }
         struct pollfd readable[] = {{up.to, POLLIN, 0}, {down.to, POLLIN, 0}};
         poll(readable, 2, kTickMs);
         Receive(&up, tcp);
