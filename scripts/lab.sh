@@ -165,7 +165,7 @@ crowd() { # COUNT
     ip netns add crowd
     cable router lan4 crowd uplink
     # Each device answers for its own address only.
-    at crowd sh -c 'echo 1 >/proc/sys/net/ipv4/conf/all/arp_ignore; ip link set lo up; ip link set uplink up'
+    at crowd sh -c 'echo 1 >/proc/sys/net/ipv4/conf/all/arp_ignore; echo 1 >/proc/sys/net/ipv6/conf/uplink/disable_ipv6; ip link set lo up; ip link set uplink up'
     at router ip link set lan4 master br-lan up
     for ((i = 1; i <= $1; i++)); do
         printf 'link add link uplink name d%d address 02:00:00:02:%02x:%02x type macvlan mode bridge\n' \

@@ -109,7 +109,7 @@ TEST(Access, ASurfRuleCutsRunningTrafficBothWaysWithinOnePassLetsItBackAndNobody
     other.ExpectFlowing();
 
     const double added = Now();
-    home.session.Platform().Command(std::string("surf add ") + kMac1 + " 123456 0:00 23:59");
+    home.session.Platform().Command(std::string("surf add ") + kMac1 + " " + LabSession::Today() + " 0:00 23:59");
     EXPECT_EQ("0", home.session.Platform().Wait("reply", {{"function", "69"}}).Text("status"));
     home.session.TheAgent().WaitLog(std::string("set_dev_access_control for: ") + kMac1 + " to 0", 0, kPassSeconds + 4);
     const double last = first.ExpectCut(Now() + kCutSeconds);
@@ -121,7 +121,7 @@ TEST(Access, ASurfRuleCutsRunningTrafficBothWaysWithinOnePassLetsItBackAndNobody
     EXPECT_FALSE(Connects(late)); // nor anything new
     home.lab.Shell("client1", std::string("ping -c1 -W1 ") + kRouterLan4); // the router itself still answers
 
-    home.session.Platform().Command(std::string("surf del ") + kMac1 + " 123456 0:00 23:59");
+    home.session.Platform().Command(std::string("surf del ") + kMac1 + " " + LabSession::Today() + " 0:00 23:59");
     EXPECT_EQ("0", home.session.Platform().Wait("reply", {{"function", "69"}}).Text("status"));
     Flow again(late);
     EXPECT_GE(again.AwaitArrival(UP, 2), 0);

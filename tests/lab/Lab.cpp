@@ -89,18 +89,29 @@ std::string Lab::AddressOf(int client, int family) const
 
 // ---- The session ----
 
-// Surf rules have no Sunday, and none crosses midnight: a zone in which it is another day, and not late.
-static std::string TimeZone()
+// Surf rules have no Sunday, and none crosses midnight: how many hours ahead it is another day, and not late.
+static int HoursAhead(struct tm *local)
 {
     const time_t now = time(nullptr);
     for (const int ahead : {0, -12, 12, -24}) {
-        struct tm local;
         const time_t there = now + ahead * 3600;
-        gmtime_r(&there, &local);
-        // The sign is POSIX's: what has to be added to get UTC.
-        if (local.tm_wday != 0 && local.tm_hour < 22) return "<lab>" + std::to_string(-ahead);
+        gmtime_r(&there, local);
+        if (local->tm_wday != 0 && local->tm_hour < 22) return ahead;
     }
-    return "UTC0";
+    return 0;
+}
+
+static std::string TimeZone()
+{
+    struct tm local;
+    return "<lab>" + std::to_string(-HoursAhead(&local)); // POSIX: what has to be added to get UTC
+}
+
+std::string LabSession::Today()
+{
+    struct tm local;
+    HoursAhead(&local);
+    return std::to_string(local.tm_wday);
 }
 
 LabSession::LabSession(const Lab &lab, const std::map<std::string, std::string> &environment)

@@ -60,6 +60,9 @@ class LabSession
     // `environment` is the agent's in addition. Its time zone is one in which today's surf rules hold for the next hours.
     explicit LabSession(const Lab &lab, const std::map<std::string, std::string> &environment = {});
 
+    // The digit of its weekday in surf rules.
+    static std::string Today();
+
     // Asks a function and returns its reply, whatever its status.
     Event Ask(const std::string &command, double seconds = kPatience);
     // The same; throws Failure unless the status is 0.

@@ -61,12 +61,15 @@ TEST(Load, WithManyDevicesRulesAndAFloodOfNewsNothingIsLostNothingGrowsAndTheTab
     printf("%d devices after %.1f s\n", kDevices, Now() - begin);
 
     for (int i = 1; i <= kRules; i++) {
-        session.Platform().Command("surf add " + MacOf(i) + " 123456 0:00 23:59");
+        session.Platform().Command("surf add " + MacOf(i) + " " + LabSession::Today() + " 0:00 23:59");
         session.Platform().Wait("reply", {{"function", "69"}, {"status", "0"}});
         session.SetLimits(MacOf(i), 100000 + i, 200000 + i);
     }
     // The pass that shuts out the hundred.
     session.TheAgent().WaitLog("set_dev_access_control for: 02:00:00:02:00:64 to 0", 0, 45);
+    // Two hundred changes in a row, and none of them is taken for somebody else's.
+    EXPECT_FALSE(Contains(session.TheAgent().RawLog(), "somebody else"))
+        << CountOf(session.TheAgent().RawLog(), "somebody else");
 
     const pid_t agent = session.TheAgent().Id();
     Flood(lab);
