@@ -16,7 +16,7 @@
 # all rules are the router library's. Nothing filters, translates or limits between provider and internet.
 #
 # A private place is a mount namespace with its own /tmp and a network namespace with only a loopback; lab.sh refuses to
-# work anywhere else. It gets a /run of its own there. Everything ends with the last process of the place.
+# work anywhere else. It gets a /run and a /var/lib of its own there. Everything ends with the last process of the place.
 set -eu
 
 folder=/run/lab
@@ -60,7 +60,8 @@ up() {
     local net n
     is_private || die "this is no private place"
     mount -t tmpfs -o mode=755 lab /run
-    mkdir -p $folder
+    mount -t tmpfs -o mode=755 lab /var/lib
+    mkdir -p $folder /var/lib/plug # where the router library keeps its settings unless told otherwise
     for net in internet provider router switch client1 client2 client3; do
         ip netns add $net
         hurry $net
@@ -126,6 +127,7 @@ down() {
     is_private || die "this is no private place"
     kill "$(cat $folder/dnsmasq.pid)" || true
     for net in /run/netns/*; do ip netns del "${net##*/}"; done
+    umount /var/lib
     umount --lazy /run # dnsmasq may still be ending
 }
 
