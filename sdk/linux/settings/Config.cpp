@@ -82,6 +82,9 @@ static const KeyRow kKeys[] = {
 };
 static_assert(sizeof kKeys / sizeof *kKeys == KEY_COUNT && KEY_COUNT <= 64, "one row and one bit for each key");
 
+// Of a file that cannot be used nobody knows what it says.
+static const uint64_t kAllKeys = (uint64_t(1) << KEY_COUNT) - 1;
+
 static void Defaults(Config *config)
 {
     memset(config, 0, sizeof *config);
@@ -224,7 +227,7 @@ void ReadConfig(const char *path, const char *text, Config *config)
         const size_t length = strcspn(line, "\n");
         if (length > kMaxLine) {
             Say("%s:%d: line has more than %zu bytes; the file is not used", path, number, kMaxLine);
-            config->wrong = (uint64_t(1) << KEY_COUNT) - 1;
+            config->wrong = kAllKeys;
             return;
         }
         line += length + (line[length] != '\0');
@@ -240,11 +243,14 @@ void LoadConfig(const char *path, Config *config)
     static char text[kMaxFile]; // used once, before there are threads
     const long length = ReadFile(path, text, sizeof text);
     if (length < 0) {
-        if (errno != ENOENT) Say("%s: not used: %s", path, strerror(errno));
+        if (errno == ENOENT) return;
+        Say("%s: not used: %s", path, strerror(errno));
+        config->wrong = kAllKeys;
         return;
     }
     if (strlen(text) != size_t(length)) {
         Say("%s: not used: it has zero bytes", path);
+        config->wrong = kAllKeys;
         return;
     }
     ReadConfig(path, text, config);

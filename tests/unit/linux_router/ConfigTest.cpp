@@ -153,6 +153,7 @@ TEST(RouterConfig, AFileWithZeroBytesOrAFolderIsNotUsed)
         LoadConfig(path.c_str(), &config);
         EXPECT_TRUE(Contains(testing::internal::GetCapturedStderr(), "not used")) << path;
         EXPECT_STREQ("", config.serial);
+        EXPECT_EQ(RESULT_BAD_KEY, KeyIsRight(&config, KEY_STATE)); // nobody knows where the settings are
     }
     testing::internal::CaptureStderr();
     LoadConfig(folder.Path("missing").c_str(), &config);
