@@ -5,6 +5,7 @@
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
+#   lab      the programs of a router and its household (scripts/lab.sh), in addition to run
 #   check    fuzzing and memory checking
 #   coverage counting what the tests run
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
@@ -29,6 +30,9 @@ packages_of() {
         # daemon; benchmarks compare with curl and openssl; the agent itself runs the others (killall
         # is in psmisc). busybox has the shell of small routers. The router library for Linux runs nft and tc.
         echo busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc nftables ;;
+    lab)
+        # dnsmasq without its service; busybox has the clients' udhcpc.
+        echo dnsmasq-base busybox nftables ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # lab.sh - a small internet of network namespaces, with a household whose router is a Linux machine.
 #
+#   lab.sh check            whether this machine allows all that; if not, says what is missing, with exit status 3
 #   lab.sh up               builds it; call it once, in a private place (see below)
 #   lab.sh in NET CMD...    runs a command in one of its networks
 #   lab.sh join N [NAME]    client N plugs its cable in, and takes an address and a route from the router's DHCP server
@@ -178,7 +179,30 @@ crowd() { # COUNT
     at crowd bash -c "for ((i = 1; i <= $1; i++)); do ping -q -c1 -W5 -I d\$i $lan4 >/dev/null & done; wait"
 }
 
+# Each line is tried in a private place, one after the other.
+check() {
+    local output
+    output=$(unshare --mount --net --pid --fork --kill-child bash -c '
+        try() { "$@" >/dev/null 2>&1 || { echo "$*"; exit 1; }; }
+        try mount --make-rprivate /
+        try mount -t tmpfs tmpfs /tmp
+        try mount -t tmpfs tmpfs /run
+        try ip netns add there
+        try ip link add here type veth peer name there netns there
+        try ip link add bridge type bridge
+        try nft add table inet probe
+        try nft "add chain inet probe nat { type nat hook postrouting priority srcnat ; }"
+        try nft add table netdev probe
+        try nft "add chain netdev probe egress { type filter hook egress device here priority 0 ; }"
+        try tc qdisc add dev here root handle 1: htb
+        try tc class add dev here parent 1: classid 1:1 htb rate 1mbit
+        try tc qdisc add dev here parent 1:1 tbf rate 1gbit burst 10240 limit 10240' 2>&1) && return
+    echo "lab.sh: no lab on this machine: it does not allow: $output"
+    exit 3
+}
+
 case ${1:-} in
+check) check ;;
 up) up ;;
 down) down ;;
 in) shift; at "$@" ;;

@@ -13,7 +13,7 @@ package.sh - makes the Debian packages, and tries them in a bare system
                                build/bare-root (root, network to a Debian mirror)
   --help                       this text
 
-Exit status: 0 done, 1 something failed, 2 wrong use.
+Exit status: 0 done, 1 something failed, 2 wrong use, 3 there can be no bare system here.
 END
 }
 
@@ -54,9 +54,9 @@ say "lintian finds nothing"
 # ---- A bare system
 
 title "== A bare Debian"
-[ "$(id -u)" = 0 ] || die "--test needs root"
+[ "$(id -u)" = 0 ] || { echo "package.sh: --test needs root" >&2; exit 3; }
 mapfile -t depends < <(depends_of "$packages"/*.deb)
-bare_root bare-root "${depends[@]}" && fresh_root bare-root || exit
+bare_root bare-root "${depends[@]}" && fresh_root bare-root || exit 3
 
 # In a mount namespace of its own, so that nothing stays mounted whatever happens.
 inside() { unshare --mount --pid --net --fork sh -c 'mount -t proc proc "$0/proc" && ip link set lo up && exec chroot "$0" sh -c "$1"' "$root" "$1"; }

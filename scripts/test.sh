@@ -9,8 +9,13 @@ usage() {
     cat <<END
 test.sh - builds the project and runs its tests
 
-  scripts/test.sh [--filter REGEX]           the release build and all its tests
-  scripts/test.sh --all [--filter REGEX]     and in addition:
+  scripts/test.sh [--filter REGEX]           the release build and its tests but those of the lab
+  scripts/test.sh --lab [--filter REGEX]     the lab: the Linux router among real traffic, in network namespaces
+  scripts/test.sh --packages | --vm          only that stage, as below
+  scripts/test.sh --all [--filter REGEX]     the release build, and in addition:
+      lab       as above
+      packages  Debian packages, installed and removed in a bare system (scripts/package.sh --test)
+      vm        the packaged service in a virtual machine that boots (scripts/vm.sh)
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
       tsan      unit and end-to-end tests with ThreadSanitizer
       mipsel    unit tests built for the router, under emulation
@@ -23,14 +28,16 @@ test.sh - builds the project and runs its tests
   scripts/test.sh --helgrind                 the agent's unit tests under valgrind (scripts/helgrind.sh): races and
                                              wrong use of locks. Not part of --all: ten minutes more
 
-  --filter REGEX   only tests whose name matches; no lint, no fuzzing and no demo then
+  --filter REGEX   only tests whose name matches; with --all no stage behind mips16 then
   --help           this text
 
 Installs missing Debian packages (root or sudo). A failed test runs a second time, because the machine may be busy; the
 lines before the last name those that passed then. The last line says "N passed, N failed" of all tests. Builds and their
-logs are in build/. Exit status: 0 everything passed, 1 something failed, 2 wrong usage.
+logs are in build/. Exit status: 0 everything passed, 1 something failed, 2 wrong usage,
+3 a stage that was asked for by its name cannot run on this machine.
 
-End-to-end tests (label "e2e") need root or user namespaces, tests with files of another user need root.
+The lab needs root and a kernel with namespaces, nftables and HTB, packages and vm need root and a Debian mirror; without
+them the stage is skipped, and the summary says so. End-to-end tests (label "e2e") need root or user namespaces, tests with files of another user need root.
 END
 }
 
@@ -45,6 +52,7 @@ while [ $# -gt 0 ]; do
     --all) all=yes ;;
     --coverage) only+=(coverage) ;;
     --helgrind) only+=(helgrind) ;;
+    --lab | --packages | --vm) only+=("${1#--}") ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -103,7 +111,26 @@ run_ctest() {
     return "$status"
 }
 
-run_release() { build release && run_ctest release; }
+run_release() { build release && run_ctest release -LE lab; }
+run_lab() {
+    "$repo/scripts/install-packages.sh" build run lab || return
+    "$repo/scripts/lab.sh" check || { stage_skipped=yes; return 0; }
+    build release && run_ctest release -L lab
+}
+
+# try_script SCRIPT [OPTION]: one that prints "ok" before each step that passed, and ends with 3 where it cannot run
+try_script() {
+    local log=$logs/${1%.sh}-stage.log status
+    "$repo/scripts/$1" "${@:2}" </dev/null 2>&1 | tee "$log"
+    status=${PIPESTATUS[0]}
+    [ "$status" -ne 3 ] || stage_skipped=yes
+    [ "$status" -ne 0 ] || passed=$((passed + 1))
+    stage_text="$(grep -c '^  ok ' "$log") steps passed"
+    return "$status"
+}
+run_packages() { try_script package.sh --test; }
+run_vm() { try_script vm.sh; }
+
 run_asan() { build asan && run_ctest asan; }
 
 # The end-to-end tests are those of the release build, with the agent and the simulated router of this one. Left out are
@@ -211,17 +238,20 @@ run_demo() {
 
 # ---- The run
 
-summary=()
+summary=() left_out=''
 
 stage() { # NAME
     local start status took
     title "== $1"
     start=$(now_us)
-    stage_counted=0 stage_text=
+    stage_counted=0 stage_text='' stage_skipped=''
     "run_$1"
     status=$?
     took=$(($(now_us) - start))
-    if [ $status -eq 0 ]; then
+    if [ -n "$stage_skipped" ]; then
+        left_out=yes
+        summary+=("$(printf '%-8s skipped %9s s   see above' "$1" "$(seconds $took)")")
+    elif [ $status -eq 0 ]; then
         summary+=("$(printf '%-8s %spassed%s %8s s   %s' "$1" "$green" "$off" "$(seconds $took)" "$stage_text")")
     else
         [ "$stage_counted" -gt 0 ] || failed=$((failed + 1))
@@ -235,7 +265,7 @@ stage() { # NAME
 start=$(now_us)
 stages=(release)
 [ -z "$all" ] || stages+=(asan tsan mipsel mips16)
-[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lint fuzz demo)
+[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab packages vm lint fuzz demo)
 [ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done
 
@@ -248,4 +278,5 @@ if [ ${#again[@]} -gt 0 ]; then
 fi
 echo
 echo "$passed passed, $failed failed"
-[ $failed -eq 0 ]
+[ $failed -eq 0 ] || exit 1
+[ ${#only[@]} -eq 0 ] || [ -z "$left_out" ] || exit 3
