@@ -9,11 +9,14 @@ usage() {
 demo.sh - builds the agent and shows it at work
 
   scripts/demo.sh [--no-build] [--factor N]
+  scripts/demo.sh --linux [--no-build]
 
 Installs the Debian packages that are missing (root or sudo), builds, and runs the real agent against the simulated
 router and the test platform, step by step. Each step is a script of plugsim in scripts/demo. On a terminal you
 are then left at the platform's prompt; without one the exit status is 0, or 1 when a step failed.
 
+  --linux       a real router instead: the router library for Linux, among real traffic in network namespaces
+                (scripts/lab.sh); needs root, ends with status 3 where the machine does not allow them
   --no-build    use the build that is there
   --factor N    how much faster the agent's time runs, 1 to 60 [20]
   --help        this text
@@ -25,16 +28,18 @@ TEXT
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 . "$repo/scripts/lib/private.sh"
+. "$repo/scripts/lib/zone.sh"
 
 bin=$repo/build/release out=$repo/build/demo
 clock=$out/libfastclock.so
-factor=20 build=yes
+factor=20 build=yes linux=''
 inside='' way='' # set when the script has restarted itself in the private place
 
 die() { echo "demo.sh: $*" >&2; exit 2; }
 
 while [ $# -gt 0 ]; do
     case $1 in
+    --linux) linux=yes ;;
     --no-build) build= ;;
     --factor) [ $# -gt 1 ] || die "--factor needs a number"; factor=$2; shift ;;
     --inside) inside=yes way=$2; shift ;;
@@ -44,6 +49,8 @@ while [ $# -gt 0 ]; do
     shift
 done
 [[ $factor =~ ^([1-9]|[1-5][0-9]|60)$ ]] || die "--factor is a whole number from 1 to 60"
+
+if [ -n "$linux" ]; then exec bash "$repo/scripts/demo/linux.sh" "$build"; fi
 
 # ---- Outside: packages, build, and a private place (namespaces)
 
@@ -102,17 +109,6 @@ make_inputs() {
                {"at": 80, "every": 120, "leave": "02:00:00:00:00:99"}]}
 JSON
     : >"$out/calls"
-}
-
-# Agent and scripts share the time zone: what is sent and shown is the agent's time. The machine's own does not suit on
-# a Sunday, for which there are no rules of internet time, or when the day ends soon.
-choose_time_zone() {
-    local zone day hour
-    for zone in '' UTC0 '<back>12' '<ahead>-12' '<back>24'; do
-        read -r day hour < <([ -z "$zone" ] || export TZ=$zone; printf '%(%u %-H)T\n' -1)
-        ((day == 7 || hour >= 22)) || break
-    done
-    [ -z "$zone" ] || export TZ=$zone
 }
 
 # Sets the platform's addresses, and steps: the matching scripts of scripts/demo.
@@ -189,7 +185,7 @@ flock -n 8 || die "another demo is running in this checkout"
 if [ -n "$inside" ]; then private_enter "$way" "$repo" || die "could not make the private place"; fi
 [ -n "$way" ] || trap 'rm -f /tmp/plugstatus' EXIT
 make_inputs
-choose_time_zone
+choose_time_zone # for agent and scripts: what is sent and shown is the agent's time
 choose_place
 export repo bin out clock factor pin key mac mac_colons serial router_name guest_name mhz clients interval stripped host
 run_steps

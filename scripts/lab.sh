@@ -205,7 +205,7 @@ case ${1:-} in
 check) check ;;
 up) up ;;
 down) down ;;
-in) shift; at "$@" ;;
+in) shift; net=$1; shift; exec nsenter --net="/run/netns/$net" -- "$@" ;;
 join) join "$2" "${3:-}" ;;
 leave) leave "$2" ;;
 crowd) crowd "$2" ;;

@@ -3,9 +3,8 @@
 #
 #   agent.sh plug | supervised [ADDRESS:PORT]
 #
-# With the platform's address it writes the agent's configuration first. The log goes unchanged to $out/agent.log, and
-# shortened to standard output: without colours, "Place->procedure->line" as "procedure". The other values are
-# demo.sh's.
+# With the platform's address it writes the agent's configuration first. The log goes through shorten.sh. The other values
+# are demo.sh's.
 # shellcheck disable=SC2154,SC2016 # those values; texts for other scripts
 set -eu
 
@@ -52,7 +51,5 @@ fi
 
 export ROUTER_SIM_STATE=$out/household.json ROUTER_SIM_LOG=$out/calls PATH=$out/bin:$PATH
 exec 3>&1
-exec env LD_PRELOAD="$clock" FASTCLOCK_FACTOR="$factor" "$@" </dev/null >/dev/null 2> >(
-    tee -a "$out/agent.log" | sed -u -E -e 's/\t/ /g' -e 's/\x1b\[[0-9;]*m//g' -e '/^$/d' \
-        -e 's/^[0-9]+-[0-9]+-[0-9]+ ([0-9:]+) \[([A-Z]+)\] +\[[^>]*->([^>]*)->[0-9]+\]-> /\1 \2 \3: /' >&3
-) 3>&-
+exec env LD_PRELOAD="$clock" FASTCLOCK_FACTOR="$factor" "$@" </dev/null >/dev/null \
+    2> >(bash "$repo/scripts/demo/shorten.sh" >&3) 3>&-
