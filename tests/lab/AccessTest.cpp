@@ -77,7 +77,8 @@ class Flows
     }
 
   private:
-    template <typename Body> void Each(Body body)
+    template <typename Body>
+    void Each(Body body)
     {
         for (size_t i = 0; i < flows_.size(); i++)
             for (const Way way : {UP, DOWN}) body(flows_[i].get(), way, names_[i] + (way == UP ? ", up" : ", down"));
@@ -118,7 +119,7 @@ TEST(Access, ASurfRuleCutsRunningTrafficBothWaysWithinOnePassLetsItBackAndNobody
     EXPECT_EQ("refused", home.session.Devices()[kMac1].access);
     FlowOptions late = Steady(home.lab, 1, "tcp", 4);
     late.port = 5100;
-    EXPECT_FALSE(Connects(late)); // nor anything new
+    EXPECT_FALSE(Connects(late));                                          // nor anything new
     home.lab.Shell("client1", std::string("ping -c1 -W1 ") + kRouterLan4); // the router itself still answers
 
     home.session.Platform().Command(std::string("surf del ") + kMac1 + " " + LabSession::Today() + " 0:00 23:59");

@@ -82,8 +82,9 @@ TEST(DeviceTable, AClientThatMovesToAnotherPortIsThereOnceAtItsNewPort)
     LabSession session(lab);
     EXPECT_GE(session.AwaitDevice(kMac1, true, kComesWithin), 0);
     // The cable goes to another socket of the router: the same client at another bridge port.
-    lab.Shell("router", "ip link set lan1 nomaster down; ip link set lan2 nomaster;"
-                        "ip link set lan1 name old; ip link set lan2 name spare; ip link set old name lan2 master br-lan up");
+    lab.Shell("router",
+              "ip link set lan1 nomaster down; ip link set lan2 nomaster;"
+              "ip link set lan1 name old; ip link set lan2 name spare; ip link set old name lan2 master br-lan up");
     const double begin = Now();
     lab.Shell("client1", "ping -c1 -W2 192.168.50.1");
     for (;;) {
@@ -103,7 +104,6 @@ TEST(DeviceTable, ANameThatThePlatformHasSetGoesBeforeTheOwnOneAndSurvivesAResta
     EXPECT_EQ("Anna & Bob; $(id", session.Devices()[kMac1].name); // 16 bytes of it
     session.RestartAgent(9);
     EXPECT_GE(session.AwaitDevice(kMac1, true, kComesWithin), 0);
-    EXPECT_EQ("Anna & Bob; $(id)",
-              session.AskWell(std::string("device-name ") + kMac1).Text("fields.name"));
+    EXPECT_EQ("Anna & Bob; $(id)", session.AskWell(std::string("device-name ") + kMac1).Text("fields.name"));
 }
 } // namespace

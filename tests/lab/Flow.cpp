@@ -5,8 +5,8 @@ static const double kConnectSeconds = 10; // the program itself gives up after f
 static ProcessOptions ProgramFor(const FlowOptions &flow)
 {
     ProcessOptions program;
-    program.arguments = {LAB_TRAFFIC_PROGRAM, flow.protocol,            flow.from, flow.to,
-                         flow.address,        std::to_string(flow.port), flow.up,   flow.down};
+    program.arguments = {LAB_TRAFFIC_PROGRAM,       flow.protocol, flow.from, flow.to, flow.address,
+                         std::to_string(flow.port), flow.up,       flow.down};
     if (flow.listenPort || flow.seconds > 0) program.arguments.push_back(std::to_string(flow.listenPort));
     if (flow.seconds > 0) program.arguments.push_back(std::to_string(flow.seconds));
     return program;
@@ -20,9 +20,9 @@ static bool IsSample(const std::string &line)
 static Sample Read(const std::string &line)
 {
     const Event event(line);
-    return {event.Number("time"),       event.Number("up"),           event.Number("down"),
-            event.Number("up_sent"),    event.Number("down_sent"),    event.Number("up_missing"),
-            event.Number("down_missing"), event.Number("up_gap"), event.Number("down_gap")};
+    return {event.Number("time"),         event.Number("up"),        event.Number("down"),
+            event.Number("up_sent"),      event.Number("down_sent"), event.Number("up_missing"),
+            event.Number("down_missing"), event.Number("up_gap"),    event.Number("down_gap")};
 }
 
 Flow::Flow(const FlowOptions &options)

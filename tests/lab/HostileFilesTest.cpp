@@ -115,8 +115,8 @@ TEST_F(HostileFiles, AForeignStateIsKeptAsideAndNothingOfItHappens)
     std::string flipped = state;
     flipped[state.size() / 2] ^= 1;
     for (const std::string &foreign :
-         {flipped, state + state, std::string(300000, '\0'), std::string(300000, 'x'), std::string("#!/bin/sh\nid >/tmp/x\n"),
-          "plug-router-state 2\n" + state.substr(state.find('\n') + 1)}) {
+         {flipped, state + state, std::string(300000, '\0'), std::string(300000, 'x'),
+          std::string("#!/bin/sh\nid >/tmp/x\n"), "plug-router-state 2\n" + state.substr(state.find('\n') + 1)}) {
         SCOPED_TRACE(foreign.substr(0, 40));
         unlink((std::string(kStateFile) + ".last").c_str());
         unlink((std::string(kStateFile) + ".bad").c_str());
@@ -142,7 +142,7 @@ TEST_F(HostileFiles, AFullDiskIsAnErrorAndTheLastGoodStateIsKept)
     ASSERT_NE("", before);
     lab_.Shell("router", "dd if=/dev/zero of=/run/lab/full/filler 2>/dev/null || true");
     const std::string answer = Ask(" 222");
-    EXPECT_TRUE(Contains(answer, "set 10 ")) << answer; // not saved
+    EXPECT_TRUE(Contains(answer, "set 10 ")) << answer;     // not saved
     EXPECT_TRUE(Contains(answer, "limit 0 111")) << answer; // so not in force either
     EXPECT_EQ(before, ReadFile("/run/lab/full/router.state"));
     EXPECT_TRUE(Contains(Ask(), "limit 0 111"));
@@ -170,13 +170,14 @@ TEST_F(HostileFiles, AConfigurationThatIsCutOffAtAnyByteOrForeignHurtsOnlyWhatNe
     EXPECT_GT(kept, config.size() / 2);
     for (const HostileText &hostile : HostileTexts()) {
         if (hostile.text.size() > 100) continue; // see below
-        WriteFile(kRouterConfig, config + "\n[wan]\ninterfaces = " + hostile.text + "\n[commands]\nled = " + hostile.text +
-                                     "\n[router]\nmodel = " + hostile.text + "\n");
+        WriteFile(kRouterConfig, config + "\n[wan]\ninterfaces = " + hostile.text + "\n[commands]\nled = " +
+                                     hostile.text + "\n[router]\nmodel = " + hostile.text + "\n");
         const std::string answer = Ask();
         ASSERT_TRUE(Contains(answer, "serial 0 'LAB0001'")) << answer;
     }
     // A file that cannot be used at all: the functions that need keys say so, and nothing is changed.
-    for (const std::string &useless : {"# " + std::string(5000, 'x') + "\n", std::string(20000, '\n'), std::string(1, '\0')}) {
+    for (const std::string &useless :
+         {"# " + std::string(5000, 'x') + "\n", std::string(20000, '\n'), std::string(1, '\0')}) {
         WriteFile(kRouterConfig, config + useless);
         const std::string answer = Ask(" 555");
         EXPECT_TRUE(Contains(answer, "serial 6 ''")) << answer;

@@ -123,10 +123,9 @@ LabSession::LabSession(const Lab &lab, const std::map<std::string, std::string> 
     environment_.emplace("TZ", TimeZone());
     const std::string host = kInternet4;
     lab_.Inside("internet", [&] {
-        platform_ = std::make_unique<Plugsim>(
-            std::vector<std::string>{"platform", "--json", "--key", "0123456789abcdef", "--register", host + ":6039",
-                                     "--login", host + ":6040", "--interval", "20", "--http", host + ":8199",
-                                     "--http-size", "16M"});
+        platform_ = std::make_unique<Plugsim>(std::vector<std::string>{
+            "platform", "--json", "--key", "0123456789abcdef", "--register", host + ":6039", "--login", host + ":6040",
+            "--interval", "20", "--http", host + ":8199", "--http-size", "16M"});
     });
     platform_->Wait("listening");
     StartAgent();

@@ -6,10 +6,10 @@
 
 namespace
 {
-constexpr double kSettleSeconds = 3;  // a shaper lets its reserve through first
+constexpr double kSettleSeconds = 3; // a shaper lets its reserve through first
 constexpr double kMeasureSeconds = 6;
-constexpr double kShare = 0.10;       // of the limit
-constexpr double kUnlimited = 20e6;   // bytes per second that the lab reaches easily; no limit here comes near
+constexpr double kShare = 0.10;     // of the limit
+constexpr double kUnlimited = 20e6; // bytes per second that the lab reaches easily; no limit here comes near
 
 FlowOptions AsFastAsItGoes(int client, int family, int port)
 {
@@ -55,7 +55,8 @@ class Limits : public testing::Test
         }
         void ExpectShaped() const
         {
-            printf("%s %.0f bytes/s of %.0f, payload %.0f\n", way == UP ? "up" : "down", wire / time, limit, payload / time);
+            printf("%s %.0f bytes/s of %.0f, payload %.0f\n", way == UP ? "up" : "down", wire / time, limit,
+                   payload / time);
             EXPECT_NEAR(limit, wire / time, limit * kShare) << (way == UP ? "up" : "down");
             // TCP hands bytes over in order: what came before the measured time may be handed over in it, or later.
             EXPECT_NEAR(limit, payload / time, limit * 3 * kShare) << (way == UP ? "up" : "down");
@@ -148,7 +149,8 @@ TEST_F(Limits, TheyAreInForceAgainAfterACrashAndAfterEveryKindOfForeignChange)
     lab_.Shell("router", "tc qdisc del dev br-lan root; tc qdisc del dev wan root; nft flush ruleset");
     session_->RestartAgent(SIGKILL);
     Start(4, 200000, 300000);
-    for (const char *change : {"true", "tc qdisc del dev br-lan root", "tc qdisc del dev wan root", "nft flush ruleset"}) {
+    for (const char *change :
+         {"true", "tc qdisc del dev br-lan root", "tc qdisc del dev wan root", "nft flush ruleset"}) {
         SCOPED_TRACE(change);
         lab_.Shell("router", change);
         ExpectShaped();

@@ -8,7 +8,7 @@
 namespace
 {
 constexpr int kDevices = 128;
-constexpr int kRules = 100;  // surf rules, and as many limits
+constexpr int kRules = 100;    // surf rules, and as many limits
 constexpr double kGrowth = 96; // KiB of private memory that a second flood may add
 
 double PrivateKilobytes(pid_t process)

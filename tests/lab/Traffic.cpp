@@ -43,8 +43,8 @@ struct Way {
     double rate = 0;        // bytes per second, less than 0 for as fast as it goes
     double since = 0;       // when it began
     uint64_t sent = 0, arrived = 0;
-    uint64_t next = 0;                    // number of the next datagram
-    uint64_t count = 0, highest = 0;      // datagrams that arrived; one more than the greatest number
+    uint64_t next = 0;               // number of the next datagram
+    uint64_t count = 0, highest = 0; // datagrams that arrived; one more than the greatest number
     double lastArrival = 0, longestGap = 0;
 };
 } // namespace

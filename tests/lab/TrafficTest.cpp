@@ -6,10 +6,10 @@
 namespace
 {
 constexpr double kShare = 0.02;
-constexpr double kDatagram = 1000;     // payload
-constexpr double kIpHeaders4 = 28;     // IPv4 and UDP
-constexpr double kIpHeaders6 = 48;     // IPv6 and UDP
-constexpr double kEthernet = 14;       // what the kernel counts of a frame
+constexpr double kDatagram = 1000; // payload
+constexpr double kIpHeaders4 = 28; // IPv4 and UDP
+constexpr double kIpHeaders6 = 48; // IPv6 and UDP
+constexpr double kEthernet = 14;   // what the kernel counts of a frame
 
 class Traffic : public testing::Test
 {
