@@ -1,0 +1,83 @@
+// What the library costs when nothing happens, and what is left of it on the machine once it is gone.
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <sys/syscall.h>
+
+#include "tests/lab/Lab.h"
+
+namespace
+{
+constexpr double kWatchSeconds = 60;
+constexpr double kWakeUps = 0.2; // a second
+
+// The library's thread: the agent's own do not wait with epoll.
+std::string LibraryThread(pid_t agent)
+{
+    for (const auto &task : std::filesystem::directory_iterator("/proc/" + std::to_string(agent) + "/task")) {
+        std::istringstream words(ReadFile(task.path().string() + "/syscall"));
+        int call = -1;
+        words >> call;
+        if (call == SYS_epoll_wait || call == SYS_epoll_pwait) return task.path();
+    }
+    return "";
+}
+
+long SwitchesOf(const std::string &thread)
+{
+    std::istringstream words(ReadFile(thread + "/status"));
+    for (std::string word; words >> word;)
+        if (word == "voluntary_ctxt_switches:") {
+            long count;
+            words >> count;
+            return count;
+        }
+    return -1;
+}
+
+TEST(Rest, AnEmptyHouseholdWakesTheLibraryAtMostOnceInFiveSeconds)
+{
+    Lab lab;
+    LabSession session(lab);
+    std::string thread;
+    ASSERT_TRUE(Within([&] { return !(thread = LibraryThread(session.TheAgent().Id())).empty(); }));
+    session.Devices();
+    long begin = -1;
+    double since = 0;
+    // What its own start has caused is over when it has slept for a while.
+    ASSERT_TRUE(Within(30, [&] {
+        const long now = SwitchesOf(thread);
+        if (now != begin) since = Now();
+        begin = now;
+        return Now() - since > 4;
+    }));
+    const double watched = Now();
+    EXPECT_FALSE(Within(kWatchSeconds, [&] { return !session.TheAgent().Runs(); }));
+    const long wakeUps = SwitchesOf(thread) - begin;
+    printf("%ld wake-ups in %.0f s\n", wakeUps, Now() - watched);
+    EXPECT_LE(static_cast<double>(wakeUps), kWakeUps * (Now() - watched));
+}
+
+TEST(Rest, NothingIsLeftOnTheMachineOnceItIsTakenOff)
+{
+    Lab lab;
+    const std::string look = "nft list ruleset; tc qdisc show; tc class show dev br-lan; tc class show dev wan;"
+                             "for d in ipv4 ipv6; do cd /proc/sys/net/$d; grep -r . conf/*/forwarding conf/*/accept_ra"
+                             " ip_forward 2>/dev/null; done; cat /proc/sys/net/netfilter/nf_conntrack_acct";
+    const std::string before = lab.Shell("router", look);
+    lab.Join(1, "laptop");
+    {
+        LabSession session(lab);
+        ASSERT_GE(session.AwaitDevice(kMac1, true, 10), 0);
+        session.SetAccess(kMac1, false);
+        session.SetLimits(kMac1, 100000, 100000);
+        EXPECT_NE(before, lab.Shell("router", look));
+        session.KillAgent();
+    }
+    // The commands of docs/linux-router.md.
+    lab.Shell("router", "nft delete table inet plug_router; nft delete table netdev plug_router;"
+                        "for i in br-lan wan; do tc qdisc del dev $i root handle 706c: 2>/dev/null; done;"
+                        "sysctl -q net.ipv4.ip_forward=0 net.ipv6.conf.all.forwarding=0");
+    EXPECT_EQ(before, lab.Shell("router", look));
+}
+} // namespace
