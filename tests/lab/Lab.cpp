@@ -114,7 +114,7 @@ std::string LabSession::Today()
     return std::to_string(local.tm_wday);
 }
 
-LabSession::LabSession(const Lab &lab, const std::map<std::string, std::string> &environment)
+LabSession::LabSession(const Lab &lab, const std::map<std::string, std::string> &environment, int interval)
     : lab_(lab), environment_(environment)
 {
     environment_.emplace("LD_LIBRARY_PATH", LINUX_ROUTER_FOLDER);
@@ -125,7 +125,7 @@ LabSession::LabSession(const Lab &lab, const std::map<std::string, std::string> 
     lab_.Inside("internet", [&] {
         platform_ = std::make_unique<Plugsim>(std::vector<std::string>{
             "platform", "--json", "--key", "0123456789abcdef", "--register", host + ":6039", "--login", host + ":6040",
-            "--interval", "20", "--http", host + ":8199", "--http-size", "16M"});
+            "--interval", std::to_string(interval), "--http", host + ":8199", "--http-size", "16M"});
     });
     platform_->Wait("listening");
     StartAgent();

@@ -58,7 +58,8 @@ class LabSession
 {
   public:
     // `environment` is the agent's in addition. Its time zone is one in which today's surf rules hold for the next hours.
-    explicit LabSession(const Lab &lab, const std::map<std::string, std::string> &environment = {});
+    // `interval`: seconds between heartbeats.
+    explicit LabSession(const Lab &lab, const std::map<std::string, std::string> &environment = {}, int interval = 20);
 
     // The digit of its weekday in surf rules.
     static std::string Today();

@@ -38,7 +38,7 @@ long SwitchesOf(const std::string &thread)
 TEST(Rest, AnEmptyHouseholdWakesTheLibraryAtMostOnceInFiveSeconds)
 {
     Lab lab;
-    LabSession session(lab);
+    LabSession session(lab, {}, 600); // a heartbeat is news of the WAN's neighbour
     std::string thread;
     ASSERT_TRUE(Within([&] { return !(thread = LibraryThread(session.TheAgent().Id())).empty(); }));
     session.Devices();
@@ -77,7 +77,7 @@ TEST(Rest, NothingIsLeftOnTheMachineOnceItIsTakenOff)
     // The commands of docs/linux-router.md.
     lab.Shell("router", "nft delete table inet plug_router; nft delete table netdev plug_router;"
                         "for i in br-lan wan; do tc qdisc del dev $i root handle 706c: 2>/dev/null; done;"
-                        "sysctl -q net.ipv4.ip_forward=0 net.ipv6.conf.all.forwarding=0");
+                        "sysctl -q net.ipv4.ip_forward=0 net.ipv6.conf.all.forwarding=0 net.ipv6.conf.wan.accept_ra=1");
     EXPECT_EQ(before, lab.Shell("router", look));
 }
 } // namespace

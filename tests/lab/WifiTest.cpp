@@ -1,0 +1,164 @@
+// Wi-Fi of a real router: hostapd, a client and the agent in a virtual machine with two simulated radios
+// (scripts/wifi-vm.sh). The machine is the router; its second radio is in a network namespace, a phone's.
+#include <csignal>
+#include <cstdio>
+#include <gtest/gtest.h>
+
+#include "tests/e2e/Agent.h"
+#include "tests/e2e/NetNamespace.h"
+#include "tests/e2e/Platform.h"
+
+namespace
+{
+constexpr char kPhone[] = "02:00:00:00:01:00";
+constexpr char kBlackList[] = "/run/black";
+constexpr double kSeen = 40; // seconds for what the emulated machine does: scanning and connecting take several
+
+const char kHostapd[] = "interface=wlan0\nbridge=br-lan\nctrl_interface=/run/hostapd\nssid=Home\nhw_mode=g\nchannel=1\n"
+                        "wpa=2\nwpa_key_mgmt=WPA-PSK\nrsn_pairwise=CCMP\nwpa_passphrase=first key of all\n";
+// The phone knows both names that the network has in these tests.
+const char kSupplicant[] = "ctrl_interface=/run/phone\n"
+                           "network={\n ssid=\"Home\"\n psk=\"first key of all\"\n}\n"
+                           "network={\n ssid=\"Other\"\n psk=\"the second key\"\n}\n";
+
+std::string InPhone(const std::string &command)
+{
+    return RunShell("ip netns exec phone sh -c '" + command + "'");
+}
+
+void StartHostapd()
+{
+    RunShell("hostapd -B -P /run/hostapd.pid /run/hostapd.conf");
+}
+
+// What the second radio has heard of in a scan of its own.
+bool Hears(const std::string &ssid)
+{
+    try {
+        return Contains(InPhone("iw dev wlan1 scan flush"), "SSID: " + ssid + "\n");
+    } catch (const Failure &) {
+        return false; // it is scanning already
+    }
+}
+
+bool IsConnected()
+{
+    return Contains(InPhone("iw dev wlan1 link"), "Connected to");
+}
+
+// One platform and one agent for all tests: the machine is not fast.
+class Wifi : public testing::Test
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        WriteFile("/run/hostapd.conf", kHostapd);
+        WriteFile("/run/phone.conf", kSupplicant);
+        WriteFile("/run/router.conf", std::string("[router]\nserial = VM1\npin = 123456789012\n"
+                                                  "state = /run/router.state\nblack_list = ") +
+                                          kBlackList + "\n");
+        RunShell("ip link add br-lan type bridge; ip addr add 192.168.50.1/24 dev br-lan; ip link set br-lan up;"
+                 "ip netns add phone; iw phy phy1 set netns name phone");
+        StartHostapd();
+        InPhone("ip link set wlan1 up; ip addr add 192.168.50.20/24 dev wlan1;"
+                "wpa_supplicant -B -i wlan1 -c /run/phone.conf");
+        platform_ = new Platform;
+        AgentOptions options;
+        options.clock = 1;
+        options.environment = {{"LD_LIBRARY_PATH", LINUX_ROUTER_FOLDER}, {"PLUG_ROUTER_CONF", "/run/router.conf"}};
+        agent_ = new Agent(options);
+        platform_->WaitSession(60);
+        ASSERT_TRUE(Within(kSeen, IsConnected));
+    }
+    static void TearDownTestSuite()
+    {
+        delete agent_;
+        delete platform_;
+    }
+    static Event Ask(const std::string &command)
+    {
+        platform_->Command(command);
+        return platform_->Wait("reply", {}, 30);
+    }
+    // The place of the phone in the device table, or -1.
+    static int PlaceOfPhone(Event *reply)
+    {
+        *reply = Ask("all-devices");
+        for (int i = 0; reply->Has("fields.devices." + std::to_string(i) + ".mac"); i++)
+            if (reply->Text("fields.devices." + std::to_string(i) + ".mac") == kPhone) return i;
+        return -1;
+    }
+    static void ExpectPhone(bool there)
+    {
+        Event reply("{}");
+        EXPECT_TRUE(Within(kSeen, [&] { return (PlaceOfPhone(&reply) >= 0) == there; })) << reply.Line();
+    }
+
+    static Platform *platform_;
+    static Agent *agent_;
+};
+Platform *Wifi::platform_;
+Agent *Wifi::agent_;
+
+TEST_F(Wifi, AStationIsADeviceWithItsBandAndRate)
+{
+    InPhone("ping -c1 -W5 192.168.50.1 || true");
+    Event reply("{}");
+    int place = -1;
+    ASSERT_TRUE(Within(kSeen, [&] { return (place = PlaceOfPhone(&reply)) >= 0; })) << reply.Line();
+    const std::string at = "fields.devices." + std::to_string(place) + ".";
+    EXPECT_EQ("wifi-2g", reply.Text(at + "link"));
+    EXPECT_EQ("0", reply.Text(at + "port")); // the index of the SSID
+    Event speeds("{}");
+    ASSERT_TRUE(Within(kSeen, [&] {
+        speeds = Ask(std::string("device-speeds ") + kPhone);
+        return speeds.Text("status") == "0";
+    })) << speeds.Line();
+    const double transmit = speeds.Number("fields.transmit");
+    printf("link %.0f, receive %.0f, transmit %.0f Mbit/s\n", speeds.Number("fields.negotiated"),
+           speeds.Number("fields.receive"), transmit);
+    EXPECT_GE(transmit, 1);
+    EXPECT_LE(transmit, 600);
+    const Event ssids = Ask("ssid-configs");
+    EXPECT_EQ("Home", ssids.Text("fields.ssids.0.ssid"));
+    EXPECT_EQ("1", ssids.Text("fields.ssids.0.channel"));
+    EXPECT_EQ("on", ssids.Text("fields.ssids.0.enabled"));
+}
+
+TEST_F(Wifi, ADeviceOnTheBlackListIsSentAwayAndRefusedUntilItIsOffTheList)
+{
+    ASSERT_TRUE(Within(kSeen, IsConnected));
+    WriteFile(kBlackList, std::string(kPhone) + "\n");
+    EXPECT_TRUE(Within(kSeen, [] { return !IsConnected(); }));
+    EXPECT_FALSE(Within(15, IsConnected)); // it tries, and is refused
+    EXPECT_TRUE(Contains(RunShell("hostapd_cli -p /run/hostapd -i wlan0 deny_acl SHOW"), kPhone));
+    ExpectPhone(false);
+    WriteFile(kBlackList, "");
+    EXPECT_TRUE(Within(60, IsConnected));
+}
+
+TEST_F(Wifi, ANewNameAndTheSwitchAreSeenByTheOtherRadioAndSurviveARestartOfHostapd)
+{
+    EXPECT_EQ("0", Ask("set-ssid-config index=0 ssid=Other key='the second key' enabled=on security=2 channel=1").Text("status"));
+    EXPECT_TRUE(Within(kSeen, [] { return Hears("Other") && !Hears("Home"); }));
+    EXPECT_EQ("Other", Ask("ssid-config 0").Text("fields.ssid"));
+    EXPECT_TRUE(Within(60, IsConnected)); // with the new key
+
+    EXPECT_EQ("0", Ask("set-ssid-switch 0 off").Text("status"));
+    EXPECT_TRUE(Within(kSeen, [] { return !Hears("Other"); }));
+    ExpectPhone(false);
+    EXPECT_EQ("0", Ask("set-ssid-switch 0 on").Text("status"));
+    EXPECT_TRUE(Within(kSeen, [] { return Hears("Other"); }));
+
+    // Another hostapd, with the configuration of before: it is told again what the platform has set.
+    RunShell("kill $(cat /run/hostapd.pid); while [ -e /run/hostapd/wlan0 ]; do sleep 0.1; done");
+    StartHostapd();
+    EXPECT_TRUE(Within(kSeen, [] { return Hears("Other") && !Hears("Home"); }));
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
