@@ -30,6 +30,7 @@ class LongCommand : public LinkedTest
         AcknowledgeHeartbeat();
         ASSERT_TRUE(Within([] { return mHeartTime != 0; }));
         ASSERT_TRUE(Within([] { return CurrentResponseState() == RESPONSE_WAITS; }));
+        FakeClockAdvanceMs(10); // the pause behind the frame
     }
     void TearDown() override
     {
