@@ -110,6 +110,6 @@ draw() {
 if draw; then say "the picture is $picture"; else say "there is no picture"; fi
 [ -z "$interrupted" ] || exit 130
 if [ -z "$keep" ] && [ "$status" -eq 0 ]; then
-    rm -f "$work"/{samples.tsv,settled.tsv,summary.txt,retries.txt,supervisor,plug.update,configure.log,build.log}
+    rm -f "$work"/{samples.tsv,settled.tsv,summary.txt,retries.txt,supervisor,plug.update,plug.update.trial,configure.log,build.log}
 fi
 exit "$status"
