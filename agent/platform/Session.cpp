@@ -13,6 +13,7 @@
 #include "core/PlugStatus.h"
 #include "core/Version.h"
 #include "os/OsClock.h"
+#include "os/OsDivide.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
 #include "platform/Protool.h"
@@ -178,7 +179,8 @@ static int64_t NextCheckMs(int64_t beginMs)
     const int64_t now = OsNowMs() - beginMs;
     const int64_t silentMs = mHeartTime != 0 ? SilenceMs() : 0;
     const int64_t expires = now + std::max<int64_t>(SilenceLimitMs() - silentMs, 0);
-    return (expires / kCheckPeriodMs + 1) * kCheckPeriodMs - now;
+    const int64_t periods = static_cast<int64_t>(OsDivide(static_cast<uint64_t>(expires), kCheckPeriodMs));
+    return (periods + 1) * kCheckPeriodMs - now;
 }
 
 static void *CheckProc(void *)

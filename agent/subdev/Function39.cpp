@@ -9,6 +9,7 @@
 #include "core/Flags.h"
 #include "core/LocalPeer.h"
 #include "os/OsClock.h"
+#include "os/OsDivide.h"
 #include "os/OsMemory.h"
 #include "os/OsProcess.h"
 #include "os/OsWait.h"
@@ -63,7 +64,7 @@ static int32_t SleepThroughCycles(int32_t cycle, bool reporting)
         return Fn39Run != 1 || CommClientReg == 1 || Reporting() != reporting ||
                (reporting && Fn40Interval != interval);
     });
-    int64_t passed = (OsNowMs() - begin) / kCycleMs;
+    int64_t passed = static_cast<int64_t>(OsDivide(static_cast<uint64_t>(OsNowMs() - begin), kCycleMs));
     if (reporting && passed >= cycles) passed = cycles - 1;
     // A cycle with reports goes on although a local peer connects: a query or a renewal may be due at its end.
     Pause((passed + 1) * kCycleMs - (OsNowMs() - begin), reporting);
