@@ -6,6 +6,7 @@
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
 #   lab      the programs of a router and its household (scripts/lab.sh), in addition to run
+#   wifi     the virtual machine with radios (scripts/wifi-vm.sh), in addition to run
 #   check    fuzzing and memory checking
 #   coverage counting what the tests run
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
@@ -33,6 +34,8 @@ packages_of() {
     lab)
         # dnsmasq without its service; busybox has the clients' udhcpc.
         echo dnsmasq-base busybox nftables ;;
+    wifi)
+        echo qemu-system-x86 hostapd wpasupplicant iw busybox kmod cpio nftables ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.

@@ -11,9 +11,10 @@ test.sh - builds the project and runs its tests
 
   scripts/test.sh [--filter REGEX]           the release build and its tests but those of the lab
   scripts/test.sh --lab [--filter REGEX]     the lab: the Linux router among real traffic, in network namespaces
+  scripts/test.sh --wifi                     Wi-Fi: the Linux router with hostapd, in a virtual machine with radios
   scripts/test.sh --packages | --vm          only that stage, as below
   scripts/test.sh --all [--filter REGEX]     the release build, and in addition:
-      lab       as above
+      lab, wifi as above
       packages  Debian packages, installed and removed in a bare system (scripts/package.sh --test)
       vm        the packaged service in a virtual machine that boots (scripts/vm.sh)
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
@@ -36,8 +37,9 @@ lines before the last name those that passed then. The last line says "N passed,
 logs are in build/. Exit status: 0 everything passed, 1 something failed, 2 wrong usage,
 3 a stage that was asked for by its name cannot run on this machine.
 
-The lab needs root and a kernel with namespaces, nftables and HTB, packages and vm need root and a Debian mirror; without
-them the stage is skipped, and the summary says so. End-to-end tests (label "e2e") need root or user namespaces, tests with files of another user need root.
+The lab needs root and a kernel with namespaces, nftables and HTB, wifi needs qemu, packages and vm need root and a Debian
+mirror; without them the stage is skipped, and the summary says so. End-to-end tests (label "e2e") need root or user
+namespaces, tests with files of another user need root.
 END
 }
 
@@ -52,7 +54,7 @@ while [ $# -gt 0 ]; do
     --all) all=yes ;;
     --coverage) only+=(coverage) ;;
     --helgrind) only+=(helgrind) ;;
-    --lab | --packages | --vm) only+=("${1#--}") ;;
+    --lab | --wifi | --packages | --vm) only+=("${1#--}") ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -155,6 +157,19 @@ run_mipsel() {
 
 run_mips16() {
     "$repo/scripts/install-packages.sh" build mipsel && build mips16 && run_ctest mips16 -LE e2e
+}
+
+run_wifi() {
+    local bin=$repo/build/release status=0
+    "$repo/scripts/install-packages.sh" build run wifi || say "not all packages can be had"
+    "$repo/scripts/wifi-vm.sh" check || { stage_skipped=yes; return 0; }
+    build release || return
+    WIFI_VM_FILES="$bin/plug $bin/plugsim $bin/sdk/linux/libRouterSdk.so.1" "$repo/scripts/wifi-vm.sh" "$bin/wifi_test" \
+        --gtest_color=no </dev/null 2>&1 | tee "$logs/wifi.log" || status=${PIPESTATUS[0]}
+    [ "$status" -ne 3 ] || { stage_skipped=yes; return 0; }
+    stage_text=$(grep -c '^\[       OK' "$logs/wifi.log")" of $(grep -c '^\[ RUN ' "$logs/wifi.log") tests passed"
+    [ "$status" -eq 0 ] || return
+    passed=$((passed + $(grep -c '^\[       OK' "$logs/wifi.log")))
 }
 
 run_lint() {
@@ -265,7 +280,7 @@ stage() { # NAME
 start=$(now_us)
 stages=(release)
 [ -z "$all" ] || stages+=(asan tsan mipsel mips16)
-[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab packages vm lint fuzz demo)
+[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab wifi packages vm lint fuzz demo)
 [ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done
 

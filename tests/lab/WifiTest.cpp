@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/e2e/Agent.h"
 #include "tests/e2e/NetNamespace.h"
@@ -19,16 +20,47 @@ const char kHostapd[] = "interface=wlan0\nbridge=br-lan\nctrl_interface=/run/hos
 // The phone knows both names that the network has in these tests.
 const char kSupplicant[] = "ctrl_interface=/run/phone\n"
                            "network={\n ssid=\"Home\"\n psk=\"first key of all\"\n}\n"
-                           "network={\n ssid=\"Other\"\n psk=\"the second key\"\n}\n";
+                           "network={\n ssid=\"Other\"\n psk=\"the-second-key\"\n}\n";
 
 std::string InPhone(const std::string &command)
 {
     return RunShell("ip netns exec phone sh -c '" + command + "'");
 }
 
-void StartHostapd()
+// A program that goes on by itself. What it writes is read.
+class Daemon
 {
-    RunShell("hostapd -B -P /run/hostapd.pid /run/hostapd.conf");
+  public:
+    explicit Daemon(const std::string &command)
+    {
+        ProcessOptions program;
+        program.arguments = {"/bin/sh", "-c", "exec " + command};
+        process_ = std::make_unique<Process>(program);
+        output_ = std::make_unique<Lines>(process_->Output());
+        errors_ = std::make_unique<Lines>(process_->Errors());
+    }
+    void End()
+    {
+        process_->Signal(SIGTERM);
+        if (!process_->WaitExit(kPatience)) throw Failure("it does not end");
+    }
+    std::string Text()
+    {
+        std::string text;
+        for (const std::string &line : output_->All()) text += line + "\n";
+        return text;
+    }
+
+  private:
+    std::unique_ptr<Lines> output_, errors_; // outlive the program that writes them
+    std::unique_ptr<Process> process_;
+};
+
+std::unique_ptr<Daemon> StartHostapd()
+{
+    auto hostapd = std::make_unique<Daemon>("hostapd /run/hostapd.conf");
+    if (!Within(kSeen, [] { return access("/run/hostapd/wlan0", F_OK) == 0; })) throw Failure(hostapd->Text());
+    return hostapd;
 }
 
 // What the second radio has heard of in a scan of its own.
@@ -59,21 +91,23 @@ class Wifi : public testing::Test
                                           kBlackList + "\n");
         RunShell("ip link add br-lan type bridge; ip addr add 192.168.50.1/24 dev br-lan; ip link set br-lan up;"
                  "ip netns add phone; iw phy phy1 set netns name phone");
-        StartHostapd();
-        InPhone("ip link set wlan1 up; ip addr add 192.168.50.20/24 dev wlan1;"
-                "wpa_supplicant -B -i wlan1 -c /run/phone.conf");
+        hostapd_ = StartHostapd();
+        InPhone("ip link set wlan1 up; ip addr add 192.168.50.20/24 dev wlan1");
+        phone_ = std::make_unique<Daemon>("ip netns exec phone wpa_supplicant -i wlan1 -c /run/phone.conf");
         platform_ = new Platform;
         AgentOptions options;
         options.clock = 1;
         options.environment = {{"LD_LIBRARY_PATH", LINUX_ROUTER_FOLDER}, {"PLUG_ROUTER_CONF", "/run/router.conf"}};
         agent_ = new Agent(options);
         platform_->WaitSession(60);
-        ASSERT_TRUE(Within(kSeen, IsConnected));
+        ASSERT_TRUE(Within(kSeen, IsConnected)) << phone_->Text() << hostapd_->Text();
     }
     static void TearDownTestSuite()
     {
         delete agent_;
         delete platform_;
+        phone_.reset();
+        hostapd_.reset();
     }
     static Event Ask(const std::string &command)
     {
@@ -94,9 +128,11 @@ class Wifi : public testing::Test
         EXPECT_TRUE(Within(kSeen, [&] { return (PlaceOfPhone(&reply) >= 0) == there; })) << reply.Line();
     }
 
+    static std::unique_ptr<Daemon> hostapd_, phone_;
     static Platform *platform_;
     static Agent *agent_;
 };
+std::unique_ptr<Daemon> Wifi::hostapd_, Wifi::phone_;
 Platform *Wifi::platform_;
 Agent *Wifi::agent_;
 
@@ -139,7 +175,9 @@ TEST_F(Wifi, ADeviceOnTheBlackListIsSentAwayAndRefusedUntilItIsOffTheList)
 
 TEST_F(Wifi, ANewNameAndTheSwitchAreSeenByTheOtherRadioAndSurviveARestartOfHostapd)
 {
-    EXPECT_EQ("0", Ask("set-ssid-config index=0 ssid=Other key='the second key' enabled=on security=2 channel=1").Text("status"));
+    EXPECT_EQ(
+        "0",
+        Ask("set-ssid-config index=0 ssid=Other key=the-second-key enabled=on security=2 channel=1").Text("status"));
     EXPECT_TRUE(Within(kSeen, [] { return Hears("Other") && !Hears("Home"); }));
     EXPECT_EQ("Other", Ask("ssid-config 0").Text("fields.ssid"));
     EXPECT_TRUE(Within(60, IsConnected)); // with the new key
@@ -151,8 +189,8 @@ TEST_F(Wifi, ANewNameAndTheSwitchAreSeenByTheOtherRadioAndSurviveARestartOfHosta
     EXPECT_TRUE(Within(kSeen, [] { return Hears("Other"); }));
 
     // Another hostapd, with the configuration of before: it is told again what the platform has set.
-    RunShell("kill $(cat /run/hostapd.pid); while [ -e /run/hostapd/wlan0 ]; do sleep 0.1; done");
-    StartHostapd();
+    hostapd_->End();
+    hostapd_ = StartHostapd();
     EXPECT_TRUE(Within(kSeen, [] { return Hears("Other") && !Hears("Home"); }));
 }
 } // namespace
