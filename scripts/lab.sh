@@ -66,6 +66,8 @@ up() {
     for net in internet provider router switch client1 client2 client3; do
         ip netns add $net
         hurry $net
+        # A switch is no device of the household: it says nothing by itself.
+        [ $net != switch ] || at switch sh -c 'echo 1 >/proc/sys/net/ipv6/conf/all/disable_ipv6'
         at $net ip link set lo up
     done
 
@@ -91,7 +93,6 @@ up() {
         ip addr add $wan4/30 dev wan; ip addr add $wan6/64 dev wan; ip link set wan up
         ip route add default via 100.64.0.1; ip route add default via 2001:db8:100::1"
     at switch sh -c "
-        echo 1 >/proc/sys/net/ipv6/conf/default/disable_ipv6 # it is no device of the household
         ip link add br0 type bridge; ip link set uplink master br0 up; ip link set port master br0 up; ip link set br0 up"
 
     # --no-ping: it would otherwise look for three seconds whether somebody has the address.
