@@ -76,7 +76,7 @@ make_root() { # PROGRAM...
     cat >"$root/init" <<INIT
 #!/bin/sh
 export PATH=/usr/sbin:/usr/bin:/sbin:/bin
-for applet in mount mkdir rm sleep kill killall poweroff cat grep; do $(command -v busybox) ln -sf $(command -v busybox) /bin/\$applet; done
+for applet in mount mkdir rm sleep kill killall poweroff timeout cat grep; do $(command -v busybox) ln -sf $(command -v busybox) /bin/\$applet; done
 mount -t proc proc /proc; mount -t sysfs sys /sys; mount -t devtmpfs dev /dev
 mount -t tmpfs tmpfs /tmp; mount -t tmpfs tmpfs /run; mkdir -p /run/netns
 modprobe mac80211_hwsim radios=2
@@ -96,7 +96,7 @@ boot() {
     # Emulated: not every machine has virtualisation, and some that have it stand still in it. The console ends its lines with carriage returns, too.
     timeout "$limit" qemu-system-x86_64 -m 512 -nographic -no-reboot -net none \
         -kernel "$vm"/image/boot/vmlinuz-* -initrd "$vm/initramfs" \
-        -append "console=ttyS0 quiet loglevel=3 panic=-1" </dev/null 2>&1 | tr -d '\r' | tee "$log" | grep -v '^wifi-vm: status'
+        -append "console=ttyS0 quiet loglevel=3 panic=-1" </dev/null 2>&1 | sed -u 's/\r//g' | tee "$log" | grep --line-buffered -v '^wifi-vm: status'
     status=$(sed -n 's/.*wifi-vm: status \([0-9]*\)$/\1/p' "$log")
     [ -n "$status" ] || { echo "wifi-vm.sh: the virtual machine did not come to an end" >&2; return 1; }
     return "$status"

@@ -67,9 +67,9 @@ std::unique_ptr<Daemon> StartHostapd()
 bool Hears(const std::string &ssid)
 {
     try {
-        return Contains(InPhone("iw dev wlan1 scan flush"), "SSID: " + ssid + "\n");
+        return Contains(InPhone("timeout 8 iw dev wlan1 scan flush"), "SSID: " + ssid + "\n");
     } catch (const Failure &) {
-        return false; // it is scanning already
+        return false; // it is scanning already, or hears nothing of the end
     }
 }
 
