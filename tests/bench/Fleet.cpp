@@ -33,7 +33,8 @@ static const char kConfig[] = "/tmp/plug.conf";
     WriteFile(kConfig, Format("[Dev]\nPIN=123456789012\n[Protool]\nKEY=%s\nSERVER1=127.0.0.1\nSERVER2=127.0.0.1\n"
                               "PORT=6039\n",
                               kKey));
-    WriteFile(kDefaults, Format("PLUG=%s\nPLUG_OPTIONS='-f %s -m 02000000%02x%02x'\nPLUG_NEW=/tmp/plug.update\n"
+    WriteFile(kDefaults, Format("PLUG=%s\nPLUG_OPTIONS='-f %s -m "
+                                "02000000%02x%02x'\nPLUG_NEW=/tmp/plug.update\nPLUG_RUN=/tmp\nPLUG_LOG=none\n"
                                 "LONG_PAUSE=%d\nlog() { :; }\n",
                                 options.program.c_str(), kConfig, number >> 8, number & 0xFF, options.longPause));
     setenv("PLUG_DEFAULTS", kDefaults, 1);
