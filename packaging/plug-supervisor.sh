@@ -289,7 +289,7 @@ esac
     log "cannot write in $PLUG_RUN: other supervisors are not noticed, and nothing of the agent's log is kept"
     PLUG_RUN=''
 }
-mkdir -p -m 755 "${PLUG_NEW%/*}" || log "cannot make ${PLUG_NEW%/*}: updates cannot be installed"
+(umask 022 && mkdir -p "${PLUG_NEW%/*}") || log "cannot make ${PLUG_NEW%/*}: updates cannot be installed"
 child='' stopping=''
 pause=$PAUSE
 configuration_trusted || exit 78 # EX_CONFIG of sysexits.h: starting again does not help

@@ -190,6 +190,7 @@ static void *CheckProc(void *)
         const int16_t interval = mHeartInterval;
         const int checking = s_checking;
         if (OsWaitFor(&gFlags, checking ? NextCheckMs(beginMs) : OS_FOREVER,
+                      // cppcheck-suppress CastIntegerToAddressAtReturn ; what is returned here is the lambda's
                       [=] { return mQuitPro == 1 || mHeartInterval != interval || s_checking != checking; })) {
             if (mHeartInterval != interval) s_checking = 1; // the next heartbeat may be further away than the new limit
             continue;

@@ -51,6 +51,7 @@ AtTheEdge::AtTheEdge(const void *data, size_t size)
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t used = (size + page - 1) / page * page;
     mLength = used + page;
+    // cppcheck-suppress invalidFunctionArg ; no file: -1 is what it has to be
     mPages = mmap(nullptr, mLength, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mPages == MAP_FAILED) throw std::bad_alloc();
     uint8_t *const begin = static_cast<uint8_t *>(mPages);

@@ -89,13 +89,14 @@ static int Start(const ProcessRun *run, int input, int output, pid_t *process)
 static bool Collect(const ProcessRun *run, int output, int64_t endMs)
 {
     size_t length = 0;
-    char waste[512];
+    char waste[512] = {};
     for (;;) {
         const int64_t left = endMs - NowMs();
         if (left <= 0) return false;
         pollfd end = {output, POLLIN, 0};
         if (poll(&end, 1, int(left)) <= 0) continue; // the clock decides
         const size_t room = run->output && length + 1 < run->outputSize ? run->outputSize - 1 - length : 0;
+        // cppcheck-suppress nullPointerArithmeticRedundantCheck ; there is no room without an output
         const ssize_t got = read(output, room ? run->output + length : waste, room ? room : sizeof waste);
         if (got == 0) return true;
         if (got < 0 && errno != EAGAIN && errno != EINTR) return true;

@@ -202,8 +202,10 @@ static bool ReadRouter(char *line, State *state)
         if (strcmp(name, "mac") == 0) good = ReadMac(value, state->routerMac);
         if (strcmp(name, "name") == 0) good = ReadWord(value, state->name, sizeof state->name);
         if (strcmp(name, "http_test_url") == 0) good = ReadWord(value, state->httpTestUrl, sizeof state->httpTestUrl);
-        if (strcmp(name, "full_load") == 0 && (good = ReadNumber(value, 0, kFullLoads - 1, &selector)))
-            state->fullLoad[selector] = 1;
+        if (strcmp(name, "full_load") == 0) {
+            good = ReadNumber(value, 0, kFullLoads - 1, &selector);
+            if (good) state->fullLoad[selector] = 1;
+        }
         if (strcmp(name, "wps") == 0) state->hasWps = good = Take(value, 1, &state->wps);
         if (!good) return false;
     }

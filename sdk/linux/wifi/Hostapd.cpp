@@ -24,6 +24,7 @@ uint16_t HostapdSockets(const Config *config, SocketPaths paths)
         CopyText(paths[count], kSocketPath, config->hostapd[count]);
     DIR *folder = count == 0 ? opendir(kFolder) : nullptr;
     if (!folder) return count;
+    // cppcheck-suppress readdirCalled ; nobody else has this folder open
     while (const dirent *entry = readdir(folder)) {
         if (count == ROUTER_SDK_SSIDS || !IsInterfaceName(entry->d_name)) continue;
         snprintf(paths[count++], kSocketPath, "%s/%.15s", kFolder, entry->d_name);
@@ -174,8 +175,8 @@ static int TellKey(const char *path, const SsidSettings *settings)
 int HostapdApply(const char *path, const SsidSettings *settings, const uint8_t *wps)
 {
     int result = RESULT_OK;
-    char command[64];
     if (settings->hasRecord) {
+        char command[64];
         if (!settings->ssid[0] || !IsWifiKey(settings->key)) return RESULT_BAD_VALUE;
         result = TellName(path, settings->ssid);
         if (result == RESULT_OK) result = TellKey(path, settings);
