@@ -1,9 +1,10 @@
 # Debian packages, made with `cpack` from an installation below /usr; scripts/package.sh does both and checks them.
 #
-#   plug             agent, supervisor, plugctl, unit, SysV script
-#   plug-router-sim  the simulated router as libRouterSdk.so.1
-#   plugsim          the desk's platform
-#   plug-dev         for who writes a router library
+#   plug               agent, supervisor, plugctl, unit, SysV script
+#   plug-router-linux  libRouterSdk.so.1 for Linux machines
+#   plug-router-sim    the simulated router as libRouterSdk.so.1
+#   plugsim            the desk's platform
+#   plug-dev           for who writes a router library
 include(GNUInstallDirs)
 set(debian ${CMAKE_SOURCE_DIR}/packaging/debian)
 set(made ${CMAKE_BINARY_DIR}/packaging/debian)
@@ -56,22 +57,41 @@ set(CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_AGENT_PACKAGE_CONTROL_EXTRA
   "${debian}/conffiles;${debian}/postinst;${debian}/prerm;${debian}/postrm")
 
+# plug_router_package(COMPONENT): the agent takes whichever is there, and there can be one
+macro(plug_router_package component)
+  string(TOUPPER ${component} upper)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_PROVIDES plug-router)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONFLICTS plug-router)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_REPLACES plug-router)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA "${debian}/router/shlibs;${debian}/router/triggers")
+endmacro()
+
+plug_package(linux plug-router-linux "Linux machine as the router of the plugin agent"
+"A router library for any Linux machine with a WAN and a LAN: devices from the
+kernel, accesses and limits by nftables and tc, Wi-Fi by hostapd.")
+plug_router_package(linux)
+set(CPACK_DEBIAN_LINUX_PACKAGE_DEPENDS "nftables, iproute2")
+install(TARGETS router_linux LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP COMPONENT linux)
+install(FILES packaging/router-linux.conf DESTINATION ${PLUG_SYSTEMD_UNITS}/plug.service.d COMPONENT linux)
+
 plug_package(sim plug-router-sim "simulated router for the plugin agent"
 "A router library whose household, devices and settings are a file: to try the
 agent, and to test a platform, on any machine.")
-set(CPACK_DEBIAN_SIM_PACKAGE_PROVIDES plug-router)
-set(CPACK_DEBIAN_SIM_PACKAGE_CONFLICTS plug-router)
-set(CPACK_DEBIAN_SIM_PACKAGE_REPLACES plug-router)
-set(CPACK_DEBIAN_SIM_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_SIM_PACKAGE_CONTROL_EXTRA "${debian}/router/shlibs;${debian}/router/triggers")
+plug_router_package(sim)
 
 plug_package(tools plugsim "test platform for the plugin agent"
 "A registration and a login server to run an agent against, with a prompt,
 scripts, faults to switch on, and the router's management process.")
 
-plug_package(sdk plug-dev "header for router libraries of the plugin agent"
-"The contract between the agent and the library of a router's maker, and the
-pkg-config file with which such a library is compiled.")
+plug_package(sdk plug-dev "what router libraries of the plugin agent are made with"
+"The contract between the agent and the library of a router's maker, the
+pkg-config file with which such a library is compiled, a template of stubs to
+begin with, and a program that tries a library.")
+install(TARGETS plug_sdk_check RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT sdk)
+plug_install_man(docs/man/plug-sdk-check.1 sdk)
+install(DIRECTORY sdk/template DESTINATION ${CMAKE_INSTALL_DATADIR}/plug COMPONENT sdk
+  FILES_MATCHING PATTERN "*.[ch]" PATTERN "Makefile")
 set(CPACK_DEBIAN_SDK_PACKAGE_SECTION libdevel)
 
 install(TARGETS RouterSdkSim LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP COMPONENT sim)

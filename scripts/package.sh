@@ -82,27 +82,30 @@ for package in "$packages"/*.deb; do
 done
 files >"$logs/files-before"
 
-apt 'dpkg -i /packages/plug*.deb'
+apt 'cd /packages && dpkg -i plug_*.deb plug-router-sim_*.deb plugsim_*.deb plug-dev_*.deb'
 checks "the agent runs" 'plug --version | grep -q "^plug "'
 checks "plugsim runs" 'plugsim --help | grep -q platform'
 checks "nothing has started without a configuration" '! [ -e /var/run/plug.pid ]'
-checks "a router library compiles against the header" 'test -r /usr/include/plug/RouterSdk.h'
+checks "the simulated router keeps its contract" 'plug-sdk-check /usr/lib/*/libRouterSdk.so.1'
 checks "the service starts by hand, and logs in at a platform" '
     printf "[Dev]\nPIN=123456789012\n[Protool]\nKEY=0123456789abcdef\nSERVER1=127.0.0.1\nPORT=6039\n" >/etc/plug.conf
     chmod 600 /etc/plug.conf
     (printf "wait login\nwait heartbeat\n" | plugsim platform --script - --at-end stay --no-prompt >/tmp/platform 2>&1; sleep 60) &
     /etc/init.d/plug start && for i in $(seq 150); do plugctl status && break; sleep 0.1; done; plugctl status && /etc/init.d/plug stop'
 checks "a settings file that the operator has changed stays" '
-    echo PLUG_LOG=info >>/etc/default/plug && DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-*.deb &&
+    echo PLUG_LOG=info >>/etc/default/plug && DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-plug_*.deb /packages/next-plugsim_*.deb &&
     grep -qx PLUG_LOG=info /etc/default/plug && dpkg -s plug | grep -q "^Version: .*\.1$"'
 checks "an upgrade restarts a service that runs" '
     printf "#!/bin/sh\nexit 0\n" >/usr/sbin/policy-rc.d && chmod 755 /usr/sbin/policy-rc.d # a system without init says no
     /etc/init.d/plug start && old=$(/usr/libexec/plug/plug-supervisor.sh --supervisor) &&
     DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-plug_*.deb &&
     new=$(/usr/libexec/plug/plug-supervisor.sh --supervisor) && [ "$old" != "$new" ] && /etc/init.d/plug stop && rm /usr/sbin/policy-rc.d'
+checks "the router for Linux takes the place of the simulated one" '
+    DEBIAN_FRONTEND=noninteractive apt-get install -y /packages/plug-router-linux_*.deb && ! dpkg -s plug-router-sim 2>/dev/null | grep "^Status: install ok" &&
+    plug --version | grep -q libRouterSdk.so.1'
 checks "a removal leaves the configuration" '
-    dpkg -r plug plugsim plug-router-sim plug-dev && test -e /etc/plug.conf && test -e /etc/default/plug && ! test -e /usr/sbin/plug'
-checks "a purge leaves nothing but the operator's file" 'dpkg -P plug plugsim plug-router-sim plug-dev && rm /etc/plug.conf'
+    dpkg -r plug plugsim plug-router-linux plug-dev && test -e /etc/plug.conf && test -e /etc/default/plug && ! test -e /usr/sbin/plug'
+checks "a purge leaves nothing but the operator's file" 'dpkg -P plug plugsim plug-router-linux plug-router-sim plug-dev && rm /etc/plug.conf'
 rm -f "$root"/tmp/*
 files >"$logs/files-after"
 diff -u "$logs/files-before" "$logs/files-after" | grep '^[+-]\.' && die "the packages leave this behind"
