@@ -10,6 +10,7 @@
 #include <linux/genetlink.h>
 #include <linux/nl80211.h>
 #include <map>
+#include <mutex>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -138,10 +139,31 @@ class FakeHostapd
         mThread.join();
         close(mSocket);
     }
-    std::map<std::string, std::string> answers; // by command; others are answered with OK
-    std::vector<std::string> heard;
+    // Commands that have no answer of their own are answered with OK.
+    void Answer(const std::string &command, const std::string &reply)
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mAnswers[command] = reply;
+    }
+    std::vector<std::string> Heard()
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        return mHeard;
+    }
+    void Forget()
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mHeard.clear();
+    }
 
   private:
+    std::string ReplyTo(const std::string &command)
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mHeard.push_back(command);
+        const auto known = mAnswers.find(command);
+        return known == mAnswers.end() ? "OK\n" : known->second;
+    }
     void Run()
     {
         while (!mStop) {
@@ -152,14 +174,14 @@ class FakeHostapd
             socklen_t size = sizeof from;
             const ssize_t length = recvfrom(mSocket, text, sizeof text, 0, reinterpret_cast<sockaddr *>(&from), &size);
             if (length < 0) continue;
-            const std::string command(text, size_t(length));
-            heard.push_back(command);
-            const auto known = answers.find(command);
-            const std::string reply = known == answers.end() ? "OK\n" : known->second;
+            const std::string reply = ReplyTo(std::string(text, size_t(length)));
             sendto(mSocket, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr *>(&from), size);
         }
     }
     int mSocket;
+    std::mutex mLock;
+    std::map<std::string, std::string> mAnswers;
+    std::vector<std::string> mHeard;
     std::atomic<bool> mStop{false};
     std::thread mThread;
 };
@@ -174,8 +196,8 @@ class RouterHostapd : public testing::Test
 
 TEST_F(RouterHostapd, TellsNameChannelSwitchAndProtection)
 {
-    hostapd.answers["STATUS"] = "state=ENABLED\nchannel=6\nssid[0]=x\n";
-    hostapd.answers["GET_CONFIG"] = "ssid=caf\\xc3\\xa9 \\\"1\\\"\nwps_state=configured\nwpa=2\nkey_mgmt=WPA-PSK\n";
+    hostapd.Answer("STATUS", "state=ENABLED\nchannel=6\nssid[0]=x\n");
+    hostapd.Answer("GET_CONFIG", "ssid=caf\\xc3\\xa9 \\\"1\\\"\nwps_state=configured\nwpa=2\nkey_mgmt=WPA-PSK\n");
     SsidCfg ssid = {};
     uint8_t wps = 0;
     ASSERT_EQ(RESULT_OK, HostapdRead(path.c_str(), &ssid, &wps));
@@ -195,7 +217,7 @@ TEST_F(RouterHostapd, IsToldANameInDigitsSoThatNoByteOfItMeansAnything)
     ASSERT_EQ(RESULT_OK, HostapdApply(path.c_str(), &settings, nullptr));
     const std::vector<std::string> expected = {"SET ssid2 610a22", "SET wpa_passphrase pass word", "SET wpa 2",
                                                "SET ignore_broadcast_ssid 0", "RELOAD"};
-    EXPECT_EQ(expected, hostapd.heard);
+    EXPECT_EQ(expected, hostapd.Heard());
 }
 
 TEST_F(RouterHostapd, ANetworkThatIsNotOpenKeepsItsKeyWhenNoneIsGiven)
@@ -204,32 +226,32 @@ TEST_F(RouterHostapd, ANetworkThatIsNotOpenKeepsItsKeyWhenNoneIsGiven)
     settings.hasRecord = 1;
     strcpy(settings.ssid, "a");
     ASSERT_EQ(RESULT_OK, HostapdApply(path.c_str(), &settings, nullptr));
-    for (const std::string &command : hostapd.heard) EXPECT_NE(0u, command.find("SET wpa")) << command;
-    hostapd.heard.clear();
+    for (const std::string &command : hostapd.Heard()) EXPECT_NE(0u, command.find("SET wpa")) << command;
+    hostapd.Forget();
     settings.open = 1;
     ASSERT_EQ(RESULT_OK, HostapdApply(path.c_str(), &settings, nullptr));
-    EXPECT_EQ("SET wpa 0", hostapd.heard.at(1));
+    EXPECT_EQ("SET wpa 0", hostapd.Heard().at(1));
 }
 
 TEST_F(RouterHostapd, WhatItRefusesIsAnErrorAndTheRestIsNotTold)
 {
-    hostapd.answers["SET ssid2 61"] = "FAIL\n";
+    hostapd.Answer("SET ssid2 61", "FAIL\n");
     SsidSettings settings = {};
     settings.hasRecord = 1;
     strcpy(settings.ssid, "a");
     testing::internal::CaptureStderr();
     EXPECT_EQ(RESULT_WIFI, HostapdApply(path.c_str(), &settings, nullptr));
     EXPECT_NE(std::string::npos, testing::internal::GetCapturedStderr().find("SET: refused"));
-    EXPECT_EQ(1u, hostapd.heard.size());
+    EXPECT_EQ(1u, hostapd.Heard().size());
 }
 
 TEST_F(RouterHostapd, IsSwitchedOnlyWhenItIsNotSoAlready)
 {
-    hostapd.answers["STATUS"] = "state=ENABLED\n";
+    hostapd.Answer("STATUS", "state=ENABLED\n");
     EXPECT_EQ(RESULT_OK, HostapdSwitch(path.c_str(), true));
-    EXPECT_EQ(2u, hostapd.heard.size()); // the questions
+    EXPECT_EQ(2u, hostapd.Heard().size()); // the questions
     EXPECT_EQ(RESULT_OK, HostapdSwitch(path.c_str(), false));
-    EXPECT_EQ("DISABLE", hostapd.heard.back());
+    EXPECT_EQ("DISABLE", hostapd.Heard().back());
 }
 
 TEST(RouterHostapdKeys, HaveEightToSixtyThreeCharactersOrSixtyFourDigits)
