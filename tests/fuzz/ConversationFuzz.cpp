@@ -395,7 +395,7 @@ static void OnWait(int64_t deadlineMs)
         return;
     }
     if (s_talk.phase == IN_SESSION) Lose(); // the platform has closed the connection
-    if (g_world.nowMs < deadlineMs) g_world.nowMs = deadlineMs;
+    if (deadlineMs != OS_FOREVER && g_world.nowMs < deadlineMs) g_world.nowMs = deadlineMs;
 }
 
 // ---- The phases ----
