@@ -387,8 +387,10 @@ static void OnWait(int64_t deadlineMs)
         WaitInside(deadlineMs);
         return;
     }
-    // A new wait of the check thread: it has just found the platform alive.
-    if (s_talk.phase == IN_SESSION && s_talk.deadline != deadlineMs) REQUIRE(!Expired());
+    // A new wait of the check thread after one with a deadline: it has just found the platform alive. Without one it waits
+    // for the heartbeats, which do not run here, to tell it that there is something to find.
+    const bool looked = s_talk.deadline != OS_FOREVER && s_talk.deadline != deadlineMs;
+    if (s_talk.phase == IN_SESSION && looked && deadlineMs != OS_FOREVER) REQUIRE(!Expired());
     s_talk.deadline = deadlineMs;
     if (s_talk.steps.left > 0) {
         Step();
