@@ -30,7 +30,7 @@ die() { echo "vm.sh: $*" >&2; exit 3; }
 # ---- Inside the network of its own
 
 boot() {
-    exec timeout 600 qemu-system-x86_64 -accel tcg,thread=multi -smp "$(nproc)" -m 384 -display none -no-reboot \
+    exec timeout 1200 qemu-system-x86_64 -accel tcg,thread=multi -smp "$(nproc)" -m 384 -display none -no-reboot \
         -kernel "$repo/build/vm-kernel" -initrd "$repo/build/vm-initrd" \
         -append "console=ttyS0 root=/dev/vda rw quiet net.ifnames=0" \
         -drive file="$repo/build/vm.img",format=raw,if=virtio,cache=unsafe \
@@ -44,7 +44,7 @@ case ${1:-} in
     export repo bin="$repo/build/release" version next
     version=$("$bin/plug" --version | sed -n '1s/^plug \([0-9.]*\).*/\1/p')
     next=$("$bin/plug_next" --version | sed -n '1s/^plug \([0-9.]*\).*/\1/p')
-    exec timeout 900 "$bin/plugsim" platform --script "$repo/scripts/vm/service.plugsim" --quiet --wait-timeout 120 \
+    exec timeout 1200 "$bin/plugsim" platform --script "$repo/scripts/vm/service.plugsim" --quiet --wait-timeout 120 \
         --register $platform:6039 --login $platform:6040 --http $platform:8199 --interval 20 --log "$logs/vm-events.jsonl"
     ;;
 '' | --shell) ;;
