@@ -215,19 +215,14 @@ end_orphan() {
 
 # Starts `agent`, with its log on a pipe to the filter; sets child.
 start() {
-    logs=''
-    case $PLUG_LOG in
-    error | info | debug)
-        pipe=$PLUG_RUN/plug.log
-        [ -z "$PLUG_RUN" ] || ! { rm -f "$pipe" && mkfifo -m 600 "$pipe"; } || logs=-d
-        ;;
-    esac
-    if [ -n "$logs" ]; then
+    pipe=$PLUG_RUN/plug.log
+    if [ "$PLUG_LOG" != none ] && [ -n "$PLUG_RUN" ] && rm -f "$pipe" && mkfifo -m 600 "$pipe"; then
         "$PLUG_LOG_FILTER" "$PLUG_LOG" <"$pipe" &
+        filter=$!
         exec 3>"$pipe" # waits for the filter
         rm -f "$pipe"
         # shellcheck disable=SC2086 # a list of words
-        "$agent" $logs $PLUG_OPTIONS 2>&3 3>&- &
+        "$agent" -d $PLUG_OPTIONS 2>&3 3>&- &
         child=$!
         exec 3>&-
     else
@@ -236,6 +231,16 @@ start() {
         child=$!
     fi
     [ -z "$PLUG_RUN" ] || echo "$child $(birth "$child")" >"$PLUG_RUN/plug.agent"
+}
+
+# Ends the filter: at the end of the log or, if what the agent has started holds it open, after a second.
+end_filter() {
+    [ -n "$filter" ] || return 0
+    { sleep 1; kill "$filter"; } 2>/dev/null &
+    watch=$!
+    wait "$filter"
+    kill "$watch" 2>/dev/null
+    filter=''
 }
 
 # Keeps the last five ends for who asks.
@@ -251,10 +256,14 @@ await() {
     [ -z "$stopping" ] || kill "$child" 2>/dev/null
     wait "$child"
     status=$?
-    child=''
-    [ -n "$stopping" ] || return 0
+    if [ -z "$stopping" ]; then
+        child=''
+        end_filter
+        return
+    fi
     trap '' TERM INT
-    wait
+    wait "$child" # the signal has ended the wait before
+    end_filter
     [ -z "$PLUG_RUN" ] || rm -f "$PLUG_RUN/plug.agent" "$PLUG_RUN/plug.pid"
     exit 0
 }
@@ -290,7 +299,14 @@ esac
     PLUG_RUN=''
 }
 (umask 022 && mkdir -p "${PLUG_NEW%/*}") || log "cannot make ${PLUG_NEW%/*}: updates cannot be installed"
-child='' stopping=''
+case $PLUG_LOG in
+none | error | info | debug) ;;
+*)
+    log "PLUG_LOG is \"$PLUG_LOG\", and not none, error, info or debug: taking error"
+    PLUG_LOG=error
+    ;;
+esac
+child='' filter='' stopping=''
 pause=$PAUSE
 configuration_trusted || exit 78 # EX_CONFIG of sysexits.h: starting again does not help
 enter || exit 75                 # EX_TEMPFAIL

@@ -114,6 +114,34 @@ TEST_F(Operated, TheLastFiveEndsAreKept)
 
 // ---- The log ----
 
+TEST_F(Operated, AStopDoesNotWaitForWhoHoldsTheLogOpen)
+{
+    // What an agent has started has its error output, too, and may outlive it.
+    Install(kOld, Script("sleep 1000 & echo run >>/tmp/runs; exec sleep 1001"));
+    Supervisor supervisor;
+    EXPECT_TRUE(WaitForFile(kRuns, "run\n"));
+    EXPECT_EQ(0, supervisor.Stop());
+}
+
+TEST_F(Operated, AnEndOfTheAgentDoesNotLeaveAFilterBehind)
+{
+    Install(kOld,
+            Script("echo run >>/tmp/runs; [ $(wc -l </tmp/runs) -lt 3 ] || exec sleep 1001; sleep 1000 & exit 1"));
+    Supervisor supervisor;
+    EXPECT_TRUE(WaitForFile(kRuns, "run\nrun\nrun\n"));
+    EXPECT_EQ("1", RunShell("pgrep -fc '[p]lug-log.sh'").substr(0, 1));
+    EXPECT_EQ(0, supervisor.Stop());
+}
+
+TEST_F(Operated, AnUnknownLevelOfTheLogIsSaidAndErrorsAreLogged)
+{
+    Install(kOld, Script("echo \"$*\" >>/tmp/runs; exec sleep 1000"));
+    Supervisor supervisor("-m 021A2B000001", "PLUG_LOG=loud\n");
+    supervisor.WaitLog("PLUG_LOG is \"loud\", and not none, error, info or debug: taking error");
+    EXPECT_TRUE(WaitForFile(kRuns, "-d -m 021A2B000001\n"));
+    EXPECT_EQ(0, supervisor.Stop());
+}
+
 #ifndef PLUG_SANITIZED // the preload line would have every tool of the supervisor run under it
 
 // The real agent with this configuration, and what the supervisor makes of it.
