@@ -65,5 +65,7 @@ install(FILES ${CMAKE_BINARY_DIR}/packaging/plug-router-sdk.pc DESTINATION ${CMA
 
 if(PLUG_TOOLS)
   install(TARGETS plugsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES packaging/plugsim.bash-completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME plugsim COMPONENT tools)
   plug_install_man(docs/man/plugsim.1 tools)
 endif()

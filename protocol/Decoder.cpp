@@ -171,6 +171,8 @@ static void DescribeFunction(ParsedFrame *frame, bool reply, Fields *out)
     const Bytes data(frame->payload.begin() + kReplyHeader, frame->payload.end());
     if (status == 7 && data.empty()) out->push_back(TextField("verdict", "not supported"));
     const Fields fields = DecodeReply(id, status, data, &frame->problems);
+    if (status != 0 && std::all_of(data.begin(), data.end(), [](uint8_t byte) { return byte == 0; }) && !data.empty())
+        out->push_back(FlagField("zeros", true)); // a failure that fills its record
     if (!fields.empty())
         out->push_back(ObjectField("fields", fields));
     else if (!data.empty())

@@ -3,8 +3,10 @@
 #include <cstdio>
 
 #include "protocol/FunctionMarkdown.h"
+#include "protocol/FunctionNames.h"
 #include "protocol/UploadMarkdown.h"
 #include "simulator/console/RunTool.h"
+#include "simulator/console/ShellCompletions.h"
 #include "simulator/http/HttpFaults.h"
 #include "simulator/manager/LocalFaults.h"
 #include "simulator/manager/LocalMarkdown.h"
@@ -58,10 +60,24 @@ static std::string ManagerMarkdown(const std::string &table)
     return CommandsMarkdown([](Interpreter *interpreter) { AddManagerCommands(interpreter, nullptr); }, false);
 }
 
+// `plugsim completions WORD...`, for the shell: what may follow these words, a line each.
+static int ShowCompletions(const CLI::App &app, const Words &before)
+{
+    const std::map<std::string, Words> values = {
+        {"platform --misbehave", FaultNames(kPlatformFaults)},
+        {"manager --misbehave", FaultNames(kLocalFaults)},
+        {"functions name", FunctionNameList()},
+    };
+    std::string text;
+    for (const std::string &word : ShellCompletions(app, before, values)) text += word + '\n';
+    return Print(text);
+}
+
 int main(int argc, char **argv)
 {
     CLI::App app("Test tools to run the plugin agent against", "plugsim");
     app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("plugsim ") + PLUGSIM_VERSION, "Print the version and exit");
     app.get_formatter()->column_width(28);
     PlatformOptions platformOptions;
     CLI::App *platform = AddPlatformCommand(&app, &platformOptions);
@@ -76,6 +92,7 @@ int main(int argc, char **argv)
     functions->add_option("name", function, "one function, by name or number; all when none is given")
         ->type_name("NAME");
     functions->add_flag("--markdown", markdown, "all of them in full, as docs/protocol.md has them");
+    if (argc > 1 && argv[1] == std::string("completions")) return ShowCompletions(app, Words(argv + 2, argv + argc));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

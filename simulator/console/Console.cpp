@@ -44,8 +44,8 @@ static bool UseColour(const ConsoleOptions &options)
 }
 
 Console::Console(const ConsoleOptions &options)
-    : options_(options),
-      journal_({options.json, UseColour(options), options.quiet}, [this](const std::string &text) { Write(text); })
+    : options_(options), journal_({options.json, UseColour(options), options.quiet, options.hex},
+                                  [this](const std::string &text) { Write(text); })
 {
 }
 
@@ -98,7 +98,10 @@ void Console::Finish(int status)
 void Console::StartReading(const Interpreter &interpreter, const std::function<bool()> &busy)
 {
     const bool scripted = !options_.script.empty();
-    const bool promptWanted = !scripted && options_.prompt && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
+    // One that a shell has put into the background may not read the terminal: it would be stopped.
+    const bool background = !scripted && isatty(STDIN_FILENO) && tcgetpgrp(STDIN_FILENO) != getpgrp();
+    const bool promptWanted =
+        !scripted && !background && options_.prompt && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
     RunnerRules rules;
     rules.interactive = promptWanted;
     rules.strict = scripted;
@@ -117,16 +120,30 @@ void Console::StartReading(const Interpreter &interpreter, const std::function<b
         prompt_ = std::make_unique<Prompt>(
             &loop_, line, [this] { Finish(EXIT_OK); },
             [&](const Words &before) { return interpreter.Completions(before); });
-    else
+    else if (!background)
         reader_ = std::make_unique<LineReader>(
             &loop_, script_, line, [this] { runner_->EndOfLines(); },
             [this] { return runner_->Pending() < kMaxPendingLines; });
 }
 
+// Ctrl-C at the prompt ends what is under way there, as people expect from a prompt; everywhere else it ends the tool.
+void Console::SignalCame()
+{
+    struct signalfd_siginfo info;
+    while (read(signals_, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+        if (info.ssi_signo != SIGINT || !prompt_) {
+            loop_.Stop();
+            continue;
+        }
+        const bool dropped = prompt_->DropLine();
+        if (!runner_->Interrupt() && !dropped) prompt_->Print("Ctrl-D or \"quit\" ends plugsim.\n");
+    }
+}
+
 int Console::Run(const Interpreter &interpreter, const std::function<bool()> &busy)
 {
     StartReading(interpreter, busy);
-    loop_.Watch(signals_, POLLIN, [this](short) { loop_.Stop(); });
+    loop_.Watch(signals_, POLLIN, [this](short) { SignalCame(); });
     loop_.Run();
 
     if (status_ == EXIT_OK && (journal_.Faults() > 0 || runner_->Failures() > 0)) status_ = EXIT_CHECK_FAILED;

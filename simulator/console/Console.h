@@ -42,6 +42,7 @@ class Console
   private:
     void Write(const std::string &text);
     void Finish(int status);
+    void SignalCame();
     void StartReading(const Interpreter &interpreter, const std::function<bool()> &busy);
 
     ConsoleOptions options_;

@@ -33,11 +33,13 @@ static void AddOutputOptions(CLI::App *app, ConsoleOptions *o)
 {
     const std::string group = "Output";
     app->add_flag("--json", o->json, "one JSON object a line, for programs")->group(group);
-    app->add_option("--color", o->colour, "colours: auto, always or never [auto]")
-        ->type_name("WHEN")
+    app->add_option("--color", o->colour, "colours [auto]")
+        ->type_name("auto|always|never")
         ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
         ->group(group);
-    app->add_flag("--hex", o->hex, "show the bytes of every frame too")->group(group);
+    app->add_flag("--hex", o->hex,
+                  "show the bytes of every frame too, failed records, and each device of a report in full")
+        ->group(group);
     app->add_option("--log", o->log, "write every event to FILE as well, one JSON object a line")
         ->type_name("FILE")
         ->group(group);

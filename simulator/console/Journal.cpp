@@ -85,13 +85,23 @@ static bool InFrameHeadline(const Field &field)
         "conn",        "dir",         "server",      "type",          "msgtype",       "flag",
         "length",      "checksum",    "head_length", "datatype",      "datatype_name", "status",
         "body_length", "checksum_ok", "function",    "function_name", "verdict",       "checksum_expected",
-        "step",
+        "step",        "zeros",
     };
     return std::any_of(std::begin(kNames), std::end(kNames), [&](const char *name) { return field.name == name; });
 }
 
-static Fields FrameDetails(const Fields &fields)
+// In a report of all devices each is a dozen lines, and the command `devices` makes a table of them.
+static Fields WithoutDevices(Fields fields)
 {
+    for (Field &field : fields)
+        if (field.name == "devices" && !field.children.empty())
+            field = TextField(field.name, std::to_string(field.children.size()) + "; --hex shows them in full");
+    return fields;
+}
+
+static Fields FrameDetails(const Fields &fields, bool full)
+{
+    const bool zeros = FindField(fields, "zeros"), report = !FindField(fields, "function");
     const bool textShown = FindField(fields, "text") || FindField(fields, "fields") || FindField(fields, "data") ||
                            FindField(fields, "parameters") || FindField(fields, "status");
     Fields details;
@@ -102,11 +112,14 @@ static Fields FrameDetails(const Fields &fields)
         if (field.name == "text" && FindField(fields, "json")) continue;
         if (field.name == "mac" && FindField(fields, "fields.mac")) continue;
         if (field.value.empty() && field.children.empty()) continue;
+        if (zeros && !full && (field.name == "fields" || field.name == "data")) continue;
         // Head and fields have few values, with names of their own: no need for another level.
-        if (field.name == "head" || field.name == "fields")
-            details.insert(details.end(), field.children.begin(), field.children.end());
-        else
+        if (field.name == "head" || field.name == "fields") {
+            const Fields inner = report && !full ? WithoutDevices(field.children) : field.children;
+            details.insert(details.end(), inner.begin(), inner.end());
+        } else {
             details.push_back(field);
+        }
     }
     return details;
 }
@@ -152,7 +165,7 @@ static std::string RenderForPeople(const Event &event, double seconds, const Jou
     Fields details;
     if (frame) {
         line += ' ' + FrameHeadline(event.fields);
-        details = FrameDetails(event.fields);
+        details = FrameDetails(event.fields, style.full);
     } else {
         for (const Field &field : event.fields) {
             const std::string leaves = LeafList(field);

@@ -16,6 +16,7 @@ struct JournalStyle {
     bool json = false;
     bool colour = false;
     bool quiet = false; // only errors, failures and answers
+    bool full = false;  // also the records of a failed reply, and each device of a report of all devices
 };
 
 // One line or block of text for an event, ended by a newline. `seconds` is the wall time since the epoch.

@@ -109,6 +109,17 @@ void Prompt::Print(const std::string &text)
     rl_redisplay();
 }
 
+bool Prompt::DropLine()
+{
+    const bool something = rl_end > 0 || RL_ISSTATE(RL_STATE_ISEARCH | RL_STATE_NSEARCH);
+    rl_callback_sigcleanup(); // out of a search
+    rl_replace_line("", 1);
+    rl_clear_visible_line();
+    rl_on_new_line();
+    rl_redisplay();
+    return something;
+}
+
 LineReader::LineReader(Loop *loop, int fd, std::function<void(const std::string &)> line, std::function<void()> end,
                        std::function<bool()> roomFor)
     : loop_(loop), fd_(fd), line_(std::move(line)), end_(std::move(end)), roomFor_(std::move(roomFor))

@@ -26,6 +26,9 @@ class Prompt
     // Writes text to standard output above the line that is being typed.
     void Print(const std::string &text);
 
+    // Drops the line that is being typed, or a search of the history. False if there was nothing to drop.
+    bool DropLine();
+
   private:
     Loop *loop_;
 };

@@ -32,6 +32,20 @@ void Runner::Wake()
     });
 }
 
+bool Runner::Interrupt()
+{
+    if (state_ == State::Ready && !lines_.empty())
+        current_ = lines_.front();
+    else if (state_ != State::Waiting && state_ != State::Sleeping)
+        return false;
+    if (timer_) loop_->Cancel(timer_);
+    timer_ = 0;
+    lines_.clear();
+    wait_ = {};
+    Fail("interrupted");
+    return true;
+}
+
 void Runner::Step()
 {
     for (;;) {

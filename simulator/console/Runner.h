@@ -67,6 +67,10 @@ class Runner
     // nothing runs at once.
     void Wake();
 
+    // Ends the command that is under way, or about to be, as a failure, and drops the lines behind it. False if there is
+    // none.
+    bool Interrupt();
+
     uint64_t Failures() const { return failures_; }
 
   private:

@@ -30,6 +30,7 @@ wanted="755 $etc/init.d/plug
 644 $units/plug.service"
 [ -z "$tools" ] || wanted="$wanted
 755 $prefix/bin/plugsim
+644 $prefix/share/bash-completion/completions/plugsim
 644 $man/man1/plugsim.1"
 found=$(cd "$stage" && find . -type f -exec stat -c '%a %n' {} + | sed 's| \./| /|')
 echo "$wanted" | sort >"$stage/wanted"

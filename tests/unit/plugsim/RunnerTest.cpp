@@ -152,3 +152,39 @@ TEST_F(Script, QuitsWithTheGivenStatus)
     EXPECT_EQ(5, Run({"quit", "two"}, Strict()));
     EXPECT_EQ(1u, done.size());
 }
+
+TEST_F(Script, AnInterruptEndsWhatIsUnderWayAndDropsTheLinesBehindIt)
+{
+    RunnerRules rules;
+    rules.interactive = true;
+    Runner runner(
+        &loop, &journal, rules, [this](const Words &words) { return Execute(words); }, [] { return false; },
+        [](int) {});
+    EXPECT_FALSE(runner.Interrupt());
+    runner.AddLine("wait login");
+    runner.AddLine("behind");
+    loop.After(0, [&] {
+        EXPECT_TRUE(runner.Interrupt());
+        EXPECT_FALSE(runner.Interrupt());
+        runner.AddLine("next");
+        loop.After(0, [this] { loop.Stop(); });
+    });
+    loop.Run();
+    EXPECT_EQ((Words{"wait", "next"}), done);
+    EXPECT_NE(std::string::npos, out.find("command wait login reason interrupted")) << out;
+    EXPECT_EQ(0u, runner.Failures());
+}
+
+TEST_F(Script, AnInterruptDropsALineThatHasNotBegun)
+{
+    RunnerRules rules;
+    rules.interactive = true;
+    Runner runner(
+        &loop, &journal, rules, [this](const Words &words) { return Execute(words); }, [] { return false; },
+        [](int) {});
+    runner.AddLine("one");
+    EXPECT_TRUE(runner.Interrupt());
+    loop.After(0, [this] { loop.Stop(); });
+    loop.Run();
+    EXPECT_EQ(Words(), done);
+}
