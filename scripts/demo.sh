@@ -161,15 +161,17 @@ leave_at_prompt() {
     port=$(sed -n 's/^PORT=//p' "$out/plug.conf")
     title "Your turn"
     say "This is the platform's prompt, with the agent attached; its time now runs at the usual speed."
-    say "Try: functions   devices   mesh-topology   set-led off   update $bin/plug_next   drop   misbehave   help."
-    say "A \"plugsim manager\" runs beside it. Ctrl-D or \"quit\" ends all. The agent's log: tail -f $out/agent-prompt.log"
+    say "Try: functions   devices   mesh-topology   set-led off   drop   misbehave   help   and, with the agent back after"
+    say "some seconds because its supervisor starts it again:   update $bin/plug_next   disconnect"
+    say "A \"plugsim manager\" runs beside it. Ctrl-C ends a wait, Ctrl-D or \"quit\" ends all. The agent's log:"
+    say "tail -f $out/agent.log"
     echo
     trap : INT # the platform handles it; this script has to stay
     (
         trap - INT EXIT
         until grep -q "$(printf ': 0100007F:%04X 00000000:0000 0A ' "$port")" /proc/net/tcp; do sleep 0.05; done
-        ROUTER_SIM_STATE=$out/household.json bound "$bin/plug" -d -f "$out/plug.conf" -m "$mac"
-    ) </dev/null >"$out/agent-prompt.log" 2>&1 &
+        bound setsid bash "$repo/scripts/demo/agent.sh" prompt
+    ) </dev/null >/dev/null 2>&1 &
     children=($!)
     bound "$bin/plugsim" manager --json </dev/null >"$out/manager.jsonl" 2>&1 &
     children+=($!)

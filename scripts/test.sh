@@ -23,7 +23,7 @@ test.sh - builds the project and runs its tests
       mips16    the same of the agent in the 16-bit encoding, at any address
       lint      scripts/lint.sh, and a build with clang
       fuzz      every fuzz target for $fuzz_seconds s, starting with its corpus
-      demo      scripts/demo.sh without a terminal
+      demo      scripts/demo.sh without a terminal, and its prompt on one
   scripts/test.sh --coverage                 the agent's tests in a build that counts, then scripts/coverage.sh: which
                                              lines and branches they run. Not part of --all: six minutes more
   scripts/test.sh --helgrind                 the agent's unit tests under valgrind (scripts/helgrind.sh): races and
@@ -247,6 +247,12 @@ run_helgrind() {
 
 run_demo() {
     "$repo/scripts/demo.sh" </dev/null 2>&1 | tee "$logs/demo.log" || return
+    # And what its last banner promises, on a terminal.
+    (cd "$repo" && build/release/plugsim platform --register 127.0.0.1:0 --login 127.0.0.1:0 --script \
+        tests/scripts/demo-prompt.plugsim) >"$logs/demo-prompt.log" 2>&1 </dev/null || {
+        tail -40 "$logs/demo-prompt.log"
+        return 1
+    }
     passed=$((passed + 1))
     stage_text=$(sed -n 's/.*\(All [0-9]* steps passed in [0-9.]* s\).*/\1/p' "$logs/demo.log")
 }
