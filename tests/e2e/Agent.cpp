@@ -1,7 +1,9 @@
 #include "tests/e2e/Agent.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -145,6 +147,9 @@ void WaitStatus(const std::string &text, double seconds)
 {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    if (watch < 0)
+        throw Failure(std::string("no inotify instance is left for this user (fs.inotify.max_user_instances): ") +
+                      strerror(errno));
     inotify_add_watch(watch, "/tmp", IN_CLOSE_WRITE | IN_MOVED_TO);
     for (;;) {
         char events[4096];
