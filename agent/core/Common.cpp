@@ -45,9 +45,9 @@ void d_time_in_microseconds(unsigned bit)
             now.tm_min, now.tm_sec, name ? name : "(null)");
 }
 
-void LogLine(uint32_t place, const char *module, const char *function, const char *format, ...)
+void LogLine(uint32_t place, const char *function, const char *format, ...)
 {
-    const uint32_t level = place & ((1u << kLogLevelBits) - 1);
+    const uint32_t level = 1u << (place & ((1u << kLogLevelBits) - 1));
     if ((level & log_level) == 0) return;
     const bool informational = level == LOG_LEVEL_INFO || level == LOG_LEVEL_NOTICE;
     const char *prefixColour = level == LOG_LEVEL_ERR ? kRed : informational ? kGreen : kYellow;
@@ -56,8 +56,9 @@ void LogLine(uint32_t place, const char *module, const char *function, const cha
     // Holding the stream keeps the pieces of one line together when several threads log.
     flockfile(stderr);
     if (d_log_filter(level)) {
-        fprintf(stderr, "%s [%s->%s->%u]-> %s%s", prefixColour, module, function, place >> kLogLevelBits, kColourOff,
-                textColour);
+        const char *module = kLogModules[place >> kLogLevelBits & ((1u << kLogModuleBits) - 1)];
+        fprintf(stderr, "%s [%s->%s->%u]-> %s%s", prefixColour, module, function,
+                place >> (kLogLevelBits + kLogModuleBits), kColourOff, textColour);
         va_list arguments;
         va_start(arguments, format);
         vfprintf(stderr, format, arguments);
@@ -67,10 +68,10 @@ void LogLine(uint32_t place, const char *module, const char *function, const cha
     funlockfile(stderr);
 }
 
-void LogFatal(uint32_t place, const char *module, const char *function, const char *text)
+void LogFatal(uint32_t place, const char *function, const char *text)
 {
     if (LOG_LEVEL_ERR & log_level)
-        LogLine(place, module, function, "%s", text);
+        LogLine(place, function, "%s", text);
     else
         fprintf(stderr, "plug: %s\n", text);
     OsExit(-1);

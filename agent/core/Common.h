@@ -38,16 +38,31 @@ bool d_log_filter(uint32_t level);
 // "2026-3-9 07:05:00 [ERR]", no blank and no newline behind it.
 void d_time_in_microseconds(unsigned bit);
 
-// Level and source line of a log line in one number: every place that logs passes one argument less.
-constexpr uint32_t kLogLevelBits = 6;
-constexpr uint32_t LogPlace(uint32_t level, int line)
+// The modules that log. What is passed at every place is a module's number.
+constexpr char kLogModules[][12] = {"CommServer", "Common",  "Download",   "Function39", "Function40", "ParseJson",
+                                    "Plug",       "Protool", "ProtoolSdk", "RouteFunc",  "Subdev",     "TcpQueue",
+                                    "TcpServer",  "eaccess", "iot_poll",   "iot_signal"};
+
+// The number of a module. The compiler rejects a name that is not in the list.
+constexpr uint32_t LogModule(const char *name)
 {
-    return static_cast<uint32_t>(line) << kLogLevelBits | level;
+    uint32_t module = 0;
+    while (__builtin_strcmp(kLogModules[module], name) != 0) module++;
+    return module;
 }
 
-// One line, if the level of `place` is admitted. Use the macros below: they evaluate no argument of a line that is not.
-void LogLine(uint32_t place, const char *module, const char *function, const char *format, ...)
-    __attribute__((format(printf, 4, 5)));
+// Source line, module and level of a log line in one number: every place that logs passes two arguments less. Up to line
+// 511 it has 16 bits, which fit in an instruction. `level` is one bit.
+constexpr unsigned kLogLevelBits = 3, kLogModuleBits = 4;
+static_assert(sizeof kLogModules / sizeof kLogModules[0] <= 1u << kLogModuleBits, "a number has no place for a module");
+constexpr uint32_t LogPlace(uint32_t level, uint32_t module, uint32_t line)
+{
+    return (line << kLogModuleBits | module) << kLogLevelBits | static_cast<uint32_t>(__builtin_ctz(level));
+}
+
+// One line, if the level of `place` is admitted. Use the macros below: they evaluate no argument of a line that is not,
+// except of errors, which are rare.
+void LogLine(uint32_t place, const char *function, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 // Whether a text has arguments. Only then the macros test the level before the call.
 template <typename... Arguments>
@@ -55,13 +70,14 @@ std::bool_constant<(sizeof...(Arguments) > 0)> LogHasArguments(const char *, con
 
 // An error because of which the agent cannot run: logged or, when errors are not logged, printed in one line on
 // standard error. Ends the process with status -1.
-[[noreturn]] void LogFatal(uint32_t place, const char *module, const char *function, const char *text);
+[[noreturn]] void LogFatal(uint32_t place, const char *function, const char *text);
 
-#define LOG_FATAL(function, text) LogFatal(LogPlace(LOG_LEVEL_ERR, __LINE__), LOG_MODULE, (function), (text))
+#define LOG_PLACE(level) std::integral_constant<uint32_t, LogPlace((level), LogModule(LOG_MODULE), __LINE__)>::value
+#define LOG_FATAL(function, text) LogFatal(LOG_PLACE(LOG_LEVEL_ERR), (function), (text))
 #define LOG_AS(level, function, ...)                                                                                   \
     do {                                                                                                               \
-        if (!decltype(LogHasArguments(__VA_ARGS__))::value || ((level)&log_level))                                     \
-            LogLine(LogPlace((level), __LINE__), LOG_MODULE, (function), __VA_ARGS__);                                 \
+        if ((level) == LOG_LEVEL_ERR || !decltype(LogHasArguments(__VA_ARGS__))::value || ((level)&log_level))         \
+            LogLine(LOG_PLACE(level), (function), __VA_ARGS__);                                                        \
     } while (0)
 #define LOG_ERR(...) LOG_AS(LOG_LEVEL_ERR, __func__, __VA_ARGS__)
 #define LOG_WARN(...) LOG_AS(LOG_LEVEL_WARN, __func__, __VA_ARGS__)

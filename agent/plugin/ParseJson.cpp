@@ -161,9 +161,12 @@ static bool Take(const Member &member, const cJSON *item)
 }
 
 // What is missing in a firmware command is reported to the platform, so it is no error in our log.
-static uint32_t MissingLevel(uint8_t dataType)
+static void LogMissing(uint8_t dataType, const char *text)
 {
-    return dataType == PLUG_FN40_INTERVAL ? LOG_LEVEL_ERR : LOG_LEVEL_DEBUG;
+    if (dataType == PLUG_FN40_INTERVAL)
+        LOG_AS(LOG_LEVEL_ERR, "ParserPlug", "%s", text);
+    else
+        LOG_AS(LOG_LEVEL_DEBUG, "ParserPlug", "%s", text);
 }
 
 static int ReadMembers(uint8_t dataType, const cJSON *document)
@@ -171,7 +174,7 @@ static int ReadMembers(uint8_t dataType, const cJSON *document)
     for (const Member &member : kMembers) {
         if (member.dataType != dataType) continue;
         const cJSON *item = cJSON_GetObjectItem(document, member.name);
-        if (!item && member.missing) LOG_AS(MissingLevel(dataType), "ParserPlug", "%s", member.missing);
+        if (!item && member.missing) LogMissing(dataType, member.missing);
         if (!item || !Take(member, item)) return member.code;
     }
     return 0;

@@ -13,7 +13,7 @@ int32_t real_vap_int;
 int32_t no_feeling_int;
 int32_t no_feeling_port;
 
-static const char kStarter[] = "Plug"; // the module name in the log lines of start and stop
+static const uint32_t kStarter = LogModule("Plug"); // the module in the log lines of start and stop
 
 static bool s_tryAgain; // the last start failed: rules that commands have stored since then are kept
 
@@ -22,7 +22,7 @@ int StartEaccess()
     pollPrepare();
     int error = OsThreadStart(&eaccess_thread, EaccessThread, nullptr);
     if (error != 0) {
-        LogLine(LogPlace(LOG_LEVEL_ERR, __LINE__), kStarter, __func__, "Create EaccessThread feiled !!!!!");
+        LogLine(LogPlace(LOG_LEVEL_ERR, kStarter, __LINE__), __func__, "Create EaccessThread feiled !!!!!");
         LogPlugStatus(PLUG_START_FAILED);
     } else {
         // Without this wait the daemon could empty the table after a command has stored its rules.
@@ -37,7 +37,7 @@ void StopEaccess()
 {
     pollStop();
     OsThreadJoin(eaccess_thread);
-    LogLine(LogPlace(LOG_LEVEL_DEBUG, __LINE__), kStarter, __func__, "Stop Eaccess success !!!!!");
+    LogLine(LogPlace(LOG_LEVEL_DEBUG, kStarter, __LINE__), __func__, "Stop Eaccess success !!!!!");
 }
 
 void *EaccessThread(void *)

@@ -12,7 +12,7 @@
 template <typename Body>
 int WithDeviceTable(Body body, const char *function = __builtin_FUNCTION())
 {
-    const int error = SubdevMutexLock(LOG_MODULE, function);
+    const int error = SubdevMutexLock(LogModule(LOG_MODULE), function);
     if (error != 0) return error;
     const int result = body();
     pthread_mutex_unlock(&SubdevMutex);

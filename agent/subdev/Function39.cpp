@@ -87,7 +87,7 @@ static void Fn39OnlineReport(const DevCfg &device)
 {
     uint8_t data[kOnlineDataSize] = {};
     memcpy(data, device.name, sizeof device.name);
-    OnlineReportSend(LOG_MODULE, __func__, device.mac, data);
+    OnlineReportSend(LogModule(LOG_MODULE), __func__, device.mac, data);
 }
 
 // Reads the list and reports the new devices. Returns false when the list cannot be read.

@@ -97,7 +97,7 @@ void Fn40Handle(const uint8_t *data, size_t length)
 static void Fn40OnlineReport(Entry *entry)
 {
     entry->pending = 0;
-    OnlineReportSend(LOG_MODULE, __func__, entry->mac, entry->data);
+    OnlineReportSend(LogModule(LOG_MODULE), __func__, entry->mac, entry->data);
 }
 
 void Fn40Cycle()

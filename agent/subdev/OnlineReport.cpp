@@ -32,12 +32,12 @@ static void Show(const uint8_t report[kOnlineReportSize])
     funlockfile(stdout);
 }
 
-void OnlineReportSend(const char *module, const char *function, const uint8_t *mac, const uint8_t *data)
+void OnlineReportSend(uint32_t module, const char *function, const uint8_t *mac, const uint8_t *data)
 {
     uint8_t report[kOnlineReportSize];
     OnlineReportWrite(mac, data, report);
     if (AutoReportDevinfo != 0) SendIpUpData(report, sizeof report, kOnlineDataType, 1, gRoutemac);
     if (l_debug != 1) return;
-    LogLine(LogPlace(LOG_LEVEL_DEBUG, __LINE__), module, function, "Online subdev:");
+    LogLine(LogPlace(LOG_LEVEL_DEBUG, module, __LINE__), function, "Online subdev:");
     Show(report);
 }

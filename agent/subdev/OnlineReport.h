@@ -14,5 +14,5 @@ constexpr size_t kOnlineReportSize = 47;
 void OnlineReportWrite(const uint8_t *mac, const uint8_t *data, uint8_t report[kOnlineReportSize]);
 
 // Sends the report to the platform unless AutoReportDevinfo is 0, and prints it on standard output when -d was given.
-// `module` and `function` stand in the log line. A send that fails is ignored.
-void OnlineReportSend(const char *module, const char *function, const uint8_t *mac, const uint8_t *data);
+// `function` stands in the log line, with the name of `module` (LogModule()). A send that fails is ignored.
+void OnlineReportSend(uint32_t module, const char *function, const uint8_t *mac, const uint8_t *data);

@@ -4,9 +4,9 @@
 
 pthread_mutex_t SubdevMutex = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
 
-int SubdevMutexLock(const char *module, const char *function)
+int SubdevMutexLock(uint32_t module, const char *function)
 {
     const int error = pthread_mutex_lock(&SubdevMutex);
-    if (error != 0) LogLine(LogPlace(LOG_LEVEL_ERR, __LINE__), module, function, "Get SubdevMutex failed");
+    if (error != 0) LogLine(LogPlace(LOG_LEVEL_ERR, module, __LINE__), function, "Get SubdevMutex failed");
     return error;
 }

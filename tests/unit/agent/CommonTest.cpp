@@ -1,4 +1,4 @@
-#define LOG_MODULE "CommonTest"
+#define LOG_MODULE "Common"
 #include "core/Common.h"
 
 #include "tests/unit/agent/AgentTest.h"
@@ -27,7 +27,7 @@ TEST_F(Common, LogLevelZeroPrintsNothingNotEvenErrors)
     d_set_log_level(LOG_LEVEL_NONE);
     for (uint32_t level : {1u, 2u, 4u, 8u, 16u, 32u}) {
         EXPECT_FALSE(d_log_filter(level)) << level;
-        LogLine(LogPlace(level, 1), "M", "f", "text");
+        LogLine(LogPlace(level, LogModule("Plug"), 1), "f", "text");
     }
     LOG_ERR("text");
     EXPECT_EQ("", Log());
@@ -85,7 +85,7 @@ TEST_F(Common, StampHasNoLeadingZerosInMonthAndDayButInTheTime)
 
 TEST_F(Common, ErrorLineHasARedPrefixAndYellowText)
 {
-    LogLine(LogPlace(LOG_LEVEL_ERR, 42), "TcpServer", "SendData", "only %d bytes", 7);
+    LogLine(LogPlace(LOG_LEVEL_ERR, LogModule("TcpServer"), 42), "SendData", "only %d bytes", 7);
     EXPECT_EQ(
         "2023-11-14 22:13:20 [ERR]\033[1;31m [TcpServer->SendData->42]-> \033[0m\033[1;33monly 7 bytes\033[0m\n\n",
         ColouredLog());
@@ -93,25 +93,33 @@ TEST_F(Common, ErrorLineHasARedPrefixAndYellowText)
 
 TEST_F(Common, DebugAndWarningLinesHaveAYellowPrefixAndYellowText)
 {
-    LogLine(LogPlace(LOG_LEVEL_DEBUG, 1), "M", "f", "text");
-    EXPECT_EQ("2023-11-14 22:13:20 [DEBUG]\033[1;33m [M->f->1]-> \033[0m\033[1;33mtext\033[0m\n\n", ColouredLog());
-    LogLine(LogPlace(LOG_LEVEL_WARN, 1), "M", "f", "text");
-    EXPECT_EQ("2023-11-14 22:13:20 [WARN]\033[1;33m [M->f->1]-> \033[0m\033[1;33mtext\033[0m\n\n", ColouredLog());
+    LogLine(LogPlace(LOG_LEVEL_DEBUG, LogModule("Plug"), 1), "f", "text");
+    EXPECT_EQ("2023-11-14 22:13:20 [DEBUG]\033[1;33m [Plug->f->1]-> \033[0m\033[1;33mtext\033[0m\n\n", ColouredLog());
+    LogLine(LogPlace(LOG_LEVEL_WARN, LogModule("Plug"), 1), "f", "text");
+    EXPECT_EQ("2023-11-14 22:13:20 [WARN]\033[1;33m [Plug->f->1]-> \033[0m\033[1;33mtext\033[0m\n\n", ColouredLog());
 }
 
 TEST_F(Common, InformationalLineIsGreenThroughout)
 {
-    LogLine(LogPlace(LOG_LEVEL_INFO, 1), "M", "f", "text");
-    EXPECT_EQ("2023-11-14 22:13:20 [INFO]\033[1;32m [M->f->1]-> \033[0m\033[1;32mtext\033[0m\n\n", ColouredLog());
+    LogLine(LogPlace(LOG_LEVEL_INFO, LogModule("Plug"), 1), "f", "text");
+    EXPECT_EQ("2023-11-14 22:13:20 [INFO]\033[1;32m [Plug->f->1]-> \033[0m\033[1;32mtext\033[0m\n\n", ColouredLog());
+}
+
+TEST_F(Common, LogPlaceHoldsEveryModuleAndLongLines)
+{
+    for (const auto &module : kLogModules) {
+        LogLine(LogPlace(LOG_LEVEL_DEBUG, LogModule(module), 123456), "f", "text");
+        EXPECT_EQ("2023-11-14 22:13:20 [DEBUG] [" + std::string(module) + "->f->123456]-> text\n\n", Log());
+    }
 }
 
 TEST_F(Common, LogMacrosNameModuleFunctionAndLine)
 {
     const int line = __LINE__ + 1;
     LOG_ERR("text");
-    EXPECT_EQ("2023-11-14 22:13:20 [ERR] [CommonTest->TestBody->" + std::to_string(line) + "]-> text\n\n", Log());
+    EXPECT_EQ("2023-11-14 22:13:20 [ERR] [Common->TestBody->" + std::to_string(line) + "]-> text\n\n", Log());
     LOG_AS(LOG_LEVEL_INFO, "SocketInit", "text");
-    EXPECT_NE(std::string::npos, Log().find("[INFO] [CommonTest->SocketInit->"));
+    EXPECT_NE(std::string::npos, Log().find("[INFO] [Common->SocketInit->"));
 }
 
 TEST_F(Common, LogMacrosDoNotEvaluateArgumentsOfALevelThatIsOff)
@@ -128,14 +136,14 @@ TEST_F(Common, LogMacrosDoNotEvaluateArgumentsOfALevelThatIsOff)
 TEST_F(Common, LinesOfSeveralThreadsStayWhole)
 {
     const auto logMany = [](const char *text) {
-        for (int i = 0; i < 50; i++) LogLine(LogPlace(LOG_LEVEL_INFO, 1), "M", "f", "%s", text);
+        for (int i = 0; i < 50; i++) LogLine(LogPlace(LOG_LEVEL_INFO, LogModule("Plug"), 1), "f", "%s", text);
     };
     {
         Running first([&] { logMany("aaaaaaaaaaaaaaaa"); });
         Running second([&] { logMany("bbbbbbbbbbbbbbbb"); });
     }
     const std::string text = Log();
-    const std::string stamp = "2023-11-14 22:13:20 [INFO] [M->f->1]-> ";
+    const std::string stamp = "2023-11-14 22:13:20 [INFO] [Plug->f->1]-> ";
     const size_t lineSize = stamp.size() + 16 + 2;
     ASSERT_EQ(100 * lineSize, text.size());
     for (size_t at = 0; at < text.size(); at += lineSize) {
