@@ -97,7 +97,7 @@ endif()
 function(plug_link_without_cxx_runtime target)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
   target_link_options(${target} PRIVATE -static-libgcc -Wl,--gc-sections -Wl,--as-needed
-    -Wl,-z,${PLUG_RELRO},-z,now,-z,noseparate-code,-z,noexecstack ${PLUG_PACKED_RELOCATIONS}
+    -Wl,-z,${PLUG_RELRO},-z,now,-z,noseparate-code,-z,noexecstack ${PLUG_PACKED_RELOCATIONS} ${PLUG_NO_LAZY_STUBS}
     $<$<CONFIG:MinSizeRel>:-flto-partition=one>)
 endfunction()
 # CMake would add the C++ runtime behind the C driver's back.
