@@ -9,6 +9,7 @@
 #include "Benches.h"
 #include "Figures.h"
 #include "Memory.h"
+#include "tests/support/Mappings.h"
 
 namespace fs = std::filesystem;
 
@@ -53,16 +54,6 @@ static std::string CopyOfTheAgent()
     return folder / "plug";
 }
 
-static MappedKb Total(const std::vector<MappedKb> &list)
-{
-    MappedKb total;
-    for (const MappedKb &kind : list) {
-        total.dirty += kind.dirty;
-        total.clean += kind.clean;
-    }
-    return total;
-}
-
 void MeasureMemory(int settleSeconds)
 {
     const std::string built = fs::path(AgentProgram()).filename();
@@ -75,6 +66,7 @@ void MeasureMemory(int settleSeconds)
     while (session.Next(&frame, end)) AnswerHeartbeat(&session, frame);
 
     const std::vector<MappedKb> alone = PrivateMemory(agent.Pid());
+    if (alone.empty()) Fail("the agent is gone");
     const MappedKb total = Total(alone);
     printf("%-32s %8s %8s\n", (built + ", private KB:").c_str(), "dirty", "clean");
     for (const MappedKb &kind : alone) printf("  %-30s %8ld %8ld\n", kind.name.c_str(), kind.dirty, kind.clean);
