@@ -1,6 +1,8 @@
-// The functions about the household's devices. All of them answer from memory; only settings take longer.
+// The functions about the household's devices. All of them answer from memory, and wait for no lock but that of the
+// devices, which is held for copies alone; only settings take longer.
 #include "sdk/RouterSdk.h"
 
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
 
@@ -21,7 +23,7 @@ static int TableResult()
     return RESULT_OK;
 }
 
-// What is known of a device: from the tables, from the settings, or both. Under the lock.
+// What is known of a device: from the table, from the settings, or both. Under the lock of the devices.
 namespace
 {
 struct Known {
@@ -57,19 +59,31 @@ static DevCfg MakeRecord(const uint8_t mac[6], const Known &known)
     return record;
 }
 
+// First the devices, then the settings of those: each list is gone through once, however long both are.
 int get_devs_cfg(DevCfg *d, uint16_t *count)
 {
+    static_assert(ROUTER_SDK_DEVICES < UINT8_MAX, "the number of a record has room in a byte");
     const int result = TableResult();
     if (result != RESULT_OK) return result;
-    Lock lock(CacheLock());
-    size_t places;
-    const Device *devices = Devices(&places);
+    uint8_t records[kMaxDevices] = {}; // number of a device's record, from 1
     uint16_t present = 0;
+    size_t places;
+    Lock lock(DevicesLock());
+    const Device *devices = Devices(&places);
     for (size_t i = 0; i < places; i++) {
         if (!devices[i].present) continue;
-        const Known known = {&devices[i], FindSettings(TheState(), devices[i].mac)};
-        if (present < ROUTER_SDK_DEVICES) d[present] = MakeRecord(devices[i].mac, known);
+        if (present < ROUTER_SDK_DEVICES) {
+            d[present] = MakeRecord(devices[i].mac, {&devices[i], nullptr});
+            records[i] = uint8_t(present + 1);
+        }
         present++;
+    }
+    const State *state = TheState();
+    for (uint16_t i = 0; i < state->deviceCount; i++) {
+        const DeviceSettings &settings = state->devices[i];
+        const Device *device = FindDevice(settings.mac);
+        if (device && records[device - devices])
+            d[records[device - devices] - 1] = MakeRecord(settings.mac, {device, &settings});
     }
     *count = present;
     return RESULT_OK;
@@ -79,7 +93,7 @@ int get_dev_cfg(DevCfg *d, const uint8_t mac[6])
 {
     const int result = TableResult();
     if (result != RESULT_OK) return result;
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     Known known;
     if (!IsKnown(mac, &known)) return RESULT_UNKNOWN;
     *d = MakeRecord(mac, known);
@@ -97,7 +111,7 @@ int get_dev_name(const uint8_t mac[6], char name[64])
 {
     const int result = TableResult();
     if (result != RESULT_OK) return result;
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     Known known;
     if (!IsKnown(mac, &known)) return RESULT_UNKNOWN;
     CopyText(name, 64, NameOf(known));
@@ -106,7 +120,7 @@ int get_dev_name(const uint8_t mac[6], char name[64])
 
 static bool KnownNow(const uint8_t mac[6])
 {
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     Known known;
     return IsKnown(mac, &known);
 }
@@ -123,7 +137,7 @@ static uint64_t RateOf(const uint8_t mac[6], Direction direction)
 {
     StartRouter();
     WantRates();
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     const Device *device = FindDevice(mac);
     return device ? device->rate[direction] : 0;
 }
@@ -141,7 +155,7 @@ uint64_t get_dev_ds_bw(const uint8_t mac[6])
 static int GetLimit(const uint8_t mac[6], bool up, int64_t *limit)
 {
     StartRouter();
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     Known known;
     if (!IsKnown(mac, &known)) return RESULT_UNKNOWN;
     *limit = !known.settings ? 0 : up ? known.settings->maxUp : known.settings->maxDown;
@@ -174,7 +188,7 @@ int get_dev_speed(const uint8_t mac[6], uint16_t which, uint16_t *mbps)
 {
     StartRouter();
     if (which > 2) return RESULT_BAD_VALUE;
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     const Device *device = FindDevice(mac);
     if (!device) return RESULT_UNKNOWN;
     if (!device->present || !device->speed[which]) return RESULT_NO_FIGURE;
@@ -186,7 +200,7 @@ int get_dev_black_list(uint8_t (*macs)[6], uint16_t *count)
 {
     StartRouter();
     if (KeyIsRight(TheConfig(), KEY_BLACK_LIST) != RESULT_OK) return RESULT_BAD_KEY;
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     *count = BlackList(macs);
     return RESULT_OK;
 }

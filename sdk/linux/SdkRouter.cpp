@@ -39,14 +39,15 @@ int get_router_mac(uint8_t mac[6])
     if (NeedKey(config, KEY_MAC) == RESULT_OK) return ReadMac(config->mac, mac) ? RESULT_OK : RESULT_BAD_KEY;
     ChosenMac chosen = {};
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         memcpy(chosen.bytes, TheState()->routerMac, sizeof chosen.bytes);
-        if (!IsDeviceMac(chosen.bytes)) {
-            char names[ROUTER_SDK_WANS][kMaxInterfaceName] = {};
-            const Link *link = WanNames(config, names) > 0 ? LinkByName(names[0]) : nullptr;
-            if (!link || !IsDeviceMac(link->mac)) link = LanLink(config);
-            if (link) memcpy(chosen.bytes, link->mac, sizeof chosen.bytes);
-        }
+    }
+    if (!IsDeviceMac(chosen.bytes)) {
+        Lock lock(CacheLock());
+        char names[ROUTER_SDK_WANS][kMaxInterfaceName] = {};
+        const Link *link = WanNames(config, names) > 0 ? LinkByName(names[0]) : nullptr;
+        if (!link || !IsDeviceMac(link->mac)) link = LanLink(config);
+        if (link) memcpy(chosen.bytes, link->mac, sizeof chosen.bytes);
     }
     if (!IsDeviceMac(chosen.bytes)) return RESULT_NO_FIGURE;
     ChangeState(
@@ -101,7 +102,7 @@ int get_name(char name[32])
 {
     Ready();
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         const char *given = TheState()->name;
         if (given[0]) {
             CopyText(name, 32, given);
@@ -158,7 +159,7 @@ static int Rate(Direction direction, uint64_t *bytesPerSecond)
 {
     Ready();
     WantRates();
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     *bytesPerSecond = TotalRate(direction);
     return RESULT_OK;
 }

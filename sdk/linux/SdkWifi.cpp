@@ -5,6 +5,7 @@
 
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/cache/Cache.h"
+#include "sdk/linux/cache/Devices.h"
 #include "sdk/linux/links/Links.h"
 #include "sdk/linux/settings/Settings.h"
 #include "sdk/linux/wifi/Hostapd.h"
@@ -42,12 +43,15 @@ static int ReadNetwork(uint16_t index, const char *path, SsidCfg *ssid)
     answer.index = index;
     answer.bandwidth = 20;
     const char *interface = InterfaceOf(path);
-    Lock lock(CacheLock());
-    for (const SsidSettings &settings : TheState()->ssids) {
-        if (!settings.hasRecord || strcmp(settings.interface, interface) != 0) continue;
-        CopyText(answer.key, sizeof answer.key, settings.key);
-        answer.hidden = settings.hidden;
+    {
+        Lock lock(DevicesLock());
+        for (const SsidSettings &settings : TheState()->ssids) {
+            if (!settings.hasRecord || strcmp(settings.interface, interface) != 0) continue;
+            CopyText(answer.key, sizeof answer.key, settings.key);
+            answer.hidden = settings.hidden;
+        }
     }
+    Lock lock(CacheLock());
     const Link *link = LinkByName(interface), *lan = LanLink(TheConfig());
     const Radio *radio = link ? RadioByIndex(link->index) : nullptr;
     if (radio) answer.bandwidth = radio->width;
@@ -96,7 +100,7 @@ static int ChangeNetwork(const char *path, Wanted *wanted)
     if (result != RESULT_OK) return result;
     bool full = false;
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         full = !HasRoomForSsid(TheState(), wanted->interface);
     }
     if (full) return RESULT_FULL;

@@ -3,12 +3,12 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "sdk/linux/access/Rules.h"
 #include "sdk/linux/base/Files.h"
 #include "sdk/linux/base/Lock.h"
+#include "sdk/linux/base/Pages.h"
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
 #include "sdk/linux/commands/Process.h"
@@ -73,8 +73,8 @@ static int RunTc(const char *script, size_t length, bool quiet)
 
 int EnforceRules(const Places *places, const State *state)
 {
-    char *script = static_cast<char *>(malloc(kMaxRules));
-    if (!script) return RESULT_KERNEL;
+    Pages<char> script(kMaxRules);
+    if (!script.Get()) return RESULT_KERNEL;
     const RuleInput input = {state,
                              places->hasLan ? places->lan : nullptr,
                              places->wans,
@@ -82,9 +82,7 @@ int EnforceRules(const Places *places, const State *state)
                              places->masquerade,
                              places->black,
                              places->blackCount};
-    const int result = RunNft(script, WriteRules(&input, script, kMaxRules));
-    free(script);
-    return result;
+    return RunNft(script.Get(), WriteRules(&input, script.Get(), kMaxRules));
 }
 
 // What changes one device fails when somebody else has just removed the rules: then all of them are due.
@@ -116,11 +114,10 @@ static void RemoveQdisc(const char *interface)
 int EnforceLimits(const char *interface, const State *state, bool up)
 {
     RemoveQdisc(interface);
-    char *script = static_cast<char *>(malloc(kMaxLimits));
-    if (!script) return RESULT_KERNEL;
-    const size_t length = WriteLimits(interface, state, up, script, kMaxLimits);
-    const int result = length > 0 ? RunTc(script, length, false) : int(RESULT_OK);
-    free(script);
+    Pages<char> script(kMaxLimits);
+    if (!script.Get()) return RESULT_KERNEL;
+    const size_t length = WriteLimits(interface, state, up, script.Get(), kMaxLimits);
+    const int result = length > 0 ? RunTc(script.Get(), length, false) : int(RESULT_OK);
     if (result != RESULT_OK) Say("%s: no limits there; a qdisc of somebody else's is left alone", interface);
     return result;
 }

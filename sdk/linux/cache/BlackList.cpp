@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "sdk/linux/base/Files.h"
+#include "sdk/linux/base/Pages.h"
 #include "sdk/linux/base/Say.h"
 #include "sdk/linux/base/Texts.h"
 
@@ -14,10 +15,7 @@ static const size_t kMaxFile = 8192;
 static struct {
     uint8_t macs[ROUTER_SDK_BLACK_LIST][6]; // in use, by the lock
     uint16_t count;
-    uint8_t fresh[ROUTER_SDK_BLACK_LIST][6]; // just read, cache thread only, as is the rest
-    uint16_t freshCount;
-    struct stat seen;
-    char text[kMaxFile];
+    struct stat seen; // cache thread only
 } s_list;
 
 uint16_t ReadBlackList(const char *text, uint8_t (*macs)[6], size_t *bad)
@@ -45,7 +43,7 @@ uint16_t ReadBlackList(const char *text, uint8_t (*macs)[6], size_t *bad)
     return count;
 }
 
-bool LoadBlackList(const char *path)
+bool LoadBlackList(const char *path, pthread_mutex_t *lock)
 {
     if (!path[0]) return false;
     struct stat now;
@@ -55,23 +53,19 @@ bool LoadBlackList(const char *path)
         now.st_mtim.tv_nsec == seen.st_mtim.tv_nsec)
         return false;
     s_list.seen = now;
-    if (ReadFile(path, s_list.text, sizeof s_list.text) < 0) {
-        if (errno != ENOENT) {
-            Say("%s: not used: %s", path, strerror(errno));
-            return false;
-        }
-        s_list.text[0] = '\0';
+    Pages<char> text(kMaxFile);
+    if ((!text.Get() || ReadFile(path, text.Get(), kMaxFile) < 0) && errno != ENOENT) {
+        Say("%s: not used: %s", path, strerror(errno));
+        return false;
     }
+    uint8_t fresh[ROUTER_SDK_BLACK_LIST][6];
     size_t bad;
-    s_list.freshCount = ReadBlackList(s_list.text, s_list.fresh, &bad);
+    const uint16_t count = ReadBlackList(text.Get(), fresh, &bad); // without the file an empty text
     if (bad > 0) Say("%s: %zu lines are no MAC, or more than %d", path, bad, ROUTER_SDK_BLACK_LIST);
+    Lock held(lock);
+    memcpy(s_list.macs, fresh, count * sizeof *fresh);
+    s_list.count = count;
     return true;
-}
-
-void BlackListTake()
-{
-    memcpy(s_list.macs, s_list.fresh, sizeof s_list.macs);
-    s_list.count = s_list.freshCount;
 }
 
 uint16_t BlackList(uint8_t (*macs)[6])

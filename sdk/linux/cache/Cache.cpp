@@ -10,6 +10,7 @@
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
+#include <semaphore.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -45,11 +46,12 @@ static const size_t kStack = 256 * 1024;
 static const int kMaxBatches = 64; // messages read before the tables are put together again
 
 // All that this module remembers.
-static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;  // of all tables
+static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;  // of the tables of news
 static pthread_mutex_t s_start = PTHREAD_MUTEX_INITIALIZER; // guards `started`
 static std::atomic<bool> s_started;
 static std::atomic<int64_t> s_wantedMs{-kWantedMs};
 static int s_wake = -1; // written to wake the thread; -1: there is no thread
+static sem_t s_ready;   // posted once by the thread, when everything has been read and is in force
 static std::atomic<bool> s_stop;
 static pthread_t s_thread;
 
@@ -71,7 +73,9 @@ static struct {
     bool placesDue; // interfaces have changed
     bool qdiscLost;
     bool radiosDue;
-    Places places; // where everything is in force
+    bool quiet;           // of the LAN's neighbours, news tell only some
+    int64_t neighboursMs; // when they were last asked for
+    Places places;        // where everything is in force
     bool inForce;
 } s_cache;
 
@@ -92,6 +96,10 @@ void ReadPlaces(Places *places)
 {
     memset(places, 0, sizeof *places);
     const Config *config = TheConfig();
+    {
+        Lock lock(DevicesLock());
+        places->blackCount = BlackList(places->black);
+    }
     Lock lock(&s_lock);
     const Link *lan = LanLink(config);
     if (lan) {
@@ -108,7 +116,6 @@ void ReadPlaces(Places *places)
         CopyText(places->wans[places->wanCount++], kMaxInterfaceName, names[i]);
     }
     places->masquerade = config->masquerade;
-    places->blackCount = BlackList(places->black);
 }
 
 // ---- The kernel's news ----
@@ -149,7 +156,8 @@ static void Drain(mnl_socket *socket, mnl_cb_t callback, pthread_mutex_t *lock, 
     }
 }
 
-static void Dump(int type, int family)
+// `interface`: of neighbours only those of this one, unless it is 0.
+static void Dump(int type, int family, int interface = 0)
 {
     alignas(nlmsghdr) char buffer[128];
     nlmsghdr *request = mnl_nlmsg_put_header(buffer);
@@ -164,6 +172,7 @@ static void Dump(int type, int family)
         static_cast<rtmsg *>(mnl_nlmsg_put_extra_header(request, sizeof(rtmsg)))->rtm_family = uint8_t(family);
     if (type == RTM_GETNEIGH)
         static_cast<ndmsg *>(mnl_nlmsg_put_extra_header(request, sizeof(ndmsg)))->ndm_family = uint8_t(family);
+    if (interface) mnl_attr_put_u32(request, NDA_IFINDEX, uint32_t(interface));
     const auto locked = [](const nlmsghdr *message, void *user) {
         Lock lock(&s_lock);
         return OnRouteMessage(message, user);
@@ -190,6 +199,31 @@ static void DumpAll()
 
 // ---- What tells nothing by itself ----
 
+// On a bridge a device first tells of itself by its port, so that of its addresses most news can be left out: who is at
+// rest then costs nothing. Without a bridge its addresses are all there is.
+static void ChooseNews()
+{
+    bool bridge;
+    {
+        Lock lock(&s_lock);
+        const Link *lan = LanLink(TheConfig());
+        bridge = lan && lan->isBridge;
+    }
+    if (bridge != s_cache.quiet) s_cache.quiet = HearLittle(s_cache.events, bridge) && bridge;
+}
+
+static void ReadNeighbours(int64_t now)
+{
+    int lan;
+    {
+        Lock lock(&s_lock);
+        const Link *link = LanLink(TheConfig());
+        lan = link ? link->index : 0;
+    }
+    s_cache.neighboursMs = now;
+    if (lan) Dump(RTM_GETNEIGH, AF_UNSPEC, lan);
+}
+
 static void ReadSpeeds()
 {
     char names[ROUTER_SDK_LAN_PORTS][kMaxInterfaceName] = {};
@@ -209,80 +243,42 @@ static void ReadSpeeds()
 static void ReadFiles()
 {
     const Config *config = TheConfig();
-    if (KeyIsRight(config, KEY_LEASES) == 0 && LoadLeases(config->leases)) {
-        Lock lock(&s_lock);
-        LeasesTake();
-    }
-    if (LoadBlackList(config->blackList)) {
-        Lock lock(&s_lock);
-        BlackListTake();
-        s_cache.placesDue = true;
-    }
+    if (KeyIsRight(config, KEY_LEASES) == 0) LoadLeases(config->leases);
+    if (LoadBlackList(config->blackList, DevicesLock())) s_cache.placesDue = true;
 }
-
-namespace
-{
-struct CounterList { // what a sample has read, before it is entered under the lock
-    struct {
-        uint8_t mac[6];
-        uint64_t bytes;
-    } seen[2][kMaxDevices];
-    size_t count[2];
-    Direction direction;
-};
-} // namespace
-
-static CounterList s_list;
 
 static void SampleTraffic(int64_t now)
 {
-    const auto seen = [](void *, const uint8_t mac[6], uint64_t bytes) {
-        size_t &count = s_list.count[s_list.direction];
-        if (count == kMaxDevices) return;
-        auto &place = s_list.seen[s_list.direction][count++];
-        memcpy(place.mac, mac, sizeof place.mac);
-        place.bytes = bytes;
-    };
-    memset(s_list.count, 0, sizeof s_list.count);
-    for (const Direction direction : {SENT, RECEIVED}) {
-        s_list.direction = direction;
-        ReadCounters(s_cache.filter, direction, seen, nullptr);
-    }
-    Lock lock(&s_lock);
     SampleBegin();
-    for (const Direction direction : {SENT, RECEIVED})
-        for (size_t i = 0; i < s_list.count[direction]; i++)
-            SampleAdd(direction, s_list.seen[direction][i].mac, s_list.seen[direction][i].bytes);
+    for (Direction direction : {SENT, RECEIVED}) {
+        const auto seen = [](void *user, const uint8_t mac[6], uint64_t bytes) {
+            SampleAdd(*static_cast<const Direction *>(user), mac, bytes);
+        };
+        ReadCounters(s_cache.filter, direction, seen, &direction);
+    }
     s_cache.traffic = SampleEnd(s_cache.sampledMs ? now - s_cache.sampledMs : 0);
     s_cache.sampledMs = now;
 }
 
-// The probes of one look, which are sent without the lock.
-static struct {
-    alignas(nlmsghdr) char messages[kMaxProbes][kProbeMessage];
-    size_t count;
-} s_probes;
-
-static void CollectProbe(void *, const nlmsghdr *probe)
-{
-    if (s_probes.count < kMaxProbes) memcpy(s_probes.messages[s_probes.count++], probe, probe->nlmsg_len);
-}
+static Probe s_probes[kMaxProbes]; // of one look, which are sent without the lock
 
 // Puts the device table together, and asks those devices that are due. Returns whether any was.
 static bool RefreshAndAsk(int64_t now)
 {
-    s_probes.count = 0;
+    size_t count;
     {
         Lock lock(&s_lock);
         DevicesRefresh(TheConfig(), now, WallSeconds());
-        DevicesProbe(TheConfig(), now, CollectProbe, nullptr);
+        count = DevicesProbe(TheConfig(), now, s_probes, kMaxProbes);
     }
-    for (size_t i = 0; i < s_probes.count; i++) {
-        const nlmsghdr *probe = reinterpret_cast<const nlmsghdr *>(s_probes.messages[i]);
+    for (size_t i = 0; i < count; i++) {
+        alignas(nlmsghdr) char buffer[kProbeMessage];
+        const Probe &probe = s_probes[i];
+        const nlmsghdr *message = WriteProbe(buffer, probe.lan, probe.family, probe.address, probe.mac);
         // Of an answer there is only a refusal, and nothing follows from that.
-        if (mnl_socket_sendto(s_cache.events, probe, probe->nlmsg_len) < 0) break;
+        if (mnl_socket_sendto(s_cache.events, message, message->nlmsg_len) < 0) break;
     }
-    return s_probes.count > 0;
+    return count > 0;
 }
 
 static void Watch(int descriptor)
@@ -313,6 +309,7 @@ static void KeepInForce(int64_t now)
 {
     if (s_cache.placesDue) {
         s_cache.placesDue = false;
+        ChooseNews();
         Places places;
         ReadPlaces(&places);
         ReadRadios();
@@ -349,6 +346,7 @@ static int64_t Look(bool timeIsUp, bool *probed)
         unsettled = DevicesUnsettled(now);
     }
     if (timeIsUp || unsettled) ReadFiles();
+    if (s_cache.quiet && (timeIsUp || unsettled) && now - s_cache.neighboursMs >= kLeastSampleMs) ReadNeighbours(now);
     if (s_cache.radiosDue || (timeIsUp && s_cache.radios >= 0)) ReadRadios();
     if (now - s_cache.sampledMs >= (timeIsUp ? kLeastSampleMs : wanted ? kBusyMs : kQuietMs)) SampleTraffic(now);
     KeepInForce(now);
@@ -377,8 +375,12 @@ static bool AwaitNews(int64_t untilMs)
     return timeIsUp;
 }
 
+static void Begin();
+
 static void *Run(void *)
 {
+    Begin();
+    sem_post(&s_ready);
     int64_t nextMs = 0;
     bool probed = false;
     while (!s_stop) {
@@ -435,13 +437,18 @@ static void StartThread()
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, kStack);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    if (pthread_create(&s_thread, &attributes, Run, nullptr) != 0) {
-        Say("no thread: the device table does not change");
-        close(s_wake);
-        s_wake = -1;
-    }
+    const bool runs = pthread_create(&s_thread, &attributes, Run, nullptr) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     pthread_attr_destroy(&attributes);
+    if (runs) {
+        while (sem_wait(&s_ready) != 0) { // a signal
+        }
+        return;
+    }
+    Say("no thread: the device table does not change");
+    close(s_wake);
+    s_wake = -1;
+    Begin();
 }
 
 // Asks all devices that the kernel remembers, so that the first table shows those that are there.
@@ -453,22 +460,25 @@ static void AskDevices()
     RefreshAndAsk(NowMs());
 }
 
+// Reads everything for the first time and puts it in force. By the thread: its stack is the one that has the room.
+static void Begin()
+{
+    DumpAll();
+    ReadFiles();
+    Places places;
+    ReadPlaces(&places);
+    if (TheConfig()->forwarding) EnforceForwarding(&places);
+    KeepInForce(NowMs());
+    AskDevices();
+}
+
 void StartRouter()
 {
     if (s_started.load(std::memory_order_acquire)) return;
     Lock start(&s_start);
     if (s_started) return;
     LoadSettings();
-    if (OpenSockets()) {
-        DumpAll();
-        ReadFiles();
-        Places places;
-        ReadPlaces(&places);
-        if (TheConfig()->forwarding) EnforceForwarding(&places);
-        KeepInForce(NowMs());
-        AskDevices();
-        StartThread();
-    }
+    if (OpenSockets()) StartThread();
     s_started.store(true, std::memory_order_release);
 }
 

@@ -1,5 +1,5 @@
 // Cache.h - the thread that hears the kernel's news and keeps the tables that the functions answer from.
-// State:    the lock of all tables (links, neighbours, leases, radios, devices), the thread.
+// State:    the lock of the tables of the kernel's news (links, addresses, routes, neighbours, radios), the thread.
 // Threads:  any.
 #pragma once
 
@@ -8,7 +8,8 @@
 #include "sdk/linux/access/Enforce.h"
 #include "sdk/linux/base/Lock.h"
 
-// The lock of all tables, and of the settings for reading. Nobody waits for anything while holding it.
+// The lock of the tables of news. Nobody waits for anything while holding it, but the thread works through many messages
+// at once; so what has to be quick has a lock of its own, see cache/Devices.h.
 pthread_mutex_t *CacheLock();
 
 // Starts the library with the first call of a function: configuration, settings, tables, rules, thread. Later calls

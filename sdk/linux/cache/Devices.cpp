@@ -17,23 +17,46 @@ static const int64_t kSettleRetryMs = 900;
 static const int64_t kGiveUpMs = 180000; // a device with a lease that has not answered for so long is gone
 static const size_t kHash = 2048;        // more than twice kMaxDevices, a power of two
 
-// All that this module remembers.
+namespace
+{
+// What is known of a device besides what is shown of it.
+struct Track {
+    bool inBridge;   // the bridge table has it
+    uint16_t lease;  // place + 1 of its lease; 0: none
+    int portIndex;   // number of the port's interface; 0: not known
+    uint32_t ip;     // the one that is to be shown
+    int64_t ipMs;    // behind the confirmation of that address; 0: it is not confirmed
+    int64_t knownMs; // when it was last heard of
+    int64_t confirmedMs;
+    int64_t probedMs;
+    int64_t arrivedMs;   // when it came to its port, if it is in the bridge table
+    uint64_t bytes[2];   // by Direction; as the counters stood at the last sample
+    uint64_t sampled[2]; // in the sample under way
+};
+} // namespace
+
+// All that this module remembers. The cache thread alone changes it: what is shown under the lock, the rest without.
+static pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER;
 static struct {
-    Device devices[kMaxDevices];
-    size_t count;           // places that were ever used
-    uint16_t places[kHash]; // place + 1 of the device whose MAC leads here, or to one before; 0 for none
+    Device devices[kMaxDevices]; // shown, as are the next three
+    size_t count;                // places that were ever used
+    uint16_t places[kHash];      // place + 1 of the device whose MAC leads here, or to one before; 0 for none
     uint64_t totalRate[2];
-    bool anyTraffic; // in the sample under way
-    uint64_t sampled[kMaxDevices][2];
-    int64_t shown[kMaxDevices]; // behind the confirmation of the IPv4 address that is shown; 0: none is confirmed
+    Track tracks[kMaxDevices];
 } s_table;
+
+pthread_mutex_t *DevicesLock()
+{
+    return &s_lock;
+}
 
 void DevicesClear()
 {
+    Lock lock(&s_lock);
     memset(&s_table, 0, sizeof s_table);
 }
 
-Device *Devices(size_t *count)
+const Device *Devices(size_t *count)
 {
     *count = s_table.count;
     return s_table.devices;
@@ -48,13 +71,26 @@ static size_t HashOf(const uint8_t mac[6])
     return (sum ^ sum >> 16) % kHash;
 }
 
-Device *FindDevice(const uint8_t mac[6])
+// The place of a device, or kMaxDevices.
+static size_t PlaceOf(const uint8_t mac[6])
 {
     for (size_t i = HashOf(mac);; i = (i + 1) % kHash) {
-        if (!s_table.places[i]) return nullptr;
-        Device &device = s_table.devices[s_table.places[i] - 1];
-        if (SameMac(device.mac, mac)) return &device;
+        if (!s_table.places[i]) return kMaxDevices;
+        const size_t place = s_table.places[i] - 1u;
+        if (SameMac(s_table.devices[place].mac, mac)) return place;
     }
+}
+
+const Device *FindDevice(const uint8_t mac[6])
+{
+    const size_t place = PlaceOf(mac);
+    return place < kMaxDevices ? &s_table.devices[place] : nullptr;
+}
+
+static Track *FindTrack(const uint8_t mac[6])
+{
+    const size_t place = PlaceOf(mac);
+    return place < kMaxDevices ? &s_table.tracks[place] : nullptr;
 }
 
 static void EnterHash(const uint8_t mac[6], size_t place)
@@ -69,8 +105,8 @@ static size_t ReplaceOldest()
 {
     size_t oldest = kMaxDevices;
     for (size_t i = 0; i < s_table.count; i++) {
-        const Device &device = s_table.devices[i];
-        if (!device.present && (oldest == kMaxDevices || device.knownMs < s_table.devices[oldest].knownMs)) oldest = i;
+        if (s_table.devices[i].present) continue;
+        if (oldest == kMaxDevices || s_table.tracks[i].knownMs < s_table.tracks[oldest].knownMs) oldest = i;
     }
     if (oldest == kMaxDevices) return oldest;
     memset(&s_table.devices[oldest], 0, sizeof(Device));
@@ -80,19 +116,20 @@ static size_t ReplaceOldest()
     return oldest;
 }
 
-static Device *MakeDevice(const uint8_t mac[6], int64_t now)
+static Track *MakeTrack(const uint8_t mac[6], int64_t now)
 {
-    Device *device = FindDevice(mac);
-    if (device) return device;
+    Track *track = FindTrack(mac);
+    if (track) return track;
+    Lock lock(&s_lock);
     const size_t place = s_table.count < kMaxDevices ? s_table.count++ : ReplaceOldest();
     if (place == kMaxDevices) return nullptr;
-    device = &s_table.devices[place];
-    memset(device, 0, sizeof *device);
-    memset(s_table.sampled[place], 0, sizeof s_table.sampled[place]);
-    memcpy(device->mac, mac, kMacSize);
-    device->knownMs = now;
+    s_table.devices[place] = {};
+    memcpy(s_table.devices[place].mac, mac, kMacSize);
     EnterHash(mac, place);
-    return device;
+    track = &s_table.tracks[place];
+    *track = {};
+    track->knownMs = now;
+    return track;
 }
 
 // ---- The table ----
@@ -104,32 +141,30 @@ static void FromBridge(const Link *lan, int64_t now)
     for (size_t i = 0; i < count; i++) {
         const Link *port = entries[i].port ? LinkByIndex(entries[i].port) : nullptr;
         if (!port || port->master != lan->index) continue;
-        Device *device = MakeDevice(entries[i].mac, now);
-        if (!device) continue;
-        device->portIndex = entries[i].port;
-        device->arrivedMs = entries[i].sinceMs;
-        device->inBridge = true;
-        device->knownMs = now;
+        Track *track = MakeTrack(entries[i].mac, now);
+        if (!track) continue;
+        track->portIndex = entries[i].port;
+        track->arrivedMs = entries[i].sinceMs;
+        track->inBridge = true;
+        track->knownMs = now;
     }
 }
 
 static void FromNeighbours(const Link *lan, int64_t now)
 {
-    memset(s_table.shown, 0, sizeof s_table.shown);
     size_t count;
     const Neighbour *neighbours = Neighbours(&count);
     for (size_t i = 0; i < count; i++) {
         const Neighbour &neighbour = neighbours[i];
         if (!neighbour.family) continue;
         // Behind a bridge a device is first of all a MAC at a port; without one, its addresses are all there is.
-        Device *device = lan->isBridge ? FindDevice(neighbour.mac) : MakeDevice(neighbour.mac, now);
-        if (!device) continue;
-        if (!lan->isBridge) device->portIndex = lan->index;
-        if (neighbour.confirmedMs > device->confirmedMs) device->confirmedMs = neighbour.confirmedMs;
-        int64_t &best = s_table.shown[device - s_table.devices];
-        if (neighbour.family != AF_INET || neighbour.confirmedMs < best) continue;
-        best = neighbour.confirmedMs + 1;
-        memcpy(&device->ip, neighbour.address, sizeof device->ip);
+        Track *track = lan->isBridge ? FindTrack(neighbour.mac) : MakeTrack(neighbour.mac, now);
+        if (!track) continue;
+        if (!lan->isBridge) track->portIndex = lan->index;
+        if (neighbour.confirmedMs > track->confirmedMs) track->confirmedMs = neighbour.confirmedMs;
+        if (neighbour.family != AF_INET || neighbour.confirmedMs < track->ipMs) continue;
+        track->ipMs = neighbour.confirmedMs + 1;
+        memcpy(&track->ip, neighbour.address, sizeof track->ip);
     }
 }
 
@@ -140,11 +175,10 @@ static void FromLeases(int64_t now, int64_t wallSeconds)
     for (size_t i = 0; i < count; i++) {
         const Lease &lease = leases[i];
         if (lease.expires != 0 && lease.expires <= wallSeconds) continue;
-        Device *device = MakeDevice(lease.mac, now);
-        if (!device) continue;
-        device->hasLease = true;
-        CopyText(device->name, sizeof device->name, lease.name);
-        if (!s_table.shown[device - s_table.devices]) device->ip = lease.ip;
+        Track *track = MakeTrack(lease.mac, now);
+        if (!track) continue;
+        track->lease = uint16_t(i + 1);
+        if (!track->ipMs) track->ip = lease.ip;
     }
 }
 
@@ -170,20 +204,18 @@ static Numbers NumberPorts(const Config *config)
 }
 
 // How a device is connected, and whether its port can carry it.
-static bool PlaceAtPort(Device *device, const Numbers &numbers)
+static bool PlaceAtPort(Device *device, Track *track, const Station *station, const Numbers &numbers)
 {
-    const Station *station = StationOf(device->mac);
-    if (station) device->portIndex = station->radio;
-    const Link *port = device->portIndex ? LinkByIndex(device->portIndex) : nullptr;
-    const Radio *radio = device->portIndex ? RadioByIndex(device->portIndex) : nullptr;
-    device->wireless = radio != nullptr;
+    if (station) track->portIndex = station->radio;
+    const Link *port = track->portIndex ? LinkByIndex(track->portIndex) : nullptr;
+    const Radio *radio = track->portIndex ? RadioByIndex(track->portIndex) : nullptr;
     device->link = !radio                    ? uint8_t(ROUTER_LINK_WIRED)
                    : radio->frequency < 4000 ? uint8_t(ROUTER_LINK_WIFI_2G)
                                              : uint8_t(ROUTER_LINK_WIFI_5G);
     device->port = 0;
     if (radio) device->port = SsidIndexOf(radio->name);
     for (uint16_t i = 0; !radio && i < numbers.portCount; i++)
-        if (numbers.ports[i] && numbers.ports[i] == device->portIndex) device->port = i;
+        if (numbers.ports[i] && numbers.ports[i] == track->portIndex) device->port = i;
     if (station) {
         device->speed[1] = station->receive;
         device->speed[2] = station->transmit;
@@ -195,24 +227,45 @@ static bool PlaceAtPort(Device *device, const Numbers &numbers)
     return port && port->up && (!radio || station);
 }
 
+// Puts a device's new record in place of the one that is shown.
+static void Show(size_t place, const Device &device)
+{
+    if (memcmp(&device, &s_table.devices[place], sizeof device) == 0) return;
+    Lock lock(&s_lock);
+    s_table.devices[place] = device;
+}
+
 void DevicesRefresh(const Config *config, int64_t now, int64_t wallSeconds)
 {
     const Link *lan = LanLink(config);
-    if (!lan) {
-        for (Device &device : s_table.devices) device.present = false;
-        return;
+    for (size_t i = 0; i < s_table.count; i++) {
+        Track &track = s_table.tracks[i];
+        track.inBridge = false;
+        track.lease = 0;
+        track.ipMs = 0;
+        if (lan || !s_table.devices[i].present) continue;
+        Device device = s_table.devices[i];
+        device.present = false;
+        Show(i, device);
     }
-    for (size_t i = 0; i < s_table.count; i++) s_table.devices[i].inBridge = s_table.devices[i].hasLease = false;
+    if (!lan) return;
     FromBridge(lan, now);
     FromNeighbours(lan, now);
     FromLeases(now, wallSeconds);
     const Numbers numbers = NumberPorts(config);
+    size_t leaseCount;
+    const Lease *leases = Leases(&leaseCount);
     for (size_t i = 0; i < s_table.count; i++) {
-        Device &device = s_table.devices[i];
-        const bool carried = lan->up && PlaceAtPort(&device, numbers);
-        const bool known = !lan->isBridge || device.inBridge || device.hasLease || StationOf(device.mac);
-        device.present = carried && known && device.confirmedMs != 0 && now - device.confirmedMs <= kPresentMs;
-        if (device.present) device.knownMs = now;
+        Device device = s_table.devices[i];
+        Track &track = s_table.tracks[i];
+        const Station *station = StationOf(device.mac);
+        const bool carried = PlaceAtPort(&device, &track, station, numbers) && lan->up;
+        const bool known = !lan->isBridge || track.inBridge || track.lease || station;
+        device.present = carried && known && track.confirmedMs != 0 && now - track.confirmedMs <= kPresentMs;
+        device.ip = track.ip;
+        if (track.lease) CopyText(device.name, sizeof device.name, leases[track.lease - 1].name);
+        if (device.present) track.knownMs = now;
+        Show(i, device);
     }
 }
 
@@ -230,77 +283,93 @@ bool DevicesUnsettled(int64_t now)
     return false;
 }
 
-static bool IsDue(const Device &device, const Link *lan, int64_t now)
+static bool IsDue(const Track &track, const uint8_t mac[6], const Link *lan, int64_t now)
 {
-    const Link *port = device.portIndex ? LinkByIndex(device.portIndex) : nullptr;
-    if (!port || !port->up || now - device.confirmedMs < kProbeMs) return false;
-    const bool mayBeThere = device.inBridge || !lan->isBridge || StationOf(device.mac) ||
-                            (device.hasLease && now - device.confirmedMs < kGiveUpMs);
-    const bool isNew = device.inBridge && now - device.arrivedMs < kSettleMs;
-    return mayBeThere && now - device.probedMs >= (isNew ? kSettleRetryMs : kRetryMs);
+    const Link *port = track.portIndex ? LinkByIndex(track.portIndex) : nullptr;
+    if (!port || !port->up || now - track.confirmedMs < kProbeMs) return false;
+    const bool mayBeThere =
+        track.inBridge || !lan->isBridge || StationOf(mac) || (track.lease && now - track.confirmedMs < kGiveUpMs);
+    const bool isNew = track.inBridge && now - track.arrivedMs < kSettleMs;
+    return mayBeThere && now - track.probedMs >= (isNew ? kSettleRetryMs : kRetryMs);
 }
 
-void DevicesProbe(const Config *config, int64_t now, void (*send)(void *user, const nlmsghdr *probe), void *user)
+static void AddProbe(Probe *probe, int lan, uint8_t family, const void *address, size_t size, const uint8_t mac[6])
 {
-    alignas(nlmsghdr) char buffer[kProbeMessage];
+    *probe = {lan, family, {}, {}};
+    memcpy(probe->address, address, size);
+    memcpy(probe->mac, mac, sizeof probe->mac);
+}
+
+size_t DevicesProbe(const Config *config, int64_t now, Probe *probes, size_t room)
+{
     const Link *lan = LanLink(config);
-    if (!lan) return;
+    if (!lan) return 0;
     bool due[kMaxDevices] = {};
     bool asked[kMaxDevices] = {};
-    for (size_t i = 0; i < s_table.count; i++) due[i] = IsDue(s_table.devices[i], lan, now);
-    size_t count;
+    bool any = false;
+    for (size_t i = 0; i < s_table.count; i++) {
+        due[i] = IsDue(s_table.tracks[i], s_table.devices[i].mac, lan, now);
+        any = any || due[i];
+    }
+    if (!any) return 0;
+    size_t used = 0, count;
     const Neighbour *neighbours = Neighbours(&count);
-    for (size_t i = 0; i < count; i++) {
+    for (size_t i = 0; i < count && used < room; i++) {
         const Neighbour &neighbour = neighbours[i];
-        const Device *device = neighbour.family ? FindDevice(neighbour.mac) : nullptr;
-        if (!device || !due[device - s_table.devices]) continue;
-        asked[device - s_table.devices] = true;
-        send(user, WriteProbe(buffer, lan->index, neighbour.family, neighbour.address, neighbour.mac));
+        const size_t place = neighbour.family ? PlaceOf(neighbour.mac) : kMaxDevices;
+        if (place == kMaxDevices || !due[place]) continue;
+        asked[place] = true;
+        AddProbe(&probes[used++], lan->index, neighbour.family, neighbour.address, sizeof neighbour.address,
+                 neighbour.mac);
     }
     for (size_t i = 0; i < s_table.count; i++) {
-        Device &device = s_table.devices[i];
+        Track &track = s_table.tracks[i];
         if (!due[i]) continue;
-        device.probedMs = now;
+        track.probedMs = now;
         // The kernel has forgotten it: asked at the address that it had last, unless another device has that now.
         uint8_t address[16] = {};
-        memcpy(address, &device.ip, sizeof device.ip);
-        if (!asked[i] && device.ip && !NeighbourOf(AF_INET, address))
-            send(user, WriteProbe(buffer, lan->index, AF_INET, address, device.mac));
+        memcpy(address, &track.ip, sizeof track.ip);
+        if (!asked[i] && track.ip && used < room && !NeighbourOf(AF_INET, address))
+            AddProbe(&probes[used++], lan->index, AF_INET, address, sizeof address, s_table.devices[i].mac);
     }
+    return used;
 }
 
 // ---- Traffic ----
 
 void SampleBegin()
 {
-    s_table.anyTraffic = false;
     for (size_t i = 0; i < s_table.count; i++)
-        memcpy(s_table.sampled[i], s_table.devices[i].bytes, sizeof s_table.sampled[i]);
+        memcpy(s_table.tracks[i].sampled, s_table.tracks[i].bytes, sizeof s_table.tracks[i].sampled);
 }
 
 void SampleAdd(Direction direction, const uint8_t mac[6], uint64_t bytes)
 {
-    const Device *device = FindDevice(mac);
-    if (device) s_table.sampled[device - s_table.devices][direction] = bytes;
+    Track *track = FindTrack(mac);
+    if (track) track->sampled[direction] = bytes;
 }
 
 bool SampleEnd(int64_t elapsedMs)
 {
     uint64_t total[2] = {};
+    bool anyTraffic = false;
     for (size_t i = 0; i < s_table.count; i++) {
-        Device &device = s_table.devices[i];
+        Device device = s_table.devices[i];
+        Track &track = s_table.tracks[i];
         for (int d = SENT; d <= RECEIVED; d++) {
-            const uint64_t before = device.bytes[d], after = s_table.sampled[i][d];
+            const uint64_t before = track.bytes[d], after = track.sampled[d];
             // Counters start again when the rules do.
             const uint64_t moved = after >= before ? after - before : after;
-            device.bytes[d] = after;
+            track.bytes[d] = after;
             device.rate[d] = elapsedMs > 0 ? moved * 1000 / uint64_t(elapsedMs) : 0;
             total[d] += device.rate[d];
-            if (moved > 0) s_table.anyTraffic = true;
+            if (moved > 0) anyTraffic = true;
         }
+        Show(i, device);
     }
+    Lock lock(&s_lock);
     memcpy(s_table.totalRate, total, sizeof total);
-    return s_table.anyTraffic;
+    return anyTraffic;
 }
 
 uint64_t TotalRate(Direction direction)

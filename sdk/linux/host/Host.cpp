@@ -13,6 +13,7 @@
 
 #include "sdk/linux/base/Files.h"
 #include "sdk/linux/base/Lock.h"
+#include "sdk/linux/base/Pages.h"
 #include "sdk/linux/base/Result.h"
 
 static const size_t kMaxCpuInfo = 65536;
@@ -136,14 +137,14 @@ int HostCpu(CpuCfg *cpu)
     CpuCfg answer = {};
     const long cores = sysconf(_SC_NPROCESSORS_ONLN);
     answer.cores = uint8_t(cores < 1 ? 1 : cores > 255 ? 255 : cores);
-    char *text = static_cast<char *>(malloc(kMaxCpuInfo));
+    Pages<char> room(kMaxCpuInfo);
+    char *text = room.Get();
     char value[64] = {};
     if (!text) return RESULT_NO_FIGURE;
-    text[0] = '\0';
     // Of a machine with many processors the start of the file is enough, and longer than the room.
     FILE *file = fopen("/proc/cpuinfo", "re");
     if (file) {
-        text[fread(text, 1, kMaxCpuInfo - 1, file)] = '\0';
+        if (fread(text, 1, kMaxCpuInfo - 1, file) == 0) text[0] = '\0';
         fclose(file);
     }
     const bool named = FindValue(text, "model name", ':', value, sizeof value) ||
@@ -155,7 +156,6 @@ int HostCpu(CpuCfg *cpu)
     if (FindValue(text, "cpu MHz", ':', value, sizeof value)) answer.mhz = uint16_t(strtoul(value, nullptr, 10));
     if (!answer.mhz && ReadLine("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_max_freq", value, sizeof value))
         answer.mhz = uint16_t(strtoul(value, nullptr, 10) / 1000);
-    free(text);
     *cpu = answer;
     return RESULT_OK;
 }

@@ -2,22 +2,20 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 
 #include "sdk/linux/base/Files.h"
+#include "sdk/linux/base/Pages.h"
 #include "sdk/linux/base/Texts.h"
 
 static const size_t kMaxFile = 256 * 1024;
 
 // All that this module remembers.
 static struct {
-    Lease leases[kMaxLeases]; // in use, by the lock
+    Lease leases[kMaxLeases];
     size_t count;
-    Lease fresh[kMaxLeases]; // just read, cache thread only, as is the rest
-    size_t freshCount;
-    struct stat seen;
+    struct stat seen; // of the file
 } s_leases;
 
 // The next word of a line, or an empty one at its end; `*text` moves behind it.
@@ -76,20 +74,11 @@ bool LoadLeases(const char *path)
         now.st_mtim.tv_nsec == seen.st_mtim.tv_nsec)
         return false;
     s_leases.seen = now;
-    char *text = static_cast<char *>(malloc(kMaxFile));
-    if (!text) return false;
-    const long length = ReadFile(path, text, kMaxFile);
-    if (length >= 0) s_leases.freshCount = ReadLeases(text, s_leases.fresh);
-    const bool missing = length < 0 && errno == ENOENT;
-    if (missing) s_leases.freshCount = 0;
-    free(text);
-    return length >= 0 || missing;
-}
-
-void LeasesTake()
-{
-    memcpy(s_leases.leases, s_leases.fresh, s_leases.freshCount * sizeof(Lease));
-    s_leases.count = s_leases.freshCount;
+    Pages<char> text(kMaxFile);
+    if (!text.Get()) return false;
+    if (ReadFile(path, text.Get(), kMaxFile) < 0 && errno != ENOENT) return false;
+    s_leases.count = ReadLeases(text.Get(), s_leases.leases); // without the file an empty text
+    return true;
 }
 
 const Lease *Leases(size_t *count)

@@ -1,6 +1,6 @@
 // Leases.h - the lease file of dnsmasq: "EXPIRY MAC ADDRESS NAME CLIENT-ID" on each line, "*" for no name.
 // State:    the leases of the last reading.
-// Threads:  whoever holds the cache's lock; ReadLeases() and LoadLeases() belong to the cache thread.
+// Threads:  the cache thread; ReadLeases() any.
 #pragma once
 
 #include <cstddef>
@@ -19,10 +19,9 @@ struct Lease {
 // leases of IPv6 and what is over the room are left out. Names come from the devices themselves: see CopyHostName().
 size_t ReadLeases(const char *text, Lease *leases);
 
-// Reads the file if it has changed since the last time. Returns true if it did; the caller then takes over with
-// LeasesTake() under the lock. A file that cannot be read, or is larger than 256 KiB, changes nothing.
+// Reads the file if it has changed since the last time, and returns whether it did. A file that cannot be read, or is
+// larger than 256 KiB, changes nothing; one that is not there has no leases.
 bool LoadLeases(const char *path);
-void LeasesTake();
 
 // All leases in the order of the file: of several for one device the last counts.
 const Lease *Leases(size_t *count);

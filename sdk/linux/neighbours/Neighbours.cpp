@@ -1,6 +1,8 @@
 #include "sdk/linux/neighbours/Neighbours.h"
 
+#include <arpa/inet.h>
 #include <cstring>
+#include <linux/filter.h>
 #include <linux/neighbour.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
@@ -26,7 +28,7 @@ void NeighboursClear()
     s_table.neighbourCount = s_table.entryCount = 0;
 }
 
-Neighbour *Neighbours(size_t *count)
+const Neighbour *Neighbours(size_t *count)
 {
     *count = s_table.neighbourCount;
     return s_table.neighbours;
@@ -151,6 +153,29 @@ bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now)
         return ours && mac && OnBridgeEntry(message, header, mac, now);
     }
     return header->ndm_ifindex == lan && lan != 0 && OnNeighbour(message, header, attributes, mac, now);
+}
+
+// ---- News ----
+
+bool HearLittle(mnl_socket *socket, bool quiet)
+{
+    // The kernel runs this on each message. A filter loads numbers as the network orders them.
+    static const uint16_t dull = htons(NUD_STALE | NUD_DELAY | NUD_PROBE);
+    sock_filter program[] = {
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, offsetof(nlmsghdr, nlmsg_type)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWNEIGH), 0, 5),
+        BPF_STMT(BPF_LD | BPF_B | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_family)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_BRIDGE, 3, 0),
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_state)),
+        BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, dull, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, 0),
+        BPF_STMT(BPF_RET | BPF_K, UINT32_MAX),
+    };
+    const sock_fprog filter = {sizeof program / sizeof *program, program};
+    const int descriptor = mnl_socket_get_fd(socket), none = 0;
+    if (quiet) return setsockopt(descriptor, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
+    setsockopt(descriptor, SOL_SOCKET, SO_DETACH_FILTER, &none, sizeof none);
+    return true;
 }
 
 // ---- Probes ----

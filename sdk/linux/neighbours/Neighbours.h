@@ -6,7 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <linux/netlink.h>
+#include <libmnl/libmnl.h>
 
 constexpr size_t kMaxNeighbours = 1536; // four addresses for each of 384 devices
 constexpr size_t kMaxBridgeEntries = 1024;
@@ -17,7 +17,6 @@ struct Neighbour {
     uint8_t address[16]; // an IPv4 address in the first four bytes
     uint16_t state;      // NUD_...
     int64_t confirmedMs; // when the kernel last had an answer, or a proof of one, on the clock of NowMs(); 0 for never
-    int64_t probedMs;    // when this library last asked for a probe; 0 for never
 };
 
 struct BridgeEntry {
@@ -30,11 +29,16 @@ struct BridgeEntry {
 // `now` the time. Returns true if something changed. Of a full table the entry that was confirmed longest ago goes.
 bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now);
 
+// Lets a socket of rtnetlink hear of ARP and ND only who has answered or is gone, and not which entries have become old
+// or are asked again, which is most of the news and says nothing of a device. What else has happened a dump tells.
+// `quiet` false lets it hear everything again. Returns false if the kernel refuses: it hears everything.
+bool HearLittle(mnl_socket *socket, bool quiet);
+
 // Forgets everything, before a new dump.
 void NeighboursClear();
 
-// All places, some of them free. The caller may set probedMs.
-Neighbour *Neighbours(size_t *count);
+// All places, some of them free.
+const Neighbour *Neighbours(size_t *count);
 const BridgeEntry *BridgeEntries(size_t *count);
 
 // The entry of an address, or null.

@@ -9,6 +9,7 @@
 #include <sys/un.h>
 
 #include "sdk/linux/base/Files.h"
+#include "sdk/linux/base/Pages.h"
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
 
@@ -240,8 +241,9 @@ void ReadConfig(const char *path, const char *text, Config *config)
 void LoadConfig(const char *path, Config *config)
 {
     Defaults(config);
-    static char text[kMaxFile]; // used once, before there are threads
-    const long length = ReadFile(path, text, sizeof text);
+    Pages<char> room(kMaxFile);
+    const char *text = room.Get();
+    const long length = text ? ReadFile(path, room.Get(), kMaxFile) : -1;
     if (length < 0) {
         if (errno == ENOENT) return;
         Say("%s: not used: %s", path, strerror(errno));

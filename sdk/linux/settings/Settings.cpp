@@ -7,6 +7,7 @@
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
 #include "sdk/linux/cache/Cache.h"
+#include "sdk/linux/cache/Devices.h"
 
 // All that this module remembers.
 static Config s_config;
@@ -50,13 +51,13 @@ int ChangeState(void (*edit)(State *state, const void *user), const void *user)
     char before[offsetof(State, deviceCount)];
     memcpy(before, &s_state, sizeof before);
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         edit(&s_state, user);
     }
     if (memcmp(before, &s_state, sizeof before) == 0) return RESULT_OK;
     const int result = StoreSettings();
     if (result == RESULT_OK) return result;
-    Lock lock(CacheLock());
+    Lock lock(DevicesLock());
     memcpy(&s_state, before, sizeof before);
     return result;
 }
@@ -70,7 +71,7 @@ static int ChangeDevice(const uint8_t mac[6], Edit edit, Enforce enforce)
     DeviceSettings *device;
     DeviceSettings before;
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         device = MakeSettings(&s_state, mac);
         if (!device) return RESULT_FULL;
         before = *device;
@@ -82,7 +83,7 @@ static int ChangeDevice(const uint8_t mac[6], Edit edit, Enforce enforce)
     if (stored) result = enforce(uint16_t(device - s_state.devices));
     if (result == RESULT_OK) return result;
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         *device = before;
     }
     if (stored) StoreSettings();

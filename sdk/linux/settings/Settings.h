@@ -1,7 +1,7 @@
 // Settings.h - the one configuration and the one set of settings, and how a setting is changed: kept, put in force, or
 //              neither.
-// State:    both; the settings are read under the cache's lock and changed under the lock of the changes as well, which is
-//           taken first.
+// State:    both; the settings are read under the lock of the devices (cache/Devices.h) and changed under the lock of the
+//           changes as well, which is taken first.
 // Threads:  any.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 // Fixed once the library has started.
 const Config *TheConfig();
-// Under the cache's lock, or that of the changes.
+// Under the lock of the devices, or that of the changes.
 State *TheState();
 
 // Reads configuration and settings. Called once, before there are threads.

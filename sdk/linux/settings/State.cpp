@@ -4,12 +4,12 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "sdk/linux/base/Files.h"
+#include "sdk/linux/base/Pages.h"
 #include "sdk/linux/base/Say.h"
 
 static const char kFirstLine[] = "plug-router-state 1\n";
@@ -146,7 +146,8 @@ static void WriteState(Text *text, const State *state)
 
 bool SaveState(const char *path, const State *state)
 {
-    Text text = {static_cast<char *>(malloc(kMaxFile)), 0, false};
+    Pages<char> room(kMaxFile);
+    Text text = {room.Get(), 0, false};
     if (!text.data) return false;
     WriteState(&text, state);
     bool good = !text.full;
@@ -164,9 +165,6 @@ bool SaveState(const char *path, const State *state)
         unlink(fresh); // gone already, unless the writing failed
         errno = error;
     }
-    const int error = errno;
-    free(text.data);
-    errno = error;
     return good;
 }
 
@@ -291,16 +289,11 @@ bool ReadState(const char *text, State *state)
 static StateLoad LoadFile(const char *path, State *state)
 {
     Clear(state);
-    char *text = static_cast<char *>(malloc(kMaxFile));
-    if (!text) return STATE_FAILED;
-    const long length = ReadFile(path, text, kMaxFile);
-    StateLoad result = STATE_FAILED;
-    if (length < 0)
-        result = errno == ENOENT ? STATE_NONE : STATE_FAILED;
-    else if (strlen(text) == size_t(length) && ReadState(text, state))
-        result = STATE_LOADED;
-    free(text);
-    return result;
+    Pages<char> text(kMaxFile);
+    if (!text.Get()) return STATE_FAILED;
+    const long length = ReadFile(path, text.Get(), kMaxFile);
+    if (length < 0) return errno == ENOENT ? STATE_NONE : STATE_FAILED;
+    return strlen(text.Get()) == size_t(length) && ReadState(text.Get(), state) ? STATE_LOADED : STATE_FAILED;
 }
 
 StateLoad LoadState(const char *path, State *state)

@@ -4,7 +4,7 @@
 
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
-#include "sdk/linux/cache/Cache.h"
+#include "sdk/linux/cache/Devices.h"
 #include "sdk/linux/settings/Settings.h"
 #include "sdk/linux/wifi/Hostapd.h"
 
@@ -44,7 +44,7 @@ static void TellSettings(const char *path)
     uint8_t wps = 0;
     bool hasWps;
     {
-        Lock lock(CacheLock());
+        Lock lock(DevicesLock());
         const State *state = TheState();
         for (const SsidSettings &ssid : state->ssids)
             if (ssid.interface[0] && strcmp(ssid.interface, InterfaceOf(path)) == 0) settings = ssid;

@@ -3,6 +3,7 @@
 #include "sdk/RouterSdk.h"
 
 #include "sdk/linux/base/Result.h"
+#include "sdk/linux/cache/Cache.h"
 #include "tests/support/Files.h"
 #include <cstdlib>
 #include <cstring>
@@ -136,6 +137,28 @@ TEST(RouterFunctions, ValuesThatNoRouterWouldTakeAreRefused)
     uint16_t mbps;
     EXPECT_EQ(RESULT_BAD_VALUE, get_dev_speed(kPhone, 3, &mbps));
     EXPECT_EQ(RESULT_UNKNOWN, get_wifi_module_status(4, device.mac));
+}
+
+// The agent calls them with a lock of its own held. The cache thread holds its lock while it works through much news.
+TEST(RouterFunctions, ThoseAboutDevicesDoNotWaitForTheTablesOfTheKernelsNews)
+{
+    DevCfg devices[ROUTER_SDK_DEVICES];
+    uint8_t macs[ROUTER_SDK_BLACK_LIST][6];
+    char name[64];
+    int64_t limit;
+    uint16_t count, mbps;
+    EXPECT_EQ(RESULT_OK, get_devs_cfg(devices, &count)); // the library has started
+    Lock lock(CacheLock());
+    EXPECT_EQ(RESULT_OK, get_devs_cfg(devices, &count));
+    EXPECT_EQ(RESULT_OK, get_dev_cfg(devices, kPhone));
+    EXPECT_EQ(RESULT_OK, get_dev_name(kPhone, name));
+    EXPECT_EQ(RESULT_OK, get_dev_us_max_bw(kPhone, &limit));
+    EXPECT_EQ(RESULT_OK, get_dev_ds_max_bw(kPhone, &limit));
+    EXPECT_EQ(RESULT_UNKNOWN, get_dev_speed(kPhone, 0, &mbps)); // it is not there
+    EXPECT_EQ(RESULT_OK, get_dev_black_list(macs, &count));
+    EXPECT_EQ(0u, get_dev_us_bw(kPhone));
+    EXPECT_EQ(0u, get_dev_ds_bw(kPhone));
+    EXPECT_EQ(RESULT_OK, set_dev_name(kPhone, "handset"));
 }
 
 TEST(RouterFunctions, WhatCannotBeKeptIsNotChanged)
