@@ -25,7 +25,9 @@ packages_of() {
     build)
         # make is listed because cmake only recommends it.
         echo g++ make cmake libcjson-dev libssl-dev libgtest-dev libbenchmark-dev libcli11-dev libreadline-dev \
-            libmnl-dev libinih-dev libwpa-client-dev ;;
+            libmnl-dev libinih-dev libwpa-client-dev
+        # plug-gateway: sockets, NATS, JSON, log, metrics, HTTP.
+        echo libasio-dev libnats-dev nlohmann-json3-dev libspdlog-dev prometheus-cpp-dev libcivetweb-dev ;;
     run)
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
         # daemon; benchmarks compare with curl and openssl; the agent itself runs the others (killall
