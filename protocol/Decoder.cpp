@@ -123,15 +123,17 @@ static void DescribeResult(uint8_t dataType, Fields *out)
     if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
 }
 
-static void DescribeUpload(ParsedFrame *frame, Fields *out)
+Fields DescribeUpload(uint8_t msgType, uint8_t dataType, const Bytes &payload, std::vector<std::string> *problems)
 {
-    DescribeText(frame->payload, out);
-    const Upload *upload = FindUpload(frame->header.msgType, frame->dataType);
-    if (!upload) return;
+    Fields out;
+    DescribeText(payload, &out);
+    const Upload *upload = FindUpload(msgType, dataType);
+    if (!upload) return out;
     std::string meaning;
-    const Fields fields = DecodeUpload(*upload, frame->payload, &meaning, &frame->problems);
-    if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
-    if (!fields.empty()) out->push_back(ObjectField("fields", fields));
+    const Fields fields = DecodeUpload(*upload, payload, &meaning, problems);
+    if (!meaning.empty()) out.push_back(TextField("meaning", meaning));
+    if (!fields.empty()) out.push_back(ObjectField("fields", fields));
+    return out;
 }
 
 static bool IsErrorText(const Bytes &payload)
@@ -140,43 +142,55 @@ static bool IsErrorText(const Bytes &payload)
     return text == "length error" || text == "mem error" || text == "parser error";
 }
 
-static void DescribeFunction(ParsedFrame *frame, bool reply, Fields *out)
+static Field TagField(const uint8_t *tag)
 {
-    if (reply && IsErrorText(frame->payload)) {
-        DescribeText(frame->payload, out);
-        return;
-    }
-    if (frame->payload.size() < (reply ? kReplyHeader : kRequestHeader)) {
-        if (reply) frame->problems.push_back("a reply shorter than its header");
-        return;
-    }
-    WireReader r = WireRead(frame->payload.data(), frame->payload.size());
+    return TextField("tag", ToHex(Bytes(tag, tag + 2)));
+}
+
+static Fields DescribeRequest(const Bytes &payload)
+{
+    if (payload.size() < kRequestHeader) return {};
+    WireReader r = WireRead(payload.data(), payload.size());
     const uint8_t *tag = WireTake(&r, 2);
     const uint16_t id = WireGetLe16(&r);
-    out->push_back(NumberField("function", id));
-    out->push_back(TextField("function_name", FunctionName(id)));
-    out->push_back(TextField("tag", ToHex(Bytes(tag, tag + 2))));
-    if (!reply) {
-        const Bytes parameters(frame->payload.begin() + kRequestHeader, frame->payload.end());
-        out->push_back(TextField("parameters", ToHex(parameters)));
-        const Fields fields = DecodeRequest(id, parameters);
-        if (!fields.empty()) out->push_back(ObjectField("fields", fields));
-        return;
+    const Bytes parameters(payload.begin() + kRequestHeader, payload.end());
+    Fields out = {NumberField("function", id), TextField("function_name", FunctionName(id)), TagField(tag),
+                  TextField("parameters", ToHex(parameters))};
+    const Fields fields = DecodeRequest(id, parameters);
+    if (!fields.empty()) out.push_back(ObjectField("fields", fields));
+    return out;
+}
+
+Fields DescribeReply(const Bytes &payload, std::vector<std::string> *problems)
+{
+    Fields out;
+    if (IsErrorText(payload)) {
+        DescribeText(payload, &out);
+        return out;
     }
+    if (payload.size() < kReplyHeader) {
+        problems->push_back("a reply shorter than its header");
+        return out;
+    }
+    WireReader r = WireRead(payload.data(), payload.size());
+    const uint8_t *tag = WireTake(&r, 2);
+    const uint16_t id = WireGetLe16(&r);
     const int16_t status = static_cast<int16_t>(WireGetLe16(&r));
-    out->push_back(NumberField("status", status));
+    out = {NumberField("function", id), TextField("function_name", FunctionName(id)), TagField(tag),
+           NumberField("status", status)};
     std::string meaning = StatusMeaning(id, status);
     if (meaning.empty() && status == 1 && FindFunction(id)) meaning = FindFunction(id)->layout.failed;
-    if (!meaning.empty()) out->push_back(TextField("meaning", meaning));
-    const Bytes data(frame->payload.begin() + kReplyHeader, frame->payload.end());
-    if (status == 7 && data.empty()) out->push_back(TextField("verdict", "not supported"));
-    const Fields fields = DecodeReply(id, status, data, &frame->problems);
+    if (!meaning.empty()) out.push_back(TextField("meaning", meaning));
+    const Bytes data(payload.begin() + kReplyHeader, payload.end());
+    if (status == 7 && data.empty()) out.push_back(TextField("verdict", "not supported"));
+    const Fields fields = DecodeReply(id, status, data, problems);
     if (status != 0 && std::all_of(data.begin(), data.end(), [](uint8_t byte) { return byte == 0; }) && !data.empty())
-        out->push_back(FlagField("zeros", true)); // a failure that fills its record
+        out.push_back(FlagField("zeros", true)); // a failure that fills its record
     if (!fields.empty())
-        out->push_back(ObjectField("fields", fields));
+        out.push_back(ObjectField("fields", fields));
     else if (!data.empty())
-        out->push_back(TextField("data", ToHex(data)));
+        out.push_back(TextField("data", ToHex(data)));
+    return out;
 }
 
 static void DescribeAckHead(const ParsedFrame &frame, Fields *head)
@@ -225,12 +239,16 @@ Fields DescribeFrame(ParsedFrame *frame, Step step)
         rest.push_back(TextField("payload", ToHex(frame->payload)));
         // The platform's own acknowledgement of an upload is a text, not a function's reply.
         const bool functionReply = header.msgType == MSG_ACK_MAC && step == STEP_COMMAND;
-        if (header.msgType == MSG_FUNCTION_COMMAND || functionReply)
-            DescribeFunction(frame, functionReply, &rest);
+        Fields content;
+        if (header.msgType == MSG_FUNCTION_COMMAND)
+            content = DescribeRequest(frame->payload);
+        else if (functionReply)
+            content = DescribeReply(frame->payload, &frame->problems);
         else if (header.msgType == MSG_UP || header.msgType == MSG_UP_MAC)
-            DescribeUpload(frame, &rest);
+            content = DescribeUpload(header.msgType, frame->dataType, frame->payload, &frame->problems);
         else
-            DescribeText(frame->payload, &rest);
+            DescribeText(frame->payload, &content);
+        rest.insert(rest.end(), content.begin(), content.end());
         if (header.msgType == MSG_ACK && step == STEP_COMMAND) DescribeResult(frame->dataType, &rest);
     }
     if (head.empty() && !frame->head.empty()) head.push_back(TextField("bytes", ToHex(frame->head)));

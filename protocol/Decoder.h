@@ -13,6 +13,13 @@ namespace protocol
 // Errors in the content are added to `frame->problems`.
 Fields DescribeFrame(ParsedFrame *frame, Step step);
 
+// The payload of a function's reply, from the tag on: "function", "function_name", "tag", "status", "meaning", and
+// "fields", or "data" if it has no layout; an agent's complaint about the request has only its "text".
+Fields DescribeReply(const Bytes &payload, std::vector<std::string> *problems);
+
+// The payload of an upload (MsgType 17 or 19): "text" and "json" if it is one, "meaning", "fields".
+Fields DescribeUpload(uint8_t msgType, uint8_t dataType, const Bytes &payload, std::vector<std::string> *problems);
+
 // The name of the event for the arrival of this frame: "register", "login", "heartbeat", "upload", "ack" (of a plugin
 // command), "reply" (to a function command), "frame" for everything else.
 std::string ArrivalEvent(uint8_t msgType);

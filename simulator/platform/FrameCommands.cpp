@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
-#include "plugin/ParseJson.h"
 #include "protocol/FunctionNames.h"
 #include "protocol/FunctionParameters.h"
 #include "protocol/Meanings.h"
 #include "protocol/Names.h"
+#include "protocol/PluginCommands.h"
 #include "simulator/console/ParameterCompletions.h"
-#include "simulator/platform/CommandTexts.h"
 #include "simulator/platform/FunctionText.h"
 
 namespace sim
@@ -200,6 +199,32 @@ static bool MakeNetworkFailure(const Words &, FrameContext *, OutFrame *frame, s
     return true;
 }
 
+// The values of a typed command. `limit` tells what to do by what stands behind the MAC.
+static bool TypedValues(const Words &words, std::vector<std::optional<std::string>> *values, std::string *error)
+{
+    values->assign(words.begin() + 1, words.end());
+    if (words[0] != "limit") return true;
+    const bool off = words.size() == 3;
+    if (off && words[2] != "off")
+        return Fail(error, "'" + words[2] + "' is not off, and behind an UP a DOWN is missing");
+    if (off) values->pop_back();
+    values->insert(values->begin(), off ? "off" : "set");
+    return true;
+}
+
+// A command whose frame is a JSON text with typed members. To send an agent something invalid, use a text (`plugin`,
+// `set-bandwidth`, `surf-json`).
+static bool MakeTypedCommand(const Words &words, FrameContext *context, OutFrame *frame, std::string *error)
+{
+    const PluginCommand &command = *FindPluginCommand(words[0]);
+    std::vector<std::optional<std::string>> values;
+    std::string text;
+    if (!TypedValues(words, &values, error) || !MakeCommandText(command, values, &CommandMember::label, &text, error))
+        return false;
+    return command.function ? CallWithText(command.function, text, context, frame, error)
+                            : PluginFrame(command.dataType, text, frame, error);
+}
+
 static std::vector<std::string> LimitCompletions(const Words &words)
 {
     return words.size() == 2 ? std::vector<std::string>{"off"} : std::vector<std::string>();
@@ -213,18 +238,7 @@ CommandList FrameCommands(FrameContext *context, OutFrame *frame)
             return Result(maker(words, context, frame, &error), error);
         };
     };
-    const auto plugin = [=](CommandText *maker, uint8_t dataType) {
-        return [=](const Words &words) {
-            std::string text, error;
-            return Result(maker(words, &text, &error) && PluginFrame(dataType, text, frame, &error), error);
-        };
-    };
-    const auto function = [=](CommandText *maker, uint16_t id) {
-        return [=](const Words &words) {
-            std::string text, error;
-            return Result(maker(words, &text, &error) && CallWithText(id, text, context, frame, &error), error);
-        };
-    };
+    const auto typed = make(MakeTypedCommand);
     return {
         {"version", "", "ask for the router's version (function 1)", 0, 0, true,
          [=](const Words &) {
@@ -243,26 +257,25 @@ CommandList FrameCommands(FrameContext *context, OutFrame *frame)
          true, make(MakePlugin), Choice(PluginTypeNames())},
         {"forward", "add|del PRE_IP PRE_PORT POST_IP POST_PORT",
          "forward TCP connections for PRE_IP:PRE_PORT to POST_IP:POST_PORT; del: stop it (plugin route-set)", 5, 5,
-         true, plugin(ForwardText, PLUG_ROUTE_SET), Choice({"add", "del"})},
+         true, typed, Choice({"add", "del"})},
         {"limit", "MAC UP DOWN | limit MAC off",
          "limit what a device sends and receives, in the router's unit; off: remove the limit (function 66)", 2, 3,
-         true, function(LimitText, kLimitFunction), LimitCompletions},
+         true, typed, LimitCompletions},
         {"surf", "add|del MAC DAYS START STOP",
          "block a device's internet access from START to STOP (H:MM, both included); del: remove the rule (function "
          "69). DAYS has a digit for each weekday: 1 Monday, 2 Tuesday, 3 Wednesday, 4 Thursday, 5 Friday, 6 Saturday. "
          "7 is stored and never matches: an agent counts Sunday as 0, for which there are no rules",
-         5, 5, true, function(SurfText, kSurfFunction), Choice({"add", "del"})},
+         5, 5, true, typed, Choice({"add", "del"})},
         {"surf-json", "TEXT", "send function 69 with this text, valid or not", 1, kMaxWords, true, make(MakeSurfJson)},
         {"firmware-check", "FROM TO",
-         "ask whether firmware FROM may become TO (plugin firmware-check); answered as an upload", 2, 2, true,
-         plugin(FirmwareCheckText, PLUGIN_FIRMWARE_CHECK)},
+         "ask whether firmware FROM may become TO (plugin firmware-check); answered as an upload", 2, 2, true, typed},
         {"firmware-update", "FROM TO URL LENGTH METHOD SUM",
          "have the router's management process update the firmware (plugin firmware-update); the result is an upload",
-         6, 6, true, plugin(FirmwareUpdateText, PLUGIN_FIRMWARE_UPDATE)},
+         6, 6, true, typed},
         {"report-interval", "MINUTES",
          "report each device that comes online, and again after MINUTES (1 to 19); 0: report none (plugin "
          "report-interval)",
-         1, 1, true, plugin(ReportIntervalText, PLUGIN_REPORT_INTERVAL)},
+         1, 1, true, typed},
         {"frame", "MSGTYPE [head=HEX] [plain=HEX | body=HEX] [checksum=N] [length=N] [flag=N]",
          "send any frame: plain= is encrypted, body= is not; checksum and body length are right unless given", 1, 7,
          true, make(MakeFreeFrame), Choice(MsgTypeNames())},
