@@ -11,15 +11,7 @@
 namespace protocol
 {
 
-namespace
-{
-struct Range {
-    int64_t low;
-    uint64_t high;
-};
-} // namespace
-
-static Range RangeOf(Type type)
+NumberRange RangeOf(Type type)
 {
     switch (type) {
     case Type::U8: return {0, UINT8_MAX};
@@ -38,7 +30,7 @@ static void PutLittleEndian(uint64_t value, size_t size, Bytes *out)
 }
 
 // A decimal or 0x number of up to 64 bits, as its two's complement.
-static bool ParseWide(const std::string &text, const Range &range, uint64_t *value)
+static bool ParseWide(const std::string &text, const NumberRange &range, uint64_t *value)
 {
     int64_t number;
     if (ParseNumber(text, range.low, INT64_MAX, &number)) {
@@ -60,7 +52,7 @@ static bool Refuse(const FieldLayout &field, const std::string &reason, std::str
 
 static bool PutNumber(const FieldLayout &field, const std::string &text, Bytes *out, std::string *error)
 {
-    const Range range = RangeOf(field.type);
+    const NumberRange range = RangeOf(field.type);
     uint64_t value = 0;
     const char *const *names = field.values.names;
     const char *const *end = names + field.values.count;

@@ -12,6 +12,13 @@
 namespace protocol
 {
 
+// What a number of this type may be; of a type that is no number, anything.
+struct NumberRange {
+    int64_t low;
+    uint64_t high;
+};
+NumberRange RangeOf(Type type);
+
 // Appends the bytes of the value in `text`. False with a reason that names the field.
 bool PutValue(const FieldLayout &field, const std::string &text, Bytes *out, std::string *error);
 

@@ -16,7 +16,7 @@ std::vector<const FieldLayout *> SettableFields(const Layout &request)
     return fields;
 }
 
-static bool MayBeLeftOut(const Layout &request, const FieldLayout &field)
+bool MayBeLeftOut(const Layout &request, const FieldLayout &field)
 {
     return request.Shared() || field.initial != kMustBeGiven;
 }
@@ -98,29 +98,39 @@ bool AssignValues(const Function &function, const std::vector<std::string> &valu
     return true;
 }
 
+std::string WhatIsMissing(const Function &function, const AssignedValues &given)
+{
+    const Layout &request = function.layout.request;
+    if (given.empty() && request.Shared()) return "nothing is given";
+    for (const FieldLayout *field : SettableFields(request))
+        if (!given.count(field) && !MayBeLeftOut(request, *field)) return std::string(field->name) + " is missing";
+    return "";
+}
+
+bool EncodeParameters(const Function &function, const AssignedValues &given, Bytes *parameters, std::string *error)
+{
+    parameters->clear();
+    for (const FieldLayout &field : function.layout.request) {
+        const auto text = given.find(&field);
+        if (text == given.end())
+            PutInitial(field, parameters);
+        else if (!PutValue(field, text->second, parameters, error))
+            return false;
+    }
+    return true;
+}
+
 bool MakeParameters(const Function &function, const std::vector<std::string> &values, Bytes *parameters,
                     std::string *error)
 {
-    const Layout &request = function.layout.request;
     AssignedValues given;
     parameters->clear();
     if (!AssignValues(function, values, &given, error)) return false;
-    if (given.empty() && request.Shared()) {
-        *error = "nothing is given; use: " + Usage(function);
-        return false;
-    }
-    for (const FieldLayout &field : request) {
-        const auto text = given.find(&field);
-        if (text != given.end()) {
-            if (!PutValue(field, text->second, parameters, error)) return false;
-        } else if (field.type == Type::Zeros || MayBeLeftOut(request, field)) {
-            PutInitial(field, parameters);
-        } else {
-            *error = std::string(field.name) + " is missing; use: " + Usage(function);
-            return false;
-        }
-    }
-    return true;
+    // A wrong value before a missing one is the reason to give.
+    if (!EncodeParameters(function, given, parameters, error)) return false;
+    const std::string missing = WhatIsMissing(function, given);
+    if (!missing.empty()) *error = missing + "; use: " + Usage(function);
+    return missing.empty();
 }
 
 } // namespace protocol

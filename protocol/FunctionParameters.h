@@ -32,4 +32,14 @@ using AssignedValues = std::map<const FieldLayout *, std::string>;
 bool AssignValues(const Function &function, const std::vector<std::string> &values, AssignedValues *assigned,
                   std::string *error);
 
+// "host is missing", "nothing is given"; empty if everything is there that must be.
+std::string WhatIsMissing(const Function &function, const AssignedValues &given);
+
+// The bytes of a request from 10 on, in which fields that were not given have their initial values. False with a reason
+// that names the parameter.
+bool EncodeParameters(const Function &function, const AssignedValues &given, Bytes *parameters, std::string *error);
+
+// Whether a request may lack it.
+bool MayBeLeftOut(const Layout &request, const FieldLayout &field);
+
 } // namespace protocol
