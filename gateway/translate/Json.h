@@ -23,7 +23,7 @@ constexpr size_t kMaxJsonDepth = 8;     // objects and lists inside each other
 // Fault "bad_json" if the text is longer or deeper than the bounds, is no JSON object, or names a member twice.
 std::variant<Json, Fault> ReadParameters(std::string_view text);
 
-// On one line. Never fails: bytes that are not UTF-8 become U+0080 to U+00FF.
+// On one line. Never fails: texts that are not UTF-8, which only others than these procedures make, get U+FFFD.
 std::string JsonText(const Json &json);
 
 // Decoded fields as members of one object. Whole numbers stay exact up to 64 bits.

@@ -7,11 +7,12 @@
 namespace gateway
 {
 
-// [{"number":8,"name":"ping","summary":TEXT,"parameters":[{"name":"host","type":"text","size":64,"about":TEXT,
-// "required":true,...}],"answered":true},...]
+// [{"name":"ping","summary":TEXT,"number":8,"answered":true,"parameters":[{"name":"host","type":"ip","about":TEXT,
+// "required":true,...}]},...], and the functions with typed parameters in place of a text. Types: number, text, ip, mac,
+// hex, json; what bounds a value is "low" and "high", "size" (bytes), "values" (its names).
 Json FunctionsJson();
 
-// The same for plugin commands, with "command" for "number".
+// The same of plugin commands, with "command" in place of "number".
 Json CommandsJson();
 
 // [{"name":"device-list","msgtype":19,"datatype":63,"summary":TEXT},...]

@@ -6,8 +6,8 @@
 //   GET  /api/...              data of routers                                token
 //   POST /api/ask              a question                                     token and allowAsk
 //
-// State: the server and its threads, in Web. Threads: constructor, destructor and Port() the owner's; the view is called
-// on the server's own threads.
+// State: the server and its threads, in Web. Threads: constructor, destructor and Port() the owner's; the view is
+// called on the server's own threads.
 #pragma once
 
 #include <cstdint>
@@ -31,8 +31,8 @@ struct WebOptions {
 class Web
 {
   public:
-    // Listens and serves. Throws std::runtime_error, with the reason, if that is not possible. `view` and `counters` must
-    // live longer.
+    // Listens and serves. Throws std::runtime_error, with the reason, if that is not possible. `view` and `counters`
+    // must live longer.
     Web(const WebOptions &options, View &view, const Counters &counters);
     // Waits for the requests that are being answered.
     ~Web();
