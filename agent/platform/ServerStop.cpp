@@ -4,9 +4,10 @@
 
 OsAtomic<int> ServerRun;
 
-static OsWaiter s_stop;             // woken when ServerRun is cleared and when the response thread has ended
-static ServerStopCall *s_stopCalls; // guarded by s_stop, as is the next
-static bool s_responding;
+static OsWaiter s_stop; // woken when ServerRun is cleared and when what follows changes, all of which it guards
+static ServerStopCall *s_stopCalls;
+static int s_threads;
+static bool s_socketPassed; // and nobody has taken it
 
 static const int64_t kCallAgainMs = 1000;
 
@@ -39,11 +40,28 @@ static bool MakeStopCalls()
     return again;
 }
 
-void SetServerResponding(bool responding)
+void CountServerThread(int change)
 {
     OsGuard guard(&s_stop);
-    s_responding = responding;
+    s_threads += change;
+    if (change > 0) return;
+    s_socketPassed = false; // by the last thread at the latest, so not for the next connection
     OsWakeAll(&s_stop);
+}
+
+void PassSocket()
+{
+    OsGuard guard(&s_stop);
+    s_socketPassed = true;
+    OsWakeAll(&s_stop);
+}
+
+bool AwaitSocket()
+{
+    OsGuard guard(&s_stop);
+    while (ServerRun == 1 && !s_socketPassed) OsWaitUntil(&s_stop, OS_FOREVER);
+    s_socketPassed = false;
+    return ServerRun == 1;
 }
 
 void BeginServerStop()
@@ -58,6 +76,6 @@ void BeginServerStop()
 
 void AwaitServerResponse()
 {
-    while (!OsWaitFor(&s_stop, MakeStopCalls() ? kCallAgainMs : OS_FOREVER, [] { return !s_responding; })) {
+    while (!OsWaitFor(&s_stop, MakeStopCalls() ? kCallAgainMs : OS_FOREVER, [] { return s_threads == 0; })) {
     }
 }

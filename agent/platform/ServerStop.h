@@ -1,10 +1,11 @@
-// ServerStop.h - the end of the connection to the platform, for whatever waits on the response thread.
+// ServerStop.h - the end of the connection to the platform, for whatever waits on its two threads.
 //
 // A command is carried out on the response thread, and the teardown of the session waits for it. So everything that a
 // command waits for has to end when the teardown begins: a plain pause is WaitForServerStop(), and a wait for something
 // else names a call that wakes it.
 //
-// State:    the run flag and the list of calls, for the life of the process; whether the response thread runs.
+// State:    the run flag and the list of calls, for the life of the process; how many threads the connection has, and
+//           whether one of them may take the socket.
 // Threads:  as stated at each procedure.
 #pragma once
 
@@ -31,11 +32,17 @@ void ServerOnStop(ServerStopCall *call);
 
 // ---- For TcpServer alone ----
 
-// Says that the response thread has started (before it does), or has ended: then a wait for it ends.
-void SetServerResponding(bool responding);
+// Says that a thread of the connection has begun (1) or ends (-1). That thread.
+void CountServerThread(int change);
 
-// Clears ServerRun, ends every WaitForServerStop() and makes the calls. Main thread.
+// Passes the socket on: from now on the other thread receives. The thread that has received so far.
+void PassSocket();
+
+// Waits until the socket is passed on, and takes it. Returns false when the connection ends instead. The other thread.
+[[nodiscard]] bool AwaitSocket();
+
+// Clears ServerRun, ends every WaitForServerStop() and AwaitSocket(), and makes the calls. Main thread.
 void BeginServerStop();
 
-// Makes the calls again, and waits until the response thread has ended, repeating them as stated above. Main thread.
+// Makes the calls again, and waits until both threads have ended, repeating them as stated above. Main thread.
 void AwaitServerResponse();

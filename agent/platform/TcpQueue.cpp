@@ -7,18 +7,18 @@
 #include "core/Wire.h"
 #include "os/OsWait.h"
 
-static OsWaiter mMutexQue; // guards everything below
+static pthread_mutex_t mMutexQue = PTHREAD_MUTEX_INITIALIZER; // guards everything below
 static uint8_t mData[kQueueSize];
 static size_t mOffset; // fill level
 static bool s_changed; // the last popup() has not looked at all of it
 static bool s_begun;   // the last popup() left what is, or may be, the beginning of a frame
-static bool s_closed;  // nobody waits any more
+static bool s_taken;   // a thread is the response thread
 
 void NewTcpQueue()
 {
     OsGuard guard(&mMutexQue);
     mOffset = 0;
-    s_changed = s_begun = s_closed = false;
+    s_changed = s_begun = s_taken = false;
 }
 
 int push(const uint8_t *data, size_t length)
@@ -31,7 +31,6 @@ int push(const uint8_t *data, size_t length)
     memcpy(mData + mOffset, data, length);
     mOffset += length;
     s_changed = true;
-    OsWakeAll(&mMutexQue);
     return 0;
 }
 
@@ -84,14 +83,10 @@ bool QueueHoldsBegunFrame()
     return s_begun;
 }
 
-void QueueWait()
-{
-    OsWaitFor(&mMutexQue, OS_FOREVER, [] { return s_changed || s_closed; });
-}
-
-void QueueClose()
+bool QueueTurn(bool mine)
 {
     OsGuard guard(&mMutexQue);
-    s_closed = true;
-    OsWakeAll(&mMutexQue);
+    if (s_taken && !mine) return false;
+    s_taken = s_changed;
+    return s_taken;
 }

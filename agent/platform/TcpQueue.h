@@ -1,7 +1,8 @@
-// TcpQueue.h - the byte queue between the receive thread and the response thread, which cuts it into frames.
+// TcpQueue.h - the byte queue between the receive thread and the response thread, which cuts it into frames: two threads
+// that take turns to be the one and the other.
 //
 // State:    one flat buffer, guarded by mMutexQue.
-// Threads:  push() by the receive thread, popup() and QueueWait() by the response thread, QueueClose() by any.
+// Threads:  push() by the receive thread, popup() by the response thread, QueueTurn() by both.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +22,7 @@ struct ReceivedFrame {
     uint16_t firstWord;      // the body's first two bytes, little-endian; 0 when it has fewer
 };
 
-// Empties and opens the queue.
+// Empties the queue; nobody is the response thread.
 void NewTcpQueue();
 
 // Appends `length` bytes. Returns 0, or -1 when they do not fit: they are lost then, the connection goes on.
@@ -36,9 +37,6 @@ int push(const uint8_t *data, size_t length);
 // Response thread.
 [[nodiscard]] bool QueueHoldsBegunFrame();
 
-// Waits until there are bytes that the last popup() has not looked at: behind the frame that it took, or arrived since.
-// Returns at once when the queue is closed.
-void QueueWait();
-
-// Ends the current QueueWait() and all later ones, until NewTcpQueue() opens the queue again.
-void QueueClose();
+// Asks to be the response thread, or (`mine`) to stay it. Returns whether the caller is it from now on: when there are
+// bytes that the last popup() has not looked at, behind the frame that it took or arrived since; and nobody else is it.
+[[nodiscard]] bool QueueTurn(bool mine);

@@ -34,6 +34,7 @@ static struct {
     size_t length;
 } s_rest;
 static FrameHandler s_onFrame;
+static int64_t s_pauseEndMs; // behind the last frame; of the response thread alone
 
 static const int kSendBuffer = 16384;
 static const size_t kReadSize = 1500;
@@ -123,47 +124,62 @@ static bool ReceiveStep(int fd, ReceiveTroubles *troubles)
     return true;
 }
 
-static void *ServerRecv(void *)
+static void PassOn(bool *receives)
 {
+    if (*receives) PassSocket();
+    *receives = false;
+}
+
+// Handles the frames of the queue, unless the other thread does. While the caller `receives` nobody else would, so it passes
+// the socket on before a pause and before a frame that may keep it. The answers to what the agent has sent do not: each of
+// them wakes one thread only.
+static void RespProc(bool *receives)
+{
+    static ReceivedFrame frame; // too large for the stack; there is one response thread at a time
+    for (bool mine = false; QueueTurn(mine); mine = true) {
+        const int64_t leftMs = s_pauseEndMs - OsNowMs();
+        if (leftMs > 0) {
+            PassOn(receives);
+            WaitForServerStop(leftMs);
+        }
+        if (ServerRun != 1) return;
+        if (popup(&frame) == 0) {
+            SetResponseState(RESPONSE_OCCUPIED);
+            if (frame.header.msgType == MSG_SESSION_ACK)
+                LOG_DEBUG("regist or connnect ack len = %d,%d", frame.header.bodyLen, frame.header.headLen);
+            else if (frame.header.msgType != MSG_HEARTBEAT_ACK)
+                PassOn(receives);
+            s_onFrame(frame);
+            s_pauseEndMs = OsNowMs() + kFramePauseMs;
+        }
+        SetResponseState(QueueHoldsBegunFrame() ? RESPONSE_OCCUPIED : RESPONSE_WAITS);
+    }
+}
+
+// One of the two threads; the one with an argument is the first to receive.
+static void *ServerRecv(void *first)
+{
+    CountServerThread(1);
     int fd;
     {
         OsGuard guard(&mMutexTcp);
-        fd = ServerSock; // only this thread closes it while it runs
+        fd = ServerSock; // only the thread that receives closes it while they run
     }
+    bool receives = first != nullptr;
     ReceiveTroubles troubles = {};
     while (ServerRun == 1) {
-        if (!ReceiveStep(fd, &troubles)) {
+        if (!receives) {
+            receives = AwaitSocket();
+            troubles = {};
+        } else if (ReceiveStep(fd, &troubles)) {
+            RespProc(&receives);
+        } else {
             EndSession();
-            return nullptr;
+            break;
         }
     }
-    CloseSocket();
-    return nullptr;
-}
-
-// Waits for bytes that nobody has looked at, then for `pauseEndMs`: without them the end of the pause is not worth waking
-// up for. Returns false when the thread has to end.
-static bool AwaitBytes(int64_t pauseEndMs)
-{
-    SetResponseState(QueueHoldsBegunFrame() ? RESPONSE_OCCUPIED : RESPONSE_WAITS);
-    QueueWait();
-    const int64_t leftMs = pauseEndMs - OsNowMs();
-    return leftMs > 0 ? !WaitForServerStop(leftMs) : ServerRun == 1;
-}
-
-static void *RespProc(void *)
-{
-    static ReceivedFrame frame; // too large for the stack; there is one response thread at a time
-    int64_t pauseEndMs = OsNowMs();
-    while (ServerRun == 1 && AwaitBytes(pauseEndMs)) {
-        if (popup(&frame) != 0) continue;
-        SetResponseState(RESPONSE_OCCUPIED);
-        if (frame.header.msgType == MSG_SESSION_ACK)
-            LOG_DEBUG("regist or connnect ack len = %d,%d", frame.header.bodyLen, frame.header.headLen);
-        s_onFrame(frame);
-        pauseEndMs = OsNowMs() + kFramePauseMs;
-    }
-    SetServerResponding(false);
+    if (receives) CloseSocket();
+    CountServerThread(-1);
     return nullptr;
 }
 
@@ -199,13 +215,12 @@ static int Connect(const char *address, uint16_t port)
 
 static int StartThreads(SessionContext *context)
 {
-    SetServerResponding(true);
-    if (OsThreadStart(&context->responseThread, RespProc, nullptr) != 0) {
+    if (OsThreadStart(&context->responseThread, ServerRecv, nullptr) != 0) {
         LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create response thread failed");
         return -1;
     }
     context->serverThreads = SERVER_THREADS_RESPONSE;
-    if (OsThreadStart(&context->receiveThread, ServerRecv, nullptr) != 0) {
+    if (OsThreadStart(&context->receiveThread, ServerRecv, context) != 0) {
         LOG_AS(LOG_LEVEL_ERR, "SocketInit", "Create receive thread error.");
         return -1;
     }
@@ -222,6 +237,7 @@ int ServerInit(const char *address, uint16_t port, SessionContext *context)
     ServerRun = 1;
     NewTcpQueue();
     SetResponseState(RESPONSE_WAITS);
+    s_pauseEndMs = OsNowMs();
     const int fd = Connect(address, port);
     if (fd < 0) {
         LOG_AS(LOG_LEVEL_ERR, "SocketInit", "SocketInit error");
@@ -263,7 +279,6 @@ int SendData(const uint8_t *frame, size_t length)
 static void StopThreads()
 {
     BeginServerStop();
-    QueueClose();
     OsGuard guard(&mMutexTcp);
     if (ServerSock > 0) shutdown(ServerSock, SHUT_RD);
 }

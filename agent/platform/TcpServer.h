@@ -1,9 +1,10 @@
 // TcpServer.h - the one TCP connection to the platform (a client, whatever the name says) and its two threads.
 //
 // State:    the socket; the run flag is that of ServerStop.h, the thread handles stand in the caller's SessionContext.
-// Threads:  ServerInit() and DeleteServer() belong to the main thread; SendData() is safe from any. The receive
-//           thread moves bytes into TcpQueue; the response thread cuts frames out of it and hands each to the frame
-//           handler, one at a time.
+// Threads:  ServerInit() and DeleteServer() belong to the main thread; SendData() is safe from any. The two threads take
+//           turns. The receive thread moves bytes into TcpQueue. When they make a frame it becomes the response thread,
+//           unless there is one: it cuts frames out and hands each to the frame handler, one at a time. Before a frame
+//           that may take long it passes the socket on, and the other one, which has waited for that, receives.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +16,7 @@
 
 enum ServerThreads { SERVER_THREADS_NONE = 0, SERVER_THREADS_RESPONSE = 1, SERVER_THREADS_BOTH = 2 };
 
-// The threads of one session; zeroed at the start of every cycle. Main thread only.
+// The threads of one session, the first two by what they are at first; zeroed at the start of every cycle. Main thread only.
 struct SessionContext {
     pthread_t receiveThread;
     pthread_t responseThread;
@@ -26,7 +27,7 @@ struct SessionContext {
     int32_t heartbeatRunning;
 };
 
-// Takes one received frame; called on the response thread.
+// Takes one received frame; called on the response thread, 10 ms apart.
 typedef void (*FrameHandler)(const ReceivedFrame &frame);
 
 // Sets the frame handler. Call it before the first ServerInit().

@@ -370,7 +370,6 @@ static bool Expired()
 // A command, or the end of a connection, waits: nothing happens meanwhile. A command that stays ends with the session.
 static void WaitInside(int64_t deadlineMs)
 {
-    if (ServerRun != 1) SetServerResponding(false);
     if (s_talk.inCommand && ++s_talk.waits > kMaxWaitsOfACommand) {
         Lose();
         BeginServerStop();

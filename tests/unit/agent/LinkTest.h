@@ -45,9 +45,10 @@ class LinkTest : public AgentTest
 class FrameLinkTest : public LinkTest
 {
   protected:
-    // A heartbeat answer, and a frame with a head of 2 and a body of 3 bytes.
-    static constexpr char kShort[] = "CC DD 02 00 7F 00 00";
+    // A command without head and body, one with a head of 2 and a body of 3 bytes; and what answers a heartbeat.
+    static constexpr char kShort[] = "CC DD 32 00 7F 00 00";
     static constexpr char kLong[] = "CC DD 34 02 5A 03 00  0B 0C  A1 B2 C3";
+    static constexpr char kAcknowledgement[] = "CC DD 02 00 00 00 00";
 
     void SetUp() override
     {

@@ -133,13 +133,16 @@ TEST_F(SessionTest, ARegisterAckWithoutABodyIsRefusedAndRegistrationTimesOut)
     Running agent([&] { result = RegisterStart(&context, "127.0.0.1"); });
     ASSERT_TRUE(peer.Accept());
     ASSERT_FALSE(peer.ReceiveFrame().empty());
-    FakeClockAwaitWaiters(2); // main and response thread
-    const int waits = FakeClockWaits();
+    ASSERT_TRUE(peer.SendFrame(2, 0, {}, {}, 0));
+    ASSERT_TRUE(Within([] { return mHeartTime != 0; }));
     ASSERT_TRUE(peer.SendFrame(11, 0, {}, {}, 0));
+    FakeClockAwaitSleepers(2); // main thread, and the pause before the answer
+    const int waits = FakeClockWaits();
+    FakeClockAdvanceMs(10);
     ASSERT_TRUE(Within([=] { return FakeClockWaits() > waits; })); // the answer has been looked at
     EXPECT_EQ(0, mRegist);
     EXPECT_EQ(0, mQuitPro);
-    FakeClockAdvanceMs(9999);
+    FakeClockAdvanceMs(9989);
     EXPECT_EQ(1, FakeClockNextDeadlineMs());
     FakeClockAdvanceMs(1);
     LetTheConnectionClose();

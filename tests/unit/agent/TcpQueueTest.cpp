@@ -217,54 +217,56 @@ TEST_F(TcpQueue, NewTcpQueueEmptiesIt)
     EXPECT_EQ(0, Push(Bytes(kQueueSize, 0x11)));
 }
 
-TEST_F(TcpQueue, WaitEndsAtOnceWhenBytesHaveArrivedSinceTheLastPopup)
+// ---- Whose turn it is ----
+
+TEST_F(TcpQueue, TheTurnIsThereForWhoeverAsksFirstOnceBytesHaveArrived)
 {
+    EXPECT_FALSE(QueueTurn(false));
     Push(Hex("CC"));
-    QueueWait();
+    EXPECT_TRUE(QueueTurn(false));
+    EXPECT_FALSE(QueueTurn(false)); // somebody has it
+    EXPECT_TRUE(QueueTurn(true));   // who stays it
 }
 
-TEST_F(TcpQueue, WaitEndsAtOnceWhenBytesAreLeftBehindTheFrame)
+TEST_F(TcpQueue, TheTurnEndsWhenNobodyHasToLookAgain)
+{
+    Push(Hex("CC"));
+    ASSERT_TRUE(QueueTurn(false));
+    EXPECT_FALSE(Pop());
+    EXPECT_FALSE(QueueTurn(true));
+    EXPECT_FALSE(QueueTurn(false)); // there is nothing new
+    Push(Hex("DD"));
+    EXPECT_TRUE(QueueTurn(false));
+}
+
+TEST_F(TcpQueue, TheTurnGoesOnWhenBytesHaveArrivedSinceTheLastPopup)
+{
+    Push(Hex("CC"));
+    ASSERT_TRUE(QueueTurn(false));
+    EXPECT_FALSE(Pop());
+    Push(Hex("DD"));
+    EXPECT_FALSE(QueueTurn(false));
+    EXPECT_TRUE(QueueTurn(true));
+}
+
+TEST_F(TcpQueue, TheTurnGoesOnWhenBytesAreLeftBehindTheFrame)
 {
     Push(Hex(std::string(kShort) + "11"));
+    ASSERT_TRUE(QueueTurn(false));
     ASSERT_TRUE(Pop());
     EXPECT_TRUE(QueueHoldsBegunFrame()); // it may be one, nobody has looked
-    QueueWait();
+    EXPECT_TRUE(QueueTurn(true));
     EXPECT_FALSE(Pop());
     EXPECT_FALSE(QueueHoldsBegunFrame());
+    EXPECT_FALSE(QueueTurn(true));
 }
 
-TEST_F(TcpQueue, WaitSleepsWithoutADeadlineUntilBytesArrive)
+TEST_F(TcpQueue, NewTcpQueueEndsTheTurn)
 {
     Push(Hex("CC"));
-    EXPECT_FALSE(Pop());
-    std::atomic<bool> ended{false};
-    Running waiter([&] {
-        QueueWait();
-        ended = true;
-    });
-    FakeClockAwaitWaiters(1);
-    EXPECT_EQ(-1, FakeClockNextDeadlineMs());
-    EXPECT_FALSE(ended);
-    Push(Hex("DD"));
-    waiter.Join();
-}
-
-TEST_F(TcpQueue, CloseEndsTheCurrentWaitAndEveryLaterOne)
-{
-    Running waiter([] { QueueWait(); });
-    FakeClockAwaitWaiters(1);
-    QueueClose();
-    waiter.Join();
-    QueueWait();
-    EXPECT_FALSE(Pop());
-    QueueWait();
-}
-
-TEST_F(TcpQueue, NewTcpQueueOpensAClosedQueue)
-{
-    QueueClose();
+    ASSERT_TRUE(QueueTurn(false));
     NewTcpQueue();
-    Running waiter([] { QueueWait(); });
-    FakeClockAwaitWaiters(1); // does wait again
-    QueueClose();
+    EXPECT_FALSE(QueueTurn(false));
+    Push(Hex("CC"));
+    EXPECT_TRUE(QueueTurn(false));
 }

@@ -105,7 +105,7 @@ TEST_F(TcpServer, InitEmptiesTheQueue)
     Connect();
     mPeer.Send(Hex(kShort));
     ASSERT_TRUE(AwaitFrames(1));
-    EXPECT_EQ(2, Frame(0).header.msgType);
+    EXPECT_EQ(18, Frame(0).header.msgType);
 }
 
 TEST_F(TcpServer, AFailedConnectIsLoggedAndKeepsServerRun)
