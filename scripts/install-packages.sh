@@ -32,7 +32,8 @@ packages_of() {
         # ip for network namespaces, unshare and mount for private /tmp folders, ps and pgrep to watch the
         # daemon; benchmarks compare with curl and openssl; the agent itself runs the others (killall
         # is in psmisc). busybox has the shell of small routers. The router library for Linux runs nft and tc.
-        echo busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc nftables ;;
+        # Tests of the gateway start NATS servers of their own.
+        echo nats-server busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc nftables ;;
     lab)
         # dnsmasq without its service; busybox has the clients' udhcpc.
         echo dnsmasq-base busybox nftables ;;

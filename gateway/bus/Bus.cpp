@@ -1,0 +1,232 @@
+#include "gateway/bus/Bus.h"
+
+#include <asio/post.hpp>
+#include <atomic>
+#include <chrono>
+#include <nats/nats.h>
+#include <spdlog/spdlog.h>
+#include <thread>
+
+#include "gateway/bus/Nats.h"
+
+namespace gateway
+{
+
+void Check(int status, const std::string &what)
+{
+    if (status != NATS_OK) throw BusError(what + ": " + natsStatus_GetText(static_cast<natsStatus>(status)));
+}
+
+namespace
+{
+constexpr int64_t kConnectMs = 5000, kReconnectWaitMs = 250, kReconnectJitterMs = 250, kWriteDeadlineMs = 2000;
+constexpr int kReconnectBuffer = 8 * 1024 * 1024;
+
+// Shared with the library, which calls back for a while after a subscription has ended.
+struct Target {
+    asio::io_context *context;
+    MessageHandler handler;
+};
+using TargetHandle = std::shared_ptr<Target>;
+
+void Deliver(natsConnection *, natsSubscription *, natsMsg *raw, void *closure)
+{
+    const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
+    const TargetHandle target = *static_cast<TargetHandle *>(closure);
+    const auto text = [](const char *value) { return std::string(value ? value : ""); };
+    Message copy = {text(natsMsg_GetSubject(raw)), text(natsMsg_GetReply(raw)),
+                    std::string(natsMsg_GetData(raw) ? natsMsg_GetData(raw) : "", natsMsg_GetDataLength(raw))};
+    asio::post(*target->context, [target, copy = std::move(copy)]() mutable { target->handler(std::move(copy)); });
+}
+
+class NatsSubscription : public Subscription
+{
+  public:
+    NatsSubscription(natsConnection *connection, const std::string &subject, const std::string &queue,
+                     TargetHandle target)
+    {
+        auto *closure = new TargetHandle(std::move(target));
+        const natsStatus status =
+            queue.empty()
+                ? natsConnection_Subscribe(&own_, connection, subject.c_str(), Deliver, closure)
+                : natsConnection_QueueSubscribe(&own_, connection, subject.c_str(), queue.c_str(), Deliver, closure);
+        if (status != NATS_OK) delete closure;
+        Check(status, "subscribe to " + subject);
+        natsSubscription_SetOnCompleteCB(
+            own_, [](void *end) { delete static_cast<TargetHandle *>(end); }, closure);
+    }
+    ~NatsSubscription() override
+    {
+        natsSubscription_Unsubscribe(own_);
+        natsSubscription_Destroy(own_);
+    }
+
+  private:
+    natsSubscription *own_ = nullptr;
+};
+
+using Options = NatsPointer<natsOptions, natsOptions_Destroy>;
+
+Options MakeOptions(const BusOptions &options)
+{
+    natsOptions *raw = nullptr;
+    Check(natsOptions_Create(&raw), "options");
+    Options made(raw);
+    std::vector<const char *> servers;
+    for (const std::string &server : options.servers) servers.push_back(server.c_str());
+    Check(natsOptions_SetServers(raw, servers.data(), static_cast<int>(servers.size())), "addresses of the servers");
+    natsOptions_SetName(raw, options.name.c_str());
+    natsOptions_SetTimeout(raw, kConnectMs);
+    natsOptions_SetMaxReconnect(raw, -1);
+    natsOptions_SetReconnectWait(raw, kReconnectWaitMs);
+    natsOptions_SetReconnectJitter(raw, kReconnectJitterMs, kReconnectJitterMs);
+    natsOptions_SetReconnectBufSize(raw, kReconnectBuffer);
+    natsOptions_SetWriteDeadline(raw, kWriteDeadlineMs);
+    natsOptions_SetSendAsap(raw, true); // a question waits for nothing else
+    if (options.tls || !options.ca.empty() || !options.certificate.empty())
+        Check(natsOptions_SetSecure(raw, true), "TLS");
+    if (!options.ca.empty()) Check(natsOptions_LoadCATrustedCertificates(raw, options.ca.c_str()), options.ca);
+    if (!options.certificate.empty())
+        Check(natsOptions_LoadCertificatesChain(raw, options.certificate.c_str(), options.key.c_str()),
+              options.certificate);
+    if (!options.credentials.empty())
+        Check(natsOptions_SetUserCredentialsFromFiles(raw, options.credentials.c_str(), nullptr), options.credentials);
+    return made;
+}
+
+// Servers that elect their leaders just now refuse at first.
+void Patiently(int seconds, const std::string &what, const std::function<natsStatus()> &attempt)
+{
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    for (;;) {
+        const natsStatus status = attempt();
+        if (status == NATS_OK) return;
+        if (std::chrono::steady_clock::now() > limit) Check(status, what);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+}
+} // namespace
+
+struct Bus::Implementation {
+    int replicas = 1;
+    std::atomic<uint64_t> reconnects{0};
+    NatsPointer<natsConnection, natsConnection_Destroy> connection;
+    NatsPointer<jsCtx, jsCtx_Destroy> jetStream;
+};
+
+Bus::Bus(const BusOptions &options) : own_(std::make_unique<Implementation>())
+{
+    own_->replicas = options.replicas;
+    const Options made = MakeOptions(options);
+    natsOptions_SetDisconnectedCB(
+        made.get(),
+        [](natsConnection *connection, void *) {
+            if (!natsConnection_IsClosed(connection)) spdlog::warn("NATS: connection lost");
+        },
+        nullptr);
+    natsOptions_SetReconnectedCB(
+        made.get(),
+        [](natsConnection *, void *closure) {
+            static_cast<Implementation *>(closure)->reconnects++;
+            spdlog::info("NATS: connected again");
+        },
+        own_.get());
+    natsConnection *connection = nullptr;
+    Check(natsConnection_Connect(&connection, made.get()), "connect to " + options.servers.at(0));
+    own_->connection.reset(connection);
+    jsCtx *jetStream = nullptr;
+    Check(natsConnection_JetStream(&jetStream, connection, nullptr), "JetStream");
+    own_->jetStream.reset(jetStream);
+}
+
+Bus::~Bus()
+{
+    own_->jetStream.reset();
+    // The library's threads have to be done with `own_`.
+    natsConnection_Close(own_->connection.get());
+}
+
+bool Bus::Publish(const std::string &subject, const std::string &data, const std::string &reply)
+{
+    natsMsg *raw = nullptr;
+    if (natsMsg_Create(&raw, subject.c_str(), reply.empty() ? nullptr : reply.c_str(), data.data(),
+                       static_cast<int>(data.size())) != NATS_OK)
+        return false;
+    const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
+    return natsConnection_PublishMsg(own_->connection.get(), raw) == NATS_OK;
+}
+
+std::unique_ptr<Subscription> Bus::Subscribe(const std::string &subject, const std::string &queue,
+                                             asio::io_context &context, MessageHandler handler)
+{
+    return std::make_unique<NatsSubscription>(own_->connection.get(), subject, queue,
+                                              std::make_shared<Target>(Target{&context, std::move(handler)}));
+}
+
+std::optional<std::string> Bus::Request(const std::string &subject, const std::string &data, int milliseconds)
+{
+    natsMsg *raw = nullptr;
+    if (natsConnection_Request(&raw, own_->connection.get(), subject.c_str(), data.data(),
+                               static_cast<int>(data.size()), milliseconds) != NATS_OK)
+        return std::nullopt;
+    const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
+    return std::string(natsMsg_GetData(raw), natsMsg_GetDataLength(raw));
+}
+
+void Bus::EnsureStream(const std::string &name, const std::vector<std::string> &subjects, int64_t maxAgeSeconds,
+                       int seconds)
+{
+    std::vector<const char *> names;
+    for (const std::string &subject : subjects) names.push_back(subject.c_str());
+    jsStreamConfig config;
+    jsStreamConfig_Init(&config);
+    config.Name = name.c_str();
+    config.Subjects = names.data();
+    config.SubjectsLen = static_cast<int>(names.size());
+    config.Storage = js_FileStorage;
+    config.Replicas = own_->replicas;
+    config.MaxAge = maxAgeSeconds * 1000000000;
+    Patiently(seconds, "stream " + name, [&] {
+        if (js_GetStreamInfo(nullptr, own_->jetStream.get(), name.c_str(), nullptr, nullptr) == NATS_OK) return NATS_OK;
+        return js_AddStream(nullptr, own_->jetStream.get(), &config, nullptr, nullptr);
+    });
+}
+
+void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds, int seconds)
+{
+    kvConfig config;
+    kvConfig_Init(&config);
+    config.Bucket = name.c_str();
+    config.History = 1;
+    config.Replicas = own_->replicas;
+    config.TTL = expirySeconds * 1000000000;
+    Patiently(seconds, "bucket " + name, [&] {
+        kvStore *store = nullptr;
+        natsStatus status = js_KeyValue(&store, own_->jetStream.get(), name.c_str());
+        if (status != NATS_OK) status = js_CreateKeyValue(&store, own_->jetStream.get(), &config);
+        kvStore_Destroy(store);
+        return status;
+    });
+}
+
+bool Bus::Connected() const
+{
+    return natsConnection_Status(own_->connection.get()) == NATS_CONN_STATUS_CONNECTED;
+}
+
+uint64_t Bus::Reconnects() const
+{
+    return own_->reconnects;
+}
+
+natsConnection *Bus::Connection() const
+{
+    return own_->connection.get();
+}
+
+jsCtx *Bus::JetStream() const
+{
+    return own_->jetStream.get();
+}
+
+} // namespace gateway

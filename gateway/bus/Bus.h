@@ -1,0 +1,89 @@
+// Bus.h - the connection to the message system: publish, subscribe, request, streams and buckets.
+//
+// A connection that is lost is made again, for as long as it takes; subscriptions come back with it, and what is
+// published meanwhile waits in a bounded buffer. Handlers run on the io_context that their subscriber names, never on
+// the library's own threads.
+//
+// State: one connection. Threads: any; EnsureStream, EnsureBucket and Request wait and belong to the start or to the
+// command line.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+typedef struct __natsConnection natsConnection;
+typedef struct __jsCtx jsCtx;
+
+namespace gateway
+{
+
+struct BusOptions {
+    std::vector<std::string> servers = {"nats://127.0.0.1:4222"};
+    std::string credentials; // file with a user's JWT and seed; empty: none
+    std::string ca;          // file with certificates to trust; empty: the system's, when TLS is asked for
+    std::string certificate; // own certificate chain, with `key`; empty: none
+    std::string key;
+    bool tls = false;
+    std::string name = "plug-gateway"; // what the server's own monitoring shows
+    int replicas = 1;                  // of streams and buckets that this program makes
+};
+
+struct BusError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Message {
+    std::string subject;
+    std::string reply; // empty: nobody waits for one
+    std::string data;
+};
+using MessageHandler = std::function<void(Message)>;
+
+// A subscription ends with this object; messages that are already on their way to the io_context still arrive there.
+class Subscription
+{
+  public:
+    virtual ~Subscription() = default;
+};
+
+class Bus
+{
+  public:
+    explicit Bus(const BusOptions &options); // connects; throws BusError when no server answers
+    ~Bus();
+    Bus(const Bus &) = delete;
+    Bus &operator=(const Bus &) = delete;
+
+    // False when the connection is down and the buffer full, or the message larger than the servers take.
+    bool Publish(const std::string &subject, const std::string &data, const std::string &reply = {});
+
+    // Throws BusError. With a `queue`, each message goes to one member of that name only.
+    std::unique_ptr<Subscription> Subscribe(const std::string &subject, const std::string &queue,
+                                            asio::io_context &context, MessageHandler handler);
+
+    // The answer; nothing when none came within `milliseconds`.
+    std::optional<std::string> Request(const std::string &subject, const std::string &data, int milliseconds);
+
+    // Makes what is missing; what is there stays as its operator has set it. They wait up to `seconds` for servers that
+    // have only just started, then throw BusError.
+    void EnsureStream(const std::string &name, const std::vector<std::string> &subjects, int64_t maxAgeSeconds,
+                      int seconds = 20);
+    void EnsureBucket(const std::string &name, int64_t expirySeconds, int seconds = 20);
+
+    bool Connected() const;
+    // How often the connection was made again.
+    uint64_t Reconnects() const;
+    natsConnection *Connection() const;
+    jsCtx *JetStream() const;
+
+  private:
+    struct Implementation;
+    std::unique_ptr<Implementation> own_;
+};
+
+} // namespace gateway

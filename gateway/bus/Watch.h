@@ -1,0 +1,53 @@
+// Watch.h - what a bucket holds, and what changes in it.
+//
+// Now and then, and after every lost connection, the whole bucket is read again: entries that have expired leave no
+// trace, and a server that dies may take changes along.
+//
+// State: the keys that are known, and one thread. Threads: any; the handler runs on the io_context given.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "gateway/bus/Bus.h"
+
+namespace gateway
+{
+
+struct Change {
+    std::string key;                  // empty: the bucket has been read for the first time
+    std::optional<std::string> value; // nothing: the entry is gone
+};
+
+class Watch
+{
+  public:
+    using Handler = std::function<void(const Change &)>;
+
+    Watch(Bus &bus, const std::string &bucket, asio::io_context &context, Handler handler,
+          std::chrono::seconds again = std::chrono::minutes(5));
+    ~Watch();
+
+  private:
+    void Run();
+    void Pass(); // reads the whole bucket, then follows it until it is to be read again
+    void Tell(Change change);
+
+    Bus &bus_;
+    const std::string bucket_;
+    asio::io_context &context_;
+    const Handler handler_;
+    const std::chrono::seconds again_;
+    std::set<std::string> known_; // of the thread
+    bool first_ = true;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+};
+
+} // namespace gateway
