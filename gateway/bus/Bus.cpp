@@ -173,6 +173,15 @@ std::optional<std::string> Bus::Request(const std::string &subject, const std::s
     return std::string(natsMsg_GetData(raw), natsMsg_GetDataLength(raw));
 }
 
+std::string Bus::NewInbox() const
+{
+    natsInbox *inbox = nullptr;
+    Check(natsInbox_Create(&inbox), "inbox");
+    const std::string text = inbox;
+    natsInbox_Destroy(inbox);
+    return text;
+}
+
 void Bus::EnsureStream(const std::string &name, const std::vector<std::string> &subjects, int64_t maxAgeSeconds,
                        int seconds)
 {
@@ -186,6 +195,7 @@ void Bus::EnsureStream(const std::string &name, const std::vector<std::string> &
     config.Storage = js_FileStorage;
     config.Replicas = own_->replicas;
     config.MaxAge = maxAgeSeconds * 1000000000;
+    config.AllowDirect = true;
     Patiently(seconds, "stream " + name, [&] {
         if (js_GetStreamInfo(nullptr, own_->jetStream.get(), name.c_str(), nullptr, nullptr) == NATS_OK) return NATS_OK;
         return js_AddStream(nullptr, own_->jetStream.get(), &config, nullptr, nullptr);

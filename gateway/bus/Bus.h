@@ -69,6 +69,9 @@ class Bus
     // The answer; nothing when none came within `milliseconds`.
     std::optional<std::string> Request(const std::string &subject, const std::string &data, int milliseconds);
 
+    // A subject for answers that nobody else has.
+    std::string NewInbox() const;
+
     // Makes what is missing; what is there stays as its operator has set it. They wait up to `seconds` for servers that
     // have only just started, then throw BusError.
     void EnsureStream(const std::string &name, const std::vector<std::string> &subjects, int64_t maxAgeSeconds,

@@ -12,18 +12,9 @@ namespace
 {
 constexpr std::chrono::milliseconds kTick{100};
 constexpr int kWrongLastSequence = 10071; // somebody has written the key since: trying again changes nothing
-
-std::string NewInbox()
-{
-    natsInbox *inbox = nullptr;
-    Check(natsInbox_Create(&inbox), "inbox");
-    const std::string text = inbox;
-    natsInbox_Destroy(inbox);
-    return text;
-}
 } // namespace
 
-Stored::Stored(Bus &bus, const StoredLimits &limits) : bus_(bus), limits_(limits), inbox_(NewInbox())
+Stored::Stored(Bus &bus, const StoredLimits &limits) : bus_(bus), limits_(limits), inbox_(bus.NewInbox())
 {
     answers_ = bus_.Subscribe(inbox_ + ".*", "", own_, [this](const Message &answer) { Answered(answer); });
     Repeat();

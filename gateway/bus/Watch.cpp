@@ -61,7 +61,7 @@ void Watch::Pass()
         if (!entry) { // all that was there has come
             complete = true;
             for (const std::string &key : known_)
-                if (seen.count(key) == 0) Tell({key, std::nullopt});
+                if (seen.count(key) == 0) Tell({key, std::nullopt, 0});
             known_.swap(seen);
             if (first_) Tell({});
             first_ = false;
@@ -75,7 +75,7 @@ void Watch::Pass()
             keys.insert(key);
         else
             keys.erase(key);
-        Change change = {key, std::nullopt};
+        Change change = {key, std::nullopt, kvEntry_Revision(entry)};
         if (there) {
             const char *value = static_cast<const char *>(kvEntry_Value(entry));
             change.value.emplace(value ? value : "", static_cast<size_t>(kvEntry_ValueLen(entry)));

@@ -23,6 +23,7 @@ namespace gateway
 struct Change {
     std::string key;                  // empty: the bucket has been read for the first time
     std::optional<std::string> value; // nothing: the entry is gone
+    uint64_t revision = 0;            // of this value: higher ones are newer; 0: it has expired
 };
 
 class Watch

@@ -1,0 +1,217 @@
+#include "gateway/directory/DeviceCommands.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "gateway/bus/Stored.h"
+#include "gateway/directory/Directory.h"
+
+namespace gateway
+{
+namespace
+{
+// The directory, read once, and written to.
+class Writer
+{
+  public:
+    explicit Writer(const BusOptions &options) : bus_(options), stored_(bus_, {})
+    {
+        bus_.EnsureBucket(kDevicesBucket, 0);
+        const Watch watch(bus_, kDevicesBucket, context_, [this](const Change &change) {
+            directory_.Take(change);
+            if (change.key.empty()) context_.stop();
+        });
+        context_.run_for(std::chrono::seconds(60));
+        if (!context_.stopped()) throw std::runtime_error("the directory cannot be read");
+    }
+
+    std::vector<Device> Sorted() const
+    {
+        std::vector<Device> devices = directory_.All();
+        std::sort(devices.begin(), devices.end(),
+                  [](const Device &one, const Device &other) { return one.serial < other.serial; });
+        return devices;
+    }
+
+    // By its PIN or its serial number.
+    Device Find(const std::string &name) const
+    {
+        std::optional<Device> device = directory_.FindSerial(name);
+        if (!device) device = directory_.FindPin(PinKey(name));
+        if (!device) throw std::runtime_error("the directory has no PIN and no serial number \"" + name + "\"");
+        return *device;
+    }
+
+    void Put(const std::vector<Device> &devices)
+    {
+        for (const Device &device : devices) {
+            const std::string problem = DeviceProblem(device);
+            if (!problem.empty()) throw std::runtime_error(problem);
+            const auto known = directory_.FindSerial(device.serial);
+            if (known && known->pin != device.pin)
+                throw std::runtime_error("the serial number " + device.serial + " belongs to the PIN " +
+                                         PinForLog(known->pin));
+        }
+        for (const Device &device : devices) {
+            Begin();
+            stored_.Put(kDevicesBucket, device.pin, DeviceText(device), context_, End());
+        }
+        Finish();
+    }
+
+    void Remove(const Device &device)
+    {
+        Begin();
+        stored_.Delete(kDevicesBucket, device.pin, 0, context_, End());
+        Finish();
+    }
+
+  private:
+    static constexpr int kAtOnce = 500;
+
+    void Begin()
+    {
+        while (waiting_ >= kAtOnce) Turn();
+        waiting_++;
+    }
+    Stored::Done End()
+    {
+        return [this](std::optional<uint64_t> sequence) {
+            waiting_--;
+            failed_ += !sequence;
+        };
+    }
+    void Turn()
+    {
+        context_.restart();
+        context_.run_one_for(std::chrono::milliseconds(100));
+    }
+    void Finish()
+    {
+        while (waiting_ > 0) Turn();
+        if (failed_ > 0) throw std::runtime_error(std::to_string(failed_) + " entries could not be stored");
+    }
+
+    Bus bus_;
+    asio::io_context context_;
+    Directory directory_;
+    int waiting_ = 0, failed_ = 0;
+    Stored stored_; // last: its completions need what stands above
+};
+
+void Print(const std::string &text)
+{
+    if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
+}
+
+std::string ReadAll(const std::string &file)
+{
+    std::ostringstream text;
+    if (file == "-") {
+        text << std::cin.rdbuf();
+        return text.str();
+    }
+    std::ifstream input(file);
+    text << input.rdbuf();
+    if (!input) throw std::runtime_error(file + ": cannot be read");
+    return text.str();
+}
+
+// The file has keys: for its owner only.
+void WriteSecret(const std::string &file, const std::string &text)
+{
+    const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const bool written =
+        fd >= 0 && fchmod(fd, 0600) == 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    if ((fd >= 0 && close(fd) != 0) || !written) throw std::runtime_error(file + ": cannot be written");
+}
+
+// One line, without its key.
+std::string DeviceLine(const Device &device)
+{
+    return device.serial + "\t" + device.pin + "\t" + (device.locked ? "locked" : "-") + "\t" + device.name + "\n";
+}
+
+std::string DeviceSheet(const Device &device, bool withKey)
+{
+    return "serial  " + device.serial + "\npin     " + device.pin + "\nkey     " + (withKey ? device.key : "(hidden)") +
+           "\nname    " + device.name + "\nnotes   " + device.notes + "\nlocked  " + (device.locked ? "yes" : "no") +
+           "\n";
+}
+} // namespace
+
+void AddDeviceCommands(CLI::App *app, const BusOptions &bus)
+{
+    CLI::App *const device = app->add_subcommand("device", "the directory of devices")->require_subcommand(1);
+    struct Words {
+        Device device;
+        std::string name, file;
+        bool withKey = false;
+    };
+    const auto words = std::make_shared<Words>();
+    const auto whole = [&bus] { return std::make_unique<Writer>(bus); };
+
+    CLI::App *const add = device->add_subcommand("add", "put a device into the directory, or change it");
+    add->add_option("PIN", words->device.pin, "of which the first 12 characters count")->required();
+    add->add_option("SERIAL", words->device.serial, "letters, digits, - and _")->required();
+    add->add_option("--key", words->device.key, "its KEY; - reads a line of the standard input")->required();
+    add->add_option("--name", words->device.name, "for people");
+    add->add_option("--notes", words->device.notes, "for people, too");
+    add->add_flag("--locked", words->device.locked, "refuse it for now");
+    add->callback([=] {
+        if (words->device.key == "-") std::getline(std::cin, words->device.key);
+        words->device.pin = PinKey(words->device.pin);
+        whole()->Put({words->device});
+    });
+
+    CLI::App *const list = device->add_subcommand("list", "all devices: serial number, PIN, locked, name");
+    list->callback([=] {
+        for (const Device &each : whole()->Sorted()) Print(DeviceLine(each));
+    });
+
+    CLI::App *const show = device->add_subcommand("show", "one device");
+    show->add_option("DEVICE", words->name, "its PIN or serial number")->required();
+    show->add_flag("--with-key", words->withKey, "its KEY, too");
+    show->callback([=] { Print(DeviceSheet(whole()->Find(words->name), words->withKey)); });
+
+    CLI::App *const remove = device->add_subcommand("remove", "take a device out of the directory");
+    remove->add_option("DEVICE", words->name, "its PIN or serial number")->required();
+    remove->callback([=] {
+        const auto writer = whole();
+        writer->Remove(writer->Find(words->name));
+    });
+
+    CLI::App *const import = device->add_subcommand("import", "put all devices of a CSV file into the directory");
+    import->add_option("FILE", words->file, "with the columns pin, key, serial, name, notes, locked; - for the input")
+        ->required();
+    import->callback([=] {
+        std::vector<Device> devices;
+    try {
+        devices = ReadDevices(ReadAll(words->file));
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(words->file + ": " + error.what());
+    }
+    whole()->Put(devices);
+    Print(std::to_string(devices.size()) + " devices\n");
+});
+
+CLI::App *const exported = device->add_subcommand("export", "write all devices, with their keys, as CSV");
+exported->add_option("FILE", words->file, "where to; only its owner can read it. Without: the output");
+exported->callback([=] {
+    const std::string text = DevicesText(whole()->Sorted());
+    if (words->file.empty() || words->file == "-")
+        Print(text);
+    else
+        WriteSecret(words->file, text);
+});
+} // namespace gateway
+
+} // namespace gateway
