@@ -82,6 +82,24 @@ for package in "$packages"/*.deb; do
 done
 files >"$logs/files-before"
 
+# What the documents say about installing, as it stands there. For people are an editor and, without systemd, another
+# systemctl.
+block() { "$repo/scripts/documents.sh" --block "$1" 2>/dev/null || die "no document has it: $1"; }
+mkdir "$root/build" && ln -s ../packages "$root/build/packages"
+printf '#!/bin/sh\nsed -i -e "s/^PIN=.*/PIN=123456789012/" -e "s/^KEY=.*/KEY=0123456789abcdef/" "$1"\n' >"$root/usr/local/bin/editor"
+printf '#!/bin/sh\nexec /etc/init.d/"$2" "$1"\n' >"$root/usr/local/bin/systemctl"
+chmod 755 "$root"/usr/local/bin/{editor,systemctl}
+readme=$(block scripts/package.sh | tail -n +2) operating=$(block 'apt install ./plug_') check=$(block 'plug --check')
+checks "the README's command installs" "cd / && $readme
+    plug --version && dpkg -P plug plug-router-linux"
+checks "the commands of docs/operating.md bring the agent up" "cd /packages && set -e
+    $(sed '$d' <<<"$operating")
+    /usr/libexec/plug/plug-supervisor.sh --supervisor
+    { $(sed '$!d' <<<"$operating") || true; } | grep -i 'supervis'
+    $check
+    /etc/init.d/plug stop && dpkg -P plug plug-router-linux && rm -f /etc/plug.conf /tmp/plug*"
+rm -r "$root/build" "$root"/usr/local/bin/{editor,systemctl}
+
 apt 'cd /packages && dpkg -i plug_*.deb plug-router-sim_*.deb plugsim_*.deb plug-dev_*.deb'
 checks "the agent runs" 'plug --version | grep -q "^plug "'
 checks "plugsim runs" 'plugsim --help | grep -q platform'

@@ -24,10 +24,12 @@ test.sh - builds the project and runs its tests
       lint      scripts/lint.sh, and a build with clang
       fuzz      every fuzz target for $fuzz_seconds s, starting with its corpus
       demo      scripts/demo.sh without a terminal, and its prompt on one
+      documents the commands of README, documents and man pages (scripts/documents.sh)
   scripts/test.sh --coverage                 the agent's tests in a build that counts, then scripts/coverage.sh: which
                                              lines and branches they run. Not part of --all: six minutes more
   scripts/test.sh --helgrind                 the agent's unit tests under valgrind (scripts/helgrind.sh): races and
                                              wrong use of locks. Not part of --all: ten minutes more
+  scripts/test.sh --documents                those commands that take minutes, too. Not part of --all: two hours more
 
   --filter REGEX   only tests whose name matches; with --all no stage behind mips16 then
   --help           this text
@@ -55,7 +57,7 @@ while [ $# -gt 0 ]; do
     --all) all=yes ;;
     --coverage) only+=(coverage) ;;
     --helgrind) only+=(helgrind) ;;
-    --lab | --wifi | --packages | --vm) only+=("${1#--}") ;;
+    --lab | --wifi | --packages | --vm | --documents) only+=("${1#--}") ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -144,6 +146,7 @@ try_script() {
 }
 run_packages() { try_script package.sh --test; }
 run_vm() { try_script vm.sh; }
+run_documents() { build release && try_script documents.sh ${only:+--long}; }
 
 run_asan() { build asan && { ! cannot_sandbox asan || set -- -LE e2e; } && run_ctest asan "$@"; }
 
@@ -300,7 +303,7 @@ stage() { # NAME
 start=$(now_us)
 stages=(release)
 [ -z "$all" ] || stages+=(asan tsan mipsel mips16)
-[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab wifi packages vm lint fuzz demo)
+[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab wifi packages vm lint fuzz demo documents)
 [ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done
 

@@ -144,5 +144,30 @@ CTEST
     says 3 'left out: the end-to-end tests: no sandbox: unshare: not permitted' scripts/test.sh
     says 3 '3 passed, 0 failed' scripts/test.sh
     ;;
+FindsACommandOfADocumentThatNothingRuns)
+    says 0 '' "$repo/scripts/documents.sh" --list
+    mkdir -p copy/docs copy/.ci
+    cp -r "$repo/scripts" copy
+    cp "$repo/.ci/run" copy/.ci
+    cp "$repo/README.md" copy
+    cp -r "$repo"/docs/{*.md,man} copy/docs
+    cp "$repo/CONTRIBUTING.md" copy
+    list() { says "$1" "$2" copy/scripts/documents.sh --list; }
+    list 0 ''
+    printf '\n```sh\nscripts/new.sh\n```\n' >>copy/README.md
+    list 1 'no entry in scripts/documents/entries.sh for: scripts/new.sh'
+    cp "$repo/README.md" copy
+    printf '.nf\nplug \\-\\-new\n.fi\n' >>copy/docs/man/plug.8
+    list 1 'no entry in scripts/documents/entries.sh for: plug --new'
+    cp "$repo/docs/man/plug.8" copy/docs/man
+    printf '\n    new --command  # of an indented block\n' >>copy/docs/testing.md
+    list 1 'no entry in scripts/documents/entries.sh for: new --command'
+    cp "$repo/docs/testing.md" copy/docs
+    echo 'entry gone line run' >>copy/scripts/documents/entries.sh
+    list 1 'no document has: gone'
+    cp "$repo/scripts/documents/entries.sh" copy/scripts/documents
+    sed -i '/^readme=/d' copy/scripts/package.sh
+    list 1 'scripts/package.sh does not have: block scripts/package.sh'
+    ;;
 *) die "there is no test $name" ;;
 esac
