@@ -24,13 +24,15 @@ class Writer
   public:
     explicit Writer(const BusOptions &options) : bus_(options), stored_(bus_, {})
     {
+        bool complete = false;
         bus_.EnsureBucket(kDevicesBucket, 0);
-        const Watch watch(bus_, kDevicesBucket, context_, [this](const Change &change) {
+        const Watch watch(bus_, kDevicesBucket, context_, [&](const Change &change) {
             directory_.Take(change);
-            if (change.key.empty()) context_.stop();
+            complete = complete || change.key.empty();
         });
-        context_.run_for(std::chrono::seconds(60));
-        if (!context_.stopped()) throw std::runtime_error("the directory cannot be read");
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!complete && std::chrono::steady_clock::now() < end) Turn();
+        if (!complete) throw std::runtime_error("the directory cannot be read");
     }
 
     std::vector<Device> Sorted() const
@@ -89,11 +91,7 @@ class Writer
             failed_ += !sequence;
         };
     }
-    void Turn()
-    {
-        context_.restart();
-        context_.run_one_for(std::chrono::milliseconds(100));
-    }
+    void Turn() { context_.run_one_for(std::chrono::milliseconds(100)); }
     void Finish()
     {
         while (waiting_ > 0) Turn();
@@ -102,6 +100,7 @@ class Writer
 
     Bus bus_;
     asio::io_context context_;
+    asio::executor_work_guard<asio::io_context::executor_type> work_{context_.get_executor()};
     Directory directory_;
     int waiting_ = 0, failed_ = 0;
     Stored stored_; // last: its completions need what stands above

@@ -1,0 +1,279 @@
+#include "gateway/Gateway.h"
+
+#include <algorithm>
+#include <random>
+#include <spdlog/spdlog.h>
+#include <stdexcept>
+#include <tuple>
+
+namespace gateway
+{
+namespace
+{
+constexpr char kReportStream[] = "PLUG_REPORTS";
+constexpr std::chrono::seconds kPatience{30}, kLastWords{5};
+constexpr std::chrono::milliseconds kLook{100};
+
+std::string RandomHex(size_t bytes)
+{
+    std::random_device random;
+    protocol::Bytes digits(bytes);
+    for (uint8_t &digit : digits) digit = static_cast<uint8_t>(random());
+    return protocol::ToHex(digits);
+}
+
+// A token of subjects, and never the same twice: what one process has numbered, no other one numbers.
+std::string NewId(const std::string &name)
+{
+    std::string id;
+    for (const char c : name) id += isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' ? c : '-';
+    return id + "-" + RandomHex(4);
+}
+
+StoredLimits LimitsOf(const RunOptions &options)
+{
+    StoredLimits limits;
+    limits.outstanding = options.maxOutstanding;
+    limits.giveUp = std::chrono::seconds(options.storeSeconds);
+    return limits;
+}
+
+SessionSettings SettingsOf(const RunOptions &options)
+{
+    SessionSettings settings = options.session;
+    if (!options.secretFile.empty()) {
+        settings.secret = FirstLine(options.secretFile);
+    } else {
+        settings.secret = RandomHex(32);
+        spdlog::warn("without --secret-file, no other gateway knows the tokens of this one");
+    }
+    return settings;
+}
+
+protocol::Address Parsed(const std::string &text)
+{
+    protocol::Address address;
+    if (!protocol::ParseAddress(text, &address)) throw std::runtime_error(text + " is no IPv4 address:port");
+    return address;
+}
+} // namespace
+
+Gateway::Gateway(const RunOptions &options, const BusOptions &bus)
+    : options_(options), id_(NewId(options.name)), bus_(bus), registrations_(options.registrationsPerSecond)
+{
+    for (const char *bucket : {kDevicesBucket, kSessionsBucket}) bus_.EnsureBucket(bucket, 0);
+    bus_.EnsureBucket(kGatewaysBucket, kDeadAfter.count());
+    bus_.EnsureStream(kReportStream, {"plug.*.report.>"}, int64_t{86400} * options.reportDays);
+    stored_ = std::make_unique<Stored>(bus_, LimitsOf(options));
+    presence_ = std::make_unique<Presence>(id_, *stored_, context_,
+                                           [](const Here &here) { here.shard->Close(here.session, "replaced"); });
+    services_.reset(new Services{id_, SettingsOf(options), options.maxConnections, count_, bus_, *stored_, directory_,
+                                 *presence_, instances_, registrations_});
+    Listen();
+    Beat();
+    ReadBuckets();
+    dispatcher_ = std::make_unique<Dispatcher>(context_, *services_, options.allRate);
+    signals_.async_wait([this](const asio::error_code &error, int) {
+        if (!error) Signalled();
+    });
+    for (const auto &shard : shards_) shard->Start();
+    count_.started.Set(time(nullptr));
+    spdlog::info("ready: gateway={} register={} login={} devices={} threads={}", id_, options.registerAt,
+                 login_ ? AddressText(*login_) : "none", directory_.Size(), shards_.size());
+}
+
+Gateway::~Gateway()
+{
+    dispatcher_.reset();
+    watches_.clear();
+    for (const auto &shard : shards_) shard->Stop();
+    // What they have said last is still on its way.
+    const auto end = Clock::now() + kLastWords;
+    while (stored_ && stored_->Outstanding() > 0 && Clock::now() < end && bus_.Connected()) {
+        context_.restart();
+        context_.run_one_for(kLook);
+    }
+    stored_.reset();
+}
+
+void Gateway::Listen()
+{
+    const unsigned processors = std::max(1u, std::thread::hardware_concurrency());
+    for (unsigned i = 0; i < (options_.threads ? options_.threads : processors); i++)
+        shards_.push_back(std::make_unique<Shard>(*services_));
+    const auto everywhere = [](const protocol::Address &address) {
+        return std::all_of(std::begin(address.octets), std::end(address.octets),
+                           [](uint8_t octet) { return octet == 0; });
+    };
+    const auto listen = [this](Session::Role role, const protocol::Address &address) {
+        // Several of this process share a port; it must not be another one's.
+        asio::error_code taken;
+        asio::ip::tcp::acceptor probe(context_, asio::ip::tcp::v4());
+        probe.set_option(asio::ip::tcp::acceptor::reuse_address(true));
+        probe.bind(ToEndpoint(address), taken);
+        if (taken) throw std::runtime_error("cannot listen at " + AddressText(address) + ": " + taken.message());
+        probe.close();
+        for (const auto &shard : shards_) shard->Listen(role, address);
+    };
+    if (options_.registerAt != "none") listen(Session::Role::Registration, Parsed(options_.registerAt));
+    if (options_.loginAt == "none") return;
+    const protocol::Address at = Parsed(options_.loginAt);
+    login_ = options_.announce.empty() ? at : Parsed(options_.announce);
+    if (everywhere(*login_))
+        throw std::runtime_error("--login " + options_.loginAt +
+                                 " listens everywhere: --announce has to say where "
+                                 "routers reach it");
+    listen(Session::Role::Login, at);
+}
+
+void Gateway::ReadBuckets()
+{
+    size_t complete = 0;
+    const auto watch = [&](const char *bucket, std::function<void(const Change &)> take) {
+        watches_.push_back(std::make_unique<Watch>(bus_, bucket, context_, [&complete, take](const Change &change) {
+            if (change.key.empty())
+                complete++; // only before the end of this procedure
+            else
+                take(change);
+        }));
+    };
+    watch(kDevicesBucket, [this](const Change &change) {
+        directory_.Take(change);
+        count_.devices.Set(static_cast<int64_t>(directory_.Size()));
+    });
+    watch(kGatewaysBucket, [this](const Change &change) { instances_.Take(change, Clock::now()); });
+    watch(kSessionsBucket, [this](const Change &change) { presence_->Take(change); });
+    const auto end = Clock::now() + kPatience;
+    while (complete < watches_.size() || !instances_.Alive(id_, Clock::now())) {
+        if (Clock::now() > end) throw std::runtime_error("the buckets of NATS cannot be read or written");
+        context_.run_one_for(kLook);
+    }
+}
+
+void Gateway::Beat()
+{
+    stored_->Put(kGatewaysBucket, id_, InstanceText(login_), context_, {});
+    presence_->Repeat();
+    count_.gateways.Set(static_cast<int64_t>(instances_.All(Clock::now()).size()));
+    count_.busConnected.Set(bus_.Connected());
+    count_.busReconnects.Set(static_cast<int64_t>(bus_.Reconnects()));
+    beat_.expires_after(kBeat);
+    beat_.async_wait([this](const asio::error_code &error) {
+        if (!error && !count_.draining.Get()) Beat();
+    });
+}
+
+void Gateway::Run()
+{
+    context_.restart();
+    context_.run();
+    spdlog::info("end: gateway={} sessions={}", id_, count_.sessions.Get());
+}
+
+// ---- The end
+
+void Gateway::Signalled()
+{
+    if (count_.draining.Get()) return context_.stop();
+    const int64_t seconds = options_.drainSeconds;
+    spdlog::info("drain: gateway={} sessions={} seconds={}", id_, count_.sessions.Get(), seconds);
+    count_.draining.Set(1);
+    stored_->Delete(kGatewaysBucket, id_, 0, context_, {}); // no router is sent here any more
+    for (const auto &shard : shards_) shard->Drain(std::chrono::seconds(seconds));
+    drainEnd_ = Clock::now() + std::chrono::seconds(seconds) + kLastWords;
+    signals_.async_wait([this](const asio::error_code &error, int) {
+        if (!error) Signalled();
+    });
+    Drained();
+}
+
+void Gateway::Drained()
+{
+    if (count_.sessions.Get() == 0 || Clock::now() > drainEnd_) return context_.stop();
+    drain_.expires_after(kLook);
+    drain_.async_wait([this](const asio::error_code &error) {
+        if (!error) Drained();
+    });
+}
+
+// ---- What the web server asks
+
+Health Gateway::State()
+{
+    if (count_.draining.Get()) return {false, "the end is ordered"};
+    if (!bus_.Connected()) return {false, "NATS is not connected"};
+    return {true, std::to_string(count_.sessions.Get()) + " sessions, NATS connected"};
+}
+
+OnlineRouter Gateway::Describe(const std::string &serial, const Elsewhere &seen) const
+{
+    OnlineRouter router;
+    router.serial = serial;
+    if (const auto device = directory_.FindSerial(serial)) router.name = device->name;
+    router.version = seen.version;
+    router.mac = seen.mac;
+    router.address = seen.address;
+    router.gateway = seen.gateway;
+    router.since = seen.since;
+    std::tie(router.lastReport, router.lastReportTime) = presence_->LastReport(serial);
+    return router;
+}
+
+std::vector<OnlineRouter> Gateway::Online()
+{
+    std::vector<OnlineRouter> routers;
+    for (const auto &[serial, seen] : presence_->All())
+        if (instances_.Alive(seen.gateway, Clock::now())) routers.push_back(Describe(serial, seen));
+    return routers;
+}
+
+std::optional<OnlineRouter> Gateway::Router(const std::string &serial)
+{
+    const auto device = directory_.FindSerial(serial);
+    const auto seen = presence_->Find(serial);
+    if (!device) return std::nullopt;
+    if (seen && instances_.Alive(seen->gateway, Clock::now())) return Describe(serial, *seen);
+    OnlineRouter router;
+    router.serial = serial;
+    router.name = device->name;
+    return router;
+}
+
+std::vector<Json> Gateway::LastReports(const std::string &serial)
+{
+    constexpr int kMs = 2000;
+    const std::string api = std::string("$JS.API.STREAM.");
+    if (!directory_.FindSerial(serial)) return {}; // it becomes a part of a subject
+    const Json filter = {{"subjects_filter", "plug." + serial + ".report.>"}};
+    const auto info = bus_.Request(api + "INFO." + kReportStream, filter.dump(), kMs);
+    const Json parsed = Json::parse(info.value_or(""), nullptr, false);
+    const auto pointer = Json::json_pointer("/state/subjects");
+    if (!parsed.is_object() || !parsed.contains(pointer) || !parsed[pointer].is_object()) return {};
+    std::vector<Json> reports;
+    for (const auto &[subject, number] : parsed[pointer].items()) {
+        // The message itself, without the base64 that the other way has.
+        const Json last = {{"last_by_subj", subject}};
+        const auto message = bus_.Request(std::string("$JS.API.DIRECT.GET.") + kReportStream, last.dump(), kMs);
+        const Json report = Json::parse(message.value_or(""), nullptr, false);
+        if (report.is_object()) reports.push_back(report);
+    }
+    std::sort(reports.begin(), reports.end(), [](const Json &one, const Json &other) {
+        return one.value("time", int64_t{0}) > other.value("time", int64_t{0});
+    });
+    return reports;
+}
+
+Json Gateway::Ask(const std::string &serial, const std::string &function, const Json &parameters)
+{
+    const auto token = [](const std::string &text) {
+        return !text.empty() && text.find_first_of(". *>\t\r\n") == std::string::npos;
+    };
+    if (!token(serial) || !token(function)) return FaultJson({"unknown_function", "no function has this name"});
+    const int ms = 1000 * (options_.session.questionSeconds + 5);
+    const auto answer = bus_.Request("plug." + serial + ".ask." + function, JsonText(parameters), ms);
+    Json json = Json::parse(answer.value_or(""), nullptr, false);
+    if (!json.is_object()) return FaultJson({"no_answer", "no gateway has answered in time"});
+    return json;
+}
+
+} // namespace gateway

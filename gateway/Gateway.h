@@ -1,0 +1,61 @@
+// Gateway.h - one running gateway: its parts, their order, and its end.
+// State: all of it. Threads: Run() the caller's; the calls of View any.
+#pragma once
+
+#include <asio/signal_set.hpp>
+#include <memory>
+#include <vector>
+
+#include "gateway/Options.h"
+#include "gateway/question/Dispatcher.h"
+#include "gateway/session/Shard.h"
+#include "gateway/web/View.h"
+
+namespace gateway
+{
+
+class Gateway : public View
+{
+  public:
+    // Connects, reads the buckets and listens. Throws std::runtime_error with what is not possible.
+    Gateway(const RunOptions &options, const BusOptions &bus);
+    ~Gateway() override;
+
+    // Until SIGTERM or SIGINT and the drain that follows; a second one ends it at once.
+    void Run();
+
+    Health State() override;
+    std::vector<OnlineRouter> Online() override;
+    std::optional<OnlineRouter> Router(const std::string &serial) override;
+    std::vector<Json> LastReports(const std::string &serial) override;
+    Json Ask(const std::string &serial, const std::string &function, const Json &parameters) override;
+
+  private:
+    void ReadBuckets();
+    void Listen();
+    void Beat();
+    void Signalled();
+    void Drained();
+    OnlineRouter Describe(const std::string &serial, const Elsewhere &seen) const;
+
+    const RunOptions options_;
+    const std::string id_;
+    Counters count_;
+    asio::io_context context_{1};
+    asio::steady_timer beat_{context_}, drain_{context_};
+    asio::signal_set signals_{context_, SIGTERM, SIGINT};
+    std::optional<protocol::Address> login_; // as routers reach it
+    Clock::time_point drainEnd_{};
+    Bus bus_;
+    Directory directory_;
+    Instances instances_;
+    AddressLimits registrations_;
+    std::vector<std::unique_ptr<Shard>> shards_; // outlive `stored_`, which tells them of reports
+    std::unique_ptr<Stored> stored_;
+    std::unique_ptr<Presence> presence_;
+    std::unique_ptr<Services> services_;
+    std::vector<std::unique_ptr<Watch>> watches_;
+    std::unique_ptr<Dispatcher> dispatcher_;
+};
+
+} // namespace gateway

@@ -1,0 +1,86 @@
+#include "gateway/question/AskCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <asio/executor_work_guard.hpp>
+#include <cstdio>
+#include <memory>
+#include <set>
+#include <stdexcept>
+
+#include "gateway/bus/Bus.h"
+#include "gateway/translate/Json.h"
+
+namespace gateway
+{
+namespace
+{
+struct Words {
+    std::string serial, name, parameters;
+    bool command = false;
+    int seconds = 30;
+};
+
+void Print(const std::string &line)
+{
+    if (printf("%s\n", line.c_str()) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
+}
+
+void AskOne(Bus *bus, const std::string &subject, const Words &words)
+{
+    const auto answer = bus->Request(subject, words.parameters, 1000 * words.seconds);
+    if (!answer) throw std::runtime_error("no gateway has answered");
+    Print(*answer);
+    const Json json = Json::parse(*answer, nullptr, false);
+    if (!json.is_object() || !json.value("ok", false)) throw CLI::RuntimeError(2);
+}
+
+// Answers come one by one; the last one of each gateway says so.
+void AskAll(Bus *bus, const std::string &subject, const Words &words)
+{
+    asio::io_context context;
+    const auto work = asio::make_work_guard(context);
+    std::set<std::string> waiting;
+    bool begun = false, failed = false;
+    const std::string inbox = bus->NewInbox();
+    const auto answers = bus->Subscribe(inbox, "", context, [&](const Message &message) {
+        Print(message.data);
+        const Json json = Json::parse(message.data, nullptr, false);
+        if (!json.is_object()) return;
+        failed = failed || !json.value("ok", false);
+        if (json.contains("gateways")) {
+            begun = true;
+            for (const auto &gateway : json["gateways"]) waiting.insert(gateway.get<std::string>());
+        } else if (json.value("done", false)) {
+            waiting.erase(json.value("gateway", ""));
+        } else if (!begun) { // not one has been asked
+            context.stop();
+        }
+        if (begun && waiting.empty()) context.stop();
+    });
+    bus->Publish(subject, words.parameters, inbox);
+    context.run_for(std::chrono::seconds(words.seconds));
+    if (!context.stopped()) throw std::runtime_error("not all gateways have answered in time");
+    if (failed) throw CLI::RuntimeError(2);
+}
+} // namespace
+
+void AddAskCommand(CLI::App *app, const BusOptions &bus)
+{
+    CLI::App *const ask = app->add_subcommand("ask", "put a question to a router, and print the answer");
+    const auto words = std::make_shared<Words>();
+    ask->add_option("SERIAL", words->serial, "of the router, or all")->required();
+    ask->add_option("FUNCTION", words->name, "its name or number")->required();
+    ask->add_option("PARAMETERS", words->parameters, "a JSON object");
+    ask->add_flag("--command", words->command, "it is a plugin command");
+    ask->add_option("--seconds", words->seconds, "to wait, at most")->capture_default_str();
+    ask->callback([words, &bus] {
+        Bus own(bus);
+        const std::string subject = "plug." + words->serial + (words->command ? ".command." : ".ask.") + words->name;
+        if (words->serial == "all")
+            AskAll(&own, subject, *words);
+        else
+            AskOne(&own, subject, *words);
+    });
+}
+
+} // namespace gateway

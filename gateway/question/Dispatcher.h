@@ -1,0 +1,53 @@
+// Dispatcher.h - questions and commands as they come from the message system: to the session that they are for, here or
+// at another gateway, and their answers back.
+//
+//   plug.<serial>.ask.<function>                one member of all gateways gets it: the router is here, or at another
+//   plug.<serial>.command.<name>                gateway, which gets it with the reply subject kept, or it is offline
+//   plug_gateway.<id>.ask.<serial>.<function>   passed on by another gateway
+//   plug_gateway.<id>.command.<serial>.<name>
+//   plug.all.ask.<function>                     one member passes it on to all
+//   plug_gateway.<id>.all.<function>            to all routers here, so many in a second
+//
+// State: subscriptions, and what is asked of all. Threads: the io_context's.
+#pragma once
+
+#include <asio/steady_timer.hpp>
+#include <memory>
+#include <vector>
+
+#include "gateway/session/Shard.h"
+
+namespace gateway
+{
+
+class Dispatcher
+{
+  public:
+    // `allRate`: routers in a second that plug.all asks here.
+    Dispatcher(asio::io_context &context, Services &services, double allRate);
+
+    // What is asked from now on, others answer.
+    void Stop() { subscriptions_.clear(); }
+
+  private:
+    struct Everybody; // one question to all routers
+    using Answer = std::function<void(const Json &)>;
+
+    void Arrived(const Message &message);  // for anybody
+    void PassedOn(const Message &message); // for this gateway
+    void Here(bool plugin, const std::string &serial, const std::string &name, const Message &message);
+    void ToAll(const std::string &function, const Message &message);
+    void AskAll(const std::string &function, const Message &message);
+    void AskMore(const std::shared_ptr<Everybody> &everybody);
+    void Reply(const Message &message, const Json &answer);
+    void Wrong(const Message &message, const Fault &fault);
+    void Offline(const Message &message);
+
+    asio::io_context &context_;
+    Services &services_;
+    const double allRate_;
+    size_t running_ = 0; // questions to all
+    std::vector<std::unique_ptr<Subscription>> subscriptions_;
+};
+
+} // namespace gateway

@@ -1,0 +1,161 @@
+#include "gateway/session/Presence.h"
+
+#include "gateway/translate/Json.h"
+
+namespace gateway
+{
+
+Presence::Presence(std::string gateway, Stored &stored, asio::io_context &context,
+                   std::function<void(const Here &)> replaced)
+    : gateway_(std::move(gateway)), stored_(stored), context_(context), replaced_(std::move(replaced))
+{
+}
+
+void Presence::Online(const Session &session, const Here &here)
+{
+    const Mac &mac = session.RouterMac();
+    const Json entry = {{"gateway", gateway_},
+                        {"mac", protocol::MacText({mac.begin(), mac.end()})},
+                        {"version", session.Version()},
+                        {"address", AddressText(session.Peer())},
+                        {"since", session.Since()}};
+    std::optional<Here> old;
+    {
+        const std::lock_guard<std::mutex> hold(lock_);
+        Local &local = here_[session.Serial()];
+        if (local.here.shard) old = local.here;
+        local = {here, JsonText(entry), 0, false, {}};
+    }
+    if (old) replaced_(*old);
+    Write(session.Serial(), here.session, JsonText(entry));
+}
+
+void Presence::Write(const std::string &serial, uint64_t session, const std::string &entry)
+{
+    stored_.Put(kSessionsBucket, serial, entry, context_,
+                [=](std::optional<uint64_t> revision) { Written(serial, session, revision); });
+}
+
+void Presence::Written(const std::string &serial, uint64_t session, std::optional<uint64_t> revision)
+{
+    std::unique_lock<std::mutex> hold(lock_);
+    const auto found = here_.find(serial);
+    if (found == here_.end() || found->second.here.session != session) { // it has ended meanwhile
+        hold.unlock();
+        if (revision) stored_.Delete(kSessionsBucket, serial, *revision, context_, {});
+        return;
+    }
+    found->second.failed = !revision;
+    if (!revision) return; // Repeat() does not leave it at that: others have to find it
+    found->second.revision = *revision;
+    const Here here = found->second.here;
+    const bool newer = Newer(serial);
+    hold.unlock();
+    if (newer) replaced_(here);
+}
+
+void Presence::Repeat()
+{
+    std::vector<std::pair<std::string, Local>> failed;
+    {
+        const std::lock_guard<std::mutex> hold(lock_);
+        for (auto &[serial, local] : here_) {
+            if (!local.failed) continue;
+            local.failed = false;
+            failed.emplace_back(serial, local);
+        }
+    }
+    for (const auto &[serial, local] : failed) Write(serial, local.here.session, local.entry);
+}
+
+void Presence::Offline(const Session &session)
+{
+    uint64_t revision = 0;
+    {
+        const std::lock_guard<std::mutex> hold(lock_);
+        const auto found = here_.find(session.Serial());
+        if (found == here_.end() || found->second.here.session != session.Id()) return;
+        revision = found->second.revision;
+        here_.erase(found);
+    }
+    // Until it is written, Written() deletes it.
+    if (revision > 0) stored_.Delete(kSessionsBucket, session.Serial(), revision, context_, {});
+}
+
+void Presence::Reported(const Session &session, const std::string &report, int64_t time)
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    const auto found = here_.find(session.Serial());
+    if (found != here_.end()) found->second.lastReport = {report, time};
+}
+
+std::pair<std::string, int64_t> Presence::LastReport(const std::string &serial) const
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    const auto found = here_.find(serial);
+    return found == here_.end() ? std::pair<std::string, int64_t>() : found->second.lastReport;
+}
+
+bool Presence::Newer(const std::string &serial) const
+{
+    const auto here = here_.find(serial);
+    const auto there = all_.find(serial);
+    return here != here_.end() && there != all_.end() && here->second.revision > 0 &&
+           there->second.gateway != gateway_ && there->second.revision > here->second.revision;
+}
+
+void Presence::Take(const Change &change)
+{
+    if (change.key.empty()) return;
+    std::optional<Here> old;
+    {
+        const std::lock_guard<std::mutex> hold(lock_);
+        if (!change.value) {
+            all_.erase(change.key);
+            return;
+        }
+        const auto json = nlohmann::json::parse(*change.value, nullptr, false);
+        if (!json.is_object()) return;
+        const auto text = [&](const char *name) {
+            const auto found = json.find(name);
+            return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
+        };
+        const auto since = json.find("since");
+        all_[change.key] = {text("gateway"), text("mac"), text("version"), text("address"), 0, change.revision};
+        if (since != json.end() && since->is_number_integer()) all_[change.key].since = since->get<int64_t>();
+        if (Newer(change.key)) old = here_.at(change.key).here;
+    }
+    if (old) replaced_(*old);
+}
+
+std::optional<Here> Presence::FindHere(const std::string &serial) const
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    const auto found = here_.find(serial);
+    if (found == here_.end()) return std::nullopt;
+    return found->second.here;
+}
+
+std::optional<Elsewhere> Presence::Find(const std::string &serial) const
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    const auto found = all_.find(serial);
+    if (found == all_.end()) return std::nullopt;
+    return found->second;
+}
+
+std::vector<std::pair<std::string, Here>> Presence::AllHere() const
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    std::vector<std::pair<std::string, Here>> all;
+    for (const auto &[serial, local] : here_) all.emplace_back(serial, local.here);
+    return all;
+}
+
+std::vector<std::pair<std::string, Elsewhere>> Presence::All() const
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    return {all_.begin(), all_.end()};
+}
+
+} // namespace gateway

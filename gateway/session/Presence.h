@@ -1,0 +1,83 @@
+// Presence.h - which router is online at which gateway: the sessions here, and a copy of the bucket plug_sessions.
+//
+// Of two sessions of one router the newer one counts. The bucket's revisions say which one that is, on whatever gateways
+// they are.
+//
+// State: both. Threads: any.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "gateway/bus/Stored.h"
+#include "gateway/bus/Watch.h"
+#include "gateway/session/Session.h"
+
+namespace gateway
+{
+
+class Shard;
+
+constexpr char kSessionsBucket[] = "plug_sessions"; // serial number -> where it is online
+
+// A session of this gateway.
+struct Here {
+    Shard *shard = nullptr;
+    uint64_t session = 0;
+};
+
+struct Elsewhere {
+    std::string gateway, mac, version, address;
+    int64_t since = 0; // seconds since the epoch
+    uint64_t revision = 0;
+};
+
+class Presence
+{
+  public:
+    // `replaced` is told of a session here that has a newer one somewhere, on any thread.
+    Presence(std::string gateway, Stored &stored, asio::io_context &context,
+             std::function<void(const Here &)> replaced);
+
+    void Online(const Session &session, const Here &here);
+    void Offline(const Session &session);
+    void Reported(const Session &session, const std::string &report, int64_t time);
+    void Take(const Change &change); // of the bucket
+    // Writes again what the bucket has not taken; call it now and then.
+    void Repeat();
+
+    std::optional<Here> FindHere(const std::string &serial) const;
+    // The newest report of a router that is online here, and when it came; empty and 0 for others.
+    std::pair<std::string, int64_t> LastReport(const std::string &serial) const;
+    // As the bucket has it; its gateway may be dead, and may be this one.
+    std::optional<Elsewhere> Find(const std::string &serial) const;
+    std::vector<std::pair<std::string, Here>> AllHere() const;
+    std::vector<std::pair<std::string, Elsewhere>> All() const;
+
+  private:
+    struct Local {
+        Here here;
+        std::string entry;
+        uint64_t revision = 0; // 0: not in the bucket yet
+        bool failed = false;   // nor on its way there
+        std::pair<std::string, int64_t> lastReport = {};
+    };
+    void Write(const std::string &serial, uint64_t session, const std::string &entry);
+    void Written(const std::string &serial, uint64_t session, std::optional<uint64_t> revision);
+    // Whether the bucket has a newer session than the one here. With the lock held.
+    bool Newer(const std::string &serial) const;
+
+    const std::string gateway_;
+    Stored &stored_;
+    asio::io_context &context_;
+    const std::function<void(const Here &)> replaced_;
+    mutable std::mutex lock_; // guards what follows
+    std::unordered_map<std::string, Local> here_;
+    std::unordered_map<std::string, Elsewhere> all_;
+};
+
+} // namespace gateway
