@@ -1,4 +1,5 @@
-/* The faults of a maker's library, one in each function. The other functions are those of sdk/template/. */
+/* The faults of a maker's library, one in each function, and what looks like one (get_dns). The other functions are those
+ * of sdk/template/. */
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -114,5 +115,12 @@ int get_ftp_user(char text[16])
 int set_ftp_user(const char *text)
 {
     memcpy(s_user, text, 16); /* reads on behind the text */
+    return 0;
+}
+
+int get_dns(uint32_t *primary, uint32_t *secondary)
+{
+    *primary = 1; /* while set_dns of the template refuses */
+    *secondary = 2;
     return 0;
 }

@@ -1,4 +1,5 @@
-// plug-sdk-check against three libraries: the simulated router, the template, and one that is broken in many ways.
+// plug-sdk-check against three libraries: the simulated router, the template, and one that is broken in many ways. The one
+// for Linux machines needs a machine that is a router: tests/lab/SdkCheckTest.cpp and WifiTest.cpp.
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -121,6 +122,14 @@ TEST(SdkCheck, NamesEveryFaultOfABrokenLibraryByItsFunction)
         {"set_ftp_user", "WRONG: crashed in set_ftp_user (SIGSEGV)"},
     };
     for (const auto &fault : faults) EXPECT_TRUE(run.Says(fault.name, fault.text)) << fault.name << "\n" << run.output;
+}
+
+TEST(SdkCheck, HoldsNothingAgainstASetterThatRefusesAndChangesNothing)
+{
+    const Report run = Check("--write --limit 0.5 " BROKEN_LIBRARY);
+    EXPECT_TRUE(run.Says("get_dns", "0")) << run.output;
+    EXPECT_TRUE(run.Says("set_dns", "1")) << run.output;
+    EXPECT_FALSE(run.Says("set_dns", "WRONG")) << run.output;
 }
 
 TEST(SdkCheck, FindsAFunctionThatIsNotForSeveralThreads)
