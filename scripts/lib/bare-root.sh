@@ -2,12 +2,12 @@
 # shellcheck disable=SC2154 # set by who sources it
 # bare-root.sh - Debian systems in a folder, to try packages in; sourced after screen.sh, bash. Needs $repo and $logs.
 
-# bare_root NAME PACKAGE...: makes build/NAME.tar, this Debian's smallest system with these packages, unless it is there.
-# Needs root and the network. Returns 1 when it cannot.
+# bare_root NAME PACKAGE...: makes build/NAME.tar, this Debian's smallest system with these packages, unless it is there
+# with the same packages (build/NAME.packages). Needs root and the network. Returns 1 when it cannot.
 bare_root() {
     local name=$1 folder=$repo/build/$1 suite mirror
     shift
-    [ ! -e "$folder.tar" ] || return 0
+    [ ! -e "$folder.tar" ] || [ "$(cat "$folder.packages" 2>/dev/null)" != "$*" ] || return 0
     suite=$(. /etc/os-release && echo "$VERSION_CODENAME")
     mirror=$(apt-get indextargets --format '$(SITE) $(RELEASE)' | awk -v suite="$suite" '$2 == suite { print $1; exit }')
     [ -n "$mirror" ] || { echo "no mirror of $suite in apt's lists" >&2; return 1; }
@@ -19,7 +19,8 @@ bare_root() {
         chroot "$root" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"' \
         sh "$folder" "$@" || return 1
     rm -rf "$folder"/var/cache/apt/archives/*.deb "$folder"/var/lib/apt/lists/* "$folder"/usr/share/{doc,locale}/*
-    tar -C "$folder" -cf "$folder.tar.new" . && mv "$folder.tar.new" "$folder.tar" && rm -rf "$folder"
+    tar -C "$folder" -cf "$folder.tar.new" . && mv "$folder.tar.new" "$folder.tar" && rm -rf "$folder" &&
+        echo "$*" >"$folder.packages"
 }
 
 # fresh_root NAME: build/NAME as bare_root() has kept it
