@@ -165,29 +165,3 @@ int EnforceLimit(const Places *places, const State *state, uint16_t place, bool 
     if (limited && result == RESULT_OK) result = ChangeRules(places, state, script, length);
     return result;
 }
-
-// ---- Forwarding ----
-
-static bool IsOn(const char *path)
-{
-    char line[16];
-    return ReadLine(path, line, sizeof line) && line[0] != '0';
-}
-
-void EnforceForwarding(const Places *places)
-{
-    static const char four[] = "/proc/sys/net/ipv4/ip_forward";
-    static const char six[] = "/proc/sys/net/ipv6/conf/all/forwarding";
-    if (!IsOn(four))
-        Say("%s",
-            WriteSetting(four, "1") ? "IPv4 forwarding was off and is on now" : "cannot switch IPv4 forwarding on");
-    char line[16];
-    if (!ReadLine(six, line, sizeof line) || line[0] != '0') return; // no IPv6, or on already
-    // A machine that forwards ignores announcements of routers, from which the WAN may have its address and route.
-    for (uint16_t i = 0; i < places->wanCount; i++) {
-        char path[80];
-        snprintf(path, sizeof path, "/proc/sys/net/ipv6/conf/%s/accept_ra", places->wans[i]);
-        if (ReadLine(path, line, sizeof line) && line[0] == '1') WriteSetting(path, "2");
-    }
-    Say("%s", WriteSetting(six, "1") ? "IPv6 forwarding was off and is on now" : "cannot switch IPv6 forwarding on");
-}

@@ -1,4 +1,4 @@
-// Enforce.h - puts settings in force in the kernel: rules by nft, limits by tc, forwarding by /proc.
+// Enforce.h - puts settings in force in the kernel: rules by nft, limits by tc.
 // State:    which processes were ours, so that their changes are told from those of others.
 // Threads:  whoever holds the lock of the changes (settings/Settings.h); WasOurs() any.
 #pragma once
@@ -29,9 +29,6 @@ int EnforceLimits(const char *interface, const State *state, bool up);
 // One device, whose settings are already in `state`, in `place`.
 int EnforceAccess(const Places *places, const State *state, uint16_t place);
 int EnforceLimit(const Places *places, const State *state, uint16_t place, bool up);
-
-// Lets the kernel forward, IPv4 and IPv6, and says what it had to change or could not.
-void EnforceForwarding(const Places *places);
 
 // Whether a process of this number is or was one that EnforceX() has started.
 bool WasOurs(uint32_t process);

@@ -54,14 +54,21 @@ static bool WriteAll(int file, const char *data, size_t length)
     return true;
 }
 
+// The folder of a file: "/" or what stands before the last slash. False if there is none.
+static bool FolderOf(const char *path, char folder[kMaxPath])
+{
+    snprintf(folder, kMaxPath, "%s", path);
+    char *slash = strrchr(folder, '/');
+    if (!slash) return false;
+    slash[slash == folder] = '\0';
+    return true;
+}
+
 // A rename reaches the disk with its folder.
 static void SyncFolder(const char *path)
 {
     char folder[kMaxPath];
-    snprintf(folder, sizeof folder, "%s", path);
-    char *slash = strrchr(folder, '/');
-    if (!slash) return;
-    slash[slash == folder] = '\0';
+    if (!FolderOf(path, folder)) return;
     const int descriptor = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) return;
     fsync(descriptor);
@@ -95,6 +102,12 @@ bool WriteFileWhole(const char *path, const char *data, size_t length, unsigned 
     unlink(fresh);
     errno = error;
     return false;
+}
+
+void MakeFolderOf(const char *path)
+{
+    char folder[kMaxPath];
+    if (FolderOf(path, folder)) mkdir(folder, 0755);
 }
 
 bool WriteSetting(const char *path, const char *text)

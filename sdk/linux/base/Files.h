@@ -15,5 +15,9 @@ bool ReadLine(const char *path, char *line, size_t size);
 // renamed. On failure the old file is as it was, PATH.new is gone, and errno says why.
 bool WriteFileWhole(const char *path, const char *data, size_t length, unsigned mode);
 
+// Makes the folder of the file `path`, mode 0755, if it is missing and its own folder is there. Whether it worked is seen
+// when the file is written.
+void MakeFolderOf(const char *path);
+
 // Writes a short text into an existing file, such as one of /proc/sys. Returns false if that fails.
 bool WriteSetting(const char *path, const char *text);

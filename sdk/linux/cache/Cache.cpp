@@ -17,6 +17,7 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include "sdk/linux/access/Forwarding.h"
 #include "sdk/linux/access/RuleEvents.h"
 #include "sdk/linux/access/Rules.h"
 #include "sdk/linux/base/Clock.h"
@@ -467,7 +468,7 @@ static void Begin()
     ReadFiles();
     Places places;
     ReadPlaces(&places);
-    if (TheConfig()->forwarding) EnforceForwarding(&places);
+    if (TheConfig()->forwarding) EnforceForwarding(&places, TheConfig()->state);
     KeepInForce(NowMs());
     AskDevices();
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "sdk/linux/base/Files.h"
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
 #include "sdk/linux/cache/Cache.h"
@@ -33,7 +34,9 @@ pthread_mutex_t *ChangesLock()
 void LoadSettings()
 {
     LoadConfig(ConfigPath(), &s_config);
-    if (KeyIsRight(&s_config, KEY_STATE) == RESULT_OK) LoadState(s_config.state, &s_state);
+    if (KeyIsRight(&s_config, KEY_STATE) != RESULT_OK) return;
+    MakeFolderOf(s_config.state);
+    LoadState(s_config.state, &s_state);
 }
 
 int StoreSettings()

@@ -1,5 +1,6 @@
 #include "sdk/linux/settings/State.h"
 
+#include "sdk/linux/base/Files.h"
 #include "tests/support/Files.h"
 #include "tests/support/Texts.h"
 #include <cerrno>
@@ -160,6 +161,17 @@ TEST_F(RouterState, AFolderThatIsNotThereIsAnError)
 {
     EXPECT_FALSE(SaveState((folder.Path() + "/no/router.state").c_str(), state.get()));
     EXPECT_EQ(ENOENT, errno);
+}
+
+TEST_F(RouterState, TheFolderOfItsFileIsMadeAtTheStart)
+{
+    const std::string fresh = folder.Path("new");
+    MakeFolderOf((fresh + "/router.state").c_str());
+    EXPECT_TRUE(SaveState((fresh + "/router.state").c_str(), state.get()));
+    MakeFolderOf((fresh + "/router.state").c_str()); // it is there already
+    EXPECT_EQ(STATE_LOADED, LoadState((fresh + "/router.state").c_str(), state.get()));
+    MakeFolderOf(folder.Path("a/b/router.state").c_str()); // one folder, not any number
+    EXPECT_FALSE(SaveState(folder.Path("a/b/router.state").c_str(), state.get()));
 }
 
 TEST_F(RouterState, TheLongestSettingsFit)
