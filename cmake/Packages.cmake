@@ -55,25 +55,27 @@ reports the devices attached and updates itself. A supervisor keeps it running."
 set(CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS
   "plug-router-linux | plug-router, iptables, iputils-ping, traceroute, psmisc, procps")
 set(CPACK_DEBIAN_AGENT_PACKAGE_CONTROL_EXTRA
-  "${debian}/conffiles;${debian}/postinst;${debian}/prerm;${debian}/postrm")
+  "${debian}/conffiles;${debian}/postinst;${debian}/prerm;${debian}/postrm;${debian}/triggers")
 
-# plug_router_package(COMPONENT): the agent takes whichever is there, and there can be one
+# plug_router_package(COMPONENT [SCRIPT]...): the agent takes whichever is there, and there can be one
 macro(plug_router_package component)
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_PROVIDES plug-router)
   set(CPACK_DEBIAN_${upper}_PACKAGE_CONFLICTS plug-router)
   set(CPACK_DEBIAN_${upper}_PACKAGE_REPLACES plug-router)
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION libs)
-  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA "${debian}/router/shlibs;${debian}/router/triggers")
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA "${debian}/router/shlibs;${debian}/router/triggers;${ARGN}")
 endmacro()
 
 plug_package(linux plug-router-linux "Linux machine as the router of the plugin agent"
 "A router library for any Linux machine with a WAN and a LAN: devices from the
 kernel, accesses and limits by nftables and tc, Wi-Fi by hostapd.")
-plug_router_package(linux)
+plug_router_package(linux ${debian}/linux/prerm ${debian}/linux/postrm)
 set(CPACK_DEBIAN_LINUX_PACKAGE_DEPENDS "nftables, iproute2")
 install(TARGETS router_linux LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP COMPONENT linux)
 install(FILES packaging/router-linux.conf DESTINATION ${PLUG_SYSTEMD_UNITS}/plug.service.d COMPONENT linux)
+plug_installed_copy(plug-router-off.sh)
+install(PROGRAMS ${installed_copy} DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/plug COMPONENT linux)
 
 plug_package(sim plug-router-sim "simulated router for the plugin agent"
 "A router library whose household, devices and settings are a file: to try the

@@ -103,6 +103,7 @@ hint() { # TEXT
     'Login ServerInit error') pass err "hint: no login server at $login; if that is no address of the platform, the answer cannot be decrypted: is KEY the platform's?" ;;
     'connect failed!......') pass err "hint: the platform cannot be reached: see SERVER1, SERVER2 and PORT" ;;
     'Can not fopen('*) pass err "hint: no configuration: see -f in PLUG_OPTIONS" ;;
+    'ERROR: get sn failed!'* | 'ERROR: SN is invalid!'*) pass err "hint: the router library has no serial number; that for Linux takes \"serial\" of /etc/plug/router.conf" ;;
     'ERROR: PIN is empty'* | 'ERROR: KEY is empty'*) pass err "hint: \"plug --check -f FILE\" says what the agent takes of the file" ;;
     esac
 }

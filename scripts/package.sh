@@ -46,7 +46,10 @@ quietly "$logs/package-configure.log" "configuring" cmake -S "$repo" -B "$build"
 quietly "$logs/package-build.log" "building" cmake --build "$build" -j "$(nproc)" || exit
 (cd "$build" && quietly "$logs/cpack.log" "packing" cpack) || exit
 mv "$build"/*.deb "$packages" || exit
-for package in "$packages"/*.deb; do say "$(wc -c <"$package") bytes  ${package##*/}"; done
+for package in "$packages"/*.deb; do
+    say "$(wc -c <"$package") bytes  ${package##*/}"
+    dpkg-deb -f "$package" Depends | grep -q 'libc6 (>= ' || die "no dependencies were computed for ${package##*/}"
+done
 lintian --allow-root --fail-on error,warning "$packages"/*.deb || die "lintian finds faults"
 say "lintian finds nothing"
 [ -n "$try" ] || exit 0
@@ -69,8 +72,15 @@ files() {
         grep -v -e '^\./var/lib/dpkg' -e '^\./var/log' -e '^\./var/cache' -e '^\./etc/ld.so.cache' -e '^\./etc/rc.\.d' \
             -e '^\./var/lib/systemd' -e '^\./var/lib/apt' | sort
 }
-# checks TEXT COMMAND: a step, inside
-checks() { inside "$2" >>"$dpkg_log" 2>&1 || { tail -20 "$dpkg_log"; die "not so: $1"; }; say "ok  $1"; }
+# checks TEXT COMMAND: a step, inside; with what it is written with
+words='export DEBIAN_FRONTEND=noninteractive
+    supervisor() { /usr/libexec/plug/plug-supervisor.sh "--$1"; }
+    soon() { for i in $(seq 150); do ! "$@" || return 0; sleep 0.1; done; return 1; }
+    another() { now=$(supervisor "$1") && [ "$now" != "$2" ]; }
+    bridge() { ip link add br-lan type bridge && ip link set br-lan up; }
+    platform() { plugsim platform --script /dev/null --at-end stay --no-prompt >/tmp/platform 2>&1 & }
+    '
+checks() { inside "$words$2" >>"$dpkg_log" 2>&1 || { tail -20 "$dpkg_log"; die "not so: $1"; }; say "ok  $1"; }
 
 mkdir "$root/packages"
 cp "$packages"/*.deb "$root/packages"
@@ -100,30 +110,50 @@ checks "the commands of docs/operating.md bring the agent up" "cd /packages && s
     /etc/init.d/plug stop && dpkg -P plug plug-router-linux && rm -f /etc/plug.conf /tmp/plug*"
 rm -r "$root/build" "$root"/usr/local/bin/{editor,systemctl}
 
+# May services start here? A system without init says no.
+allow() { printf '#!/bin/sh\nexit %s\n' "$1" >"$root/usr/sbin/policy-rc.d" && chmod 755 "$root/usr/sbin/policy-rc.d"; }
+allow 0
+
 apt 'cd /packages && dpkg -i plug_*.deb plug-router-sim_*.deb plugsim_*.deb plug-dev_*.deb'
 checks "the agent runs" 'plug --version | grep -q "^plug "'
 checks "plugsim runs" 'plugsim --help | grep -q platform'
-checks "nothing has started without a configuration" '! [ -e /var/run/plug.pid ]'
+checks "nothing has started without a configuration" '! [ -e /var/run/plug.pid ] && ! [ -e /var/run/plug.ends ]'
+checks "a maker finds header, flags, template and checker" '
+    [ -e /usr/include/plug/RouterSdk.h ] && [ -e /usr/lib/*/pkgconfig/plug-router-sdk.pc ] && [ -e /usr/share/plug/template/Makefile ] && plug-sdk-check --help'
 checks "the simulated router keeps its contract" 'plug-sdk-check /usr/lib/*/libRouterSdk.so.1'
 checks "the service starts by hand, and logs in at a platform" '
     printf "[Dev]\nPIN=123456789012\n[Protool]\nKEY=0123456789abcdef\nSERVER1=127.0.0.1\nPORT=6039\n" >/etc/plug.conf
     chmod 600 /etc/plug.conf
-    (printf "wait login\nwait heartbeat\n" | plugsim platform --script - --at-end stay --no-prompt >/tmp/platform 2>&1; sleep 60) &
-    /etc/init.d/plug start && for i in $(seq 150); do plugctl status && break; sleep 0.1; done; plugctl status && /etc/init.d/plug stop'
-checks "a settings file that the operator has changed stays" '
-    echo PLUG_LOG=info >>/etc/default/plug && DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-plug_*.deb /packages/next-plugsim_*.deb &&
-    grep -qx PLUG_LOG=info /etc/default/plug && dpkg -s plug | grep -q "^Version: .*\.1$"'
+    platform; /etc/init.d/plug start && soon plugctl status && /etc/init.d/plug stop'
+checks "its folder is root's" '[ "$(stat -c "%a %U" /var/lib/plug)" = "755 root" ]'
+checks "a settings file that the operator has changed stays when all is upgraded, and nothing starts without a configuration" '
+    echo PLUG_LOG=info >>/etc/default/plug && mv /etc/plug.conf /etc/plug.conf.mine && cd /packages &&
+    dpkg -i next-plug_*.deb next-plugsim_*.deb next-plug-dev_*.deb next-plug-router-sim_*.deb &&
+    grep -qx PLUG_LOG=info /etc/default/plug && [ "$(dpkg -l "plug*" | grep -c "^ii .*\.1 ")" = 4 ] && ! [ -e /var/run/plug.pid ] &&
+    mv /etc/plug.conf.mine /etc/plug.conf'
 checks "an upgrade restarts a service that runs" '
-    printf "#!/bin/sh\nexit 0\n" >/usr/sbin/policy-rc.d && chmod 755 /usr/sbin/policy-rc.d # a system without init says no
-    /etc/init.d/plug start && old=$(/usr/libexec/plug/plug-supervisor.sh --supervisor) &&
-    DEBIAN_FRONTEND=noninteractive dpkg -i /packages/next-plug_*.deb &&
-    new=$(/usr/libexec/plug/plug-supervisor.sh --supervisor) && [ "$old" != "$new" ] && /etc/init.d/plug stop && rm /usr/sbin/policy-rc.d'
-checks "the router for Linux takes the place of the simulated one" '
-    DEBIAN_FRONTEND=noninteractive apt-get install -y /packages/plug-router-linux_*.deb && ! dpkg -s plug-router-sim 2>/dev/null | grep "^Status: install ok" &&
-    plug --version | grep -q libRouterSdk.so.1'
-checks "a removal leaves the configuration" '
-    dpkg -r plug plugsim plug-router-linux plug-dev && test -e /etc/plug.conf && test -e /etc/default/plug && ! test -e /usr/sbin/plug'
-checks "a purge leaves nothing but the operator's file" 'dpkg -P plug plugsim plug-router-linux plug-router-sim plug-dev && rm /etc/plug.conf'
+    /etc/init.d/plug start && old=$(supervisor supervisor) && dpkg -i /packages/next-plug_*.deb && another supervisor "$old" &&
+    /etc/init.d/plug stop'
+# A bare system has neither a serial number nor a LAN.
+checks "the router for Linux takes the place of the simulated one, in an agent that runs, too" '
+    mkdir /etc/plug && printf "[router]\nserial = BARE1\n" >/etc/plug/router.conf && bridge && platform; /etc/init.d/plug start && soon supervisor agent && apt-get install -y /packages/plug-router-linux_*.deb &&
+    ! dpkg -s plug-router-sim 2>/dev/null | grep "^Status: install ok" && plug --version | grep -q libRouterSdk.so.1 &&
+    soon nft list table inet plug_router && grep -q libmnl "/proc/$(supervisor agent)/maps" &&
+    [ "$(cat /proc/sys/net/ipv4/ip_forward)" = 1 ] && [ "$(stat -c "%a %U" /var/lib/plug/router.state)" = "600 root" ]'
+checks "the router for Linux keeps its contract" 'bridge && plug-sdk-check /usr/lib/*/libRouterSdk.so.1'
+checks "an upgrade of the library restarts the agent" '
+    /etc/init.d/plug start && soon supervisor agent && old=$(supervisor agent) && dpkg -i /packages/next-plug-router-linux_*.deb &&
+    soon another agent "$old"'
+checks "a removal takes rules and forwarding off, and leaves configuration and settings" '
+    bridge && platform; /etc/init.d/plug start && soon nft list table inet plug_router && [ "$(cat /proc/sys/net/ipv4/ip_forward)" = 1 ] &&
+    dpkg -r plug plugsim plug-router-linux plug-dev && ! nft list tables | grep plug_router &&
+    [ "$(cat /proc/sys/net/ipv4/ip_forward)" = 0 ] && [ -e /etc/plug.conf ] && [ -e /etc/default/plug ] &&
+    [ -e /var/lib/plug/router.state ] && ! [ -e /usr/sbin/plug ] && /etc/init.d/plug start'
+checks "what is installed again has its settings" '
+    dpkg -i /packages/plug-router-linux_*.deb /packages/plug_*.deb && grep -qx PLUG_LOG=info /etc/default/plug'
+checks "a purge leaves nothing but the operator's files" '
+    dpkg -P plug plugsim plug-router-linux plug-router-sim plug-dev && rm /etc/plug.conf && rm -r /etc/plug'
+rm "$root/usr/sbin/policy-rc.d"
 rm -f "$root"/tmp/*
 files >"$logs/files-after"
 diff -u "$logs/files-before" "$logs/files-after" | grep '^[+-]\.' && die "the packages leave this behind"

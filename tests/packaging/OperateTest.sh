@@ -165,6 +165,10 @@ AStartThatIsRefusedIsSaid)
     ends_with 1 'has not started' ./plug.init start
     grep -q 'refusing to start' log || die "nothing was logged"
     ;;
+AnInitScriptThatARemovalHasLeftDoesNothing)
+    echo "PLUG_SUPERVISOR=$folder/gone" >>defaults
+    for action in start stop status; do ends_with 0 'not installed' ./plug.init $action; done
+    ;;
 StatusTellsStageVersionSupervisorAndEnds)
     ends_with 1 'does not run' ./plugctl status
     ./plug.init start
