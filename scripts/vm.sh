@@ -68,6 +68,7 @@ mv "$root"/boot/vmlinuz-* "$repo/build/vm-kernel" && mv "$root"/boot/initrd.img-
 
 mkdir "$root/packages"
 cp "$packages"/plug_*.deb "$packages"/plug-router-sim_*.deb "$root/packages"
+cp "$packages"/plug-router-linux_*.deb "$root/srv"
 cat >"$root/etc/plug.conf" <<END
 [Dev]
 PIN=123456789012
@@ -77,6 +78,11 @@ SERVER1=$platform
 PORT=6039
 END
 chmod 600 "$root/etc/plug.conf"
+mkdir "$root/etc/plug"
+cat >"$root/etc/plug/router.conf" <<END
+[wan]
+masquerade = yes
+END
 cat >"$root/etc/systemd/network/lan.network" <<END
 [Match]
 Name=eth0
