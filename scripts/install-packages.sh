@@ -7,6 +7,7 @@
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
 #   lab      the programs of a router and its household (scripts/lab.sh), in addition to run
 #   wifi     the virtual machine with radios (scripts/wifi-vm.sh), in addition to run
+#   page     a browser for the gateway's page
 #   check    fuzzing and memory checking
 #   coverage counting what the tests run
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
@@ -39,6 +40,8 @@ packages_of() {
         echo dnsmasq-base busybox nftables ;;
     wifi)
         echo qemu-system-x86 hostapd wpasupplicant iw busybox kmod cpio nftables ;;
+    page)
+        echo chromium ;;
     check)
         # Without the runtime, clang cannot link -fsanitize=fuzzer; without llvm-symbolizer its reports have no
         # line numbers; without libc's symbols valgrind reports the C library's fast string code as overreads.

@@ -12,9 +12,10 @@ test.sh - builds the project and runs its tests
   scripts/test.sh [--filter REGEX]           the release build and its tests but those of the lab
   scripts/test.sh --lab [--filter REGEX]     the lab: the Linux router among real traffic, in network namespaces
   scripts/test.sh --wifi                     Wi-Fi: the Linux router with hostapd, in a virtual machine with radios
-  scripts/test.sh --packages | --vm          only that stage, as below
+  scripts/test.sh --packages | --vm | --page only that stage, as below
   scripts/test.sh --all [--filter REGEX]     the release build, and in addition:
       lab, wifi as above
+      page      the gateway's page in a browser
       packages  Debian packages, installed and removed in a bare system (scripts/package.sh --test)
       vm        the packaged service in a virtual machine that boots (scripts/vm.sh)
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
@@ -57,7 +58,7 @@ while [ $# -gt 0 ]; do
     --all) all=yes ;;
     --coverage) only+=(coverage) ;;
     --helgrind) only+=(helgrind) ;;
-    --lab | --wifi | --packages | --vm | --documents) only+=("${1#--}") ;;
+    --lab | --wifi | --packages | --vm | --documents | --page) only+=("${1#--}") ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -127,7 +128,7 @@ cannot_sandbox() {
     say "left out: $without_e2e"
 }
 
-run_release() { build release && { ! cannot_sandbox release || set -- '|e2e'; } && run_ctest release -LE "lab${1:-}"; }
+run_release() { build release && { ! cannot_sandbox release || set -- '|e2e'; } && run_ctest release -LE "lab|page${1:-}"; }
 run_lab() {
     "$repo/scripts/install-packages.sh" build run lab || return
     "$repo/scripts/lab.sh" check || { stage_skipped=yes; return 0; }
@@ -148,7 +149,12 @@ run_packages() { try_script package.sh --test; }
 run_vm() { try_script vm.sh; }
 run_documents() { build release && try_script documents.sh ${only:+--long}; }
 
-run_asan() { build asan && { ! cannot_sandbox asan || set -- -LE e2e; } && run_ctest asan "$@"; }
+# The browser is too large for the tests of every day.
+run_page() {
+    "$repo/scripts/install-packages.sh" build page && build release && run_ctest release -L page
+}
+
+run_asan() { build asan && { ! cannot_sandbox asan || set -- '|e2e'; } && run_ctest asan -LE "page${1:-}"; }
 
 # The end-to-end tests are those of the release build, with the agent and the simulated router of this one. Left out are
 # those that bring other libraries into the agent (Torture, Surroundings), run it as another user (HostileUser) or not at
@@ -303,7 +309,7 @@ stage() { # NAME
 start=$(now_us)
 stages=(release)
 [ -z "$all" ] || stages+=(asan tsan mipsel mips16)
-[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab wifi packages vm lint fuzz demo documents)
+[ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab wifi page packages vm lint fuzz demo documents)
 [ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done
 

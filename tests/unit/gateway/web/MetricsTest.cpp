@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+#include <set>
+
+#include "gateway/web/Metrics.h"
+
+using namespace gateway;
+
+namespace
+{
+bool Has(const std::string &text, const std::string &line)
+{
+    return ('\n' + text).find('\n' + line + '\n') != std::string::npos;
+}
+} // namespace
+
+TEST(Metrics, HaveTheValuesThatWereCounted)
+{
+    Counters counters;
+    counters.sessions.Set(3);
+    counters.loggedIn.Add();
+    counters.bytesIn.Add(int64_t(1) << 40);
+    counters.registrationLocked.Add(2);
+    const std::string text = MetricsText(counters);
+    EXPECT_TRUE(Has(text, "# TYPE plug_gateway_sessions gauge")) << text;
+    EXPECT_TRUE(Has(text, "plug_gateway_sessions 3"));
+    EXPECT_TRUE(Has(text, "plug_gateway_logins_total{result=\"accepted\"} 1"));
+    EXPECT_TRUE(Has(text, "plug_gateway_logins_total{result=\"bad_token\"} 0"));
+    EXPECT_TRUE(Has(text, "plug_gateway_registrations_total{result=\"locked\"} 2"));
+    EXPECT_TRUE(Has(text, "plug_gateway_received_bytes_total 1099511627776"));
+}
+
+TEST(Metrics, HaveEachFamilyOnceWithItsHelp)
+{
+    const std::string text = MetricsText(Counters());
+    std::set<std::string> families;
+    size_t helps = 0;
+    for (size_t at = text.find("# TYPE "); at != std::string::npos; at = text.find("# TYPE ", at + 1)) {
+        const std::string name = text.substr(at + 7, text.find(' ', at + 7) - at - 7);
+        EXPECT_TRUE(families.insert(name).second) << name << " twice";
+        EXPECT_NE(std::string::npos, text.find("# HELP " + name + " ")) << name;
+        EXPECT_EQ(std::string::npos, text.find("# HELP " + name + " \n")) << name;
+        const std::string type = text.substr(at, text.find('\n', at) - at);
+        const bool total = name.size() > 6 && name.compare(name.size() - 6, 6, "_total") == 0;
+        EXPECT_EQ(total, type.find(" counter") != std::string::npos) << type;
+    }
+    for (size_t at = text.find("# HELP "); at != std::string::npos; at = text.find("# HELP ", at + 1)) helps++;
+    EXPECT_EQ(families.size(), helps);
+    EXPECT_LT(20u, families.size());
+}
+
+TEST(Latencies, FallIntoTheBucketOfTheNextBound)
+{
+    Counters counters;
+    for (const int64_t us : {0, 500, 501, 9999999, 10000000, 10000001}) counters.questions.Observe(us);
+    const std::string text = MetricsText(counters), name = "plug_gateway_question_seconds";
+    EXPECT_TRUE(Has(text, name + "_bucket{le=\"0.0005\"} 2")) << text;
+    EXPECT_TRUE(Has(text, name + "_bucket{le=\"0.001\"} 3"));
+    EXPECT_TRUE(Has(text, name + "_bucket{le=\"5\"} 3"));
+    EXPECT_TRUE(Has(text, name + "_bucket{le=\"10\"} 5"));
+    EXPECT_TRUE(Has(text, name + "_bucket{le=\"+Inf\"} 6"));
+    EXPECT_TRUE(Has(text, name + "_count 6"));
+    EXPECT_TRUE(Has(text, name + "_sum 30.001001"));
+}
