@@ -1,5 +1,5 @@
-# `cmake --install`: what a distribution's package holds, where it expects it. Three components: agent, sdk (for those who
-# write a router library) and tools.
+# `cmake --install`: what a distribution's package holds, where it expects it. Four components: agent, sdk (for those who
+# write a router library), tools and gateway.
 #
 # The installed scripts name each other and the agent by their full paths, so the prefix is set when configuring
 # (-DCMAKE_INSTALL_PREFIX=/usr); DESTDIR stages them in another folder.
@@ -68,4 +68,12 @@ if(PLUG_TOOLS)
   install(FILES packaging/plugsim.bash-completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME plugsim COMPONENT tools)
   plug_install_man(docs/man/plugsim.1 tools)
+endif()
+if(TARGET plug-gateway)
+  install(TARGETS plug-gateway RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT gateway)
+  plug_installed_copy(plug-gateway.service)
+  install(FILES ${installed_copy} DESTINATION ${PLUG_SYSTEMD_UNITS} COMPONENT gateway)
+  install(FILES packaging/grafana/plug-gateway.json DESTINATION ${CMAKE_INSTALL_DATADIR}/plug-gateway/grafana
+    COMPONENT gateway)
+  plug_install_man(docs/man/plug-gateway.8 gateway)
 endif()

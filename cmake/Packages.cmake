@@ -4,6 +4,7 @@
 #   plug-router-linux  libRouterSdk.so.1 for Linux machines
 #   plug-router-sim    the simulated router as libRouterSdk.so.1
 #   plugsim            the desk's platform
+#   plug-gateway       the platform's end of a fleet
 #   plug-dev           for who writes a router library
 include(GNUInstallDirs)
 set(debian ${CMAKE_SOURCE_DIR}/packaging/debian)
@@ -85,6 +86,16 @@ plug_router_package(sim)
 plug_package(tools plugsim "test platform for the plugin agent"
 "A registration and a login server to run an agent against, with a prompt,
 scripts, faults to switch on, and the router's management process.")
+
+if(TARGET plug-gateway)
+  plug_package(gateway plug-gateway "platform's end of a fleet of plugin agents, on NATS"
+"Routers on one side, a NATS cluster on the other: their reports as JSON in a
+stream, questions and commands to them as requests. With a page, metrics for
+Prometheus and a dashboard for Grafana.")
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_RECOMMENDS nats-server)
+  set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
+    "${debian}/gateway/postinst;${debian}/gateway/prerm;${debian}/gateway/postrm")
+endif()
 
 plug_package(sdk plug-dev "what router libraries of the plugin agent are made with"
 "The contract between the agent and the library of a router's maker, the

@@ -1,22 +1,28 @@
 #!/usr/bin/env bash
-# document-tables.sh - the tables in docs/ that are made from plugsim's own: functions, reports, FuncIDs, commands, faults.
+# document-tables.sh - the tables in docs/ that programs print: plugsim its functions, reports, FuncIDs, commands, faults;
+# gateway_tables what the gateway makes of them, and its metrics.
 #
 #   scripts/document-tables.sh [--write] [PLUGSIM [FOLDER]]
 #
-# Compares the documents in FOLDER (docs/ of this checkout unless given) with what PLUGSIM prints (exit status 1 when
-# they differ), or with --write brings them up to date.
+# Compares the documents in FOLDER (docs/ of this checkout unless given) with what PLUGSIM and the gateway_tables beside it
+# print (exit status 1 when they differ), or with --write brings them up to date. Where the gateway is not built, its
+# document is left alone, and a line says so.
 set -euo pipefail
 
-# Document, and what prints the table. In the document the table stands between two marks.
+# Document, and what prints the table: a program and its arguments. In the document the table stands between two marks.
 tables=(
-    "protocol.md functions --markdown"
-    "plugsim.md platform --markdown commands"
-    "plugsim.md platform --markdown common-commands"
-    "plugsim.md platform --markdown faults"
-    "plugsim.md platform --markdown http-faults"
-    "plugsim-manager.md manager --markdown commands"
-    "plugsim-manager.md manager --markdown faults"
-    "local-protocol.md manager --markdown funcids"
+    "protocol.md plugsim functions --markdown"
+    "plugsim.md plugsim platform --markdown commands"
+    "plugsim.md plugsim platform --markdown common-commands"
+    "plugsim.md plugsim platform --markdown faults"
+    "plugsim.md plugsim platform --markdown http-faults"
+    "plugsim-manager.md plugsim manager --markdown commands"
+    "plugsim-manager.md plugsim manager --markdown faults"
+    "local-protocol.md plugsim manager --markdown funcids"
+    "gateway.md gateway_tables functions"
+    "gateway.md gateway_tables commands"
+    "gateway.md gateway_tables reports"
+    "gateway.md gateway_tables metrics"
 )
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
@@ -34,16 +40,19 @@ stale=0
 for table in "${tables[@]}"; do
     read -r name arguments <<<"$table"
     document=$folder/$name
-    begin="<!-- plugsim $arguments: what follows is made by scripts/document-tables.sh --write -->"
-    end="<!-- plugsim $arguments: end -->"
+    begin="<!-- $arguments: what follows is made by scripts/document-tables.sh --write -->"
+    end="<!-- $arguments: end -->"
     for mark in "$begin" "$end"; do
         [ "$(grep -cFx -- "$mark" "$document")" = 1 ] || { echo "$document must have this line once: $mark" >&2; exit 1; }
     done
+    read -r program arguments <<<"$arguments"
     read -ra words <<<"$arguments"
+    case $program in plugsim) program=$plugsim ;; *) program=${plugsim%/*}/$program ;; esac
+    [ -x "$program" ] || { echo "there is no $program: a table of $name is left alone"; continue; }
     {
         sed "/^${begin//\//\\/}\$/q" "$document"
         echo
-        "$plugsim" "${words[@]}"
+        "$program" "${words[@]}"
         echo
         sed -n "/^${end//\//\\/}\$/,\$p" "$document"
     } | cat -s >"$wanted"
@@ -56,6 +65,6 @@ for table in "${tables[@]}"; do
     fi
 done
 if [ $stale -gt 0 ]; then
-    echo "$folder differs from plugsim's tables; bring it up to date with: scripts/document-tables.sh --write $plugsim" >&2
+    echo "$folder differs from the programs' tables; bring it up to date with: scripts/document-tables.sh --write $plugsim" >&2
     exit 1
 fi

@@ -110,7 +110,8 @@ async function showRouter(serial) {
   showDevices(router.reports);
   const open = new Set([...document.querySelectorAll('#reports details[open]')].map(item => item.dataset.name));
   byId('reports').replaceChildren(...router.reports.map(report => {
-    const title = [report.report, report.time, report.meaning].filter(text => text).join(', ');
+    const time = report.time ? new Date(report.time * 1000).toISOString() : '';
+    const title = [report.report, time, report.meaning].filter(text => text).join(', ');
     const details = make('details', null, make('summary', title), make('pre', JSON.stringify(report, null, 2)));
     details.dataset.name = report.report;
     details.open = open.has(report.report);

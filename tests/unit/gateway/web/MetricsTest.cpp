@@ -1,6 +1,9 @@
+#include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 #include <set>
 
+#include "gateway/translate/Json.h"
 #include "gateway/web/Metrics.h"
 
 using namespace gateway;
@@ -60,4 +63,31 @@ TEST(Latencies, FallIntoTheBucketOfTheNextBound)
     EXPECT_TRUE(Has(text, name + "_bucket{le=\"+Inf\"} 6"));
     EXPECT_TRUE(Has(text, name + "_count 6"));
     EXPECT_TRUE(Has(text, name + "_sum 30.001001"));
+}
+
+// ---- The dashboard
+
+TEST(Dashboard, AsksForMetricsAndLabelsThatThereAre)
+{
+    std::ifstream file(DASHBOARD);
+    const Json dashboard = Json::parse(file, nullptr, false);
+    ASSERT_TRUE(dashboard.is_object());
+    const std::string text = '\n' + MetricsText(Counters());
+    const std::regex metric("plug_gateway_[a-z_]+"), grouped("sum by \\(([a-z]+)\\) \\(rate\\((plug_gateway_[a-z_]+)");
+    std::set<std::string> asked;
+    for (const Json &panel : dashboard["panels"])
+        for (const Json &target : panel["targets"]) {
+            const std::string expression = target["expr"];
+            std::smatch found;
+            for (std::string rest = expression; std::regex_search(rest, found, metric); rest = found.suffix()) {
+                asked.insert(found[0]);
+                const bool there = text.find('\n' + found.str() + '{') != std::string::npos ||
+                                   text.find('\n' + found.str() + ' ') != std::string::npos;
+                EXPECT_TRUE(there) << found[0] << " in " << expression;
+            }
+            const bool groups = std::regex_search(expression, found, grouped);
+            EXPECT_TRUE(!groups || text.find('\n' + found[2].str() + '{' + found[1].str() + '=') != std::string::npos)
+                << expression;
+        }
+    EXPECT_LT(20u, asked.size());
 }
