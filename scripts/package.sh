@@ -114,9 +114,11 @@ rm -r "$root/build" "$root"/usr/local/bin/{editor,systemctl}
 allow() { printf '#!/bin/sh\nexit %s\n' "$1" >"$root/usr/sbin/policy-rc.d" && chmod 755 "$root/usr/sbin/policy-rc.d"; }
 allow 0
 
-apt 'cd /packages && dpkg -i plug_*.deb plug-router-sim_*.deb plugsim_*.deb plug-dev_*.deb'
+apt 'cd /packages && dpkg -i plug_*.deb plug-router-sim_*.deb plugsim_*.deb plug-dev_*.deb plug-gateway_*.deb'
 checks "the agent runs" 'plug --version | grep -q "^plug "'
 checks "plugsim runs" 'plugsim --help | grep -q platform'
+checks "the gateway runs, and its secrets are for root only" 'plug-gateway --help | grep -q NATS &&
+    for name in secret web-token; do test "$(stat -c %a /etc/plug-gateway/$name)" = 600 && grep -qxE "[0-9a-f]{48}" /etc/plug-gateway/$name || exit; done'
 checks "nothing has started without a configuration" '! [ -e /var/run/plug.pid ] && ! [ -e /var/run/plug.ends ]'
 checks "a maker finds header, flags, template and checker" '
     [ -e /usr/include/plug/RouterSdk.h ] && [ -e /usr/lib/*/pkgconfig/plug-router-sdk.pc ] && [ -e /usr/share/plug/template/Makefile ] && plug-sdk-check --help'
@@ -128,8 +130,8 @@ checks "the service starts by hand, and logs in at a platform" '
 checks "its folder is root's" '[ "$(stat -c "%a %U" /var/lib/plug)" = "755 root" ]'
 checks "a settings file that the operator has changed stays when all is upgraded, and nothing starts without a configuration" '
     echo PLUG_LOG=info >>/etc/default/plug && mv /etc/plug.conf /etc/plug.conf.mine && cd /packages &&
-    dpkg -i next-plug_*.deb next-plugsim_*.deb next-plug-dev_*.deb next-plug-router-sim_*.deb &&
-    grep -qx PLUG_LOG=info /etc/default/plug && [ "$(dpkg -l "plug*" | grep -c "^ii .*\.1 ")" = 4 ] && ! [ -e /var/run/plug.pid ] &&
+    dpkg -i next-plug_*.deb next-plugsim_*.deb next-plug-dev_*.deb next-plug-router-sim_*.deb next-plug-gateway_*.deb &&
+    grep -qx PLUG_LOG=info /etc/default/plug && [ "$(dpkg -l "plug*" | grep -c "^ii .*\.1 ")" = 5 ] && ! [ -e /var/run/plug.pid ] &&
     mv /etc/plug.conf.mine /etc/plug.conf'
 checks "an upgrade restarts a service that runs" '
     /etc/init.d/plug start && old=$(supervisor supervisor) && dpkg -i /packages/next-plug_*.deb && another supervisor "$old" &&
@@ -146,13 +148,13 @@ checks "an upgrade of the library restarts the agent" '
     soon another agent "$old"'
 checks "a removal takes rules and forwarding off, and leaves configuration and settings" '
     bridge && platform; /etc/init.d/plug start && soon nft list table inet plug_router && [ "$(cat /proc/sys/net/ipv4/ip_forward)" = 1 ] &&
-    dpkg -r plug plugsim plug-router-linux plug-dev && ! nft list tables | grep plug_router &&
+    dpkg -r plug plugsim plug-router-linux plug-dev plug-gateway && [ -e /etc/plug-gateway/secret ] && ! nft list tables | grep plug_router &&
     [ "$(cat /proc/sys/net/ipv4/ip_forward)" = 0 ] && [ -e /etc/plug.conf ] && [ -e /etc/default/plug ] &&
     [ -e /var/lib/plug/router.state ] && ! [ -e /usr/sbin/plug ] && /etc/init.d/plug start'
 checks "what is installed again has its settings" '
     dpkg -i /packages/plug-router-linux_*.deb /packages/plug_*.deb && grep -qx PLUG_LOG=info /etc/default/plug'
 checks "a purge leaves nothing but the operator's files" '
-    dpkg -P plug plugsim plug-router-linux plug-router-sim plug-dev && rm /etc/plug.conf && rm -r /etc/plug'
+    dpkg -P plug plugsim plug-router-linux plug-router-sim plug-dev plug-gateway && rm /etc/plug.conf && rm -r /etc/plug'
 rm "$root/usr/sbin/policy-rc.d"
 rm -f "$root"/tmp/*
 files >"$logs/files-after"

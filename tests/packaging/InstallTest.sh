@@ -2,14 +2,14 @@
 # Installs a build into an empty folder and looks at what is there.
 #
 #   InstallTest.sh CMAKE BUILD STAGE C-COMPILER PREFIX SBINDIR SYSCONFDIR INCLUDEDIR LIBDIR MANDIR DOCDIR UNITS LIBEXECDIR EMULATED
-#                  TOOLS
+#                  TOOLS GATEWAY
 #
 # The folders are the full paths of the installation; EMULATED is empty when the agent runs on this machine, TOOLS when
-# plugsim is not built.
+# plugsim is not built, GATEWAY when plug-gateway is not.
 set -eu
 cmake=$1 build=$2 stage=$3 cc=$4 prefix=$5 sbin=$6 etc=$7 include=$8
 shift 8
-lib=$1 man=$2 doc=$3 units=$4 libexec=$5 emulated=$6 tools=${7:-}
+lib=$1 man=$2 doc=$3 units=$4 libexec=$5 emulated=$6 tools=$7 gateway=$8
 
 die() { echo "InstallTest: $*" >&2; exit 1; }
 
@@ -32,6 +32,11 @@ wanted="755 $etc/init.d/plug
 755 $prefix/bin/plugsim
 644 $prefix/share/bash-completion/completions/plugsim
 644 $man/man1/plugsim.1"
+[ -z "$gateway" ] || wanted="$wanted
+755 $sbin/plug-gateway
+644 $units/plug-gateway.service
+644 $man/man8/plug-gateway.8
+644 $prefix/share/plug-gateway/grafana/plug-gateway.json"
 found=$(cd "$stage" && find . -type f -exec stat -c '%a %n' {} + | sed 's| \./| /|')
 echo "$wanted" | sort >"$stage/wanted"
 echo "$found" | sort >"$stage/found"
@@ -47,6 +52,8 @@ grep -qx "PLUG_SUPERVISOR=$libexec/plug/plug-supervisor.sh" "$stage$etc/init.d/p
 grep -qx "PLUG_SUPERVISOR=$libexec/plug/plug-supervisor.sh" "$stage$sbin/plugctl" || die "plugctl asks another supervisor"
 grep -qx "PLUG_LOG_FILTER=$libexec/plug/plug-log.sh" "$stage$libexec/plug/plug-supervisor.sh" || die "the supervisor runs another filter"
 grep -qx "ExecStart=$libexec/plug/plug-supervisor.sh" "$stage$units/plug.service" || die "the unit starts another supervisor"
+[ -z "$gateway" ] || grep -q "^ExecStart=$sbin/plug-gateway --config %d/" "$stage$units/plug-gateway.service" ||
+    die "the unit starts another gateway"
 grep -q "^PIN=" "$stage$doc/examples/plug.conf" || die "the example has no PIN"
 
 # The build's own folder would be searched for the router library on somebody else's machine.
