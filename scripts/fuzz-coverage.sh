@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# fuzz-coverage.sh - how far the corpus of each fuzz target gets: a table of the agent's modules that it runs.
+# fuzz-coverage.sh - how far the corpus of each fuzz target gets: a table of the agent's modules that it runs,
+# and the gateway's.
 #
 #   scripts/fuzz-coverage.sh [--write] [CORPORA]
 #
@@ -19,7 +20,7 @@ case ${1:-} in
     shift
     ;;
 -*)
-    sed -n '2,7s/^# \?//p' "${BASH_SOURCE[0]}"
+    sed -n '2,8s/^# \?//p' "${BASH_SOURCE[0]}"
     exit 2
     ;;
 esac
@@ -37,7 +38,7 @@ row() { # TARGET
         file=${file%.gcda}
         ln -s "${file#"$counts"}.gcno" "$file.gcno"
     done
-    (cd "$repo" && gcovr --root . --filter agent/ --csv "$counts/csv" "$counts") >>"$counts/log" 2>&1
+    (cd "$repo" && gcovr --root . --filter agent/ --filter gateway/ --csv "$counts/csv" "$counts") >>"$counts/log" 2>&1
     awk -F, -v name="$1" -v inputs="$(find "$files" -type f | wc -l)" '
         NR > 1 && $1 ~ /\.cpp$/ {
             run += $3

@@ -36,7 +36,7 @@ check_tidy() {
 check_cppcheck() {
     cppcheck --quiet -j "$(nproc)" --error-exitcode=1 --std=c++17 --language=c++ --platform=unix64 \
         --enable=warning,style,performance,portability --inline-suppr --suppressions-list=.cppcheck/suppressions \
-        --library=posix --library=.cppcheck/macros.cfg -I agent -I . agent protocol sdk simulator
+        --library=posix --library=.cppcheck/macros.cfg -I agent -I . agent gateway protocol sdk simulator
 }
 
 check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init packaging/plugctl packaging/plugsim.bash-completion; } | xargs shellcheck -x -S style; }

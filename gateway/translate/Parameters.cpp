@@ -14,8 +14,7 @@ static const size_t kMaxSentence = 300;
 Fault BadParameter(std::string sentence)
 {
     if (sentence.size() > kMaxSentence)
-        sentence = sentence.substr(0, kMaxSentence / 2) + " ... " +
-                   sentence.substr(sentence.size() - (kMaxSentence - kMaxSentence / 2));
+        sentence.replace(kMaxSentence / 2, sentence.size() - kMaxSentence, " ... ");
     return {"bad_parameter", protocol::Visible(sentence)};
 }
 
