@@ -73,18 +73,29 @@ Gateway::Gateway(const RunOptions &options, const BusOptions &bus)
     Beat();
     ReadBuckets();
     dispatcher_ = std::make_unique<Dispatcher>(context_, *services_, options.allRate);
+    if (options.webAt != "none") {
+        WebOptions web = options.web;
+        const protocol::Address at = Parsed(options.webAt);
+        web.address = options.webAt.substr(0, options.webAt.find(':'));
+        if (web.address.empty()) web.address = "127.0.0.1";
+        web.port = at.port;
+        if (!options.webTokenFile.empty()) web.token = FirstLine(options.webTokenFile);
+        web_ = std::make_unique<Web>(web, *this, count_);
+    }
     signals_.async_wait([this](const asio::error_code &error, int) {
         if (!error) Signalled();
     });
     for (const auto &shard : shards_) shard->Start();
     count_.started.Set(time(nullptr));
-    spdlog::info("ready: gateway={} register={} login={} devices={} threads={}", id_, options.registerAt,
-                 login_ ? AddressText(*login_) : "none", directory_.Size(), shards_.size());
+    spdlog::info("ready: gateway={} register={} login={} web={} devices={} threads={}", id_, options.registerAt,
+                 login_ ? AddressText(*login_) : "none", web_ ? std::to_string(web_->Port()) : "none",
+                 directory_.Size(), shards_.size());
 }
 
 Gateway::~Gateway()
 {
-    dispatcher_.reset();
+    web_.reset();
+    dispatcher_->Stop(); // it still answers what the end of the sessions leaves open
     watches_.clear();
     for (const auto &shard : shards_) shard->Stop();
     // What they have said last is still on its way.

@@ -56,6 +56,7 @@ class Gateway : public View
     std::unique_ptr<Services> services_;
     std::vector<std::unique_ptr<Watch>> watches_;
     std::unique_ptr<Dispatcher> dispatcher_;
+    std::unique_ptr<Web> web_;
 };
 
 } // namespace gateway

@@ -309,7 +309,7 @@ void Session::Finish(const Asked &asked, Json answer, Clock::time_point now)
 {
     world_.Count().questionsWaiting.Add(-1);
     const auto us = std::chrono::duration_cast<std::chrono::microseconds>(now - asked.arrived).count();
-    // LATENCY
+    if (answer.value("ok", false)) world_.Count().questions.Observe(us);
     answer["ms"] = static_cast<double>(us) / 1000;
     asked.answer(answer);
 }

@@ -288,6 +288,48 @@ TEST_F(GatewayTest, TheSessionsOfAGatewayThatDiesAreOfflineWhenItIsMissed)
     EXPECT_TRUE(Ask("R0", "ask.led").value("ok", false));
 }
 
+// The body of what the gateway's web server has at `path`.
+std::string Fetch(const std::string &path, const std::vector<std::string> &more = {})
+{
+    ProcessOptions options;
+    options.arguments = {"/usr/bin/curl", "-s", "http://127.0.0.1:9470" + path};
+    options.arguments.insert(options.arguments.end(), more.begin(), more.end());
+    Process process(options);
+    Lines output(process.Output());
+    if (process.WaitExit(kPatience) != 0 || !output.WaitEnd(kPatience)) throw Failure("curl " + path);
+    std::string text;
+    for (const std::string &line : output.All()) text += line + "\n";
+    return text;
+}
+
+TEST_F(GatewayTest, ItsWebServerTellsFiguresRoutersAndReportsAndPutsQuestions)
+{
+    AddDevices(2);
+    WriteFile("/tmp/web-token", "web-token\n");
+    GatewayProgram gateway(nats_, {0, {"--web", ":9470", "--web-token-file", "/tmp/web-token", "--allow-ask"}});
+    GatewayRouter router(FactsOf(0));
+    ASSERT_TRUE(router.Register() && router.Login());
+    router.Serve();
+    router.SendReport("{\"MAC\":\"021A2B000001\"}");
+    ASSERT_TRUE(Within([&] { return router.Acknowledged() == 1; }));
+    ASSERT_TRUE(Within([&] { return Entry("plug_sessions", "R0") != ""; }));
+    EXPECT_EQ("1 sessions, NATS connected\n", Fetch("/healthz"));
+    const std::string figures = Fetch("/metrics");
+    EXPECT_NE(std::string::npos, figures.find("\nplug_gateway_sessions 1\n")) << figures;
+    EXPECT_NE(std::string::npos, figures.find("\nplug_gateway_reports_total{result=\"stored\"} 1\n")) << figures;
+
+    const std::vector<std::string> token = {"-H", "Authorization: Bearer web-token"};
+    EXPECT_NE(std::string::npos, Fetch("/api/routers").find("forbidden"));
+    EXPECT_TRUE(Within([&] { return Fetch("/api/routers", token).find("\"R0\"") != std::string::npos; }));
+    const std::string one = Fetch("/api/routers/R0", token);
+    EXPECT_NE(std::string::npos, one.find("021A2B000001")) << one;
+    const std::string answer =
+        Fetch("/api/ask", {"-H", "Authorization: Bearer web-token", "-H", "Content-Type: application/json", "-d",
+                           R"({"serial":"R0","function":"led","parameters":{}})"});
+    EXPECT_NE(std::string::npos, answer.find("\"ok\":true")) << answer;
+    EXPECT_EQ(1u, router.Asked());
+}
+
 TEST_F(GatewayTest, RegistrationsOfOneAddressAreLimited)
 {
     AddDevices(1);
