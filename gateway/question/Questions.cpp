@@ -18,7 +18,7 @@ const Asked *Questions::Next(Clock::time_point now)
 {
     if (underWay_ || queue_.empty()) return nullptr;
     Asked &first = queue_.front();
-    if (++tag_ == 0) ++tag_; // routers report with the tag 0
+    tag_ = static_cast<uint16_t>(tag_ % 0xffff + 1); // not 0, with which routers report
     first.tag = tag_;
     first.limitEnd = now + first.limit;
     underWay_ = true;

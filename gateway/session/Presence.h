@@ -1,7 +1,7 @@
 // Presence.h - which router is online at which gateway: the sessions here, and a copy of the bucket plug_sessions.
 //
 // Of two sessions of one router the newer one counts. The bucket's revisions say which one that is, on whatever gateways
-// they are.
+// they are; of two that begin at the same moment, either may be the newer one.
 //
 // State: both. Threads: any.
 #pragma once

@@ -2,6 +2,7 @@
 #include "tests/e2e/Gateway.h"
 
 #include <csignal>
+#include <set>
 
 #include "tests/support/Within.h"
 
@@ -182,10 +183,15 @@ TEST_F(GatewayTest, TheNewerSessionOfARouterReplacesTheOlderOneOnAnyGateway)
     AddDevices(1);
     GatewayProgram first(nats_, {0}), second(nats_, {1});
     GatewayRouter old(FactsOf(0)), newer(FactsOf(0)), newest(FactsOf(0));
+    const auto isAt = [&](const GatewayProgram &gateway) {
+        return Within([&] { return Entry("plug_sessions", "R0").find(gateway.Id()) != std::string::npos; });
+    };
     ASSERT_TRUE(old.Register() && old.Login(first.LoginAt()));
+    ASSERT_TRUE(isAt(first));
     ASSERT_TRUE(newer.Register() && newer.Login(second.LoginAt()));
     EXPECT_TRUE(old.IsClosed());
     EXPECT_EQ(first.Id(), WaitHeard("plug.R0.session", "\"replaced\"")["gateway"]);
+    ASSERT_TRUE(isAt(second));
     ASSERT_TRUE(newest.Register() && newest.Login(second.LoginAt()));
     EXPECT_TRUE(newer.IsClosed());
     EXPECT_TRUE(Within([&] { return CountHeard("plug.R0.session", "\"replaced\"") == 2; }));
@@ -231,11 +237,12 @@ TEST_F(GatewayTest, WhatIsAcknowledgedIsInTheStreamOnceWhenTheMessageSystemDiesA
     }
     EXPECT_TRUE(Within(30, [&] { return router.Acknowledged() == kReports; })) << router.Acknowledged();
     EXPECT_EQ(static_cast<int>(kReports), Stored());
-    std::string fields;
-    for (unsigned i = 0; i < kReports; i++) {
-        const std::string text = "\"MAC\":\"" + std::to_string(i) + "\"";
-        WaitHeard("plug.R0.report.rules-request", text);
+    std::set<std::string> reports;
+    for (unsigned i = 1; i <= kReports; i++) {
+        const auto report = bus_->Request("$JS.API.DIRECT.GET.PLUG_REPORTS", Json{{"seq", i}}.dump(), 5000);
+        reports.insert(Json::parse(report.value_or("{}"))["fields"]["MAC"].dump());
     }
+    EXPECT_EQ(kReports, reports.size());
 }
 
 TEST_F(GatewayTest, WhatTheStreamDoesNotTakeIsNotAcknowledged)
