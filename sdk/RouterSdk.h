@@ -35,6 +35,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* What crosses this interface, the platform's frames and the local socket, is in the order of the processor, unchanged. */
+#if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "The agent and its router libraries are for little-endian processors only."
+#endif
+
 /* The version of this header, for #if. */
 #define ROUTER_SDK_VERSION 1
 

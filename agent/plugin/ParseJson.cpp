@@ -104,12 +104,12 @@ static void StoreText(const Member &member, const char *text)
     memcpy(member.place, text, strnlen(text, member.kind == FIELD ? member.size : member.size - 1));
 }
 
-// Numbers are stored in the router's byte order, which is little-endian.
+// Numbers are stored in the router's byte order. It is little-endian (RouterSdk.h refuses others): their first bytes are the
+// low ones.
 static void StoreNumber(const Member &member, uint32_t number)
 {
     memcpy(member.place, &number, member.size);
 }
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first bytes of a number are its low ones");
 
 static bool TakeUrl(const char *url)
 {
