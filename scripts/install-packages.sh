@@ -13,6 +13,7 @@
 #   lint     the checks of scripts/lint.sh, and the build with the other compiler
 #   package  making and checking Debian packages
 #   mipsel   cross-building for the router and running the result under emulation
+#   musl     building with musl, and the libraries for it (scripts/musl-libraries.sh)
 #   vm       booting a virtual machine
 #   plot     the picture of scripts/soak.sh
 #
@@ -55,6 +56,8 @@ packages_of() {
     mipsel)
         # googletest has the sources of the test library, which is built for the target.
         echo make cmake g++-mipsel-linux-gnu qemu-user-static googletest ;;
+    musl)
+        echo make cmake musl-tools googletest perl xz-utils ;;
     vm)
         echo qemu-system-x86 e2fsprogs ;;
     plot)

@@ -12,7 +12,7 @@ test.sh - builds the project and runs its tests
   scripts/test.sh [--filter REGEX]           the release build and its tests but those of the lab
   scripts/test.sh --lab [--filter REGEX]     the lab: the Linux router among real traffic, in network namespaces
   scripts/test.sh --wifi                     Wi-Fi: the Linux router with hostapd, in a virtual machine with radios
-  scripts/test.sh --packages | --vm | --page only that stage, as below
+  scripts/test.sh --packages | --vm | --musl | --page only that stage, as below
   scripts/test.sh --all [--filter REGEX]     the release build, and in addition:
       lab, wifi as above
       page      the gateway's page in a browser
@@ -22,6 +22,7 @@ test.sh - builds the project and runs its tests
       tsan      unit and end-to-end tests with ThreadSanitizer
       mipsel    unit tests built for the router, under emulation
       mips16    the same of the agent in the 16-bit encoding, at any address
+      musl      unit tests built with musl, and end-to-end tests of the agent built with it
       lint      scripts/lint.sh, and a build with clang
       fuzz      every fuzz target for $fuzz_seconds s, starting with its corpus
       demo      scripts/demo.sh without a terminal, and its prompt on one
@@ -32,7 +33,7 @@ test.sh - builds the project and runs its tests
                                              wrong use of locks. Not part of --all: ten minutes more
   scripts/test.sh --documents                those commands that take minutes, too. Not part of --all: two hours more
 
-  --filter REGEX   only tests whose name matches; with --all no stage behind mips16 then
+  --filter REGEX   only tests whose name matches; with --all no stage behind musl then
   --help           this text
 
 Installs missing Debian packages (root or sudo). A failed test runs a second time, because the machine may be busy; the
@@ -58,7 +59,7 @@ while [ $# -gt 0 ]; do
     --all) all=yes ;;
     --coverage) only+=(coverage) ;;
     --helgrind) only+=(helgrind) ;;
-    --lab | --wifi | --packages | --vm | --documents | --page) only+=("${1#--}") ;;
+    --lab | --wifi | --packages | --vm | --documents | --page | --musl) only+=("${1#--}") ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
         filter=(-R "$2")
@@ -179,6 +180,23 @@ run_mipsel() {
 
 run_mips16() {
     "$repo/scripts/install-packages.sh" build mipsel && build mips16 && run_ctest mips16 -LE e2e
+}
+
+# The end-to-end tests with the agent built with musl; those that put other libraries into it have none of musl's, and of
+# long ones (Impaired, Fleet, Soak) a C library changes nothing. Then those that need no faster clock with an agent of one
+# file, simulated router and C library included.
+musl_leaves_out='e2e\.(Torture|Surroundings|Impaired|Fleet|Soak)'
+musl_static='e2e\.(Session\.(Registers|TheStatusFile)|Functions\.(EveryQuery|EverySetting|AFailure))'
+run_musl() {
+    local status=0
+    "$repo/scripts/install-packages.sh" build musl && build musl && build release plug plugsim e2e_test || return
+    run_ctest musl || status=1
+    E2E_AGENT=$repo/build/musl/e2e/plug run=musl-e2e run_ctest release -L e2e -E "$musl_leaves_out" || status=1
+    [ ${#filter[@]} -gt 0 ] ||
+        E2E_AGENT=$repo/build/musl/static/plug run=musl-static run_ctest release -L e2e -R "$musl_static" || status=1
+    say "stripped: $(stat -c %s "$repo/build/musl/plug.stripped") bytes; of one file with simulated router, cJSON and musl" \
+        "$(stat -c %s "$repo/build/musl/static/plug.stripped") bytes"
+    return $status
 }
 
 run_wifi() {
@@ -308,7 +326,7 @@ stage() { # NAME
 
 start=$(now_us)
 stages=(release)
-[ -z "$all" ] || stages+=(asan tsan mipsel mips16)
+[ -z "$all" ] || stages+=(asan tsan mipsel mips16 musl)
 [ -z "$all" ] || [ ${#filter[@]} -gt 0 ] || stages+=(lab wifi page packages vm lint fuzz demo documents)
 [ ${#only[@]} -eq 0 ] || stages=("${only[@]}")
 for name in "${stages[@]}"; do stage "$name"; done

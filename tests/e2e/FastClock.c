@@ -32,8 +32,9 @@
 //
 // A program built with AddressSanitizer wants LD_PRELOAD="libasan.so libfastclock.so", in this order. One built with
 // ThreadSanitizer does not work under this library (it hangs when it ends), because its runtime has to see all calls
-// first. FASTCLOCK_INSIDE makes these sources a part of such a program instead (see FastClock.cmake): the linker leads
-// the program's calls here, and ours to whoever would have got them.
+// first. FASTCLOCK_INSIDE makes these sources a part of such a program instead (see FastClockCode.cmake): the linker leads
+// the program's calls here, and ours to whoever would have got them. A program with musl takes them in as well, because
+// the programs that it starts have glibc and could not load a library of musl's.
 #include "FastClock.h"
 
 #include <dlfcn.h>
@@ -225,14 +226,18 @@ static const int64_t *MapShift(const char *path)
     return (const int64_t *)page;
 }
 
+// There is no call to ask a condition variable for its clock. Remembering the ones that were made would need a
+// table with a bound; the C library itself has the answer: glibc in bit 1 of __wrefs, musl as a number. That is no promise
+// of theirs, so it is tried out before anybody relies on it.
 bool IsMonotonic(const pthread_cond_t *cond)
 {
+#ifdef __GLIBC__
     return (__atomic_load_n(&cond->__data.__wrefs, __ATOMIC_RELAXED) & 2) != 0;
+#else
+    return __atomic_load_n(&cond->__u.__i[4], __ATOMIC_RELAXED) == CLOCK_MONOTONIC;
+#endif
 }
 
-// There is no call to ask a condition variable for its clock. Remembering the ones that were made would need a
-// table with a bound; glibc itself has the answer in bit 1 of __wrefs. That is no promise of glibc's, so it is
-// tried out before anybody relies on it.
 static void CheckConditionLayout(void)
 {
     pthread_condattr_t attr;

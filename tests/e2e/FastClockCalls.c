@@ -104,6 +104,7 @@ EXPORT int poll(struct pollfd *fds, nfds_t count, int ms)
     return ppoll(fds, count, &timeout, NULL);
 }
 
+#ifdef __GLIBC__
 // What the two calls above become in programs compiled with _FORTIFY_SOURCE.
 extern void __chk_fail(void) __attribute__((noreturn));
 EXPORT int __poll_chk(struct pollfd *fds, nfds_t count, int ms, size_t size)
@@ -118,6 +119,7 @@ EXPORT int __ppoll_chk(struct pollfd *fds, nfds_t count, const struct timespec *
     if (size / sizeof *fds < count) __chk_fail();
     return ppoll(fds, count, timeout, mask);
 }
+#endif
 
 EXPORT int pselect(int count, fd_set *restrict in, fd_set *restrict out, fd_set *restrict bad,
                    const struct timespec *restrict timeout, const sigset_t *restrict mask)

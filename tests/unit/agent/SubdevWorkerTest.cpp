@@ -212,6 +212,8 @@ TEST_F(SubdevTest, TheLockIsHeldDuringEveryCallAndNeverAcrossAPause)
 
 TEST_F(SubdevTest, WithoutTheLockANameIsMissingAndTheListIsReadAgain)
 {
+    pthread_mutex_t unlocked;
+    memcpy(&unlocked, &SubdevMutex, sizeof unlocked);
     gSdk.devices = {SubdevDevice(1)};
     FakeScript script;
     script.output = ArpLine(7);
@@ -232,7 +234,6 @@ TEST_F(SubdevTest, WithoutTheLockANameIsMissingAndTheListIsReadAgain)
     EXPECT_TRUE(Logged("Get SubdevMutex failed"));
     EXPECT_EQ(1, nQuerySubdev);
     SubdevStop();
-    pthread_mutex_t unlocked = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
     memcpy(&SubdevMutex, &unlocked, sizeof unlocked); // whoever held it is gone
 }
 
