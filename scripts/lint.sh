@@ -39,7 +39,7 @@ check_cppcheck() {
         --library=posix --library=.cppcheck/macros.cfg -I agent -I . agent gateway protocol sdk simulator
 }
 
-check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init packaging/plugctl packaging/plugsim.bash-completion; } | xargs shellcheck -x -S style; }
+check_shell() { { files '*.sh' && ls .ci/run packaging/plug.init packaging/plugctl packaging/plugsim.bash-completion packaging/openwrt/plug/files/plug.{init,default}; } | xargs shellcheck -x -S style; }
 check_man() { files 'plug*.[1-8]' | xargs mandoc -Tlint -W warning; }
 check_links() { scripts/document-links.sh; }
 check_folders() { scripts/folder-order.sh && scripts/folder-plan.sh; }
