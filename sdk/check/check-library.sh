@@ -7,7 +7,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 sed -n 's/^\(int\|uint64_t\) \([a-z0-9_]*\)(.*/\2/p' "$header" | sort >"$work/declared"
-"$nm" -D --defined-only "$library" | awk '{ print $3 }' | sort >"$work/exported"
+# Every library has these two where the C library is musl.
+"$nm" -D --defined-only "$library" | awk '$3 != "_init" && $3 != "_fini" { print $3 }' | sort >"$work/exported"
 "$readelf" -d "$library" >"$work/dynamic"
 
 status=0
