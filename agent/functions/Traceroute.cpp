@@ -2,7 +2,6 @@
 #include "functions/Traceroute.h"
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <cstdio>
 #include <unistd.h>
 
@@ -134,15 +133,8 @@ static bool ReadFile()
 {
     const int fd = OsOpenOurs(kPathTraceroute);
     if (fd < 0) return false;
-    size_t filled = 0;
-    ssize_t count = 1;
-    while (filled < sizeof gTracertResult - 1 && count != 0) {
-        count = read(fd, gTracertResult + filled, sizeof gTracertResult - 1 - filled);
-        if (count < 0 && errno != EINTR) break;
-        if (count > 0) filled += static_cast<size_t>(count);
-    }
+    gTracertLen = static_cast<uint16_t>(OsReadUpTo(fd, gTracertResult, sizeof gTracertResult - 1));
     close(fd);
-    gTracertLen = static_cast<uint16_t>(filled);
     return true;
 }
 

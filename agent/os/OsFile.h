@@ -35,6 +35,12 @@
 // Returns the descriptor, which is close-on-exec, or -1 with errno.
 [[nodiscard]] int OsOpenForWriting(const char *path);
 
+// Reads once, again after a signal. Returns what read() does.
+[[nodiscard]] ssize_t OsRead(int fd, void *buffer, size_t size);
+
+// Reads until `size` bytes have come, the end or an error. Returns how many have come.
+[[nodiscard]] size_t OsReadUpTo(int fd, void *buffer, size_t size);
+
 // Writes all `size` bytes. Returns 0, or -1 with errno (ENOSPC when the file took fewer).
 [[nodiscard]] int OsWriteAll(int fd, const void *data, size_t size);
 

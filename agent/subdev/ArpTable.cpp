@@ -1,11 +1,10 @@
 #include "subdev/ArpTable.h"
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <cstring>
-#include <unistd.h>
 
 #include "core/MacText.h"
+#include "os/OsFile.h"
 
 static const int kMacField = 3; // counts from 0
 static const size_t kMacLength = 17;
@@ -27,10 +26,7 @@ bool ArpParse(char *line, ArpEntry *entry)
 static bool NextByte(ArpReader *reader, char *byte)
 {
     if (reader->taken == reader->filled) {
-        ssize_t count;
-        do {
-            count = read(reader->fd, reader->buffer, sizeof reader->buffer);
-        } while (count < 0 && errno == EINTR);
+        const ssize_t count = OsRead(reader->fd, reader->buffer, sizeof reader->buffer);
         if (count <= 0) return false;
         reader->taken = 0;
         reader->filled = static_cast<size_t>(count);

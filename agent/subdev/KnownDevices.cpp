@@ -1,7 +1,6 @@
 #define LOG_MODULE "Function39"
 #include "subdev/KnownDevices.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
@@ -50,19 +49,6 @@ static void AddLine(const char *line)
     if (*end == '\0' || strcmp(end, "\r") == 0) KnownAdd(mac);
 }
 
-// Reads the file up to `size` bytes. Returns how many were read.
-static size_t ReadUpTo(int fd, char *text, size_t size)
-{
-    size_t filled = 0;
-    while (filled < size) {
-        const ssize_t count = read(fd, text + filled, size - filled);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) break;
-        filled += static_cast<size_t>(count);
-    }
-    return filled;
-}
-
 int Fn39LoadMac()
 {
     const int fd = OsOpenOurs(kPathMacConfig);
@@ -73,7 +59,7 @@ int Fn39LoadMac()
     }
     LOG_DEBUG("LOAD macconfig");
     char text[kMaxKnown * (kMaxLine + 1) + 1];
-    char *const end = text + ReadUpTo(fd, text, sizeof text - 1);
+    char *const end = text + OsReadUpTo(fd, text, sizeof text - 1);
     close(fd);
     *end = '\0';
     char *line = text;

@@ -88,6 +88,17 @@ int OsOpenForWriting(const char *)
     return memfd_create("written", MFD_CLOEXEC);
 }
 
+ssize_t OsRead(int fd, void *buffer, size_t size)
+{
+    return read(fd, buffer, size);
+}
+
+size_t OsReadUpTo(int fd, void *buffer, size_t size)
+{
+    const ssize_t count = read(fd, buffer, size); // the files are in memory: all of it comes at once
+    return count > 0 ? static_cast<size_t>(count) : 0;
+}
+
 int OsWriteAll(int, const void *data, size_t size)
 {
     const bool fits = g_world.writesLeft < 0 || size <= static_cast<size_t>(g_world.writesLeft);

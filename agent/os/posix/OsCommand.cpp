@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "os/OsClock.h"
+#include "os/OsFile.h"
 #include "os/OsWait.h"
 
 extern char **environ;
@@ -183,10 +184,7 @@ static bool Fill(OsCommand *command, int64_t deadlineMs)
 {
     if (command->taken < command->filled) return true;
     if (!AwaitOutput(command->output, deadlineMs)) return false;
-    ssize_t count;
-    do {
-        count = read(command->output, command->buffer, sizeof command->buffer);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count = OsRead(command->output, command->buffer, sizeof command->buffer);
     command->taken = 0;
     command->filled = count > 0 ? static_cast<size_t>(count) : 0;
     return count > 0;

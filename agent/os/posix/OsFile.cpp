@@ -140,6 +140,26 @@ int OsOpenForWriting(const char *path)
     return MakeAnew(path, O_RDWR, kOwnMode);
 }
 
+ssize_t OsRead(int fd, void *buffer, size_t size)
+{
+    ssize_t count;
+    do {
+        count = read(fd, buffer, size);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
+size_t OsReadUpTo(int fd, void *buffer, size_t size)
+{
+    size_t filled = 0;
+    while (filled < size) {
+        const ssize_t count = OsRead(fd, static_cast<char *>(buffer) + filled, size - filled);
+        if (count <= 0) break;
+        filled += static_cast<size_t>(count);
+    }
+    return filled;
+}
+
 int OsWriteAll(int fd, const void *data, size_t size)
 {
     const char *bytes = static_cast<const char *>(data);

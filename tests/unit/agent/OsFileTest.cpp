@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "tests/support/UnixSocket.h"
@@ -319,6 +320,40 @@ TEST_F(OsFile, ReplaceTreatsAPartialWriteAsAFailedOne)
     }
     EXPECT_EQ(-2, result);
     EXPECT_EQ(ENOSPC, error);
+}
+
+static int s_pipe[2];
+
+TEST_F(OsFile, AReadGoesOnAfterASignal)
+{
+    ASSERT_EQ(0, pipe(s_pipe));
+    struct sigaction before, action = {}; // no SA_RESTART: a blocking read ends with EINTR
+    action.sa_handler = [](int) { (void)!write(s_pipe[1], "x", 1); };
+    sigaction(SIGALRM, &action, &before);
+    const struct itimerval soon = {{0, 0}, {0, 1000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    char byte = 0;
+    EXPECT_EQ(1, OsRead(s_pipe[0], &byte, 1));
+    EXPECT_EQ('x', byte);
+    sigaction(SIGALRM, &before, nullptr);
+    close(s_pipe[0]);
+    close(s_pipe[1]);
+}
+
+TEST_F(OsFile, ReadUpToTakesWhatComesInPiecesUntilTheEndOrTheLimit)
+{
+    int ends[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends)); // each read takes one piece
+    for (const char *piece : {"one", "two", "three"}) EXPECT_LT(0, write(ends[1], piece, strlen(piece)));
+    char text[16] = "";
+    EXPECT_EQ(6u, OsReadUpTo(ends[0], text, 6));
+    EXPECT_STREQ("onetwo", text);
+    close(ends[1]);
+    memset(text, 0, sizeof text);
+    EXPECT_EQ(5u, OsReadUpTo(ends[0], text, sizeof text));
+    EXPECT_STREQ("three", text);
+    close(ends[0]);
+    EXPECT_EQ(0u, OsReadUpTo(-1, text, sizeof text));
 }
 
 TEST_F(OsFile, OpenedForWritingAFileIsEmptyAndCloseOnExec)
