@@ -14,18 +14,20 @@ int ReservedQuery(WireReader *, WireWriter *reply)
     return 0;
 }
 
-int ServicesQuery(WireReader *parameters, WireWriter *reply)
+int ServicesQuery(WireReader *, WireWriter *reply)
 {
-    int result = SwitchQuery<get_ftp_switch>(parameters, reply);
-    result = FirstFailure(result, SwitchQuery<get_sambaenable_switch>(parameters, reply));
-    return FirstFailure(result, SwitchQuery<get_telnetenable_switch>(parameters, reply));
+    int result = 0;
+    for (auto get : {get_ftp_switch, get_sambaenable_switch, get_telnetenable_switch})
+        result = FirstFailure(result, PutSwitch(reply, get));
+    return result;
 }
 
-int ServicesSetting(WireReader *parameters, WireWriter *reply)
+int ServicesSetting(WireReader *parameters, WireWriter *)
 {
-    int result = SwitchSetting<set_ftp_switch>(parameters, reply);
-    result = FirstFailure(result, SwitchSetting<set_sambaenable_switch>(parameters, reply));
-    return FirstFailure(result, SwitchSetting<set_telnetenable_switch>(parameters, reply));
+    int result = 0;
+    for (auto set : {set_ftp_switch, set_sambaenable_switch, set_telnetenable_switch})
+        result = FirstFailure(result, set(WireGet8(parameters)));
+    return result;
 }
 
 int AccountsQuery(WireReader *, WireWriter *reply)
