@@ -64,6 +64,14 @@ static void StopBySignal(int)
     _exit(0);
 }
 
+static void Handle(int number, void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigfillset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+}
+
 static void KeepStandardDescriptorsOpen()
 {
     int fd;
@@ -89,11 +97,8 @@ void OsPrepareProcess()
 {
     KeepHeapSmall();
     KeepStandardDescriptorsOpen();
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGCHLD, SIG_DFL); // some supervisors leave it ignored: then no command could be waited for
-    struct sigaction stop = {};
-    stop.sa_handler = StopBySignal;
-    sigfillset(&stop.sa_mask);
-    sigaction(SIGTERM, &stop, nullptr);
-    sigaction(SIGINT, &stop, nullptr);
+    Handle(SIGPIPE, SIG_IGN);
+    Handle(SIGCHLD, SIG_DFL); // some supervisors leave it ignored: then no command could be waited for
+    Handle(SIGTERM, StopBySignal);
+    Handle(SIGINT, StopBySignal);
 }
