@@ -18,7 +18,7 @@
 namespace
 {
 struct Member {
-    const char *name;
+    char name[5];
     int missing; // the result if an item does not have it
 };
 } // namespace

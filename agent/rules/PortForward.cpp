@@ -34,7 +34,7 @@ static int64_t s_limitMs;                                  // when its current c
 namespace
 {
 struct Member {
-    const char *name;
+    char name[10];
     char *field;
     size_t size;
     int missing; // the result if the document does not have it

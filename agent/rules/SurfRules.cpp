@@ -17,7 +17,7 @@
 #include "sdk/RouterSdk.h"
 #include "subdev/DeviceTable.h"
 
-static const char *const kWeekdays[] = {"1", "2", "3", "4", "5", "6", "7"};
+static const char kWeekdays[][2] = {"1", "2", "3", "4", "5", "6", "7"};
 static const size_t kMaxMacText = kSurfKeySize - sizeof "|7";
 
 // ---- Single rules ----
@@ -156,7 +156,7 @@ int CommitSurfRule(int add, int, const char *mac, const char *days, const char *
 enum { FLAG, MAC, DAY, START, STOP, ALLOW, TEXTS };
 
 static const struct {
-    const char *name;
+    char name[6];
     SurfResult missing;
 } kTexts[TEXTS] = {{"FLAG", SURF_NO_FLAG},   {"MAC", SURF_NO_MAC},   {"DAY", SURF_NO_DAY},
                    {"START", SURF_NO_START}, {"STOP", SURF_NO_STOP}, {"ALLOW", SURF_NO_ALLOW}};
