@@ -45,9 +45,7 @@ static void Dump(const CommFrame &frame, const uint8_t *report, size_t length)
 {
     flockfile(stdout);
     printf("\nFuncID %d, Auto report info:\n", frame.funcId);
-    for (size_t i = 0; i < length; i++) printf("%02X ", report[i]);
-    printf("\n");
-    fflush(stdout);
+    PrintBytes(report, length);
     funlockfile(stdout);
 }
 

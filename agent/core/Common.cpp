@@ -10,8 +10,8 @@
 uint32_t log_level = LOG_LEVEL_ERR;
 uint32_t mEndType = 0;
 
-// By bit number. The filter admits bit 5 although it has no name; its stamp then says "(null)".
-static const char *const kLevelNames[] = {"ERR", "WARN", "NOTICE", "INFO", "DEBUG", nullptr};
+// By bit number. The filter admits bit 5 although it has no name.
+static const char kLevelNames[][7] = {"ERR", "WARN", "NOTICE", "INFO", "DEBUG", "(null)"};
 static const unsigned kLevelBits = sizeof kLevelNames / sizeof kLevelNames[0];
 
 static const char kColourOff[] = "\033[0m";
@@ -38,11 +38,11 @@ bool d_log_filter(uint32_t level)
 
 void d_time_in_microseconds(unsigned bit)
 {
-    const char *name = bit < kLevelBits ? kLevelNames[bit] : nullptr;
+    const char *name = kLevelNames[bit < kLevelBits ? bit : kLevelBits - 1];
     struct tm now;
     OsLocalTime(OsWallTime(), &now);
     fprintf(stderr, "%d-%d-%d %02d:%02d:%02d [%s]", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday, now.tm_hour,
-            now.tm_min, now.tm_sec, name ? name : "(null)");
+            now.tm_min, now.tm_sec, name);
 }
 
 void LogLine(uint32_t place, const char *function, const char *format, ...)
@@ -75,6 +75,15 @@ void LogFatal(uint32_t place, const char *function, const char *text)
     else
         fprintf(stderr, "plug: %s\n", text);
     OsExit(-1);
+}
+
+void PrintBytes(const uint8_t *bytes, size_t size)
+{
+    flockfile(stdout);
+    for (size_t i = 0; i < size; i++) printf("%02X ", bytes[i]);
+    printf("\n");
+    fflush(stdout); // if it is no terminal, the line would wait in the buffer and be lost at a signal
+    funlockfile(stdout);
 }
 
 int GetEndType()

@@ -84,6 +84,9 @@ std::bool_constant<(sizeof...(Arguments) > 0)> LogHasArguments(const char *, con
 #define LOG_INFO(...) LOG_AS(LOG_LEVEL_INFO, __func__, __VA_ARGS__)
 #define LOG_DEBUG(...) LOG_AS(LOG_LEVEL_DEBUG, __func__, __VA_ARGS__)
 
+// Prints bytes in hexadecimal on standard output, for -d: one whole line, whatever other threads print.
+void PrintBytes(const uint8_t *bytes, size_t size);
+
 // ---- Byte order ---------------------------------------------------------------------------------------------------
 //
 // The three conditional helpers swap only when mEndType is not 0, and nothing ever sets it so: the platform expects the

@@ -1,7 +1,5 @@
 #include "subdev/OnlineReport.h"
 
-#include <cstdio>
-
 #include "core/Common.h"
 #include "core/Config.h"
 #include "core/Wire.h"
@@ -23,15 +21,6 @@ void OnlineReportWrite(const uint8_t *mac, const uint8_t *data, uint8_t report[k
     WirePut8(&w, 1);
 }
 
-static void Show(const uint8_t report[kOnlineReportSize])
-{
-    flockfile(stdout); // one whole line, whatever other threads print
-    for (size_t i = 0; i < kOnlineReportSize; i++) printf("%02X ", report[i]);
-    printf("\n");
-    fflush(stdout); // if it is no terminal, the line would wait in the buffer and be lost at a signal
-    funlockfile(stdout);
-}
-
 void OnlineReportSend(uint32_t module, const char *function, const uint8_t *mac, const uint8_t *data)
 {
     uint8_t report[kOnlineReportSize];
@@ -39,5 +28,5 @@ void OnlineReportSend(uint32_t module, const char *function, const uint8_t *mac,
     if (AutoReportDevinfo != 0) SendIpUpData(report, sizeof report, kOnlineDataType, 1, gRoutemac);
     if (l_debug != 1) return;
     LogLine(LogPlace(LOG_LEVEL_DEBUG, module, __LINE__), function, "Online subdev:");
-    Show(report);
+    PrintBytes(report, sizeof report);
 }
