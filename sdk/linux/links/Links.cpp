@@ -97,6 +97,7 @@ static bool OnLink(const nlmsghdr *message)
     }
     const nlattr *attributes[IFLA_LINKINFO + 1];
     CollectAttributes(message, sizeof *header, attributes, IFLA_LINKINFO);
+    if (attributes[IFLA_WIRELESS]) return false; // news of a radio: it names the link, and says nothing else of it
     Link link = {};
     link.index = header->ifi_index;
     link.type = header->ifi_type;

@@ -109,6 +109,13 @@ TEST_F(RouterLinks, TheSameNewsChangeNothing)
     EXPECT_FALSE(LinkByName("lan2")->up);
 }
 
+TEST_F(RouterLinks, NewsOfARadioTakeNothingFromItsLink)
+{
+    EXPECT_FALSE(Hear(WirelessNews(4, "lan2")));
+    EXPECT_EQ(3, LinkByName("lan2")->master);
+    EXPECT_EQ(1500u, LinkByName("lan2")->mtu);
+}
+
 TEST_F(RouterLinks, NamesThatARuleCouldNotHoldAreNoNames)
 {
     Hear(LinkMessage(8, "a\" drop", true, 3));

@@ -72,6 +72,16 @@ Message LinkMessage(int index, const std::string &name, bool up, int master, con
     return Message(RTM_NEWLINK, payload);
 }
 
+Message WirelessNews(int index, const std::string &name)
+{
+    ifinfomsg header = {};
+    header.ifi_index = index;
+    header.ifi_type = 1;
+    header.ifi_flags = IFF_UP | IFF_RUNNING;
+    return Message(RTM_NEWLINK,
+                   Raw(header) + Attribute(IFLA_IFNAME, Text(name)) + Attribute(IFLA_WIRELESS, Bytes(16, 0)));
+}
+
 Message LinkGone(int index)
 {
     ifinfomsg header = {};

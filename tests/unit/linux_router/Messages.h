@@ -39,6 +39,7 @@ class Message
 
 // Messages of rtnetlink.
 Message LinkMessage(int index, const std::string &name, bool up, int master = 0, const std::string &kind = "");
+Message WirelessNews(int index, const std::string &name); // such as the end of a scan
 Message LinkGone(int index);
 Message AddressMessage(int index, const Bytes &address, uint8_t prefix, bool permanent = true);
 Message RouteMessage(int index, const Bytes &gateway, uint32_t metric);
