@@ -286,11 +286,11 @@ bool DevicesUnsettled(int64_t now)
 static bool IsDue(const Track &track, const uint8_t mac[6], const Link *lan, int64_t now)
 {
     const Link *port = track.portIndex ? LinkByIndex(track.portIndex) : nullptr;
-    if (!port || !port->up || now - track.confirmedMs < kProbeMs) return false;
+    if (!port || !port->up || (track.confirmedMs && now - track.confirmedMs < kProbeMs)) return false;
     const bool mayBeThere =
         track.inBridge || !lan->isBridge || StationOf(mac) || (track.lease && now - track.confirmedMs < kGiveUpMs);
     const bool isNew = track.inBridge && now - track.arrivedMs < kSettleMs;
-    return mayBeThere && now - track.probedMs >= (isNew ? kSettleRetryMs : kRetryMs);
+    return mayBeThere && (!track.probedMs || now - track.probedMs >= (isNew ? kSettleRetryMs : kRetryMs));
 }
 
 static void AddProbe(Probe *probe, int lan, uint8_t family, const void *address, size_t size, const uint8_t mac[6])

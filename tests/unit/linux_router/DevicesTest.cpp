@@ -186,6 +186,15 @@ TEST_F(RouterDevices, ANewDeviceIsProbedEverySecond)
     EXPECT_FALSE(DevicesUnsettled(now));
 }
 
+TEST_F(RouterDevices, IsProbedOnAMachineThatHasJustBegun)
+{
+    now = 1;
+    Hear(BridgeMessage(kPhone, 4, kLan));
+    Hear(NeighbourMessage(kLan, kPhoneIp, kPhone, NUD_STALE, 6000));
+    Look(kPhone);
+    EXPECT_EQ(1, Probes());
+}
+
 TEST_F(RouterDevices, AProbeNamesInterfaceAddressAndMac)
 {
     char buffer[kProbeMessage];
