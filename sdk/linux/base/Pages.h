@@ -12,6 +12,7 @@ class Pages
   public:
     explicit Pages(size_t count) : m_size(count * sizeof(Item))
     {
+        // cppcheck-suppress invalidFunctionArg ; there is no file
         void *pages = mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         m_items = pages == MAP_FAILED ? nullptr : static_cast<Item *>(pages);
     }

@@ -5,14 +5,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <wpa_ctrl.h>
 
+#include "sdk/linux/base/Clock.h"
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
 
 static const char kFolder[] = "/run/hostapd";
 static const size_t kMaxReply = 4096;
+static const int64_t kAnswerMs = 3000;
 
 // ---- Sockets ----
 
@@ -42,17 +47,33 @@ const char *InterfaceOf(const char *path)
     return slash ? slash + 1 : path;
 }
 
+// Waits until a descriptor is ready. False when the time is over.
+static bool Await(int descriptor, short events, int64_t endMs)
+{
+    for (;;) {
+        const int64_t left = endMs - NowMs();
+        pollfd wait = {descriptor, events, 0};
+        if (left <= 0) return false;
+        if (poll(&wait, 1, int(left)) > 0) return true;
+    }
+}
+
 // Sends a command and reads its reply, terminated. False if there is no answer.
 static bool Ask(const char *path, const char *command, char reply[kMaxReply])
 {
     reply[0] = '\0';
     wpa_ctrl *control = wpa_ctrl_open(path);
     if (!control) return false;
-    size_t length = kMaxReply - 1;
-    const bool good = wpa_ctrl_request(control, command, strlen(command), reply, &length, nullptr) == 0;
-    reply[good ? length : 0] = '\0';
+    const int descriptor = wpa_ctrl_get_fd(control);
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC); // the agent starts programs
+    // Not by wpa_ctrl_request(), which waits ten seconds for each of many commands.
+    const int64_t endMs = NowMs() + kAnswerMs;
+    const bool sent =
+        Await(descriptor, POLLOUT, endMs) && send(descriptor, command, strlen(command), MSG_NOSIGNAL) >= 0;
+    const ssize_t length = sent && Await(descriptor, POLLIN, endMs) ? recv(descriptor, reply, kMaxReply - 1, 0) : -1;
+    reply[length > 0 ? length : 0] = '\0';
     wpa_ctrl_close(control);
-    return good;
+    return length >= 0;
 }
 
 // A command that hostapd answers with "OK".

@@ -13,7 +13,10 @@ namespace
 struct Told {
     char path[kSocketPath];
     uint64_t identity; // of the hostapd that was told; 0: none
-    bool denies;       // its list is not empty
+    bool settingsDue;
+    bool denyDue;
+    bool denies; // its list is not empty
+    int tries;   // that have failed
 };
 } // namespace
 
@@ -22,7 +25,10 @@ static struct {
     Told told[ROUTER_SDK_SSIDS];
     uint8_t black[ROUTER_SDK_BLACK_LIST][6];
     uint16_t blackCount;
+    uint16_t next; // whose turn it is
 } s_networks;
+
+static const int kMostTries = 3;
 
 // What has been told at a path, in a place of its own.
 static Told *ToldAt(const char *path)
@@ -38,7 +44,7 @@ static Told *ToldAt(const char *path)
     return nullptr;
 }
 
-static void TellSettings(const char *path)
+static int TellSettings(const char *path)
 {
     SsidSettings settings = {};
     uint8_t wps = 0;
@@ -51,7 +57,19 @@ static void TellSettings(const char *path)
         hasWps = state->hasWps;
         wps = state->wps;
     }
-    if (settings.hasRecord || settings.hasSwitch || hasWps) HostapdApply(path, &settings, hasWps ? &wps : nullptr);
+    if (!settings.hasRecord && !settings.hasSwitch && !hasWps) return RESULT_OK;
+    return HostapdApply(path, &settings, hasWps ? &wps : nullptr);
+}
+
+// Tells a hostapd what is due. False if it does not do it.
+static bool Tell(Told *told)
+{
+    if (told->settingsDue && TellSettings(told->path) == RESULT_WIFI) return false;
+    told->settingsDue = false;
+    if (told->denyDue && HostapdDeny(told->path, s_networks.black, s_networks.blackCount) != RESULT_OK) return false;
+    told->denies = told->denyDue ? s_networks.blackCount > 0 : told->denies;
+    told->denyDue = false;
+    return true;
 }
 
 void NetworksKeep(const Config *config, const uint8_t (*black)[6], uint16_t blackCount)
@@ -61,19 +79,30 @@ void NetworksKeep(const Config *config, const uint8_t (*black)[6], uint16_t blac
     const uint16_t count = HostapdSockets(config, paths);
     const bool newBlack =
         blackCount != s_networks.blackCount || memcmp(black, s_networks.black, blackCount * sizeof *black) != 0;
+    memcpy(s_networks.black, black, blackCount * sizeof *black);
+    s_networks.blackCount = blackCount;
     for (uint16_t i = 0; i < count; i++) {
         const uint64_t identity = HostapdIdentity(paths[i]);
         Told *told = identity ? ToldAt(paths[i]) : nullptr;
         if (!told) continue;
         const bool isNew = told->identity != identity;
+        if (!isNew && !newBlack) continue;
         if (isNew) {
             told->identity = identity;
+            told->settingsDue = true;
             told->denies = false;
-            TellSettings(paths[i]);
         }
-        if ((isNew || newBlack) && (blackCount > 0 || told->denies))
-            told->denies = HostapdDeny(paths[i], black, blackCount) == RESULT_OK && blackCount > 0;
+        told->denyDue = blackCount > 0 || told->denies;
+        told->tries = 0;
     }
-    memcpy(s_networks.black, black, blackCount * sizeof *black);
-    s_networks.blackCount = blackCount;
+    // One that hangs holds up the others only until the next time, and has its turn behind them.
+    for (uint16_t i = 0; i < ROUTER_SDK_SSIDS; i++) {
+        const uint16_t place = uint16_t((s_networks.next + i) % ROUTER_SDK_SSIDS);
+        Told *told = &s_networks.told[place];
+        if (!told->path[0] || HostapdIdentity(told->path) != told->identity || told->tries == kMostTries) continue;
+        if (Tell(told)) continue;
+        told->tries++;
+        s_networks.next = uint16_t(place + 1);
+        break;
+    }
 }
