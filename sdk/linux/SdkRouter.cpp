@@ -42,7 +42,8 @@ int get_router_mac(uint8_t mac[6])
         Lock lock(DevicesLock());
         memcpy(chosen.bytes, TheState()->routerMac, sizeof chosen.bytes);
     }
-    if (!IsDeviceMac(chosen.bytes)) {
+    const bool isKept = IsDeviceMac(chosen.bytes);
+    if (!isKept) {
         Lock lock(CacheLock());
         char names[ROUTER_SDK_WANS][kMaxInterfaceName] = {};
         const Link *link = WanNames(config, names) > 0 ? LinkByName(names[0]) : nullptr;
@@ -50,11 +51,10 @@ int get_router_mac(uint8_t mac[6])
         if (link) memcpy(chosen.bytes, link->mac, sizeof chosen.bytes);
     }
     if (!IsDeviceMac(chosen.bytes)) return RESULT_NO_FIGURE;
-    ChangeState(
-        [](State *state, const void *user) {
-            memcpy(state->routerMac, static_cast<const ChosenMac *>(user)->bytes, sizeof state->routerMac);
-        },
-        &chosen); // without a state file it is chosen again each time
+    const auto keep = [](State *state, const void *user) {
+        memcpy(state->routerMac, static_cast<const ChosenMac *>(user)->bytes, sizeof state->routerMac);
+    };
+    if (!isKept) ChangeState(keep, &chosen); // without a state file it is chosen again each time
     memcpy(mac, chosen.bytes, sizeof chosen.bytes);
     return RESULT_OK;
 }

@@ -41,6 +41,8 @@ static const int64_t kWantedMs = 30000;
 static const int64_t kLeastSampleMs = 900; // rates over a shorter time say nothing
 static const int kAnswersMs = 50;          // probes are answered within this time, usually
 static const int64_t kRestoreMs = 1000;    // between two repairs of the rules
+static const int64_t kFirstRetryMs = 2000; // of what could not be put in force
+static const int64_t kLastRetryMs = 600000;
 static const int kEndSeconds = 2;
 static const size_t kMaxProbes = 1024;
 static const size_t kStack = 256 * 1024;
@@ -78,6 +80,8 @@ static struct {
     int64_t neighboursMs; // when they were last asked for
     Places places;        // where everything is in force
     bool inForce;
+    int64_t retryAfterMs; // 0: nothing has failed
+    int64_t retryMs;      // when what has failed is tried again
 } s_cache;
 
 pthread_mutex_t *CacheLock()
@@ -93,7 +97,8 @@ void WantRates()
     if (!wasWanted && s_wake >= 0 && write(s_wake, &one, sizeof one) < 0) return; // it will look by itself
 }
 
-void ReadPlaces(Places *places)
+// Where settings have to be in force now.
+static void ReadPlaces(Places *places)
 {
     memset(places, 0, sizeof *places);
     const Config *config = TheConfig();
@@ -157,7 +162,7 @@ static void Drain(mnl_socket *socket, mnl_cb_t callback, pthread_mutex_t *lock, 
     }
 }
 
-// `interface`: of neighbours only those of this one, unless it is 0.
+// Under the lock. `interface`: of neighbours only those of this one, unless it is 0.
 static void Dump(int type, int family, int interface = 0)
 {
     alignas(nlmsghdr) char buffer[128];
@@ -174,21 +179,15 @@ static void Dump(int type, int family, int interface = 0)
     if (type == RTM_GETNEIGH)
         static_cast<ndmsg *>(mnl_nlmsg_put_extra_header(request, sizeof(ndmsg)))->ndm_family = uint8_t(family);
     if (interface) mnl_attr_put_u32(request, NDA_IFINDEX, uint32_t(interface));
-    const auto locked = [](const nlmsghdr *message, void *user) {
-        Lock lock(&s_lock);
-        return OnRouteMessage(message, user);
-    };
-    if (NetlinkAsk(s_cache.route, request, locked, nullptr) != 0) Say("asking the kernel: %s", strerror(errno));
+    if (NetlinkAsk(s_cache.route, request, OnRouteMessage, nullptr) != 0) Say("asking the kernel: %s", strerror(errno));
 }
 
 // Reads everything anew. Devices that are known keep what they have.
 static void DumpAll()
 {
-    {
-        Lock lock(&s_lock);
-        LinksClear();
-        NeighboursClear();
-    }
+    Lock lock(&s_lock);
+    LinksClear();
+    NeighboursClear();
     s_cache.lostNews = false;
     s_cache.placesDue = true;
     Dump(RTM_GETLINK, AF_UNSPEC);
@@ -215,14 +214,10 @@ static void ChooseNews()
 
 static void ReadNeighbours(int64_t now)
 {
-    int lan;
-    {
-        Lock lock(&s_lock);
-        const Link *link = LanLink(TheConfig());
-        lan = link ? link->index : 0;
-    }
     s_cache.neighboursMs = now;
-    if (lan) Dump(RTM_GETNEIGH, AF_UNSPEC, lan);
+    Lock lock(&s_lock);
+    const Link *lan = LanLink(TheConfig());
+    if (lan) Dump(RTM_GETNEIGH, AF_UNSPEC, lan->index);
 }
 
 static void ReadSpeeds()
@@ -306,8 +301,19 @@ static void ReadRadios()
 
 // ---- The thread ----
 
+// Puts settings in force as PutInForce() does. What fails is tried again, soon and then less and less often: a program
+// may have been killed because the machine was too busy.
+static void Enforce(const Places *before, bool rulesLost, int64_t now)
+{
+    s_cache.inForce = PutInForce(&s_cache.places, before, rulesLost);
+    const int64_t after = s_cache.retryAfterMs ? std::min(2 * s_cache.retryAfterMs, kLastRetryMs) : kFirstRetryMs;
+    s_cache.retryAfterMs = s_cache.inForce ? 0 : after;
+    s_cache.retryMs = now + s_cache.retryAfterMs;
+}
+
 static void KeepInForce(int64_t now)
 {
+    if (s_cache.retryAfterMs && now >= s_cache.retryMs) s_cache.placesDue = true;
     if (s_cache.placesDue) {
         s_cache.placesDue = false;
         ChooseNews();
@@ -316,13 +322,14 @@ static void KeepInForce(int64_t now)
         ReadRadios();
         ReadSpeeds();
         if (!s_cache.inForce || memcmp(&places, &s_cache.places, sizeof places) != 0) {
-            s_cache.inForce = PutInForce(&places, s_cache.inForce ? &s_cache.places : nullptr, false);
+            const Places before = s_cache.places;
             s_cache.places = places;
+            Enforce(s_cache.inForce ? &before : nullptr, false, now);
         }
     }
     if ((s_cache.rulesLost || s_cache.qdiscLost) && now - s_cache.restoredMs >= kRestoreMs) {
         Say("somebody else has changed the %s; they are put back", s_cache.rulesLost ? "rules" : "limits");
-        s_cache.inForce = PutInForce(&s_cache.places, s_cache.qdiscLost ? nullptr : &s_cache.places, true);
+        Enforce(s_cache.qdiscLost ? nullptr : &s_cache.places, true, now);
         s_cache.rulesLost = s_cache.qdiscLost = false;
         s_cache.restoredMs = now;
     }
@@ -355,6 +362,7 @@ static int64_t Look(bool timeIsUp, bool *probed)
     *probed = RefreshAndAsk(now);
     Lock lock(&s_lock);
     if (DevicesUnsettled(now) || s_cache.rulesLost || s_cache.qdiscLost) return kSoonMs;
+    if (s_cache.retryAfterMs && s_cache.retryMs < now + kQuietMs) return std::max(s_cache.retryMs - now, kSoonMs);
     return wanted || s_cache.traffic ? kBusyMs : kQuietMs;
 }
 

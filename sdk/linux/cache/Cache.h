@@ -5,19 +5,16 @@
 
 #include <cstdint>
 
-#include "sdk/linux/access/Enforce.h"
 #include "sdk/linux/base/Lock.h"
 
-// The lock of the tables of news. Nobody waits for anything while holding it, but the thread works through many messages
-// at once; so what has to be quick has a lock of its own, see cache/Devices.h.
+// The lock of the tables of news. The thread holds it while it works through many messages, and while it reads whole
+// tables of the kernel's anew, so that nobody sees half of one: milliseconds. What has to be quicker has a lock of its
+// own, see cache/Devices.h.
 pthread_mutex_t *CacheLock();
 
 // Starts the library with the first call of a function: configuration, settings, tables, rules, thread. Later calls
 // return at once. Never fails: what is missing is in the log, and what needs it answers a code.
 void StartRouter();
-
-// Where settings have to be in force now. Takes the cache's lock.
-void ReadPlaces(Places *places);
 
 // Says that somebody asks for rates: for half a minute they are measured every two seconds.
 void WantRates();

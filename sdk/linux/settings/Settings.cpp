@@ -7,14 +7,15 @@
 #include "sdk/linux/base/Files.h"
 #include "sdk/linux/base/Result.h"
 #include "sdk/linux/base/Say.h"
-#include "sdk/linux/cache/Cache.h"
 #include "sdk/linux/cache/Devices.h"
 
 // All that this module remembers.
 static Config s_config;
 static State s_state;
 static pthread_mutex_t s_changes = PTHREAD_MUTEX_INITIALIZER;
-static bool s_inForce; // guarded by s_changes: the kernel has all settings
+// Guarded by s_changes.
+static Places s_places; // where settings have to be in force, since PutInForce() was called last
+static bool s_inForce;  // the kernel has all settings
 
 const Config *TheConfig()
 {
@@ -95,21 +96,17 @@ static int ChangeDevice(const uint8_t mac[6], Edit edit, Enforce enforce)
 
 int ChangeAccess(const uint8_t mac[6], bool refused)
 {
-    Places places;
-    ReadPlaces(&places);
     return ChangeDevice(
         mac, [&](DeviceSettings *device) { device->refused = refused; },
-        [&](uint16_t place) { return EnforceAccess(&places, &s_state, place); });
+        [](uint16_t place) { return EnforceAccess(&s_places, &s_state, place); });
 }
 
 int ChangeLimit(const uint8_t mac[6], bool up, int64_t bytesPerSecond)
 {
     if (bytesPerSecond < 0) return RESULT_BAD_VALUE;
-    Places places;
-    ReadPlaces(&places);
     return ChangeDevice(
         mac, [&](DeviceSettings *device) { (up ? device->maxUp : device->maxDown) = bytesPerSecond; },
-        [&](uint16_t place) { return EnforceLimit(&places, &s_state, place, up); });
+        [&](uint16_t place) { return EnforceLimit(&s_places, &s_state, place, up); });
 }
 
 int ChangeDeviceName(const uint8_t mac[6], const char *name)
@@ -138,6 +135,7 @@ bool PutInForce(const Places *places, const Places *before, bool rulesLost)
     // Without its settings the router would let everybody in: the kernel keeps what it was told before.
     if (KeyIsRight(&s_config, KEY_STATE) != RESULT_OK) return false;
     Lock changes(&s_changes);
+    s_places = *places;
     int result = RESULT_OK;
     const auto note = [&](int one) { result = result == RESULT_OK ? one : result; };
     const bool newLan = !before || before->lanIndex != places->lanIndex || strcmp(before->lan, places->lan) != 0;
