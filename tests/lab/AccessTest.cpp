@@ -2,6 +2,9 @@
 #include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "tests/lab/Flow.h"
 
@@ -182,6 +185,50 @@ TEST(Access, ADeviceIsShutOutAgainWithinFiveSecondsOfEveryKindOfForeignChange)
     FlowOptions again = Steady(home.lab, 1, "tcp", 4);
     again.port = 5102;
     EXPECT_TRUE(Connects(again));
+}
+
+TEST(Access, RulesThatCouldNotBeSetAreTriedAgainUntilTheyAre)
+{
+    Household home;
+    home.session.SetAccess(kMac1, false);
+    home.session.KillAgent();
+    home.lab.Shell("router", "nft flush ruleset; mount --bind /bin/false $(command -v nft)");
+    home.session.RestartAgent(SIGKILL);
+    EXPECT_TRUE(Within([&] { return Contains(home.session.TheAgent().RawLog(), "linux router: nft: exit status 1"); }));
+    home.lab.Shell("router", "umount $(command -v nft)");
+    EXPECT_TRUE(Within(20, [&] { return Contains(home.lab.Shell("router", "nft list ruleset"), kMac1); }));
+}
+
+TEST(Access, HostapdsThatHangHoldUpNoRules)
+{
+    Lab lab;
+    // Sockets that nobody reads from, and a black list that each hostapd is to be told.
+    std::vector<int> sockets;
+    std::string names;
+    for (int i = 0; i < 4; i++) {
+        struct sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        snprintf(address.sun_path, sizeof address.sun_path, "/run/lab/hostapd%d", i);
+        sockets.push_back(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(0, bind(sockets.back(), reinterpret_cast<struct sockaddr *>(&address), sizeof address));
+        names += std::string(" ") + address.sun_path;
+    }
+    WriteFile("/run/lab/black", std::string(kMac2) + "\n");
+    WriteFile(kRouterConfig,
+              ReadFile(kRouterConfig) + "[wifi]\nhostapd =" + names + "\n[router]\nblack_list = /run/lab/black\n");
+    LabSession session(lab);
+    // The first of them is being waited for.
+    char command[64];
+    ASSERT_TRUE(Within(20, [&] {
+        for (const int each : sockets)
+            if (recv(each, command, sizeof command, MSG_DONTWAIT) > 0) return true;
+        return false;
+    }));
+    EXPECT_EQ(0, strncmp("DENY_ACL", command, 8)) << command;
+    lab.Shell("router", "nft flush ruleset");
+    EXPECT_TRUE(
+        Within(kRestoreSeconds, [&] { return Contains(lab.Shell("router", "nft list ruleset"), "set refused"); }));
+    for (const int each : sockets) close(each);
 }
 
 TEST(Access, ADeviceThatTakesAnotherAddressIsStillShutOut)

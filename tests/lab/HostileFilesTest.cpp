@@ -13,18 +13,6 @@ namespace
 constexpr int kDevices = 120;
 const char kUntouched[] = "untouched\n";
 
-std::string MacOf(int device)
-{
-    char mac[18];
-    snprintf(mac, sizeof mac, "02:00:00:02:00:%02x", static_cast<unsigned>(device));
-    return mac;
-}
-
-std::string IpOf(int device)
-{
-    return "192.168.50." + std::to_string(device < 98 ? device + 1 : device + 102); // as scripts/lab.sh gives them
-}
-
 bool IsHarmless(const std::string &name)
 {
     for (const char c : name)
@@ -70,22 +58,22 @@ TEST_F(HostileFiles, AnyNameInALeaseIsShownHarmlessOrNotAtAllAndHurtsNobodyElse)
         std::string leases;
         for (int i = 1; i < kDevices; i++) {
             const size_t at = first + static_cast<size_t>(i) - 1;
-            if (at < texts.size()) leases += "0 " + MacOf(i) + " " + IpOf(i) + " " + texts[at].text + " *\n";
+            if (at < texts.size()) leases += "0 " + CrowdMac(i) + " " + CrowdIp(i) + " " + texts[at].text + " *\n";
         }
         // The last one is harmless, and its appearance shows that all have been read.
         const std::string sentinel = "sentinel-" + std::to_string(first);
-        WriteFile(kLeasesFile, leases + "0 " + MacOf(kDevices) + " " + IpOf(kDevices) + " " + sentinel + " *\n");
+        WriteFile(kLeasesFile, leases + "0 " + CrowdMac(kDevices) + " " + CrowdIp(kDevices) + " " + sentinel + " *\n");
         std::map<std::string, SeenDevice> devices;
         ASSERT_TRUE(Within(20, [&] {
             devices = session.Devices();
-            return devices[MacOf(kDevices)].name == sentinel.substr(0, 16);
-        })) << devices[MacOf(kDevices)].name;
+            return devices[CrowdMac(kDevices)].name == sentinel.substr(0, 16);
+        })) << devices[CrowdMac(kDevices)].name;
         ASSERT_EQ(static_cast<size_t>(kDevices), devices.size());
         for (int i = 1; i <= kDevices; i++) {
-            const SeenDevice &device = devices[MacOf(i)];
-            EXPECT_EQ(IpOf(i), device.ip);
+            const SeenDevice &device = devices[CrowdMac(i)];
+            EXPECT_EQ(CrowdIp(i), device.ip);
             EXPECT_TRUE(IsHarmless(device.name)) << device.name;
-            EXPECT_TRUE(IsHarmless(session.AskWell("device-name " + MacOf(i)).Text("fields.name")));
+            EXPECT_TRUE(IsHarmless(session.AskWell("device-name " + CrowdMac(i)).Text("fields.name")));
             shown += !device.name.empty();
         }
     }

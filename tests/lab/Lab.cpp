@@ -54,6 +54,37 @@ void Lab::Crowd(int count)
     LabScript("crowd " + std::to_string(count));
 }
 
+void Lab::Flood() const
+{
+    Shell("router", R"(
+        for i in $(seq 1 60); do
+            ip link add flap$i type veth peer name palf$i
+            ip link set flap$i master br-lan up; ip link set palf$i up
+            ip link del flap$i
+        done
+        ip link add store type dummy; ip link set store up
+        seq 1 3000 | awk '{ print "route add 10." int($1 / 250) "." $1 % 250 ".0/24 dev store" }' | ip -batch -
+        seq 1 3000 | awk '{ print "neigh add 10." int($1 / 250) "." $1 % 250 ".7 lladdr 02:00:00:03:00:01 dev store" }' |
+            ip -batch -
+        ip link del store
+        seq 1 400 | awk '{ printf "neigh replace 192.168.50.240 lladdr 02:00:00:04:%02x:%02x dev br-lan nud stale\n", int($1 / 256), $1 % 256 }' |
+            ip -batch -
+        ip neigh del 192.168.50.240 dev br-lan)");
+}
+
+std::string CrowdMac(int device)
+{
+    char mac[18];
+    snprintf(mac, sizeof mac, "02:00:00:02:%02x:%02x", static_cast<unsigned>(device / 256),
+             static_cast<unsigned>(device % 256));
+    return mac;
+}
+
+std::string CrowdIp(int device)
+{
+    return "192.168.50." + std::to_string(device < 98 ? device + 1 : device + 102);
+}
+
 std::string Lab::Shell(const std::string &net, const std::string &text) const
 {
     std::string output;

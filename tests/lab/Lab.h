@@ -26,6 +26,10 @@ constexpr char kLeasesFile[] = "/run/lab/leases";
 constexpr char kStateFile[] = "/run/lab/router.state";
 constexpr char kRouterConfig[] = "/run/lab/router.conf";
 
+// The devices of Crowd(), from 1.
+std::string CrowdMac(int device);
+std::string CrowdIp(int device);
+
 class Lab
 {
   public:
@@ -37,6 +41,10 @@ class Lab
     void Join(int client, const std::string &name); // plugs it in; returns when it has its addresses
     void Leave(int client);
     void Crowd(int count);
+
+    // Much news for the router's programs: interfaces that come and go, ports that join and leave the bridge, thousands of
+    // routes and neighbours. In the end everything is as before.
+    void Flood() const;
 
     // Runs a shell's text in a network, and returns what it prints. Throws Failure when it fails.
     std::string Shell(const std::string &net, const std::string &text) const;

@@ -13,6 +13,7 @@ namespace
 {
 constexpr char kPhone[] = "02:00:00:00:01:00";
 constexpr char kBlackList[] = "/run/black";
+constexpr long kGrowthKb = 64;
 constexpr double kSeen = 40; // seconds for what the emulated machine does: scanning and connecting take several
 
 const char kHostapd[] = "interface=wlan0\nbridge=br-lan\nctrl_interface=/run/hostapd\nssid=Home\nhw_mode=g\nchannel=1\n"
@@ -39,9 +40,9 @@ class Daemon
         output_ = std::make_unique<Lines>(process_->Output());
         errors_ = std::make_unique<Lines>(process_->Errors());
     }
-    void End()
+    void End(int signal = SIGTERM)
     {
-        process_->Signal(SIGTERM);
+        process_->Signal(signal);
         if (!process_->WaitExit(kPatience)) throw Failure("it does not end");
     }
     std::string Text()
@@ -121,7 +122,9 @@ class Wifi : public testing::Test
     static void ExpectPhone(bool there)
     {
         Event reply("{}");
-        EXPECT_TRUE(Within(kSeen, [&] { return (PlaceOfPhone(&reply) >= 0) == there; })) << reply.Line();
+        EXPECT_TRUE(Within(kSeen, [&] { return (PlaceOfPhone(&reply) >= 0) == there; }))
+            << reply.Line() << RunShell("ip -br link; ip neigh; iw dev wlan0 station dump; ip link show master br-lan")
+            << InPhone("ip -br addr; ip neigh; iw dev wlan1 link");
     }
 
     static std::unique_ptr<Daemon> hostapd_, phone_;
@@ -187,6 +190,44 @@ TEST_F(Wifi, ANewNameAndTheSwitchAreSeenByTheOtherRadioAndSurviveARestartOfHosta
     hostapd_->End();
     hostapd_ = StartHostapd();
     EXPECT_TRUE(Within(60, [] { return IsConnectedTo("Other"); }));
+}
+
+TEST_F(Wifi, RestartsOfHostapdUnderLoadCostNothingAndTheStationIsThereInTheEnd)
+{
+    const std::string name = Ask("ssid-config 0").Text("fields.ssid"); // "Other" behind the test before
+    ASSERT_TRUE(Within(60, [&] { return IsConnectedTo(name); }));
+    InPhone("ping -c1 -W5 192.168.50.1 || true"); // who says nothing at all is not known
+    ExpectPhone(true);
+    const size_t descriptors = DescriptorsOf(agent_->Id()), threads = ThreadsOf(agent_->Id());
+    const long memory = DirtyKbOf(agent_->Id());
+    // News of interfaces, ports and neighbours all the time, and the station's own traffic when it is connected.
+    Daemon news(
+        "sh -c \"while :; do ip link add flap type veth peer name palf; ip link set flap master br-lan up;"
+        "ip neigh replace 192.168.50.77 lladdr 02:00:00:00:09:01 dev br-lan nud stale; ip link del flap; done\"");
+    Daemon traffic("ip netns exec phone sh -c \"while :; do busybox ping -c 20 -W 1 192.168.50.1; sleep 0.1; done\"");
+    for (const int signal : {SIGTERM, SIGKILL, SIGTERM}) {
+        hostapd_->End(signal);
+        hostapd_ = StartHostapd();
+        EXPECT_TRUE(Within(20, [] { return Contains(RunShell("iw dev wlan0 info"), "type AP"); }));
+        Ask("all-devices");
+        Ask("ssid-configs");
+    }
+    // What the platform has set, told again to the last one.
+    EXPECT_TRUE(Within(60, [&] { return IsConnectedTo(name); }));
+    news.End(SIGKILL);
+    traffic.End(SIGKILL);
+    ExpectPhone(true);
+    Event reply("{}");
+    const std::string at = "fields.devices." + std::to_string(PlaceOfPhone(&reply)) + ".";
+    EXPECT_EQ("wifi-2g", reply.Text(at + "link")) << reply.Line();
+    EXPECT_EQ("0", reply.Text(at + "port"));
+    EXPECT_TRUE(Within([&] {
+        return DescriptorsOf(agent_->Id()) <= descriptors && ThreadsOf(agent_->Id()) <= threads;
+    })) << DescriptorsOf(agent_->Id())
+        << " descriptors after " << descriptors;
+    printf("private memory %ld KB, then %ld; descriptors %zu, then %zu\n", memory, DirtyKbOf(agent_->Id()), descriptors,
+           DescriptorsOf(agent_->Id()));
+    EXPECT_LE(DirtyKbOf(agent_->Id()), memory + kGrowthKb);
 }
 } // namespace
 
