@@ -372,16 +372,14 @@ static bool AwaitNews(int64_t untilMs)
     SetTimer(std::max<int64_t>(untilMs - NowMs(), 0));
     epoll_event events[4];
     const int count = epoll_wait(s_cache.poll, events, 4, -1);
-    bool timeIsUp = false;
     for (int i = 0; i < count; i++) {
         const int descriptor = events[i].data.fd;
         uint64_t waste;
         if (descriptor == s_cache.radios) s_cache.radiosDue = true;
-        if (descriptor != s_wake && descriptor != s_cache.timer) continue;
-        if (read(descriptor, &waste, sizeof waste) < 0) continue;
-        timeIsUp = timeIsUp || descriptor == s_cache.timer;
+        if ((descriptor == s_wake || descriptor == s_cache.timer) && read(descriptor, &waste, sizeof waste) < 0)
+            continue;
     }
-    return timeIsUp;
+    return NowMs() >= untilMs; // with news all the time the timer may never have its turn
 }
 
 static void Begin();

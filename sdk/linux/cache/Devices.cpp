@@ -150,6 +150,17 @@ static void FromBridge(const Link *lan, int64_t now)
     }
 }
 
+// The bridge may not have heard a station that says little, or have forgotten it with the carrier of its radio.
+static void FromStations(const Link *lan, int64_t now)
+{
+    size_t count;
+    const Station *stations = Stations(&count);
+    for (size_t i = 0; i < count; i++) {
+        const Link *radio = LinkByIndex(stations[i].radio);
+        if (radio && radio->master == lan->index) MakeTrack(stations[i].mac, now);
+    }
+}
+
 static void FromNeighbours(const Link *lan, int64_t now)
 {
     size_t count;
@@ -250,6 +261,7 @@ void DevicesRefresh(const Config *config, int64_t now, int64_t wallSeconds)
     }
     if (!lan) return;
     FromBridge(lan, now);
+    FromStations(lan, now);
     FromNeighbours(lan, now);
     FromLeases(now, wallSeconds);
     const Numbers numbers = NumberPorts(config);

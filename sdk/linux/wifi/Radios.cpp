@@ -98,6 +98,12 @@ uint16_t SsidIndexOf(const char *interface)
     return before;
 }
 
+const Station *Stations(size_t *count)
+{
+    *count = s_tables.stationCount;
+    return s_tables.stations;
+}
+
 const Station *StationOf(const uint8_t mac[6])
 {
     for (size_t i = 0; i < s_tables.stationCount; i++)

@@ -41,6 +41,9 @@ bool IsWireless(int index);
 // wireless interfaces.
 uint16_t SsidIndexOf(const char *interface);
 
+// All stations.
+const Station *Stations(size_t *count);
+
 // The station with this MAC, or null.
 const Station *StationOf(const uint8_t mac[6]);
 
