@@ -64,8 +64,10 @@ static int TellSettings(const char *path)
 // Tells a hostapd what is due. False if it does not do it.
 static bool Tell(Told *told)
 {
-    if (told->settingsDue && TellSettings(told->path) == RESULT_WIFI) return false;
+    // Once: a hostapd that takes long to answer does it nevertheless, and doing it again would send its stations away.
+    const bool settingsDue = told->settingsDue;
     told->settingsDue = false;
+    if (settingsDue && TellSettings(told->path) == RESULT_WIFI) return false;
     if (told->denyDue && HostapdDeny(told->path, s_networks.black, s_networks.blackCount) != RESULT_OK) return false;
     told->denies = told->denyDue ? s_networks.blackCount > 0 : told->denies;
     told->denyDue = false;
