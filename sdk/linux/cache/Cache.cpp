@@ -440,6 +440,7 @@ static void StartThread()
 {
     pthread_attr_t attributes;
     sigset_t all, before;
+    sem_init(&s_ready, 0, 0);
     sigfillset(&all);
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, kStack);
