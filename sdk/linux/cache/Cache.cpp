@@ -40,6 +40,7 @@ static const int64_t kSoonMs = 1000;   // when a device has just come
 static const int64_t kWantedMs = 30000;
 static const int64_t kLeastSampleMs = 900; // rates over a shorter time say nothing
 static const int kAnswersMs = 50;          // probes are answered within this time, usually
+static const int kTogetherMs = 200;        // and so are many
 static const int64_t kRestoreMs = 1000;    // between two repairs of the rules
 static const int64_t kFirstRetryMs = 2000; // of what could not be put in force
 static const int64_t kLastRetryMs = 600000;
@@ -76,7 +77,7 @@ static struct {
     bool placesDue; // interfaces have changed
     bool qdiscLost;
     bool radiosDue;
-    bool quiet;           // of the LAN's neighbours, news tell only some
+    int quiet;            // interface of whose neighbours alone news tell, and only some; 0: all
     int64_t neighboursMs; // when they were last asked for
     Places places;        // where everything is in force
     bool inForce;
@@ -203,13 +204,13 @@ static void DumpAll()
 // rest then costs nothing. Without a bridge its addresses are all there is.
 static void ChooseNews()
 {
-    bool bridge;
+    int bridge;
     {
         Lock lock(&s_lock);
         const Link *lan = LanLink(TheConfig());
-        bridge = lan && lan->isBridge;
+        bridge = lan && lan->isBridge ? lan->index : 0;
     }
-    if (bridge != s_cache.quiet) s_cache.quiet = HearLittle(s_cache.events, bridge) && bridge;
+    if (bridge != s_cache.quiet && HearLittle(s_cache.events, bridge)) s_cache.quiet = bridge;
 }
 
 static void ReadNeighbours(int64_t now)
@@ -394,7 +395,7 @@ static void *Run(void *)
         bool timeIsUp = false;
         if (probed) { // the answers come within moments of each other: one look for all of them
             pollfd wake = {s_wake, POLLIN, 0};
-            poll(&wake, 1, kAnswersMs);
+            poll(&wake, 1, kTogetherMs);
         } else {
             timeIsUp = AwaitNews(nextMs);
         }

@@ -157,15 +157,17 @@ bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now)
 
 // ---- News ----
 
-bool HearLittle(mnl_socket *socket, bool quiet)
+bool HearLittle(mnl_socket *socket, int lan)
 {
     // The kernel runs this on each message. A filter loads numbers as the network orders them.
     static const uint16_t dull = htons(NUD_STALE | NUD_DELAY | NUD_PROBE);
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_H | BPF_ABS, offsetof(nlmsghdr, nlmsg_type)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWNEIGH), 0, 5),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWNEIGH), 0, 7),
         BPF_STMT(BPF_LD | BPF_B | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_family)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_BRIDGE, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_BRIDGE, 5, 0),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_ifindex)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htonl(uint32_t(lan)), 0, 2),
         BPF_STMT(BPF_LD | BPF_H | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_state)),
         BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, dull, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, 0),
@@ -173,7 +175,7 @@ bool HearLittle(mnl_socket *socket, bool quiet)
     };
     const sock_fprog filter = {sizeof program / sizeof *program, program};
     const int descriptor = mnl_socket_get_fd(socket), none = 0;
-    if (quiet) return setsockopt(descriptor, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
+    if (lan) return setsockopt(descriptor, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
     setsockopt(descriptor, SOL_SOCKET, SO_DETACH_FILTER, &none, sizeof none);
     return true;
 }

@@ -29,10 +29,10 @@ struct BridgeEntry {
 // `now` the time. Returns true if something changed. Of a full table the entry that was confirmed longest ago goes.
 bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now);
 
-// Lets a socket of rtnetlink hear of ARP and ND only who has answered or is gone, and not which entries have become old
-// or are asked again, which is most of the news and says nothing of a device. What else has happened a dump tells.
-// `quiet` false lets it hear everything again. Returns false if the kernel refuses: it hears everything.
-bool HearLittle(mnl_socket *socket, bool quiet);
+// Lets a socket of rtnetlink hear of ARP and ND only who on the interface `lan` has answered or is gone, and not which
+// entries have become old or are asked again, which is most of the news and says nothing of a device. What else has
+// happened a dump tells. 0 lets it hear everything again. Returns false if the kernel refuses: it hears what it did.
+bool HearLittle(mnl_socket *socket, int lan);
 
 // Forgets everything, before a new dump.
 void NeighboursClear();

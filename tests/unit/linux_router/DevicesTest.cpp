@@ -221,12 +221,13 @@ TEST(RouterNews, OfNeighboursTheDullNewsAreLeftOutAndNothingElse)
     };
     const Bytes six(16, 0xFE);
     for (const bool quiet : {true, false}) {
-        ASSERT_TRUE(HearLittle(socket, quiet));
+        ASSERT_TRUE(HearLittle(socket, quiet ? kLan : 0));
         for (const uint16_t dull : {NUD_STALE, NUD_DELAY, NUD_PROBE})
             for (const Bytes &address : {kPhoneIp, six})
                 EXPECT_EQ(!quiet, passes(NeighbourMessage(kLan, address, kPhone, dull, 0))) << dull;
         for (const uint16_t told : {NUD_REACHABLE, NUD_FAILED, NUD_INCOMPLETE, NUD_PERMANENT, NUD_NOARP})
             EXPECT_TRUE(passes(NeighbourMessage(kLan, kPhoneIp, kPhone, told, 0))) << told;
+        EXPECT_EQ(!quiet, passes(NeighbourMessage(kLan + 1, kPhoneIp, kPhone, NUD_REACHABLE, 0)));
         EXPECT_TRUE(passes(BridgeMessage(kPhone, 4, kLan)));
         EXPECT_TRUE(passes(BridgeMessage(kPhone, 4, kLan, true)));
         EXPECT_TRUE(passes(LinkMessage(kLan, "br-lan", true, 0, "bridge")));
