@@ -107,7 +107,7 @@ checks "the commands of docs/operating.md bring the agent up" "cd /packages && s
     /usr/libexec/plug/plug-supervisor.sh --supervisor
     { $(sed '$!d' <<<"$operating") || true; } | grep -i 'supervis'
     $check
-    /etc/init.d/plug stop && dpkg -P plug plug-router-linux && rm -f /etc/plug.conf /tmp/plug*"
+    /etc/init.d/plug stop && dpkg -P plug plug-router-linux && rm -f /etc/plug.conf /tmp/plug* /run/plug.*"
 rm -r "$root/build" "$root"/usr/local/bin/{editor,systemctl}
 
 # May services start here? A system without init says no.
@@ -158,5 +158,7 @@ checks "a purge leaves nothing but the operator's files" '
 rm "$root/usr/sbin/policy-rc.d"
 rm -f "$root"/tmp/*
 files >"$logs/files-after"
-diff -u "$logs/files-before" "$logs/files-after" | grep '^[+-]\.' && die "the packages leave this behind"
+# Not in a pipe with "&&": diff's own status would be the pipe's.
+left=$(diff -u "$logs/files-before" "$logs/files-after" | grep '^[+-]\.')
+[ -z "$left" ] || die "the packages leave this behind: $left"
 say "ok  the system is as it was"
