@@ -122,7 +122,7 @@ own_image() {
 entry 'scripts/install-packages.sh build run' line in_repo
 entry 'cmake --preset release && cmake --build --preset release --target plug router_linux' line in_repo
 entry 'LD_LIBRARY_PATH=build/release/sdk/linux build/release/plug -d -f plug.conf' line linux_router
-entry 'nft delete table inet plug_router; nft delete table netdev plug_router' block linux_router_off
+entry 'packaging/plug-router-off.sh' block linux_router_off
 
 # A router of one's own: a LAN, a WAN, and nothing in the machine's own folders.
 linux_machine() {
@@ -151,7 +151,7 @@ linux_router_off() {
     tc qdisc add dev br-lan root handle 706c: htb # as for a device with a limit
     printf '#!/bin/sh\necho "$*" >>%s/systemctl.log\n' "$place" >bin/systemctl
     chmod +x bin/systemctl
-    bash -c "$block_text" # as it is typed: an interface without the qdisc is passed over
+    run
     ! nft list tables | grep -q plug_router || fail "the tables are gone"
     ! tc qdisc show | grep -q 706c: || fail "the qdisc is gone"
     [ "$(cat /proc/sys/net/ipv4/ip_forward)" = 0 ]
