@@ -85,7 +85,6 @@ stubs_are_tried() {
 # The last line is for the router: here for this machine's processor.
 stubs_for_the_router() {
     ln -s "$repo" plug
-    "$repo/scripts/install-packages.sh" mipsel
     run "$(from 1 3)"
     file_is my-router/libRouterSdk.so.1 MIPS
     rm -r my-router
@@ -99,11 +98,10 @@ sources() {
     mkdir -p "$repo/build/documents/sources"
     cd "$repo/build/documents/sources" || exit
     (cd "$repo" && tar -c --exclude=./build --exclude=./.git .) | tar -x
-    cp cmake/mipsel.cmake my-router.cmake
-    sed -i 's|${CMAKE_CURRENT_LIST_DIR}/..|${CMAKE_CURRENT_LIST_DIR}|' my-router.cmake
+    echo 'include(${CMAKE_CURRENT_LIST_DIR}/cmake/mipsel.cmake)' >my-router.cmake
+    export PLUG_TARGET_LIBRARIES=$repo/build/target-libraries
 }
 own_toolchain() {
-    "$repo/scripts/install-packages.sh" mipsel
     sources
     run
     file_is build/router/plug MIPS
