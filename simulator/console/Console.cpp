@@ -99,7 +99,8 @@ void Console::StartReading(const Interpreter &interpreter, const std::function<b
 {
     const bool scripted = !options_.script.empty();
     // One that a shell has put into the background may not read the terminal: it would be stopped.
-    const bool background = !scripted && isatty(STDIN_FILENO) && tcgetpgrp(STDIN_FILENO) != getpgrp();
+    const pid_t foreground = tcgetpgrp(STDIN_FILENO); // -1: no terminal, or not the one of our session
+    const bool background = !scripted && foreground >= 0 && foreground != getpgrp();
     const bool promptWanted =
         !scripted && !background && options_.prompt && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
     RunnerRules rules;
