@@ -105,3 +105,13 @@ TEST(InTheBackground, PlugsimServesWithoutThePromptThatWouldStopIt)
     shell.Type("go\r");
     EXPECT_TRUE(shell.Shows("status 0")) << shell.Shown();
 }
+
+// setsid: as in a container whose terminal is nobody's.
+TEST(InAnotherSession, PlugsimHasItsPrompt)
+{
+    Terminal terminal(
+        {"setsid", "--wait", PLUGSIM_PROGRAM, "platform", "--register", "127.0.0.1:0", "--login", "127.0.0.1:0"});
+    ASSERT_TRUE(terminal.Shows("plugsim> ")) << terminal.Shown();
+    terminal.Type("quit 5\r");
+    EXPECT_EQ(5, terminal.End()) << terminal.Shown();
+}
