@@ -87,14 +87,14 @@ function showDevices(reports) {
   const devices = list && list.fields ? list.fields.devices : [];
   const columns = devices.length ? Object.keys(devices[0]) : [];
   const number = value => typeof value === 'number';
-  const cell = value => {
-    const data = make('td', value);
+  const cell = (kind, value, text) => {
+    const data = make(kind, text);
     if (number(value)) data.className = 'number';
     return data;
   };
-  byId('devices').tHead.replaceChildren(make('tr', null, ...columns.map(name => make('th', name))));
+  byId('devices').tHead.replaceChildren(make('tr', null, ...columns.map(name => cell('th', devices[0][name], name))));
   byId('devices').tBodies[0].replaceChildren(...devices.map(device =>
-    make('tr', null, ...columns.map(name => cell(device[name])))));
+    make('tr', null, ...columns.map(name => cell('td', device[name], device[name])))));
   const sum = name => devices.reduce((total, device) => total + (number(device[name]) ? device[name] : 0), 0);
   byId('rates').textContent = list
     ? `${devices.length} devices, together ${sum('up')} up and ${sum('down')} down, in the router's unit`
@@ -110,7 +110,7 @@ async function showRouter(serial) {
   showDevices(router.reports);
   const open = new Set([...document.querySelectorAll('#reports details[open]')].map(item => item.dataset.name));
   byId('reports').replaceChildren(...router.reports.map(report => {
-    const time = report.time ? new Date(report.time * 1000).toISOString() : '';
+    const time = report.time ? new Date(report.time * 1000).toISOString().slice(0, 19) + 'Z' : '';
     const title = [report.report, time, report.meaning].filter(text => text).join(', ');
     const details = make('details', null, make('summary', title), make('pre', JSON.stringify(report, null, 2)));
     details.dataset.name = report.report;
