@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,14 +34,14 @@ static double Run(const std::vector<const char *> &arguments, std::string *outpu
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) abort();
     const double begin = Milliseconds();
-    const pid_t child = vfork();
-    if (child == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    pid_t child;
+    const bool started = posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
     int status = -1;
-    waitpid(child, &status, 0);
+    if (started) waitpid(child, &status, 0);
     const double took = Milliseconds() - begin;
     close(ends[1]);
     char text[512] = {};
