@@ -4,7 +4,7 @@
 #   scripts/bench.sh [--save FILE] [--compare FILE] [--agents N] [codec] [dispatch] [surf] [md5] [latency] [start]
 #                    [local] [ping] [devices] [rate] [size] [idle] [sessions] [scale]
 #
-# No name: all but "scale", about seven minutes. "scale" takes another nine: a thousand agents at one platform, a start,
+# No name: all but "scale", about eleven minutes. "scale" takes another nine: a thousand agents at one platform, a start,
 # heartbeats, and two outages.
 #
 #   --save FILE      the figures, for a later --compare

@@ -1,7 +1,8 @@
 // Benches.h - the measurements on the running agent; each prints its figures. Call EnterPrivateTmp() before.
 #pragma once
 
-// Function command to acknowledgement against a bare two-thread echo: `samples` of each, in alternating blocks.
+// Function command to acknowledgement against bare echoes of two threads and of one: `samples` of each, in blocks by
+// turns.
 void MeasureLatency(int samples);
 
 // Wake-ups of the idle daemon: `settleSeconds` after the login, for `seconds`.

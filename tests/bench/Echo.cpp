@@ -13,9 +13,9 @@
 
 static const size_t kRoom = 8192;
 
-// What the two threads share.
+// What the threads share.
 static struct {
-    int fd;
+    int fd, threads;
     size_t requestLen, bodyLen, replyLen, replyPadded;
     pthread_mutex_t lock;
     pthread_cond_t came;
@@ -23,25 +23,37 @@ static struct {
     uint8_t request[kRoom];
 } s_echo;
 
-static void *Answer(void *)
+static uint8_t s_reply[kRoom];
+
+// Made once: the other side looks for a whole frame.
+static bool MakeReply()
 {
-    static uint8_t request[kRoom], plain[kRoom], reply[kRoom];
     const FrameHeader header = {0, 0, static_cast<uint8_t>(s_echo.replyLen - kFrameHeaderSize - s_echo.replyPadded), 0,
                                 static_cast<uint16_t>(s_echo.replyPadded)};
-    // Made once: the other side looks for a whole frame.
-    if (FrameWrite(header, plain, plain, reply, sizeof reply) == 0) return nullptr;
-    for (;;) {
+    static const uint8_t nothing[kRoom] = {};
+    return FrameWrite(header, nothing, nothing, s_reply, sizeof s_reply) > 0;
+}
+
+static bool Answer(const uint8_t *request)
+{
+    static uint8_t plain[kRoom];
+    size_t length;
+    aes_decrypt(kBenchKey, request + s_echo.requestLen - s_echo.bodyLen, plain, s_echo.bodyLen, &length);
+    aes_encrypt(kBenchKey, plain, s_reply + s_echo.replyLen - s_echo.replyPadded, s_echo.replyPadded - 1, &length);
+    return send(s_echo.fd, s_reply, s_echo.replyLen, MSG_NOSIGNAL) >= 0;
+}
+
+static void *AnswerProc(void *)
+{
+    static uint8_t request[kRoom];
+    do {
         pthread_mutex_lock(&s_echo.lock);
         while (!s_echo.full) pthread_cond_wait(&s_echo.came, &s_echo.lock);
         s_echo.full = false;
         memcpy(request, s_echo.request, s_echo.requestLen);
         pthread_mutex_unlock(&s_echo.lock);
-
-        size_t length;
-        aes_decrypt(kBenchKey, request + s_echo.requestLen - s_echo.bodyLen, plain, s_echo.bodyLen, &length);
-        aes_encrypt(kBenchKey, plain, reply + s_echo.replyLen - s_echo.replyPadded, s_echo.replyPadded - 1, &length);
-        if (send(s_echo.fd, reply, s_echo.replyLen, MSG_NOSIGNAL) < 0) return nullptr;
-    }
+    } while (Answer(request));
+    return nullptr;
 }
 
 [[noreturn]] static void Receive()
@@ -53,6 +65,10 @@ static void *Answer(void *)
         filled += static_cast<size_t>(count);
         if (filled < s_echo.requestLen) continue;
         filled = 0;
+        if (s_echo.threads == 1) {
+            if (!Answer(bytes)) break;
+            continue;
+        }
         pthread_mutex_lock(&s_echo.lock);
         memcpy(s_echo.request, bytes, s_echo.requestLen);
         s_echo.full = true;
@@ -62,7 +78,7 @@ static void *Answer(void *)
     _exit(0);
 }
 
-void StartEcho(uint16_t port, size_t requestLen, size_t bodyLen, size_t replyLen, size_t replyPadded)
+void StartEcho(int threads, uint16_t port, size_t requestLen, size_t bodyLen, size_t replyLen, size_t replyPadded)
 {
     const pid_t pid = fork();
     if (pid < 0) Fail("cannot start a process");
@@ -75,6 +91,7 @@ void StartEcho(uint16_t port, size_t requestLen, size_t bodyLen, size_t replyLen
     peer.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     s_echo.fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (connect(s_echo.fd, reinterpret_cast<struct sockaddr *>(&peer), sizeof peer) != 0) _exit(1);
+    s_echo.threads = threads;
     s_echo.requestLen = requestLen;
     s_echo.bodyLen = bodyLen;
     s_echo.replyLen = replyLen;
@@ -82,6 +99,6 @@ void StartEcho(uint16_t port, size_t requestLen, size_t bodyLen, size_t replyLen
     pthread_mutex_init(&s_echo.lock, nullptr);
     pthread_cond_init(&s_echo.came, nullptr);
     pthread_t thread;
-    if (pthread_create(&thread, nullptr, Answer, nullptr) != 0) _exit(1);
+    if (!MakeReply() || (threads > 1 && pthread_create(&thread, nullptr, AnswerProc, nullptr) != 0)) _exit(1);
     Receive();
 }

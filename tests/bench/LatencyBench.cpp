@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -11,14 +12,15 @@
 static const double kPaceMs = 20;
 static const double kAnswerMs = 2000;
 static const int kBlock = 10; // samples of one before the other has its turn
-static const double kMaxEchoRatio = 1.5;
+static const size_t kParts = 10;
+static const double kMaxEchoRatio = 1.05;
 
-// The echo's answers mean nothing but have a frame header, so the same code receives them.
+// An echo's answers mean nothing but have a frame header, so the same code receives them.
 static double AskEcho(Link *link, const Bytes &request, BenchFrame *reply)
 {
     const double sent = NowMs();
     link->Send(request);
-    if (!link->Next(reply, sent + kAnswerMs)) Fail("the echo does not answer");
+    if (!link->Next(reply, sent + kAnswerMs)) Fail("an echo does not answer");
     return NowMs() - sent;
 }
 
@@ -32,6 +34,36 @@ static void Block(Ask ask, Link *link, const Bytes &request, std::vector<double>
         SleepUntilMs(begin + i * kPaceMs);
         const double took = ask(link, request, &reply);
         if (i > 0) samples->push_back(took);
+    }
+}
+
+// The median of that of each part of the samples: so a moment in which the machine does something else does not become
+// the result of whose turn it was.
+static double SteadyQuantile(const std::vector<double> &samples, double share)
+{
+    const size_t parts = std::min(kParts, samples.size()), size = samples.size() / parts;
+    std::vector<double> each;
+    for (size_t part = 0; part < parts; part++) {
+        const auto begin = samples.begin() + static_cast<long>(part * size);
+        each.push_back(Quantile(std::vector<double>(begin, begin + static_cast<long>(size)), share));
+    }
+    return Quantile(each, 0.5);
+}
+
+// Shows the agent against an echo, at the median and where 99 of 100 are quicker; judged when there is a limit.
+static void Compare(const char *echo, const std::vector<double> &agentMs, const std::vector<double> &echoMs,
+                    double limit)
+{
+    const struct {
+        const char *name;
+        double share;
+    } places[] = {{"median", 0.5}, {"99th percentile", 0.99}};
+    for (const auto &place : places) {
+        const double ours = SteadyQuantile(agentMs, place.share), theirs = SteadyQuantile(echoMs, place.share);
+        PrintFigure(Format("command to acknowledgement, %s, over a bare %s echo", place.name, echo),
+                    limit > 0 ? Format("at most %.2f", limit) : "",
+                    Format("%.2f (%.0f / %.0f us)", ours / theirs, ours * 1e3, theirs * 1e3),
+                    limit <= 0 || ours <= limit * theirs);
     }
 }
 
@@ -49,19 +81,20 @@ void MeasureLatency(int samples)
     const size_t replyLen = kFrameHeaderSize + reply.head.size() + reply.plain.size();
 
     Listener listener;
-    StartEcho(listener.Port(), request.size(), AesPaddedLength(record.size()), replyLen, reply.plain.size());
-    Link echo(listener.Accept());
+    const auto echo = [&](int threads) {
+        StartEcho(threads, listener.Port(), request.size(), AesPaddedLength(record.size()), replyLen,
+                  reply.plain.size());
+        return Link(listener.Accept());
+    };
+    Link two = echo(2), one = echo(1);
 
-    std::vector<double> agentMs, echoMs;
+    std::vector<double> agentMs, twoMs, oneMs;
     while (static_cast<int>(agentMs.size()) < samples) {
         Block(AskAgent, &session, request, &agentMs);
-        Block(AskEcho, &echo, request, &echoMs);
+        Block(AskEcho, &two, request, &twoMs);
+        Block(AskEcho, &one, request, &oneMs);
     }
-    const double agentMedian = Quantile(agentMs, 0.5), echoMedian = Quantile(echoMs, 0.5);
-    printf("latency: %zu samples each; agent median %.0f us, 90%% below %.0f us; echo %.0f us, %.0f us\n",
-           agentMs.size(), agentMedian * 1e3, Quantile(agentMs, 0.9) * 1e3, echoMedian * 1e3,
-           Quantile(echoMs, 0.9) * 1e3);
-    const double ratio = agentMedian / echoMedian;
-    PrintFigure("command to acknowledgement, median, over a bare two-thread echo", "at most 1.50",
-                Format("%.2f (%.0f / %.0f us)", ratio, agentMedian * 1e3, echoMedian * 1e3), ratio <= kMaxEchoRatio);
+    printf("latency: %zu samples each\n", agentMs.size());
+    Compare("two-thread", agentMs, twoMs, kMaxEchoRatio);
+    Compare("one-thread", agentMs, oneMs, 0);
 }
