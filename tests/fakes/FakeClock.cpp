@@ -32,6 +32,13 @@ std::list<Sleeper> s_sleepers; // whoever is neither due nor woken
 std::deque<OsReadable> s_readable;
 int s_readableTimeout;
 
+// A death test goes on in a copy of the process that has its own thread only: there the lock must not be another's.
+__attribute__((constructor)) void TakeTheLockAcrossForks()
+{
+    pthread_atfork([] { pthread_mutex_lock(&s_lock); }, [] { pthread_mutex_unlock(&s_lock); },
+                   [] { pthread_mutex_unlock(&s_lock); });
+}
+
 // Takes every sleeper out that `leaves`, and wakes the waiters they sleep on. Without s_lock held.
 template <typename Predicate>
 void Release(Predicate leaves)
