@@ -17,6 +17,7 @@ entry 'scripts/test.sh' stage .ci/run 'scripts/test.sh --all'
 entry 'scripts/test.sh --all' stage .ci/run 'scripts/test.sh --all'
 entry 'scripts/test.sh --lab' stage scripts/test.sh 'stages+=(lab wifi'
 entry 'scripts/test.sh --wifi' stage scripts/test.sh 'stages+=(lab wifi'
+entry 'scripts/test.sh --page' stage scripts/test.sh 'stages+=(lab wifi page'
 entry "scripts/test.sh --filter 'TcpQueue'" line in_repo
 entry 'scripts/test.sh --coverage' long in_repo
 entry 'scripts/test.sh --helgrind' long in_repo
