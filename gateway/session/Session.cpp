@@ -177,8 +177,8 @@ void Session::Login(const Bytes &raw, Clock::time_point now)
     count.sessions.Add();
     Bytes record(kLoginAckSize);
     record.resize(LoginAckWrite(static_cast<int16_t>(settings.interval), record.data(), record.size()));
+    world_.Online(*this); // first: whoever sees the router logged in can ask it
     SendFrame(MSG_SESSION_ACK, {}, &record);
-    if (state_ == State::Online) world_.Online(*this);
 }
 
 // ---- Logged in

@@ -25,6 +25,8 @@ struct FakeWorld : World {
         Report report;
     };
     std::vector<Stored> stored;
+    struct FakeOutlet *outlet = nullptr;
+    size_t sentBeforeOnline = 0;
 
     FakeWorld() { settings.secret = "secret"; }
     const SessionSettings &Settings() const override { return settings; }
@@ -42,7 +44,7 @@ struct FakeWorld : World {
         return address;
     }
     void Registered(const std::string &serial, const Address &) override { told.push_back("registered " + serial); }
-    void Online(const Session &session) override { told.push_back("online " + session.Serial()); }
+    void Online(const Session &session) override;
     void Offline(const Session &, const std::string &cause) override { told.push_back("offline " + cause); }
     void Store(const Session &, uint64_t number, uint8_t msgType, Report report) override
     {
@@ -73,6 +75,12 @@ struct FakeOutlet : Outlet {
     ParsedFrame Last() const { return frames.empty() ? ParsedFrame() : frames.back(); }
 };
 
+void FakeWorld::Online(const Session &session)
+{
+    told.push_back("online " + session.Serial());
+    sentBeforeOnline = outlet->frames.size();
+}
+
 struct SessionTest : testing::Test {
     FakeWorld world;
     FakeOutlet outlet;
@@ -85,6 +93,7 @@ struct SessionTest : testing::Test {
         outlet = FakeOutlet();
         session = std::make_unique<Session>(world, outlet, role, 7, Address(), now);
         outlet.session = session.get();
+        world.outlet = &outlet;
         return *session;
     }
     void Give(uint8_t msgType, uint8_t flag, const Bytes &head, const Bytes &plain, const std::string &key = kKey)
@@ -266,6 +275,14 @@ TEST_F(SessionTest, ALoginWithItsTokenIsOnline)
     Mac mac;
     std::copy(std::begin(kMac), std::end(kMac), mac.begin());
     EXPECT_EQ(mac, session->RouterMac());
+}
+
+TEST_F(SessionTest, TheSessionIsKnownBeforeTheRouterHearsThatItIsLoggedIn)
+{
+    Open(Session::Role::Login);
+    Login(Token());
+    EXPECT_EQ(0u, world.sentBeforeOnline);
+    EXPECT_EQ(1u, outlet.frames.size());
 }
 
 TEST_F(SessionTest, ALoginIsRefusedWithoutARightTokenOrKey)
