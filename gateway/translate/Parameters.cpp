@@ -13,8 +13,7 @@ static const size_t kMaxSentence = 300;
 
 Fault BadParameter(std::string sentence)
 {
-    if (sentence.size() > kMaxSentence)
-        sentence.replace(kMaxSentence / 2, sentence.size() - kMaxSentence, " ... ");
+    if (sentence.size() > kMaxSentence) sentence.replace(kMaxSentence / 2, sentence.size() - kMaxSentence, " ... ");
     return {"bad_parameter", protocol::Visible(sentence)};
 }
 

@@ -1,4 +1,4 @@
-#include "gateway/translate/Examples.h"
+#include "tests/unit/gateway/translate/Examples.h"
 
 #include <algorithm>
 

@@ -3,11 +3,11 @@
 #include <cstring>
 
 #include "gateway/translate/Command.h"
-#include "gateway/translate/Examples.h"
 #include "gateway/translate/Question.h"
 #include "gateway/translate/Report.h"
 #include "gateway/translate/Tables.h"
 #include "gateway/web/Metrics.h"
+#include "tests/unit/gateway/translate/Examples.h"
 
 using namespace gateway;
 
