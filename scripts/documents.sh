@@ -128,7 +128,7 @@ if [ -n "$inside" ]; then
     rm -rf "$place"
     mkdir -p "$place/bin" && cd "$place" || exit
     for folder in build scripts sdk packaging tests cmake docs; do ln -s "$repo/$folder" .; done
-    for program in plug plugsim plug-sdk-check; do ln -s "$repo/build/release/$program" bin; done
+    for program in plug plug-gateway plugsim plug-sdk-check; do ln -s "$repo/build/release/$program" bin; done
     export PATH=$place/bin:$PATH HOME=$place repo place block_text
     . "$repo/scripts/documents/place.sh"
     set -e

@@ -191,6 +191,30 @@ expect status 0'
     own_script
 }
 
+# ---- The gateway
+
+entry 'nats-server -js -sd /var/lib/nats &' block gateway_runs
+entry 'plug-gateway ask SIM0000000001 identity' block gateway_answers
+
+# A shell of a terminal goes on while the server begins.
+gateway_runs() {
+    mount -t tmpfs tmpfs /var/lib
+    with_agent
+    { from 1 && echo 'sleep 2' && from 2 99 && echo wait; } | run "bash -euo pipefail" >out.log 2>&1 &
+    for ((i = 0; i < 100; i++)); do
+        ! plug-gateway ask SIM0000000001 router-version >answers.log 2>&1 || return 0
+        sleep 0.2
+    done
+    fail "the router is online"
+}
+gateway_answers() {
+    local questions=$block_text
+    block_text=$(cat "$(grep -lF 'nats-server -js' "$repo"/build/documents/blocks/*)")
+    gateway_runs
+    run "$questions" >answers.log
+    [ "$(grep -c '"status": *0' answers.log)" = 2 ] || fail "both are answered"
+}
+
 # ---- plugsim: its command lines, and the commands of its prompt as scripts with an agent
 
 entry 'plugsim platform' line starts out.log listening
