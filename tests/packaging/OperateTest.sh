@@ -137,6 +137,13 @@ err: Login ServerInit error
 err: hint: no login server at 1.2.3.4:99; if that is no address of the platform, the answer cannot be decrypted: is KEY the platform's?
 END
     ;;
+AMissingSerialNumberIsSaidToBeTheLibrarys)
+    logged 07:05:00 ERR 'ERROR: get sn failed!' >in
+    passes error <<END
+err: ERROR: get sn failed!
+err: hint: the router library has no serial number; that for Linux takes "serial" of /etc/plug/router.conf
+END
+    ;;
 TwoStartsMakeOneSupervisor)
     ./plug.init start & first=$!
     ./plug.init start

@@ -23,8 +23,7 @@ static void ReadRecord(const char *statePath, Record *record)
     char boot[64];
     ReadLine("/proc/sys/kernel/random/boot_id", boot, sizeof boot);
     snprintf(record->path, sizeof record->path, "%s.sysctl", statePath);
-    if (ReadFile(record->path, record->text, sizeof record->text) > 0 &&
-        strncmp(record->text, boot, strlen(boot)) == 0)
+    if (ReadFile(record->path, record->text, sizeof record->text) > 0 && strncmp(record->text, boot, strlen(boot)) == 0)
         return;
     snprintf(record->text, sizeof record->text, "%s\n", boot);
 }
@@ -40,7 +39,8 @@ static bool Change(Record *record, const char *name, char before, const char *va
     snprintf(line, sizeof line, "\n%s=", name);
     if (strstr(record->text, line)) return true;
     const int more = snprintf(record->text + length, sizeof record->text - length, "%s=%c\n", name, before);
-    if (size_t(more) >= sizeof record->text - length || !WriteFileWhole(record->path, record->text, length + size_t(more), 0600))
+    if (size_t(more) >= sizeof record->text - length ||
+        !WriteFileWhole(record->path, record->text, length + size_t(more), 0600))
         Say("%s: not written: %s stays changed when this router is taken off", record->path, name);
     return true;
 }
@@ -69,6 +69,6 @@ void EnforceForwarding(const Places *places, const char *statePath)
         snprintf(accept, sizeof accept, "net/ipv6/conf/%s/accept_ra", places->wans[i]);
         if (Setting(accept) == '1') Change(&record, accept, '1', "2");
     }
-    Say("%s", Change(&record, six, '0', "1") ? "IPv6 forwarding was off and is on now"
-                                             : "cannot switch IPv6 forwarding on");
+    Say("%s",
+        Change(&record, six, '0', "1") ? "IPv6 forwarding was off and is on now" : "cannot switch IPv6 forwarding on");
 }
