@@ -133,6 +133,14 @@ static uint16_t SecurityOf(const char *config)
     return uint16_t(strtoul(value, nullptr, 10) & 3);
 }
 
+// A radio that has just been switched on looks for its channel first, for a minute where there may be radar: it is on.
+static bool IsSwitchedOn(const char *status)
+{
+    char state[32];
+    return FindValue(status, "state", state, sizeof state) && strcmp(state, "DISABLED") != 0 &&
+           strcmp(state, "UNINITIALIZED") != 0;
+}
+
 int HostapdRead(const char *path, SsidCfg *ssid, uint8_t *wps)
 {
     char status[kMaxReply], config[kMaxReply], value[128];
@@ -141,7 +149,7 @@ int HostapdRead(const char *path, SsidCfg *ssid, uint8_t *wps)
         return RESULT_WIFI;
     }
     Ask(path, "GET_CONFIG", config);
-    ssid->enabled = FindValue(status, "state", value, sizeof value) && strcmp(value, "ENABLED") == 0;
+    ssid->enabled = IsSwitchedOn(status);
     if (FindValue(config, "ssid", value, sizeof value) || FindValue(status, "ssid[0]", value, sizeof value))
         ReadEscaped(value, ssid->ssid, sizeof ssid->ssid);
     if (FindValue(status, "channel", value, sizeof value)) ssid->channel = uint16_t(strtoul(value, nullptr, 10));

@@ -254,6 +254,21 @@ TEST_F(RouterHostapd, IsSwitchedOnlyWhenItIsNotSoAlready)
     EXPECT_EQ("DISABLE", hostapd.Heard().back());
 }
 
+TEST_F(RouterHostapd, IsSwitchedOnWhileItStillLooksForItsChannel)
+{
+    for (const char *state : {"COUNTRY_UPDATE", "ACS", "HT_SCAN", "DFS", "ENABLED", "DISABLED", "UNINITIALIZED"}) {
+        hostapd.Answer("STATUS", std::string("state=") + state + "\n");
+        SsidCfg ssid = {};
+        ASSERT_EQ(RESULT_OK, HostapdRead(path.c_str(), &ssid, nullptr));
+        const bool on = std::string(state) != "DISABLED" && std::string(state) != "UNINITIALIZED";
+        EXPECT_EQ(on, ssid.enabled == 1) << state;
+    }
+    hostapd.Answer("STATUS", "state=DFS\n");
+    hostapd.Forget();
+    EXPECT_EQ(RESULT_OK, HostapdSwitch(path.c_str(), true));
+    EXPECT_EQ(2u, hostapd.Heard().size()); // the questions: it would refuse
+}
+
 TEST(RouterHostapdKeys, HaveEightToSixtyThreeCharactersOrSixtyFourDigits)
 {
     for (const std::string &good : {std::string(), std::string("12345678"), std::string(63, '~'), std::string(64, 'f')})
