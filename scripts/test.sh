@@ -31,7 +31,7 @@ test.sh - builds the project and runs its tests
                                              lines and branches they run. Not part of --all: six minutes more
   scripts/test.sh --helgrind                 the agent's unit tests under valgrind (scripts/helgrind.sh): races and
                                              wrong use of locks. Not part of --all: ten minutes more
-  scripts/test.sh --documents                those commands that take minutes, too. Not part of --all: two hours more
+  scripts/test.sh --documents                those commands that take minutes, too. Not part of --all: it takes hours
 
   --filter REGEX   only tests whose name matches; with --all no stage behind musl then
   --help           this text
