@@ -138,9 +138,9 @@ CTEST
     e2e 'exit 0'
     chmod +x scripts/install-packages.sh bin/*
     PATH=$folder/bin:$PATH
-    says 0 ' -LE lab' scripts/test.sh
+    says 0 ' -LE lab|page' scripts/test.sh
     e2e 'echo "no sandbox: unshare: not permitted" >&2; exit 1'
-    says 3 ' -LE lab|e2e' scripts/test.sh
+    says 3 ' -LE lab|page|e2e' scripts/test.sh
     says 3 'left out: the end-to-end tests: no sandbox: unshare: not permitted' scripts/test.sh
     says 3 '3 passed, 0 failed' scripts/test.sh
     ;;
