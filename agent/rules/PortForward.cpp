@@ -35,18 +35,18 @@ namespace
 {
 struct Member {
     char name[10];
+    int missing; // the result if the document does not have it
     char *field;
     size_t size;
-    int missing; // the result if the document does not have it
 };
 } // namespace
 
 static const Member kMembers[] = {
-    {"FLAG", s_flag, sizeof s_flag, PORT_FORWARD_NO_FLAG},
-    {"PRE_IP", s_pre_ip, sizeof s_pre_ip, PORT_FORWARD_NO_PRE_IP},
-    {"PRE_PORT", s_pre_port, sizeof s_pre_port, PORT_FORWARD_NO_PRE_PORT},
-    {"POST_IP", s_post_ip, sizeof s_post_ip, PORT_FORWARD_NO_POST_IP},
-    {"POST_PORT", s_post_port, sizeof s_post_port, PORT_FORWARD_NO_POST_PORT},
+    {"FLAG", PORT_FORWARD_NO_FLAG, s_flag, sizeof s_flag},
+    {"PRE_IP", PORT_FORWARD_NO_PRE_IP, s_pre_ip, sizeof s_pre_ip},
+    {"PRE_PORT", PORT_FORWARD_NO_PRE_PORT, s_pre_port, sizeof s_pre_port},
+    {"POST_IP", PORT_FORWARD_NO_POST_IP, s_post_ip, sizeof s_post_ip},
+    {"POST_PORT", PORT_FORWARD_NO_POST_PORT, s_post_port, sizeof s_post_port},
 };
 
 // ---- Rules ----
