@@ -1,11 +1,14 @@
 #include "gateway/question/AskCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <asio/executor_work_guard.hpp>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <set>
 #include <stdexcept>
+#include <vector>
 
 #include "gateway/bus/Bus.h"
 #include "gateway/translate/Json.h"
@@ -34,28 +37,29 @@ void AskOne(Bus *bus, const std::string &subject, const Words &words)
     if (!json.is_object() || !json.value("ok", false)) throw CLI::RuntimeError(2);
 }
 
-// Answers come one by one; the last one of each gateway says so.
+// Answers come one by one; the last one of each gateway says so. What one sender says comes in its order, but an answer
+// may overtake the list of gateways, which another one sends.
 void AskAll(Bus *bus, const std::string &subject, const Words &words)
 {
     asio::io_context context;
     const auto work = asio::make_work_guard(context);
-    std::set<std::string> waiting;
-    bool begun = false, failed = false;
+    std::set<std::string> done;
+    std::optional<std::vector<std::string>> asked;
+    bool failed = false;
     const std::string inbox = bus->NewInbox();
     const auto answers = bus->Subscribe(inbox, "", context, [&](const Message &message) {
         Print(message.data);
         const Json json = Json::parse(message.data, nullptr, false);
         if (!json.is_object()) return;
         failed = failed || !json.value("ok", false);
-        if (json.contains("gateways")) {
-            begun = true;
-            for (const auto &gateway : json["gateways"]) waiting.insert(gateway.get<std::string>());
-        } else if (json.value("done", false)) {
-            waiting.erase(json.value("gateway", ""));
-        } else if (!begun) { // not one has been asked
+        if (json.contains("gateways"))
+            asked = json["gateways"].get<std::vector<std::string>>();
+        else if (json.value("done", false))
+            done.insert(json.value("gateway", ""));
+        else if (!json.contains("serial")) // not one has been asked
             context.stop();
-        }
-        if (begun && waiting.empty()) context.stop();
+        if (asked && std::all_of(asked->begin(), asked->end(), [&](const auto &id) { return done.count(id) > 0; }))
+            context.stop();
     });
     bus->Publish(subject, words.parameters, inbox);
     context.run_for(std::chrono::seconds(words.seconds));

@@ -1,6 +1,7 @@
 // plug-gateway with a real agent, with routers made of frames, and with a real message system.
 #include "tests/e2e/Gateway.h"
 
+#include <algorithm>
 #include <csignal>
 #include <set>
 
@@ -156,6 +157,21 @@ TEST_F(GatewayTest, AQuestionToAllReachesEveryRouterOnceAndTellsItsEnd)
     }
     EXPECT_NE(std::string::npos, output.find("\"asked\":6,\"answered\":6")) << output;
     EXPECT_NE(std::string::npos, RunGatewayTool(nats_, {"ask", "all", "nonsense"}, 2).find("unknown_function"));
+}
+
+// Gateways are at different servers of the message system, which keep the order of one sender only.
+TEST_F(GatewayTest, TheCommandLineWaitsForAllGatewaysInWhateverOrderTheirMessagesCome)
+{
+    Context context;
+    const auto asked = bus_->Subscribe("plug.all.ask.led", "", context.io, [&](const gateway::Message &message) {
+        for (const char *text : {R"({"serial":"R1","ok":true})", R"({"ok":true,"done":true,"gateway":"a"})",
+                                 R"({"ok":true,"gateways":["a","b"]})", R"({"serial":"R2","ok":true})",
+                                 R"({"ok":true,"done":true,"gateway":"b"})"})
+            bus_->Publish(message.reply, text);
+    });
+    const std::string output = RunGatewayTool(nats_, {"ask", "all", "led", "--seconds", "5"});
+    EXPECT_EQ(5, std::count(output.begin(), output.end(), '\n')) << output;
+    context.End();
 }
 
 TEST_F(GatewayTest, RegistrationsNameTheGatewaysThatAreAlive)
