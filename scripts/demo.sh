@@ -10,6 +10,7 @@ demo.sh - builds the agent and shows it at work
 
   scripts/demo.sh [--no-build] [--factor N]
   scripts/demo.sh --linux [--no-build]
+  scripts/demo.sh --fleet [--no-build]
 
 Installs the Debian packages that are missing (root or sudo), builds, and runs the real agent against the simulated
 router and the test platform, step by step. Each step is a script of plugsim in scripts/demo. On a terminal you
@@ -17,6 +18,8 @@ are then left at the platform's prompt; without one the exit status is 0, or 1 w
 
   --linux       a real router instead: the router library for Linux, among real traffic in network namespaces
                 (scripts/lab.sh); needs root, ends with status 3 where the machine does not allow them
+  --fleet       200 agents instead, two gateways (plug-gateway) and three NATS servers, of which some are killed; a minute
+                and a half, needs namespaces, ends with status 3 where the machine does not allow them
   --no-build    use the build that is there
   --factor N    how much faster the agent's time runs, 1 to 60 [20]
   --help        this text
@@ -29,17 +32,16 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 . "$repo/scripts/lib/private.sh"
 . "$repo/scripts/lib/zone.sh"
+. "$repo/scripts/demo/build.sh"
 
 bin=$repo/build/release out=$repo/build/demo
 clock=$out/libfastclock.so
-factor=20 build=yes linux=''
+factor=20 build=yes other=''
 inside='' way='' # set when the script has restarted itself in the private place
-
-die() { echo "demo.sh: $*" >&2; exit 2; }
 
 while [ $# -gt 0 ]; do
     case $1 in
-    --linux) linux=yes ;;
+    --linux | --fleet) other=${1#--} ;;
     --no-build) build= ;;
     --factor) [ $# -gt 1 ] || die "--factor needs a number"; factor=$2; shift ;;
     --inside) inside=yes way=$2; shift ;;
@@ -50,21 +52,12 @@ while [ $# -gt 0 ]; do
 done
 [[ $factor =~ ^([1-9]|[1-5][0-9]|60)$ ]] || die "--factor is a whole number from 1 to 60"
 
-if [ -n "$linux" ]; then exec bash "$repo/scripts/demo/linux.sh" "$build"; fi
+if [ -n "$other" ]; then exec bash "$repo/scripts/demo/$other.sh" "$build"; fi
 
 # ---- Outside: packages, build, and a private place (namespaces)
 
 prepare() {
-    title "Preparing"
-    mkdir -p "$out"
-    if [ -n "$build" ]; then
-        "$repo/scripts/install-packages.sh" build run || exit 1
-        cd "$repo" || exit
-        quietly "$out/configure.log" "configuring" cmake --preset release || die "cmake failed"
-        quietly "$out/build.log" "building the agent, the simulated router and the test platform" \
-            cmake --build "$bin" -j "$(nproc)" --target plug plug_next plugsim || die "the build failed"
-    fi
-    [ -x "$bin/plugsim" ] || die "there is no build in $bin; run without --no-build"
+    build_programs "$build" "build run" "the agent, the simulated router and the test platform" plug plug_next plugsim
     # The tests' fast clock; built here so that the demo does not need to build the tests.
     cc -shared -fPIC -O2 -std=gnu11 -fvisibility=hidden -o "$clock" "$repo"/tests/e2e/FastClock{,Calls}.c \
         -ldl -lpthread || die "could not build the fast clock"
@@ -89,8 +82,6 @@ if [ -z "$inside" ]; then
 fi
 
 # ---- Inside: random input values for each run, so that correct answers cannot be stale ones
-
-random_hex() { od -An -N"$1" -tx1 /dev/urandom | tr -d ' \n'; }
 
 make_inputs() {
     rm -f "$out"/{events.jsonl,agent.log,calls,plug.conf,household.json}

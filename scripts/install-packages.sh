@@ -5,6 +5,7 @@
 #
 #   build    the agent, the simulators, the unit tests and benchmarks
 #   run      the programs that the demo, the end-to-end tests and the benchmarks call
+#   fleet    the demo of a fleet, in addition to run
 #   lab      the programs of a router and its household (scripts/lab.sh), in addition to run
 #   wifi     the virtual machine with radios (scripts/wifi-vm.sh), in addition to run
 #   page     a browser for the gateway's page
@@ -36,6 +37,8 @@ packages_of() {
         # is in psmisc). busybox has the shell of small routers. The router library for Linux runs nft and tc.
         # Tests of the gateway start NATS servers of their own.
         echo nats-server busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc nftables ;;
+    fleet)
+        echo nats-server mosquitto-clients jq ;;
     lab)
         # dnsmasq without its service; busybox has the clients' udhcpc.
         echo dnsmasq-base busybox nftables ;;

@@ -9,24 +9,8 @@ export LC_ALL=C
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 . "$repo/scripts/lib/zone.sh"
+. "$repo/scripts/demo/build.sh"
 bin=$repo/build/release out=$repo/build/demo-linux
-
-die() { echo "demo.sh: $*" >&2; exit 2; }
-
-prepare() { # BUILD
-    title "Preparing"
-    mkdir -p "$out"
-    if [ -n "$1" ]; then
-        "$repo/scripts/install-packages.sh" build run lab || exit 1
-        cd "$repo" || exit
-        quietly "$out/configure.log" "configuring" cmake --preset release || die "cmake failed"
-        quietly "$out/build.log" "building the agent, the router library for Linux and the test platform" \
-            cmake --build "$bin" -j "$(nproc)" --target plug plugsim router_linux lab_traffic || die "the build failed"
-    fi
-    [ -x "$bin/plugsim" ] && [ -x "$bin/lab_traffic" ] || die "there is no build in $bin; run without --no-build"
-}
-
-random_hex() { od -An -N"$1" -tx1 /dev/urandom | tr -d ' \n'; }
 
 # Random values, so that correct answers cannot be stale ones.
 make_inputs() {
@@ -65,7 +49,8 @@ run_steps() {
 }
 
 if [ "${1:-}" != --inside ]; then
-    prepare "${1:-}"
+    build_programs "${1:-}" "build run lab" "the agent, the router library for Linux and the test platform" \
+        plug plugsim router_linux lab_traffic
     "$repo/scripts/lab.sh" check || exit
     # With the first process of the new namespaces all others end, and with them everything that was made.
     exec unshare --mount --net --pid --fork --kill-child --mount-proc -- bash "$0" --inside

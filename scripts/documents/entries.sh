@@ -13,6 +13,7 @@ in_repo() { cd "$repo" && run; }
 
 entry 'scripts/demo.sh' stage scripts/test.sh '"$repo/scripts/demo.sh" </dev/null'
 entry 'scripts/demo.sh --linux' long in_repo
+entry 'scripts/demo.sh --fleet' long in_repo
 entry 'scripts/test.sh' stage .ci/run 'scripts/test.sh --all'
 entry 'scripts/test.sh --all' stage .ci/run 'scripts/test.sh --all'
 entry 'scripts/test.sh --lab' stage scripts/test.sh 'stages+=(lab wifi'
