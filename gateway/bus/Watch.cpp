@@ -1,5 +1,6 @@
 #include "gateway/bus/Watch.h"
 
+#include <asio/executor_work_guard.hpp>
 #include <asio/post.hpp>
 #include <spdlog/spdlog.h>
 
@@ -82,6 +83,20 @@ void Watch::Pass()
         }
         Tell(std::move(change));
     }
+}
+
+void ReadBucket(Bus &bus, const std::string &bucket, const Watch::Handler &handler)
+{
+    asio::io_context context;
+    const auto work = asio::make_work_guard(context);
+    bool complete = false;
+    const Watch watch(bus, bucket, context, [&](const Change &change) {
+        complete = complete || change.key.empty();
+        if (!complete) handler(change);
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!complete && std::chrono::steady_clock::now() < end) context.run_one_for(std::chrono::milliseconds(100));
+    if (!complete) throw BusError("the bucket " + bucket + " cannot be read");
 }
 
 } // namespace gateway

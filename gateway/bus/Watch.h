@@ -51,4 +51,7 @@ class Watch
     std::thread thread_;
 };
 
+// Reads a whole bucket once, on this thread; throws BusError when that takes longer than a minute.
+void ReadBucket(Bus &bus, const std::string &bucket, const Watch::Handler &handler);
+
 } // namespace gateway

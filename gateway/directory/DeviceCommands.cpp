@@ -24,15 +24,8 @@ class Writer
   public:
     explicit Writer(const BusOptions &options) : bus_(options), stored_(bus_, {})
     {
-        bool complete = false;
         bus_.EnsureBucket(kDevicesBucket, 0);
-        const Watch watch(bus_, kDevicesBucket, context_, [&](const Change &change) {
-            directory_.Take(change);
-            complete = complete || change.key.empty();
-        });
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!complete && std::chrono::steady_clock::now() < end) Turn();
-        if (!complete) throw std::runtime_error("the directory cannot be read");
+        ReadBucket(bus_, kDevicesBucket, [this](const Change &change) { directory_.Take(change); });
     }
 
     std::vector<Device> Sorted() const

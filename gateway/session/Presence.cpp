@@ -5,6 +5,23 @@
 namespace gateway
 {
 
+std::optional<Elsewhere> ReadPresence(const Change &change)
+{
+    const auto json = nlohmann::json::parse(change.value.value_or(""), nullptr, false);
+    if (!json.is_object()) return std::nullopt;
+    const auto text = [&](const char *name) {
+        const auto found = json.find(name);
+        return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
+    };
+    const auto since = json.find("since");
+    return Elsewhere{text("gateway"),
+                     text("mac"),
+                     text("version"),
+                     text("address"),
+                     since != json.end() && since->is_number_integer() ? since->get<int64_t>() : 0,
+                     change.revision};
+}
+
 Presence::Presence(std::string gateway, Stored &stored, asio::io_context &context,
                    std::function<void(const Here &)> replaced)
     : gateway_(std::move(gateway)), stored_(stored), context_(context), replaced_(std::move(replaced))
@@ -114,15 +131,9 @@ void Presence::Take(const Change &change)
             all_.erase(change.key);
             return;
         }
-        const auto json = nlohmann::json::parse(*change.value, nullptr, false);
-        if (!json.is_object()) return;
-        const auto text = [&](const char *name) {
-            const auto found = json.find(name);
-            return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
-        };
-        const auto since = json.find("since");
-        all_[change.key] = {text("gateway"), text("mac"), text("version"), text("address"), 0, change.revision};
-        if (since != json.end() && since->is_number_integer()) all_[change.key].since = since->get<int64_t>();
+        std::optional<Elsewhere> there = ReadPresence(change);
+        if (!there) return;
+        all_[change.key] = std::move(*there);
         if (Newer(change.key)) old = here_.at(change.key).here;
     }
     if (old) replaced_(*old);

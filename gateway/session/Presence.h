@@ -35,6 +35,8 @@ struct Elsewhere {
     int64_t since = 0; // seconds since the epoch
     uint64_t revision = 0;
 };
+// Nothing when there is no entry any more, or none that a gateway has written.
+std::optional<Elsewhere> ReadPresence(const Change &change);
 
 class Presence
 {
