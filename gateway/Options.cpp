@@ -1,6 +1,7 @@
 #include "gateway/Options.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <fstream>
 #include <stdexcept>
 #include <unistd.h>
@@ -84,6 +85,11 @@ void AddRunOptions(CLI::App *run, RunOptions *options)
     add("--web", options->webAt, "where metrics, health and page are, or none")->check(address);
     add("--web-token-file", options->webTokenFile, "its first line opens the page's data");
     run->add_flag("--allow-ask", options->web.allowAsk, "let the page put questions");
+}
+
+void PrintLine(const std::string &line)
+{
+    if (printf("%s\n", line.c_str()) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
 }
 
 } // namespace gateway

@@ -42,4 +42,7 @@ void AddRunOptions(CLI::App *run, RunOptions *options);
 // The first line of a file; throws std::runtime_error when there is none.
 std::string FirstLine(const std::string &file);
 
+// To the standard output, at once; throws std::runtime_error when that fails.
+void PrintLine(const std::string &line);
+
 } // namespace gateway

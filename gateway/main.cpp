@@ -8,6 +8,7 @@
 #include "gateway/Options.h"
 #include "gateway/directory/DeviceCommands.h"
 #include "gateway/question/AskCommand.h"
+#include "gateway/update/UpdateCommand.h"
 
 using namespace gateway;
 
@@ -29,6 +30,7 @@ int main(int argc, char *argv[])
     });
     AddDeviceCommands(&app, bus);
     AddAskCommand(&app, bus);
+    AddUpdateCommand(&app, bus);
 
     try {
         app.parse(argc, argv);

@@ -3,13 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <asio/executor_work_guard.hpp>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
 #include <vector>
 
+#include "gateway/Options.h"
 #include "gateway/bus/Bus.h"
 #include "gateway/translate/Json.h"
 
@@ -23,16 +23,11 @@ struct Words {
     int seconds = 30;
 };
 
-void Print(const std::string &line)
-{
-    if (printf("%s\n", line.c_str()) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
-}
-
 void AskOne(Bus *bus, const std::string &subject, const Words &words)
 {
     const auto answer = bus->Request(subject, words.parameters, 1000 * words.seconds);
     if (!answer) throw std::runtime_error("no gateway has answered");
-    Print(*answer);
+    PrintLine(*answer);
     const Json json = Json::parse(*answer, nullptr, false);
     if (!json.is_object() || !json.value("ok", false)) throw CLI::RuntimeError(2);
 }
@@ -48,7 +43,7 @@ void AskAll(Bus *bus, const std::string &subject, const Words &words)
     bool failed = false;
     const std::string inbox = bus->NewInbox();
     const auto answers = bus->Subscribe(inbox, "", context, [&](const Message &message) {
-        Print(message.data);
+        PrintLine(message.data);
         const Json json = Json::parse(message.data, nullptr, false);
         if (!json.is_object()) return;
         failed = failed || !json.value("ok", false);

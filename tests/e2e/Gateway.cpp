@@ -6,9 +6,7 @@
 
 using gateway::Json;
 
-namespace
-{
-ProcessOptions Options(const NatsServer &nats, const std::vector<std::string> &arguments)
+ProcessOptions GatewayTool(const NatsServer &nats, const std::vector<std::string> &arguments)
 {
     ProcessOptions options;
     options.arguments = {GATEWAY_PROGRAM, "--nats", nats.Url()};
@@ -16,6 +14,8 @@ ProcessOptions Options(const NatsServer &nats, const std::vector<std::string> &a
     return options;
 }
 
+namespace
+{
 std::string Joined(const std::vector<std::string> &lines)
 {
     std::string text;
@@ -31,7 +31,7 @@ bool Has(const gateway::Message &message, const std::string &subject, const std:
 
 std::string RunGatewayTool(const NatsServer &nats, const std::vector<std::string> &arguments, int status)
 {
-    Process process(Options(nats, arguments));
+    Process process(GatewayTool(nats, arguments));
     Lines output(process.Output()), errors(process.Errors());
     const std::optional<int> ended = process.WaitExit(2 * kPatience);
     if (!ended) process.Signal(SIGKILL);
@@ -62,7 +62,7 @@ GatewayProgram::GatewayProgram(const NatsServer &nats, const GatewayOptions &opt
                                           "--web",
                                           "none"};
     arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
-    process_ = std::make_unique<Process>(Options(nats, arguments));
+    process_ = std::make_unique<Process>(GatewayTool(nats, arguments));
     lines_ = std::make_unique<Lines>(process_->Output());
     errors_ = std::make_unique<Lines>(process_->Errors());
     const std::string ready = WaitLog("ready: gateway=", 2 * kPatience);

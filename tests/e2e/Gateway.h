@@ -15,6 +15,9 @@
 #include "tests/support/NatsServer.h"
 #include "tests/unit/gateway/bus/Context.h"
 
+// `plug-gateway` with these arguments.
+ProcessOptions GatewayTool(const NatsServer &nats, const std::vector<std::string> &arguments);
+
 // Runs `plug-gateway` with these arguments to its end. Returns its output; throws Failure unless its exit status is
 // `status`.
 std::string RunGatewayTool(const NatsServer &nats, const std::vector<std::string> &arguments, int status = 0);

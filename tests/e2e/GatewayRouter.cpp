@@ -129,8 +129,7 @@ bool GatewayRouter::Login()
     LoginRequest request = {};
     PinField(facts_.pin.c_str(), request.pin);
     memcpy(request.token, token_.data(), std::min(token_.size(), sizeof request.token));
-    const uint8_t version[] = {2, 0, 0, 7};
-    memcpy(request.version, version, sizeof version);
+    memcpy(request.version, version_.data(), sizeof request.version);
     Bytes head(kLoginHeadSize), record(kLoginRecordSize);
     LoginHeadWrite(request, head.data(), head.size());
     LoginRecordWrite(request, record.data(), record.size());
@@ -147,9 +146,9 @@ bool GatewayRouter::Heartbeat()
     return answer && answer->header.msgType == MSG_HEARTBEAT_ACK;
 }
 
-void GatewayRouter::SendReport(const std::string &text)
+void GatewayRouter::SendReport(const std::string &text, uint8_t dataType)
 {
-    Send(MSG_UP, FLAG_UP, {}, InnerRecordBytes(13, {}, ToBytes(text)));
+    Send(MSG_UP, FLAG_UP, {}, InnerRecordBytes(dataType, {}, ToBytes(text)));
 }
 
 void GatewayRouter::Serve()

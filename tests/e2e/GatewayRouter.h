@@ -3,6 +3,7 @@
 // State: one connection. Threads: one, and one more between Serve() and the end.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <optional>
 #include <string>
@@ -25,6 +26,8 @@ class GatewayRouter
   public:
     explicit GatewayRouter(const RouterFacts &facts = {}) : facts_(facts) {}
     ~GatewayRouter();
+    // What its next login tells.
+    void SetVersion(const std::array<uint8_t, 4> &version) { version_ = version; }
 
     // Each of these is false when the gateway refuses, or does not answer within some seconds.
     bool Register(const std::string &address = "127.0.0.1:6039");
@@ -38,7 +41,10 @@ class GatewayRouter
     unsigned Acknowledged() const { return acknowledged_; }
     unsigned Asked() const { return asked_; }
 
-    void SendReport(const std::string &text); // MsgType 17, data type 13
+    // Answers one frame as Serve() does.
+    void Answer(const protocol::ParsedFrame &frame);
+
+    void SendReport(const std::string &text, uint8_t dataType = 13); // MsgType 17
     void SendBytes(const protocol::Bytes &bytes);
     // The next frame; nothing when none comes within `seconds`, or the gateway has closed.
     std::optional<protocol::ParsedFrame> Read(double seconds = 5);
@@ -51,9 +57,9 @@ class GatewayRouter
   private:
     bool Connect(const protocol::Address &address);
     void Send(uint8_t msgType, uint8_t flag, const protocol::Bytes &head, const protocol::Bytes &plain);
-    void Answer(const protocol::ParsedFrame &frame);
 
     const RouterFacts facts_;
+    std::array<uint8_t, 4> version_ = {2, 0, 0, 7};
     int fd_ = -1;
     protocol::Address login_;
     protocol::Bytes token_;
