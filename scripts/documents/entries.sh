@@ -197,10 +197,12 @@ expect status 0'
 entry 'nats-server -js -sd /var/lib/nats &' block gateway_runs
 entry 'plug-gateway ask SIM0000000001 identity' block gateway_answers
 
-# A shell of a terminal goes on while the server begins.
+entry 'cp plug-2.0.0.8 /var/www/html/plug/' block fleet_is_updated
+
+# A shell of a terminal goes on while the server begins. The agent is $1..., if that is given.
 gateway_runs() {
     mount -t tmpfs tmpfs /var/lib
-    with_agent
+    with_agent "$@"
     { from 1 && echo 'sleep 2' && from 2 99 && echo wait; } | run "bash -euo pipefail" >out.log 2>&1 &
     for ((i = 0; i < 100; i++)); do
         ! plug-gateway ask SIM0000000001 router-version >answers.log 2>&1 || return 0
@@ -214,6 +216,24 @@ gateway_answers() {
     gateway_runs
     run "$questions" >answers.log
     [ "$(grep -c '"status": *0' answers.log)" = 2 ] || fail "both are answered"
+}
+
+# With a web server, an agent under its supervisor, and a shorter time for its trial.
+fleet_is_updated() {
+    mount -t tmpfs tmpfs /var/www 2>/dev/null || { mkdir -p /var/www && mount -t tmpfs tmpfs /var/www; }
+    mkdir -p /var/www/html/plug && ip address add 192.0.2.10/32 dev lo
+    busybox httpd -p 192.0.2.10:80 -h /var/www/html
+    cp "$repo/build/release/plug_next" plug-2.0.0.8
+    rm bin/plug-gateway
+    printf '#!/bin/sh\n[ "$1" != update ] || set -- "$@" --settle 1\nexec %s/build/release/plug-gateway "$@"\n' "$repo" >bin/plug-gateway
+    chmod +x bin/plug-gateway
+    printf '%s\n' "PLUG=$repo/build/release/plug" "PLUG_OPTIONS='-d -f $place/plug.conf'" PLUG_NEW=/tmp/plug.update PLUG_RUN=/tmp PLUG_LOG=none >defaults
+    local update=$block_text
+    block_text=$(cat "$(grep -lF 'nats-server -js' "$repo"/build/documents/blocks/*)")
+    gateway_runs env PLUG_DEFAULTS="$place/defaults" LD_LIBRARY_PATH="$repo/build/release" sh "$repo/packaging/plug-supervisor.sh"
+    run "$update" >update.log 2>&1 || fail "the fleet is updated"
+    plug-gateway ask SIM0000000001 router-version >/dev/null
+    grep -q "version=2.0.0.8" out.log || fail "it is back with the new version"
 }
 
 # ---- plugsim: its command lines, and the commands of its prompt as scripts with an agent
