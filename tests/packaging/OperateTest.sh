@@ -166,6 +166,16 @@ ARestartEndsTheOldSupervisorFirst)
     ends_with 0 "$(sed -n 2p started)" ./plug-supervisor.sh --agent
     ends_with 0 '' ./plug.init stop
     ;;
+AStopEndsTheAgentOfASupervisorThatWasKilled)
+    ./plug.init start
+    until_there 5 ./plug-supervisor.sh --agent
+    agent=$(./plug-supervisor.sh --agent)
+    kill -9 "$(./plug-supervisor.sh --supervisor)"
+    ends_with 0 "$agent" ./plug-supervisor.sh --agent
+    ends_with 0 '' ./plug.init stop
+    ends_with 1 '' ./plug-supervisor.sh --agent
+    ends_with 0 '' ./plug.init stop
+    ;;
 AStartThatIsRefusedIsSaid)
     : >plug.conf
     chmod 666 plug.conf
