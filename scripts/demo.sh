@@ -18,8 +18,8 @@ are then left at the platform's prompt; without one the exit status is 0, or 1 w
 
   --linux       a real router instead: the router library for Linux, among real traffic in network namespaces
                 (scripts/lab.sh); needs root, ends with status 3 where the machine does not allow them
-  --fleet       200 agents instead, two gateways (plug-gateway) and three NATS servers, of which some are killed; a minute
-                and a half, needs namespaces, ends with status 3 where the machine does not allow them
+  --fleet       200 agents instead, two gateways (plug-gateway) and three NATS servers, of which some are killed, and a
+                staged update; three minutes, needs namespaces, ends with status 3 where the machine does not allow them
   --no-build    use the build that is there
   --factor N    how much faster the agent's time runs, 1 to 60 [20]
   --help        this text

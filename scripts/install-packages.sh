@@ -38,7 +38,7 @@ packages_of() {
         # Tests of the gateway start NATS servers of their own.
         echo nats-server busybox iproute2 util-linux mount procps curl openssl iptables iputils-ping traceroute psmisc nftables ;;
     fleet)
-        echo nats-server mosquitto-clients jq ;;
+        echo nats-server mosquitto-clients jq nginx ;;
     lab)
         # dnsmasq without its service; busybox has the clients' udhcpc.
         echo dnsmasq-base busybox nftables ;;

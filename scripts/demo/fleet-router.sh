@@ -9,7 +9,7 @@ set -eu
 # shellcheck source=scripts/lib/private.sh
 . "$repo/scripts/lib/private.sh"
 private_enter --mount "$repo"
-# Its pauses are short, so that nobody has to wait for a minute after an outage.
+# Its pauses are short, so that nobody has to wait for a minute after an outage, and so is an update's trial.
 cat >/tmp/defaults <<CONF
 PLUG='$bin/plug'
 PLUG_OPTIONS='-d -f $1/plug.conf'
@@ -17,6 +17,7 @@ PLUG_NEW=/tmp/plug.update
 PLUG_RUN=/tmp
 PLUG_LOG=none
 LONG_PAUSE=3
+TRIAL=$trial
 log() { echo "supervisor: \$*" >&2; }
 CONF
 export PLUG_DEFAULTS=/tmp/defaults ROUTER_SIM_STATE=$1/household.json LD_LIBRARY_PATH=$bin

@@ -12,6 +12,7 @@ repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 . "$repo/scripts/lib/screen.sh"
 . "$repo/scripts/demo/build.sh"
 bin=$repo/build/release out=$repo/build/demo-fleet routers=200
+trial=6 # seconds for which a supervisor watches a new agent
 
 # ---- What the steps say, and how they look at the programs
 
@@ -33,6 +34,7 @@ within() {
         sleep 0.2
     done
 }
+version_of() { "$bin/$1" --version | sed -n '1s/^plug \([0-9.]*\).*/\1/p'; } # PROGRAM
 since() { seconds $(($(now_us) - $1)); }
 
 # api SUBJECT DATA: asks a NATS server that runs, in its own protocol, and prints the answer
@@ -77,6 +79,8 @@ ask_devices() {
 }
 # some_again: some routers' second list is in the stream; sets before, how many
 some_again() { before=$(stored device-list | grep -cx 2) && [ "$before" -gt $((routers / 10)) ]; }
+# spread FIRST SECOND: sessions at the gateways
+spread() { [ "$1" -gt $((routers / 4)) ] && [ "$2" -gt $((routers / 4)) ] || fail "they spread evenly over the gateways ($1 and $2)"; }
 crash() { kill -9 "$1" && ! wait "$1"; } 2>/dev/null # the shell would tell of it
 # identities: every router has said of itself what its household has, and each once
 identities() {
@@ -90,6 +94,18 @@ households() {
     [ "$(sed -n 's|^plug/[^/]*/report/device-list {|{|p' "$out/mqtt.log" |
         jq -s 'map(select((.serial[-3:] | tonumber) % 12 + 1 == (.fields.devices | length)) | .serial) | unique | length')" = $routers ]
 }
+
+# update FILE ARGUMENT...: what the agents are to become
+update() { cli update "$out/web/$1" --to "$next" --url "http://127.0.0.1:8080/${1%/*}" --settle $((trial + 2)) --at-once 100 "${@:2}"; }
+# versions VERSION: how many are online with it
+versions() { update good/plug --dry-run | cut -f3 | grep -cx "$1"; }
+all_versions() { [ "$(versions "$1")" = $routers ]; }
+# updates_seen: mosquitto_sub has seen each router come online with the new version
+updates_seen() {
+    [ "$(sed -n 's|^plug/[^/]*/session {|{|p' "$out/mqtt.log" |
+        jq -r --arg version "$next" 'select(.event == "online" and .version == $version) | .serial' | sort -u | wc -l)" = $routers ]
+}
+fetched() { grep -c "GET /$1/plug HTTP/1.1\" 200" "$out/web.log"; } # good|bad: how often the web server has given it
 
 # ---- The parts
 
@@ -110,6 +126,29 @@ start_gateway() { # NUMBER
         --interval 20 --all-rate 25 --drain-seconds 5 >>"$out/gateway$1.log" 2>&1 &
     gateways[$1]=$!
     within 20 curl -sfo "$out/health" "http://127.0.0.1:947$1/healthz" || fail "gateway $1 becomes ready"
+}
+start_web() {
+    mkdir -p "$out"/web/{bad,good}
+    cp "$bin/plug_next" "$out/web/good/plug"
+    head -c $(($(wc -c <"$bin/plug_next") / 2)) "$bin/plug_next" >"$out/web/bad/plug"
+    cat >"$out/nginx.conf" <<CONF
+daemon off; # one process, which stays this user's
+master_process off;
+pid /tmp/nginx.pid;
+events {}
+http {
+    client_body_temp_path /tmp/web-body;
+    proxy_temp_path /tmp/web-proxy;
+    fastcgi_temp_path /tmp/web-fastcgi;
+    scgi_temp_path /tmp/web-scgi;
+    uwsgi_temp_path /tmp/web-uwsgi;
+    access_log $out/web.log;
+    server { listen 127.0.0.1:8080; root $out/web; }
+}
+CONF
+    nginx -c "$out/nginx.conf" -e "$out/web-errors.log" &
+    web=$!
+    within 5 curl -sfIo "$out/fetched" http://127.0.0.1:8080/good/plug || fail "the web server serves the new agent"
 }
 # Random values, so that correct answers cannot be stale ones.
 make_routers() {
@@ -157,7 +196,7 @@ step_cluster() {
     # What everybody with an MQTT tool sees, for the whole demo; at a server that the demo does not kill.
     leader=$(stream .cluster.leader) leader=${leader#nats}
     alive=$((leader % 3 + 1))
-    mosquitto_sub -h 127.0.0.1 -p "188$alive" -t 'plug/+/report/#' -v >"$out/mqtt.log" 2>&1 &
+    mosquitto_sub -h 127.0.0.1 -p "188$alive" -t 'plug/+/report/#' -t 'plug/+/session' -v >"$out/mqtt.log" 2>&1 &
     mqtt=$!
 }
 
@@ -171,7 +210,7 @@ step_fleet() {
     within 90 sessions $routers || fail "all agents come online in 90 s ($(metric sessions) have)"
     local first second
     first=$(metric sessions 1) second=$(metric sessions 2)
-    [ "$first" -gt $((routers / 4)) ] && [ "$second" -gt $((routers / 4)) ] || fail "they spread evenly over the gateways ($first and $second)"
+    spread "$first" "$second"
     ok "all $routers are online after $(since "$begin") s: $first at one gateway, $second at the other"
 }
 
@@ -245,20 +284,54 @@ step_gateway_killed() {
     ok "all answer as themselves, and the stream has the third report of each: $(stream .state.messages) reports in all"
 }
 
+step_update() {
+    part "A staged update, from nginx: first a bad build, which stops itself, then a good one"
+    local begin status tried first second
+    start_gateway 1
+    start_web
+    all_versions "$version" || fail "all agents are version $version"
+    # Half of a program, as after a transfer that was cut off. Its MD5 is right, so the agents make way for it.
+    say "plug-gateway update plug --to $next --url http://127.0.0.1:8080/bad --share 1%,10%,100% --stop-after-failures 1%"
+    begin=$(now_us)
+    update bad/plug --share 1%,10%,100% --stop-after-failures 1% >"$out/bad.log" 2>&1
+    status=$?
+    sed 's/^/  /' "$out/bad.log"
+    [ $status = 2 ] || fail "the bad build ends the update with status 2, not $status"
+    tried=$(fetched bad)
+    [ "$tried" -ge 1 ] && [ "$tried" -le $((routers / 100)) ] || fail "only routers of the first share have fetched it ($tried)"
+    within 60 all_versions "$version" || fail "the routers that had the bad build are back with version $version"
+    ok "it stopped itself after $(since "$begin") s: $tried of $routers routers had it, and their supervisors went back to $version"
+    begin=$(now_us)
+    update good/plug --share 1%,10%,100% --stop-after-failures 1% >"$out/good.log" 2>&1 || {
+        sed 's/^/  /' "$out/good.log"
+        fail "the good build reaches all routers"
+    }
+    say "the same with the good build:"
+    sed 's/^/  /' "$out/good.log"
+    [ "$(fetched good)" = $routers ] || fail "each router has fetched it once ($(fetched good))"
+    within 60 sessions $routers && all_versions "$next" || fail "all are online with version $next"
+    within 10 updates_seen || fail "an MQTT tool has seen each of them log in with version $next"
+    within 20 identities || fail "all routers answer, as themselves"
+    [ "$(stored plugin-update-report | awk '{ sum += $1 } END { print sum }')" = $((routers + tried)) ] || fail "the stream has a report of each update"
+    first=$(metric sessions 1) second=$(metric sessions 2)
+    spread "$first" "$second"
+    ok "all $routers run version $next after $(since "$begin") s, $first at one gateway and $second at the other, and answer as before"
+}
+
 step_end() {
     part "The end"
-    kill "${gateways[2]}" "$mqtt"
-    wait "${gateways[2]}" || fail "the gateway ends with status 0"
+    kill "${gateways[@]}" "$mqtt" "$web"
+    wait "${gateways[1]}" && wait "${gateways[2]}" || fail "the gateways end with status 0"
     kill "${nats[@]}"
     wait "${nats[@]}"
-    ok "the gateway has drained and ended; the NATS servers have ended, too. The agents end with their namespaces"
+    ok "the gateways have drained and ended; the NATS servers have ended, too. The agents end with their namespaces"
 }
 
 # In this order; each leaves all $routers routers online.
-steps=(step_cluster step_fleet step_ask step_reports step_nats_killed step_gateway_killed step_end)
+steps=(step_cluster step_fleet step_ask step_reports step_nats_killed step_gateway_killed step_update step_end)
 
 if [ "${1:-}" != --inside ]; then
-    build_programs "${1:-}" "build run fleet" "the agent, the simulated router and the gateway" plug plug-gateway
+    build_programs "${1:-}" "build run fleet" "the agent, the simulated router and the gateway" plug plug_next plug-gateway
     # With the first process of the new namespaces all others end, and with them everything that was made.
     ways=(--mount --net --pid --fork --kill-child --mount-proc)
     [ "$(id -u)" = 0 ] || ways+=(--map-root-user)
@@ -276,8 +349,9 @@ flock -n 8 || die "another demo is running in this checkout"
 # shellcheck source=scripts/lib/private.sh
 . "$repo/scripts/lib/private.sh"
 private_enter --net "$repo" || die "could not make the private place"
-rm -rf "$out"/{routers,*.log,*.conf,*.json*}
-export repo bin
+rm -rf "$out"/{routers,web,*.log,*.conf,*.json*}
+version=$(version_of plug) next=$(version_of plug_next)
+export repo bin trial
 nats=() gateways=() asked=0 begin=$(now_us)
 for step in "${steps[@]}"; do $step; done
 printf '\n%sAll %d steps passed in %s s.%s What the programs wrote is in build/demo-fleet.\n' "$green" ${#steps[@]} "$(since "$begin")" "$off"
