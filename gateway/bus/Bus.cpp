@@ -1,13 +1,9 @@
 #include "gateway/bus/Bus.h"
 
 #include <asio/post.hpp>
-#include <atomic>
 #include <chrono>
-#include <nats/nats.h>
 #include <spdlog/spdlog.h>
 #include <thread>
-
-#include "gateway/bus/Nats.h"
 
 namespace gateway
 {
@@ -38,32 +34,6 @@ void Deliver(natsConnection *, natsSubscription *, natsMsg *raw, void *closure)
                     std::string(natsMsg_GetData(raw) ? natsMsg_GetData(raw) : "", natsMsg_GetDataLength(raw))};
     asio::post(*target->context, [target, copy = std::move(copy)]() mutable { target->handler(std::move(copy)); });
 }
-
-class NatsSubscription : public Subscription
-{
-  public:
-    NatsSubscription(natsConnection *connection, const std::string &subject, const std::string &queue,
-                     TargetHandle target)
-    {
-        auto *closure = new TargetHandle(std::move(target));
-        const natsStatus status =
-            queue.empty()
-                ? natsConnection_Subscribe(&own_, connection, subject.c_str(), Deliver, closure)
-                : natsConnection_QueueSubscribe(&own_, connection, subject.c_str(), queue.c_str(), Deliver, closure);
-        if (status != NATS_OK) delete closure;
-        Check(status, "subscribe to " + subject);
-        natsSubscription_SetOnCompleteCB(
-            own_, [](void *end) { delete static_cast<TargetHandle *>(end); }, closure);
-    }
-    ~NatsSubscription() override
-    {
-        natsSubscription_Unsubscribe(own_);
-        natsSubscription_Destroy(own_);
-    }
-
-  private:
-    natsSubscription *own_ = nullptr;
-};
 
 using Options = NatsPointer<natsOptions, natsOptions_Destroy>;
 
@@ -107,16 +77,28 @@ void Patiently(int seconds, const std::string &what, const std::function<natsSta
 }
 } // namespace
 
-struct Bus::Implementation {
-    int replicas = 1;
-    std::atomic<uint64_t> reconnects{0};
-    NatsPointer<natsConnection, natsConnection_Destroy> connection;
-    NatsPointer<jsCtx, jsCtx_Destroy> jetStream;
-};
-
-Bus::Bus(const BusOptions &options) : own_(std::make_unique<Implementation>())
+Subscription::Subscription(natsConnection *connection, const std::string &subject, const std::string &queue,
+                           asio::io_context &context, MessageHandler handler)
 {
-    own_->replicas = options.replicas;
+    auto *closure = new TargetHandle(std::make_shared<Target>(Target{&context, std::move(handler)}));
+    const natsStatus status =
+        queue.empty()
+            ? natsConnection_Subscribe(&own_, connection, subject.c_str(), Deliver, closure)
+            : natsConnection_QueueSubscribe(&own_, connection, subject.c_str(), queue.c_str(), Deliver, closure);
+    if (status != NATS_OK) delete closure;
+    Check(status, "subscribe to " + subject);
+    natsSubscription_SetOnCompleteCB(
+        own_, [](void *end) { delete static_cast<TargetHandle *>(end); }, closure);
+}
+
+Subscription::~Subscription()
+{
+    natsSubscription_Unsubscribe(own_);
+    natsSubscription_Destroy(own_);
+}
+
+Bus::Bus(const BusOptions &options) : replicas_(options.replicas)
+{
     const Options made = MakeOptions(options);
     natsOptions_SetDisconnectedCB(
         made.get(),
@@ -126,48 +108,43 @@ Bus::Bus(const BusOptions &options) : own_(std::make_unique<Implementation>())
         nullptr);
     natsOptions_SetReconnectedCB(
         made.get(),
-        [](natsConnection *, void *closure) {
-            static_cast<Implementation *>(closure)->reconnects++;
+        [](natsConnection *, void *bus) {
+            static_cast<Bus *>(bus)->reconnects_++;
             spdlog::info("NATS: connected again");
         },
-        own_.get());
+        this);
     natsConnection *connection = nullptr;
     Check(natsConnection_Connect(&connection, made.get()), "connect to " + options.servers.at(0));
-    own_->connection.reset(connection);
+    connection_.reset(connection);
     jsCtx *jetStream = nullptr;
     Check(natsConnection_JetStream(&jetStream, connection, nullptr), "JetStream");
-    own_->jetStream.reset(jetStream);
+    jetStream_.reset(jetStream);
 }
 
 Bus::~Bus()
 {
-    own_->jetStream.reset();
-    // The library's threads have to be done with `own_`.
-    natsConnection_Close(own_->connection.get());
+    jetStream_.reset();
+    // The library's threads have to be done with this object.
+    natsConnection_Close(connection_.get());
 }
 
-bool Bus::Publish(const std::string &subject, const std::string &data, const std::string &reply)
+bool Bus::Publish(const std::string &subject, const std::string &data, const std::string &reply,
+                  const std::map<std::string, std::string> &headers)
 {
     natsMsg *raw = nullptr;
     if (natsMsg_Create(&raw, subject.c_str(), reply.empty() ? nullptr : reply.c_str(), data.data(),
                        static_cast<int>(data.size())) != NATS_OK)
         return false;
     const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
-    return natsConnection_PublishMsg(own_->connection.get(), raw) == NATS_OK;
-}
-
-std::unique_ptr<Subscription> Bus::Subscribe(const std::string &subject, const std::string &queue,
-                                             asio::io_context &context, MessageHandler handler)
-{
-    return std::make_unique<NatsSubscription>(own_->connection.get(), subject, queue,
-                                              std::make_shared<Target>(Target{&context, std::move(handler)}));
+    for (const auto &[name, value] : headers) natsMsgHeader_Set(raw, name.c_str(), value.c_str());
+    return natsConnection_PublishMsg(connection_.get(), raw) == NATS_OK;
 }
 
 std::optional<std::string> Bus::Request(const std::string &subject, const std::string &data, int milliseconds)
 {
     natsMsg *raw = nullptr;
-    if (natsConnection_Request(&raw, own_->connection.get(), subject.c_str(), data.data(),
-                               static_cast<int>(data.size()), milliseconds) != NATS_OK)
+    if (natsConnection_Request(&raw, connection_.get(), subject.c_str(), data.data(), static_cast<int>(data.size()),
+                               milliseconds) != NATS_OK)
         return std::nullopt;
     const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
     return std::string(natsMsg_GetData(raw), natsMsg_GetDataLength(raw));
@@ -193,12 +170,12 @@ void Bus::EnsureStream(const std::string &name, const std::vector<std::string> &
     config.Subjects = names.data();
     config.SubjectsLen = static_cast<int>(names.size());
     config.Storage = js_FileStorage;
-    config.Replicas = own_->replicas;
+    config.Replicas = replicas_;
     config.MaxAge = maxAgeSeconds * 1000000000;
     config.AllowDirect = true;
     Patiently(seconds, "stream " + name, [&] {
-        if (js_GetStreamInfo(nullptr, own_->jetStream.get(), name.c_str(), nullptr, nullptr) == NATS_OK) return NATS_OK;
-        return js_AddStream(nullptr, own_->jetStream.get(), &config, nullptr, nullptr);
+        if (js_GetStreamInfo(nullptr, jetStream_.get(), name.c_str(), nullptr, nullptr) == NATS_OK) return NATS_OK;
+        return js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr);
     });
 }
 
@@ -208,12 +185,12 @@ void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds, int secon
     kvConfig_Init(&config);
     config.Bucket = name.c_str();
     config.History = 1;
-    config.Replicas = own_->replicas;
+    config.Replicas = replicas_;
     config.TTL = expirySeconds * 1000000000;
     Patiently(seconds, "bucket " + name, [&] {
         kvStore *store = nullptr;
-        natsStatus status = js_KeyValue(&store, own_->jetStream.get(), name.c_str());
-        if (status != NATS_OK) status = js_CreateKeyValue(&store, own_->jetStream.get(), &config);
+        natsStatus status = js_KeyValue(&store, jetStream_.get(), name.c_str());
+        if (status != NATS_OK) status = js_CreateKeyValue(&store, jetStream_.get(), &config);
         kvStore_Destroy(store);
         return status;
     });
@@ -221,22 +198,7 @@ void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds, int secon
 
 bool Bus::Connected() const
 {
-    return natsConnection_Status(own_->connection.get()) == NATS_CONN_STATUS_CONNECTED;
-}
-
-uint64_t Bus::Reconnects() const
-{
-    return own_->reconnects;
-}
-
-natsConnection *Bus::Connection() const
-{
-    return own_->connection.get();
-}
-
-jsCtx *Bus::JetStream() const
-{
-    return own_->jetStream.get();
+    return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
 }
 
 } // namespace gateway

@@ -9,15 +9,15 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <atomic>
 #include <functional>
-#include <memory>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-typedef struct __natsConnection natsConnection;
-typedef struct __jsCtx jsCtx;
+#include "gateway/bus/Nats.h"
 
 namespace gateway
 {
@@ -48,7 +48,15 @@ using MessageHandler = std::function<void(Message)>;
 class Subscription
 {
   public:
-    virtual ~Subscription() = default;
+    // Throws BusError. With a `queue`, each message goes to one member of that name only.
+    Subscription(natsConnection *connection, const std::string &subject, const std::string &queue,
+                 asio::io_context &context, MessageHandler handler);
+    ~Subscription();
+    Subscription(const Subscription &) = delete;
+    Subscription &operator=(const Subscription &) = delete;
+
+  private:
+    natsSubscription *own_ = nullptr;
 };
 
 class Bus
@@ -60,11 +68,14 @@ class Bus
     Bus &operator=(const Bus &) = delete;
 
     // False when the connection is down and the buffer full, or the message larger than the servers take.
-    bool Publish(const std::string &subject, const std::string &data, const std::string &reply = {});
+    bool Publish(const std::string &subject, const std::string &data, const std::string &reply = {},
+                 const std::map<std::string, std::string> &headers = {});
 
-    // Throws BusError. With a `queue`, each message goes to one member of that name only.
     std::unique_ptr<Subscription> Subscribe(const std::string &subject, const std::string &queue,
-                                            asio::io_context &context, MessageHandler handler);
+                                            asio::io_context &context, MessageHandler handler)
+    {
+        return std::make_unique<Subscription>(connection_.get(), subject, queue, context, std::move(handler));
+    }
 
     // The answer; nothing when none came within `milliseconds`.
     std::optional<std::string> Request(const std::string &subject, const std::string &data, int milliseconds);
@@ -80,13 +91,14 @@ class Bus
 
     bool Connected() const;
     // How often the connection was made again.
-    uint64_t Reconnects() const;
-    natsConnection *Connection() const;
-    jsCtx *JetStream() const;
+    uint64_t Reconnects() const { return reconnects_; }
+    jsCtx *JetStream() const { return jetStream_.get(); }
 
   private:
-    struct Implementation;
-    std::unique_ptr<Implementation> own_;
+    const int replicas_;
+    std::atomic<uint64_t> reconnects_{0};
+    NatsPointer<natsConnection, natsConnection_Destroy> connection_;
+    NatsPointer<jsCtx, jsCtx_Destroy> jetStream_;
 };
 
 } // namespace gateway

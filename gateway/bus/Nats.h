@@ -1,4 +1,4 @@
-// Nats.h - owners of libnats's objects, for this folder only.
+// Nats.h - owners of libnats's objects, which are used in this folder only.
 // State: none. Threads: any.
 #pragma once
 

@@ -1,10 +1,7 @@
 #include "gateway/bus/Stored.h"
 
 #include <asio/post.hpp>
-#include <nats/nats.h>
 #include <nlohmann/json.hpp>
-
-#include "gateway/bus/Nats.h"
 
 namespace gateway
 {
@@ -30,19 +27,21 @@ Stored::~Stored()
 void Stored::Publish(const std::string &subject, const std::string &data, const std::string &id,
                      asio::io_context &context, Done done)
 {
-    Add({subject, data, id, false, 0, &context, std::move(done), {}, {}});
+    Add({subject, data, {{"Nats-Msg-Id", id}}, &context, std::move(done), {}, {}});
 }
 
 void Stored::Put(const std::string &bucket, const std::string &key, const std::string &value, asio::io_context &context,
                  Done done)
 {
-    Add({"$KV." + bucket + "." + key, value, "", false, 0, &context, std::move(done), {}, {}});
+    Add({"$KV." + bucket + "." + key, value, {}, &context, std::move(done), {}, {}});
 }
 
 void Stored::Delete(const std::string &bucket, const std::string &key, uint64_t sequence, asio::io_context &context,
                     Done done)
 {
-    Add({"$KV." + bucket + "." + key, "", "", true, sequence, &context, std::move(done), {}, {}});
+    std::map<std::string, std::string> headers = {{"KV-Operation", "DEL"}};
+    if (sequence > 0) headers["Nats-Expected-Last-Subject-Sequence"] = std::to_string(sequence);
+    Add({"$KV." + bucket + "." + key, "", headers, &context, std::move(done), {}, {}});
 }
 
 void Stored::Add(Pending pending)
@@ -64,17 +63,7 @@ void Stored::Add(Pending pending)
 
 void Stored::Send(uint64_t number, const Pending &pending)
 {
-    natsMsg *raw = nullptr;
-    const std::string reply = inbox_ + "." + std::to_string(number);
-    if (natsMsg_Create(&raw, pending.subject.c_str(), reply.c_str(), pending.data.data(),
-                       static_cast<int>(pending.data.size())) != NATS_OK)
-        return; // the next try is another one
-    const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
-    if (!pending.id.empty()) natsMsgHeader_Set(raw, "Nats-Msg-Id", pending.id.c_str());
-    if (pending.remove) natsMsgHeader_Set(raw, "KV-Operation", "DEL");
-    if (pending.expected > 0)
-        natsMsgHeader_Set(raw, "Nats-Expected-Last-Subject-Sequence", std::to_string(pending.expected).c_str());
-    natsConnection_PublishMsg(bus_.Connection(), raw);
+    bus_.Publish(pending.subject, pending.data, inbox_ + "." + std::to_string(number), pending.headers);
 }
 
 void Stored::Answered(const Message &answer)

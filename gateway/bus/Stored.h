@@ -9,12 +9,7 @@
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
-#include <atomic>
 #include <chrono>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
 #include <thread>
 #include <unordered_map>
 
@@ -55,9 +50,8 @@ class Stored
   private:
     using Clock = std::chrono::steady_clock;
     struct Pending {
-        std::string subject, data, id;
-        bool remove = false;
-        uint64_t expected = 0;
+        std::string subject, data;
+        std::map<std::string, std::string> headers;
         asio::io_context *context = nullptr;
         Done done;
         Clock::time_point next, end;

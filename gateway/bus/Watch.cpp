@@ -4,8 +4,6 @@
 #include <asio/post.hpp>
 #include <spdlog/spdlog.h>
 
-#include "gateway/bus/Nats.h"
-
 namespace gateway
 {
 

@@ -6,13 +6,8 @@
 // State: the keys that are known, and one thread. Threads: any; the handler runs on the io_context given.
 #pragma once
 
-#include <asio/io_context.hpp>
-#include <atomic>
 #include <chrono>
-#include <functional>
-#include <optional>
 #include <set>
-#include <string>
 #include <thread>
 
 #include "gateway/bus/Bus.h"
