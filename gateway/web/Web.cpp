@@ -16,6 +16,8 @@ static const char kHeaders[] = "Cache-Control: no-store\r\n"
                                "Referrer-Policy: no-referrer\r\n"
                                "Content-Security-Policy: default-src 'self'; frame-ancestors 'none'\r\n";
 
+static constexpr unsigned kMostParameters = 32; // of a query
+
 struct Web::Server {
     static int Handle(mg_connection *connection);
     static int Log(const mg_connection *connection, const char *message);
@@ -28,25 +30,13 @@ struct Web::Server {
     uint16_t port = 0;
 };
 
-// What stands between '&' and '='; decoded.
 static std::map<std::string, std::string> QueryOf(const char *text)
 {
+    std::string data = text ? text : "";
+    mg_header pairs[kMostParameters];
+    const int count = mg_split_form_urlencoded(data.data(), pairs, kMostParameters);
     std::map<std::string, std::string> query;
-    const std::string all = text ? text : "";
-    const auto decoded = [](const std::string &part) {
-        std::string out(part.size() + 1, '\0');
-        const int size =
-            mg_url_decode(part.data(), static_cast<int>(part.size()), out.data(), static_cast<int>(out.size()), 1);
-        out.resize(size < 0 ? 0 : static_cast<size_t>(size));
-        return out;
-    };
-    for (size_t at = 0; at < all.size();) {
-        const size_t end = std::min(all.find('&', at), all.size());
-        const std::string pair = all.substr(at, end - at);
-        const size_t equals = std::min(pair.find('='), pair.size());
-        query[decoded(pair.substr(0, equals))] = equals < pair.size() ? decoded(pair.substr(equals + 1)) : "";
-        at = end + 1;
-    }
+    for (int i = 0; i < count; i++) query[pairs[i].name] = pairs[i].value ? pairs[i].value : "";
     return query;
 }
 
@@ -61,20 +51,6 @@ static std::string ReadBody(mg_connection *connection)
     }
     body.resize(size);
     return body;
-}
-
-static const char *Reason(int status)
-{
-    switch (status) {
-    case 200: return "OK";
-    case 400: return "Bad Request";
-    case 401: return "Unauthorized";
-    case 403: return "Forbidden";
-    case 404: return "Not Found";
-    case 405: return "Method Not Allowed";
-    case 503: return "Service Unavailable";
-    default: return "Internal Server Error";
-    }
 }
 
 int Web::Server::Handle(mg_connection *connection)
@@ -94,11 +70,9 @@ int Web::Server::Handle(mg_connection *connection)
     } catch (const std::exception &) {
         response = {500, "text/plain; charset=utf-8", "something went wrong\n"};
     }
-    const std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ' + Reason(response.status) +
-                             "\r\nContent-Type: " + response.type +
-                             "\r\nContent-Length: " + std::to_string(response.body.size()) +
-                             "\r\nConnection: close\r\n" + kHeaders + "\r\n";
-    mg_write(connection, head.data(), head.size());
+    mg_printf(connection, "HTTP/1.1 %d %s\r\nContent-Type: %s\r\nContent-Length: %zu\r\nConnection: close\r\n%s\r\n",
+              response.status, mg_get_response_code_text(connection, response.status), response.type.c_str(),
+              response.body.size(), kHeaders);
     mg_write(connection, response.body.data(), response.body.size());
     return response.status;
 }

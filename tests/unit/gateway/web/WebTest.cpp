@@ -159,7 +159,7 @@ TEST_F(WebServer, FindsRoutersByWhatIsKnownOfThem)
     EXPECT_EQ("3: r1 r2 r3", Serials(Data("/api/routers?search=02:11")));
     EXPECT_EQ("3: r1 r2 r3", Serials(Data("/api/routers?search=")));
     EXPECT_EQ("0:", Serials(Data("/api/routers?model=")));
-    EXPECT_EQ("0:", Serials(Data("/api/routers?search=%00%ff%zz")));
+    EXPECT_EQ("0:", Serials(Data("/api/routers?search=%ff%zz")));
 }
 
 TEST_F(WebServer, ShowsAtMostFiveHundredRoutersAtOnce)
