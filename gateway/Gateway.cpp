@@ -32,10 +32,7 @@ std::string NewId(const std::string &name)
 
 StoredLimits LimitsOf(const RunOptions &options)
 {
-    StoredLimits limits;
-    limits.outstanding = options.maxOutstanding;
-    limits.giveUp = std::chrono::seconds(options.storeSeconds);
-    return limits;
+    return {options.maxOutstanding, StoredLimits().retry, std::chrono::seconds(options.storeSeconds)};
 }
 
 SessionSettings SettingsOf(const RunOptions &options)
@@ -59,20 +56,19 @@ protocol::Address Parsed(const std::string &text)
 } // namespace
 
 Gateway::Gateway(const RunOptions &options, const BusOptions &bus)
-    : options_(options), id_(NewId(options.name)), bus_(bus), registrations_(options.registrationsPerSecond)
+    : options_(options), id_(NewId(options.name)), bus_(bus), registrations_(options.registrationsPerSecond),
+      stored_(bus_, LimitsOf(options)),
+      presence_(id_, stored_, context_, [](const Here &here) { here.shard->Close(here.session, "replaced"); }),
+      services_{id_,       SettingsOf(options), options.maxConnections, count_, bus_, stored_, directory_,
+                presence_, instances_,          registrations_}
 {
     for (const char *bucket : {kDevicesBucket, kSessionsBucket}) bus_.EnsureBucket(bucket, 0);
     bus_.EnsureBucket(kGatewaysBucket, kDeadAfter.count());
     bus_.EnsureStream(kReportStream, {"plug.*.report.>"}, int64_t{86400} * options.reportDays);
-    stored_ = std::make_unique<Stored>(bus_, LimitsOf(options));
-    presence_ = std::make_unique<Presence>(id_, *stored_, context_,
-                                           [](const Here &here) { here.shard->Close(here.session, "replaced"); });
-    services_.reset(new Services{id_, SettingsOf(options), options.maxConnections, count_, bus_, *stored_, directory_,
-                                 *presence_, instances_, registrations_});
     Listen();
     Beat();
     ReadBuckets();
-    dispatcher_ = std::make_unique<Dispatcher>(context_, *services_, options.allRate);
+    dispatcher_.emplace(context_, services_, options.allRate);
     if (options.webAt != "none") {
         WebOptions web = options.web;
         const protocol::Address at = Parsed(options.webAt);
@@ -80,11 +76,9 @@ Gateway::Gateway(const RunOptions &options, const BusOptions &bus)
         if (web.address.empty()) web.address = "127.0.0.1";
         web.port = at.port;
         if (!options.webTokenFile.empty()) web.token = FirstLine(options.webTokenFile);
-        web_ = std::make_unique<Web>(web, *this, count_);
+        web_.emplace(web, *this, count_);
     }
-    signals_.async_wait([this](const asio::error_code &error, int) {
-        if (!error) Signalled();
-    });
+    AwaitSignal();
     for (const auto &shard : shards_) shard->Start();
     count_.started.Set(time(nullptr));
     spdlog::info("ready: gateway={} register={} login={} web={} devices={} threads={}", id_, options.registerAt,
@@ -100,18 +94,17 @@ Gateway::~Gateway()
     for (const auto &shard : shards_) shard->Stop();
     // What they have said last is still on its way.
     const auto end = Clock::now() + kLastWords;
-    while (stored_ && stored_->Outstanding() > 0 && Clock::now() < end && bus_.Connected()) {
+    while (stored_.Outstanding() > 0 && Clock::now() < end && bus_.Connected()) {
         context_.restart();
         context_.run_one_for(kLook);
     }
-    stored_.reset();
 }
 
 void Gateway::Listen()
 {
     const unsigned processors = std::max(1u, std::thread::hardware_concurrency());
     for (unsigned i = 0; i < (options_.threads ? options_.threads : processors); i++)
-        shards_.push_back(std::make_unique<Shard>(*services_));
+        shards_.push_back(std::make_unique<Shard>(services_));
     const auto everywhere = [](const protocol::Address &address) {
         return std::all_of(std::begin(address.octets), std::end(address.octets),
                            [](uint8_t octet) { return octet == 0; });
@@ -153,7 +146,7 @@ void Gateway::ReadBuckets()
         count_.devices.Set(static_cast<int64_t>(directory_.Size()));
     });
     watch(kGatewaysBucket, [this](const Change &change) { instances_.Take(change, Clock::now()); });
-    watch(kSessionsBucket, [this](const Change &change) { presence_->Take(change); });
+    watch(kSessionsBucket, [this](const Change &change) { presence_.Take(change); });
     const auto end = Clock::now() + kPatience;
     while (complete < watches_.size() || !instances_.Alive(id_, Clock::now())) {
         if (Clock::now() > end) throw std::runtime_error("the buckets of NATS cannot be read or written");
@@ -163,8 +156,8 @@ void Gateway::ReadBuckets()
 
 void Gateway::Beat()
 {
-    stored_->Put(kGatewaysBucket, id_, InstanceText(login_), context_, {});
-    presence_->Repeat();
+    stored_.Put(kGatewaysBucket, id_, InstanceText(login_), context_, {});
+    presence_.Repeat();
     count_.gateways.Set(static_cast<int64_t>(instances_.All(Clock::now()).size()));
     count_.busConnected.Set(bus_.Connected());
     count_.busReconnects.Set(static_cast<int64_t>(bus_.Reconnects()));
@@ -183,27 +176,28 @@ void Gateway::Run()
 
 // ---- The end
 
-void Gateway::Signalled()
+void Gateway::AwaitSignal()
 {
-    if (count_.draining.Get()) return context_.stop();
-    const int64_t seconds = options_.drainSeconds;
-    spdlog::info("drain: gateway={} sessions={} seconds={}", id_, count_.sessions.Get(), seconds);
-    count_.draining.Set(1);
-    stored_->Delete(kGatewaysBucket, id_, 0, context_, {}); // no router is sent here any more
-    for (const auto &shard : shards_) shard->Drain(std::chrono::seconds(seconds));
-    drainEnd_ = Clock::now() + std::chrono::seconds(seconds) + kLastWords;
     signals_.async_wait([this](const asio::error_code &error, int) {
-        if (!error) Signalled();
+        if (error) return;
+        if (count_.draining.Get()) return context_.stop();
+        const std::chrono::seconds time(options_.drainSeconds);
+        spdlog::info("drain: gateway={} sessions={} seconds={}", id_, count_.sessions.Get(), time.count());
+        count_.draining.Set(1);
+        stored_.Delete(kGatewaysBucket, id_, 0, context_, {}); // no router is sent here any more
+        for (const auto &shard : shards_) shard->Drain(time);
+        drainEnd_ = Clock::now() + time + kLastWords;
+        AwaitSignal();
+        AwaitDrain();
     });
-    Drained();
 }
 
-void Gateway::Drained()
+void Gateway::AwaitDrain()
 {
     if (count_.sessions.Get() == 0 || Clock::now() > drainEnd_) return context_.stop();
     drain_.expires_after(kLook);
     drain_.async_wait([this](const asio::error_code &error) {
-        if (!error) Drained();
+        if (!error) AwaitDrain();
     });
 }
 
@@ -226,14 +220,14 @@ OnlineRouter Gateway::Describe(const std::string &serial, const Elsewhere &seen)
     router.address = seen.address;
     router.gateway = seen.gateway;
     router.since = seen.since;
-    std::tie(router.lastReport, router.lastReportTime) = presence_->LastReport(serial);
+    std::tie(router.lastReport, router.lastReportTime) = presence_.LastReport(serial);
     return router;
 }
 
 std::vector<OnlineRouter> Gateway::Online()
 {
     std::vector<OnlineRouter> routers;
-    for (const auto &[serial, seen] : presence_->All())
+    for (const auto &[serial, seen] : presence_.All())
         if (instances_.Alive(seen.gateway, Clock::now())) routers.push_back(Describe(serial, seen));
     return routers;
 }
@@ -241,7 +235,7 @@ std::vector<OnlineRouter> Gateway::Online()
 std::optional<OnlineRouter> Gateway::Router(const std::string &serial)
 {
     const auto device = directory_.FindSerial(serial);
-    const auto seen = presence_->Find(serial);
+    const auto seen = presence_.Find(serial);
     if (!device) return std::nullopt;
     if (seen && instances_.Alive(seen->gateway, Clock::now())) return Describe(serial, *seen);
     OnlineRouter router;
@@ -250,41 +244,35 @@ std::optional<OnlineRouter> Gateway::Router(const std::string &serial)
     return router;
 }
 
+Json Gateway::Request(const std::string &subject, const Json &data, int milliseconds)
+{
+    return ReadObject(bus_.Request(subject, JsonText(data), milliseconds).value_or(""));
+}
+
 std::vector<Json> Gateway::LastReports(const std::string &serial)
 {
     constexpr int kMs = 2000;
-    const std::string api = std::string("$JS.API.STREAM.");
+    const std::string api = "$JS.API.", stream = kReportStream;
     if (!directory_.FindSerial(serial)) return {}; // it becomes a part of a subject
-    const Json filter = {{"subjects_filter", "plug." + serial + ".report.>"}};
-    const auto info = bus_.Request(api + "INFO." + kReportStream, filter.dump(), kMs);
-    const Json parsed = Json::parse(info.value_or(""), nullptr, false);
-    const auto pointer = Json::json_pointer("/state/subjects");
-    if (!parsed.is_object() || !parsed.contains(pointer) || !parsed[pointer].is_object()) return {};
+    const Json info =
+        Request(api + "STREAM.INFO." + stream, {{"subjects_filter", "plug." + serial + ".report.>"}}, kMs);
+    const Json subjects = info.value(Json::json_pointer("/state/subjects"), Json::object());
     std::vector<Json> reports;
-    for (const auto &[subject, number] : parsed[pointer].items()) {
+    for (const auto &subject : subjects.items()) {
         // The message itself, without the base64 that the other way has.
-        const Json last = {{"last_by_subj", subject}};
-        const auto message = bus_.Request(std::string("$JS.API.DIRECT.GET.") + kReportStream, last.dump(), kMs);
-        const Json report = Json::parse(message.value_or(""), nullptr, false);
-        if (report.is_object()) reports.push_back(report);
+        const Json report = Request(api + "DIRECT.GET." + stream, {{"last_by_subj", subject.key()}}, kMs);
+        if (!report.empty()) reports.push_back(report);
     }
-    std::sort(reports.begin(), reports.end(), [](const Json &one, const Json &other) {
-        return one.value("time", int64_t{0}) > other.value("time", int64_t{0});
-    });
+    std::sort(reports.begin(), reports.end(),
+              [](const Json &one, const Json &other) { return NumberOf(one, "time") > NumberOf(other, "time"); });
     return reports;
 }
 
 Json Gateway::Ask(const std::string &serial, const std::string &function, const Json &parameters)
 {
-    const auto token = [](const std::string &text) {
-        return !text.empty() && text.find_first_of(". *>\t\r\n") == std::string::npos;
-    };
-    if (!token(serial) || !token(function)) return FaultJson({"unknown_function", "no function has this name"});
     const int ms = 1000 * (options_.session.questionSeconds + 5);
-    const auto answer = bus_.Request("plug." + serial + ".ask." + function, JsonText(parameters), ms);
-    Json json = Json::parse(answer.value_or(""), nullptr, false);
-    if (!json.is_object()) return FaultJson({"no_answer", "no gateway has answered in time"});
-    return json;
+    const Json answer = Request("plug." + serial + ".ask." + function, parameters, ms);
+    return answer.empty() ? FaultJson({"no_answer", "no gateway has answered in time"}) : answer;
 }
 
 } // namespace gateway

@@ -3,8 +3,6 @@
 #pragma once
 
 #include <asio/signal_set.hpp>
-#include <memory>
-#include <vector>
 
 #include "gateway/Options.h"
 #include "gateway/question/Dispatcher.h"
@@ -34,8 +32,9 @@ class Gateway : public View
     void ReadBuckets();
     void Listen();
     void Beat();
-    void Signalled();
-    void Drained();
+    void AwaitSignal();
+    void AwaitDrain();
+    Json Request(const std::string &subject, const Json &data, int milliseconds);
     OnlineRouter Describe(const std::string &serial, const Elsewhere &seen) const;
 
     const RunOptions options_;
@@ -51,12 +50,12 @@ class Gateway : public View
     Instances instances_;
     AddressLimits registrations_;
     std::vector<std::unique_ptr<Shard>> shards_; // outlive `stored_`, which tells them of reports
-    std::unique_ptr<Stored> stored_;
-    std::unique_ptr<Presence> presence_;
-    std::unique_ptr<Services> services_;
+    Stored stored_;
+    Presence presence_;
+    Services services_;
     std::vector<std::unique_ptr<Watch>> watches_;
-    std::unique_ptr<Dispatcher> dispatcher_;
-    std::unique_ptr<Web> web_;
+    std::optional<Dispatcher> dispatcher_;
+    std::optional<Web> web_;
 };
 
 } // namespace gateway

@@ -27,6 +27,11 @@ static std::string HostName()
     return name;
 }
 
+void Print(const std::string &text)
+{
+    if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
+}
+
 void AddBusOptions(CLI::App *app, BusOptions *bus)
 {
     app->add_option("--nats", bus->servers, "a NATS server; several may be given")->capture_default_str();
@@ -85,11 +90,6 @@ void AddRunOptions(CLI::App *run, RunOptions *options)
     add("--web", options->webAt, "where metrics, health and page are, or none")->check(address);
     add("--web-token-file", options->webTokenFile, "its first line opens the page's data");
     run->add_flag("--allow-ask", options->web.allowAsk, "let the page put questions");
-}
-
-void PrintLine(const std::string &line)
-{
-    if (printf("%s\n", line.c_str()) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
 }
 
 } // namespace gateway

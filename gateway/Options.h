@@ -3,11 +3,8 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <optional>
-#include <string>
 
 #include "gateway/bus/Bus.h"
-#include "gateway/bus/Stored.h"
 #include "gateway/session/World.h"
 #include "gateway/web/Web.h"
 
@@ -43,6 +40,6 @@ void AddRunOptions(CLI::App *run, RunOptions *options);
 std::string FirstLine(const std::string &file);
 
 // To the standard output, at once; throws std::runtime_error when that fails.
-void PrintLine(const std::string &line);
+void Print(const std::string &text);
 
 } // namespace gateway

@@ -4,11 +4,8 @@
 #include <cstdio>
 #include <spdlog/spdlog.h>
 
+#include "gateway/Commands.h"
 #include "gateway/Gateway.h"
-#include "gateway/Options.h"
-#include "gateway/directory/DeviceCommands.h"
-#include "gateway/question/AskCommand.h"
-#include "gateway/update/UpdateCommand.h"
 
 using namespace gateway;
 

@@ -1,16 +1,14 @@
-#include "gateway/directory/DeviceCommands.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
 #include <iostream>
-#include <memory>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "gateway/Commands.h"
+#include "gateway/Options.h"
 #include "gateway/bus/Stored.h"
 #include "gateway/directory/Directory.h"
 
@@ -56,38 +54,36 @@ class Writer
                                          PinForLog(known->pin));
         }
         for (const Device &device : devices) {
-            Begin();
-            stored_.Put(kDevicesBucket, device.pin, DeviceText(device), context_, End());
+            WaitFor(kAtOnce);
+            stored_.Put(kDevicesBucket, device.pin, DeviceText(device), context_, Counted());
         }
         Finish();
     }
 
     void Remove(const Device &device)
     {
-        Begin();
-        stored_.Delete(kDevicesBucket, device.pin, 0, context_, End());
+        stored_.Delete(kDevicesBucket, device.pin, 0, context_, Counted());
         Finish();
     }
 
   private:
     static constexpr int kAtOnce = 500;
 
-    void Begin()
+    Stored::Done Counted()
     {
-        while (waiting_ >= kAtOnce) Turn();
-        waiting_++;
-    }
-    Stored::Done End()
-    {
+        underWay_++;
         return [this](std::optional<uint64_t> sequence) {
-            waiting_--;
+            underWay_--;
             failed_ += !sequence;
         };
     }
-    void Turn() { context_.run_one_for(std::chrono::milliseconds(100)); }
+    void WaitFor(int most)
+    {
+        while (underWay_ > most) context_.run_one_for(std::chrono::milliseconds(100));
+    }
     void Finish()
     {
-        while (waiting_ > 0) Turn();
+        WaitFor(0);
         if (failed_ > 0) throw std::runtime_error(std::to_string(failed_) + " entries could not be stored");
     }
 
@@ -95,26 +91,19 @@ class Writer
     asio::io_context context_;
     asio::executor_work_guard<asio::io_context::executor_type> work_{context_.get_executor()};
     Directory directory_;
-    int waiting_ = 0, failed_ = 0;
+    int underWay_ = 0, failed_ = 0;
     Stored stored_; // last: its completions need what stands above
 };
 
-void Print(const std::string &text)
-{
-    if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0) throw std::runtime_error("cannot write the output");
-}
-
-std::string ReadAll(const std::string &file)
-{
-    std::ostringstream text;
-    if (file == "-") {
-        text << std::cin.rdbuf();
-        return text.str();
-    }
-    std::ifstream input(file);
-    text << input.rdbuf();
-    if (!input) throw std::runtime_error(file + ": cannot be read");
-    return text.str();
+std::vector<Device> ReadFile(const std::string &name)
+try {
+    std::ifstream file(name);
+    std::istream &input = name == "-" ? std::cin : file;
+    const std::string text{std::istreambuf_iterator<char>(input), {}};
+    if (!input) throw std::runtime_error("cannot be read");
+    return ReadDevices(text);
+} catch (const std::runtime_error &error) {
+    throw std::runtime_error(name + ": " + error.what());
 }
 
 // The file has keys: for its owner only.
@@ -185,12 +174,7 @@ void AddDeviceCommands(CLI::App *app, const BusOptions &bus)
     import->add_option("FILE", words->file, "with the columns pin, key, serial, name, notes, locked; - for the input")
         ->required();
     import->callback([=] {
-        std::vector<Device> devices;
-    try {
-        devices = ReadDevices(ReadAll(words->file));
-    } catch (const std::runtime_error &error) {
-        throw std::runtime_error(words->file + ": " + error.what());
-    }
+        const std::vector<Device> devices = ReadFile(words->file);
     whole()->Put(devices);
     Print(std::to_string(devices.size()) + " devices\n");
 });

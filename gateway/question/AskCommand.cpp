@@ -1,16 +1,10 @@
-#include "gateway/question/AskCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <asio/executor_work_guard.hpp>
-#include <memory>
-#include <optional>
 #include <set>
-#include <stdexcept>
-#include <vector>
 
+#include "gateway/Commands.h"
 #include "gateway/Options.h"
-#include "gateway/bus/Bus.h"
 #include "gateway/translate/Json.h"
 
 namespace gateway
@@ -23,13 +17,17 @@ struct Words {
     int seconds = 30;
 };
 
+bool IsOk(const Json &answer)
+{
+    return answer.value("ok", Json(false)) == true;
+}
+
 void AskOne(Bus *bus, const std::string &subject, const Words &words)
 {
     const auto answer = bus->Request(subject, words.parameters, 1000 * words.seconds);
     if (!answer) throw std::runtime_error("no gateway has answered");
-    PrintLine(*answer);
-    const Json json = Json::parse(*answer, nullptr, false);
-    if (!json.is_object() || !json.value("ok", false)) throw CLI::RuntimeError(2);
+    Print(*answer + "\n");
+    if (!IsOk(ReadObject(*answer))) throw CLI::RuntimeError(2);
 }
 
 // Answers come one by one; the last one of each gateway says so. What one sender says comes in its order, but an answer
@@ -43,14 +41,13 @@ void AskAll(Bus *bus, const std::string &subject, const Words &words)
     bool failed = false;
     const std::string inbox = bus->NewInbox();
     const auto answers = bus->Subscribe(inbox, "", context, [&](const Message &message) {
-        PrintLine(message.data);
-        const Json json = Json::parse(message.data, nullptr, false);
-        if (!json.is_object()) return;
-        failed = failed || !json.value("ok", false);
+        Print(message.data + "\n");
+        const Json json = ReadObject(message.data);
+        failed = failed || !IsOk(json);
         if (json.contains("gateways"))
             asked = json["gateways"].get<std::vector<std::string>>();
-        else if (json.value("done", false))
-            done.insert(json.value("gateway", ""));
+        else if (json.contains("done"))
+            done.insert(TextOf(json, "gateway"));
         else if (!json.contains("serial")) // not one has been asked
             context.stop();
         if (asked && std::all_of(asked->begin(), asked->end(), [&](const auto &id) { return done.count(id) > 0; }))

@@ -1,7 +1,6 @@
 #include "gateway/question/Dispatcher.h"
 
 #include <asio/post.hpp>
-#include <string_view>
 
 namespace gateway
 {
@@ -23,66 +22,53 @@ std::vector<std::string> Tokens(const std::string &subject)
     return tokens;
 }
 
-// A question that can be put, or why it cannot.
-std::variant<Asked, Fault> MakeAsked(bool plugin, const std::string &name, const std::string &text)
+// A question that can be put. Throws a Fault when it cannot.
+Asked MakeAsked(bool plugin, const std::string &name, const std::string &text)
 {
-    const auto parameters = ReadParameters(text);
-    if (const auto *fault = std::get_if<Fault>(&parameters)) return *fault;
+    const Json parameters = ReadParameters(text);
     Asked asked;
     asked.plugin = plugin;
     asked.name = name;
-    if (plugin) {
-        auto command = MakeCommand(name, std::get<Json>(parameters));
-        if (const auto *fault = std::get_if<Fault>(&command)) return *fault;
-        asked.command = std::get<Command>(std::move(command));
-    } else {
-        auto question = MakeQuestion(name, std::get<Json>(parameters));
-        if (const auto *fault = std::get_if<Fault>(&question)) return *fault;
-        asked.question = std::get<Question>(std::move(question));
-    }
+    if (plugin)
+        asked.command = MakeCommand(name, parameters);
+    else
+        asked.question = MakeQuestion(name, parameters);
     asked.arrived = Clock::now();
     return asked;
 }
 } // namespace
 
 struct Dispatcher::Everybody {
-    Everybody(asio::io_context &context, double perSecond, Asked question, Message from)
-        : timer(context), rate(perSecond, Clock::now()), asked(std::move(question)), message(std::move(from))
-    {
-    }
     asio::steady_timer timer;
     Rate rate;
-    Asked asked;
-    Message message;
-    std::vector<std::pair<std::string, gateway::Here>> routers;
+    const Asked asked;
+    const std::string reply; // where the answers go
+    const std::vector<std::pair<std::string, gateway::Here>> routers;
     size_t next = 0, answered = 0, good = 0;
 };
 
 Dispatcher::Dispatcher(asio::io_context &context, Services &services, double allRate)
     : context_(context), services_(services), allRate_(allRate)
 {
-    for (const char *subject : {"plug.*.ask.*", "plug.*.command.*"})
-        subscriptions_.push_back(
-            services_.bus.Subscribe(subject, kGroup, context_, [this](const Message &message) { Arrived(message); }));
-    subscriptions_.push_back(services_.bus.Subscribe("plug_gateway." + services_.gateway + ".>", "", context_,
-                                                     [this](const Message &message) { PassedOn(message); }));
+    const auto hear = [this](const std::string &subject, const char *group, void (Dispatcher::*take)(const Message &)) {
+        const auto handler = [this, take](const Message &message) {
+            try {
+                (this->*take)(message);
+            } catch (const Fault &fault) {
+                (fault.code == "offline" ? services_.count.askedOffline : services_.count.askedWrong).Add();
+                Reply(message.reply, FaultJson(fault));
+            }
+        };
+        subscriptions_.push_back(services_.bus.Subscribe(subject, group, context_, handler));
+    };
+    hear("plug.*.ask.*", kGroup, &Dispatcher::Arrived);
+    hear("plug.*.command.*", kGroup, &Dispatcher::Arrived);
+    hear("plug_gateway." + services_.gateway + ".>", "", &Dispatcher::PassedOn);
 }
 
-void Dispatcher::Reply(const Message &message, const Json &answer)
+void Dispatcher::Reply(const std::string &subject, const Json &answer)
 {
-    if (!message.reply.empty()) services_.bus.Publish(message.reply, JsonText(answer));
-}
-
-void Dispatcher::Wrong(const Message &message, const Fault &fault)
-{
-    services_.count.askedWrong.Add();
-    Reply(message, FaultJson(fault));
-}
-
-void Dispatcher::Offline(const Message &message)
-{
-    services_.count.askedOffline.Add();
-    Reply(message, FaultJson({"offline", "the router is not online"}));
+    if (!subject.empty()) services_.bus.Publish(subject, JsonText(answer));
 }
 
 void Dispatcher::Arrived(const Message &message)
@@ -92,13 +78,13 @@ void Dispatcher::Arrived(const Message &message)
     const std::string &serial = tokens[1], &kind = tokens[2], &name = tokens[3];
     const bool plugin = kind == "command";
     if (serial == "all") {
-        if (plugin) return Wrong(message, {"forbidden", "a plugin command is for one router"});
+        if (plugin) throw Fault("forbidden", "a plugin command is for one router");
         return ToAll(name, message);
     }
-    if (services_.presence.FindHere(serial)) return Here(plugin, serial, name, message);
     const std::optional<Elsewhere> there = services_.presence.Find(serial);
-    if (!there || there->gateway == services_.gateway || !services_.instances.Alive(there->gateway, Clock::now()))
-        return Offline(message);
+    if (services_.presence.FindHere(serial) || !there || there->gateway == services_.gateway ||
+        !services_.instances.Alive(there->gateway, Clock::now()))
+        return Here(plugin, serial, name, message);
     services_.bus.Publish("plug_gateway." + there->gateway + "." + kind + "." + serial + "." + name, message.data,
                           message.reply);
 }
@@ -113,37 +99,34 @@ void Dispatcher::PassedOn(const Message &message)
 void Dispatcher::Here(bool plugin, const std::string &serial, const std::string &name, const Message &message)
 {
     const std::optional<gateway::Here> here = services_.presence.FindHere(serial);
-    if (!here) return Offline(message);
-    auto made = MakeAsked(plugin, name, message.data);
-    if (const auto *fault = std::get_if<Fault>(&made)) return Wrong(message, *fault);
-    Asked &asked = std::get<Asked>(made);
-    asked.answer = [this, reply = message.reply](const Json &answer) { Reply({"", reply, ""}, answer); };
+    if (!here) throw Fault("offline", "the router is not online");
+    Asked asked = MakeAsked(plugin, name, message.data);
+    asked.answer = [this, reply = message.reply](const Json &answer) { Reply(reply, answer); };
     here->shard->Ask(here->session, std::move(asked));
 }
 
 void Dispatcher::ToAll(const std::string &function, const Message &message)
 {
-    const auto made = MakeAsked(false, function, message.data);
-    if (const auto *fault = std::get_if<Fault>(&made)) return Wrong(message, *fault);
+    MakeAsked(false, function, message.data); // what cannot be put is told once
     const std::vector<std::string> gateways = services_.instances.All(Clock::now());
-    Reply(message, {{"ok", true}, {"gateways", gateways}});
+    Reply(message.reply, {{"ok", true}, {"gateways", gateways}});
     for (const std::string &gateway : gateways)
         services_.bus.Publish("plug_gateway." + gateway + ".all." + function, message.data, message.reply);
 }
 
 void Dispatcher::AskAll(const std::string &function, const Message &message)
 {
-    auto made = MakeAsked(false, function, message.data);
-    if (const auto *fault = std::get_if<Fault>(&made)) return Wrong(message, *fault);
+    Asked asked = MakeAsked(false, function, message.data);
     if (running_ >= kMostRunning) {
         services_.count.askedTooMany.Add();
         Json refused = FaultJson({"too_many", "this gateway is asking all its routers other questions"});
         refused.update({{"done", true}, {"gateway", services_.gateway}});
-        return Reply(message, refused);
+        return Reply(message.reply, refused);
     }
     running_++;
-    const auto everybody = std::make_shared<Everybody>(context_, allRate_, std::get<Asked>(std::move(made)), message);
-    everybody->routers = services_.presence.AllHere();
+    const auto everybody =
+        std::make_shared<Everybody>(Everybody{asio::steady_timer(context_), Rate(allRate_, Clock::now()),
+                                              std::move(asked), message.reply, services_.presence.AllHere()});
     AskMore(everybody);
 }
 
@@ -158,7 +141,7 @@ void Dispatcher::AskMore(const std::shared_ptr<Everybody> &everybody)
         asked.answer = [this, everybody, name = serial](const Json &answer) {
             Json named = {{"serial", name}};
             named.update(answer);
-            Reply(everybody->message, named);
+            Reply(everybody->reply, named);
             asio::post(context_, [everybody, good = answer.value("ok", false)] {
                 everybody->answered++;
                 everybody->good += good;
@@ -168,11 +151,11 @@ void Dispatcher::AskMore(const std::shared_ptr<Everybody> &everybody)
     }
     if (all.answered == all.routers.size()) {
         running_--;
-        Reply(all.message, {{"ok", true},
-                            {"done", true},
-                            {"gateway", services_.gateway},
-                            {"asked", all.routers.size()},
-                            {"answered", all.good}});
+        Reply(all.reply, {{"ok", true},
+                          {"done", true},
+                          {"gateway", services_.gateway},
+                          {"asked", all.routers.size()},
+                          {"answered", all.good}});
         return;
     }
     all.timer.expires_after(kStep);

@@ -31,17 +31,15 @@ class Dispatcher
 
   private:
     struct Everybody; // one question to all routers
-    using Answer = std::function<void(const Json &)>;
 
+    // These throw a Fault that is the answer.
     void Arrived(const Message &message);  // for anybody
     void PassedOn(const Message &message); // for this gateway
     void Here(bool plugin, const std::string &serial, const std::string &name, const Message &message);
     void ToAll(const std::string &function, const Message &message);
     void AskAll(const std::string &function, const Message &message);
     void AskMore(const std::shared_ptr<Everybody> &everybody);
-    void Reply(const Message &message, const Json &answer);
-    void Wrong(const Message &message, const Fault &fault);
-    void Offline(const Message &message);
+    void Reply(const std::string &subject, const Json &answer);
 
     asio::io_context &context_;
     Services &services_;

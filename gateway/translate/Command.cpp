@@ -7,19 +7,17 @@
 namespace gateway
 {
 
-std::variant<Command, Fault> MakeCommand(const std::string &name, const Json &parameters)
+Command MakeCommand(const std::string &name, const Json &parameters)
 {
     const protocol::PluginCommand *command = protocol::FindPluginCommand(name);
     if (!command || command->function)
-        return Fault{"unknown_command", "there is no command '" + protocol::Visible(name.substr(0, 64)) + "'" +
-                                            (command ? "; it is a question" : "")};
-    const auto text = CommandText(*command, parameters);
-    if (const Fault *fault = std::get_if<Fault>(&text)) return *fault;
-    Command made = {command->dataType, std::get<std::string>(text)};
+        throw Fault("unknown_command", "there is no command '" + protocol::Visible(name.substr(0, 64)) + "'" +
+                                           (command ? "; it is a question" : ""));
+    Command made = {command->dataType, CommandText(*command, parameters)};
     const size_t most = MostPayload(kMaxInnerHead - kMacSize);
     if (made.text.size() > most)
-        return BadParameter(name + ": the text has " + std::to_string(made.text.size()) +
-                            " bytes, and a router takes " + std::to_string(most) + " at most");
+        throw BadParameter(name + ": the text has " + std::to_string(made.text.size()) + " bytes, and a router takes " +
+                           std::to_string(most) + " at most");
     return made;
 }
 

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <string>
-#include <variant>
 
 #include "gateway/translate/Fault.h"
 #include "gateway/translate/Json.h"
@@ -18,8 +17,8 @@ struct Command {
     std::string text;     // its payload
 };
 
-// Faults: unknown_command, bad_parameter.
-std::variant<Command, Fault> MakeCommand(const std::string &name, const Json &parameters);
+// Throws a Fault: unknown_command, bad_parameter.
+Command MakeCommand(const std::string &name, const Json &parameters);
 
 // The agent's answer (MsgType 25, `result` from its head block):
 // {"ok":true,"command":NAME,"result":N,"meaning":TEXT}; meaning only when there is one.

@@ -2,12 +2,14 @@
 // State: none. Threads: any.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 namespace gateway
 {
 
-// `code` is for programs and never changes; `sentence` is for people and names the parameter.
+// Thrown by what makes a question or command of JSON. `code` is for programs and never changes; what() is a sentence for
+// people and names the parameter.
 //
 //   bad_json            the text is no JSON object within the bounds
 //   unknown_function    no function has this name or number
@@ -19,9 +21,9 @@ namespace gateway
 //   too_many            too many questions at all, or more than the rate that is allowed
 //   refused             the router could not read the request: only a wrong build or a wrong key does that
 //   forbidden           questions are not allowed here
-struct Fault {
+struct Fault : std::runtime_error {
+    Fault(std::string which, const std::string &sentence) : std::runtime_error(sentence), code(std::move(which)) {}
     std::string code;
-    std::string sentence;
 };
 
 } // namespace gateway

@@ -1,25 +1,20 @@
 #include "gateway/translate/Json.h"
 
-#include <algorithm>
 #include <set>
 #include <vector>
 
 namespace gateway
 {
 
-static Fault BadJson(const std::string &sentence)
+Json ReadParameters(std::string_view text)
 {
-    return {"bad_json", sentence};
-}
-
-std::variant<Json, Fault> ReadParameters(std::string_view text)
-{
+    const auto bad = [](const std::string &sentence) { return Fault("bad_json", sentence); };
     if (text.size() > kMaxJsonBytes)
-        return BadJson("the text has " + std::to_string(text.size()) + " bytes, and " + std::to_string(kMaxJsonBytes) +
-                       " are the most");
+        throw bad("the text has " + std::to_string(text.size()) + " bytes, and " + std::to_string(kMaxJsonBytes) +
+                  " are the most");
     if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) return Json::object();
     // The parser takes a zero character for the end.
-    if (text.find('\0') != std::string_view::npos) return BadJson("the text is no JSON");
+    if (text.find('\0') != std::string_view::npos) throw bad("the text is no JSON");
     bool deep = false, twice = false;
     std::vector<std::set<std::string>> names; // of the objects that are open
     const auto check = [&](int depth, Json::parse_event_t event, const Json &parsed) {
@@ -30,11 +25,29 @@ std::variant<Json, Fault> ReadParameters(std::string_view text)
         return !deep;
     };
     Json json = Json::parse(text.begin(), text.end(), check, false);
-    if (deep) return BadJson("the text has more than " + std::to_string(kMaxJsonDepth) + " objects inside each other");
-    if (json.is_discarded()) return BadJson("the text is no JSON");
-    if (!json.is_object()) return BadJson("the text is no JSON object");
-    if (twice) return BadJson("an object names a member twice");
+    if (deep) throw bad("the text has more than " + std::to_string(kMaxJsonDepth) + " objects inside each other");
+    if (json.is_discarded()) throw bad("the text is no JSON");
+    if (!json.is_object()) throw bad("the text is no JSON object");
+    if (twice) throw bad("an object names a member twice");
     return json;
+}
+
+Json ReadObject(const std::string &text)
+{
+    Json json = Json::parse(text, nullptr, false);
+    return json.is_object() ? json : Json::object();
+}
+
+std::string TextOf(const Json &object, const char *name)
+{
+    const Json member = object.is_object() ? object.value(name, Json()) : Json();
+    return member.is_string() ? member.get<std::string>() : "";
+}
+
+int64_t NumberOf(const Json &object, const char *name)
+{
+    const Json member = object.is_object() ? object.value(name, Json()) : Json();
+    return member.is_number_integer() ? member.get<int64_t>() : 0;
 }
 
 std::string JsonText(const Json &json)
@@ -44,8 +57,7 @@ std::string JsonText(const Json &json)
 
 Json FieldsJson(const protocol::Fields &fields)
 {
-    Json json = Json::parse(protocol::ToJson(fields), nullptr, false);
-    return json.is_object() ? json : Json::object();
+    return ReadObject(protocol::ToJson(fields));
 }
 
 Json TextJson(const std::string &text)

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
-#include <variant>
 
 #include "gateway/translate/Fault.h"
 #include "protocol/Tree.h"
@@ -19,9 +18,16 @@ using Json = nlohmann::ordered_json;
 constexpr size_t kMaxJsonBytes = 65536; // of a question or command
 constexpr size_t kMaxJsonDepth = 8;     // objects and lists inside each other
 
-// The parameters of a question or command as they arrived: one object; nothing at all, or blanks, is an empty one. A
-// Fault "bad_json" if the text is longer or deeper than the bounds, is no JSON object, or names a member twice.
-std::variant<Json, Fault> ReadParameters(std::string_view text);
+// The parameters of a question or command as they arrived: one object; nothing at all, or blanks, is an empty one. Throws
+// a Fault "bad_json" if the text is longer or deeper than the bounds, is no JSON object, or names a member twice.
+Json ReadParameters(std::string_view text);
+
+// What other programs have written: an empty object in place of everything that is none.
+Json ReadObject(const std::string &text);
+
+// A member: empty or 0 in place of everything that is no text, or no whole number.
+std::string TextOf(const Json &object, const char *name);
+int64_t NumberOf(const Json &object, const char *name);
 
 // On one line. Never fails: texts that are not UTF-8, which only others than these procedures make, get U+FFFD.
 std::string JsonText(const Json &json);

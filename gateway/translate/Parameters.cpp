@@ -90,33 +90,31 @@ static std::optional<std::string> WordOf(const Json &value, Wanted wanted)
     return std::nullopt;
 }
 
-std::variant<Words, Fault> WordsOf(const std::string &whose, const std::vector<Parameter> &known, const Json &given)
+Words WordsOf(const std::string &whose, const std::vector<Parameter> &known, const Json &given)
 {
-    if (!given.is_object()) return BadParameter("the parameters of " + whose + " are no JSON object");
+    if (!given.is_object()) throw BadParameter("the parameters of " + whose + " are no JSON object");
     Words words(known.size());
     for (const auto &member : given.items()) {
         const auto parameter =
             std::find_if(known.begin(), known.end(), [&](const Parameter &p) { return p.name == member.key(); });
         if (parameter == known.end())
-            return BadParameter(member.key() + ": " + whose + " has no such parameter; it has " + ListOf(known));
+            throw BadParameter(member.key() + ": " + whose + " has no such parameter; it has " + ListOf(known));
         std::optional<std::string> word = WordOf(member.value(), parameter->wanted);
         if (!word)
-            return BadParameter(parameter->name + ": " + Name(parameter->wanted) + " is needed, not " +
-                                KindOf(member.value()));
-        if (word->find('\0') != std::string::npos)
-            return BadParameter(parameter->name + ": a zero character in a text");
+            throw BadParameter(parameter->name + ": " + Name(parameter->wanted) + " is needed, not " +
+                               KindOf(member.value()));
+        if (word->find('\0') != std::string::npos) throw BadParameter(parameter->name + ": a zero character in a text");
         words[static_cast<size_t>(parameter - known.begin())] = std::move(word);
     }
     return words;
 }
 
-std::variant<std::string, Fault> CommandText(const protocol::PluginCommand &command, const Json &parameters)
+std::string CommandText(const protocol::PluginCommand &command, const Json &parameters)
 {
-    const auto words = WordsOf(command.name, ParametersOf(command), parameters);
-    if (const Fault *fault = std::get_if<Fault>(&words)) return *fault;
+    const Words words = WordsOf(command.name, ParametersOf(command), parameters);
     std::string text, error;
-    if (!protocol::MakeCommandText(command, std::get<Words>(words), &protocol::CommandMember::parameter, &text, &error))
-        return BadParameter(error);
+    if (!protocol::MakeCommandText(command, words, &protocol::CommandMember::parameter, &text, &error))
+        throw BadParameter(error);
     return text;
 }
 

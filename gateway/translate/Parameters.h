@@ -4,7 +4,6 @@
 
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "gateway/translate/Fault.h"
@@ -31,15 +30,15 @@ struct Parameter {
 std::vector<Parameter> ParametersOf(const protocol::Function &function);
 std::vector<Parameter> ParametersOf(const protocol::PluginCommand &command);
 
-// One word for each of `known`, none for what is not given. A Fault that names the parameter if `given` is no object,
-// has other members, or one of the wrong type. `whose` names the function or command.
+// One word for each of `known`, none for what is not given. Throws a Fault that names the parameter if `given` is no
+// object, has other members, or one of the wrong type. `whose` names the function or command.
 using Words = std::vector<std::optional<std::string>>;
-std::variant<Words, Fault> WordsOf(const std::string &whose, const std::vector<Parameter> &known, const Json &given);
+Words WordsOf(const std::string &whose, const std::vector<Parameter> &known, const Json &given);
 
-// The text of a typed command.
-std::variant<std::string, Fault> CommandText(const protocol::PluginCommand &command, const Json &parameters);
+// The text of a typed command; throws as WordsOf() does.
+std::string CommandText(const protocol::PluginCommand &command, const Json &parameters);
 
-// bad_parameter. A sentence that quotes a very long value is shortened.
+// To be thrown: bad_parameter. A sentence that quotes a very long value is shortened.
 Fault BadParameter(std::string sentence);
 
 // Bytes of a payload that fit one frame to an agent, behind a head of `head` bytes: it takes no longer ones.

@@ -14,28 +14,21 @@ namespace gateway
 using protocol::Bytes;
 using protocol::Function;
 
-static std::variant<Question, Fault> WithinAFrame(Question question)
+static Question WithinAFrame(Question question)
 {
     const size_t most = MostPayload(kMaxInnerHead + protocol::kRequestHeader);
     if (question.parameters.size() > most)
-        return BadParameter(protocol::FunctionName(question.function) + ": the parameters have " +
-                            std::to_string(question.parameters.size()) + " bytes, and a router takes " +
-                            std::to_string(most) + " at most");
+        throw BadParameter(protocol::FunctionName(question.function) + ": the parameters have " +
+                           std::to_string(question.parameters.size()) + " bytes, and a router takes " +
+                           std::to_string(most) + " at most");
     return question;
 }
 
-// A function with a text that the parameters are typed members of.
-static std::variant<Question, Fault> MakeTyped(const protocol::PluginCommand &command, const Json &parameters)
+// The words at their fields. Throws a Fault if a word is none of the names of its field's values.
+static protocol::AssignedValues Assign(const Function &function, const Json &given)
 {
-    const auto text = CommandText(command, parameters);
-    if (const Fault *fault = std::get_if<Fault>(&text)) return *fault;
-    return WithinAFrame({command.function, protocol::ToBytes(std::get<std::string>(text)), true});
-}
-
-// The words at their fields. A Fault if a word is none of the names of its field's values.
-static std::variant<protocol::AssignedValues, Fault>
-Assign(const Function &function, const std::vector<Parameter> &known, const Words &words, const Json &given)
-{
+    const std::vector<Parameter> known = ParametersOf(function);
+    const Words words = WordsOf(function.name, known, given);
     const auto fields = protocol::SettableFields(function.layout.request);
     protocol::AssignedValues values;
     for (size_t i = 0; i < fields.size(); i++) {
@@ -48,34 +41,29 @@ Assign(const Function &function, const std::vector<Parameter> &known, const Word
             std::string list;
             for (const char *const *name = names; name != end; name++)
                 list += (list.empty() ? "" : ", ") + std::string(*name);
-            return BadParameter(known[i].name + ": '" + *words[i] + "' is none of " + list);
+            throw BadParameter(known[i].name + ": '" + *words[i] + "' is none of " + list);
         }
         values[fields[i]] = *words[i];
     }
     return values;
 }
 
-std::variant<Question, Fault> MakeQuestion(const std::string &name, const Json &parameters)
+Question MakeQuestion(const std::string &name, const Json &parameters)
 {
-    const protocol::PluginCommand *command = protocol::FindPluginCommand(name);
-    if (command && command->function) return MakeTyped(*command, parameters);
+    // A function with a text that the parameters are typed members of.
+    const protocol::PluginCommand *typed = protocol::FindPluginCommand(name);
+    if (typed && typed->function)
+        return WithinAFrame({typed->function, protocol::ToBytes(CommandText(*typed, parameters)), true});
     uint16_t id = 0;
     const Function *function = protocol::ParseFunction(name, &id) ? protocol::FindFunction(id) : nullptr;
     if (!function || !function->Supported())
-        return Fault{"unknown_function", "there is no function '" + protocol::Visible(name.substr(0, 64)) + "'"};
-    const std::vector<Parameter> known = ParametersOf(*function);
-    const auto words = WordsOf(function->name, known, parameters);
-    if (const Fault *fault = std::get_if<Fault>(&words)) return *fault;
-    const auto values = Assign(*function, known, std::get<Words>(words), parameters);
-    if (const Fault *fault = std::get_if<Fault>(&values)) return *fault;
-    const auto &given = std::get<protocol::AssignedValues>(values);
-    Question question;
-    question.function = id;
-    question.answered = function->status != STATUS_NONE;
+        throw Fault("unknown_function", "there is no function '" + protocol::Visible(name.substr(0, 64)) + "'");
+    const protocol::AssignedValues given = Assign(*function, parameters);
+    Question question = {id, {}, function->status != STATUS_NONE};
     std::string error;
-    if (!protocol::EncodeParameters(*function, given, &question.parameters, &error)) return BadParameter(error);
+    if (!protocol::EncodeParameters(*function, given, &question.parameters, &error)) throw BadParameter(error);
     const std::string missing = protocol::WhatIsMissing(*function, given);
-    if (!missing.empty()) return BadParameter(missing);
+    if (!missing.empty()) throw BadParameter(missing);
     return WithinAFrame(question);
 }
 
@@ -119,7 +107,7 @@ Json SentJson(uint16_t function)
 
 Json FaultJson(const Fault &fault)
 {
-    return {{"ok", false}, {"error", {{"code", fault.code}, {"sentence", TextJson(fault.sentence)}}}};
+    return {{"ok", false}, {"error", {{"code", fault.code}, {"sentence", TextJson(fault.what())}}}};
 }
 
 } // namespace gateway

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <string>
-#include <variant>
 
 #include "gateway/translate/Fault.h"
 #include "gateway/translate/Json.h"
@@ -24,8 +23,8 @@ struct Question {
 // with typed parameters in place of a text. `parameters` is an object, its members in any order. A parameter of a
 // record that several functions share, and one with an initial value, may be left out.
 //
-// Faults: unknown_function, bad_parameter. What does not fit one frame of an agent is a bad_parameter.
-std::variant<Question, Fault> MakeQuestion(const std::string &function, const Json &parameters);
+// Throws a Fault: unknown_function, bad_parameter. What does not fit one frame of an agent is a bad_parameter.
+Question MakeQuestion(const std::string &function, const Json &parameters);
 
 // The reply of a router to `function`, `payload` from the tag on:
 // {"ok":true,"function":NAME,"number":N,"status":N,"meaning":TEXT,"fields":{...},"problems":[...]}; meaning, fields and

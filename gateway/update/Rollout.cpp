@@ -24,13 +24,6 @@ static bool IsUnderWay(State state)
     return state == State::Asked || state == State::Sent || state == State::Loaded;
 }
 
-// Empty for everything that is no text: it may be of anybody.
-static std::string TextOf(const Json &object, const char *name)
-{
-    const Json member = object.is_object() ? object.value(name, Json()) : Json();
-    return member.is_string() ? member.get<std::string>() : "";
-}
-
 std::optional<double> ParsePercent(const std::string &text)
 {
     double value = -1;
@@ -74,15 +67,14 @@ std::string Rollout::Entry(const Router &router) const
 
 void Rollout::Recorded(const std::string &serial, const std::string &entry)
 {
-    const Json json = Json::parse(entry, nullptr, false);
+    const Json json = ReadObject(entry);
     if (TextOf(json, "to") != rules_.version || TextOf(json, "md5") != rules_.md5) return;
     Router router;
     for (const State state : {State::Sent, State::Loaded, State::Updated, State::Failed})
         if (TextOf(json, "state") == StateName(state)) router.state = state;
     router.share = TextOf(json, "share");
     router.why = TextOf(json, "why");
-    const Json asked = json.value("sent", Json());
-    router.asked = asked.is_number_integer() ? asked.get<int64_t>() : 0;
+    router.asked = NumberOf(json, "sent");
     if (router.state == State::Waiting || router.share.empty()) return;
     if (router.state != State::Updated && rules_.retry) return;
     if (router.state == State::Loaded) router.state = State::Sent; // its login of then is not known any more
@@ -117,9 +109,8 @@ void Rollout::Answered(const std::string &serial, bool sent, const std::string &
 {
     const auto found = routers_.find(serial);
     if (found == routers_.end() || found->second.state != (sent ? State::Sent : State::Asked)) return;
-    const Json json = Json::parse(answer, nullptr, false); // empty: there is no gateway
-    const Json error = json.is_object() ? json.value("error", Json()) : Json{{"code", "offline"}};
-    const std::string code = TextOf(error, "code");
+    const Json json = ReadObject(answer), error = json.value("error", Json());
+    const std::string code = json.empty() ? "offline" : TextOf(error, "code"); // empty: there is no gateway
     const std::string result = code.empty() ? json.value("result", Json(0)).dump() : "0";
     if (code == "offline" || (sent && code == "no_answer")) { // after a good update there is no answer
         if (!sent) Set(&*found, State::Offline, now);
@@ -133,7 +124,7 @@ void Rollout::Answered(const std::string &serial, bool sent, const std::string &
 
 void Rollout::Reported(const std::string &report, int64_t now)
 {
-    const Json json = Json::parse(report, nullptr, false);
+    const Json json = ReadObject(report);
     const auto found = routers_.find(TextOf(json, "serial"));
     if (found == routers_.end() || found->second.state != State::Sent) return;
     const Json fields = json.value("fields", Json());

@@ -1,15 +1,13 @@
-#include "gateway/update/UpdateCommand.h"
-
 #include <CLI/CLI.hpp>
 #include <asio/executor_work_guard.hpp>
 #include <asio/signal_set.hpp>
 #include <fstream>
-#include <memory>
 #include <openssl/evp.h>
 #include <regex>
 #include <set>
 #include <sstream>
 
+#include "gateway/Commands.h"
 #include "gateway/Options.h"
 #include "gateway/bus/Stored.h"
 #include "gateway/directory/Directory.h"
@@ -70,8 +68,7 @@ void Check(Words *words)
     Need(std::regex_match(url, std::regex("http://[A-Za-z0-9.-]{1,31}(:[0-9]{1,5})?/[A-Za-z0-9._~/-]+")), url,
          "no router reads it; it is http://HOST[:PORT]/PATH of letters, digits and ._~/-");
     words->fileJson = {{"url", url}, {"file_length", content.size()}, {"file_md5", rules.md5}, {"token", ""}};
-    const auto command = MakeCommand(kUpdate, Parameters(*words, rules.version, true));
-    if (const Fault *fault = std::get_if<Fault>(&command)) throw std::runtime_error(fault->sentence);
+    MakeCommand(kUpdate, Parameters(*words, rules.version, true)); // throws what is wrong with them
     Need(std::regex_match(rules.version, std::regex("[0-9]{1,3}([.][0-9]{1,3}){3}")), rules.version,
          "no version such as 2.0.0.8");
 
@@ -116,8 +113,8 @@ class Updater
     {
         for (const auto &[share, named] : rollout_.Plan(words_.rules.shares.size())) {
             const Rollout::Router &router = named->second;
-            PrintLine(share + "\t" + named->first + "\t" + (router.online ? router.version : "offline") + "\t" +
-                      StateName(router.state));
+            Print(share + "\t" + named->first + "\t" + (router.online ? router.version : "offline") + "\t" +
+                  StateName(router.state) + "\n");
         }
     }
 
@@ -148,11 +145,11 @@ class Updater
         Store(false);
         while (stored_.Outstanding() > 0) context_.run_for(kStep);
         context_.run_for(kStep);
-        PrintLine(rollout_.Progress());
+        Print(rollout_.Progress() + "\n");
         if (verdict == Rollout::Verdict::Done) return 0;
-        PrintLine(verdict == Rollout::Verdict::Stopped
-                      ? "stopped: more than " + words_.failures + " have failed; to go on, with those again: --retry"
-                      : "interrupted; the same command goes on");
+        Print(verdict == Rollout::Verdict::Stopped
+                  ? "stopped: more than " + words_.failures + " have failed; to go on, with those again: --retry\n"
+                  : "interrupted; the same command goes on\n");
         return verdict == Rollout::Verdict::Stopped ? 2 : 128 + SIGINT;
     }
 
@@ -181,7 +178,7 @@ class Updater
             const auto &[serial, known] = *router;
             const bool send = known.state == RouterState::Sent;
             if (send && !going) continue;
-            if (known.state == RouterState::Failed) PrintLine(serial + " has failed: " + known.why);
+            if (known.state == RouterState::Failed) Print(serial + " has failed: " + known.why + "\n");
             stored_.Put(kUpdatesBucket, serial, rollout_.Entry(known), context_,
                         [this, router, send](std::optional<uint64_t> sequence) {
                             if (!sequence) throw std::runtime_error("results cannot be stored");
@@ -194,7 +191,7 @@ class Updater
     {
         const std::string progress = rollout_.Progress();
         if (progress == told_ || Now() < toldAt_ + kTellSeconds) return;
-        PrintLine(progress);
+        Print(progress + "\n");
         told_ = progress;
         toldAt_ = Now();
     }

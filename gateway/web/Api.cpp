@@ -104,8 +104,7 @@ static HttpResponse Routers(const HttpRequest &request, View &view)
     size_t offset = 0, limit = 0;
     if (!QueryNumber(request, "offset", 0, UINT32_MAX, &offset) ||
         !QueryNumber(request, "limit", 100, kMaxRowsShown, &limit))
-        return FaultResponse(400, "bad_parameter",
-                             "offset is a number, limit one up to " + std::to_string(kMaxRowsShown));
+        throw Fault("bad_parameter", "offset is a number, limit one up to " + std::to_string(kMaxRowsShown));
     std::vector<OnlineRouter> found;
     for (OnlineRouter &router : view.Online())
         if (Matches(router, request.query)) found.push_back(std::move(router));
@@ -115,7 +114,8 @@ static HttpResponse Routers(const HttpRequest &request, View &view)
     return JsonResponse(200, {{"total", found.size()}, {"offset", offset}, {"routers", rows}});
 }
 
-static bool IsSerial(const std::string &text)
+// They become parts of subjects.
+static bool IsName(const std::string &text)
 {
     return !text.empty() && text.size() <= 64 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
         return (c < 0x80 && isalnum(c)) || c == '-' || c == '_';
@@ -124,7 +124,7 @@ static bool IsSerial(const std::string &text)
 
 static HttpResponse Router(const std::string &serial, View &view)
 {
-    const std::optional<OnlineRouter> router = IsSerial(serial) ? view.Router(serial) : std::nullopt;
+    const std::optional<OnlineRouter> router = IsName(serial) ? view.Router(serial) : std::nullopt;
     if (!router) return FaultResponse(404, "not_found", "the directory has no such router");
     Json json = RouterJson(*router);
     json["online"] = router->since > 0;
@@ -137,16 +137,10 @@ static HttpResponse Router(const std::string &serial, View &view)
 static HttpResponse Ask(const HttpRequest &request, const WebOptions &options, View &view)
 {
     if (!options.allowAsk) return FaultResponse(403, "forbidden", "questions are not allowed here: --allow-ask");
-    const auto read = ReadParameters(request.body());
-    if (const Fault *fault = std::get_if<Fault>(&read)) return JsonResponse(400, FaultJson(*fault));
-    const Json &json = std::get<Json>(read);
-    const auto text = [&](const char *name) {
-        return json.contains(name) && json[name].is_string() ? json[name].get<std::string>() : "";
-    };
-    const std::string serial = text("serial"), function = text("function");
-    if (!IsSerial(serial))
-        return FaultResponse(400, "bad_parameter", "serial: the serial number of a router is needed");
-    if (function.empty()) return FaultResponse(400, "bad_parameter", "function: the name of a function is needed");
+    const Json json = ReadParameters(request.body());
+    const std::string serial = TextOf(json, "serial"), function = TextOf(json, "function");
+    if (!IsName(serial)) throw Fault("bad_parameter", "serial: the serial number of a router is needed");
+    if (!IsName(function)) throw Fault("bad_parameter", "function: the name of a function is needed");
     return JsonResponse(200, view.Ask(serial, function, json.value("parameters", Json::object())));
 }
 
@@ -159,7 +153,7 @@ static bool IsAllowed(const HttpRequest &request, const WebOptions &options)
 }
 
 static HttpResponse Api(const HttpRequest &request, const WebOptions &options, View &view)
-{
+try {
     if (options.token.empty())
         return FaultResponse(403, "forbidden", "this gateway has no token for its data: --web-token-file");
     if (!IsAllowed(request, options)) return FaultResponse(401, "forbidden", "the token of this gateway is needed");
@@ -172,6 +166,8 @@ static HttpResponse Api(const HttpRequest &request, const WebOptions &options, V
     const std::string one = "/api/routers/";
     if (request.path.compare(0, one.size(), one) == 0) return Router(request.path.substr(one.size()), view);
     return NoSuchThing();
+} catch (const Fault &fault) { // of what was asked
+    return JsonResponse(400, FaultJson(fault));
 }
 
 HttpResponse RespondTo(const HttpRequest &request, const WebOptions &options, View &view, const Counters &counters)

@@ -49,7 +49,8 @@ class View
     // Its newest report of each name, as they stand in the stream, newest first.
     virtual std::vector<Json> LastReports(const std::string &serial) = 0;
 
-    // Puts a question as plug.<serial>.ask.<function> does, and waits for its reply; a fault is a reply, too.
+    // Puts a question as plug.<serial>.ask.<function> does, and waits for its reply; a fault is a reply, too. Both are
+    // names: letters, digits, `-` and `_`.
     virtual Json Ask(const std::string &serial, const std::string &function, const Json &parameters) = 0;
 };
 

@@ -7,9 +7,9 @@ using namespace gateway;
 TEST(Examples, OfQuestionsAndCommandsAreTaken)
 {
     for (const Json &row : FunctionsJson())
-        EXPECT_EQ("none", FaultOf(MakeQuestion(row["name"], ExampleParameters(row)))) << row["name"];
+        EXPECT_EQ("none", AskFault(row["name"], ExampleParameters(row))) << row["name"];
     for (const Json &row : CommandsJson())
-        EXPECT_EQ("none", FaultOf(MakeCommand(row["name"], ExampleParameters(row)))) << row["name"];
+        EXPECT_EQ("none", FaultOf([&] { MakeCommand(row["name"], ExampleParameters(row)); })) << row["name"];
 }
 
 TEST(Examples, OfAnswersAndReportsAreWithoutAFault)

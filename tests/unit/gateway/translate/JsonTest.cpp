@@ -7,9 +7,9 @@ namespace
 {
 std::string Read(const std::string &text)
 {
-    const auto read = ReadParameters(text);
-    const Json *json = std::get_if<Json>(&read);
-    return json ? JsonText(*json) : FaultOf(read);
+    std::string read;
+    const std::string fault = FaultOf([&] { read = JsonText(ReadParameters(text)); });
+    return fault == "none" ? read : fault;
 }
 
 std::string Nested(size_t depth, const std::string &open, const std::string &close)

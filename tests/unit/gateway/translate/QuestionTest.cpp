@@ -60,13 +60,11 @@ TEST(EveryFunction, IsAskedByNameAndByNumber)
         }
         asked++;
         const Json given = SamplesOf(RowOf(FunctionsJson(), function.name));
-        const auto byName = MakeQuestion(function.name, given), byNumber = MakeQuestion(std::to_string(id), given);
-        ASSERT_EQ("none", FaultOf(byName)) << function.name;
-        ASSERT_EQ("none", FaultOf(byNumber)) << function.name;
-        EXPECT_EQ(id, std::get<Question>(byName).function);
-        EXPECT_EQ(id, std::get<Question>(byNumber).function);
-        EXPECT_EQ(std::get<Question>(byName).parameters, std::get<Question>(byNumber).parameters) << function.name;
-        EXPECT_EQ(function.status != STATUS_NONE, std::get<Question>(byName).answered) << function.name;
+        const Question byName = MakeQuestion(function.name, given), byNumber = MakeQuestion(std::to_string(id), given);
+        EXPECT_EQ(id, byName.function);
+        EXPECT_EQ(id, byNumber.function);
+        EXPECT_EQ(byName.parameters, byNumber.parameters) << function.name;
+        EXPECT_EQ(function.status != STATUS_NONE, byName.answered) << function.name;
     }
     EXPECT_EQ(83u, asked);
     EXPECT_EQ(asked + 2, FunctionsJson().size()); // and two typed ones
@@ -263,8 +261,8 @@ TEST(Question, OfALimitOrASurfRuleIsTyped)
              "\"STOP\":\"23:59\",\"ALLOW\":\"0\"}]}"),
         Asked("surf",
               {{"action", "add"}, {"mac", "021a2b000014"}, {"days", "135"}, {"start", "21:00"}, {"stop", "23:59"}}));
-    const auto made = MakeQuestion("limit", {{"action", "off"}, {"mac", "021a2b000014"}});
-    EXPECT_EQ(66, std::get<Question>(made).function);
+    const Question made = MakeQuestion("limit", {{"action", "off"}, {"mac", "021a2b000014"}});
+    EXPECT_EQ(66, made.function);
     EXPECT_EQ("bad_parameter: up: a whole number is needed, not a text",
               AskFault("limit", {{"action", "set"}, {"mac", "021a2b000014"}, {"up", "1"}, {"down", 1}}));
     EXPECT_EQ("bad_parameter: mac is missing", AskFault("limit", {{"action", "off"}}));

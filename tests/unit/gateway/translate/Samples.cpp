@@ -38,8 +38,8 @@ Json RowOf(const Json &rows, const std::string &name)
 
 Bytes Asked(const std::string &function, const Json &parameters)
 {
-    const auto made = MakeQuestion(function, parameters);
-    EXPECT_EQ("none", FaultOf(made)) << function << ' ' << parameters;
-    const Question *question = std::get_if<Question>(&made);
-    return question ? question->parameters : Bytes();
+    Bytes request;
+    EXPECT_EQ("none", FaultOf([&] { request = MakeQuestion(function, parameters).parameters; }))
+        << function << ' ' << parameters;
+    return request;
 }

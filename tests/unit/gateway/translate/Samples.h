@@ -14,7 +14,7 @@ namespace gateway
 {
 inline void PrintTo(const Fault &fault, std::ostream *out)
 {
-    *out << fault.code << ": " << fault.sentence;
+    *out << fault.code << ": " << fault.what();
 }
 } // namespace gateway
 
@@ -28,17 +28,21 @@ gateway::Json SamplesOf(const gateway::Json &row, bool all = true);
 // The row of this name.
 gateway::Json RowOf(const gateway::Json &rows, const std::string &name);
 
-// "code: sentence", or "none".
-template <class Made>
-std::string FaultOf(const Made &made)
+// "code: sentence" of what `make` throws, or "none".
+template <class Make>
+std::string FaultOf(const Make &make)
 {
-    const gateway::Fault *fault = std::get_if<gateway::Fault>(&made);
-    return fault ? fault->code + ": " + fault->sentence : "none";
+    try {
+        make();
+    } catch (const gateway::Fault &fault) {
+        return fault.code + ": " + fault.what();
+    }
+    return "none";
 }
 
 inline std::string AskFault(const std::string &function, const gateway::Json &parameters)
 {
-    return FaultOf(gateway::MakeQuestion(function, parameters));
+    return FaultOf([&] { gateway::MakeQuestion(function, parameters); });
 }
 
 // The request from byte 10 on; fails the test if there is none.

@@ -46,8 +46,8 @@ static void Commands()
     Row({"---", "---", "---", "---"});
     for (const Json &row : CommandsJson()) {
         Json parameters = ExampleParameters(row);
-        const auto made = MakeCommand(row["name"], parameters);
-        Row({Code(row["name"]), row["summary"], Code(JsonText(parameters)), Code(std::get<Command>(made).text)});
+        Row({Code(row["name"]), row["summary"], Code(JsonText(parameters)),
+             Code(MakeCommand(row["name"], parameters).text)});
     }
 }
 

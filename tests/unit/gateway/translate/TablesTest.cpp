@@ -26,7 +26,7 @@ TEST(FunctionTable, IsEnoughToAskEachWithWhatIsRequiredAlone)
         const bool shared = given.empty() && !row["parameters"].empty();
         EXPECT_EQ(shared && row["name"].get<std::string>().find("set-") == 0 ? "bad_parameter: nothing is given"
                                                                              : "none",
-                  FaultOf(MakeQuestion(row["name"], given)))
+                  AskFault(row["name"], given))
             << row["name"];
     }
 }
