@@ -1,29 +1,25 @@
 #include "gateway/session/Instances.h"
 
-#include <nlohmann/json.hpp>
-
 #include "gateway/session/Rendezvous.h"
+#include "gateway/translate/Json.h"
 
 namespace gateway
 {
 
 std::string InstanceText(const std::optional<protocol::Address> &login)
 {
-    return nlohmann::json{{"login", login ? AddressText(*login) : ""}}.dump();
+    return JsonText({{"login", login ? AddressText(*login) : ""}});
 }
 
 void Instances::Take(const Change &change, Clock::time_point now)
 {
     if (change.key.empty()) return;
     const std::lock_guard<std::mutex> hold(lock_);
-    if (!change.value) {
+    const Json entry = ReadObject(change.value.value_or(""));
+    if (!change.value)
         instances_.erase(change.key);
-        return;
-    }
-    const auto json = nlohmann::json::parse(*change.value, nullptr, false);
-    if (!json.is_object()) return;
-    const auto login = json.find("login");
-    instances_[change.key] = {login != json.end() && login->is_string() ? login->get<std::string>() : "", now};
+    else if (!entry.empty())
+        instances_[change.key] = {TextOf(entry, "login"), now};
 }
 
 bool Instances::Alive(const std::string &id, Clock::time_point now) const

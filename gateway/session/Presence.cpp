@@ -7,19 +7,11 @@ namespace gateway
 
 std::optional<Elsewhere> ReadPresence(const Change &change)
 {
-    const auto json = nlohmann::json::parse(change.value.value_or(""), nullptr, false);
-    if (!json.is_object()) return std::nullopt;
-    const auto text = [&](const char *name) {
-        const auto found = json.find(name);
-        return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
-    };
-    const auto since = json.find("since");
-    return Elsewhere{text("gateway"),
-                     text("mac"),
-                     text("version"),
-                     text("address"),
-                     since != json.end() && since->is_number_integer() ? since->get<int64_t>() : 0,
-                     change.revision};
+    const Json json = ReadObject(change.value.value_or(""));
+    if (json.empty()) return std::nullopt;
+    const auto text = [&](const char *name) { return TextOf(json, name); };
+    return Elsewhere{text("gateway"),         text("mac"),    text("version"), text("address"),
+                     NumberOf(json, "since"), change.revision};
 }
 
 Presence::Presence(std::string gateway, Stored &stored, asio::io_context &context,
@@ -28,23 +20,22 @@ Presence::Presence(std::string gateway, Stored &stored, asio::io_context &contex
 {
 }
 
-void Presence::Online(const Session &session, const Here &here)
+void Presence::Online(const std::string &serial, const Here &here, const Elsewhere &seen)
 {
-    const Mac &mac = session.RouterMac();
-    const Json entry = {{"gateway", gateway_},
-                        {"mac", protocol::MacText({mac.begin(), mac.end()})},
-                        {"version", session.Version()},
-                        {"address", AddressText(session.Peer())},
-                        {"since", session.Since()}};
+    const std::string entry = JsonText({{"gateway", seen.gateway},
+                                        {"mac", seen.mac},
+                                        {"version", seen.version},
+                                        {"address", seen.address},
+                                        {"since", seen.since}});
     std::optional<Here> old;
     {
         const std::lock_guard<std::mutex> hold(lock_);
-        Local &local = here_[session.Serial()];
+        Local &local = here_[serial];
         if (local.here.shard) old = local.here;
-        local = {here, JsonText(entry), 0, false, {}};
+        local = {here, entry, 0, false, {}};
     }
     if (old) replaced_(*old);
-    Write(session.Serial(), here.session, JsonText(entry));
+    Write(serial, here.session, entry);
 }
 
 void Presence::Write(const std::string &serial, uint64_t session, const std::string &entry)
@@ -85,24 +76,24 @@ void Presence::Repeat()
     for (const auto &[serial, local] : failed) Write(serial, local.here.session, local.entry);
 }
 
-void Presence::Offline(const Session &session)
+void Presence::Offline(const std::string &serial, uint64_t session)
 {
     uint64_t revision = 0;
     {
         const std::lock_guard<std::mutex> hold(lock_);
-        const auto found = here_.find(session.Serial());
-        if (found == here_.end() || found->second.here.session != session.Id()) return;
+        const auto found = here_.find(serial);
+        if (found == here_.end() || found->second.here.session != session) return;
         revision = found->second.revision;
         here_.erase(found);
     }
     // Until it is written, Written() deletes it.
-    if (revision > 0) stored_.Delete(kSessionsBucket, session.Serial(), revision, context_, {});
+    if (revision > 0) stored_.Delete(kSessionsBucket, serial, revision, context_, {});
 }
 
-void Presence::Reported(const Session &session, const std::string &report, int64_t time)
+void Presence::Reported(const std::string &serial, const std::string &report, int64_t time)
 {
     const std::lock_guard<std::mutex> hold(lock_);
-    const auto found = here_.find(session.Serial());
+    const auto found = here_.find(serial);
     if (found != here_.end()) found->second.lastReport = {report, time};
 }
 

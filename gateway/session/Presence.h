@@ -6,16 +6,11 @@
 // State: both. Threads: any.
 #pragma once
 
-#include <asio/io_context.hpp>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <unordered_map>
-#include <vector>
 
 #include "gateway/bus/Stored.h"
 #include "gateway/bus/Watch.h"
-#include "gateway/session/Session.h"
 
 namespace gateway
 {
@@ -45,9 +40,9 @@ class Presence
     Presence(std::string gateway, Stored &stored, asio::io_context &context,
              std::function<void(const Here &)> replaced);
 
-    void Online(const Session &session, const Here &here);
-    void Offline(const Session &session);
-    void Reported(const Session &session, const std::string &report, int64_t time);
+    void Online(const std::string &serial, const Here &here, const Elsewhere &seen);
+    void Offline(const std::string &serial, uint64_t session);
+    void Reported(const std::string &serial, const std::string &report, int64_t time);
     void Take(const Change &change); // of the bucket
     // Writes again what the bucket has not taken; call it now and then.
     void Repeat();

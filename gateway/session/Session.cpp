@@ -6,6 +6,7 @@
 #include "core/Wire.h"
 #include "platform/SessionFrames.h"
 #include "protocol/Decoder.h"
+#include "protocol/FunctionLayouts.h"
 
 namespace gateway
 {
@@ -34,32 +35,32 @@ static bool Good(const ParsedFrame &frame)
 }
 
 Session::Session(World &world, Outlet &outlet, Role role, uint64_t id, const Address &peer, Clock::time_point now)
-    : world_(world), outlet_(outlet), role_(role), id_(id), peer_(peer),
-      deadline_(now + std::chrono::seconds(world.Settings().halfOpenSeconds))
+    : world_(world), settings_(world.Settings()), count_(world.Count()), outlet_(outlet), role_(role), id_(id),
+      peer_(peer), deadline_(now + std::chrono::seconds(settings_.halfOpenSeconds))
 {
-    world_.Count().halfOpen.Add();
+    count_.halfOpen.Add();
 }
 
 void Session::LeaveHalfOpen(State state)
 {
-    if (state_ == State::HalfOpen) world_.Count().halfOpen.Add(-1);
+    if (state_ == State::HalfOpen) count_.halfOpen.Add(-1);
     state_ = state;
 }
 
 void Session::Received(const uint8_t *data, size_t size, Clock::time_point now)
 {
-    world_.Count().bytesIn.Add(static_cast<int64_t>(size));
+    count_.bytesIn.Add(static_cast<int64_t>(size));
     cutter_.Push(data, size);
     Bytes raw;
     std::string problem;
     while (state_ != State::Over && cutter_.Pop(&raw, &problem)) {
         if (!problem.empty()) break;
-        world_.Count().framesIn.Add();
+        count_.framesIn.Add();
         Frame(raw, now);
     }
     if (state_ == State::Over) return;
     if (!problem.empty()) { // TCP loses nothing: this is no agent
-        world_.Count().framesBad.Add();
+        count_.framesBad.Add();
         outlet_.End("bad_frame");
     } else if (cutter_.Left() == 0) {
         cutter_ = FrameCutter(); // gives its memory back
@@ -75,7 +76,7 @@ void Session::Frame(const Bytes &raw, Clock::time_point now)
         state_ == State::HalfOpen && (role_ == Role::Registration ? msgType == MSG_REGISTER && head == kRegisterHeadSize
                                                                   : msgType == MSG_LOGIN && head == kLoginHeadSize);
     if (!expected) {
-        world_.Count().framesBad.Add();
+        count_.framesBad.Add();
         outlet_.End("bad_frame");
     } else if (role_ == Role::Registration) {
         Register(raw, now);
@@ -84,18 +85,21 @@ void Session::Frame(const Bytes &raw, Clock::time_point now)
     }
 }
 
-void Session::SendFrame(uint8_t msgType, const Bytes &head, const Bytes *plain)
+void Session::SendFrame(uint8_t msgType, const Bytes &head, const Bytes &record)
 {
     OutFrame frame;
     frame.msgType = msgType;
     frame.flag = FLAG_ACK;
     frame.head = head;
-    if (plain) {
-        frame.hasPlain = true;
-        frame.plain = *plain;
-    }
-    world_.Count().framesOut.Add();
+    frame.hasPlain = !record.empty();
+    frame.plain = record;
+    count_.framesOut.Add();
     outlet_.Send(EncodeFrame(frame, key_));
+}
+
+void Session::Heard(Clock::time_point now)
+{
+    deadline_ = now + kSilentIntervals * std::chrono::seconds(std::max(settings_.interval, kShortestInterval));
 }
 
 // ---- Registration and login
@@ -104,51 +108,47 @@ void Session::Refuse(const char *what, const std::string &pin, const char *why, 
 {
     figure->Add();
     spdlog::warn("{} refused: pin={} address={} why=\"{}\"", what, PinForLog(pin), AddressText(peer_), why);
-    SendFrame(MSG_SESSION_ACK, kRefused, nullptr);
+    SendFrame(MSG_SESSION_ACK, kRefused);
 }
 
 void Session::Register(const Bytes &raw, Clock::time_point now)
 {
-    Counters &count = world_.Count();
     const std::string pin = PinOf(raw, 3);
-    LeaveHalfOpen(
-        State::Registered); // refused or not, it gets the same time to leave: routers wait before they try again
-    deadline_ = now + std::chrono::seconds(world_.Settings().halfOpenSeconds);
+    LeaveHalfOpen(State::Registered); // refused or not, it gets the same time: routers wait before they try again
+    deadline_ = now + std::chrono::seconds(settings_.halfOpenSeconds);
     if (!world_.MayRegister(peer_)) {
-        count.registrationLimited.Add();
+        count_.registrationLimited.Add();
         return outlet_.End("refused");
     }
     const std::optional<Device> device = world_.FindPin(pin);
     key_ = device ? device->key : kNobody;
     const ParsedFrame frame = ParseFrame(raw, key_, true);
     RegisterRequest request;
-    if (!device) return Refuse("registration", pin, "unknown PIN", &count.registrationUnknown);
+    if (!device) return Refuse("registration", pin, "unknown PIN", &count_.registrationUnknown);
     if (!Good(frame) ||
         !RegisterRequestRead(frame.head.data(), frame.head.size(), frame.plain.data(), frame.plain.size(), &request))
-        return Refuse("registration", pin, "damaged, or another key", &count.registrationBad);
-    if (device->locked) return Refuse("registration", pin, "locked", &count.registrationLocked);
+        return Refuse("registration", pin, "damaged, or another key", &count_.registrationBad);
+    if (device->locked) return Refuse("registration", pin, "locked", &count_.registrationLocked);
     if (device->serial != std::string(request.serial, request.serialLen))
-        return Refuse("registration", pin, "another serial number", &count.registrationSerial);
+        return Refuse("registration", pin, "another serial number", &count_.registrationSerial);
 
-    count.registered.Add();
+    count_.registered.Add();
     world_.Registered(device->serial, peer_);
     std::copy_n(request.mac, mac_.size(), mac_.begin());
     RegisterAck ack = {};
-    const TokenBytes token = MakeToken(world_.Settings().secret, pin, device->serial, mac_, world_.WallSeconds());
+    const TokenBytes token = MakeToken(settings_.secret, pin, device->serial, mac_, world_.WallSeconds());
     std::copy(token.begin(), token.end(), ack.token);
     const Address login = world_.LoginServer(device->serial);
     std::copy_n(login.octets, sizeof ack.server, ack.server);
     ack.port = login.port;
-    const std::string &pluginId = world_.Settings().pluginId;
-    std::copy_n(pluginId.data(), std::min(pluginId.size(), sizeof ack.pluginId), ack.pluginId);
+    std::copy_n(settings_.pluginId.data(), std::min(settings_.pluginId.size(), sizeof ack.pluginId), ack.pluginId);
     Bytes record(kRegisterAckSize);
     record.resize(RegisterAckWrite(ack, record.data(), record.size()));
-    SendFrame(MSG_SESSION_ACK, {}, &record);
+    SendFrame(MSG_SESSION_ACK, {}, record);
 }
 
 void Session::Login(const Bytes &raw, Clock::time_point now)
 {
-    Counters &count = world_.Count();
     const std::string pin = PinOf(raw, 0);
     const std::optional<Device> device = world_.FindPin(pin);
     key_ = device ? device->key : kNobody;
@@ -158,60 +158,57 @@ void Session::Login(const Bytes &raw, Clock::time_point now)
         Refuse("login", pin, why, figure);
         outlet_.End("refused");
     };
-    if (!device || device->locked) return refuse(device ? "locked" : "unknown PIN", &count.loginUnknown);
+    if (!device || device->locked) return refuse(device ? "locked" : "unknown PIN", &count_.loginUnknown);
     if (!Good(frame) ||
         !LoginRequestRead(frame.head.data(), frame.head.size(), frame.plain.data(), frame.plain.size(), &request))
-        return refuse("damaged, or another key", &count.loginBad);
-    const SessionSettings &settings = world_.Settings();
+        return refuse("damaged, or another key", &count_.loginBad);
     TokenBytes token;
     std::copy_n(request.token, token.size(), token.begin());
-    if (!CheckToken(settings.secret, pin, device->serial, token, world_.WallSeconds(), settings.tokenLife, &mac_))
-        return refuse("no token of ours, or an old one", &count.loginToken);
+    if (!CheckToken(settings_.secret, pin, device->serial, token, world_.WallSeconds(), settings_.tokenLife, &mac_))
+        return refuse("no token of ours, or an old one", &count_.loginToken);
 
     LeaveHalfOpen(State::Online);
     serial_ = device->serial;
     version_ = VersionText(request);
     since_ = world_.WallSeconds();
-    deadline_ = now + kSilentIntervals * std::chrono::seconds(std::max(settings.interval, kShortestInterval));
-    count.loggedIn.Add();
-    count.sessions.Add();
+    Heard(now);
+    count_.loggedIn.Add();
+    count_.sessions.Add();
     Bytes record(kLoginAckSize);
-    record.resize(LoginAckWrite(static_cast<int16_t>(settings.interval), record.data(), record.size()));
+    record.resize(LoginAckWrite(static_cast<int16_t>(settings_.interval), record.data(), record.size()));
     world_.Online(*this); // first: whoever sees the router logged in can ask it
-    SendFrame(MSG_SESSION_ACK, {}, &record);
+    SendFrame(MSG_SESSION_ACK, {}, record);
 }
 
 // ---- Logged in
 
 void Session::OnlineFrame(const Bytes &raw, Clock::time_point now)
 {
-    Counters &count = world_.Count();
     const ParsedFrame frame = ParseFrame(raw, key_, true);
     if (!Good(frame)) {
-        count.framesBad.Add();
+        count_.framesBad.Add();
         return;
     }
-    const int interval = std::max(world_.Settings().interval, kShortestInterval);
-    deadline_ = now + kSilentIntervals * std::chrono::seconds(interval);
+    Heard(now);
     switch (frame.header.msgType) {
     case MSG_HEARTBEAT:
-        count.heartbeats.Add();
-        SendFrame(MSG_HEARTBEAT_ACK, {}, nullptr);
+        count_.heartbeats.Add();
+        SendFrame(MSG_HEARTBEAT_ACK, {});
         break;
     case MSG_UP:
     case MSG_UP_MAC: Upload(frame); break;
     case MSG_ACK: PluginAnswer(frame, now); break;
     case MSG_ACK_MAC: Reply(frame, now); break;
     default: // a second registration or login on the same connection
-        count.framesBad.Add();
+        count_.framesBad.Add();
         outlet_.End("bad_frame");
     }
 }
 
 void Session::Upload(const ParsedFrame &frame)
 {
-    if (outstanding_ >= world_.Settings().reportsOutstanding) {
-        world_.Count().reportsRefused.Add();
+    if (outstanding_ >= settings_.reportsOutstanding) {
+        count_.reportsRefused.Add();
         return;
     }
     outstanding_++;
@@ -224,7 +221,7 @@ void Session::ReportStored(uint8_t msgType, bool stored)
     if (outstanding_ > 0) outstanding_--;
     if (state_ != State::Online || !stored || msgType == MSG_ACK_MAC) return;
     // Without a body: an agent would carry out one whose data type is that of a command.
-    SendFrame(msgType == MSG_UP ? MSG_ACK : MSG_ACK_MAC, {0, 0}, nullptr);
+    SendFrame(msgType == MSG_UP ? MSG_ACK : MSG_ACK_MAC, {0, 0});
 }
 
 void Session::Reply(const ParsedFrame &frame, Clock::time_point now)
@@ -235,10 +232,10 @@ void Session::Reply(const ParsedFrame &frame, Clock::time_point now)
     if (reply && function == kRateReport) return Upload(frame);
     const std::optional<Asked> asked = reply ? questions_.Replied(tag, function) : std::nullopt;
     if (!asked) {
-        world_.Count().repliesUnmatched.Add();
+        count_.repliesUnmatched.Add();
         return;
     }
-    world_.Count().asked.Add();
+    count_.asked.Add();
     Finish(*asked, AnswerJson(function, frame.payload), now);
     AskNext(now);
 }
@@ -247,12 +244,12 @@ void Session::PluginAnswer(const ParsedFrame &frame, Clock::time_point now)
 {
     const std::optional<Asked> asked = frame.hasRecord ? questions_.Answered(frame.dataType) : std::nullopt;
     if (!asked) {
-        world_.Count().repliesUnmatched.Add();
+        count_.repliesUnmatched.Add();
         return;
     }
     WireReader reader = WireRead(frame.head.data(), frame.head.size());
     const auto result = static_cast<int16_t>(WireGetLe16(&reader));
-    world_.Count().asked.Add();
+    count_.asked.Add();
     Finish(*asked, ResultJson(asked->name, frame.dataType, result), now);
     AskNext(now);
 }
@@ -261,45 +258,36 @@ void Session::PluginAnswer(const ParsedFrame &frame, Clock::time_point now)
 
 void Session::Ask(Asked asked, Clock::time_point now)
 {
-    const SessionSettings &settings = world_.Settings();
-    asked.limit = std::chrono::seconds(asked.plugin ? settings.commandSeconds : settings.questionSeconds);
+    asked.limit = std::chrono::seconds(asked.plugin ? settings_.commandSeconds : settings_.questionSeconds);
     const auto answer = asked.answer;
-    if (!questions_.Add(std::move(asked), settings.questionsWaiting)) {
-        world_.Count().askedBusy.Add();
+    if (!questions_.Add(std::move(asked), settings_.questionsWaiting)) {
+        count_.askedBusy.Add();
         answer(FaultJson({"busy", "too many questions wait for this router"}));
         return;
     }
-    world_.Count().questionsWaiting.Add();
+    count_.questionsWaiting.Add();
     AskNext(now);
 }
 
 void Session::AskNext(Clock::time_point now)
 {
     while (const Asked *asked = questions_.Next(now)) {
-        Bytes payload;
         if (asked->plugin) {
-            const Bytes record = InnerRecordBytes(asked->command.dataType, {}, ToBytes(asked->command.text));
-            SendFrame(MSG_PLUG_COMMAND, {}, &record);
+            SendFrame(MSG_PLUG_COMMAND, {},
+                      InnerRecordBytes(asked->command.dataType, {}, ToBytes(asked->command.text)));
         } else {
             const Question &question = asked->question;
-            const auto low = [](uint16_t number) { return static_cast<uint8_t>(number); };
-            payload = {low(asked->tag),
-                       low(asked->tag >> 8),
-                       low(question.function),
-                       low(question.function >> 8),
-                       0,
-                       0,
-                       0,
-                       0,
-                       0,
-                       0};
+            Bytes payload(kRequestHeader);
+            WireWriter writer = WireWrite(payload.data(), payload.size());
+            WirePutLe16(&writer, asked->tag);
+            WirePutLe16(&writer, question.function);
             Append(&payload, question.parameters);
-            const Bytes record = InnerRecordBytes(low(question.function), Bytes(mac_.begin(), mac_.end()), payload);
-            SendFrame(MSG_FUNCTION_COMMAND, {}, &record);
+            SendFrame(MSG_FUNCTION_COMMAND, {},
+                      InnerRecordBytes(static_cast<uint8_t>(question.function), {mac_.begin(), mac_.end()}, payload));
         }
         if (state_ != State::Online) return; // sending has ended it
         if (const std::optional<Asked> sent = questions_.Sent()) {
-            world_.Count().asked.Add();
+            count_.asked.Add();
             Finish(*sent, SentJson(sent->question.function), now);
         }
     }
@@ -307,10 +295,10 @@ void Session::AskNext(Clock::time_point now)
 
 void Session::Finish(const Asked &asked, Json answer, Clock::time_point now)
 {
-    world_.Count().questionsWaiting.Add(-1);
+    count_.questionsWaiting.Add(-1);
     const auto us = std::chrono::duration_cast<std::chrono::microseconds>(now - asked.arrived).count();
-    if (answer.value("ok", false)) world_.Count().questions.Observe(us);
     answer["ms"] = static_cast<double>(us) / 1000;
+    if (answer.value("ok", false)) count_.questions.Observe(static_cast<double>(us) / 1e6);
     asked.answer(answer);
 }
 
@@ -318,14 +306,14 @@ void Session::Tick(Clock::time_point now)
 {
     if (state_ == State::Online) {
         if (const std::optional<Asked> late = questions_.Expired(now)) {
-            world_.Count().askedNoAnswer.Add();
+            count_.askedNoAnswer.Add();
             Finish(*late, FaultJson({"no_answer", "the router has not answered in time"}), now);
             AskNext(now);
         }
         if (state_ == State::Online && now >= drainAt_) return outlet_.End("drain");
     }
     if (state_ == State::Over || now < deadline_) return;
-    if (state_ == State::HalfOpen && role_ == Role::Login) world_.Count().loginTimeout.Add();
+    if (state_ == State::HalfOpen && role_ == Role::Login) count_.loginTimeout.Add();
     outlet_.End(state_ == State::Online ? "silent" : state_ == State::Registered ? "done" : "timeout");
 }
 
@@ -334,18 +322,17 @@ void Session::Ended(const std::string &cause)
     const bool online = state_ == State::Online;
     LeaveHalfOpen(State::Over);
     if (!online) return;
-    Counters &count = world_.Count();
-    count.sessions.Add(-1);
-    Figure &figure = cause == "silent"      ? count.endedSilent
-                     : cause == "slow"      ? count.endedSlow
-                     : cause == "bad_frame" ? count.endedBad
-                     : cause == "replaced"  ? count.endedReplaced
-                     : cause == "drain"     ? count.endedDrain
-                                            : count.endedByRouter;
+    count_.sessions.Add(-1);
+    Figure &figure = cause == "silent"      ? count_.endedSilent
+                     : cause == "slow"      ? count_.endedSlow
+                     : cause == "bad_frame" ? count_.endedBad
+                     : cause == "replaced"  ? count_.endedReplaced
+                     : cause == "drain"     ? count_.endedDrain
+                                            : count_.endedByRouter;
     figure.Add();
     for (const Asked &asked : questions_.Close()) {
-        world_.Count().questionsWaiting.Add(-1);
-        world_.Count().askedOffline.Add();
+        count_.questionsWaiting.Add(-1);
+        count_.askedOffline.Add();
         asked.answer(FaultJson({"offline", "the router's session has ended before its answer"}));
     }
     world_.Offline(*this, cause);

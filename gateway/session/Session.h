@@ -8,8 +8,6 @@
 // State: one conversation. Threads: its shard's.
 #pragma once
 
-#include <string>
-
 #include "gateway/question/Questions.h"
 #include "gateway/session/Token.h"
 #include "gateway/session/World.h"
@@ -44,7 +42,7 @@ class Session
     const std::string &Serial() const { return serial_; }
     const std::string &Version() const { return version_; }
     const protocol::Address &Peer() const { return peer_; }
-    const Mac &RouterMac() const { return mac_; }
+    std::string MacText() const { return protocol::MacText({mac_.begin(), mac_.end()}); }
     int64_t Since() const { return since_; } // seconds since the epoch
 
   private:
@@ -60,10 +58,13 @@ class Session
     void PluginAnswer(const protocol::ParsedFrame &frame, Clock::time_point now);
     void AskNext(Clock::time_point now);
     void Finish(const Asked &asked, Json answer, Clock::time_point now);
-    void SendFrame(uint8_t msgType, const protocol::Bytes &head, const protocol::Bytes *plain);
+    void SendFrame(uint8_t msgType, const protocol::Bytes &head, const protocol::Bytes &record = {});
     void LeaveHalfOpen(State state);
+    void Heard(Clock::time_point now);
 
     World &world_;
+    const SessionSettings &settings_;
+    Counters &count_;
     Outlet &outlet_;
     const Role role_;
     State state_ = State::HalfOpen;

@@ -197,7 +197,6 @@ void Shard::Registered(const std::string &serial, const protocol::Address &peer)
 
 void Shard::Tell(const Session &session, const char *event, const std::string &cause)
 {
-    const Mac &mac = session.RouterMac();
     const std::string address = AddressText(session.Peer());
     spdlog::info("{}: serial={} address={} version={} cause={}", event, session.Serial(), address, session.Version(),
                  cause.empty() ? "-" : cause);
@@ -205,7 +204,7 @@ void Shard::Tell(const Session &session, const char *event, const std::string &c
     if (!cause.empty()) json["cause"] = cause;
     json.update({{"version", session.Version()},
                  {"address", address},
-                 {"mac", protocol::MacText({mac.begin(), mac.end()})},
+                 {"mac", session.MacText()},
                  {"gateway", services_.gateway},
                  {"time", WallSeconds()}});
     services_.bus.Publish("plug." + session.Serial() + ".session", JsonText(json));
@@ -214,25 +213,26 @@ void Shard::Tell(const Session &session, const char *event, const std::string &c
 void Shard::Online(const Session &session)
 {
     Tell(session, "online", "");
-    services_.presence.Online(session, {this, session.Id()});
+    services_.presence.Online(
+        session.Serial(), {this, session.Id()},
+        {services_.gateway, session.MacText(), session.Version(), AddressText(session.Peer()), session.Since()});
 }
 
 void Shard::Offline(const Session &session, const std::string &cause)
 {
     Tell(session, "offline", cause);
-    services_.presence.Offline(session);
+    services_.presence.Offline(session.Serial(), session.Id());
 }
 
 void Shard::Store(const Session &session, uint64_t number, uint8_t msgType, Report report)
 {
-    const Mac &mac = session.RouterMac();
     Json json = {{"serial", session.Serial()},
-                 {"mac", protocol::MacText({mac.begin(), mac.end()})},
+                 {"mac", session.MacText()},
                  {"time", WallSeconds()},
                  {"gateway", services_.gateway}};
     json.update(report.document);
     services_.count.reportsOutstanding.Add();
-    services_.presence.Reported(session, report.name, WallSeconds());
+    services_.presence.Reported(session.Serial(), report.name, WallSeconds());
     const uint64_t id = session.Id();
     // The same for every try, and no other report's.
     const std::string name = services_.gateway + "-" + std::to_string(id) + "-" + std::to_string(number);

@@ -1,13 +1,14 @@
 // Metrics.h - what a gateway counts: one list, from which /metrics, the documents and the checks of the dashboard are
 // made.
 //
-// Counting is one relaxed addition to an atomic; nothing is locked, and nothing is looked up by name.
+// Counting is one relaxed addition to an atomic: nothing is looked up by name, and only the histogram of questions has a
+// lock.
 // State: the counters of one process. Threads: any.
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstdint>
+#include <prometheus/histogram.h>
 #include <string>
 
 namespace gateway
@@ -79,28 +80,12 @@ class Figure
     X(started, Gauge, "plug_gateway_start_time_seconds", "", "", "start of this process, seconds since the epoch")
 // clang-format on
 
-// How long answered questions took, from the request to the reply. Prometheus reads a histogram from it.
-class Latencies
-{
-  public:
-    static constexpr std::array<int64_t, 14> kBoundsUs = {500,    1000,   2500,   5000,    10000,   25000,   50000,
-                                                          100000, 250000, 500000, 1000000, 2500000, 5000000, 10000000};
-
-    void Observe(int64_t us);
-    // Of the bucket up to kBoundsUs[i]; one more for what is longer. Not cumulative.
-    int64_t Count(size_t i) const { return counts_[i].Get(); }
-    int64_t SumUs() const { return sumUs_.Get(); }
-
-  private:
-    std::array<Figure, kBoundsUs.size() + 1> counts_;
-    Figure sumUs_;
-};
-
 struct Counters {
 #define GATEWAY_MEMBER(member, kind, metric, label, value, help) Figure member;
     GATEWAY_FIGURES(GATEWAY_MEMBER)
 #undef GATEWAY_MEMBER
-    Latencies questions; // plug_gateway_question_seconds
+    // plug_gateway_question_seconds: how long answered questions took, from the request to the reply.
+    prometheus::Histogram questions{{0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1, 0.25, 0.5, 1, 2.5, 5, 10}};
 };
 
 // The text format of Prometheus, version 0.0.4.

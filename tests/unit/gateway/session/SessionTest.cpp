@@ -272,9 +272,7 @@ TEST_F(SessionTest, ALoginWithItsTokenIsOnline)
     EXPECT_EQ(std::vector<std::string>{"online R1"}, world.told);
     EXPECT_EQ("2.0.0.7", session->Version());
     EXPECT_EQ(1, world.counters.sessions.Get());
-    Mac mac;
-    std::copy(std::begin(kMac), std::end(kMac), mac.begin());
-    EXPECT_EQ(mac, session->RouterMac());
+    EXPECT_EQ("02:1a:2b:00:00:01", session->MacText());
 }
 
 TEST_F(SessionTest, TheSessionIsKnownBeforeTheRouterHearsThatItIsLoggedIn)
