@@ -2,17 +2,14 @@
 
 #include <algorithm>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "gateway/directory/Csv.h"
+#include "gateway/translate/Json.h"
 #include "platform/SessionFrames.h"
 
 namespace gateway
 {
-
-static const char *const kColumns[] = {"pin", "key", "serial", "name", "notes", "locked"};
-static constexpr size_t kNeeded = 3; // of them
 
 std::string PinKey(const std::string &pin)
 {
@@ -40,77 +37,81 @@ std::string DeviceProblem(const Device &device)
     return "";
 }
 
+// In the order of a CSV file's columns.
+static Json MembersOf(const Device &device)
+{
+    return {{"pin", device.pin},   {"key", device.key},     {"serial", device.serial},
+            {"name", device.name}, {"notes", device.notes}, {"locked", device.locked}};
+}
+
+static Device FromMembers(const Json &members)
+{
+    const auto text = [&](const char *name) { return TextOf(members, name); };
+    return {text("pin"),    text("key"),
+            text("serial"), text("name"),
+            text("notes"),  members.value("locked", Json(false)) != false}; // not understood: let nobody in
+}
+
 std::string DeviceText(const Device &device)
 {
-    const nlohmann::ordered_json json = {{"key", device.key},
-                                         {"serial", device.serial},
-                                         {"name", device.name},
-                                         {"notes", device.notes},
-                                         {"locked", device.locked}};
-    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    Json members = MembersOf(device);
+    members.erase("pin");
+    return JsonText(members);
 }
 
 std::optional<Device> ReadDevice(const std::string &pin, const std::string &text)
 {
-    const auto json = nlohmann::json::parse(text, nullptr, false);
-    if (!json.is_object()) return std::nullopt;
-    const auto member = [&](const char *name) {
-        const auto found = json.find(name);
-        return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
-    };
-    Device device = {pin, member("key"), member("serial"), member("name"), member("notes"), false};
-    const auto locked = json.find("locked");
-    device.locked = locked != json.end() && *locked != false; // what is not understood lets nobody in
-    if (!DeviceProblem(device).empty()) return std::nullopt;
-    return device;
+    Json members = ReadObject(text);
+    members["pin"] = pin;
+    const Device device = FromMembers(members);
+    return DeviceProblem(device).empty() ? std::optional<Device>(device) : std::nullopt;
 }
 
 std::vector<Device> ReadDevices(const std::string &csv)
 {
     const std::vector<CsvRow> rows = ReadCsv(csv);
     if (rows.empty()) throw std::runtime_error("the file is empty");
-    std::map<std::string, size_t> columns;
-    for (size_t i = 0; i < rows[0].fields.size(); i++) {
-        const std::string &name = rows[0].fields[i];
-        if (std::find(std::begin(kColumns), std::end(kColumns), name) == std::end(kColumns))
-            throw std::runtime_error("line 1: there is no column \"" + name + "\"");
-        columns[name] = i;
-    }
-    for (size_t i = 0; i < kNeeded; i++)
-        if (columns.count(kColumns[i]) == 0)
-            throw std::runtime_error(std::string("line 1: the column \"") + kColumns[i] + "\" is missing");
+    const std::vector<std::string> &columns = rows[0].fields;
+    const Json known = MembersOf({});
+    for (const std::string &name : columns)
+        if (!known.contains(name)) throw std::runtime_error("line 1: there is no column \"" + name + "\"");
+    for (const std::string name : {"pin", "key", "serial"})
+        if (std::find(columns.begin(), columns.end(), name) == columns.end())
+            throw std::runtime_error("line 1: the column \"" + name + "\" is missing");
 
     std::vector<Device> devices;
     std::map<std::string, size_t> pins, serials; // on which line
     for (size_t i = 1; i < rows.size(); i++) {
-        const CsvRow &row = rows[i];
-        const auto bad = [&](const std::string &what) {
-            throw std::runtime_error("line " + std::to_string(row.line) + ": " + what);
+        const auto &[line, fields] = rows[i];
+        const auto need = [at = line](bool good, const std::string &problem) {
+            if (!good) throw std::runtime_error("line " + std::to_string(at) + ": " + problem);
         };
-        if (row.fields.size() != rows[0].fields.size())
-            bad(std::to_string(row.fields.size()) + " fields instead of " + std::to_string(rows[0].fields.size()));
-        const auto field = [&](const char *name) {
-            const auto column = columns.find(name);
-            return column == columns.end() ? std::string() : row.fields[column->second];
-        };
-        const std::string locked = field("locked");
-        if (!locked.empty() && locked != "yes" && locked != "no") bad("locked is yes or no");
-        Device device = {PinKey(field("pin")), field("key"),   field("serial"),
-                         field("name"),        field("notes"), locked == "yes"};
+        need(fields.size() == columns.size(),
+             std::to_string(fields.size()) + " fields instead of " + std::to_string(columns.size()));
+        Json members;
+        for (size_t column = 0; column < columns.size(); column++) members[columns[column]] = fields[column];
+        members["pin"] = PinKey(TextOf(members, "pin"));
+        const std::string locked = TextOf(members, "locked");
+        need(locked.empty() || locked == "yes" || locked == "no", "locked is yes or no");
+        members["locked"] = locked == "yes";
+        const Device device = FromMembers(members);
         const std::string problem = DeviceProblem(device);
-        if (!problem.empty()) bad(problem);
-        const auto [pin, newPin] = pins.emplace(device.pin, row.line);
-        if (!newPin) bad("the PIN stands on line " + std::to_string(pin->second) + ", too");
-        const auto [serial, newSerial] = serials.emplace(device.serial, row.line);
-        if (!newSerial) bad("the serial number stands on line " + std::to_string(serial->second) + ", too");
-        devices.push_back(std::move(device));
+        need(problem.empty(), problem);
+        const auto [pin, newPin] = pins.emplace(device.pin, line);
+        need(newPin, "the PIN stands on line " + std::to_string(pin->second) + ", too");
+        const auto [serial, newSerial] = serials.emplace(device.serial, line);
+        need(newSerial, "the serial number stands on line " + std::to_string(serial->second) + ", too");
+        devices.push_back(device);
     }
     return devices;
 }
 
 std::string DevicesText(const std::vector<Device> &devices)
 {
-    std::string text = CsvLine({std::begin(kColumns), std::end(kColumns)});
+    std::vector<std::string> columns;
+    const Json members = MembersOf({});
+    for (const auto &member : members.items()) columns.push_back(member.key());
+    std::string text = CsvLine(columns);
     for (const Device &device : devices)
         text +=
             CsvLine({device.pin, device.key, device.serial, device.name, device.notes, device.locked ? "yes" : "no"});
