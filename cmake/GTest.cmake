@@ -31,6 +31,7 @@ endif()
 # plug_discover_tests(TARGET [gtest_discover_tests's options]): one test for each of the program. An emulated program takes
 # longer to start than most tests to run, so there they run in a few processes.
 function(plug_discover_tests target)
+  plug_take_test_headers(${target})
   if(NOT CMAKE_CROSSCOMPILING)
     gtest_discover_tests(${target} DISCOVERY_TIMEOUT 120 DISCOVERY_MODE PRE_TEST ${ARGN})
     return()

@@ -1,0 +1,1 @@
+// Nothing: what counts of this program are its precompiled headers, which other tests take (CMakeLists.txt).
