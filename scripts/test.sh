@@ -17,7 +17,7 @@ test.sh - builds the project and runs its tests
       lab, wifi as above
       page      the gateway's page in a browser
       packages  Debian packages, installed and removed in a bare system (scripts/package.sh --test)
-      vm        the packaged service in a virtual machine that boots (scripts/vm.sh)
+      vm        the packaged services, agent and gateway, in a virtual machine that boots (scripts/vm.sh)
       asan      unit and end-to-end tests with AddressSanitizer and UBSan
       tsan      unit and end-to-end tests with ThreadSanitizer
       mipsel    unit tests built for the router, under emulation

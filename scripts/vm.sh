@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# vm.sh - boots a virtual machine in which the packages are installed, and tries the service there.
+# vm.sh - boots a virtual machine in which the packages are installed, and tries the services there.
 set -uo pipefail
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
 
 usage() {
     cat <<END
-vm.sh - boots a virtual machine in which the packages are installed, and tries the service there
+vm.sh - boots a virtual machine in which the packages are installed, and tries the services there
 
-  scripts/vm.sh            makes the packages and a disk, boots it, and goes through scripts/vm/service.plugsim
+  scripts/vm.sh            makes the packages and a disk, boots it, and goes through scripts/vm/service.plugsim: the
+                           agent with a platform outside, then the gateway with that agent and a NATS server inside
   scripts/vm.sh --shell    boots it for a look: the console is a shell; "poweroff" ends it
   --help                   this text
 
@@ -62,12 +63,13 @@ title "== The machine"
 (cd "$repo" && quietly "$logs/vm-configure.log" "configuring" cmake --preset release &&
     quietly "$logs/vm-build.log" "building" cmake --build build/release -j "$(nproc)" --target plug plug_next plugsim) || exit 3
 mapfile -t depends < <(depends_of "$packages"/*.deb)
-bare_root vm-root "${depends[@]}" systemd systemd-sysv linux-image-amd64 initramfs-tools iproute2 &&
+bare_root vm-root "${depends[@]}" systemd systemd-sysv linux-image-amd64 initramfs-tools iproute2 \
+    nats-server &&
     fresh_root vm-root || exit 3
 mv "$root"/boot/vmlinuz-* "$repo/build/vm-kernel" && mv "$root"/boot/initrd.img-* "$repo/build/vm-initrd" || exit 3
 
 mkdir "$root/packages"
-cp "$packages"/plug_*.deb "$packages"/plug-router-sim_*.deb "$root/packages"
+cp "$packages"/plug_*.deb "$packages"/plug-router-sim_*.deb "$packages"/plug-gateway_*.deb "$root/packages"
 cp "$packages"/plug-router-linux_*.deb "$root/srv"
 cat >"$root/etc/plug.conf" <<END
 [Dev]
@@ -83,6 +85,15 @@ cat >"$root/etc/plug/router.conf" <<END
 [wan]
 masquerade = yes
 END
+# The gateway's NATS keeps what it gets.
+echo 'jetstream { store_dir: /var/lib/nats }' >>"$root/etc/nats-server.conf"
+mkdir "$root/etc/plug-gateway"
+cat >"$root/etc/plug-gateway/gateway.conf" <<END
+[run]
+announce="10.9.0.15:6040"
+drain-seconds=5
+END
+chmod 600 "$root/etc/plug-gateway/gateway.conf"
 cat >"$root/etc/systemd/network/lan.network" <<END
 [Match]
 Name=eth0
@@ -100,6 +111,13 @@ while read -r line; do
     echo "vm: status $?"
 done
 END
+cat >"$root/usr/local/sbin/page-summary" <<'END'
+#!/bin/bash
+exec 3<>/dev/tcp/127.0.0.1/9470
+printf 'GET /api/summary HTTP/1.0\r\nAuthorization: Bearer %s\r\n\r\n' "$(cat /etc/plug-gateway/web-token)" >&3
+cat <&3
+END
+chmod 755 "$root/usr/local/sbin/page-summary"
 cat >"$root/etc/systemd/system/console.service" <<END
 [Unit]
 After=multi-user.target
@@ -114,7 +132,7 @@ WantedBy=multi-user.target
 END
 quietly "$logs/vm-install.log" "installing the packages" chroot "$root" sh -c '
     printf "#!/bin/sh\nexit 101\n" >/usr/sbin/policy-rc.d && chmod 755 /usr/sbin/policy-rc.d &&
-    dpkg -i /packages/*.deb && rm -r /usr/sbin/policy-rc.d /packages &&
+    install -d -o nats -g nats /var/lib/nats && dpkg -i /packages/*.deb && rm -r /usr/sbin/policy-rc.d /packages &&
     systemctl enable systemd-networkd systemd-networkd-wait-online && systemctl mask serial-getty@ttyS0 &&
     { [ "$0" = --shell ] || systemctl enable console; } && passwd -d root' "${1:-}" || exit 3
 [ "${1:-}" != --shell ] || rm "$root/etc/systemd/system/serial-getty@ttyS0.service"
@@ -124,7 +142,7 @@ rm -rf "$root"
 case ${1:-} in
 --shell) exec unshare --net bash "$0" --boot ;;
 esac
-title "== The service in it"
+title "== The services in it"
 start=$(now_us)
 unshare --net --pid --fork --kill-child bash "$0" --inside
 status=$?
