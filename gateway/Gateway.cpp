@@ -214,7 +214,10 @@ OnlineRouter Gateway::Describe(const std::string &serial, const Elsewhere &seen)
 {
     OnlineRouter router;
     router.serial = serial;
-    if (const auto device = directory_.FindSerial(serial)) router.name = device->name;
+    if (const auto device = directory_.FindSerial(serial)) {
+        router.name = device->name;
+        router.model = device->model;
+    }
     router.version = seen.version;
     router.mac = seen.mac;
     router.address = seen.address;
@@ -234,14 +237,10 @@ std::vector<OnlineRouter> Gateway::Online()
 
 std::optional<OnlineRouter> Gateway::Router(const std::string &serial)
 {
-    const auto device = directory_.FindSerial(serial);
+    if (!directory_.FindSerial(serial)) return std::nullopt;
     const auto seen = presence_.Find(serial);
-    if (!device) return std::nullopt;
-    if (seen && instances_.Alive(seen->gateway, Clock::now())) return Describe(serial, *seen);
-    OnlineRouter router;
-    router.serial = serial;
-    router.name = device->name;
-    return router;
+    const bool online = seen && instances_.Alive(seen->gateway, Clock::now());
+    return Describe(serial, online ? *seen : Elsewhere());
 }
 
 Json Gateway::Request(const std::string &subject, const Json &data, int milliseconds)

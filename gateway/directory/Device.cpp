@@ -40,16 +40,15 @@ std::string DeviceProblem(const Device &device)
 // In the order of a CSV file's columns.
 static Json MembersOf(const Device &device)
 {
-    return {{"pin", device.pin},   {"key", device.key},     {"serial", device.serial},
-            {"name", device.name}, {"notes", device.notes}, {"locked", device.locked}};
+    return {{"pin", device.pin},     {"key", device.key},     {"serial", device.serial}, {"name", device.name},
+            {"notes", device.notes}, {"model", device.model}, {"locked", device.locked}};
 }
 
 static Device FromMembers(const Json &members)
 {
     const auto text = [&](const char *name) { return TextOf(members, name); };
-    return {text("pin"),    text("key"),
-            text("serial"), text("name"),
-            text("notes"),  members.value("locked", Json(false)) != false}; // not understood: let nobody in
+    const bool locked = members.value("locked", Json(false)) != false; // what is not understood lets nobody in
+    return {text("pin"), text("key"), text("serial"), text("name"), text("notes"), text("model"), locked};
 }
 
 std::string DeviceText(const Device &device)
@@ -113,8 +112,8 @@ std::string DevicesText(const std::vector<Device> &devices)
     for (const auto &member : members.items()) columns.push_back(member.key());
     std::string text = CsvLine(columns);
     for (const Device &device : devices)
-        text +=
-            CsvLine({device.pin, device.key, device.serial, device.name, device.notes, device.locked ? "yes" : "no"});
+        text += CsvLine({device.pin, device.key, device.serial, device.name, device.notes, device.model,
+                         device.locked ? "yes" : "no"});
     return text;
 }
 

@@ -14,6 +14,7 @@ struct Device {
     std::string key;    // of which the first 16 characters encrypt
     std::string serial; // a token of its subjects
     std::string name, notes;
+    std::string model;   // of the router: it tells that only when it is asked
     bool locked = false; // refused until it is unlocked
 };
 
@@ -32,7 +33,7 @@ std::string DeviceText(const Device &device);
 std::optional<Device> ReadDevice(const std::string &pin, const std::string &text);
 
 // CSV as RFC 4180 has it. The first line names the columns, in any order: pin, key, serial, and if wanted name, notes,
-// locked (yes or no). Throws std::runtime_error that names the line.
+// model, locked (yes or no). Throws std::runtime_error that names the line.
 std::vector<Device> ReadDevices(const std::string &csv);
 std::string DevicesText(const std::vector<Device> &devices);
 

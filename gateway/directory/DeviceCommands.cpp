@@ -124,8 +124,8 @@ std::string DeviceLine(const Device &device)
 std::string DeviceSheet(const Device &device, bool withKey)
 {
     return "serial  " + device.serial + "\npin     " + device.pin + "\nkey     " + (withKey ? device.key : "(hidden)") +
-           "\nname    " + device.name + "\nnotes   " + device.notes + "\nlocked  " + (device.locked ? "yes" : "no") +
-           "\n";
+           "\nname    " + device.name + "\nnotes   " + device.notes + "\nmodel   " + device.model + "\nlocked  " +
+           (device.locked ? "yes" : "no") + "\n";
 }
 } // namespace
 
@@ -146,6 +146,7 @@ void AddDeviceCommands(CLI::App *app, const BusOptions &bus)
     add->add_option("--key", words->device.key, "its KEY; - reads a line of the standard input")->required();
     add->add_option("--name", words->device.name, "for people");
     add->add_option("--notes", words->device.notes, "for people, too");
+    add->add_option("--model", words->device.model, "of the router");
     add->add_flag("--locked", words->device.locked, "refuse it for now");
     add->callback([=] {
         if (words->device.key == "-") std::getline(std::cin, words->device.key);
@@ -171,7 +172,9 @@ void AddDeviceCommands(CLI::App *app, const BusOptions &bus)
     });
 
     CLI::App *const import = device->add_subcommand("import", "put all devices of a CSV file into the directory");
-    import->add_option("FILE", words->file, "with the columns pin, key, serial, name, notes, locked; - for the input")
+    import
+        ->add_option("FILE", words->file,
+                     "with the columns pin, key, serial, name, notes, model, locked; - for the input")
         ->required();
     import->callback([=] {
         const std::vector<Device> devices = ReadFile(words->file);

@@ -22,7 +22,7 @@ struct Health {
 struct OnlineRouter {
     std::string serial;
     std::string name;    // from the directory
-    std::string model;   // of the router
+    std::string model;   // from the directory, too
     std::string version; // of its agent
     std::string mac;
     std::string address; // its IPv4 address and port

@@ -327,7 +327,7 @@ std::string Fetch(const std::string &path, const std::vector<std::string> &more 
 
 TEST_F(GatewayTest, ItsWebServerTellsFiguresRoutersAndReportsAndPutsQuestions)
 {
-    AddDevices(2);
+    AddDevice(FactsOf(0), {"--model", "AX-1"});
     WriteFile("/tmp/web-token", "web-token\n");
     GatewayProgram gateway(nats_, {0, {"--web", ":9470", "--web-token-file", "/tmp/web-token", "--allow-ask"}});
     GatewayRouter router(FactsOf(0));
@@ -344,7 +344,9 @@ TEST_F(GatewayTest, ItsWebServerTellsFiguresRoutersAndReportsAndPutsQuestions)
     const std::vector<std::string> token = {"-H", "Authorization: Bearer web-token"};
     EXPECT_NE(std::string::npos, Fetch("/api/routers").find("forbidden"));
     EXPECT_TRUE(Within([&] { return Fetch("/api/routers", token).find("\"R0\"") != std::string::npos; }));
+    EXPECT_NE(std::string::npos, Fetch("/api/summary", token).find(R"("models":[{"value":"AX-1","count":1}])"));
     const std::string one = Fetch("/api/routers/R0", token);
+    EXPECT_NE(std::string::npos, one.find(R"("model":"AX-1")")) << one;
     EXPECT_NE(std::string::npos, one.find("021A2B000001")) << one;
     const std::string answer =
         Fetch("/api/ask", {"-H", "Authorization: Bearer web-token", "-H", "Content-Type: application/json", "-d",

@@ -10,13 +10,13 @@ namespace
 {
 Device Sample()
 {
-    return {"123456789012", "0123456789abcdef", "R-1_a", "kitchen, left", "say \"x\"", false};
+    return {"123456789012", "0123456789abcdef", "R-1_a", "kitchen, left", "say \"x\"", "AX-1", false};
 }
 
 bool operator==(const Device &one, const Device &other)
 {
     return one.pin == other.pin && one.key == other.key && one.serial == other.serial && one.name == other.name &&
-           one.notes == other.notes && one.locked == other.locked;
+           one.notes == other.notes && one.model == other.model && one.locked == other.locked;
 }
 
 std::string ImportError(const std::string &csv)
@@ -86,7 +86,7 @@ TEST(Device, WhatIsNotUnderstoodAsUnlockedIsLocked)
 
 TEST(Device, AnExportIsImportedAgain)
 {
-    std::vector<Device> devices = {Sample(), {"2", "key", "R2", "", "two\nlines", true}};
+    std::vector<Device> devices = {Sample(), {"2", "key", "R2", "", "two\nlines", "", true}};
     const std::vector<Device> again = ReadDevices(DevicesText(devices));
     ASSERT_EQ(2u, again.size());
     EXPECT_TRUE(devices[0] == again[0]);
@@ -140,8 +140,8 @@ TEST(Directory, AChangedDeviceIsFoundByItsNewSerialNumberOnly)
 TEST(Directory, ASerialNumberThatHasMovedStaysWithItsNewPin)
 {
     Directory directory;
-    directory.Take(Entry({"1", "k", "R1", "", "", false}));
-    directory.Take(Entry({"2", "k", "R1", "", "", false}));
+    directory.Take(Entry({"1", "k", "R1", "", "", "", false}));
+    directory.Take(Entry({"2", "k", "R1", "", "", "", false}));
     directory.Take({"1", std::nullopt, 0});
     EXPECT_EQ("2", directory.FindSerial("R1")->pin);
 }

@@ -16,7 +16,7 @@ struct FakeWorld : World {
     SessionSettings settings;
     Counters counters;
     int64_t wall = 1700000000;
-    std::optional<Device> device = Device{kPin, kKey, kSerial, "", "", false};
+    std::optional<Device> device = Device{kPin, kKey, kSerial, "", "", "", false};
     bool mayRegister = true;
     std::vector<std::string> told; // "online", "offline router", ...
     struct Stored {
