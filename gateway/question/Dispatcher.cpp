@@ -8,7 +8,8 @@ namespace gateway
 namespace
 {
 constexpr char kGroup[] = "plug_gateway"; // of all gateways
-constexpr size_t kMostRunning = 4;        // questions to all
+constexpr char kUndelivered[] = "undelivered";
+constexpr size_t kMostRunning = 4; // questions to all
 constexpr std::chrono::milliseconds kStep{20};
 
 // "plug.r1.ask.ping" in its parts.
@@ -20,6 +21,18 @@ std::vector<std::string> Tokens(const std::string &subject)
         tokens.push_back(subject.substr(at, dot - at));
     tokens.push_back(subject.substr(at));
     return tokens;
+}
+
+// "plug_gateway.ID.undelivered._INBOX.1" without what stands before the asker's own subject.
+std::string AskerOf(const std::string &reply)
+{
+    const size_t at = reply.find(kUndelivered);
+    return at == std::string::npos ? reply : reply.substr(at + sizeof kUndelivered);
+}
+
+Fault NotOnline()
+{
+    return {"offline", "the router is not online"};
 }
 
 // A question that can be put. Throws a Fault when it cannot.
@@ -56,7 +69,7 @@ Dispatcher::Dispatcher(asio::io_context &context, Services &services, double all
                 (this->*take)(message);
             } catch (const Fault &fault) {
                 (fault.code == "offline" ? services_.count.askedOffline : services_.count.askedWrong).Add();
-                Reply(message.reply, FaultJson(fault));
+                Reply(AskerOf(message.reply), FaultJson(fault));
             }
         };
         subscriptions_.push_back(services_.bus.Subscribe(subject, group, context_, handler));
@@ -85,21 +98,30 @@ void Dispatcher::Arrived(const Message &message)
     if (services_.presence.FindHere(serial) || !there || there->gateway == services_.gateway ||
         !services_.instances.Alive(there->gateway, Clock::now()))
         return Here(plugin, serial, name, message);
+    // The answer goes past this gateway. But a server that finds nobody there says so to who has sent the question, at the
+    // subject of the answer: that is here, therefore, and has the asker's own at its end.
+    const std::string reply =
+        message.reply.empty() ? "" : "plug_gateway." + services_.gateway + "." + kUndelivered + "." + message.reply;
     services_.bus.Publish("plug_gateway." + there->gateway + "." + kind + "." + serial + "." + name, message.data,
-                          message.reply);
+                          reply);
 }
 
 void Dispatcher::PassedOn(const Message &message)
 {
     const std::vector<std::string> tokens = Tokens(message.subject);
     if (tokens.size() == 4 && tokens[2] == "all") return AskAll(tokens[3], message);
-    if (tokens.size() == 5) Here(tokens[2] == "command", tokens[3], tokens[4], message);
+    if (tokens.size() > 3 && tokens[2] == kUndelivered) {
+        services_.count.askedOffline.Add();
+        return Reply(AskerOf(message.subject), FaultJson(NotOnline()));
+    }
+    if (tokens.size() == 5)
+        Here(tokens[2] == "command", tokens[3], tokens[4], {"", AskerOf(message.reply), message.data});
 }
 
 void Dispatcher::Here(bool plugin, const std::string &serial, const std::string &name, const Message &message)
 {
     const std::optional<gateway::Here> here = services_.presence.FindHere(serial);
-    if (!here) throw Fault("offline", "the router is not online");
+    if (!here) throw NotOnline();
     Asked asked = MakeAsked(plugin, name, message.data);
     asked.answer = [this, reply = message.reply](const Json &answer) { Reply(reply, answer); };
     here->shard->Ask(here->session, std::move(asked));

@@ -134,4 +134,27 @@ TEST_F(GatewayTest, WhatAHundredRoutersWereAcknowledgedIsInTheStreamOnceAfterSer
     EXPECT_LE(unanswered, kRouters * kAtOnce);
     EXPECT_EQ(kAll, acknowledged() + unanswered);
 }
+
+// Long before the others miss it.
+TEST_F(GatewayTest, AQuestionToARouterWhoseGatewayHasJustDiedIsRefusedAtOnce)
+{
+    AddDevices(1);
+    GatewayProgram first(nats_, {0});
+    auto second = std::make_unique<GatewayProgram>(nats_, GatewayOptions{1});
+    GatewayRouter router(FactsOf(0));
+    ASSERT_TRUE(router.Register() && router.Login(second->LoginAt()));
+    router.Serve();
+    const auto ask = [&](const char *what) { return bus_->Request(std::string("plug.R0.") + what, "", 3000); };
+    // Both know where it is: either answers.
+    ASSERT_TRUE(Within([&] {
+        int good = 0;
+        for (int i = 0; i < 20; i++) good += ask("ask.led").value_or("").find("\"ok\":true") != std::string::npos;
+        return good == 20;
+    }));
+    second->Program().Signal(SIGKILL);
+    EXPECT_EQ(128 + SIGKILL, second->Program().WaitExit(kPatience).value_or(-1));
+    for (const char *what : {"ask.led", "command.online"})
+        EXPECT_EQ(R"({"ok":false,"error":{"code":"offline","sentence":"the router is not online"}})",
+                  ask(what).value_or("nothing"));
+}
 } // namespace
