@@ -68,10 +68,10 @@ class GatewayTest : public testing::Test
 
     NatsServer nats_;
     std::unique_ptr<gateway::Bus> bus_;
+    std::unique_ptr<gateway::Subscription> all_; // without it, it hears no more
 
   private:
     std::mutex lock_; // guards what follows
     std::vector<gateway::Message> heard_;
     Context context_;
-    std::unique_ptr<gateway::Subscription> all_;
 };

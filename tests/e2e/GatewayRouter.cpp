@@ -167,8 +167,14 @@ void GatewayRouter::Answer(const ParsedFrame &frame)
         Send(MSG_ACK, FLAG_ACK, {0, 0}, InnerRecordBytes(frame.dataType, {}, ToBytes("{\"result\":0}")));
     } else if (frame.header.msgType == MSG_FUNCTION_COMMAND && frame.payload.size() >= 4) {
         asked_++;
-        Bytes reply(frame.payload.begin(), frame.payload.begin() + 4);
-        Append(&reply, {0, 0});
-        Send(MSG_ACK_MAC, FLAG_ACK, {0, 0}, InnerRecordBytes(frame.dataType, facts_.mac, reply));
+        Reply(frame, {});
     }
+}
+
+void GatewayRouter::Reply(const ParsedFrame &question, const Bytes &data)
+{
+    Bytes reply(question.payload.begin(), question.payload.begin() + 4); // tag and function
+    Append(&reply, {0, 0});
+    Append(&reply, data);
+    Send(MSG_ACK_MAC, FLAG_ACK, {0, 0}, InnerRecordBytes(question.dataType, facts_.mac, reply));
 }

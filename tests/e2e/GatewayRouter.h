@@ -43,6 +43,8 @@ class GatewayRouter
 
     // Answers one frame as Serve() does.
     void Answer(const protocol::ParsedFrame &frame);
+    // Answers a function with status 0 and this data.
+    void Reply(const protocol::ParsedFrame &question, const protocol::Bytes &data);
 
     void SendReport(const std::string &text, uint8_t dataType = 13); // MsgType 17
     void SendBytes(const protocol::Bytes &bytes);
