@@ -142,8 +142,12 @@ void Gateway::ReadBuckets()
         }));
     };
     watch(kDevicesBucket, [this](const Change &change) {
+        const std::optional<Device> before = directory_.FindPin(change.key);
         directory_.Take(change);
         count_.devices.Set(static_cast<int64_t>(directory_.Size()));
+        const std::string barred = before ? WhyBarred(directory_.FindSerial(before->serial)) : "";
+        const std::optional<Here> here = barred.empty() ? std::nullopt : presence_.FindHere(before->serial);
+        if (here) here->shard->Close(here->session, barred);
     });
     watch(kGatewaysBucket, [this](const Change &change) { instances_.Take(change, Clock::now()); });
     watch(kSessionsBucket, [this](const Change &change) { presence_.Take(change); });

@@ -37,6 +37,12 @@ std::string DeviceProblem(const Device &device)
     return "";
 }
 
+std::string WhyBarred(const std::optional<Device> &device)
+{
+    if (!device) return "removed";
+    return device->locked ? "locked" : "";
+}
+
 // In the order of a CSV file's columns.
 static Json MembersOf(const Device &device)
 {

@@ -28,6 +28,9 @@ std::string PinForLog(const std::string &pin);
 // they have letters, digits, `-` and `_` only.
 std::string DeviceProblem(const Device &device);
 
+// Why a device may have no session (any more), which is the cause of its end: "removed", "locked". Empty while it may.
+std::string WhyBarred(const std::optional<Device> &device);
+
 // The entry of a bucket; the PIN is its key.
 std::string DeviceText(const Device &device);
 std::optional<Device> ReadDevice(const std::string &pin, const std::string &text);

@@ -177,6 +177,9 @@ void Session::Login(const Bytes &raw, Clock::time_point now)
     Bytes record(kLoginAckSize);
     record.resize(LoginAckWrite(static_cast<int16_t>(settings_.interval), record.data(), record.size()));
     world_.Online(*this); // first: whoever sees the router logged in can ask it
+    // Who has locked or removed the device meanwhile has not found this session.
+    const std::string barred = WhyBarred(world_.FindPin(pin));
+    if (!barred.empty()) return outlet_.End(barred);
     SendFrame(MSG_SESSION_ACK, {}, record);
 }
 
@@ -328,6 +331,8 @@ void Session::Ended(const std::string &cause)
                      : cause == "bad_frame" ? count_.endedBad
                      : cause == "replaced"  ? count_.endedReplaced
                      : cause == "drain"     ? count_.endedDrain
+                     : cause == "locked"    ? count_.endedLocked
+                     : cause == "removed"   ? count_.endedRemoved
                                             : count_.endedByRouter;
     figure.Add();
     for (const Asked &asked : questions_.Close()) {

@@ -107,6 +107,30 @@ TEST_F(GatewayTest, UnknownAndLockedDevicesAreRefusedUntilTheyAreUnlocked)
     gateway.WaitLog("another serial number");
 }
 
+TEST_F(GatewayTest, LockingOrRemovingADeviceEndsItsSessionAtWhicheverGateway)
+{
+    AddDevices(3);
+    GatewayProgram first(nats_, {0}), second(nats_, {1});
+    GatewayRouter locked(FactsOf(0)), removed(FactsOf(1)), other(FactsOf(2));
+    ASSERT_TRUE(locked.Register() && locked.Login(first.LoginAt()));
+    ASSERT_TRUE(removed.Register() && removed.Login(second.LoginAt()));
+    ASSERT_TRUE(other.Register() && other.Login(second.LoginAt()));
+    AddDevice(FactsOf(0), {"--locked"});
+    RunGatewayTool(nats_, {"device", "remove", "R1"});
+    Json offline = WaitHeard("plug.R0.session", "\"offline\"");
+    EXPECT_EQ("locked", offline["cause"]);
+    EXPECT_EQ(first.Id(), offline["gateway"]);
+    offline = WaitHeard("plug.R1.session", "\"offline\"");
+    EXPECT_EQ("removed", offline["cause"]);
+    EXPECT_EQ(second.Id(), offline["gateway"]);
+    EXPECT_TRUE(locked.IsClosed());
+    EXPECT_TRUE(removed.IsClosed());
+    EXPECT_FALSE(locked.Login(first.LoginAt())); // its token is still good
+    AddDevice(FactsOf(2), {"--name", "a change that bars nobody"});
+    EXPECT_TRUE(other.Heartbeat());
+    EXPECT_EQ(0u, CountHeard("plug.R2.session", "\"offline\""));
+}
+
 TEST_F(GatewayTest, AQuestionFindsItsRouterAtAnyGatewayAndIsAnsweredOnce)
 {
     AddDevices(2);

@@ -84,6 +84,15 @@ TEST(Device, WhatIsNotUnderstoodAsUnlockedIsLocked)
     EXPECT_TRUE(ReadDevice("1", R"({"key":"k","serial":"a","locked":"no"})")->locked);
 }
 
+TEST(Device, MayHaveASessionUnlessItIsLockedOrRemoved)
+{
+    Device device = Sample();
+    EXPECT_EQ("", WhyBarred(device));
+    device.locked = true;
+    EXPECT_EQ("locked", WhyBarred(device));
+    EXPECT_EQ("removed", WhyBarred(std::nullopt));
+}
+
 TEST(Device, AnExportIsImportedAgain)
 {
     std::vector<Device> devices = {Sample(), {"2", "key", "R2", "", "two\nlines", "", true}};

@@ -25,6 +25,7 @@ struct FakeWorld : World {
         Report report;
     };
     std::vector<Stored> stored;
+    std::function<void()> duringLogin = [] {};
     struct FakeOutlet *outlet = nullptr;
     size_t sentBeforeOnline = 0;
 
@@ -79,6 +80,7 @@ void FakeWorld::Online(const Session &session)
 {
     told.push_back("online " + session.Serial());
     sentBeforeOnline = outlet->frames.size();
+    duringLogin();
 }
 
 struct SessionTest : testing::Test {
@@ -281,6 +283,25 @@ TEST_F(SessionTest, TheSessionIsKnownBeforeTheRouterHearsThatItIsLoggedIn)
     Login(Token());
     EXPECT_EQ(0u, world.sentBeforeOnline);
     EXPECT_EQ(1u, outlet.frames.size());
+}
+
+// Until it is known to be online, whoever changes the directory does not find it.
+TEST_F(SessionTest, ADeviceThatIsLockedOrRemovedDuringItsLoginIsNotOnline)
+{
+    world.duringLogin = [this] { world.device->locked = true; };
+    Open(Session::Role::Login);
+    Login(Token());
+    EXPECT_EQ("locked", outlet.ended);
+    EXPECT_TRUE(outlet.frames.empty());
+    world.device->locked = false;
+    world.duringLogin = [this] { world.device.reset(); };
+    Open(Session::Role::Login);
+    Login(Token());
+    EXPECT_EQ("removed", outlet.ended);
+    EXPECT_EQ((std::vector<std::string>{"online R1", "offline locked", "online R1", "offline removed"}), world.told);
+    EXPECT_EQ(1, world.counters.endedLocked.Get());
+    EXPECT_EQ(1, world.counters.endedRemoved.Get());
+    EXPECT_EQ(0, world.counters.sessions.Get());
 }
 
 TEST_F(SessionTest, ALoginIsRefusedWithoutARightTokenOrKey)
