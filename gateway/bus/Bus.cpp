@@ -17,6 +17,7 @@ namespace
 {
 constexpr int64_t kConnectMs = 5000, kReconnectWaitMs = 250, kReconnectJitterMs = 250, kWriteDeadlineMs = 2000;
 constexpr int kReconnectBuffer = 8 * 1024 * 1024;
+constexpr std::chrono::seconds kPatience{20};
 
 // Shared with the library, which calls back for a while after a subscription has ended.
 struct Target {
@@ -65,9 +66,9 @@ Options MakeOptions(const BusOptions &options)
 }
 
 // Servers that elect their leaders just now refuse at first.
-void Patiently(int seconds, const std::string &what, const std::function<natsStatus()> &attempt)
+void Patiently(const std::string &what, const std::function<natsStatus()> &attempt)
 {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    const auto limit = std::chrono::steady_clock::now() + kPatience;
     for (;;) {
         const natsStatus status = attempt();
         if (status == NATS_OK) return;
@@ -159,27 +160,25 @@ std::string Bus::NewInbox() const
     return text;
 }
 
-void Bus::EnsureStream(const std::string &name, const std::vector<std::string> &subjects, int64_t maxAgeSeconds,
-                       int seconds)
+void Bus::EnsureStream(const std::string &name, const std::string &subjects, int64_t maxAgeSeconds)
 {
-    std::vector<const char *> names;
-    for (const std::string &subject : subjects) names.push_back(subject.c_str());
+    const char *list[] = {subjects.c_str()};
     jsStreamConfig config;
     jsStreamConfig_Init(&config);
     config.Name = name.c_str();
-    config.Subjects = names.data();
-    config.SubjectsLen = static_cast<int>(names.size());
+    config.Subjects = list;
+    config.SubjectsLen = 1;
     config.Storage = js_FileStorage;
     config.Replicas = replicas_;
     config.MaxAge = maxAgeSeconds * 1000000000;
     config.AllowDirect = true;
-    Patiently(seconds, "stream " + name, [&] {
+    Patiently("stream " + name, [&] {
         if (js_GetStreamInfo(nullptr, jetStream_.get(), name.c_str(), nullptr, nullptr) == NATS_OK) return NATS_OK;
         return js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr);
     });
 }
 
-void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds, int seconds)
+void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds)
 {
     kvConfig config;
     kvConfig_Init(&config);
@@ -187,7 +186,7 @@ void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds, int secon
     config.History = 1;
     config.Replicas = replicas_;
     config.TTL = expirySeconds * 1000000000;
-    Patiently(seconds, "bucket " + name, [&] {
+    Patiently("bucket " + name, [&] {
         kvStore *store = nullptr;
         natsStatus status = js_KeyValue(&store, jetStream_.get(), name.c_str());
         if (status != NATS_OK) status = js_CreateKeyValue(&store, jetStream_.get(), &config);

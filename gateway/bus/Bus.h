@@ -83,11 +83,10 @@ class Bus
     // A subject for answers that nobody else has.
     std::string NewInbox() const;
 
-    // Makes what is missing; what is there stays as its operator has set it. They wait up to `seconds` for servers that
-    // have only just started, then throw BusError.
-    void EnsureStream(const std::string &name, const std::vector<std::string> &subjects, int64_t maxAgeSeconds,
-                      int seconds = 20);
-    void EnsureBucket(const std::string &name, int64_t expirySeconds, int seconds = 20);
+    // Makes what is missing; what is there stays as its operator has set it. They wait 20 seconds for servers that have
+    // only just started, then throw BusError.
+    void EnsureStream(const std::string &name, const std::string &subjects, int64_t maxAgeSeconds);
+    void EnsureBucket(const std::string &name, int64_t expirySeconds);
 
     bool Connected() const;
     // How often the connection was made again.

@@ -22,12 +22,6 @@ void Connection::Start()
     WaitReadable();
 }
 
-protocol::Address Connection::Local() const
-{
-    asio::error_code error;
-    return ToAddress(socket_.local_endpoint(error));
-}
-
 void Connection::WaitReadable()
 {
     socket_.async_wait(asio::ip::tcp::socket::wait_read, [self = shared_from_this()](const asio::error_code &error) {

@@ -22,8 +22,6 @@ class Connection : public Outlet, public std::enable_shared_from_this<Connection
     void Send(const protocol::Bytes &bytes) override;
     void End(const std::string &cause) override;
     Session &Conversation() { return session_; }
-    // Where the router has reached this machine.
-    protocol::Address Local() const;
 
   private:
     void WaitReadable();

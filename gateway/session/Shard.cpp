@@ -187,12 +187,15 @@ void Shard::Registered(const std::string &serial, const protocol::Address &peer)
     if (host(known->address) == host(address)) return;
     services_.count.registeredAgain.Add();
     spdlog::warn("registered elsewhere: serial={} address={} online_from={}", serial, address, known->address);
-    services_.bus.Publish("plug." + serial + ".session", JsonText({{"serial", serial},
-                                                                   {"event", "registered-elsewhere"},
-                                                                   {"address", address},
-                                                                   {"online", known->address},
-                                                                   {"gateway", services_.gateway},
-                                                                   {"time", WallSeconds()}}));
+    Tell(serial, {{"event", "registered-elsewhere"}, {"address", address}, {"online", known->address}});
+}
+
+void Shard::Tell(const std::string &serial, const Json &event)
+{
+    Json json = {{"serial", serial}};
+    json.update(event);
+    json.update({{"gateway", services_.gateway}, {"time", WallSeconds()}});
+    services_.bus.Publish("plug." + serial + ".session", JsonText(json));
 }
 
 void Shard::Tell(const Session &session, const char *event, const std::string &cause)
@@ -200,14 +203,10 @@ void Shard::Tell(const Session &session, const char *event, const std::string &c
     const std::string address = AddressText(session.Peer());
     spdlog::info("{}: serial={} address={} version={} cause={}", event, session.Serial(), address, session.Version(),
                  cause.empty() ? "-" : cause);
-    Json json = {{"serial", session.Serial()}, {"event", event}};
+    Json json = {{"event", event}};
     if (!cause.empty()) json["cause"] = cause;
-    json.update({{"version", session.Version()},
-                 {"address", address},
-                 {"mac", session.MacText()},
-                 {"gateway", services_.gateway},
-                 {"time", WallSeconds()}});
-    services_.bus.Publish("plug." + session.Serial() + ".session", JsonText(json));
+    json.update({{"version", session.Version()}, {"address", address}, {"mac", session.MacText()}});
+    Tell(session.Serial(), json);
 }
 
 void Shard::Online(const Session &session)

@@ -77,6 +77,7 @@ class Shard : public World
     };
     void Accept(Server &server);
     void Tick();
+    void Tell(const std::string &serial, const Json &event);
     void Tell(const Session &session, const char *event, const std::string &cause);
 
     Services &services_;

@@ -3,7 +3,6 @@
 #include "gateway/translate/Parameters.h"
 #include "protocol/FieldValues.h"
 #include "protocol/FunctionParameters.h"
-#include "protocol/UploadDecoders.h"
 
 namespace gateway
 {
@@ -107,17 +106,6 @@ Json CommandsJson()
     for (const protocol::PluginCommand &command : protocol::kPluginCommands)
         if (!command.function) commands.push_back(CommandJson(command));
     return commands;
-}
-
-Json ReportsJson()
-{
-    Json reports = Json::array();
-    for (const protocol::Upload &upload : protocol::kUploads)
-        reports.push_back({{"name", upload.name},
-                           {"msgtype", upload.withMac ? 19 : 17},
-                           {"datatype", upload.dataType},
-                           {"summary", upload.summary}});
-    return reports;
 }
 
 } // namespace gateway

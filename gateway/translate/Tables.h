@@ -1,4 +1,4 @@
-// Tables.h - the tables of functions, commands and reports as JSON: for the form on the page and for the documents.
+// Tables.h - the tables of functions and commands as JSON: for the form on the page and for the documents.
 // State: none. Threads: any.
 #pragma once
 
@@ -14,8 +14,5 @@ Json FunctionsJson();
 
 // The same of plugin commands, with "command" in place of "number".
 Json CommandsJson();
-
-// [{"name":"device-list","msgtype":19,"datatype":63,"summary":TEXT},...]
-Json ReportsJson();
 
 } // namespace gateway

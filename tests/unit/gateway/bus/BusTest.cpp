@@ -129,7 +129,7 @@ TEST_F(BusTest, AnEndedSubscriptionGetsNothing)
 
 TEST_F(BusTest, WhatIsStoredTwiceWithOneIdentificationIsInTheStreamOnce)
 {
-    bus.EnsureStream("S", {"s.>"}, 3600);
+    bus.EnsureStream("S", "s.>", 3600);
     Stored stored(bus, {});
     std::atomic<int> first{Waiting}, second{Waiting}, third{Waiting};
     stored.Publish("s.1", "a", "id-1", context.io, Into(&first));
@@ -158,7 +158,7 @@ TEST_F(BusTest, WhatNoStreamTakesIsNotStored)
 
 TEST_F(BusTest, BeyondItsRoomNothingIsStored)
 {
-    bus.EnsureStream("S", {"s.>"}, 3600);
+    bus.EnsureStream("S", "s.>", 3600);
     StoredLimits limits;
     limits.outstanding = 1;
     Stored stored(bus, limits);
@@ -173,7 +173,7 @@ TEST_F(BusTest, BeyondItsRoomNothingIsStored)
 
 TEST_F(BusTest, WhatIsUnderWayWhenTheServerDiesIsStoredOnceAfterItsReturn)
 {
-    bus.EnsureStream("S", {"s.>"}, 3600);
+    bus.EnsureStream("S", "s.>", 3600);
     StoredLimits limits;
     limits.retry = std::chrono::milliseconds(200);
     limits.giveUp = std::chrono::seconds(30);
