@@ -11,7 +11,7 @@ namespace gateway
 namespace
 {
 constexpr char kReportStream[] = "PLUG_REPORTS";
-constexpr std::chrono::seconds kPatience{30}, kLastWords{5};
+constexpr std::chrono::seconds kPatience{30}, kLastWords{5}, kLongestAsking{3}, kAnswersAge{5};
 constexpr std::chrono::milliseconds kLook{100};
 
 std::string RandomHex(size_t bytes)
@@ -64,7 +64,7 @@ Gateway::Gateway(const RunOptions &options, const BusOptions &bus)
 {
     for (const char *bucket : {kDevicesBucket, kSessionsBucket}) bus_.EnsureBucket(bucket, 0);
     bus_.EnsureBucket(kGatewaysBucket, kDeadAfter.count());
-    bus_.EnsureStream(kReportStream, {"plug.*.report.>"}, int64_t{86400} * options.reportDays);
+    bus_.EnsureStream(kReportStream, "plug.*.report.>", int64_t{86400} * options.reportDays);
     Listen();
     Beat();
     ReadBuckets();
@@ -105,10 +105,6 @@ void Gateway::Listen()
     const unsigned processors = std::max(1u, std::thread::hardware_concurrency());
     for (unsigned i = 0; i < (options_.threads ? options_.threads : processors); i++)
         shards_.push_back(std::make_unique<Shard>(services_));
-    const auto everywhere = [](const protocol::Address &address) {
-        return std::all_of(std::begin(address.octets), std::end(address.octets),
-                           [](uint8_t octet) { return octet == 0; });
-    };
     const auto listen = [this](Session::Role role, const protocol::Address &address) {
         // Several of this process share a port; it must not be another one's.
         asio::error_code taken;
@@ -123,10 +119,9 @@ void Gateway::Listen()
     if (options_.loginAt == "none") return;
     const protocol::Address at = Parsed(options_.loginAt);
     login_ = options_.announce.empty() ? at : Parsed(options_.announce);
-    if (everywhere(*login_))
+    if (ToEndpoint(*login_).address().is_unspecified())
         throw std::runtime_error("--login " + options_.loginAt +
-                                 " listens everywhere: --announce has to say where "
-                                 "routers reach it");
+                                 " listens everywhere: --announce has to say where routers reach it");
     listen(Session::Role::Login, at);
 }
 
@@ -214,25 +209,37 @@ Health Gateway::State()
     return {true, std::to_string(count_.sessions.Get()) + " sessions, NATS connected"};
 }
 
+// What only the gateway of a router's session knows: asked for when somebody looks, and not all the time. Who looks while
+// somebody asks takes what is known.
+void Gateway::AskOthers()
+{
+    constexpr int kMs = 1000;
+    const std::unique_lock<std::mutex> hold(asking_, std::try_to_lock);
+    const auto start = Clock::now();
+    if (!hold || start < askAgain_) return;
+    for (const std::string &other : instances_.All(start)) {
+        size_t size = kReportsOnAPage;
+        for (std::string after; other != id_ && size == kReportsOnAPage && Clock::now() < start + kLongestAsking;) {
+            const Json page = Request("plug_gateway." + other + ".reports", {{"after", after}}, kMs);
+            presence_.Learn(other, page);
+            size = page.size();
+            if (size > 0) after = std::prev(page.end()).key();
+        }
+    }
+    askAgain_ = Clock::now() + kAnswersAge;
+}
+
 OnlineRouter Gateway::Describe(const std::string &serial, const Elsewhere &seen) const
 {
-    OnlineRouter router;
-    router.serial = serial;
-    if (const auto device = directory_.FindSerial(serial)) {
-        router.name = device->name;
-        router.model = device->model;
-    }
-    router.version = seen.version;
-    router.mac = seen.mac;
-    router.address = seen.address;
-    router.gateway = seen.gateway;
-    router.since = seen.since;
-    std::tie(router.lastReport, router.lastReportTime) = presence_.LastReport(serial);
-    return router;
+    const Device device = directory_.FindSerial(serial).value_or(Device());
+    const auto [report, time] = presence_.LastReport(serial);
+    return {serial,       device.name,  device.model, seen.version, seen.mac,
+            seen.address, seen.gateway, seen.since,   report,       time};
 }
 
 std::vector<OnlineRouter> Gateway::Online()
 {
+    AskOthers();
     std::vector<OnlineRouter> routers;
     for (const auto &[serial, seen] : presence_.All())
         if (instances_.Alive(seen.gateway, Clock::now())) routers.push_back(Describe(serial, seen));

@@ -34,6 +34,7 @@ class Gateway : public View
     void Beat();
     void AwaitSignal();
     void AwaitDrain();
+    void AskOthers();
     Json Request(const std::string &subject, const Json &data, int milliseconds);
     OnlineRouter Describe(const std::string &serial, const Elsewhere &seen) const;
 
@@ -45,6 +46,8 @@ class Gateway : public View
     asio::signal_set signals_{context_, SIGTERM, SIGINT};
     std::optional<protocol::Address> login_; // as routers reach it
     Clock::time_point drainEnd_{};
+    std::mutex asking_; // guards what follows
+    Clock::time_point askAgain_{};
     Bus bus_;
     Directory directory_;
     Instances instances_;

@@ -1,6 +1,7 @@
 #include "gateway/question/Dispatcher.h"
 
 #include <asio/post.hpp>
+#include <sstream>
 
 namespace gateway
 {
@@ -15,11 +16,9 @@ constexpr std::chrono::milliseconds kStep{20};
 // "plug.r1.ask.ping" in its parts.
 std::vector<std::string> Tokens(const std::string &subject)
 {
+    std::istringstream text(subject);
     std::vector<std::string> tokens;
-    size_t at = 0;
-    for (size_t dot; (dot = subject.find('.', at)) != std::string::npos; at = dot + 1)
-        tokens.push_back(subject.substr(at, dot - at));
-    tokens.push_back(subject.substr(at));
+    for (std::string token; std::getline(text, token, '.');) tokens.push_back(token);
     return tokens;
 }
 
@@ -109,6 +108,9 @@ void Dispatcher::Arrived(const Message &message)
 void Dispatcher::PassedOn(const Message &message)
 {
     const std::vector<std::string> tokens = Tokens(message.subject);
+    if (tokens.size() == 3 && tokens[2] == "reports")
+        Reply(message.reply,
+              services_.presence.LastReports(TextOf(ReadObject(message.data), "after"), kReportsOnAPage));
     if (tokens.size() == 4 && tokens[2] == "all") return AskAll(tokens[3], message);
     if (tokens.size() > 3 && tokens[2] == kUndelivered) {
         services_.count.askedOffline.Add();

@@ -7,6 +7,7 @@
 //   plug_gateway.<id>.command.<serial>.<name>
 //   plug.all.ask.<function>                     one member passes it on to all
 //   plug_gateway.<id>.all.<function>            to all routers here, so many in a second
+//   plug_gateway.<id>.reports                   {"after":SERIAL}: the last reports of the routers behind it, a page
 //
 // State: subscriptions, and what is asked of all. Threads: the io_context's.
 #pragma once
@@ -19,6 +20,8 @@
 
 namespace gateway
 {
+
+constexpr size_t kReportsOnAPage = 2000; // far below what one message may have
 
 class Dispatcher
 {

@@ -1,7 +1,5 @@
 #include "gateway/session/Presence.h"
 
-#include "gateway/translate/Json.h"
-
 namespace gateway
 {
 
@@ -97,11 +95,33 @@ void Presence::Reported(const std::string &serial, const std::string &report, in
     if (found != here_.end()) found->second.lastReport = {report, time};
 }
 
-std::pair<std::string, int64_t> Presence::LastReport(const std::string &serial) const
+LastReport Presence::LastReport(const std::string &serial) const
 {
     const std::lock_guard<std::mutex> hold(lock_);
-    const auto found = here_.find(serial);
-    return found == here_.end() ? std::pair<std::string, int64_t>() : found->second.lastReport;
+    const auto here = here_.find(serial);
+    if (here != here_.end()) return here->second.lastReport;
+    const auto there = all_.find(serial);
+    return there == all_.end() ? gateway::LastReport() : there->second.lastReport;
+}
+
+Json Presence::LastReports(const std::string &after, size_t most) const
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    Json reports = Json::object();
+    for (auto at = here_.upper_bound(after); at != here_.end() && reports.size() < most; ++at)
+        if (const auto &[report, time] = at->second.lastReport; time > 0) reports[at->first] = {report, time};
+    return reports;
+}
+
+void Presence::Learn(const std::string &gateway, const Json &reports)
+{
+    const std::lock_guard<std::mutex> hold(lock_);
+    for (const auto &[serial, report] : reports.items()) {
+        const auto there = all_.find(serial);
+        const bool known = there != all_.end() && there->second.gateway == gateway;
+        if (known && report.is_array() && report.size() == 2 && report[0].is_string() && report[1].is_number_integer())
+            there->second.lastReport = {report[0].get<std::string>(), report[1].get<int64_t>()};
+    }
 }
 
 bool Presence::Newer(const std::string &serial) const

@@ -6,11 +6,13 @@
 // State: both. Threads: any.
 #pragma once
 
+#include <map>
 #include <mutex>
 #include <unordered_map>
 
 #include "gateway/bus/Stored.h"
 #include "gateway/bus/Watch.h"
+#include "gateway/translate/Json.h"
 
 namespace gateway
 {
@@ -25,10 +27,13 @@ struct Here {
     uint64_t session = 0;
 };
 
+using LastReport = std::pair<std::string, int64_t>; // its name, and when it came, in seconds since the epoch
+
 struct Elsewhere {
     std::string gateway, mac, version, address;
     int64_t since = 0; // seconds since the epoch
     uint64_t revision = 0;
+    gateway::LastReport lastReport = {}; // as its gateway has told
 };
 // Nothing when there is no entry any more, or none that a gateway has written.
 std::optional<Elsewhere> ReadPresence(const Change &change);
@@ -48,8 +53,12 @@ class Presence
     void Repeat();
 
     std::optional<Here> FindHere(const std::string &serial) const;
-    // The newest report of a router that is online here, and when it came; empty and 0 for others.
-    std::pair<std::string, int64_t> LastReport(const std::string &serial) const;
+    // The newest report of a router's session, here or elsewhere; empty and 0 when none is known.
+    gateway::LastReport LastReport(const std::string &serial) const;
+    // Those of the sessions here, {"R1":["device-list",1700000000],...}: at most so many, of the serial numbers that come
+    // behind `after`. What another gateway has answered to that question.
+    Json LastReports(const std::string &after, size_t most) const;
+    void Learn(const std::string &gateway, const Json &reports);
     // As the bucket has it; its gateway may be dead, and may be this one.
     std::optional<Elsewhere> Find(const std::string &serial) const;
     std::vector<std::pair<std::string, Here>> AllHere() const;
@@ -61,7 +70,7 @@ class Presence
         std::string entry;
         uint64_t revision = 0; // 0: not in the bucket yet
         bool failed = false;   // nor on its way there
-        std::pair<std::string, int64_t> lastReport = {};
+        gateway::LastReport lastReport = {};
     };
     void Write(const std::string &serial, uint64_t session, const std::string &entry);
     void Written(const std::string &serial, uint64_t session, std::optional<uint64_t> revision);
@@ -73,7 +82,7 @@ class Presence
     asio::io_context &context_;
     const std::function<void(const Here &)> replaced_;
     mutable std::mutex lock_; // guards what follows
-    std::unordered_map<std::string, Local> here_;
+    std::map<std::string, Local> here_;
     std::unordered_map<std::string, Elsewhere> all_;
 };
 

@@ -124,11 +124,16 @@ static bool IsName(const std::string &text)
 
 static HttpResponse Router(const std::string &serial, View &view)
 {
-    const std::optional<OnlineRouter> router = IsName(serial) ? view.Router(serial) : std::nullopt;
+    std::optional<OnlineRouter> router = IsName(serial) ? view.Router(serial) : std::nullopt;
     if (!router) return FaultResponse(404, "not_found", "the directory has no such router");
+    const std::vector<Json> reports = view.LastReports(serial);
+    if (!reports.empty()) {
+        router->lastReport = TextOf(reports[0], "report");
+        router->lastReportTime = NumberOf(reports[0], "time");
+    }
     Json json = RouterJson(*router);
     json["online"] = router->since > 0;
-    json["reports"] = view.LastReports(serial);
+    json["reports"] = reports;
     return JsonResponse(200, json);
 }
 

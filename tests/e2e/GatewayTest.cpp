@@ -379,6 +379,24 @@ TEST_F(GatewayTest, ItsWebServerTellsFiguresRoutersAndReportsAndPutsQuestions)
     EXPECT_EQ(1u, router.Asked());
 }
 
+TEST_F(GatewayTest, ItsWebServerTellsTheLastReportsOfRoutersAtOtherGateways)
+{
+    AddDevices(2);
+    WriteFile("/tmp/web-token", "web-token\n");
+    GatewayProgram first(nats_, {0, {"--web", ":9470", "--web-token-file", "/tmp/web-token"}}), second(nats_, {1});
+    GatewayRouter router(FactsOf(0)), silent(FactsOf(1));
+    ASSERT_TRUE(router.Register() && router.Login(second.LoginAt()));
+    ASSERT_TRUE(silent.Register() && silent.Login(second.LoginAt()));
+    router.Serve();
+    router.SendReport("{\"MAC\":\"021A2B000001\"}");
+    const std::vector<std::string> token = {"-H", "Authorization: Bearer web-token"};
+    const std::string counts = R"("reports":[{"value":"","count":1},{"value":"rules-request","count":1}])";
+    EXPECT_TRUE(Within([&] { return Fetch("/api/summary", token).find(counts) != std::string::npos; }))
+        << Fetch("/api/summary", token);
+    EXPECT_NE(std::string::npos, Fetch("/api/routers?report=rules-request", token).find("\"total\":1"));
+    EXPECT_NE(std::string::npos, Fetch("/api/routers/R0", token).find("\"report\":\"rules-request\""));
+}
+
 TEST_F(GatewayTest, RegistrationsOfOneAddressAreLimited)
 {
     AddDevices(1);

@@ -177,11 +177,19 @@ TEST_F(WebServer, ShowsAtMostFiveHundredRoutersAtOnce)
 
 TEST_F(WebServer, ShowsOneRouterWithItsReports)
 {
-    view.reports = {{{"report", "device-list"}, {"fields", {{"devices", Json::array()}}}}};
+    view.reports = {{{"report", "device-list"}, {"time", 1700000200}, {"fields", {{"devices", Json::array()}}}},
+                    {{"report", "rate-result"}, {"time", 1700000150}}};
     Json router = Data("/api/routers/r1");
     EXPECT_EQ("r1", router["serial"]);
     EXPECT_TRUE(router["online"].get<bool>());
     EXPECT_EQ("device-list", router["reports"][0]["report"]);
+    EXPECT_EQ(2u, router["reports"].size());
+    // The newest one of the stream, which nobody else may have heard of.
+    for (const char *serial : {"r1", "asleep"}) {
+        router = Data("/api/routers/" + std::string(serial));
+        EXPECT_EQ("device-list", router["report"]) << serial;
+        EXPECT_EQ(1700000200, router["report_time"]) << serial;
+    }
     EXPECT_FALSE(Data("/api/routers/asleep")["online"].get<bool>());
     for (const std::string &serial :
          {std::string("nobody"), std::string("a.b"), std::string("%3e"), std::string(65, 'r')})
