@@ -50,7 +50,7 @@ void Watch::Pass()
 
     const auto end = std::chrono::steady_clock::now() + again_;
     const uint64_t reconnects = bus_.Reconnects();
-    std::set<std::string> seen;
+    std::map<std::string, uint64_t> seen;
     bool complete = false;
     while (!stop_ && std::chrono::steady_clock::now() < end && bus_.Reconnects() == reconnects) {
         kvEntry *entry = nullptr;
@@ -59,7 +59,7 @@ void Watch::Pass()
         Check(status, "watch");
         if (!entry) { // all that was there has come
             complete = true;
-            for (const std::string &key : known_)
+            for (const auto &[key, revision] : known_)
                 if (seen.count(key) == 0) Tell({key, std::nullopt, 0});
             known_.swap(seen);
             if (first_) Tell({});
@@ -69,12 +69,15 @@ void Watch::Pass()
         const NatsPointer<kvEntry, kvEntry_Destroy> entryOwner(entry);
         const std::string key = kvEntry_Key(entry);
         const bool there = kvEntry_Operation(entry) == kvOp_Put;
-        std::set<std::string> &keys = complete ? known_ : seen;
+        Change change = {key, std::nullopt, kvEntry_Revision(entry)};
+        const auto told = known_.find(key);
+        const bool news = there ? told == known_.end() || told->second != change.revision : told != known_.end();
+        std::map<std::string, uint64_t> &keys = complete ? known_ : seen;
         if (there)
-            keys.insert(key);
+            keys[key] = change.revision;
         else
             keys.erase(key);
-        Change change = {key, std::nullopt, kvEntry_Revision(entry)};
+        if (!news) continue;
         if (there) {
             const char *value = static_cast<const char *>(kvEntry_Value(entry));
             change.value.emplace(value ? value : "", static_cast<size_t>(kvEntry_ValueLen(entry)));

@@ -1,13 +1,13 @@
 // Watch.h - what a bucket holds, and what changes in it.
 //
 // Now and then, and after every lost connection, the whole bucket is read again: entries that have expired leave no
-// trace, and a server that dies may take changes along.
+// trace, and a server that dies may take changes along. Only what differs then is told.
 //
-// State: the keys that are known, and one thread. Threads: any; the handler runs on the io_context given.
+// State: the keys that are known with their revisions, and one thread. Threads: any; the handler runs on the io_context given.
 #pragma once
 
 #include <chrono>
-#include <set>
+#include <map>
 #include <thread>
 
 #include "gateway/bus/Bus.h"
@@ -40,7 +40,7 @@ class Watch
     asio::io_context &context_;
     const Handler handler_;
     const std::chrono::seconds again_;
-    std::set<std::string> known_; // of the thread
+    std::map<std::string, uint64_t> known_; // of the thread
     bool first_ = true;
     std::atomic<bool> stop_{false};
     std::thread thread_;

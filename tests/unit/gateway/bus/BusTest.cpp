@@ -237,6 +237,35 @@ TEST_F(BusTest, AWatchNoticesEntriesThatExpire)
     context.End();
 }
 
+TEST_F(BusTest, AWatchThatReadsAgainTellsOnlyWhatDiffers)
+{
+    bus.EnsureBucket("B", 0);
+    Stored stored(bus, {});
+    std::atomic<int> one{Waiting}, gone{Waiting}, lost{Waiting}, deleted{Waiting};
+    stored.Put("B", "one", "1", context.io, Into(&one));
+    stored.Put("B", "gone", "0", context.io, Into(&gone));
+    stored.Put("B", "lost", "2", context.io, Into(&lost));
+    ASSERT_TRUE(Within([&] { return one == Kept && gone == Kept && lost == Kept; }));
+    stored.Delete("B", "gone", 0, context.io, Into(&deleted));
+    ASSERT_TRUE(Within([&] { return deleted == Kept; }));
+    std::atomic<int> told{0};
+    Copy copy;
+    const auto count = [&told, take = copy.Handler()](const Change &change) {
+        if (change.key == "one" || change.key == "gone") told++;
+        take(change);
+    };
+    const Watch watch(bus, "B", context.io, count, std::chrono::seconds(1));
+    ASSERT_TRUE(copy.Becomes({{"one", "1"}, {"lost", "2"}}));
+    // Leaves no trace in the bucket: only who reads again notices it.
+    bus.Request("$JS.API.STREAM.PURGE.KV_B", R"({"filter":"$KV.B.lost"})", 5000);
+    ASSERT_TRUE(copy.Becomes({{"one", "1"}}));
+    EXPECT_EQ(1, told);
+    stored.Put("B", "one", "11", context.io, {});
+    EXPECT_TRUE(copy.Becomes({{"one", "11"}}));
+    EXPECT_EQ(2, told);
+    context.End();
+}
+
 TEST_F(BusTest, AWatchGoesOnWhenTheServerHasDiedAndComesBack)
 {
     bus.EnsureBucket("B", 0);
