@@ -1,10 +1,10 @@
 #include "gateway/Options.h"
 
 #include <CLI/CLI.hpp>
+#include <asio/ip/host_name.hpp>
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
-#include <unistd.h>
 
 #include "platform/SessionFrames.h"
 #include "protocol/Address.h"
@@ -18,13 +18,6 @@ std::string FirstLine(const std::string &file)
     std::string line;
     if (!std::getline(input, line) || line.empty()) throw std::runtime_error(file + ": cannot be read, or is empty");
     return line;
-}
-
-static std::string HostName()
-{
-    char name[65] = "";
-    gethostname(name, sizeof name - 1);
-    return name;
 }
 
 void Print(const std::string &text)
@@ -48,7 +41,7 @@ void AddBusOptions(CLI::App *app, BusOptions *bus)
 
 void AddRunOptions(CLI::App *run, RunOptions *options)
 {
-    options->name = HostName();
+    options->name = asio::ip::host_name();
     const auto add = [run](const char *name, auto &value, const char *about) {
         return run->add_option(name, value, about)->capture_default_str()->take_last();
     };

@@ -195,9 +195,4 @@ void Bus::EnsureBucket(const std::string &name, int64_t expirySeconds)
     });
 }
 
-bool Bus::Connected() const
-{
-    return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
-}
-
 } // namespace gateway

@@ -88,7 +88,7 @@ class Bus
     void EnsureStream(const std::string &name, const std::string &subjects, int64_t maxAgeSeconds);
     void EnsureBucket(const std::string &name, int64_t expirySeconds);
 
-    bool Connected() const;
+    bool Connected() const { return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED; }
     // How often the connection was made again.
     uint64_t Reconnects() const { return reconnects_; }
     jsCtx *JetStream() const { return jetStream_.get(); }

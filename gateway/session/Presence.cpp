@@ -25,67 +25,49 @@ void Presence::Online(const std::string &serial, const Here &here, const Elsewhe
                                         {"version", seen.version},
                                         {"address", seen.address},
                                         {"since", seen.since}});
-    std::optional<Here> old;
-    {
-        const std::lock_guard<std::mutex> hold(lock_);
-        Local &local = here_[serial];
-        if (local.here.shard) old = local.here;
-        local = {here, entry, 0, false, {}};
-    }
-    if (old) replaced_(*old);
-    Write(serial, here.session, entry);
+    const std::lock_guard<std::mutex> hold(lock_);
+    Local &local = here_[serial];
+    if (local.here.shard) replaced_(local.here);
+    local = {here, entry, 0, false, {}};
+    Write(serial, local);
 }
 
-void Presence::Write(const std::string &serial, uint64_t session, const std::string &entry)
+void Presence::Write(const std::string &serial, const Local &local)
 {
-    stored_.Put(kSessionsBucket, serial, entry, context_,
+    const uint64_t session = local.here.session;
+    stored_.Put(kSessionsBucket, serial, local.entry, context_,
                 [=](std::optional<uint64_t> revision) { Written(serial, session, revision); });
 }
 
 void Presence::Written(const std::string &serial, uint64_t session, std::optional<uint64_t> revision)
 {
-    std::unique_lock<std::mutex> hold(lock_);
+    const std::lock_guard<std::mutex> hold(lock_);
     const auto found = here_.find(serial);
     if (found == here_.end() || found->second.here.session != session) { // it has ended meanwhile
-        hold.unlock();
         if (revision) stored_.Delete(kSessionsBucket, serial, *revision, context_, {});
         return;
     }
-    found->second.failed = !revision;
-    if (!revision) return; // Repeat() does not leave it at that: others have to find it
-    found->second.revision = *revision;
-    const Here here = found->second.here;
-    const bool newer = Newer(serial);
-    hold.unlock();
-    if (newer) replaced_(here);
+    found->second.failed = !revision; // Repeat() does not leave it at that: others have to find it
+    found->second.revision = revision.value_or(0);
+    EndIfReplaced(serial);
 }
 
 void Presence::Repeat()
 {
-    std::vector<std::pair<std::string, Local>> failed;
-    {
-        const std::lock_guard<std::mutex> hold(lock_);
-        for (auto &[serial, local] : here_) {
-            if (!local.failed) continue;
-            local.failed = false;
-            failed.emplace_back(serial, local);
-        }
-    }
-    for (const auto &[serial, local] : failed) Write(serial, local.here.session, local.entry);
+    const std::lock_guard<std::mutex> hold(lock_);
+    for (auto &[serial, local] : here_)
+        if (std::exchange(local.failed, false)) Write(serial, local);
 }
 
 void Presence::Offline(const std::string &serial, uint64_t session)
 {
-    uint64_t revision = 0;
-    {
-        const std::lock_guard<std::mutex> hold(lock_);
-        const auto found = here_.find(serial);
-        if (found == here_.end() || found->second.here.session != session) return;
-        revision = found->second.revision;
-        here_.erase(found);
-    }
+    const std::lock_guard<std::mutex> hold(lock_);
+    const auto found = here_.find(serial);
+    if (found == here_.end() || found->second.here.session != session) return;
     // Until it is written, Written() deletes it.
+    const uint64_t revision = found->second.revision;
     if (revision > 0) stored_.Delete(kSessionsBucket, serial, revision, context_, {});
+    here_.erase(found);
 }
 
 void Presence::Reported(const std::string &serial, const std::string &report, int64_t time)
@@ -124,30 +106,25 @@ void Presence::Learn(const std::string &gateway, const Json &reports)
     }
 }
 
-bool Presence::Newer(const std::string &serial) const
+void Presence::EndIfReplaced(const std::string &serial) const
 {
     const auto here = here_.find(serial);
     const auto there = all_.find(serial);
-    return here != here_.end() && there != all_.end() && here->second.revision > 0 &&
-           there->second.gateway != gateway_ && there->second.revision > here->second.revision;
+    if (here == here_.end() || there == all_.end() || here->second.revision == 0) return;
+    if (there->second.gateway != gateway_ && there->second.revision > here->second.revision)
+        replaced_(here->second.here);
 }
 
 void Presence::Take(const Change &change)
 {
     if (change.key.empty()) return;
-    std::optional<Here> old;
-    {
-        const std::lock_guard<std::mutex> hold(lock_);
-        if (!change.value) {
-            all_.erase(change.key);
-            return;
-        }
-        std::optional<Elsewhere> there = ReadPresence(change);
-        if (!there) return;
-        all_[change.key] = std::move(*there);
-        if (Newer(change.key)) old = here_.at(change.key).here;
+    const std::lock_guard<std::mutex> hold(lock_);
+    if (!change.value) {
+        all_.erase(change.key);
+    } else if (const std::optional<Elsewhere> there = ReadPresence(change)) {
+        all_[change.key] = *there;
+        EndIfReplaced(change.key);
     }
-    if (old) replaced_(*old);
 }
 
 std::optional<Here> Presence::FindHere(const std::string &serial) const

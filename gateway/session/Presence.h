@@ -41,7 +41,7 @@ std::optional<Elsewhere> ReadPresence(const Change &change);
 class Presence
 {
   public:
-    // `replaced` is told of a session here that has a newer one somewhere, on any thread.
+    // `replaced` is told of a session here that has a newer one somewhere, on any thread. It may not call this object.
     Presence(std::string gateway, Stored &stored, asio::io_context &context,
              std::function<void(const Here &)> replaced);
 
@@ -72,10 +72,10 @@ class Presence
         bool failed = false;   // nor on its way there
         gateway::LastReport lastReport = {};
     };
-    void Write(const std::string &serial, uint64_t session, const std::string &entry);
+    // These with the lock held.
+    void Write(const std::string &serial, const Local &local);
+    void EndIfReplaced(const std::string &serial) const; // by one that the bucket has
     void Written(const std::string &serial, uint64_t session, std::optional<uint64_t> revision);
-    // Whether the bucket has a newer session than the one here. With the lock held.
-    bool Newer(const std::string &serial) const;
 
     const std::string gateway_;
     Stored &stored_;

@@ -1,7 +1,6 @@
 #include "gateway/session/Shard.h"
 
 #include <asio/post.hpp>
-#include <ctime>
 #include <spdlog/spdlog.h>
 #include <stdexcept>
 
@@ -157,16 +156,6 @@ void Shard::Drain(std::chrono::milliseconds time)
 }
 
 // ---- What sessions ask
-
-int64_t Shard::WallSeconds() const
-{
-    return time(nullptr);
-}
-
-std::optional<Device> Shard::FindPin(const std::string &pin)
-{
-    return services_.directory.FindPin(pin);
-}
 
 bool Shard::MayRegister(const protocol::Address &peer)
 {

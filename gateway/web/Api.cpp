@@ -89,22 +89,18 @@ static bool Matches(const OnlineRouter &router, const std::map<std::string, std:
 }
 
 // A number of the query; `initial` unless it is given.
-static bool QueryNumber(const HttpRequest &request, const char *name, size_t initial, size_t high, size_t *number)
+static size_t QueryNumber(const HttpRequest &request, const char *name, int64_t initial, int64_t high)
 {
     const auto given = request.query.find(name);
-    int64_t value = static_cast<int64_t>(initial);
-    if (given != request.query.end() && !protocol::ParseNumber(given->second, 0, static_cast<int64_t>(high), &value))
-        return false;
-    *number = static_cast<size_t>(value);
-    return true;
+    if (given != request.query.end() && !protocol::ParseNumber(given->second, 0, high, &initial))
+        throw Fault("bad_parameter", "offset is a number, limit one up to " + std::to_string(kMaxRowsShown));
+    return static_cast<size_t>(initial);
 }
 
 static HttpResponse Routers(const HttpRequest &request, View &view)
 {
-    size_t offset = 0, limit = 0;
-    if (!QueryNumber(request, "offset", 0, UINT32_MAX, &offset) ||
-        !QueryNumber(request, "limit", 100, kMaxRowsShown, &limit))
-        throw Fault("bad_parameter", "offset is a number, limit one up to " + std::to_string(kMaxRowsShown));
+    const size_t offset = QueryNumber(request, "offset", 0, UINT32_MAX);
+    const size_t limit = QueryNumber(request, "limit", 100, kMaxRowsShown);
     std::vector<OnlineRouter> found;
     for (OnlineRouter &router : view.Online())
         if (Matches(router, request.query)) found.push_back(std::move(router));
