@@ -21,7 +21,7 @@
 namespace gateway
 {
 
-constexpr size_t kReportsOnAPage = 2000; // far below what one message may have
+constexpr size_t kReportsOnAPage = 500; // made in no time: questions wait meanwhile
 
 class Dispatcher
 {
