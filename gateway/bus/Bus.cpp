@@ -2,6 +2,7 @@
 
 #include <asio/post.hpp>
 #include <chrono>
+#include <cstring>
 #include <spdlog/spdlog.h>
 #include <thread>
 
@@ -10,7 +11,13 @@ namespace gateway
 
 void Check(int status, const std::string &what)
 {
-    if (status != NATS_OK) throw BusError(what + ": " + natsStatus_GetText(static_cast<natsStatus>(status)));
+    if (status == NATS_OK) return;
+    std::string text = what + ": " + natsStatus_GetText(static_cast<natsStatus>(status));
+    natsStatus last = NATS_OK;
+    const char *const detail = nats_GetLastError(&last); // "(file.c:733): SSL handshake error: ..."
+    const char *const begin = detail && last == status ? strstr(detail, "): ") : nullptr;
+    if (begin && text.find(begin + 3) == std::string::npos) text += std::string(": ") + (begin + 3);
+    throw BusError(text);
 }
 
 namespace
@@ -34,6 +41,14 @@ void Deliver(natsConnection *, natsSubscription *, natsMsg *raw, void *closure)
     Message copy = {text(natsMsg_GetSubject(raw)), text(natsMsg_GetReply(raw)),
                     std::string(natsMsg_GetData(raw) ? natsMsg_GetData(raw) : "", natsMsg_GetDataLength(raw))};
     asio::post(*target->context, [target, copy = std::move(copy)]() mutable { target->handler(std::move(copy)); });
+}
+
+// An address without name and password.
+std::string Shown(const std::string &server)
+{
+    const size_t at = server.rfind('@'), scheme = server.find("://");
+    if (at == std::string::npos) return server;
+    return (scheme < at ? server.substr(0, scheme + 3) : "") + server.substr(at + 1);
 }
 
 using Options = NatsPointer<natsOptions, natsOptions_Destroy>;
@@ -115,7 +130,7 @@ Bus::Bus(const BusOptions &options) : replicas_(options.replicas)
         },
         this);
     natsConnection *connection = nullptr;
-    Check(natsConnection_Connect(&connection, made.get()), "connect to " + options.servers.at(0));
+    Check(natsConnection_Connect(&connection, made.get()), "connect to " + Shown(options.servers.at(0)));
     connection_.reset(connection);
     jsCtx *jetStream = nullptr;
     Check(natsConnection_JetStream(&jetStream, connection, nullptr), "JetStream");
