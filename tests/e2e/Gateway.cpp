@@ -78,6 +78,13 @@ std::string GatewayProgram::WaitLog(const std::string &text, double seconds)
     return lines_->At(*found);
 }
 
+std::string GatewayProgram::AllLog()
+{
+    lines_->WaitEnd(kPatience);
+    errors_->WaitEnd(kPatience);
+    return Joined(lines_->All()) + Joined(errors_->All());
+}
+
 GatewayTest::GatewayTest()
 {
     for (const char *path : {kStatusFile, kConfigFile}) unlink(path);

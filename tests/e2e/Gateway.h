@@ -38,6 +38,8 @@ class GatewayProgram
     Process &Program() { return *process_; }
     // The first line of its log that has this text.
     std::string WaitLog(const std::string &text, double seconds = kPatience);
+    // All that it has said, once it has ended.
+    std::string AllLog();
 
   private:
     unsigned port_;

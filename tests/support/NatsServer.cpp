@@ -11,13 +11,14 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 #include "tests/support/Within.h"
 
-// The port in the file that the server writes when it serves: {"nats":["nats://127.0.0.1:34567"], ...}
+// The port in the file that the server writes when it serves: {"nats":["nats://127.0.0.1:34567"], ...}, or "tls://"
 static int PortOf(const std::string &file)
 {
-    const std::string text = ReadFile(file), mark = "nats://127.0.0.1:";
+    const std::string text = ReadFile(file), mark = "://127.0.0.1:";
     const size_t at = text.find(mark);
     return at == std::string::npos ? -1 : atoi(text.c_str() + at + mark.size());
 }
@@ -34,7 +35,7 @@ static bool Serves(int port)
     return serves;
 }
 
-NatsServer::NatsServer()
+NatsServer::NatsServer(NatsOptions options) : mOptions(std::move(options))
 {
     Start();
 }
@@ -46,7 +47,14 @@ NatsServer::~NatsServer()
 
 void NatsServer::Start()
 {
-    const std::string port = std::to_string(mPort), store = mFolder.Path("store"), log = mFolder.Path("log");
+    const std::string log = mFolder.Path("log");
+    std::vector<std::string> arguments = {"nats-server",         "-a",          "127.0.0.1", "-p",
+                                          std::to_string(mPort), "-js",         "-sd",       mFolder.Path("store"),
+                                          "--ports_file_dir",    mFolder.Path()};
+    arguments.insert(arguments.end(), mOptions.arguments.begin(), mOptions.arguments.end());
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
     mProcess = fork();
     if (mProcess < 0) throw std::runtime_error("fork");
     if (mProcess == 0) {
@@ -56,8 +64,7 @@ void NatsServer::Start()
         dup2(output, STDERR_FILENO);
         // Debian has it where only root looks.
         setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
-        execlp("nats-server", "nats-server", "-a", "127.0.0.1", "-p", port.c_str(), "-js", "-sd", store.c_str(),
-               "--ports_file_dir", mFolder.Path().c_str(), static_cast<char *>(nullptr));
+        execvp("nats-server", pointers.data());
         _exit(127);
     }
     const std::string ports = mFolder.Path("nats-server_" + std::to_string(mProcess) + ".ports");
@@ -66,6 +73,11 @@ void NatsServer::Start()
         return mPort > 0 && Serves(mPort);
     });
     if (!serves) throw std::runtime_error("nats-server does not serve: " + ReadFile(log));
+}
+
+std::string NatsServer::Log() const
+{
+    return ReadFile(mFolder.Path("log"));
 }
 
 void NatsServer::Kill()
