@@ -180,3 +180,84 @@ TEST(GatewayUser, WithItsCredentialsIsLetInAndNoLogHasThem)
         EXPECT_TRUE(Contains(Refusal(nats, options), "Authorization Violation"));
     EXPECT_TRUE(Contains(Refusal(nats, {"--nats-credentials", "/tmp/nothing.creds"}), "/tmp/nothing.creds"));
 }
+
+// ---- A cluster
+
+namespace
+{
+// How a stream, or a bucket's, stands: {"config":...,"cluster":...}, or {}.
+Json Stream(gateway::Bus &bus, const std::string &name)
+{
+    const Json info = Json::parse(bus.Request("$JS.API.STREAM.INFO." + name, "", 2000).value_or(""), nullptr, false);
+    return info.is_object() && info.contains("cluster") ? info : Json::object();
+}
+
+std::string LeaderOf(gateway::Bus &bus, const std::string &name)
+{
+    return Stream(bus, name).value(Json::json_pointer("/cluster/leader"), "");
+}
+} // namespace
+
+TEST(GatewayCluster, WithThreeReplicasStreamAndBucketsGoOnWithoutTheServerThatLeadThem)
+{
+    std::vector<std::unique_ptr<NatsServer>> servers;
+    gateway::BusOptions all;
+    all.servers.clear();
+    for (int i = 1; i <= 3; i++) {
+        servers.push_back(std::make_unique<NatsServer>(
+            NatsOptions{{"--name", "nats" + std::to_string(i), "--cluster_name", "fleet", "--cluster",
+                         "nats://127.0.0.1:622" + std::to_string(i), "--routes",
+                         "nats://127.0.0.1:6221,nats://127.0.0.1:6222,nats://127.0.0.1:6223"}}));
+        all.servers.push_back(servers.back()->Url());
+    }
+    const Words options = {"--nats", all.servers[1], "--nats", all.servers[2], "--replicas", "3"};
+    const auto add = [&](unsigned i) {
+        const RouterFacts facts = FactsOf(i);
+        RunGatewayTool(*servers[0], options + Words{"device", "add", facts.pin, facts.serial, "--key", facts.key});
+    };
+    gateway::Bus bus(all);
+    // The servers find each other, and elect one that makes streams.
+    ASSERT_TRUE(Within(30, [&] {
+        return bus.Request("$JS.API.INFO", "", 2000).value_or("").find("\"limits\"") != std::string::npos;
+    }));
+    add(0);
+    GatewayProgram gateway(*servers[0], {0, options});
+    GatewayRouter router(FactsOf(0)), later(FactsOf(1));
+    ASSERT_TRUE(router.Register() && router.Login());
+    router.Serve();
+    const auto report = [&](unsigned count) {
+        for (unsigned i = 0; i < count; i++) router.SendReport("{\"MAC\":\"" + std::to_string(i) + "\"}");
+    };
+    report(10);
+    ASSERT_TRUE(Within(30, [&] { return router.Acknowledged() == 10; }));
+    for (const char *name : {"PLUG_REPORTS", "KV_plug_devices", "KV_plug_gateways", "KV_plug_sessions"})
+        EXPECT_EQ(3, Stream(bus, name).value(Json::json_pointer("/config/num_replicas"), 0)) << name;
+
+    const std::string leader = LeaderOf(bus, "PLUG_REPORTS");
+    ASSERT_EQ(0u, leader.find("nats")) << leader;
+    NatsServer &killed = *servers.at(std::stoul(leader.substr(4)) - 1);
+    killed.Kill();
+    report(10);
+    EXPECT_TRUE(Within(30, [&] { return router.Acknowledged() == 20; })) << router.Acknowledged();
+    EXPECT_TRUE(Within(30, [&] { return LeaderOf(bus, "PLUG_REPORTS") != ""; }));
+    EXPECT_NE(leader, LeaderOf(bus, "PLUG_REPORTS"));
+    EXPECT_EQ(20, Stream(bus, "PLUG_REPORTS").value(Json::json_pointer("/state/messages"), 0));
+    // The directory takes a new device, which logs in, is found and asked.
+    add(1);
+    EXPECT_TRUE(Within(30, [&] { return later.Register() && later.Login(); }));
+    later.Serve();
+    EXPECT_TRUE(Within(30, [&] {
+        const std::string answer = bus.Request("plug.R1.ask.led", "", 5000).value_or("");
+        return answer.find("\"ok\":true") != std::string::npos;
+    }));
+
+    killed.Start();
+    report(10);
+    EXPECT_TRUE(Within(30, [&] { return router.Acknowledged() == 30; })) << router.Acknowledged();
+    EXPECT_TRUE(Within(60, [&] { // it has what it has missed
+        const Json replicas = Stream(bus, "PLUG_REPORTS").value(Json::json_pointer("/cluster/replicas"), Json::array());
+        size_t current = 0;
+        for (const Json &replica : replicas) current += replica.value("current", false);
+        return current == 2;
+    }));
+}
