@@ -1,15 +1,32 @@
 // The page in Chromium, which needs the package of this name. The browser loads it from the server and prints what the
-// page has become.
+// page has become; or somebody uses it, with the mouse and the keyboard.
 #include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
 
+#include "gateway/translate/Question.h"
+#include "tests/unit/gateway/web/Browser.h"
 #include "tests/unit/gateway/web/FakeView.h"
 
 using namespace gateway;
 
 namespace
 {
+// Whatever is asked, one host is no address.
+struct StrictView : FakeView {
+    Json Ask(const std::string &serial, const std::string &function, const Json &parameters) override
+    {
+        const Json answer = FakeView::Ask(serial, function, parameters);
+        return parameters.value("host", "") == "192.168.1" ? FaultJson({"bad_parameter", sentence}) : answer;
+    }
+    std::string Asked()
+    {
+        const std::lock_guard<std::mutex> hold(lock);
+        return asked;
+    }
+    const std::string sentence = "host: '192.168.1' is not an IPv4 address such as 192.168.1.20";
+};
+
 struct Page : testing::Test {
     Page()
     {
@@ -46,10 +63,21 @@ struct Page : testing::Test {
         unlink((folder + ".log").c_str());
         return dom;
     }
+    std::string Address(const Web &web) const
+    {
+        return "http://127.0.0.1:" + std::to_string(web.Port()) + "/#" + token + "&r1";
+    }
+    // Chooses a function in the form, which then has its parameters.
+    static void Choose(Browser &browser, const std::string &function)
+    {
+        browser.Value("(s => { s.value = '" + function +
+                      "'; s.dispatchEvent(new Event('change', {bubbles: true})); })" +
+                      "(document.querySelector('#ask select[name=function]'))");
+    }
     static bool Has(const std::string &dom, const std::string &text) { return dom.find(text) != std::string::npos; }
 
     WebOptions options;
-    FakeView view;
+    StrictView view;
     Counters counters;
     std::string folder;
     const std::string token = "token=a%20secret%2F%26%3D";
@@ -106,4 +134,63 @@ TEST_F(Page, AsksForATokenWhenItHasNone)
     const std::string wrong = Open("token=wrong");
     EXPECT_TRUE(Has(wrong, "<p id=\"refusal\" role=\"alert\">the token of this gateway is needed</p>")) << wrong;
     EXPECT_FALSE(Has(wrong, "name of r1"));
+}
+
+// ---- The form
+
+static const char kFormIsThere[] = "document.querySelectorAll('#ask select[name=function] option').length > 80";
+static const char kAnswer[] = "document.querySelector('#answer').textContent";
+
+TEST_F(Page, PutsTheQuestionOfItsFormAtAClickAndShowsTheAnswer)
+{
+    options.allowAsk = true;
+    const Web web(options, view, counters);
+    Browser browser(folder, Address(web));
+    ASSERT_TRUE(browser.Becomes(kFormIsThere));
+    Choose(browser, "ping");
+    ASSERT_EQ("host,size,count",
+              browser.Value("[...document.querySelectorAll('#parameters [name]')].map(f => f.name).join()"));
+    browser.Click("#ask button"); // without the host, which is needed
+    EXPECT_EQ(false, browser.Value("document.querySelector('#ask').checkValidity()"));
+    EXPECT_EQ("", browser.Value(kAnswer));
+    EXPECT_EQ("", view.Asked());
+
+    browser.Type("#parameters [name=host]", "192.168.1.20");
+    browser.Type("#parameters [name=count]", "18446744073709551615");
+    browser.Click("#ask button");
+    EXPECT_TRUE(browser.Becomes(std::string(kAnswer) + ".includes('\"ok\":true')")) << browser.Value(kAnswer);
+    EXPECT_EQ(R"(r1 ping {"host":"192.168.1.20","count":18446744073709551615})", view.Asked());
+    EXPECT_EQ(R"({"ok":true,"function":"ping","status":0,"fields":{"down":18446744073709551615},"ms":3})",
+              browser.Value(kAnswer));
+}
+
+TEST_F(Page, ShowsTheSentenceAboutAWrongParameter)
+{
+    options.allowAsk = true;
+    const Web web(options, view, counters);
+    Browser browser(folder, Address(web));
+    ASSERT_TRUE(browser.Becomes(kFormIsThere));
+    Choose(browser, "ping");
+    browser.Type("#parameters [name=host]", "192.168.1");
+    browser.Click("#ask button");
+    EXPECT_TRUE(browser.Becomes(std::string(kAnswer) + ".includes(" + Json(view.sentence).dump() + ")"))
+        << browser.Value(kAnswer);
+    EXPECT_EQ(R"(r1 ping {"host":"192.168.1"})", view.Asked());
+}
+
+TEST_F(Page, HasNoFormAndPutsNoQuestionUnlessTheyAreAllowed)
+{
+    const Web web(options, view, counters);
+    Browser browser(folder, Address(web));
+    ASSERT_TRUE(browser.Becomes("document.querySelector('#serial')?.textContent === 'r1'"));
+    ASSERT_TRUE(browser.Becomes("document.querySelector('#router')?.hidden === false"));
+    EXPECT_EQ(true, browser.Value("document.querySelector('#asking').hidden"));
+    EXPECT_EQ(0, browser.Value("document.querySelector('#ask button').getClientRects().length")); // nothing to click
+    const char *const post = "fetch('api/ask', {method: 'POST', headers: {Authorization: 'Bearer ' + token},"
+                             "body: '{\"serial\":\"r1\",\"function\":\"identity\",\"parameters\":{}}'})"
+                             ".then(r => r.text().then(t => r.status + t))";
+    EXPECT_EQ(
+        R"(403{"ok":false,"error":{"code":"forbidden","sentence":"questions are not allowed here: --allow-ask"}})",
+        browser.Value(post));
+    EXPECT_EQ("", view.Asked());
 }
