@@ -112,9 +112,7 @@ void GatewayTest::AddDevice(const RouterFacts &facts, const std::vector<std::str
 
 void GatewayTest::AddDevices(unsigned count)
 {
-    std::string csv = "pin,key,serial\n";
-    for (unsigned i = 0; i < count; i++) csv += FactsOf(i).pin + "," + FactsOf(i).key + "," + FactsOf(i).serial + "\n";
-    WriteFile("/tmp/devices.csv", csv);
+    WriteFile("/tmp/devices.csv", DevicesCsv(count));
     RunGatewayTool(nats_, {"device", "import", "/tmp/devices.csv"});
 }
 

@@ -6,19 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/SessionFrames.h"
-
 using namespace protocol;
-
-RouterFacts FactsOf(unsigned i)
-{
-    RouterFacts facts;
-    facts.pin = "PIN" + std::to_string(100000000 + i);
-    facts.serial = "R" + std::to_string(i);
-    facts.key = "key-" + std::to_string(1000000 + i);
-    facts.mac = {2, 0, 0, static_cast<uint8_t>(i >> 16), static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i)};
-    return facts;
-}
 
 GatewayRouter::~GatewayRouter()
 {
@@ -60,17 +48,6 @@ void GatewayRouter::SendBytes(const Bytes &bytes)
     }
 }
 
-void GatewayRouter::Send(uint8_t msgType, uint8_t flag, const Bytes &head, const Bytes &plain)
-{
-    OutFrame frame;
-    frame.msgType = msgType;
-    frame.flag = flag;
-    frame.head = head;
-    frame.hasPlain = !plain.empty();
-    frame.plain = plain;
-    SendBytes(EncodeFrame(frame, facts_.key));
-}
-
 std::optional<ParsedFrame> GatewayRouter::Read(double seconds)
 {
     Bytes raw;
@@ -100,55 +77,36 @@ bool GatewayRouter::Register(const std::string &address)
 {
     Address at;
     if (!ParseAddress(address, &at) || !Connect(at)) return false;
-    RegisterRequest request = {};
-    PinField(facts_.pin.c_str(), request.pin);
-    request.serial = facts_.serial.data();
-    request.serialLen = facts_.serial.size();
-    request.mac = facts_.mac.data();
-    Bytes head(kRegisterHeadSize), record(kMaxRegisterRecord);
-    RegisterHeadWrite(request, head.data(), head.size());
-    record.resize(RegisterRecordWrite(request, record.data(), record.size()));
-    Send(MSG_REGISTER, FLAG_UP, head, record);
+    SendBytes(RegisterFrame(facts_));
     const auto answer = Read();
-    RegisterAck ack;
-    if (!answer || !RegisterAckRead(answer->plain.data(), answer->plain.size(), &ack)) return false;
-    token_.assign(ack.token, ack.token + sizeof ack.token);
-    memcpy(login_.octets, ack.server, sizeof ack.server);
-    login_.port = ack.port;
-    return true;
+    const auto registration = answer ? ReadRegistration(*answer) : std::nullopt;
+    if (registration) registration_ = *registration;
+    return registration.has_value();
 }
 
 bool GatewayRouter::Login(const std::string &address)
 {
-    return ParseAddress(address, &login_) && Login();
+    return ParseAddress(address, &registration_.login) && Login();
 }
 
 bool GatewayRouter::Login()
 {
-    if (!Connect(login_)) return false;
-    LoginRequest request = {};
-    PinField(facts_.pin.c_str(), request.pin);
-    memcpy(request.token, token_.data(), std::min(token_.size(), sizeof request.token));
-    memcpy(request.version, version_.data(), sizeof request.version);
-    Bytes head(kLoginHeadSize), record(kLoginRecordSize);
-    LoginHeadWrite(request, head.data(), head.size());
-    LoginRecordWrite(request, record.data(), record.size());
-    Send(MSG_LOGIN, FLAG_UP, head, record);
+    if (!Connect(registration_.login)) return false;
+    SendBytes(LoginFrame(facts_, registration_.token, version_));
     const auto answer = Read();
-    int16_t interval;
-    return answer && LoginAckRead(answer->plain.data(), answer->plain.size(), &interval);
+    return answer && IsLoggedIn(*answer);
 }
 
 bool GatewayRouter::Heartbeat()
 {
-    Send(MSG_HEARTBEAT, FLAG_UP, {0, 0, 0, 0}, {});
+    SendBytes(HeartbeatFrame(facts_));
     const auto answer = Read();
     return answer && answer->header.msgType == MSG_HEARTBEAT_ACK;
 }
 
 void GatewayRouter::SendReport(const std::string &text, uint8_t dataType)
 {
-    Send(MSG_UP, FLAG_UP, {}, InnerRecordBytes(dataType, {}, ToBytes(text)));
+    SendBytes(TextReportFrame(facts_, text, dataType));
 }
 
 void GatewayRouter::Serve()
@@ -160,21 +118,14 @@ void GatewayRouter::Serve()
 
 void GatewayRouter::Answer(const ParsedFrame &frame)
 {
-    if (frame.header.msgType == MSG_ACK || frame.header.msgType == MSG_ACK_MAC) {
-        acknowledged_++;
-    } else if (frame.header.msgType == MSG_PLUG_COMMAND) {
-        asked_++;
-        Send(MSG_ACK, FLAG_ACK, {0, 0}, InnerRecordBytes(frame.dataType, {}, ToBytes("{\"result\":0}")));
-    } else if (frame.header.msgType == MSG_FUNCTION_COMMAND && frame.payload.size() >= 4) {
-        asked_++;
-        Reply(frame, {});
-    }
+    if (frame.header.msgType == MSG_ACK || frame.header.msgType == MSG_ACK_MAC) acknowledged_++;
+    const auto answer = AnswerFrame(facts_, frame);
+    if (!answer) return;
+    asked_++;
+    SendBytes(*answer);
 }
 
 void GatewayRouter::Reply(const ParsedFrame &question, const Bytes &data)
 {
-    Bytes reply(question.payload.begin(), question.payload.begin() + 4); // tag and function
-    Append(&reply, {0, 0});
-    Append(&reply, data);
-    Send(MSG_ACK_MAC, FLAG_ACK, {0, 0}, InnerRecordBytes(question.dataType, facts_.mac, reply));
+    if (const auto answer = AnswerFrame(facts_, question, data)) SendBytes(*answer);
 }

@@ -3,23 +3,12 @@
 // State: one connection. Threads: one, and one more between Serve() and the end.
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <optional>
 #include <string>
 #include <thread>
 
-#include "protocol/Address.h"
-#include "protocol/FrameCodec.h"
-
-struct RouterFacts {
-    std::string pin = "123456789012", key = "0123456789abcdef", serial = "SIM0000000001";
-    protocol::Bytes mac = {2, 0x1a, 0x2b, 0, 0, 1};
-    protocol::Address from = {}; // its own address, with any port
-};
-
-// The facts of router number `i`, which differ from those of every other one.
-RouterFacts FactsOf(unsigned i);
+#include "tests/fleet/RouterFrames.h"
 
 class GatewayRouter
 {
@@ -27,7 +16,7 @@ class GatewayRouter
     explicit GatewayRouter(const RouterFacts &facts = {}) : facts_(facts) {}
     ~GatewayRouter();
     // What its next login tells.
-    void SetVersion(const std::array<uint8_t, 4> &version) { version_ = version; }
+    void SetVersion(const RouterVersion &version) { version_ = version; }
 
     // Each of these is false when the gateway refuses, or does not answer within some seconds.
     bool Register(const std::string &address = "127.0.0.1:6039");
@@ -54,17 +43,15 @@ class GatewayRouter
     bool IsClosed(double seconds = 10);
     void Close();
 
-    const protocol::Address &LoginServer() const { return login_; }
+    const protocol::Address &LoginServer() const { return registration_.login; }
 
   private:
     bool Connect(const protocol::Address &address);
-    void Send(uint8_t msgType, uint8_t flag, const protocol::Bytes &head, const protocol::Bytes &plain);
 
     const RouterFacts facts_;
-    std::array<uint8_t, 4> version_ = {2, 0, 0, 7};
+    RouterVersion version_ = kRouterVersion;
     int fd_ = -1;
-    protocol::Address login_;
-    protocol::Bytes token_;
+    Registration registration_;
     protocol::FrameCutter cutter_;
     std::atomic<unsigned> acknowledged_{0}, asked_{0};
     std::thread server_;

@@ -35,7 +35,8 @@ static bool Serves(int port)
     return serves;
 }
 
-NatsServer::NatsServer(NatsOptions options) : mOptions(std::move(options))
+NatsServer::NatsServer(NatsOptions options)
+    : mOptions(std::move(options)), mStore(mOptions.store.empty() ? mFolder.Path("store") : mOptions.store)
 {
     Start();
 }
@@ -49,7 +50,7 @@ void NatsServer::Start()
 {
     const std::string log = mFolder.Path("log");
     std::vector<std::string> arguments = {"nats-server",         "-a",          "127.0.0.1", "-p",
-                                          std::to_string(mPort), "-js",         "-sd",       mFolder.Path("store"),
+                                          std::to_string(mPort), "-js",         "-sd",       mStore,
                                           "--ports_file_dir",    mFolder.Path()};
     arguments.insert(arguments.end(), mOptions.arguments.begin(), mOptions.arguments.end());
     std::vector<char *> pointers;

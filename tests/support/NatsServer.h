@@ -11,6 +11,7 @@
 struct NatsOptions {
     std::vector<std::string> arguments = {}; // more of them
     std::string user = {};                   // "name:password", for Url()
+    std::string store = {};                  // a folder for its streams, which stays; empty: in /tmp
 };
 
 class NatsServer
@@ -35,6 +36,7 @@ class NatsServer
   private:
     const NatsOptions mOptions;
     TemporaryFolder mFolder;
+    const std::string mStore;
     int mPort = -1; // the server chooses
     pid_t mProcess = -1;
 };
