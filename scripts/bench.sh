@@ -17,6 +17,7 @@
 set -u
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
+. "$repo/scripts/lib/figures.sh"
 build=$repo/build/release
 save='' compare='' agents=1000
 while [ $# -gt 0 ]; do
@@ -127,15 +128,7 @@ for group; do
 done
 
 echo
-{ printf 'FIGURE\tfigure\tto reach\tmeasured\tverdict\n'; cat "$results"; } |
-    awk -F '\t' '{
-        for (i = 2; i <= 5; i++) { cell[NR, i] = $i; if (length($i) > width[i]) width[i] = length($i) }
-    } END {
-        for (row = 1; row <= NR; row++) {
-            for (i = 2; i <= 4; i++) printf "%-*s  ", width[i], cell[row, i]
-            print cell[row, 5]
-        }
-    }'
+figures_table "$results"
 status=0
 if grep -q 'MISSED$' "$results"; then status=1; fi
 [ -z "$save" ] || cp "$results" "$save" || status=1

@@ -39,6 +39,8 @@ entry 'scripts/bench.sh latency idle' long in_repo
 entry 'scripts/bench.sh scale' long in_repo
 entry 'scripts/bench.sh --compare tests/bench/figures.tsv size idle' long in_repo
 entry 'scripts/gateway-loss.sh' long in_repo
+entry 'scripts/gateway-load.sh' long in_repo
+entry 'scripts/gateway-load.sh soak' long in_repo
 entry 'scripts/soak.sh --days 8 --speed 900 --seed 2 --plot docs/soak.svg' long keeping docs/soak.svg
 entry 'unshare --mount --net --pid --fork --mount-proc bash' block lab_by_hand
 

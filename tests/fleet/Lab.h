@@ -16,6 +16,7 @@
 struct LabOptions {
     unsigned routers = 10000;
     double interval = 60; // seconds between heartbeats
+    double settle = 5;    // seconds until what has been under way is done
     std::string folder;   // for the streams of the message system
 };
 

@@ -10,7 +10,7 @@
 namespace
 {
 constexpr double kMostKbOfSession = 8;
-constexpr double kSettle = 5, kPatience300 = 300;
+constexpr double kPatienceSeconds = 300;
 
 class LoadRun
 {
@@ -23,7 +23,7 @@ class LoadRun
     void Heartbeats();
     void Questions();
     void Reports();
-    void OneStorm(unsigned addresses);
+    void OneStorm(unsigned addresses, double outage);
     void Plugsim();
     void Figure(const std::string &what, const std::string &toReach, const std::string &measured, bool reached = true);
     double Sessions() const { return static_cast<double>(options_.lab.routers); }
@@ -43,7 +43,7 @@ void LoadRun::Figure(const std::string &what, const std::string &toReach, const 
 
 void LoadRun::LogIn()
 {
-    Tell(Format("%u devices are imported", options_.lab.routers));
+    Tell(Format("%u devices are added to the directory", options_.lab.routers));
     const double imported = lab_.ImportDevices();
     Figure("import of the directory", "", Format("%.1f s", imported));
     const auto begin = FleetClock::now();
@@ -54,9 +54,9 @@ void LoadRun::LogIn()
     const Usage before = UsageOf(lab_.GatewayId()), natsBefore = UsageOf(lab_.NatsId());
     const auto first = FleetClock::now();
     lab_.Fleet().LogIn(options_.logins);
-    lab_.AwaitAll(kPatience300);
+    lab_.AwaitAll(kPatienceSeconds);
     const double seconds = SecondsSince(first);
-    Sleep(kSettle);
+    Sleep(options_.lab.settle);
     const Usage after = UsageOf(lab_.GatewayId()), natsAfter = UsageOf(lab_.NatsId());
     Figure("registrations with login and first report", "",
            Format("%.0f a second (all in %.1f s, load %.1f)", Sessions() / seconds, seconds, Load()));
@@ -105,7 +105,7 @@ void LoadRun::Questions()
     Figure("questions that were not answered", "none", Format("%zu", asked.failed), asked.failed == 0);
     Tell(Format("questions, %u at once", options_.askedAtOnce));
     const Usage before = UsageOf(lab_.GatewayId()), natsBefore = UsageOf(lab_.NatsId());
-    const Answers many = AskMany(lab_, options_.askedAtOnce, options_.askedSeconds);
+    const Answers many = AskMany(lab_, options_.askedAtOnce, options_.burstSeconds);
     const Usage after = UsageOf(lab_.GatewayId()), natsAfter = UsageOf(lab_.NatsId());
     const double good = static_cast<double>(many.good);
     Figure(Format("questions with %u on their way at once", options_.askedAtOnce), "",
@@ -124,37 +124,37 @@ void LoadRun::Reports()
     const uint64_t sent = counts.reports, acknowledged = counts.reportsAcknowledged;
     const Usage before = UsageOf(lab_.GatewayId()), natsBefore = UsageOf(lab_.NatsId());
     lab_.Fleet().Report(options_.reportRate);
-    Sleep(options_.reportSeconds);
+    Sleep(options_.burstSeconds);
     const double inTime = static_cast<double>(counts.reportsAcknowledged - acknowledged);
     lab_.Fleet().Report(0);
-    Sleep(kSettle);
+    Sleep(options_.lab.settle);
     const Usage after = UsageOf(lab_.GatewayId()), natsAfter = UsageOf(lab_.NatsId());
     const auto storedAfter = lab_.Stored();
     const double all = static_cast<double>(counts.reports - sent), messages = storedAfter.first - stored.first;
     const double missing = all - static_cast<double>(counts.reportsAcknowledged - acknowledged);
     Figure("reports stored and acknowledged", "",
-           Format("%.0f of %.0f offered a second; %.0f of %.0f not acknowledged", inTime / options_.reportSeconds,
-                  all / options_.reportSeconds, missing, all),
+           Format("%.0f of %.0f offered a second; %.0f of %.0f not acknowledged", inTime / options_.burstSeconds,
+                  all / options_.burstSeconds, missing, all),
            messages > 0 && messages >= all - missing);
-    const double idle = gatewayIdle_ * (options_.reportSeconds + kSettle);
+    const double idle = gatewayIdle_ * (options_.burstSeconds + options_.lab.settle);
     Figure("one of them, a list of five devices", "",
            Format("%.0f bytes in the stream; %.3f ms in the gateway, %.3f ms in nats-server",
                   (storedAfter.second - stored.second) / messages, 1000 * (after.cpu - before.cpu - idle) / messages,
                   1000 * (natsAfter.cpu - natsBefore.cpu) / messages));
 }
 
-void LoadRun::OneStorm(unsigned addresses)
+void LoadRun::OneStorm(unsigned addresses, double outage)
 {
-    const std::string from =
-        addresses ? Format("routers behind %u addresses", addresses) : "each router at its own address";
-    Tell("the gateway is killed; " + from);
+    std::string how = addresses ? Format("routers behind %u addresses", addresses) : "each router at its own address";
+    if (outage > 0) how = Format("after an outage of %.0f s, ", outage) + how;
+    Tell("the gateway is killed; " + how);
     lab_.Fleet().ComeFrom(addresses);
-    const Storm storm = Restart(lab_, 0, 2 * kPatience300);
-    printf("\nback after the kill, by second; %s (load %.1f):\n", from.c_str(), Load());
+    const Storm storm = Restart(lab_, outage, outage + kPatienceSeconds);
+    printf("\nback after the kill, by second; %s (load %.1f):\n", how.c_str(), Load());
     ShowBySecond(storm.logins);
     printf("\n");
     const int most = MostInASecond(storm.logins);
-    Figure("restart storm, " + from, "all come back",
+    Figure("restart storm, " + how, "all come back",
            Format("all after %.1f s, half after %.1f s; the gateway served after %.1f s", storm.logins.back(),
                   Quantile(storm.logins, 0.5), storm.served),
            storm.logins.size() == lab_.Fleet().Size());
@@ -186,7 +186,7 @@ void LoadRun::Plugsim()
     const auto begin = FleetClock::now();
     routers.LogIn(10);
     while (routers.Online() < fleet.routers) {
-        if (SecondsSince(begin) > kPatience300) throw Failure(Format("only %zu at plugsim", routers.Online()));
+        if (SecondsSince(begin) > kPatienceSeconds) throw Failure(Format("only %zu at plugsim", routers.Online()));
         Sleep(0.1);
     }
     Tell("questions at plugsim");
@@ -210,8 +210,9 @@ bool LoadRun::Run()
     Heartbeats();
     Questions();
     Reports();
-    OneStorm(0);
-    if (options_.addresses > 0) OneStorm(options_.addresses);
+    OneStorm(0, 0);
+    if (options_.addresses > 0) OneStorm(options_.addresses, 0);
+    if (options_.outage > 0) OneStorm(0, options_.outage);
     lab_.EndFleet();
     lab_.KillGateway();
     if (options_.plugsimSessions > 0) Plugsim();

@@ -6,7 +6,7 @@
 #include "tests/fleet/Questions.h"
 
 static constexpr unsigned kLoginsAtOnce = 500, kSamples = 72;
-static constexpr double kPatienceSeconds = 300, kSettle = 5;
+static constexpr double kPatienceSeconds = 300;
 static constexpr double kMostUnanswered = 0.01; // routers that are just coming back answer nothing
 
 static Sample Take(Lab &lab, FleetClock::time_point begin)
@@ -44,7 +44,7 @@ bool RunSoak(const SoakOptions &options)
     lab.StartFleet();
     lab.Fleet().LogIn(kLoginsAtOnce);
     lab.AwaitAll(kPatienceSeconds);
-    Sleep(kSettle);
+    Sleep(options.lab.settle);
 
     const double fleet = options.speed * static_cast<double>(options.lab.routers);
     const FleetCounts &counts = lab.Fleet().Counts();
@@ -74,7 +74,7 @@ bool RunSoak(const SoakOptions &options)
         good = questions.Good();
         failed = questions.Failed();
     }
-    Sleep(kSettle);
+    Sleep(options.lab.settle);
 
     const double answered = static_cast<double>(good), unanswered = static_cast<double>(failed);
     const double inStream = lab.Stored().first - stored.first;

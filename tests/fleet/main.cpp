@@ -33,6 +33,9 @@ static void AddLabOptions(CLI::App *app, LabOptions *options)
     app->add_option("--interval", options->interval, "seconds between a router's heartbeats")
         ->check(CLI::Range(1, 3600))
         ->capture_default_str();
+    app->add_option("--settle", options->settle, "seconds before what has been under way is taken for done")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     app->add_option("--folder", options->folder, "an empty one, not in /tmp, for what the run writes")->required();
 }
 
@@ -50,9 +53,10 @@ int main(int argc, char *argv[])
     };
     add("--seconds", load.seconds, "of heartbeats alone");
     add("--questions", load.questions, "one after another, at least 1");
-    add("--burst-seconds", load.askedSeconds, "of questions at once");
-    add("--reports", load.reportRate, "in a second, offered for ten seconds");
+    add("--burst-seconds", load.burstSeconds, "of questions at once, and of reports");
+    add("--reports", load.reportRate, "in a second, offered");
     add("--addresses", load.addresses, "of the second storm; 0: no second one");
+    add("--outage", load.outage, "seconds before the third storm; 0: no third one");
     add("--plugsim", load.plugsimSessions, "sessions at plugsim; 0: without it");
     CLI::App *soaks =
         app.add_subcommand("soak", "hold the traffic of every day up, faster, and look whether all is flat");
