@@ -11,11 +11,11 @@ struct LoadOptions {
     double seconds = 120;  // of heartbeats alone
     unsigned questions = 2000;
     unsigned askedAtOnce = 64;
-    double reportRate = 4000;        // in a second, of all routers together
-    double burstSeconds = 10;        // of questions at once, and of those reports
-    unsigned addresses = 64;         // of the second storm; 0: there is none
-    double outage = 60;              // before the third one, seconds; 0: there is none
-    unsigned plugsimSessions = 1000; // 0: without plugsim
+    double reportRate = 4000;         // in a second, of all routers together
+    double burstSeconds = 10;         // of questions at once, and of those reports
+    unsigned addresses = 64;          // of the second storm; 0: there is none
+    double outage = 60;               // before the third one, seconds; 0: there is none
+    unsigned plugsimSessions = 10000; // 0: without plugsim
 };
 
 // Whether what has a limit has kept it. Throws Failure.

@@ -42,7 +42,6 @@ Storm Restart(Lab &lab, double pause, double patience)
                                  &storm.gaveUp};
     for (size_t i = 0; i < after.size(); i++) *figures[i] = after[i] - before[i];
     storm.limited = static_cast<uint64_t>(lab.Metric("plug_gateway_registrations_total{result=\"limited\"}"));
-    storm.cpu = UsageOf(lab.GatewayId()).cpu;
     return storm;
 }
 

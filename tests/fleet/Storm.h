@@ -11,7 +11,6 @@ struct Storm {
     std::vector<double> logins; // of each router, seconds from the kill, in ascending order
     uint64_t limited = 0;       // registrations that the gateway has refused because of its limit
     uint64_t unreachable = 0, refused = 0, unanswered = 0, loginsFailed = 0, gaveUp = 0; // as the routers saw it
-    double cpu = 0; // of the new gateway until then, seconds
 };
 
 // Kills the gateway, starts the next one `pause` seconds later, and waits until all are back, at most `patience` seconds.

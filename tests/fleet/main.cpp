@@ -48,13 +48,13 @@ int main(int argc, char *argv[])
     CLI::App *loads =
         app.add_subcommand("load", "measure logins, memory, processor time, questions, reports, restarts");
     AddLabOptions(loads, &load.lab);
-    const auto add = [loads](const char *name, auto &value, const char *about) {
-        loads->add_option(name, value, about)->check(CLI::NonNegativeNumber)->capture_default_str();
+    const auto add = [loads](const char *name, auto &value, const char *about, double least = 0) {
+        loads->add_option(name, value, about)->check(CLI::Range(least, 1e6))->capture_default_str();
     };
-    add("--seconds", load.seconds, "of heartbeats alone");
-    add("--questions", load.questions, "one after another, at least 1");
-    add("--burst-seconds", load.burstSeconds, "of questions at once, and of reports");
-    add("--reports", load.reportRate, "in a second, offered");
+    add("--seconds", load.seconds, "of heartbeats alone", 1);
+    add("--questions", load.questions, "one after another", 1);
+    add("--burst-seconds", load.burstSeconds, "of questions at once, and of reports", 0.1);
+    add("--reports", load.reportRate, "in a second, offered", 1);
     add("--addresses", load.addresses, "of the second storm; 0: no second one");
     add("--outage", load.outage, "seconds before the third storm; 0: no third one");
     add("--plugsim", load.plugsimSessions, "sessions at plugsim; 0: without it");
