@@ -7,8 +7,8 @@ usage() {
     cat <<END
 gateway-load.sh - ten thousand synthetic routers at one gateway with one thread for its sessions
 
-  scripts/gateway-load.sh [load] [OPTION]...    figures, and three restart storms; about six minutes
-  scripts/gateway-load.sh soak [OPTION]...      the traffic of an hour in six minutes: is it flat?
+  scripts/gateway-load.sh [load] [OPTION]...    figures, and three restart storms; about seven minutes
+  scripts/gateway-load.sh soak [OPTION]...      the traffic of an hour in six minutes, after six of warming up: is it flat?
 
 Builds the release build, and runs nats-server, plug-gateway and the routers (real connections, frames and keys, all in one
 thread) in namespaces of their own. In the end there is a table: figure, what it has to reach, measured, verdict.
@@ -26,7 +26,7 @@ thread) in namespaces of their own. In the end there is a table: figure, what it
   --minutes N     of soak [6]
   --speed N       of soak: times the rates of every day [10]
   --log FILE      keep all that the run has written there, too
-  others          of load, for short runs: build/release/gateway_load load --help lists them
+  others          for short runs: build/release/gateway_load load --help and soak --help list them
   --help          this text
 
 Needs root or user namespaces, and as many descriptors as there are routers (root has them). Best on a machine that does

@@ -23,6 +23,9 @@ bool RunLoad(const LoadOptions &options);
 
 struct SoakOptions {
     LabOptions lab; // its interval is that of the routers' time
+    // Before the samples. Every five minutes the gateway reads its buckets again, and for a moment needs room for all that
+    // is in them; the first time is a part of its start.
+    double warmUp = 330; // seconds
     double minutes = 6;
     double speed = 10;
     // In the routers' time, of each router:

@@ -61,12 +61,22 @@ int main(int argc, char *argv[])
     CLI::App *soaks =
         app.add_subcommand("soak", "hold the traffic of every day up, faster, and look whether all is flat");
     AddLabOptions(soaks, &soak.lab);
-    soaks->add_option("--minutes", soak.minutes, "that it takes")
+    soaks
+        ->add_option("--warm-up", soak.warmUp, "seconds of the same traffic before, in which the gateway gets its size")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    soaks->add_option("--minutes", soak.minutes, "that are judged")
         ->check(CLI::Range(0.1, 1000.0))
         ->capture_default_str();
     soaks->add_option("--speed", soak.speed, "times the rates of every day")
         ->check(CLI::Range(1, 100))
         ->capture_default_str();
+    const auto every = [soaks](const char *name, double &value, const char *about) {
+        soaks->add_option(name, value, about)->check(CLI::Range(1.0, 1e12))->capture_default_str();
+    };
+    every("--report-every", soak.reportEvery, "seconds between a router's reports, at speed 1");
+    every("--question-every", soak.questionEvery, "the same of questions to it");
+    every("--session-lasts", soak.sessionLasts, "the same of its lost sessions");
     CLI11_PARSE(app, argc, argv);
 
     setvbuf(stdout, nullptr, _IOLBF, 0);
