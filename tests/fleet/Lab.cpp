@@ -1,6 +1,5 @@
 #include "tests/fleet/Lab.h"
 
-#include <asio/connect.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/read.hpp>
 #include <asio/write.hpp>
@@ -112,12 +111,11 @@ void Lab::AwaitAll(double seconds)
     }
 }
 
-void Lab::Hold(double seconds, const char *what, const std::function<void()> &now_and_then)
+void Lab::Hold(double seconds, const char *what)
 {
     const auto begin = FleetClock::now();
     while (SecondsSince(begin) < seconds) {
         Sleep(std::min(kTellSeconds, seconds - SecondsSince(begin)));
-        if (now_and_then) now_and_then();
         Tell(Format("%s: %.0f of %.0f s, %zu online", what, SecondsSince(begin), seconds, fleet_->Online()));
     }
 }

@@ -4,7 +4,6 @@
 // State: all of it. Threads: one.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,8 +47,8 @@ class Lab
     void StartFleet();      // without a connection yet
     // Waits until all are online, at most `seconds`, and tells now and then how far it is.
     void AwaitAll(double seconds);
-    // Waits while it goes on, and tells.
-    void Hold(double seconds, const char *what, const std::function<void()> &now_and_then = {});
+    // Waits while the traffic goes on, and tells.
+    void Hold(double seconds, const char *what);
 
     // A figure of the gateway's metrics, such as `plug_gateway_sessions`; 0 when it has none of that name.
     double Metric(const std::string &name) const;
@@ -62,7 +61,6 @@ class Lab
     gateway::Bus &Bus() { return *bus_; }
     RouterFleet &Fleet() { return *fleet_; }
     void EndFleet() { fleet_.reset(); }
-    const LabOptions &Options() const { return options_; }
 
   private:
     const LabOptions options_;
