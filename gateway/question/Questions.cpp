@@ -29,7 +29,7 @@ std::optional<Asked> Questions::TakeFirst()
 {
     Asked first = std::move(queue_.front());
     queue_.erase(queue_.begin());
-    if (queue_.empty()) queue_ = {}; // gives its memory back
+    if (queue_.empty()) queue_ = std::vector<Asked>(); // gives its memory back, which {} would keep
     underWay_ = false;
     return first;
 }

@@ -58,7 +58,7 @@ void Connection::Flush()
     const size_t size = socket_.write_some(asio::buffer(out_), error);
     if (error && error != asio::error::would_block) return End("router");
     if (size == out_.size()) {
-        out_ = {}; // gives its memory back
+        out_ = protocol::Bytes(); // gives its memory back, which {} would keep
         return;
     }
     out_.erase(out_.begin(), out_.begin() + static_cast<std::ptrdiff_t>(size));

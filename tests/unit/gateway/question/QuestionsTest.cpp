@@ -1,5 +1,6 @@
 // The queue of one router's questions, with a clock moved by hand.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "gateway/question/Questions.h"
 
@@ -26,6 +27,17 @@ Asked Plugin(uint8_t dataType)
     asked.plugin = true;
     asked.command.dataType = dataType;
     return asked;
+}
+
+TEST(Questions, RoutersThatWereAskedOnceKeepNoMemoryForIt)
+{
+    std::vector<Questions> routers(1000);
+    const size_t before = mallinfo2().uordblks;
+    for (Questions &questions : routers) {
+        ASSERT_TRUE(questions.Add(Function(1), kMost));
+        ASSERT_TRUE(questions.Replied(questions.Next(kStart)->tag, 1));
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + routers.size()); // the heap itself keeps some pieces for the next use
 }
 
 TEST(Questions, OneIsUnderWayAndTheOthersWaitInTheirOrder)
