@@ -92,15 +92,15 @@ again=() # tests that passed in their second run
 attribute() { grep -m1 -o "[^a-z]$2=\"[0-9]*\"" "$1" | tr -cd 0-9; }
 
 # run_ctest PRESET [ctest's options]: adds to the counts; 0 when nothing failed. $run is the name of the run, if it is
-# not the preset's.
+# not the preset's, $at_once how many tests run at the same time.
 run_ctest() {
-    local preset=$1 run=${run:-$1} status test tests failures unrun way=()
+    local preset=$1 run=${run:-$1} at_once=${at_once:-$((jobs + 1))} status test tests failures unrun way=()
     local results=$repo/build/$preset/$run.xml log=$logs/$run-tests.log
     shift
     rm -f "$results"
     # ThreadSanitizer does not work in every randomised address space. Not all containers allow this.
     if setarch -R true 2>/dev/null; then way=(setarch -R); fi
-    "${way[@]}" ctest --test-dir "$repo/build/$preset" -j $((jobs + 1)) --output-on-failure --no-tests=error \
+    "${way[@]}" ctest --test-dir "$repo/build/$preset" -j "$at_once" --output-on-failure --no-tests=error \
         --repeat until-pass:2 --output-junit "$results" "${filter[@]}" "$@" </dev/null | tee "$log" |
         grep --line-buffered -v '^ *Start '
     status=${PIPESTATUS[0]}
@@ -129,7 +129,32 @@ cannot_sandbox() {
     say "left out: $without_e2e"
 }
 
-run_release() { build release && { ! cannot_sandbox release || set -- '|e2e'; } && run_ctest release -LE "lab|page${1:-}"; }
+# any_of PRESET [ctest's options]: whether the filter leaves any of these tests. grep, not grep -q: it reads to the end, so
+# that ctest does not write into a closed pipe.
+any_of() { ctest --test-dir "$repo/build/$1" -N "${@:2}" "${filter[@]}" | grep '^ *Test *#' >/dev/null; }
+
+# run_e2e PRESET [ctest's options]: end-to-end tests, if the filter leaves any. Most of their time they wait: each needs a
+# fortieth of a processor, a tenth with AddressSanitizer. Tests that compute would keep them waiting, so they are by themselves.
+run_e2e() {
+    local preset=$1
+    shift
+    set -- -L e2e "$@"
+    ! any_of "$preset" "$@" || run=${run:-$preset-e2e} at_once=$((jobs * 3)) run_ctest "$preset" "$@"
+}
+
+# run_all PRESET: all tests of its build but those of other stages
+run_all() {
+    local status=0 others=(-LE 'lab|page|e2e')
+    if cannot_sandbox "$1" || ! any_of "$1" -L e2e; then
+        run_ctest "$1" "${others[@]}"
+        return
+    fi
+    ! any_of "$1" "${others[@]}" || run_ctest "$1" "${others[@]}" || status=1
+    run_e2e "$1" || status=1
+    return $status
+}
+
+run_release() { build release && run_all release; }
 run_lab() {
     "$repo/scripts/install-packages.sh" build run lab || return
     "$repo/scripts/lab.sh" check || { stage_skipped=yes; return 0; }
@@ -155,11 +180,7 @@ run_page() {
     "$repo/scripts/install-packages.sh" build page && build release && run_ctest release -L page
 }
 
-run_asan() { build asan && { ! cannot_sandbox asan || set -- '|e2e'; } && run_ctest asan -LE "page${1:-}"; }
-
-# any_of_release [ctest's options]: whether the filter leaves any of these tests of the release build. grep, not grep -q: it
-# reads to the end, so that ctest does not write into a closed pipe.
-any_of_release() { ctest --test-dir "$repo/build/release" -N "$@" "${filter[@]}" | grep '^ *Test *#' >/dev/null; }
+run_asan() { build asan && run_all asan; }
 
 # The end-to-end tests are those of the release build, with the agent and the simulated router of this one. Left out are
 # those that bring other libraries into the agent (Torture, Surroundings), run it as another user (HostileUser) or not at
@@ -174,8 +195,7 @@ run_tsan() {
     run_ctest tsan -LE e2e
     status=$?
     ! cannot_sandbox release || return $status
-    any_of_release -L e2e -E "$tsan_leaves_out" || return $status
-    E2E_AGENT=$repo/build/tsan/plug run=tsan-e2e run_ctest release -L e2e -E "$tsan_leaves_out" && return $status
+    E2E_AGENT=$repo/build/tsan/plug run=tsan-e2e run_e2e release -E "$tsan_leaves_out" && return $status
 }
 run_mipsel() {
     "$repo/scripts/install-packages.sh" build mipsel && build mipsel && run_ctest mipsel -LE e2e
@@ -194,10 +214,9 @@ run_musl() {
     local status=0
     "$repo/scripts/install-packages.sh" build musl && build musl && build release plug plugsim e2e_test || return
     run_ctest musl || status=1
-    ! any_of_release -L e2e -E "$musl_leaves_out" ||
-        E2E_AGENT=$repo/build/musl/e2e/plug run=musl-e2e run_ctest release -L e2e -E "$musl_leaves_out" || status=1
+    E2E_AGENT=$repo/build/musl/e2e/plug run=musl-e2e run_e2e release -E "$musl_leaves_out" || status=1
     [ ${#filter[@]} -gt 0 ] ||
-        E2E_AGENT=$repo/build/musl/static/plug run=musl-static run_ctest release -L e2e -R "$musl_static" || status=1
+        E2E_AGENT=$repo/build/musl/static/plug run=musl-static run_e2e release -R "$musl_static" || status=1
     say "stripped: $(stat -c %s "$repo/build/musl/plug.stripped") bytes; of one file with simulated router, cJSON and musl" \
         "$(stat -c %s "$repo/build/musl/static/plug.stripped") bytes"
     return $status

@@ -130,6 +130,7 @@ LeavesOutTheEndToEndTestsWhereTheyCannotRun)
     printf '#!/bin/sh\n' | tee scripts/install-packages.sh >bin/cmake
     cat >bin/ctest <<'CTEST'
 #!/bin/sh
+case $* in *' -N '*) echo '  Test #1: one'; exit ;; esac
 echo "ctest $*"
 while [ "$1" != --output-junit ]; do shift; done
 echo '<testsuite tests="3" failures="0" disabled="0" skipped="0">' >"$2"
@@ -138,7 +139,8 @@ CTEST
     e2e 'exit 0'
     chmod +x scripts/install-packages.sh bin/*
     PATH=$folder/bin:$PATH
-    says 0 ' -LE lab|page' scripts/test.sh
+    says 0 ' -L e2e' scripts/test.sh
+    says 0 '6 passed, 0 failed' scripts/test.sh
     e2e 'echo "no sandbox: unshare: not permitted" >&2; exit 1'
     says 3 ' -LE lab|page|e2e' scripts/test.sh
     says 3 'left out: the end-to-end tests: no sandbox: unshare: not permitted' scripts/test.sh
