@@ -23,13 +23,15 @@ void Check(int status, const std::string &what)
 namespace
 {
 constexpr int64_t kConnectMs = 5000, kReconnectWaitMs = 250, kReconnectJitterMs = 250, kWriteDeadlineMs = 2000;
+constexpr std::chrono::seconds kHandOver{5}; // it takes microseconds
 constexpr int kReconnectBuffer = 8 * 1024 * 1024;
 constexpr std::chrono::seconds kPatience{20};
 
-// Shared with the library, which calls back for a while after a subscription has ended.
+// Shared with the library, and with what is on its way to the handler when a subscription ends.
 struct Target {
     asio::io_context *context;
     MessageHandler handler;
+    std::promise<void> ended{}; // when the library's thread calls back no more
 };
 using TargetHandle = std::shared_ptr<Target>;
 
@@ -93,10 +95,13 @@ void Patiently(const std::string &what, const std::function<natsStatus()> &attem
 }
 } // namespace
 
-Subscription::Subscription(natsConnection *connection, const std::string &subject, const std::string &queue,
-                           asio::io_context &context, MessageHandler handler)
+Subscription::Subscription(Bus &bus, const std::string &subject, const std::string &queue, asio::io_context &context,
+                           MessageHandler handler)
+    : bus_(bus)
 {
     auto *closure = new TargetHandle(std::make_shared<Target>(Target{&context, std::move(handler)}));
+    ended_ = (*closure)->ended.get_future();
+    natsConnection *const connection = bus.connection_.get();
     const natsStatus status =
         queue.empty()
             ? natsConnection_Subscribe(&own_, connection, subject.c_str(), Deliver, closure)
@@ -104,13 +109,21 @@ Subscription::Subscription(natsConnection *connection, const std::string &subjec
     if (status != NATS_OK) delete closure;
     Check(status, "subscribe to " + subject);
     natsSubscription_SetOnCompleteCB(
-        own_, [](void *end) { delete static_cast<TargetHandle *>(end); }, closure);
+        own_,
+        [](void *end) {
+            const std::unique_ptr<TargetHandle> target(static_cast<TargetHandle *>(end));
+            (*target)->ended.set_value();
+        },
+        closure);
 }
 
 Subscription::~Subscription()
 {
     natsSubscription_Unsubscribe(own_);
-    natsSubscription_Destroy(own_);
+    // The library's thread may still hand a message over, to a context that its owner is about to destroy.
+    ended_.wait_for(kHandOver);
+    const std::lock_guard<std::mutex> hold(bus_.lock_);
+    bus_.ended_.emplace_back(own_);
 }
 
 Bus::Bus(const BusOptions &options) : replicas_(options.replicas)

@@ -11,7 +11,9 @@
 #include <asio/io_context.hpp>
 #include <atomic>
 #include <functional>
+#include <future>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -44,19 +46,23 @@ struct Message {
 };
 using MessageHandler = std::function<void(Message)>;
 
+class Bus;
+
 // A subscription ends with this object; messages that are already on their way to the io_context still arrive there.
 class Subscription
 {
   public:
     // Throws BusError. With a `queue`, each message goes to one member of that name only.
-    Subscription(natsConnection *connection, const std::string &subject, const std::string &queue,
-                 asio::io_context &context, MessageHandler handler);
+    Subscription(Bus &bus, const std::string &subject, const std::string &queue, asio::io_context &context,
+                 MessageHandler handler);
     ~Subscription();
     Subscription(const Subscription &) = delete;
     Subscription &operator=(const Subscription &) = delete;
 
   private:
+    Bus &bus_;
     natsSubscription *own_ = nullptr;
+    std::future<void> ended_; // when the library calls back no more
 };
 
 class Bus
@@ -74,7 +80,7 @@ class Bus
     std::unique_ptr<Subscription> Subscribe(const std::string &subject, const std::string &queue,
                                             asio::io_context &context, MessageHandler handler)
     {
-        return std::make_unique<Subscription>(connection_.get(), subject, queue, context, std::move(handler));
+        return std::make_unique<Subscription>(*this, subject, queue, context, std::move(handler));
     }
 
     // The answer; nothing when none came within `milliseconds`.
@@ -94,8 +100,14 @@ class Bus
     jsCtx *JetStream() const { return jetStream_.get(); }
 
   private:
+    friend Subscription;
+
     const int replicas_;
     std::atomic<uint64_t> reconnects_{0};
+    // Subscriptions that have ended: the library's thread that reads may still be at work with one, and libnats 3.4 does
+    // not hold it for that.
+    std::mutex lock_;
+    std::vector<NatsPointer<natsSubscription, natsSubscription_Destroy>> ended_;
     NatsPointer<natsConnection, natsConnection_Destroy> connection_;
     NatsPointer<jsCtx, jsCtx_Destroy> jetStream_;
 };

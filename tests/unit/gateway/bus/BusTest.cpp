@@ -1,4 +1,5 @@
 // The connection to the message system, against a real server.
+#include <asio/executor_work_guard.hpp>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <map>
@@ -94,6 +95,24 @@ TEST_F(BusTest, RequestGetsTheReplyOfASubscriber)
         bus.Publish(message.reply, message.subject + ":" + message.data);
     });
     EXPECT_EQ("a.b:text", bus.Request("a.b", "text", 5000).value_or("none"));
+}
+
+TEST_F(BusTest, ASubscriptionMayEndWhileMessagesArrive)
+{
+    std::atomic<bool> enough{false};
+    std::thread publisher([&] {
+        while (!enough) bus.Publish("flood", "x");
+    });
+    for (int i = 0; i < 50; i++) {
+        std::atomic<int> received{0};
+        asio::io_context own; // ends before the publisher does
+        const auto subscription = bus.Subscribe("flood", "", own, [&](const Message &) { received++; });
+        const auto work = asio::make_work_guard(own);
+        own.run_one_for(std::chrono::seconds(5));
+        EXPECT_EQ(1, received);
+    }
+    enough = true;
+    publisher.join();
 }
 
 TEST_F(BusTest, RequestToNobodyHasNoAnswer)
