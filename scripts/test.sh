@@ -31,6 +31,8 @@ test.sh - builds the project and runs its tests
                                              lines and branches they run. Not part of --all: six minutes more
   scripts/test.sh --helgrind                 the agent's unit tests under valgrind (scripts/helgrind.sh): races and
                                              wrong use of locks. Not part of --all: ten minutes more
+  scripts/test.sh --tsan-gateway             the gateway's unit and end-to-end tests with ThreadSanitizer. Not part of
+                                             --all: two minutes more
   scripts/test.sh --documents                those commands that take minutes, too. Not part of --all: it takes hours
 
   --filter REGEX   only tests whose name matches; with --all no stage behind musl then
@@ -58,7 +60,7 @@ while [ $# -gt 0 ]; do
     case $1 in
     --all) all=yes ;;
     --coverage) only+=(coverage) ;;
-    --helgrind) only+=(helgrind) ;;
+    --helgrind | --tsan-gateway) only+=("${1#--}") ;;
     --lab | --wifi | --packages | --vm | --documents | --page | --musl) only+=("${1#--}") ;;
     --filter)
         [ $# -gt 1 ] || { echo "test.sh: --filter needs a regular expression" >&2; exit 2; }
@@ -197,6 +199,19 @@ run_tsan() {
     ! cannot_sandbox release || return $status
     E2E_AGENT=$repo/build/tsan/plug run=tsan-e2e run_e2e release -E "$tsan_leaves_out" && return $status
 }
+
+# Its end-to-end tests are those of the release build, with the gateway of this one.
+run_tsan-gateway() {
+    local status=0
+    build tsan-gateway gateway_test gateway_web_test plug-gateway && build release || return
+    export TSAN_OPTIONS=suppressions=$repo/tests/unit/gateway/tsan.supp
+    run_ctest tsan-gateway -L '^gateway$' || status=1
+    cannot_sandbox release ||
+        E2E_GATEWAY=$repo/build/tsan-gateway/plug-gateway run=tsan-gateway-e2e run_e2e release -R '^e2e\.Gateway' || status=1
+    unset TSAN_OPTIONS
+    return $status
+}
+
 run_mipsel() {
     "$repo/scripts/install-packages.sh" build mipsel && build mipsel && run_ctest mipsel -LE e2e
 }

@@ -22,6 +22,7 @@ entry 'scripts/test.sh --page' stage scripts/test.sh 'stages+=(lab wifi page'
 entry "scripts/test.sh --filter 'TcpQueue'" line in_repo
 entry 'scripts/test.sh --coverage' long in_repo
 entry 'scripts/test.sh --helgrind' long in_repo
+entry 'scripts/test.sh --tsan-gateway' long in_repo
 entry 'scripts/lint.sh format shell links' line in_repo
 entry 'scripts/lint.sh' stage scripts/test.sh '"$repo/scripts/lint.sh" |'
 entry 'scripts/fuzz-coverage.sh' long in_repo

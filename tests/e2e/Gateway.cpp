@@ -1,5 +1,6 @@
 #include "tests/e2e/Gateway.h"
 
+#include <cstdlib>
 #include <unistd.h>
 
 #include "tests/support/Within.h"
@@ -8,8 +9,9 @@ using gateway::Json;
 
 ProcessOptions GatewayTool(const NatsServer &nats, const std::vector<std::string> &arguments)
 {
+    const char *other = getenv("E2E_GATEWAY");
     ProcessOptions options;
-    options.arguments = {GATEWAY_PROGRAM, "--nats", nats.Url()};
+    options.arguments = {other ? other : GATEWAY_PROGRAM, "--nats", nats.Url()};
     options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
     return options;
 }
