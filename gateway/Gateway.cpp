@@ -156,6 +156,8 @@ void Gateway::ReadBuckets()
 void Gateway::Beat()
 {
     stored_.Put(kGatewaysBucket, id_, InstanceText(login_), context_, {});
+    // Once it runs, a gateway knows of itself without NATS: its routers still have somewhere to log in.
+    if (count_.started.Get()) instances_.Take({id_, InstanceText(login_)}, Clock::now());
     presence_.Repeat();
     count_.gateways.Set(static_cast<int64_t>(instances_.All(Clock::now()).size()));
     count_.busConnected.Set(bus_.Connected());

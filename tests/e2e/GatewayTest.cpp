@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <csignal>
 #include <set>
+#include <thread>
 
+#include "gateway/session/Instances.h"
 #include "tests/support/Within.h"
 
 using gateway::Json;
@@ -283,6 +285,17 @@ TEST_F(GatewayTest, WhatIsAcknowledgedIsInTheStreamOnceWhenTheMessageSystemDiesA
         reports.insert(Json::parse(report.value_or("{}"))["fields"]["MAC"].dump());
     }
     EXPECT_EQ(kReports, reports.size());
+}
+
+TEST_F(GatewayTest, WhileNatsIsAwayRoutersLogInWhereTheyRegister)
+{
+    AddDevices(1);
+    GatewayProgram gateway(nats_);
+    nats_.Kill();
+    std::this_thread::sleep_for(gateway::kDeadAfter +
+                                std::chrono::seconds(1)); // no gateway hears of another one any more
+    GatewayRouter router(FactsOf(0));
+    EXPECT_TRUE(router.Register() && router.Login() && router.Heartbeat());
 }
 
 TEST_F(GatewayTest, WhatTheStreamDoesNotTakeIsNotAcknowledged)
