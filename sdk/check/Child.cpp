@@ -1,6 +1,7 @@
 #include "sdk/check/Child.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -50,9 +51,17 @@ static void Write(const char *text)
     Write(text, strlen(text));
 }
 
+// Of several threads that crash at once one tells it, and ends the process.
+static void BeTheFirst()
+{
+    static std::atomic_flag s_told = ATOMIC_FLAG_INIT;
+    while (s_told.test_and_set()) pause();
+}
+
 // In the thread that has crashed. Hardly anything may be called here.
 static void TellCrash(int number)
 {
+    BeTheFirst();
     const char *const name = PresentCall();
     Write("Xcrashed in ");
     Write(name ? name : "the checker itself");
@@ -65,6 +74,7 @@ static void TellCrash(int number)
 // In any thread.
 static void TellHang(int)
 {
+    BeTheFirst();
     Write("Xdoes not return:");
     const char *name;
     for (int thread = 0; (name = PresentCallOf(thread)) != nullptr; thread++) {
@@ -84,6 +94,7 @@ static void CatchCrashes()
     struct sigaction action = {};
     action.sa_handler = TellCrash;
     action.sa_flags = SA_ONSTACK;
+    sigfillset(&action.sa_mask); // who tells something is not interrupted by something else to tell
     for (const int number : kFatal) sigaction(number, &action, nullptr);
     action.sa_handler = TellHang;
     sigaction(kHangSignal, &action, nullptr);
