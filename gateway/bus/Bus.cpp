@@ -101,7 +101,7 @@ Subscription::Subscription(Bus &bus, const std::string &subject, const std::stri
 {
     auto *closure = new TargetHandle(std::make_shared<Target>(Target{&context, std::move(handler)}));
     ended_ = (*closure)->ended.get_future();
-    natsConnection *const connection = bus.connection_.get();
+    natsConnection *const connection = bus.Connection();
     const natsStatus status =
         queue.empty()
             ? natsConnection_Subscribe(&own_, connection, subject.c_str(), Deliver, closure)
@@ -119,11 +119,18 @@ Subscription::Subscription(Bus &bus, const std::string &subject, const std::stri
 
 Subscription::~Subscription()
 {
-    natsSubscription_Unsubscribe(own_);
+    bus_.Retire(own_);
     // The library's thread may still hand a message over, to a context that its owner is about to destroy.
     ended_.wait_for(kHandOver);
-    const std::lock_guard<std::mutex> hold(bus_.lock_);
-    bus_.ended_.emplace_back(own_);
+}
+
+void Bus::Retire(natsSubscription *subscription)
+{
+    natsSubscription_Unsubscribe(subscription);
+    const auto now = std::chrono::steady_clock::now();
+    const std::lock_guard<std::mutex> hold(lock_);
+    while (!retired_.empty() && retired_.front().first + kHandOver < now) retired_.pop_front();
+    retired_.emplace_back(now, subscription);
 }
 
 Bus::Bus(const BusOptions &options) : replicas_(options.replicas)

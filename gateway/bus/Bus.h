@@ -10,6 +10,8 @@
 
 #include <asio/io_context.hpp>
 #include <atomic>
+#include <chrono>
+#include <deque>
 #include <functional>
 #include <future>
 #include <map>
@@ -97,19 +99,20 @@ class Bus
     bool Connected() const { return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED; }
     // How often the connection was made again.
     uint64_t Reconnects() const { return reconnects_; }
-    jsCtx *JetStream() const { return jetStream_.get(); }
+    natsConnection *Connection() const { return connection_.get(); }
+    // Ends a subscription, and frees it a while later: the library's thread that reads may still be at work with it, and
+    // libnats 3.4 does not hold it for that.
+    void Retire(natsSubscription *subscription);
 
   private:
-    friend Subscription;
-
     const int replicas_;
     std::atomic<uint64_t> reconnects_{0};
-    // Subscriptions that have ended: the library's thread that reads may still be at work with one, and libnats 3.4 does
-    // not hold it for that.
-    std::mutex lock_;
-    std::vector<NatsPointer<natsSubscription, natsSubscription_Destroy>> ended_;
     NatsPointer<natsConnection, natsConnection_Destroy> connection_;
     NatsPointer<jsCtx, jsCtx_Destroy> jetStream_;
+    std::mutex lock_;
+    std::deque<
+        std::pair<std::chrono::steady_clock::time_point, NatsPointer<natsSubscription, natsSubscription_Destroy>>>
+        retired_; // and when; they go before the connection
 };
 
 } // namespace gateway

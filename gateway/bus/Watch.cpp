@@ -2,12 +2,17 @@
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/post.hpp>
+#include <nlohmann/json.hpp>
+#include <set>
 #include <spdlog/spdlog.h>
+#include <utility>
 
 namespace gateway
 {
 
 static constexpr int64_t kWaitMs = 200; // how late it notices that it is to end
+static constexpr int kRequestMs = 5000;
+static constexpr std::chrono::seconds kHeartbeat{5}; // of a consumer that has nothing to tell
 
 Watch::Watch(Bus &bus, const std::string &bucket, asio::io_context &context, Handler handler,
              std::chrono::seconds again)
@@ -39,50 +44,105 @@ void Watch::Run()
     }
 }
 
+// The library's own watcher begins anew by itself on a thread of its own after a lost connection, and cannot be ended
+// meanwhile. This one is a consumer of the bucket's stream and a subscription, and ends with the pass.
+class Watch::Reader
+{
+  public:
+    Reader(Bus &bus, const std::string &bucket) : bus_(bus)
+    {
+        const std::string inbox = bus.NewInbox(), stream = "KV_" + bucket;
+        Check(natsConnection_SubscribeSync(&own_, bus.Connection(), inbox.c_str()), "watch " + bucket);
+        natsSubscription_SetPendingLimits(own_, -1, -1); // as large as the bucket
+        const nlohmann::json wanted = {{"stream_name", stream},
+                                       {"config",
+                                        {{"deliver_subject", inbox},
+                                         {"deliver_policy", "last_per_subject"},
+                                         {"filter_subject", "$KV." + bucket + ".>"},
+                                         {"ack_policy", "none"},
+                                         {"replay_policy", "instant"},
+                                         {"max_deliver", 1},
+                                         {"mem_storage", true},
+                                         {"num_replicas", 1},
+                                         {"idle_heartbeat", std::chrono::nanoseconds(kHeartbeat).count()}}}};
+        const auto answer = bus.Request("$JS.API.CONSUMER.CREATE." + stream, wanted.dump(), kRequestMs);
+        const nlohmann::json made = nlohmann::json::parse(answer.value_or(""), nullptr, false);
+        if (!made.is_object() || !made.contains("num_pending")) {
+            bus_.Retire(own_);
+            throw BusError("no consumer" + (answer ? ": " + *answer : ""));
+        }
+        // Those that are on their way already are not pending any more.
+        empty_ =
+            made["num_pending"] == 0 && made.value(nlohmann::json::json_pointer("/delivered/consumer_seq"), 0) == 0;
+    }
+    ~Reader() { bus_.Retire(own_); }
+    Reader(const Reader &) = delete;
+    Reader &operator=(const Reader &) = delete;
+
+    bool Empty() const { return empty_; }
+
+    struct Entry {
+        std::string key, value;
+        bool there;
+        uint64_t revision;
+        bool last; // of those that were there
+    };
+    // Nothing when none comes soon. Throws BusError when one got lost, or the consumer is gone.
+    std::optional<Entry> Next()
+    {
+        natsMsg *raw = nullptr;
+        const natsStatus status = natsSubscription_NextMsg(&raw, own_, kWaitMs);
+        const auto now = std::chrono::steady_clock::now();
+        if (status == NATS_TIMEOUT && now < heard_ + 3 * kHeartbeat) return std::nullopt;
+        Check(status, "watch");
+        const NatsPointer<natsMsg, natsMsg_Destroy> message(raw);
+        heard_ = now;
+        jsMsgMetaData *rawMeta = nullptr;
+        if (natsMsg_GetMetaData(&rawMeta, raw) != NATS_OK) return std::nullopt; // a heartbeat
+        const NatsPointer<jsMsgMetaData, jsMsgMetaData_Destroy> meta(rawMeta);
+        if (meta->Sequence.Consumer != ++count_) throw BusError("an entry got lost");
+        const std::string subject = natsMsg_GetSubject(raw);
+        const char *operation = nullptr;
+        natsMsgHeader_Get(raw, "KV-Operation", &operation); // "DEL" or "PURGE"; a value has none
+        return Entry{subject.substr(subject.find('.', sizeof "$KV") + 1),
+                     std::string(natsMsg_GetData(raw) ? natsMsg_GetData(raw) : "", natsMsg_GetDataLength(raw)),
+                     operation == nullptr, meta->Sequence.Stream, meta->NumPending == 0};
+    }
+
+  private:
+    Bus &bus_;
+    natsSubscription *own_ = nullptr;
+    bool empty_ = false;
+    uint64_t count_ = 0;
+    std::chrono::steady_clock::time_point heard_ = std::chrono::steady_clock::now();
+};
+
 void Watch::Pass()
 {
-    kvStore *store = nullptr;
-    Check(js_KeyValue(&store, bus_.JetStream(), bucket_.c_str()), "open");
-    const NatsPointer<kvStore, kvStore_Destroy> storeOwner(store);
-    kvWatcher *watcher = nullptr;
-    Check(kvStore_WatchAll(&watcher, store, nullptr), "watch");
-    const NatsPointer<kvWatcher, kvWatcher_Destroy> watcherOwner(watcher);
-
     const auto end = std::chrono::steady_clock::now() + again_;
     const uint64_t reconnects = bus_.Reconnects();
-    std::map<std::string, uint64_t> seen;
+    Reader reader(bus_, bucket_);
+    std::set<std::string> seen;
     bool complete = false;
+    const auto completed = [&] {
+        complete = true;
+        for (auto each = known_.begin(); each != known_.end();) {
+            const bool lost = seen.count(each->first) == 0;
+            if (lost && each->second.there) Tell({each->first, std::nullopt, 0});
+            each = lost ? known_.erase(each) : std::next(each);
+        }
+        seen.clear();
+        if (std::exchange(first_, false)) Tell({});
+    };
+    if (reader.Empty()) completed();
     while (!stop_ && std::chrono::steady_clock::now() < end && bus_.Reconnects() == reconnects) {
-        kvEntry *entry = nullptr;
-        const natsStatus status = kvWatcher_Next(&entry, watcher, kWaitMs);
-        if (status == NATS_TIMEOUT) continue;
-        Check(status, "watch");
-        if (!entry) { // all that was there has come
-            complete = true;
-            for (const auto &[key, revision] : known_)
-                if (seen.count(key) == 0) Tell({key, std::nullopt, 0});
-            known_.swap(seen);
-            if (first_) Tell({});
-            first_ = false;
-            continue;
-        }
-        const NatsPointer<kvEntry, kvEntry_Destroy> entryOwner(entry);
-        const std::string key = kvEntry_Key(entry);
-        const bool there = kvEntry_Operation(entry) == kvOp_Put;
-        Change change = {key, std::nullopt, kvEntry_Revision(entry)};
-        const auto told = known_.find(key);
-        const bool news = there ? told == known_.end() || told->second != change.revision : told != known_.end();
-        std::map<std::string, uint64_t> &keys = complete ? known_ : seen;
-        if (there)
-            keys[key] = change.revision;
-        else
-            keys.erase(key);
-        if (!news) continue;
-        if (there) {
-            const char *value = static_cast<const char *>(kvEntry_Value(entry));
-            change.value.emplace(value ? value : "", static_cast<size_t>(kvEntry_ValueLen(entry)));
-        }
-        Tell(std::move(change));
+        const std::optional<Reader::Entry> entry = reader.Next();
+        if (!entry) continue;
+        if (!complete) seen.insert(entry->key);
+        const uint64_t before = std::exchange(known_[entry->key], {entry->revision, entry->there}).revision;
+        if (before != entry->revision)
+            Tell({entry->key, entry->there ? std::optional(entry->value) : std::nullopt, entry->revision});
+        if (!complete && entry->last) completed();
     }
 }
 

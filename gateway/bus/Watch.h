@@ -31,6 +31,13 @@ class Watch
     ~Watch();
 
   private:
+    struct Known {
+        uint64_t revision = 0;
+        bool there = false;
+    };
+
+    class Reader;
+
     void Run();
     void Pass(); // reads the whole bucket, then follows it until it is to be read again
     void Tell(Change change);
@@ -40,7 +47,7 @@ class Watch
     asio::io_context &context_;
     const Handler handler_;
     const std::chrono::seconds again_;
-    std::map<std::string, uint64_t> known_; // of the thread
+    std::map<std::string, Known> known_; // what the handler was told last; of the thread
     bool first_ = true;
     std::atomic<bool> stop_{false};
     std::thread thread_;
