@@ -24,13 +24,20 @@ SyntheticRouter::SyntheticRouter(RouterFleet &fleet, const RouterFacts &facts)
 void SyntheticRouter::After(double seconds, void (SyntheticRouter::*call)())
 {
     timer_.expires_after(std::chrono::duration_cast<FleetClock::duration>(std::chrono::duration<double>(seconds)));
-    timer_.async_wait([this, call](const asio::error_code &error) {
-        if (!error) (this->*call)();
+    timer_.async_wait([this, call, turn = ++turn_](const asio::error_code &error) {
+        if (!error && turn == turn_) (this->*call)();
     });
+}
+
+void SyntheticRouter::CallNothing()
+{
+    turn_++; // a call that is due already cannot be cancelled any more
+    timer_.cancel();
 }
 
 void SyntheticRouter::Close()
 {
+    CallNothing();
     asio::error_code error;
     socket_.close(error);
     connection_++;
@@ -89,7 +96,6 @@ void SyntheticRouter::Read()
         if (state_ == State::Registering) fleet_.counts_.refused++;
         if (state_ == State::LoggingIn) fleet_.counts_.loginsFailed++;
         if (state_ == State::Online) fleet_.counts_.lost++;
-        timer_.cancel();
         return Failed();
     }
     cutter_.Push(fleet_.scratch_.data(), size);
@@ -130,12 +136,6 @@ void SyntheticRouter::Login()
     Close();
     state_ = State::LoggingIn;
     Connect(registration_.login, LoginFrame(facts_, registration_.token));
-}
-
-void SyntheticRouter::EndSession()
-{
-    timer_.cancel();
-    Failed();
 }
 
 void SyntheticRouter::LoggedIn()
@@ -182,13 +182,11 @@ void SyntheticRouter::Arrived(const ParsedFrame &frame)
         fleet_.counts_.registered++;
         state_ = State::Registered;
         if (pauses_) return After(kPause, &SyntheticRouter::Login);
-        timer_.cancel();
         return Login();
     }
     if (state_ == State::LoggingIn && msgType == MSG_SESSION_ACK) {
         if (IsLoggedIn(frame)) return LoggedIn();
         fleet_.counts_.loginsFailed++;
-        timer_.cancel();
         return Failed();
     }
     if (state_ != State::Online) return;

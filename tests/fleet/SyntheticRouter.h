@@ -15,7 +15,7 @@ class SyntheticRouter
     void Register();
     void Report();
     // Loses its session, and comes back.
-    void EndSession();
+    void EndSession() { Failed(); }
     void ComeFrom(const protocol::Address &address) { facts_.from = address; }
     bool IsOnline() const { return state_ == State::Online; }
     FleetClock::time_point LoggedInAt() const { return FleetClock::time_point(FleetClock::duration(loggedInAt_)); }
@@ -35,13 +35,16 @@ class SyntheticRouter
     void NoAnswer();
     // The connection has ended, or did not come to be.
     void Failed();
+    // One call at a time: a later one takes the place of one before, CallNothing too.
     void After(double seconds, void (SyntheticRouter::*call)());
+    void CallNothing();
 
     RouterFleet &fleet_;
     RouterFacts facts_;
     State state_ = State::Resting;
     asio::ip::tcp::socket socket_;
     asio::steady_timer timer_;
+    uint64_t turn_ = 0;       // of the calls of After()
     uint64_t connection_ = 0; // counts them, so that what an earlier one has waited for is told apart
     Registration registration_;
     protocol::FrameCutter cutter_;
