@@ -141,7 +141,7 @@ run_e2e() {
     local preset=$1
     shift
     set -- -L e2e "$@"
-    ! any_of "$preset" "$@" || run=${run:-$preset-e2e} at_once=$((jobs * 3)) run_ctest "$preset" "$@"
+    ! any_of "$preset" "$@" || run=${run:-$preset-e2e} at_once=$((jobs * 2)) run_ctest "$preset" "$@"
 }
 
 # run_all PRESET: all tests of its build but those of other stages
