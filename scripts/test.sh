@@ -202,11 +202,9 @@ run_tsan() {
 run_tsan-gateway() {
     local status=0
     build tsan-gateway gateway_test gateway_web_test plug-gateway && build release || return
-    export TSAN_OPTIONS=suppressions=$repo/tests/unit/gateway/tsan.supp
     run_ctest tsan-gateway -L '^gateway$' || status=1
     cannot_sandbox release ||
         E2E_GATEWAY=$repo/build/tsan-gateway/plug-gateway run=tsan-gateway-e2e run_e2e release -R '^e2e\.Gateway' || status=1
-    unset TSAN_OPTIONS
     return $status
 }
 
