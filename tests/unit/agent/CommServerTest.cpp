@@ -283,7 +283,8 @@ TEST_F(CommServer, AThousandPeersLeakNothing)
         ASSERT_TRUE(silent || Answered(&peer, i)) << i;
     }
     EXPECT_EQ(before, DescriptorsOf());
-    EXPECT_EQ(running, ThreadsOf());
+    // A thread that has been joined may be in the kernel's list for a moment more.
+    EXPECT_TRUE(Within([=] { return ThreadsOf() == running; })) << ThreadsOf() << " threads, " << running << " before";
     EXPECT_EQ(0u, LoggedTimes("link quntity is large."));
 }
 
