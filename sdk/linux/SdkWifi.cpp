@@ -9,6 +9,7 @@
 #include "sdk/linux/links/Links.h"
 #include "sdk/linux/settings/Settings.h"
 #include "sdk/linux/wifi/Hostapd.h"
+#include "sdk/linux/wifi/Networks.h"
 #include "sdk/linux/wifi/Radios.h"
 
 // The sockets of all networks. Returns RESULT_OK or RESULT_BAD_KEY.
@@ -84,57 +85,12 @@ int get_ssid_cfg(uint16_t index, SsidCfg *s)
     return result == RESULT_OK ? ReadNetwork(index, path, s) : result;
 }
 
-namespace
-{
-struct Wanted {
-    const char *interface;
-    SsidSettings settings; // what hasRecord and hasSwitch name is changed
-};
-} // namespace
-
-// Tells a hostapd and keeps what it was told, in this order: what it refuses is not kept.
-static int ChangeNetwork(const char *path, Wanted *wanted)
-{
-    wanted->interface = InterfaceOf(path);
-    int result = HostapdApply(path, &wanted->settings, nullptr);
-    if (result != RESULT_OK) return result;
-    bool full = false;
-    {
-        Lock lock(DevicesLock());
-        full = !HasRoomForSsid(TheState(), wanted->interface);
-    }
-    if (full) return RESULT_FULL;
-    result = ChangeState(
-        [](State *state, const void *user) {
-            const Wanted *wish = static_cast<const Wanted *>(user);
-            SsidSettings *ssid = MakeSsidSettings(state, wish->interface);
-            if (!ssid) return;
-            const SsidSettings before = *ssid;
-            if (wish->settings.hasRecord) {
-                *ssid = wish->settings;
-                if (!ssid->open && !ssid->key[0]) CopyText(ssid->key, sizeof ssid->key, before.key);
-                CopyText(ssid->interface, sizeof ssid->interface, before.interface);
-                if (!wish->settings.hasSwitch) {
-                    ssid->hasSwitch = before.hasSwitch;
-                    ssid->on = before.on;
-                }
-            }
-            if (wish->settings.hasSwitch) {
-                ssid->hasSwitch = 1;
-                ssid->on = wish->settings.on;
-            }
-        },
-        wanted);
-    return result;
-}
-
 int set_ssid_cfg(const SsidCfg *s)
 {
     char path[kSocketPath];
     const int result = ReadSocket(s->index, path);
     if (result != RESULT_OK) return result;
-    Wanted wanted = {};
-    SsidSettings &settings = wanted.settings;
+    SsidSettings settings = {};
     // The platform's bytes may fill their fields.
     memcpy(settings.ssid, s->ssid, strnlen(s->ssid, sizeof s->ssid - 1));
     memcpy(settings.key, s->key, strnlen(s->key, sizeof s->key - 1));
@@ -147,7 +103,15 @@ int set_ssid_cfg(const SsidCfg *s)
     if (settings.open) memset(settings.key, 0, sizeof settings.key);
     settings.hidden = s->hidden;
     settings.channel = s->channel;
-    return ChangeNetwork(path, &wanted);
+    return ChangeNetwork(path, &settings);
+}
+
+static int SwitchNetwork(const char *path, uint8_t on)
+{
+    SsidSettings settings = {};
+    settings.hasSwitch = 1;
+    settings.on = on;
+    return ChangeNetwork(path, &settings);
 }
 
 int get_ssid_switch(uint16_t index, uint8_t *on)
@@ -166,10 +130,7 @@ int set_ssid_switch(uint16_t index, uint8_t on)
     if (on > 1) return RESULT_BAD_VALUE;
     const int result = ReadSocket(index, path);
     if (result != RESULT_OK) return result;
-    Wanted wanted = {};
-    wanted.settings.hasSwitch = 1;
-    wanted.settings.on = on;
-    return ChangeNetwork(path, &wanted);
+    return SwitchNetwork(path, on);
 }
 
 // ---- Radios ----
@@ -199,12 +160,7 @@ int set_wifi_radio_switch(uint8_t on)
     if (on > 1) return RESULT_BAD_VALUE;
     int result = ReadSockets(paths, &count);
     if (result == RESULT_OK && count == 0) return RESULT_WIFI;
-    for (uint16_t i = 0; result == RESULT_OK && i < count; i++) {
-        Wanted wanted = {};
-        wanted.settings.hasSwitch = 1;
-        wanted.settings.on = on;
-        result = ChangeNetwork(paths[i], &wanted);
-    }
+    for (uint16_t i = 0; result == RESULT_OK && i < count; i++) result = SwitchNetwork(paths[i], on);
     return result;
 }
 
@@ -241,15 +197,7 @@ int set_wps_switch(uint8_t on)
     if (on > 1) return RESULT_BAD_VALUE;
     int result = ReadSockets(paths, &count);
     if (result == RESULT_OK && count == 0) return RESULT_WIFI;
-    static const SsidSettings nothing = {};
-    for (uint16_t i = 0; result == RESULT_OK && i < count; i++) result = HostapdApply(paths[i], &nothing, &on);
-    if (result != RESULT_OK) return result;
-    return ChangeState(
-        [](State *state, const void *user) {
-            state->hasWps = 1;
-            state->wps = *static_cast<const uint8_t *>(user);
-        },
-        &on);
+    return result == RESULT_OK ? ChangeWps(paths, count, on) : result;
 }
 
 int get_adj_wifi_devs(AdjWifi *a, uint16_t *count)

@@ -1,6 +1,7 @@
 // Hostapd.h - what hostapd keeps: names, keys and switches of the wireless networks, through its control sockets.
 // State:    none; the settings that a restarted hostapd has to be told again are in settings/State.h.
-// Threads:  any. A hostapd that hangs is waited for up to three seconds, so nothing here is called under a lock.
+// Threads:  any. A hostapd that hangs is waited for up to three seconds, so nothing here is called under a lock, but for
+//           the one of what it is told (Networks.cpp).
 #pragma once
 
 #include "sdk/RouterSdk.h"

@@ -28,6 +28,10 @@ static struct {
     uint16_t next; // whose turn it is
 } s_networks;
 
+// Held from the look at the settings, or their change, until hostapd has been told: else one thread tells it what was
+// set before, after another has told it what is set now.
+static pthread_mutex_t s_telling = PTHREAD_MUTEX_INITIALIZER;
+
 static const int kMostTries = 3;
 
 // What has been told at a path, in a place of its own.
@@ -46,6 +50,7 @@ static Told *ToldAt(const char *path)
 
 static int TellSettings(const char *path)
 {
+    Lock telling(&s_telling);
     SsidSettings settings = {};
     uint8_t wps = 0;
     bool hasWps;
@@ -107,4 +112,61 @@ void NetworksKeep(const Config *config, const uint8_t (*black)[6], uint16_t blac
         s_networks.next = uint16_t(place + 1);
         break;
     }
+}
+
+// ---- Changes ----
+
+namespace
+{
+struct Change {
+    const char *interface;
+    const SsidSettings *wanted;
+};
+} // namespace
+
+static void KeepNetwork(State *state, const void *user)
+{
+    const Change *change = static_cast<const Change *>(user);
+    const SsidSettings *wanted = change->wanted;
+    SsidSettings *ssid = MakeSsidSettings(state, change->interface);
+    if (!ssid) return;
+    const SsidSettings before = *ssid;
+    if (wanted->hasRecord) {
+        *ssid = *wanted;
+        if (!ssid->open && !ssid->key[0]) CopyText(ssid->key, sizeof ssid->key, before.key);
+        CopyText(ssid->interface, sizeof ssid->interface, before.interface);
+        ssid->hasSwitch = before.hasSwitch;
+        ssid->on = before.on;
+    }
+    if (wanted->hasSwitch) {
+        ssid->hasSwitch = 1;
+        ssid->on = wanted->on;
+    }
+}
+
+int ChangeNetwork(const char *path, const SsidSettings *wanted)
+{
+    Lock telling(&s_telling);
+    const Change change = {InterfaceOf(path), wanted};
+    {
+        Lock lock(DevicesLock());
+        if (!HasRoomForSsid(TheState(), change.interface)) return RESULT_FULL;
+    }
+    const int result = HostapdApply(path, wanted, nullptr);
+    return result == RESULT_OK ? ChangeState(KeepNetwork, &change) : result;
+}
+
+static void KeepWps(State *state, const void *user)
+{
+    state->hasWps = 1;
+    state->wps = *static_cast<const uint8_t *>(user);
+}
+
+int ChangeWps(const SocketPaths paths, uint16_t count, uint8_t on)
+{
+    static const SsidSettings nothing = {};
+    Lock telling(&s_telling);
+    int result = RESULT_OK;
+    for (uint16_t i = 0; result == RESULT_OK && i < count; i++) result = HostapdApply(paths[i], &nothing, &on);
+    return result == RESULT_OK ? ChangeState(KeepWps, &on) : result;
 }

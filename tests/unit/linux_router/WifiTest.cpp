@@ -1,11 +1,14 @@
 #include "sdk/linux/wifi/Nl80211.h"
 
 #include "sdk/linux/base/Result.h"
+#include "sdk/linux/settings/Settings.h"
 #include "sdk/linux/wifi/Hostapd.h"
+#include "sdk/linux/wifi/Networks.h"
 #include "tests/support/Files.h"
 #include "tests/unit/linux_router/Messages.h"
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <linux/genetlink.h>
 #include <linux/nl80211.h>
@@ -16,6 +19,7 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 // ---- The kernel's messages ----
 
@@ -155,33 +159,59 @@ class FakeHostapd
         const std::lock_guard<std::mutex> guard(mLock);
         mHeard.clear();
     }
+    // At the next question for the state, `other` is called; it is answered when somebody else has asked, too, and has had
+    // all answers, or asks nothing.
+    void AtNextStatus(const std::function<void()> &other)
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        mAtStatus = other;
+    }
 
   private:
     std::string ReplyTo(const std::string &command)
     {
         const std::lock_guard<std::mutex> guard(mLock);
         mHeard.push_back(command);
+        if (command == "ENABLE") mAnswers["STATUS"] = "state=ENABLED\n";
+        if (command == "DISABLE") mAnswers["STATUS"] = "state=DISABLED\n";
         const auto known = mAnswers.find(command);
         return known == mAnswers.end() ? "OK\n" : known->second;
     }
+    std::function<void()> TakeAtStatus()
+    {
+        const std::lock_guard<std::mutex> guard(mLock);
+        return std::exchange(mAtStatus, nullptr);
+    }
+    // Answers one command. False if there was none for so long.
+    bool Serve(int milliseconds)
+    {
+        pollfd wait = {mSocket, POLLIN, 0};
+        if (poll(&wait, 1, milliseconds) <= 0) return false;
+        char text[512];
+        sockaddr_un from;
+        socklen_t size = sizeof from;
+        const ssize_t length = recvfrom(mSocket, text, sizeof text, 0, reinterpret_cast<sockaddr *>(&from), &size);
+        if (length < 0) return false;
+        const std::string command(text, size_t(length));
+        if (command == "STATUS")
+            if (const auto other = TakeAtStatus()) {
+                other();
+                while (Serve(100)) {
+                }
+            }
+        const std::string reply = ReplyTo(command);
+        sendto(mSocket, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr *>(&from), size);
+        return true;
+    }
     void Run()
     {
-        while (!mStop) {
-            pollfd wait = {mSocket, POLLIN, 0};
-            if (poll(&wait, 1, 20) <= 0) continue;
-            char text[512];
-            sockaddr_un from;
-            socklen_t size = sizeof from;
-            const ssize_t length = recvfrom(mSocket, text, sizeof text, 0, reinterpret_cast<sockaddr *>(&from), &size);
-            if (length < 0) continue;
-            const std::string reply = ReplyTo(std::string(text, size_t(length)));
-            sendto(mSocket, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr *>(&from), size);
-        }
+        while (!mStop) Serve(20);
     }
     int mSocket;
     std::mutex mLock;
     std::map<std::string, std::string> mAnswers;
     std::vector<std::string> mHeard;
+    std::function<void()> mAtStatus;
     std::atomic<bool> mStop{false};
     std::thread mThread;
 };
@@ -267,6 +297,29 @@ TEST_F(RouterHostapd, IsSwitchedOnWhileItStillLooksForItsChannel)
     hostapd.Forget();
     EXPECT_EQ(RESULT_OK, HostapdSwitch(path.c_str(), true));
     EXPECT_EQ(2u, hostapd.Heard().size()); // the questions: it would refuse
+}
+
+// A thread that has looked at the settings tells them; one that changes them at this moment has the last word.
+TEST_F(RouterHostapd, IsNotToldWhatWasSetBeforeByAThreadThatLookedBefore)
+{
+    WriteFile(folder.Path("router.conf"), "[router]\nserial = A1\nstate = " + folder.Path("router.state") +
+                                              "\n[wifi]\nhostapd = " + path + "\n");
+    setenv("PLUG_ROUTER_CONF", folder.Path("router.conf").c_str(), 1);
+    LoadSettings();
+    hostapd.Answer("STATUS", "state=ENABLED\n");
+    SsidSettings on = {}, off = {};
+    on.hasSwitch = off.hasSwitch = on.on = 1;
+    ASSERT_EQ(RESULT_OK, ChangeNetwork(path.c_str(), &on));
+    std::thread platform;
+    hostapd.AtNextStatus([&] {
+        platform = std::thread([&] { EXPECT_EQ(RESULT_OK, ChangeNetwork(path.c_str(), &off)); });
+    });
+    const uint8_t nobody[1][6] = {};
+    NetworksKeep(TheConfig(), nobody, 0);
+    ASSERT_TRUE(platform.joinable());
+    platform.join();
+    EXPECT_EQ("DISABLE", hostapd.Heard().back());
+    EXPECT_EQ(0, TheState()->ssids[0].on);
 }
 
 TEST(RouterHostapdKeys, HaveEightToSixtyThreeCharactersOrSixtyFourDigits)
