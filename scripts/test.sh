@@ -238,8 +238,8 @@ run_wifi() {
     "$repo/scripts/install-packages.sh" build run wifi || say "not all packages can be had"
     "$repo/scripts/wifi-vm.sh" check || { stage_skipped=yes; return 0; }
     build release || return
-    WIFI_VM_FILES="$bin/plug $bin/plugsim $bin/sdk/linux/libRouterSdk.so.1" "$repo/scripts/wifi-vm.sh" "$bin/wifi_test" \
-        --gtest_color=no </dev/null 2>&1 | tee "$logs/wifi.log" || status=${PIPESTATUS[0]}
+    WIFI_VM_FILES="$bin/plug $bin/plugsim $bin/plug-sdk-check $bin/sdk/linux/libRouterSdk.so.1" \
+        "$repo/scripts/wifi-vm.sh" "$bin/wifi_test" --gtest_color=no </dev/null 2>&1 | tee "$logs/wifi.log" || status=${PIPESTATUS[0]}
     [ "$status" -ne 3 ] || { stage_skipped=yes; return 0; }
     stage_text=$(grep -c '^\[       OK' "$logs/wifi.log")" of $(grep -c '^\[ RUN ' "$logs/wifi.log") tests passed"
     [ "$status" -eq 0 ] || return

@@ -235,6 +235,26 @@ TEST_F(Wifi, RestartsOfHostapdUnderLoadCostNothingAndTheStationIsThereInTheEnd)
            DescriptorsOf(agent_->Id()));
     EXPECT_LE(DirtyKbOf(agent_->Id()), memory + kGrowthKb);
 }
+
+// The last one: it needs no agent, which would put its own settings in force again.
+TEST_F(Wifi, TheCheckerPutsBackWhatItSetsAtHostapd)
+{
+    delete agent_;
+    agent_ = nullptr;
+    WriteFile("/run/check.conf", "[router]\nserial = VM1\nstate = /run/check.state\n");
+    Daemon checker("sh -c 'PLUG_ROUTER_CONF=/run/check.conf " SDK_CHECK_PROGRAM
+                   " --write --limit 60 --threads 2 " LINUX_ROUTER_FOLDER "/libRouterSdk.so.1; echo status $?'");
+    std::string output;
+    ASSERT_TRUE(Within(240, [&] { return Contains(output = checker.Text(), "\nstatus "); })) << output;
+    // The phone comes and goes with the switches, so what the checker says of devices is not looked at.
+    for (const char *name : {"set_ssid_cfg", "set_ssid_switch", "set_wifi_radio_switch", "set_wps_switch"}) {
+        const size_t begin = output.find(std::string("\n") + name + " ");
+        ASSERT_NE(std::string::npos, begin) << output;
+        const std::string row = output.substr(begin + 1, output.find('\n', begin + 1) - begin - 1);
+        EXPECT_TRUE(Contains(row, " 0 ") && !Contains(row, "WRONG")) << row;
+    }
+    EXPECT_TRUE(Within(60, IsConnected)); // under its name of before, with its key of before
+}
 } // namespace
 
 int main(int argc, char *argv[])
