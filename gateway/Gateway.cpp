@@ -140,7 +140,7 @@ void Gateway::ReadBuckets()
         const std::optional<Device> before = directory_.FindPin(change.key);
         directory_.Take(change);
         count_.devices.Set(static_cast<int64_t>(directory_.Size()));
-        const std::string barred = before ? WhyBarred(directory_.FindSerial(before->serial)) : "";
+        const std::string barred = before ? WhyBarred(directory_.FindSerial(before->serial), before->key) : "";
         const std::optional<Here> here = barred.empty() ? std::nullopt : presence_.FindHere(before->serial);
         if (here) here->shard->Close(here->session, barred);
     });

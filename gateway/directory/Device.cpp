@@ -37,10 +37,11 @@ std::string DeviceProblem(const Device &device)
     return "";
 }
 
-std::string WhyBarred(const std::optional<Device> &device)
+std::string WhyBarred(const std::optional<Device> &device, const std::string &key)
 {
     if (!device) return "removed";
-    return device->locked ? "locked" : "";
+    if (device->locked) return "locked";
+    return device->key == key ? "" : "new_key";
 }
 
 // In the order of a CSV file's columns.

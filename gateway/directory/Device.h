@@ -28,8 +28,9 @@ std::string PinForLog(const std::string &pin);
 // they have letters, digits, `-` and `_` only.
 std::string DeviceProblem(const Device &device);
 
-// Why a device may have no session (any more), which is the cause of its end: "removed", "locked". Empty while it may.
-std::string WhyBarred(const std::optional<Device> &device);
+// Why a device may have no session (any more) with this key, which is the cause of its end: "removed", "locked",
+// "new_key". Empty while it may.
+std::string WhyBarred(const std::optional<Device> &device, const std::string &key);
 
 // The entry of a bucket; the PIN is its key.
 std::string DeviceText(const Device &device);

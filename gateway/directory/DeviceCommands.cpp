@@ -171,26 +171,39 @@ void AddDeviceCommands(CLI::App *app, const BusOptions &bus)
         writer->Remove(writer->Find(words->name));
     });
 
-    CLI::App *const import = device->add_subcommand("import", "put all devices of a CSV file into the directory");
-    import
+    for (const bool locked : {true, false}) {
+        CLI::App *const lock =
+            device->add_subcommand(locked ? "lock" : "unlock", locked ? "refuse a device, and end its session"
+                                                                      : "let a device that is locked in again");
+        lock->add_option("DEVICE", words->name, "its PIN or serial number")->required();
+        lock->callback([=] {
+            const auto writer = whole();
+            Device changed = writer->Find(words->name);
+            changed.locked = locked;
+            writer->Put({changed});
+        });
+    }
+
+    CLI::App *const imported = device->add_subcommand("import", "put all devices of a CSV file into the directory");
+    imported
         ->add_option("FILE", words->file,
                      "with the columns pin, key, serial, name, notes, model, locked; - for the input")
         ->required();
-    import->callback([=] {
+    imported->callback([=] {
         const std::vector<Device> devices = ReadFile(words->file);
-    whole()->Put(devices);
-    Print(std::to_string(devices.size()) + " devices\n");
-});
+        whole()->Put(devices);
+        Print(std::to_string(devices.size()) + " devices\n");
+    });
 
-CLI::App *const exported = device->add_subcommand("export", "write all devices, with their keys, as CSV");
-exported->add_option("FILE", words->file, "where to; only its owner can read it. Without: the output");
-exported->callback([=] {
-    const std::string text = DevicesText(whole()->Sorted());
-    if (words->file.empty() || words->file == "-")
-        Print(text);
-    else
-        WriteSecret(words->file, text);
-});
-} // namespace gateway
+    CLI::App *const exported = device->add_subcommand("export", "write all devices, with their keys, as CSV");
+    exported->add_option("FILE", words->file, "where to; only its owner can read it. Without: the output");
+    exported->callback([=] {
+        const std::string text = DevicesText(whole()->Sorted());
+        if (words->file.empty() || words->file == "-")
+            Print(text);
+        else
+            WriteSecret(words->file, text);
+    });
+}
 
 } // namespace gateway

@@ -21,6 +21,17 @@ constexpr int kSilentIntervals = 3;       // as the router itself counts
 constexpr int kShortestInterval = 20;     // seconds; a router takes no shorter one
 const Bytes kRefused = {1, 0};            // the error code of every refusal: who asks learns nothing from it
 constexpr char kNobody[] = "no such key"; // decrypts for a PIN that is unknown, so that it takes the same time
+
+// How a session ends.
+struct End {
+    const char *cause;
+    Figure Counters::*figure;
+};
+constexpr End kEnds[] = {
+    {"router", &Counters::endedByRouter}, {"silent", &Counters::endedSilent},     {"slow", &Counters::endedSlow},
+    {"bad_frame", &Counters::endedBad},   {"replaced", &Counters::endedReplaced}, {"drain", &Counters::endedDrain},
+    {"locked", &Counters::endedLocked},   {"removed", &Counters::endedRemoved},   {"new_key", &Counters::endedNewKey},
+};
 } // namespace
 
 static std::string PinOf(const Bytes &raw, size_t offset)
@@ -177,8 +188,8 @@ void Session::Login(const Bytes &raw, Clock::time_point now)
     Bytes record(kLoginAckSize);
     record.resize(LoginAckWrite(static_cast<int16_t>(settings_.interval), record.data(), record.size()));
     world_.Online(*this); // first: whoever sees the router logged in can ask it
-    // Who has locked or removed the device meanwhile has not found this session.
-    const std::string barred = WhyBarred(world_.FindPin(pin));
+    // Who has locked or removed the device meanwhile, or given it a key, has not found this session.
+    const std::string barred = WhyBarred(world_.FindPin(pin), key_);
     if (!barred.empty()) return outlet_.End(barred);
     SendFrame(MSG_SESSION_ACK, {}, record);
 }
@@ -326,15 +337,8 @@ void Session::Ended(const std::string &cause)
     LeaveHalfOpen(State::Over);
     if (!online) return;
     count_.sessions.Add(-1);
-    Figure &figure = cause == "silent"      ? count_.endedSilent
-                     : cause == "slow"      ? count_.endedSlow
-                     : cause == "bad_frame" ? count_.endedBad
-                     : cause == "replaced"  ? count_.endedReplaced
-                     : cause == "drain"     ? count_.endedDrain
-                     : cause == "locked"    ? count_.endedLocked
-                     : cause == "removed"   ? count_.endedRemoved
-                                            : count_.endedByRouter;
-    figure.Add();
+    for (const End &end : kEnds)
+        if (cause == end.cause) (count_.*end.figure).Add();
     for (const Asked &asked : questions_.Close()) {
         count_.questionsWaiting.Add(-1);
         count_.askedOffline.Add();

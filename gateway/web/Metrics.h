@@ -52,6 +52,7 @@ class Figure
     X(endedDrain, Counter, "plug_gateway_sessions_ended_total", "cause", "drain", "")                                 \
     X(endedLocked, Counter, "plug_gateway_sessions_ended_total", "cause", "locked", "")                               \
     X(endedRemoved, Counter, "plug_gateway_sessions_ended_total", "cause", "removed", "")                             \
+    X(endedNewKey, Counter, "plug_gateway_sessions_ended_total", "cause", "new_key", "")                              \
     X(sessions, Gauge, "plug_gateway_sessions", "", "", "routers that are logged in here")                            \
     X(halfOpen, Gauge, "plug_gateway_half_open", "", "", "connections that are neither registered nor logged in yet") \
     X(framesIn, Counter, "plug_gateway_frames_received_total", "", "", "whole frames received")                       \

@@ -59,7 +59,8 @@ TEST_F(GatewayTest, ARealAgentIsOnlineReportsAnswersAndGoesOffline)
 TEST_F(GatewayTest, DevicesAreAddedShownExportedImportedAndRemoved)
 {
     AddDevice(FactsOf(1), {"--name", "kitchen, left"});
-    AddDevice(FactsOf(2), {"--locked"});
+    AddDevice(FactsOf(2));
+    RunGatewayTool(nats_, {"device", "lock", "R2"});
     EXPECT_EQ("R1\tPIN100000001\t-\tkitchen, left\nR2\tPIN100000002\tlocked\t\n",
               RunGatewayTool(nats_, {"device", "list"}));
     const std::string shown = RunGatewayTool(nats_, {"device", "show", "R1"});
@@ -100,7 +101,7 @@ TEST_F(GatewayTest, UnknownAndLockedDevicesAreRefusedUntilTheyAreUnlocked)
     GatewayRouter unknown, locked(FactsOf(1));
     EXPECT_FALSE(unknown.Register());
     EXPECT_FALSE(locked.Register());
-    AddDevice(FactsOf(1));
+    RunGatewayTool(nats_, {"device", "unlock", FactsOf(1).pin});
     EXPECT_TRUE(Within([&] { return locked.Register(); }));
     EXPECT_TRUE(locked.Login());
     RouterFacts other = FactsOf(1);
@@ -109,22 +110,28 @@ TEST_F(GatewayTest, UnknownAndLockedDevicesAreRefusedUntilTheyAreUnlocked)
     gateway.WaitLog("another serial number");
 }
 
-TEST_F(GatewayTest, LockingOrRemovingADeviceEndsItsSessionAtWhicheverGateway)
+TEST_F(GatewayTest, LockingOrRemovingADeviceOrANewKeyEndsItsSessionAtWhicheverGateway)
 {
-    AddDevices(3);
+    AddDevices(4);
     GatewayProgram first(nats_, {0}), second(nats_, {1});
-    GatewayRouter locked(FactsOf(0)), removed(FactsOf(1)), other(FactsOf(2));
+    GatewayRouter locked(FactsOf(0)), removed(FactsOf(1)), other(FactsOf(2)), rekeyed(FactsOf(3));
     ASSERT_TRUE(locked.Register() && locked.Login(first.LoginAt()));
     ASSERT_TRUE(removed.Register() && removed.Login(second.LoginAt()));
     ASSERT_TRUE(other.Register() && other.Login(second.LoginAt()));
-    AddDevice(FactsOf(0), {"--locked"});
+    ASSERT_TRUE(rekeyed.Register() && rekeyed.Login(first.LoginAt()));
+    RunGatewayTool(nats_, {"device", "lock", "R0"});
     RunGatewayTool(nats_, {"device", "remove", "R1"});
+    RouterFacts facts = FactsOf(3);
+    facts.key = "0123456789abcdeX";
+    AddDevice(facts);
     Json offline = WaitHeard("plug.R0.session", "\"offline\"");
     EXPECT_EQ("locked", offline["cause"]);
     EXPECT_EQ(first.Id(), offline["gateway"]);
     offline = WaitHeard("plug.R1.session", "\"offline\"");
     EXPECT_EQ("removed", offline["cause"]);
     EXPECT_EQ(second.Id(), offline["gateway"]);
+    EXPECT_EQ("new_key", WaitHeard("plug.R3.session", "\"offline\"")["cause"]);
+    EXPECT_TRUE(rekeyed.IsClosed());
     EXPECT_TRUE(locked.IsClosed());
     EXPECT_TRUE(removed.IsClosed());
     EXPECT_FALSE(locked.Login(first.LoginAt())); // its token is still good

@@ -7,7 +7,7 @@ program=$1 page=$2
 options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE -- '--[a-z-]+' | sort -u | grep -vx -e --help -e --help-all; }
 said=$({
     "$program" --help
-    for words in run "device add" "device list" "device show" "device remove" "device import" "device export" ask update; do
+    for words in run "device add" "device list" "device show" "device remove" "device lock" "device unlock" "device import" "device export" ask update; do
         # shellcheck disable=SC2086 # a list of words
         "$program" $words --help
     done

@@ -302,8 +302,8 @@ TEST_F(RouterHostapd, IsSwitchedOnWhileItStillLooksForItsChannel)
 // A thread that has looked at the settings tells them; one that changes them at this moment has the last word.
 TEST_F(RouterHostapd, IsNotToldWhatWasSetBeforeByAThreadThatLookedBefore)
 {
-    WriteFile(folder.Path("router.conf"), "[router]\nserial = A1\nstate = " + folder.Path("router.state") +
-                                              "\n[wifi]\nhostapd = " + path + "\n");
+    WriteFile(folder.Path("router.conf"),
+              "[router]\nserial = A1\nstate = " + folder.Path("router.state") + "\n[wifi]\nhostapd = " + path + "\n");
     setenv("PLUG_ROUTER_CONF", folder.Path("router.conf").c_str(), 1);
     LoadSettings();
     hostapd.Answer("STATUS", "state=ENABLED\n");
@@ -311,9 +311,8 @@ TEST_F(RouterHostapd, IsNotToldWhatWasSetBeforeByAThreadThatLookedBefore)
     on.hasSwitch = off.hasSwitch = on.on = 1;
     ASSERT_EQ(RESULT_OK, ChangeNetwork(path.c_str(), &on));
     std::thread platform;
-    hostapd.AtNextStatus([&] {
-        platform = std::thread([&] { EXPECT_EQ(RESULT_OK, ChangeNetwork(path.c_str(), &off)); });
-    });
+    hostapd.AtNextStatus(
+        [&] { platform = std::thread([&] { EXPECT_EQ(RESULT_OK, ChangeNetwork(path.c_str(), &off)); }); });
     const uint8_t nobody[1][6] = {};
     NetworksKeep(TheConfig(), nobody, 0);
     ASSERT_TRUE(platform.joinable());

@@ -84,13 +84,16 @@ TEST(Device, WhatIsNotUnderstoodAsUnlockedIsLocked)
     EXPECT_TRUE(ReadDevice("1", R"({"key":"k","serial":"a","locked":"no"})")->locked);
 }
 
-TEST(Device, MayHaveASessionUnlessItIsLockedOrRemoved)
+TEST(Device, MayHaveASessionUnlessItIsLockedOrRemovedOrHasAnotherKey)
 {
     Device device = Sample();
-    EXPECT_EQ("", WhyBarred(device));
+    const std::string key = device.key;
+    EXPECT_EQ("", WhyBarred(device, key));
+    device.key += "x";
+    EXPECT_EQ("new_key", WhyBarred(device, key));
     device.locked = true;
-    EXPECT_EQ("locked", WhyBarred(device));
-    EXPECT_EQ("removed", WhyBarred(std::nullopt));
+    EXPECT_EQ("locked", WhyBarred(device, key));
+    EXPECT_EQ("removed", WhyBarred(std::nullopt, key));
 }
 
 TEST(Device, AnExportIsImportedAgain)
