@@ -198,19 +198,28 @@ std::string LeaderOf(gateway::Bus &bus, const std::string &name)
 }
 } // namespace
 
-TEST(GatewayCluster, WithThreeReplicasStreamAndBucketsGoOnWithoutTheServerThatLeadThem)
+struct GatewayCluster : GatewayTls, testing::WithParamInterface<bool> {
+};
+
+// In the open and encrypted.
+TEST_P(GatewayCluster, WithThreeReplicasStreamAndBucketsGoOnWithoutTheServerThatLeadThem)
 {
+    const bool encrypted = GetParam();
     std::vector<std::unique_ptr<NatsServer>> servers;
     gateway::BusOptions all;
     all.servers.clear();
+    if (encrypted) all.ca = authority.Certificate();
     for (int i = 1; i <= 3; i++) {
-        servers.push_back(std::make_unique<NatsServer>(
-            NatsOptions{{"--name", "nats" + std::to_string(i), "--cluster_name", "fleet", "--cluster",
-                         "nats://127.0.0.1:622" + std::to_string(i), "--routes",
-                         "nats://127.0.0.1:6221,nats://127.0.0.1:6222,nats://127.0.0.1:6223"}}));
+        const Words arguments = {"--name",         "nats" + std::to_string(i),
+                                 "--cluster_name", "fleet",
+                                 "--cluster",      "nats://127.0.0.1:622" + std::to_string(i),
+                                 "--routes",       "nats://127.0.0.1:6221,nats://127.0.0.1:6222,nats://127.0.0.1:6223"};
+        const NatsOptions tls = encrypted ? Encrypted(server) : NatsOptions();
+        servers.push_back(std::make_unique<NatsServer>(NatsOptions{arguments + tls.arguments}));
         all.servers.push_back(servers.back()->Url());
     }
-    const Words options = {"--nats", all.servers[1], "--nats", all.servers[2], "--replicas", "3"};
+    const Words options =
+        Words{"--nats", all.servers[1], "--nats", all.servers[2], "--replicas", "3"} + (encrypted ? trust : Words());
     const auto add = [&](unsigned i) {
         const RouterFacts facts = FactsOf(i);
         RunGatewayTool(*servers[0], options + Words{"device", "add", facts.pin, facts.serial, "--key", facts.key});
@@ -261,3 +270,5 @@ TEST(GatewayCluster, WithThreeReplicasStreamAndBucketsGoOnWithoutTheServerThatLe
         return current == 2;
     }));
 }
+INSTANTIATE_TEST_SUITE_P(, GatewayCluster, testing::Bool(),
+                         [](const auto &test) { return test.param ? "Encrypted" : "InTheOpen"; });
