@@ -42,9 +42,8 @@ struct LocalSession {
     explicit LocalSession(const AgentOptions &agentOptions = {}, const ManagerOptions &managerOptions = {})
         : manager(managerOptions), session(agentOptions)
     {
-        // The agent has sent its first frames.
+        // The agent has sent its first frames. The one before, plugin-state, has found nobody if the manager was late.
         manager.Wait("connected");
-        manager.Wait("request", {{"name", "plugin-state"}});
         manager.Wait("request", {{"name", "auto-report-config"}});
         manager.Wait("answered", {{"name", "auto-report-config"}});
         Settle();
