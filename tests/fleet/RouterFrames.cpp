@@ -27,7 +27,7 @@ std::string DevicesCsv(unsigned count)
     return csv;
 }
 
-static Bytes Frame(const RouterFacts &facts, uint8_t msgType, uint8_t flag, const Bytes &head, const Bytes &plain)
+Bytes RouterFrame(const RouterFacts &facts, uint8_t msgType, uint8_t flag, const Bytes &head, const Bytes &plain)
 {
     OutFrame frame;
     frame.msgType = msgType;
@@ -48,7 +48,7 @@ Bytes RegisterFrame(const RouterFacts &facts)
     Bytes head(kRegisterHeadSize), record(kMaxRegisterRecord);
     RegisterHeadWrite(request, head.data(), head.size());
     record.resize(RegisterRecordWrite(request, record.data(), record.size()));
-    return Frame(facts, MSG_REGISTER, FLAG_UP, head, record);
+    return RouterFrame(facts, MSG_REGISTER, FLAG_UP, head, record);
 }
 
 std::optional<Registration> ReadRegistration(const ParsedFrame &answer)
@@ -71,7 +71,7 @@ Bytes LoginFrame(const RouterFacts &facts, const Bytes &token, const RouterVersi
     Bytes head(kLoginHeadSize), record(kLoginRecordSize);
     LoginHeadWrite(request, head.data(), head.size());
     LoginRecordWrite(request, record.data(), record.size());
-    return Frame(facts, MSG_LOGIN, FLAG_UP, head, record);
+    return RouterFrame(facts, MSG_LOGIN, FLAG_UP, head, record);
 }
 
 bool IsLoggedIn(const ParsedFrame &answer)
@@ -82,12 +82,12 @@ bool IsLoggedIn(const ParsedFrame &answer)
 
 Bytes HeartbeatFrame(const RouterFacts &facts)
 {
-    return Frame(facts, MSG_HEARTBEAT, FLAG_UP, {0, 0, 0, 0}, {});
+    return RouterFrame(facts, MSG_HEARTBEAT, FLAG_UP, {0, 0, 0, 0}, {});
 }
 
 Bytes TextReportFrame(const RouterFacts &facts, const std::string &text, uint8_t dataType)
 {
-    return Frame(facts, MSG_UP, FLAG_UP, {}, InnerRecordBytes(dataType, {}, ToBytes(text)));
+    return RouterFrame(facts, MSG_UP, FLAG_UP, {}, InnerRecordBytes(dataType, {}, ToBytes(text)));
 }
 
 Bytes DeviceListFrame(const RouterFacts &facts, uint16_t sequence, uint8_t devices)
@@ -104,16 +104,17 @@ Bytes DeviceListFrame(const RouterFacts &facts, uint16_t sequence, uint8_t devic
         Append(&payload, rest);
         Append(&payload, {1, 1, 1}); // connected, not on the black list, allowed
     }
-    return Frame(facts, MSG_UP_MAC, FLAG_UP, {}, InnerRecordBytes(kList, facts.mac, payload));
+    return RouterFrame(facts, MSG_UP_MAC, FLAG_UP, {}, InnerRecordBytes(kList, facts.mac, payload));
 }
 
 std::optional<Bytes> AnswerFrame(const RouterFacts &facts, const ParsedFrame &frame, const Bytes &data)
 {
     if (frame.header.msgType == MSG_PLUG_COMMAND)
-        return Frame(facts, MSG_ACK, FLAG_ACK, {0, 0}, InnerRecordBytes(frame.dataType, {}, ToBytes("{\"result\":0}")));
+        return RouterFrame(facts, MSG_ACK, FLAG_ACK, {0, 0},
+                           InnerRecordBytes(frame.dataType, {}, ToBytes("{\"result\":0}")));
     if (frame.header.msgType != MSG_FUNCTION_COMMAND || frame.payload.size() < 4) return std::nullopt;
     Bytes reply(frame.payload.begin(), frame.payload.begin() + 4); // tag and function
     Append(&reply, {0, 0});
     Append(&reply, data);
-    return Frame(facts, MSG_ACK_MAC, FLAG_ACK, {0, 0}, InnerRecordBytes(frame.dataType, facts.mac, reply));
+    return RouterFrame(facts, MSG_ACK_MAC, FLAG_ACK, {0, 0}, InnerRecordBytes(frame.dataType, facts.mac, reply));
 }

@@ -24,6 +24,9 @@ std::string DevicesCsv(unsigned count);
 typedef std::array<uint8_t, 4> RouterVersion;
 constexpr RouterVersion kRouterVersion = {2, 0, 0, 7};
 
+// Any frame. `plain` is the body before its encryption; without it there is no body.
+protocol::Bytes RouterFrame(const RouterFacts &facts, uint8_t msgType, uint8_t flag, const protocol::Bytes &head,
+                            const protocol::Bytes &plain);
 protocol::Bytes RegisterFrame(const RouterFacts &facts);
 struct Registration {
     protocol::Bytes token;

@@ -103,13 +103,7 @@ struct SessionTest : testing::Test {
     }
     void Give(uint8_t msgType, uint8_t flag, const Bytes &head, const Bytes &plain, const std::string &key = kKey)
     {
-        OutFrame frame;
-        frame.msgType = msgType;
-        frame.flag = flag;
-        frame.head = head;
-        frame.hasPlain = !plain.empty();
-        frame.plain = plain;
-        GiveBytes(EncodeFrame(frame, key));
+        GiveBytes(RouterFrame(Facts(kSerial, key), msgType, flag, head, plain));
     }
     void GiveBytes(const Bytes &bytes) { session->Received(bytes.data(), bytes.size(), now); }
     void After(int passed)
