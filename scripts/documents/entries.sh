@@ -121,6 +121,11 @@ own_image() {
     [ -x build/image/usr/libexec/plug/plug-supervisor.sh ]
 }
 
+entry 'uci set plug.agent.pin=...  && uci set plug.agent.key=...' stage tests/packaging/OpenWrtTest.sh "/^## Settings$/"
+entry 'uci set plug.agent.server1=register1.example.net' stage tests/packaging/OpenWrtTest.sh "/^## Settings$/"
+entry 'uci set plug.agent.enabled=1 && uci commit plug' stage tests/packaging/OpenWrtTest.sh "/^## Settings$/"
+entry '/etc/init.d/plug enable && /etc/init.d/plug start' stage tests/packaging/OpenWrtTest.sh "/^## Settings$/"
+
 # ---- The Linux machine as the router
 
 entry 'scripts/install-packages.sh build run' line in_repo

@@ -143,6 +143,37 @@ END
     service stop
     ! supervisor || die "it still runs"
     ;;
+TheCommandsOfTheDocumentConfigureAndStartIt)
+    # UCI changes nothing before a commit.
+    rm uci/*
+    mkdir staged
+    cat >bin/uci <<UCI
+#!/bin/sh
+case \$1 in
+set)
+    option=\${2%%=*}
+    case \$option in plug.agent.*) printf '%s' "\${2#*=}" >"$folder/staged/\${option#plug.agent.}" ;; *) exit 1 ;; esac
+    ;;
+commit) [ "\$2" = plug ] && mv "$folder"/staged/* "$folder/uci" ;;
+*) exit 1 ;;
+esac
+UCI
+    { echo '#!/bin/sh'; echo "exec $shell '$packaging/plugctl' \"\$@\""; } >bin/plugctl
+    chmod +x bin/uci bin/plugctl
+    init() { if [ "$1" = enable ]; then : >enabled; else service "$1"; fi; }
+    sed -n '/^## Settings$/,/^| option/p' "$sources/docs/openwrt.md" | sed -n '/^```sh$/,/^```$/p' | grep -v '^```' |
+        sed -e 's|/etc/init.d/plug |init |g' -e 's/pin=\.\.\./pin=12345678/; s/key=\.\.\./key=0123456789abcdef/' >block
+    sed '$d' block >commands
+    # shellcheck source=/dev/null
+    . ./commands
+    [ -e enabled ] || die "it does not start at boot"
+    until_there 5 agents 1
+    grep -q '^SERVER1=register1.example.net$' run/plug/plug.conf || die "the server is another one"
+    [ "$(sed -n '$p' block)" = 'plugctl status' ] || die "the block ends otherwise"
+    until_there 5 supervisor >supervisors
+    sed -n '$p' block | $shell >out || die "plugctl finds nothing wrong, and fails"
+    grep -q 'supervis' out || die "plugctl does not say who supervises: $(cat out)"
+    ;;
 NothingStartsBeforeItIsEnabled)
     set_value enabled 0
     service start
