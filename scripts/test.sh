@@ -186,9 +186,10 @@ run_asan() { build asan && run_all asan; }
 
 # The end-to-end tests are those of the release build, with the agent and the simulated router of this one. Left out are
 # those that bring other libraries into the agent (Torture, Surroundings), run it as another user (HostileUser) or not at
-# all (Fleet, PortForward), have routers made of frames mostly (Gateway), start it again and again without a second thread
-# at work (Start, OddSettings, RequiredValue, Supervised), or need it to be faster than it is here (two of Frames).
-tsan_leaves_out='e2e\.(Torture|Surroundings|HostileUser|Fleet|Gateway|PortForward\.|Start|OddSettings|RequiredValue|Supervised|Frames\.(AFullQueue|APlatformThatPauses))'
+# all (Fleet, PortForward), have routers made of frames mostly (Gateway), or an agent of their own (Soak), start it again
+# and again without a second thread at work (Start, OddSettings, RequiredValue, Supervised), or need it to be faster than it
+# is here (two of Frames).
+tsan_leaves_out='e2e\.(Torture|Surroundings|HostileUser|Fleet|Gateway|Soak|PortForward\.|Start|OddSettings|RequiredValue|Supervised|Frames\.(AFullQueue|APlatformThatPauses))'
 run_tsan() {
     local status
     build tsan && build release || return
