@@ -3,8 +3,8 @@
 // It sees bytes and the time, nothing else: no socket, no clock. Nothing that a router sends makes it wait, and nothing
 // that a router sends, but a right login, makes it keep more than one frame.
 //
-// Causes of an end: router (it has closed), silent, slow, bad_frame, replaced, drain, locked, removed, new_key; without a
-// login timeout, refused, done.
+// Causes of an end: router (it has closed), silent, slow, bad_frame, replaced, drain, locked, removed, new_key; and
+// of one that never was online: timeout, refused, done.
 //
 // State: one conversation. Threads: its shard's.
 #pragma once
