@@ -148,8 +148,9 @@ CTEST
     ;;
 FindsACommandOfADocumentThatNothingRuns)
     says 0 '' "$repo/scripts/documents.sh" --list
-    mkdir -p copy/docs copy/.ci
+    mkdir -p copy/docs copy/.ci copy/tests
     cp -r "$repo/scripts" copy
+    cp -r "$repo/tests/packaging" copy/tests
     cp "$repo/.ci/run" copy/.ci
     cp "$repo/README.md" copy
     cp -r "$repo"/docs/{*.md,man} copy/docs
