@@ -76,7 +76,8 @@ class Function39Moments : public Function39
     void PassTo(int64_t timeMs)
     {
         while (OsNowMs() < timeMs) {
-            FakeClockAdvanceMs(std::min<int64_t>(500, timeMs - OsNowMs()));
+            const int64_t due = FakeClockNextDeadlineMs(); // none after the thread's end
+            FakeClockAdvanceMs(std::min<int64_t>(due > 0 ? due : 500, timeMs - OsNowMs()));
             Settle();
         }
     }

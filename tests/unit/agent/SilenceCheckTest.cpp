@@ -128,10 +128,11 @@ class SilenceCheck : public LinkedTest
         Settle();
     }
 
+    // From one end of a wait to the next: a thread that wakes reads the clock twice, and it must not have moved between.
     static void PassTo(int64_t timeMs)
     {
         while (OsNowMs() < timeMs && mQuitPro == 0 && !HasFatalFailure()) {
-            FakeClockAdvanceMs(std::min<int64_t>(500 - OsNowMs() % 500, timeMs - OsNowMs()));
+            FakeClockAdvanceMs(std::min(FakeClockNextDeadlineMs(), timeMs - OsNowMs()));
             Settle();
         }
     }
