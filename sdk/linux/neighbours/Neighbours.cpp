@@ -160,14 +160,19 @@ bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now)
 bool HearLittle(mnl_socket *socket, int lan)
 {
     // The kernel runs this on each message. A filter loads numbers as the network orders them.
-    static const uint16_t dull = htons(NUD_STALE | NUD_DELAY | NUD_PROBE);
+    static const uint16_t dull = htons(NUD_STALE | NUD_DELAY | NUD_PROBE), group = htons(NUD_NOARP);
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_H | BPF_ABS, offsetof(nlmsghdr, nlmsg_type)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWNEIGH), 0, 7),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWNEIGH), 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_DELNEIGH), 0, 11),
         BPF_STMT(BPF_LD | BPF_B | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_family)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_BRIDGE, 5, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_BRIDGE, 9, 0),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_ifindex)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htonl(uint32_t(lan)), 0, 2),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htonl(uint32_t(lan)), 0, 6),
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, offsetof(nlmsghdr, nlmsg_type)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, htons(RTM_NEWNEIGH), 2, 0),
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_state)), // it is gone
+        BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, group, 2, 3),
         BPF_STMT(BPF_LD | BPF_H | BPF_ABS, NLMSG_HDRLEN + offsetof(ndmsg, ndm_state)),
         BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, dull, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, 0),

@@ -30,8 +30,8 @@ struct BridgeEntry {
 bool NeighboursOnMessage(const nlmsghdr *message, int lan, int64_t now);
 
 // Lets a socket of rtnetlink hear of ARP and ND only who on the interface `lan` has answered or is gone, and not which
-// entries have become old or are asked again, which is most of the news and says nothing of a device. What else has
-// happened a dump tells. 0 lets it hear everything again. Returns false if the kernel refuses: it hears what it did.
+// entries have become old or are asked again, or which group addresses are forgotten: that is most of the news and says
+// nothing of a device. What else has happened a dump tells. 0 lets it hear everything again. Returns false if the kernel refuses: it hears what it did.
 bool HearLittle(mnl_socket *socket, int lan);
 
 // Forgets everything, before a new dump.
