@@ -38,12 +38,12 @@ static Call *Real(Call *, const char *name)
     return reinterpret_cast<Call *>(dlsym(RTLD_NEXT, name));
 }
 
-extern "C" int epoll_wait(int poll, struct epoll_event *events, int most, int milliseconds)
+extern "C" int epoll_wait(int set, struct epoll_event *events, int most, int milliseconds)
 {
     static const auto real = Real(epoll_wait, "epoll_wait");
     t_isLibrary = true;
-    const int there = real(poll, events, most, 0);
-    return there != 0 ? there : Woken(real(poll, events, most, milliseconds));
+    const int there = real(set, events, most, 0);
+    return there != 0 ? there : Woken(real(set, events, most, milliseconds));
 }
 
 extern "C" int poll(struct pollfd *descriptors, nfds_t count, int milliseconds)
